@@ -1,0 +1,13 @@
+#include "block/ProjectForm.h"
+
+#include "run/Platform.h"
+
+namespace orvo {
+
+std::string OvtPathOfProject(const std::string& project) {
+  const std::string extension = TextFromLastDot(project);
+  if (extension != ".ovc") return {};
+  return project.substr(0, project.size() - extension.size()) + ".ovt";
+}
+
+}  // namespace orvo

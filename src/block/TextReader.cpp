@@ -1,0 +1,94 @@
+#include "block/TextReader.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+namespace orvo {
+namespace {
+constexpr size_t kBufferBytes = size_t{1} << 20;
+}
+
+bool TextReader::Open(const std::string& path) {
+  Close();
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
+  fFile.reset(std::fopen(path.c_str(), "rb"));
+  if (!fFile) return false;
+  std::setvbuf(fFile.get(), nullptr, _IONBF, 0);
+  if (!pBuffer) pBuffer.reset(new char[kBufferBytes]);
+  nSize = static_cast<int64_t>(status.st_size);
+  return true;
+}
+
+void TextReader::Close() {
+  fFile.reset();
+  nBegin = nEnd = 0;
+  nSize = 0;
+  bLineEnded = true;
+  bEndOfFile = false;
+}
+
+void TextReader::Rewind() {
+  if (!fFile) return;
+  std::rewind(fFile.get());
+  nBegin = nEnd = 0;
+  bLineEnded = true;
+  bEndOfFile = false;
+}
+
+/// Moves what is left to the front of the buffer and reads on behind it; false when nothing came.
+bool TextReader::Fill() {
+  if (!fFile || bEndOfFile) return false;
+  std::memmove(pBuffer.get(), pBuffer.get() + nBegin, nEnd - nBegin);
+  nEnd -= nBegin;
+  nBegin = 0;
+  const size_t got = std::fread(pBuffer.get() + nEnd, 1, kBufferBytes - nEnd, fFile.get());
+  nEnd += got;
+  if (got == 0) bEndOfFile = true;
+  return got != 0;
+}
+
+bool TextReader::Next(std::string_view& line) {
+  line = {};
+  // One character more than a piece, so that a line end right behind a full piece is seen with it, and two
+  // for a carriage return.
+  while (nEnd - nBegin < kMaxLine + 2 && Fill()) {
+  }
+  if (nBegin == nEnd) return false;
+  const char* begin = pBuffer.get() + nBegin;
+  const size_t available = nEnd - nBegin;
+  const size_t window = available < kMaxLine ? available : kMaxLine;
+  const void* found = std::memchr(begin, '\n', window);
+  if (found == nullptr) {
+    line = {begin, window};
+    nBegin += window;
+    bLineEnded = nBegin == nEnd && bEndOfFile;
+    return true;
+  }
+  size_t length = static_cast<size_t>(static_cast<const char*>(found) - begin);
+  nBegin += length + 1;
+  if (length > 0 && begin[length - 1] == '\r') --length;
+  line = {begin, length};
+  bLineEnded = true;
+  return true;
+}
+
+std::string_view TextReader::Next() {
+  std::string_view line;
+  Next(line);
+  return line;
+}
+
+void TextReader::Skip(int64_t lines) {
+  std::string_view line;
+  while (lines > 0 && Next(line)) --lines;
+}
+
+bool TextReader::AtEnd() {
+  while (nBegin == nEnd && Fill()) {
+  }
+  return nBegin == nEnd;
+}
+
+}  // namespace orvo

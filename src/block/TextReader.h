@@ -1,0 +1,49 @@
+// Line reader of every text form.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace orvo {
+
+/// Reads a text file in large blocks and hands out its lines in pieces of at most 511 characters, without
+/// their line end: a longer line comes as several lines. CR LF ends a line like LF. A line may hold any byte.
+class TextReader {
+ public:
+  static constexpr size_t kMaxLine = 511;
+
+  /// False when the file can't be opened or is a folder.
+  bool Open(const std::string& path);
+  void Close();
+  bool IsOpen() const { return fFile != nullptr; }
+  /// Back to the first line.
+  void Rewind();
+
+  /// The next line, valid until the next call; false at the end of the file.
+  bool Next(std::string_view& line);
+  /// The next line, empty at the end of the file.
+  std::string_view Next();
+  /// Passes over lines; stops early at the end of the file.
+  void Skip(int64_t lines);
+  /// True when the last piece was the end of its line, false when the line goes on in the next piece.
+  bool LineEnded() const { return bLineEnded; }
+  bool AtEnd();
+  /// Bytes in the file, an upper bound of everything that a count in it can stand for.
+  int64_t Size() const { return nSize; }
+
+ private:
+  bool Fill();
+
+  struct Closer { void operator()(std::FILE* file) const { std::fclose(file); } };
+  std::unique_ptr<std::FILE, Closer> fFile;
+  std::unique_ptr<char[]> pBuffer;
+  size_t nBegin = 0, nEnd = 0;
+  int64_t nSize = 0;
+  bool bLineEnded = true;
+  bool bEndOfFile = false;
+};
+
+}  // namespace orvo

@@ -1,0 +1,32 @@
+// Blocks and block rows of the reduced normal matrix, upper block triangle only.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace orvo {
+
+class CBundleAdjustment;
+
+/// The stored columns of one block row.
+struct SubMatrixRow {
+  int32_t nFirstId = 0;           ///< sub-matrix ID of the row's first block
+  std::vector<int32_t> vColumns;  ///< strictly ascending, none left of the diagonal
+};
+
+/// One stored block. All zero until the first contribution, which sets its place and size.
+struct SubMatrix {
+  int32_t nRow = 0, nCol = 0;    ///< block row and column, nRow <= nCol
+  int32_t nRows = 0, nCols = 0;  ///< size
+  std::vector<double> pData;     ///< row-major; empty until the first contribution
+};
+
+/// One thread's slice of a section's points, both ends inclusive.
+struct SubTask {
+  int32_t nFirst = 0, nLast = 0;
+  int32_t nThread = 0;
+  int32_t nImagePointNum = 0;
+  CBundleAdjustment* pOwner = nullptr;
+};
+
+}  // namespace orvo

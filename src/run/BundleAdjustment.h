@@ -1,0 +1,283 @@
+// The one object of a run. Every subsystem is a group of its operations, defined in the subsystem's folder.
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "block/Records.h"
+#include "normal/SubMatrix.h"
+#include "run/Platform.h"
+
+namespace orvo {
+
+class TextReader;
+struct ThreadBuffers;
+
+/// How the unknowns are laid out in the reduced normal equations.
+enum LayoutMode : int32_t {
+  LayoutEop = 0,           ///< a block of 6 for each image
+  LayoutIop = 1,           ///< a block of 5 for each camera
+  LayoutMergedEopIop = 2,  ///< a block of 11 for each image, its own camera included
+  LayoutEopIop = 3         ///< blocks of 6 for the images, then of 5 for the cameras
+};
+
+class CBundleAdjustment {
+ public:
+  /// `console` receives every message besides the log file; null keeps the run silent.
+  explicit CBundleAdjustment(Platform platform = NativePlatform(), std::FILE* console = stdout);
+  ~CBundleAdjustment();
+  CBundleAdjustment(const CBundleAdjustment&) = delete;
+  CBundleAdjustment& operator=(const CBundleAdjustment&) = delete;
+
+  // ---- Settings; the fields bear their settings keys -------------------------------------------------
+  bool Apply_GPU = false;
+  bool Apply_PCG_Model = false;
+  bool Set_IOP_Unknown = true;
+  bool Set_EOP_Unknown = true;
+  bool Apply_GPS_Data = false;
+  bool Apply_IMU_Data = false;
+  bool Correct_Const_Error = true;
+  bool Correct_LinearError = true;
+  bool Output_Image_Point_RMSE = true;
+  bool Coor_Normalization = true;
+  bool Direct_Intersection = false;
+  bool Absolute_Orientation = false;
+  bool Resampling_Points = true;
+  bool bMultiThread = true;
+
+  int32_t Point_Thinned_Interval = 1;
+  int32_t Block_Num = 64;
+  int32_t Max_PCG_Iteration_Num = 1;
+  int32_t Max_LM_Iteration_Num = 20;
+  int32_t Free_LM_Iteration_Num = 4;
+  int32_t GCP_LM_Iteration_Num = 4;
+  int32_t Min_Image_Point_Num = 2;
+  int32_t Point_Resample_Number = 6;
+  int32_t nThreadNum = 0;  ///< assembly threads
+
+  double Damping_Coefficient = 0.001;
+  double fDampingBase = 1000.0;
+  double Image_Coor_Scale = 0.001;
+  double Object_Coor_Scale = 1.0;
+  double LM_Converge_Threshold = 1e-5;
+  double PCG_Converge_Threshold = 1e-6;
+  double PCG_IGN_Converge_Threshold = 0.1;
+  double Gross_Point_Threshold = 5.0;
+  double Aircraft_Speed = 100.0;
+  double Gross_Point_Weight = 1e-6;
+  double Initial_Weight = 1.0;
+  double GCP_Weight = 100.0;
+  double GPS_WeightXY = 0.01;
+  double GPS_WeightZ = 0.01;
+  double IMU_Weight = 0.01;
+
+  // ---- Run state -------------------------------------------------------------------------------------
+  float fGsd = 0.1f;                ///< ground size of one file image unit
+  bool bSevenParamApplied = false;  ///< orientations were transformed by control points
+  bool bConverged = false;
+  bool bResampledToFile = false;
+  int32_t nCurrentSection = -1;     ///< section whose points are in memory
+  int32_t nLmIterationDone = 0;
+  double fStartTick = 0, fEndTick = 0;  ///< milliseconds
+  double fSevenParam[16] = {};
+  bool bOutputsWritten = false;     ///< the flow came to its end: every output was produced
+  int32_t nOutputFailureNum = 0;    ///< output files that could not be opened or written whole
+
+  // ---- Counts ----------------------------------------------------------------------------------------
+  int32_t nImageFileNum = 0, nCameraFileNum = 0;  ///< in the project header
+  int32_t nGroupNum = 0;                          ///< strip groups
+  int32_t nImageNum = 0, nCameraNum = 0;          ///< kept
+  int32_t nUnknownImageNum = 0;
+  int32_t nGcpNum = 0, nGcpImagePointNum = 0;
+  int64_t nObjectPointNum = 0, nTiePointNum = 0, nTieImagePointNum = 0, nImagePointNum = 0;
+  int32_t nControlPointNum = 0, nCheckPointNum = 0;
+  int32_t nGcpFileNum = 0;
+
+  // ---- Unknowns --------------------------------------------------------------------------------------
+  int32_t nEopSize = 0, nIopSize = 0, nPosSize = 0;
+  int32_t nLayoutMode = LayoutEop;
+  int32_t nBlockRowNum = 0, nDiagSize = 0, nDiagUpperSize = 0, nUnknownNum = 0, nSubMatrixNum = 0;
+
+  // ---- Block tables; empty until a reader makes them --------------------------------------------------
+  std::vector<EopRecord> pEop;                  ///< nImageFileNum rows, the first nImageNum kept
+  std::vector<PosRecord> pPos;                  ///< nImageFileNum rows, by kept image
+  std::vector<IopRecord> pIop;                  ///< nCameraFileNum rows
+  PointSectionTable Sections;
+  std::vector<ObjectPointRecord> pObjectPoints; ///< points of the current section
+  std::vector<ImagePointRecord> pImagePoints;
+  std::vector<ObjectPointRecord> pGcpTable;     ///< control and check points, normalised with the block
+  std::vector<int32_t> pImageGroup;             ///< kept image -> group, -1 without
+  std::vector<int32_t> pImageIndex;             ///< project image ordinal -> kept image, -1 deleted
+  std::vector<int32_t> pImageOrdinal;           ///< kept image -> project image ordinal
+  std::vector<int32_t> pImageCamera;            ///< project image ordinal -> project camera ordinal
+  std::vector<int32_t> pCameraIndex;            ///< project camera ordinal -> row of pIop, -1 deleted
+  std::vector<int32_t> pImagePointCount;        ///< by project image ordinal
+  std::vector<int32_t> pPointImageCount;        ///< by tie point ordinal
+  struct ImageName { char sz[128] = {}; };
+  std::vector<ImageName> pImageNames;           ///< by project image ordinal, without folder and extension
+
+  // ---- Normal equations ------------------------------------------------------------------------------
+  std::vector<SubMatrixRow> pSubMatrixRows;
+  std::vector<SubMatrix> pSubMatrices;          ///< sparse form: upper block triangle
+  std::unique_ptr<double[]> pDenseNormal;       ///< dense form: nUnknownNum squared, row-major
+  std::vector<double> pConstVector;
+  std::vector<double> pPosParams;               ///< nGroupNum times nPosSize drift parameters
+  std::unique_ptr<ThreadBuffers> pThreadBuffers;  ///< work of the assembly threads
+
+  // ---- Statistics, in working image units -------------------------------------------------------------
+  double fResidualSumX = 0, fResidualSumY = 0, fResidualSquareSumX = 0, fResidualSquareSumY = 0;
+  double fMeanResidualX, fMeanResidualY, fRmsResidualX, fRmsResidualY;
+  double dControlResidual[6] = {}, dCheckResidual[6] = {};  ///< mean X, Y, Z, RMSE X, Y, Z
+  int32_t nValidImagePointNum = 0;
+  double fMaxResidualX = -1e308, fMaxResidualY = -1e308, fMinResidualX = 1e308, fMinResidualY = 1e308;
+
+  // ---- Normalisation -----------------------------------------------------------------------------------
+  double dCoorMean[3] = {};
+  double dCoorScale = 1.0;
+
+  // ---- Paths -----------------------------------------------------------------------------------------
+  std::string szOutputPath, szProjectPath, szGcpPath;
+  std::string szOvtPath;  ///< empty for a text project
+  std::FILE* fLogFile = nullptr;
+  Platform System;
+
+  // ==== run/ ==========================================================================================
+  int SetApplyGpu(bool flag);
+  int SetStartTick(double value);
+  int SetEndTick(double value);
+  int SetResidualStatistics(float meanX, float meanY, float rmsX, float rmsY);
+  int SetLmIterationDone(int32_t count);
+
+  int ReleaseSectionPoints();
+  int ReleaseSectionTable();
+  int ReleaseSubMatrixIndex();
+  int ReleaseNormalEquation();
+  int ReleasePosData();
+  int ReleaseThreadBuffers();
+  /// Zeroes the data of every block in place.
+  int ClearSubMatrices(std::vector<SubMatrix>& subMatrices);
+
+  /// Opens log.txt in szOutputPath for appending and writes the run's header; 0 when it can't be opened.
+  int OpenLogFile(std::string& path);
+  /// The formatted text, verbatim, to console and log file.
+  void LogPrintf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  /// The same to the console alone.
+  void ConsolePrintf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  int CloseLogFile();
+
+  /// 1, or 0 when the defaults stand. Never stops a run.
+  int ReadSettings(const std::string& path);
+  int ReadSettingsXml(const std::string& path);
+
+  /// Makes the output folder (an empty `output` becomes OrvoBundleResult beside the project); 1 or 0.
+  int SetOutputPath(const std::string& project, std::string& output);
+  int RunCpuAdjustment(const std::string& project, const std::string& gcp, const std::string& pos,
+                       std::string& output);
+  int RunGpuAdjustment(const std::string& project, const std::string& gcp, const std::string& pos,
+                       std::string& output);
+  int GenerateResults(const std::string& project, const std::string& gcp, const std::string& output);
+  // Stages of the CPU flow; 1, or 0 where the run ends.
+  int PrepareCpuPoints(const std::string& gcp);
+  int ReadCpuPosData(const std::string& pos);
+  int RunCpuIterations();
+  int AddSectionToNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
+  /// Zeroed storage for one iteration, in the form that Apply_PCG_Model asks for.
+  void MakeNormalEquation();
+
+  // ==== block/ ========================================================================================
+  /// Counts points and measurements, before anything big is read; 1, or 0 after a message.
+  int PreReadData(const std::string& project, const std::string& gcp);
+  /// Reads cameras and images and applies the deletion rules; 1, 0, or -1 with too few images.
+  int ReadProject(const std::string& project, const std::string& gcp);
+  /// Reads a whole GCP file, without sections; 1 or -1.
+  int ReadGcpList(std::vector<ObjectPointRecord>& objectList, std::vector<ImagePointRecord>& imagePointList,
+                  TextReader& file);
+  /// Divides the points under 80 % of the free memory. `counts`: measurements by tie point, or null.
+  int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
+                   const std::vector<int32_t>* counts);
+  int ReadSectionPoints(int32_t section, const std::string& project, const std::string& gcp, int64_t& count);
+  int ReadSectionPoints(int32_t section);
+  int ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
+                     std::vector<ImagePointRecord>& imagePointList, TextReader& file);
+  int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, std::FILE* file);
+  int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
+  /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1.
+  int ReadGcpTable(const std::string& gcp);
+  /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches cleared without a file.
+  int ReadPosData(const std::string& pos);
+  /// Thins the tie points through a grid on each image; 1 or 0.
+  int ResamplePoints(const std::string& ovt, const std::string& gcp, const std::string& newOvt);
+
+  /// The images and cameras that are unknowns: what an nImage or nCamera may point to.
+  std::span<const EopRecord> KeptImages() const { return {pEop.data(), static_cast<size_t>(nImageNum)}; }
+  std::span<const IopRecord> KeptCameras() const { return {pIop.data(), static_cast<size_t>(nCameraNum)}; }
+
+  // ==== geometry/ =====================================================================================
+  /// Intersects every point of the section and takes the control and check statistics.
+  int ComputeTiePoints(int32_t section);
+  int ComputeTiePointsThreaded(int32_t section);
+  /// Lays out the unknowns, tests memory, applies seven parameters; 1, 0 or -1.
+  int PrepareAdjustment();
+  int ComputeNormalization();
+  int NormalizeData();
+  int RestoreData();
+  int ComputeSevenParametersFromGps();
+  int ComputeSevenParametersFromGcp(const std::string& gcp);
+  int ApplySevenParameters();
+
+  // ==== normal/ =======================================================================================
+  /// Finds the block pattern by one walk over all points; 1 or 0.
+  int ComputeSubMatrixPosition();
+  int AddSubMatrixPosition(int32_t a, int32_t b);
+  int32_t GetSubMatrixId(int32_t row, int32_t col) const;
+  void GetUnknownPosition(int32_t row, int32_t col, int32_t& rowPosition, int32_t& colPosition) const;
+  int AddToSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row, int32_t col,
+                     std::vector<SubMatrix>& target);
+  int SubtractFromSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row, int32_t col,
+                            std::vector<SubMatrix>& target);
+  int AddToDenseMatrix(const double* source, int32_t rows, int32_t cols, int32_t rowStart, int32_t colStart,
+                       double* target, int32_t targetRows, int32_t targetCols);
+  int SubtractFromDenseMatrix(const double* source, int32_t rows, int32_t cols, int32_t rowStart,
+                              int32_t colStart, double* target, int32_t targetRows, int32_t targetCols);
+  /// 1 when the thread number stands, 0 when it was reduced, -1 when none fits.
+  int ComputeMultithreadMemory(int32_t section);
+  int SplitSubTasks(int32_t section, std::vector<SubTask>& tasks);
+  /// Adds the section's reduced equations in threads and writes its residual file; 1, 0, or -1 without a plan.
+  /// `threadNumCache`: one thread number per section, 0 until it is planned.
+  int BuildNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
+  int AllocateThreadBuffers(const std::vector<SubTask>& tasks);
+  int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);
+  int BuildPosNormalEquation(int32_t iteration);
+  int AddDampingCoefficients(int32_t iteration);
+
+  // ==== solver/ =======================================================================================
+  /// Solves, writes the side files, updates the unknowns and decides convergence; always 1.
+  int SolveAndUpdate(int32_t iteration);
+  int UpdateUnknowns(const double* x);
+  int SolveByPcg(double* x);
+
+  // ==== gpu/ ==========================================================================================
+  /// Non-zero when a usable device exists.
+  int DetectCudaDevices();
+  int RunGpuBundle();
+
+  // ==== results/ ======================================================================================
+  int WriteResultFiles(const std::string& project, const std::string& gcp);
+  int WriteResultForm(const std::string& project, const std::string& gcp, int selector);
+  int WriteResultOvt();
+  int WriteCorrections(int32_t iteration, const double* x);
+  int WriteResidualsCpu(int32_t iteration, int32_t section);
+  int WriteReport();
+
+ private:
+  void LogText(const char* format, std::va_list arguments, bool toLog);
+  std::FILE* fConsole;
+};
+
+}  // namespace orvo

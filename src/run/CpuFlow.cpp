@@ -1,0 +1,173 @@
+// The flow of an adjustment on the CPU, from reading to the last output file.
+#include "block/ProjectForm.h"
+#include "run/BundleAdjustment.h"
+
+namespace orvo {
+
+int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::string& gcp,
+                                        const std::string& pos, std::string& output) {
+  const bool adjusts = !Direct_Intersection && !Absolute_Orientation;
+  if (adjusts) {
+    LogPrintf(">>Pre-reading data...\n");
+    if (PreReadData(project, gcp) == 0) return 0;
+  } else {
+    szProjectPath = project;
+    szGcpPath = gcp;
+    szOvtPath = OvtPathOfProject(project);
+  }
+  LogPrintf(">>Reading eop and camera data from project file...\n");
+  if (ReadProject(project, gcp) == 0) return 0;
+  if (SetOutputPath(project, output) == 0) return 0;
+  SetStartTick(System.TickMilliseconds());
+
+  if (Direct_Intersection) {
+    GenerateResults(project, gcp, output);
+    return 0;
+  }
+  if (Absolute_Orientation) {
+    if (ComputeSevenParametersFromGcp(gcp) != 1) {
+      LogPrintf("Error! Compute Seven Parameters with GCP failed!\n");
+      return -1;
+    }
+    ApplySevenParameters();
+    GenerateResults(project, gcp, output);
+    return 0;
+  }
+  if (PrepareCpuPoints(gcp) == 0) return 0;
+  if (ReadCpuPosData(pos) == 0) return 0;
+
+  LogPrintf(">>Adjustment preprocessing...\n");
+  if (PrepareAdjustment() != 1) return 0;
+  if (Coor_Normalization) {
+    LogPrintf(">>Normalizing data...\n");
+    ComputeNormalization();
+    NormalizeData();
+  }
+  LogPrintf(">>Computing sub-matrix position...\n");
+  if (ComputeSubMatrixPosition() == 0) return 0;
+  if (RunCpuIterations() == 0) return 0;
+
+  if (Coor_Normalization) {
+    LogPrintf(">>Unnormalizing data...\n");
+    RestoreData();
+  }
+  SetEndTick(System.TickMilliseconds());
+  LogPrintf(">>Out put resut file...\n");
+  WriteResultFiles(project, gcp);
+  LogPrintf(">>Out put adjustment report...\n");
+  WriteReport();
+  // The last pass reads the sections once more and may need all of the memory for them.
+  ReleaseThreadBuffers();
+  ReleaseNormalEquation();
+  ReleasePosData();
+  ReleaseSectionPoints();
+  ReleaseSubMatrixIndex();
+  LogPrintf(">>Out put points data...\n");
+  WriteResultOvt();
+  bOutputsWritten = true;
+  return 1;
+}
+
+int CBundleAdjustment::PrepareCpuPoints(const std::string& gcp) {
+  if (Resampling_Points) {
+    LogPrintf(">>Reampling image point data...\n");
+    if (ResamplePoints(szOvtPath, gcp, JoinPath(szOutputPath, "Resampled.ovt")) == 0) return 0;
+    if (!bResampledToFile) return 1;
+  }
+  if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0) return 0;
+  if (Sections.Count() != 1) {
+    // Normalisation changes the table and the reader of each section takes the coordinates from it, so the
+    // table has to be there before the first section is read.
+    return ReadGcpTable(gcp);
+  }
+  LogPrintf(">>Reading points data...\n");
+  int64_t count = 0;
+  if (ReadSectionPoints(0, szProjectPath, gcp, count) == 0) return 0;
+  nObjectPointNum = count;
+  Sections.ObjectPoints[0] = {0, count - 1};
+  return 1;
+}
+
+int CBundleAdjustment::ReadCpuPosData(const std::string& pos) {
+  if (!Apply_GPS_Data && !Apply_IMU_Data) return 1;
+  if (pos.empty()) {
+    Apply_GPS_Data = Apply_IMU_Data = false;
+    return 1;
+  }
+  LogPrintf(">>Reading pos data...\n");
+  // Unreadable POS data has cleared the switches, and the run goes on without; a negative result says that
+  // this version can't take POS data at all.
+  return ReadPosData(pos) < 0 ? 0 : 1;
+}
+
+int CBundleAdjustment::RunCpuIterations() {
+  std::vector<int32_t> threadNumCache(static_cast<size_t>(Sections.Count()), 0);
+  int32_t iteration = 0;
+  do {
+    nValidImagePointNum = 0;
+    fResidualSumX = fResidualSumY = fResidualSquareSumX = fResidualSquareSumY = 0;
+    MakeNormalEquation();
+    for (int32_t section = 0; section < Sections.Count(); ++section) {
+      if (Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
+      if (AddSectionToNormalEquation(iteration, section, threadNumCache) == 0) return 0;
+    }
+    if (Apply_GPS_Data || Apply_IMU_Data) {
+      LogPrintf(">>>>Building GPS normal equation %d...\n", iteration);
+      BuildPosNormalEquation(iteration);
+    }
+    LogPrintf(">>>>Adding damping coefficients %d...\n", iteration);
+    if (AddDampingCoefficients(iteration) == 0) return 0;
+    LogPrintf(">>>>Solving normal equation and update unknowns %d...\n", iteration);
+    if (SolveAndUpdate(iteration) == 0) return 0;
+    ReleaseNormalEquation();
+    if (bConverged) break;
+    ++iteration;
+  } while (iteration < Max_LM_Iteration_Num);
+  SetLmIterationDone(iteration);
+  return 1;
+}
+
+int CBundleAdjustment::AddSectionToNormalEquation(int32_t iteration, int32_t section,
+                                                  std::vector<int32_t>& threadNumCache) {
+  const bool several = Sections.Count() > 1;
+  if (several) {
+    LogPrintf(">>Reading points data section %d...\n", section);
+    if (ReadSectionPoints(section) == 0) return 0;
+  }
+  LogPrintf(">>>>Computing tie point 3D coordinates %d %d...\n", iteration, section);
+  ComputeTiePoints(section);
+  LogPrintf(">>>>Building normal equation %d %d...\n", iteration, section);
+  if (BuildNormalEquation(iteration, section, threadNumCache) == -1) {
+    LogPrintf("Error!Building normal equation for section %d failed!\n", iteration);
+    return 0;
+  }
+  if (several) ReleaseSectionPoints();
+  return 1;
+}
+
+void CBundleAdjustment::MakeNormalEquation() {
+  const auto order = static_cast<size_t>(nUnknownNum);
+  pConstVector.assign(order, 0.0);
+  if (Apply_PCG_Model) {
+    if (pSubMatrices.empty()) pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
+    ClearSubMatrices(pSubMatrices);
+  } else {
+    pDenseNormal.reset(new double[order * order]());
+  }
+}
+
+int CBundleAdjustment::GenerateResults(const std::string& project, const std::string& gcp,
+                                       const std::string& /*output*/) {
+  szGcpPath = gcp;
+  SetEndTick(System.TickMilliseconds());
+  LogPrintf(">>Generating result file...\n");
+  if (!Direct_Intersection && Absolute_Orientation) WriteResultForm(project, gcp, 0);
+  WriteResultForm(project, gcp, 1);
+  LogPrintf(">>Generating adjustment report...\n");
+  WriteReport();
+  WriteResultOvt();
+  bOutputsWritten = true;
+  return 1;
+}
+
+}  // namespace orvo

@@ -1,0 +1,32 @@
+// The flow around the device path.
+#include "run/BundleAdjustment.h"
+
+namespace orvo {
+
+int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::string& gcp,
+                                        const std::string& pos, std::string& output) {
+  SetStartTick(System.TickMilliseconds());
+  LogPrintf(">>Reading data...\n");
+  if (PreReadData(project, gcp) == 0 || ReadProject(project, gcp) == 0) return 0;
+  if (Direct_Intersection) return GenerateResults(project, gcp, output);
+  if (Resampling_Points) {
+    LogPrintf(">>Reampling image point data...\n");
+    ResamplePoints(szOvtPath, gcp, JoinPath(szOutputPath, "Resampled.ovt"));
+  }
+  if (!Resampling_Points || bResampledToFile) {
+    if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0) return 0;
+    if (ReadGcpTable(gcp) == 0) return 0;
+  }
+  if (Apply_GPS_Data || Apply_IMU_Data) {
+    LogPrintf(">>Reading POS data...\n");
+    ReadPosData(pos);
+  }
+  LogPrintf(">>Preprocessing data...\n");
+  if (PrepareAdjustment() != 1) return 0;
+  ComputeNormalization();
+  NormalizeData();
+  RunGpuBundle();
+  return 1;
+}
+
+}  // namespace orvo

@@ -1,0 +1,30 @@
+// Every setting, stated once: the readers, the documentation and the tests walk this table.
+#pragma once
+
+#include <span>
+#include <variant>
+
+#include "run/BundleAdjustment.h"
+
+namespace orvo {
+
+/// How the XML form turns the value of an element into the field.
+enum class XmlRule {
+  Plain,
+  MilliOverValue,  ///< 0.001 / value: an accuracy becomes a weight
+  OneOverValue     ///< 1.0 / value
+};
+
+struct Setting {
+  std::variant<bool CBundleAdjustment::*, int32_t CBundleAdjustment::*, double CBundleAdjustment::*> field;
+  const char* szName;        ///< of the field
+  const char* szColonKey;    ///< null: the colon form can't set it
+  const char* szXmlElement;  ///< null: the XML form can't set it
+  const char* szXmlParent;
+  XmlRule rule = XmlRule::Plain;
+};
+
+/// In the order in which the XML form assigns.
+std::span<const Setting> SettingsTable();
+
+}  // namespace orvo

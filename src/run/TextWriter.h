@@ -1,0 +1,33 @@
+// Buffered output of text and binary files.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace orvo {
+
+/// Writes in large blocks. A write that fails (a full disk) is remembered and told by Close; nothing throws.
+class TextWriter {
+ public:
+  TextWriter() = default;
+  ~TextWriter();
+  TextWriter(const TextWriter&) = delete;
+  TextWriter& operator=(const TextWriter&) = delete;
+
+  /// False when the file can't be created.
+  bool Open(const std::string& path);
+  bool IsOpen() const { return fFile != nullptr; }
+  void Write(std::string_view text);
+  void Write(const void* data, size_t bytes) { Write({static_cast<const char*>(data), bytes}); }
+  void Printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  /// True when everything was written.
+  bool Close();
+
+ private:
+  std::FILE* fFile = nullptr;
+  bool bFailed = false;
+};
+
+}  // namespace orvo

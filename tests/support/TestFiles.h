@@ -1,0 +1,39 @@
+// Folders, files and machines for tests.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "run/Platform.h"
+
+namespace orvo::test {
+
+/// A folder of the test's own, removed at the end.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ~ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  std::string Path() const { return path.string(); }
+  std::string operator/(const std::string& name) const { return (path / name).string(); }
+
+ private:
+  std::filesystem::path path;
+};
+
+void WriteFile(const std::string& path, const std::string& content);
+/// The whole file; empty when it does not exist.
+std::string ReadFile(const std::string& path);
+bool Exists(const std::string& path);
+
+/// The native platform with the free memory and the processor count replaced.
+Platform MadeUpPlatform(int64_t freeBytes, int processors);
+
+/// A file of the shared data sets, or nothing where they are not at hand: "seneca/seneca_full.ovc".
+std::optional<std::string> SharedData(const std::string& name);
+/// A file of examples/.
+std::string Example(const std::string& name);
+
+}  // namespace orvo::test
