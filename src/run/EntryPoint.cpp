@@ -56,8 +56,9 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console) {
   if (argc < 2) {
     std::fprintf(console, "Command line invalid!\n");
-    std::fprintf(console,
-                 "[*Exe Path] [*Project File Path] [GCP File Path] [Output Path] [Adjustment Mode:0, 1, 2]\n");
+    std::fprintf(
+        console,
+        "[*Exe Path] [*Project File Path] [GCP File Path] [Output Path] [Adjustment Mode:0, 1, 2]\n");
     return 0;
   }
   const auto argument = [&](int index) { return index < argc ? std::string(argv[index]) : std::string(); };

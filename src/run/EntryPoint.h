@@ -15,8 +15,8 @@ struct RunPaths {
 
 /// What became of a run.
 struct RunOutcome {
-  bool bDone = false;            ///< the flow came to its end
-  int nOutputFailureNum = 0;     ///< output files that are missing or cut short
+  bool bDone = false;         ///< the flow came to its end
+  int nOutputFailureNum = 0;  ///< output files that are missing or cut short
   std::string szOutputPath;
 };
 

@@ -14,7 +14,8 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
     ResamplePoints(szOvtPath, gcp, JoinPath(szOutputPath, "Resampled.ovt"));
   }
   if (!Resampling_Points || bResampledToFile) {
-    if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0) return 0;
+    if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0)
+      return 0;
     if (ReadGcpTable(gcp) == 0) return 0;
   }
   if (Apply_GPS_Data || Apply_IMU_Data) {

@@ -85,17 +85,19 @@ int ProcessorCount() {
 }  // namespace
 
 Platform NativePlatform() {
-  return {TickMilliseconds, Now, MakeFolder, FolderIsWritable,
-          [] { return std::min(AvailableBytesOfKernel(), AvailableBytesOfControlGroup()); }, ProcessorCount};
+  return {TickMilliseconds,
+          Now,
+          MakeFolder,
+          FolderIsWritable,
+          [] { return std::min(AvailableBytesOfKernel(), AvailableBytesOfControlGroup()); },
+          ProcessorCount};
 }
 
 std::string JoinPath(const std::string& folder, const std::string& name) {
   return folder + kPathSeparator + name;
 }
 
-std::string CutAtLastSeparator(const std::string& path) {
-  return path.substr(0, path.find_last_of("/\\"));
-}
+std::string CutAtLastSeparator(const std::string& path) { return path.substr(0, path.find_last_of("/\\")); }
 
 std::string TextFromLastDot(const std::string& path) {
   const size_t dot = path.rfind('.');

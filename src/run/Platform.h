@@ -13,12 +13,12 @@ struct LocalTime {
 
 /// One function per need, so that tests and the front end can put in their own figures.
 struct Platform {
-  std::function<double()> TickMilliseconds;                       ///< monotonic
+  std::function<double()> TickMilliseconds;  ///< monotonic
   std::function<LocalTime()> Now;
-  std::function<bool(const std::string&)> MakeFolder;             ///< one level; true when it was made
-  std::function<bool(const std::string&)> FolderIsWritable;       ///< a folder that can be read and written
+  std::function<bool(const std::string&)> MakeFolder;        ///< one level; true when it was made
+  std::function<bool(const std::string&)> FolderIsWritable;  ///< a folder that can be read and written
   std::function<int64_t()> FreePhysicalBytes;
-  std::function<int()> ProcessorCount;                            ///< at least 1
+  std::function<int()> ProcessorCount;  ///< at least 1
 };
 
 /// The machine as it is: memory bounded by the process's control group, processors by its affinity mask.

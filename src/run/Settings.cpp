@@ -18,9 +18,15 @@ void Assign(int32_t& field, const Setting&, std::string_view text, bool /*xml*/)
 void Assign(double& field, const Setting& setting, std::string_view text, bool xml) {
   const double value = ParseReal(text);
   switch (xml ? setting.rule : XmlRule::Plain) {
-    case XmlRule::Plain: field = value; break;
-    case XmlRule::MilliOverValue: field = 0.001 / value; break;
-    case XmlRule::OneOverValue: field = 1.0 / value; break;
+    case XmlRule::Plain:
+      field = value;
+      break;
+    case XmlRule::MilliOverValue:
+      field = 0.001 / value;
+      break;
+    case XmlRule::OneOverValue:
+      field = 1.0 / value;
+      break;
   }
 }
 
