@@ -256,8 +256,8 @@ class CBundleAdjustment {
   /// finite extent above 0 the scale stays 1. Returns 1.
   int ComputeNormalization();
   /// Shifts by dCoorMean and multiplies by dCoorScale: projection centres, control and check points, GPS
-  /// positions. 0 with the data left alone (and then shift 0 and scale 1) when Coor_Normalization is off or the
-  /// data counts as normalised already.
+  /// positions. 0 with the data left alone when Coor_Normalization is off, and when the data counts as
+  /// normalised already; shift and scale then become 0 and 1.
   int NormalizeData();
   /// Undoes it for projection centres and GPS positions. 0 when Coor_Normalization is off.
   int RestoreData();
