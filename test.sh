@@ -17,7 +17,7 @@ while [[ $# -gt 0 ]]; do
     --quick) quick=true ;;
     --fuzz-seconds)
       fuzz_seconds=${2:-}
-      [[ $fuzz_seconds =~ ^[0-9]+$ ]] || { echo "--fuzz-seconds takes a number of seconds" >&2; exit 2; }
+      [[ $fuzz_seconds =~ ^[1-9][0-9]*$ ]] || { echo "--fuzz-seconds takes a number of seconds" >&2; exit 2; }
       shift ;;
     -h|--help) sed -n '2,6s/^# \{0,1\}//p' "$0"; exit 0 ;;
     *) echo "unknown option $1 (see $0 --help)" >&2; exit 2 ;;
