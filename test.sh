@@ -1,6 +1,114 @@
 #!/usr/bin/env bash
+# Everything that is checked: release tests, the sanitizer runs, bounded fuzzing.
+#   ./test.sh                    all of it
+#   ./test.sh --quick            the release tests only
+#   ./test.sh --fuzz-seconds N   seconds for each fuzz target (20)
+# The last line says "N passed, N failed"; the exit status is 0 when nothing failed.
 set -euo pipefail
+export LC_ALL=C
 cd "$(dirname "$0")"
-cmake --preset release
-cmake --build --preset release
-ctest --preset release
+
+# The tests with several threads and the whole runs, for the thread sanitizer.
+thread_tests='Thread|Whole|whole'
+fuzz_seconds=20
+quick=false
+while [[ $# -gt 0 ]]; do
+  case "$1" in
+    --quick) quick=true ;;
+    --fuzz-seconds)
+      fuzz_seconds=${2:-}
+      [[ $fuzz_seconds =~ ^[1-9][0-9]*$ ]] || { echo "--fuzz-seconds takes a number of seconds" >&2; exit 2; }
+      shift ;;
+    -h|--help) sed -n '2,6s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    *) echo "unknown option $1 (see $0 --help)" >&2; exit 2 ;;
+  esac
+  shift
+done
+
+jobs=$(nproc)
+passed=0
+failed=0
+skipped=0
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+configure=(-DORVO_BUILD_TESTS=ON)
+if command -v ccache >/dev/null; then
+  configure+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+# With many random address bits the kernel may put a program where the sanitizers want their shadow memory.
+fixed_addresses=()
+if setarch "$(uname -m)" -R true 2>/dev/null; then
+  fixed_addresses=(setarch "$(uname -m)" -R)
+fi
+
+# stage HEADLINE COMMAND...: one stage with its time; a failed one that counted no test counts as one failure.
+stage() {
+  local headline=$1 begin=$SECONDS failed_before=$failed status=0
+  shift
+  printf '\n==== %s\n' "$headline"
+  "$@" || status=$?
+  if [[ $status -ne 0 && $failed -eq $failed_before ]]; then
+    failed=$((failed + 1))
+  fi
+  if [[ $status -eq 0 ]]; then
+    printf '==== %s: done in %d s\n' "$headline" $((SECONDS - begin))
+  else
+    printf '==== %s: FAILED after %d s\n' "$headline" $((SECONDS - begin))
+  fi
+}
+
+# Errors are passed on by hand, for bash ignores -e inside a command that is tested.
+build() {
+  local preset=$1
+  shift
+  cmake --preset "$preset" "$@" >"$work/configure" 2>&1 || { cat "$work/configure"; return 1; }
+  cmake --build --preset "$preset" -j "$jobs"
+}
+
+# Runs ctest and adds its closing figures to the sum.
+count_tests() {
+  local status=0 total=0 bad=0 left_out=0
+  "$@" --no-tests=error 2>&1 | tee "$work/ctest" || status=$?
+  local closing
+  closing=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests failed out of [0-9]+' "$work/ctest" | tail -n 1 || true)
+  if [[ -n $closing ]]; then
+    read -r bad total < <(sed -E 's/^.*passed, ([0-9]+) tests failed out of ([0-9]+).*$/\1 \2/' <<<"$closing")
+    left_out=$(grep -c '\*\*\*Skipped' "$work/ctest" || true)
+    passed=$((passed + total - bad - left_out))
+    failed=$((failed + bad))
+    skipped=$((skipped + left_out))
+  fi
+  return "$status"
+}
+
+release_tests() {
+  build release "${configure[@]}" && count_tests ctest --preset release -j "$jobs"
+}
+
+asan_tests() {
+  build asan "${configure[@]}" && count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs"
+}
+
+# The threads of the linear algebra library are not instrumented, so it gets one.
+tsan_tests() {
+  build tsan "${configure[@]}" &&
+    count_tests "${fixed_addresses[@]}" env OPENBLAS_NUM_THREADS=1 ctest --preset tsan -R "$thread_tests"
+}
+
+stage "Dependencies" scripts/install-dependencies.sh --tests
+stage "Release tests" release_tests
+if ! $quick; then
+  stage "Address and undefined behaviour sanitizers" asan_tests
+  stage "Thread sanitizer" tsan_tests
+  if [[ -x tests/fuzz/run.sh ]]; then
+    stage "Fuzzing, $fuzz_seconds s for each target" "${fixed_addresses[@]}" tests/fuzz/run.sh "$fuzz_seconds"
+  fi
+fi
+
+printf '\n'
+if [[ $skipped -ne 0 ]]; then
+  printf '%d skipped for want of data that is no part of the project\n' "$skipped"
+fi
+printf '%d passed, %d failed\n' "$passed" "$failed"
+[[ $failed -eq 0 ]]
