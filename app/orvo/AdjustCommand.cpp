@@ -34,6 +34,7 @@ std::string FindObstacle(const RunPaths& paths) {
                                                               {paths.szGcp, "GCP file"},
                                                               {paths.szPos, "POS file"},
                                                               {paths.szSettings, "settings file"}};
+  if (paths.szProject.empty()) return "the project has no name: give the path of a project";
   for (const auto& [path, what] : files) {
     if (!path.empty() && !IsReadableFile(path)) {
       return std::string("the ") + what + " " + path + " can't be read: check its path and permissions";
