@@ -28,13 +28,14 @@ std::string FindDefaultSettings(const std::string& program, std::FILE* console) 
   return ini;
 }
 
-RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console) {
+RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console, Device device) {
   CBundleAdjustment block(platform, console);
   block.SetOutputPath(paths.szProject, paths.szOutput);
   std::string logPath;
   block.OpenLogFile(logPath);
   const double start = block.System.TickMilliseconds();
   block.ReadSettings(paths.szSettings);
+  if (device == Device::Cpu) block.SetApplyGpu(false);
   if (block.Apply_GPU && block.DetectCudaDevices() != 0) {
     block.Apply_PCG_Model = true;
     block.Coor_Normalization = true;

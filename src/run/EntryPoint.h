@@ -24,8 +24,15 @@ struct RunOutcome {
 /// console. `program` is cut at its last separator; without one it stays whole.
 std::string FindDefaultSettings(const std::string& program, std::FILE* console);
 
+/// Where a run computes.
+enum class Device {
+  FromSettings,  ///< as Apply_GPU says
+  Cpu            ///< on the processor, whatever the settings say
+};
+
 /// One run over the given paths: object, output folder, log, settings, CPU or GPU flow, elapsed time.
-RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console);
+RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
+                         Device device = Device::FromSettings);
 
 /// The classic command line. The exit code is 0 in every case.
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console);

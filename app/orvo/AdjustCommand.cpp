@@ -1,0 +1,149 @@
+// orvo adjust: one run, refused before it starts where it cannot work.
+#include <filesystem>
+#include <memory>
+
+#include "block/ProjectForm.h"
+#include "orvo/Command.h"
+#include "orvo/MemorySize.h"
+
+namespace orvo {
+namespace {
+
+struct AdjustArguments {
+  RunPaths Paths;
+  int nProcessors = 0;   ///< 0: what the machine has
+  std::string szMemory;  ///< empty: what the machine has
+  std::string szDevice;
+};
+
+bool IsReadableFile(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) return false;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+  return file != nullptr;
+}
+
+/// The project's folder; "." for a path without separator.
+std::string FolderOf(const std::string& project) {
+  return project.find_first_of("/\\") == std::string::npos ? "." : CutAtLastSeparator(project);
+}
+
+/// What keeps the run from working, and the remedy; empty when nothing does.
+std::string FindObstacle(const RunPaths& paths) {
+  const std::pair<const std::string&, const char*> files[] = {{paths.szProject, "project"},
+                                                              {paths.szGcp, "GCP file"},
+                                                              {paths.szPos, "POS file"},
+                                                              {paths.szSettings, "settings file"}};
+  if (paths.szProject.empty()) return "the project has no name: give the path of a project";
+  for (const auto& [path, what] : files) {
+    if (!path.empty() && !IsReadableFile(path)) {
+      return std::string("the ") + what + " " + path + " can't be read: check its path and permissions";
+    }
+  }
+  const std::string ovt = OvtPathOfProject(paths.szProject);
+  if (!ovt.empty() && !IsReadableFile(ovt)) {
+    return "the tie points " + ovt + " of " + paths.szProject +
+           " can't be read: an .ovc project needs its .ovt file beside it";
+  }
+  return {};
+}
+
+/// Makes the folder with its parents; false when it can't be written to in the end.
+bool MakeOutputFolder(const std::string& path, const Platform& platform) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  return platform.FolderIsWritable(path);
+}
+
+/// Settings named, else beside the project, else beside the program. Tells the console which.
+std::string ChooseSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
+  std::string chosen = paths.szSettings;
+  for (const char* name : {"AdjPara.xml", "AdjPara.ini"}) {
+    const std::string beside = JoinPath(FolderOf(paths.szProject), name);
+    if (chosen.empty() && IsReadableFile(beside)) chosen = beside;
+  }
+  if (chosen.empty()) chosen = FindDefaultSettings(frontEnd.szProgram, nullptr);
+  if (IsReadableFile(chosen)) {
+    std::fprintf(frontEnd.fOut, "Settings: %s\n", chosen.c_str());
+  } else {
+    std::fprintf(frontEnd.fOut,
+                 "Settings: built-in defaults, as neither the project nor the program has an AdjPara.xml or "
+                 "AdjPara.ini beside it\n");
+  }
+  return chosen;
+}
+
+int Fail(const FrontEnd& frontEnd, const std::string& message) {
+  std::fprintf(frontEnd.fErr, "orvo adjust: %s\n", message.c_str());
+  return ExitFailed;
+}
+
+int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
+  if (arguments.szDevice == "cuda" || arguments.szDevice == "host") {
+    return Fail(frontEnd, "this version has no device path: leave --device " + arguments.szDevice +
+                              " away, or use --device cpu");
+  }
+  RunPaths paths = arguments.Paths;
+  if (const std::string obstacle = FindObstacle(paths); !obstacle.empty()) return Fail(frontEnd, obstacle);
+  if (paths.szOutput.empty()) paths.szOutput = JoinPath(FolderOf(paths.szProject), "OrvoBundleResult");
+  if (!MakeOutputFolder(paths.szOutput, frontEnd.System)) {
+    return Fail(frontEnd, "the output folder " + paths.szOutput +
+                              " can't be made or written to: name another one with --out");
+  }
+  paths.szSettings = ChooseSettings(paths, frontEnd);
+
+  Platform platform = frontEnd.System;
+  if (arguments.nProcessors > 0) platform.ProcessorCount = [n = arguments.nProcessors] { return n; };
+  if (const auto bytes = ParseMemorySize(arguments.szMemory)) {
+    platform.FreePhysicalBytes = [n = *bytes] { return n; };
+  }
+  const Device device = arguments.szDevice == "cpu" ? Device::Cpu : Device::FromSettings;
+  const std::string output = paths.szOutput;
+  const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, device);
+  std::fflush(frontEnd.fOut);
+  if (!outcome.bDone)
+    return Fail(frontEnd,
+                "the run failed: its last messages, also in " + JoinPath(output, "log.txt") + ", say why");
+  if (outcome.nOutputFailureNum > 0) {
+    return Fail(frontEnd, std::to_string(outcome.nOutputFailureNum) + " output files in " + output +
+                              " are missing or cut short: is the disk full?");
+  }
+  std::fprintf(frontEnd.fOut, "Report: %s\n", JoinPath(output, "OrvoAdjustReport.txt").c_str());
+  return ExitDone;
+}
+
+std::string CheckMemorySize(const std::string& text) {
+  if (ParseMemorySize(text)) return {};
+  return "'" + text +
+         "' is no amount of memory: write bytes, or a number with K, M, G or T, such as 200K or 1.5G";
+}
+
+}  // namespace
+
+std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
+  const auto arguments = std::make_shared<AdjustArguments>();
+  RunPaths& paths = arguments->Paths;
+  app.add_option("PROJECT", paths.szProject, "text project, or an .ovc file with its .ovt beside it")
+      ->required();
+  app.add_option("--gcp", paths.szGcp, "control and check points")->type_name("FILE");
+  app.add_option("--pos", paths.szPos, "GPS/IMU records")->type_name("FILE");
+  app.add_option(
+         "--settings", paths.szSettings,
+         "settings, .xml or .ini [AdjPara.xml or AdjPara.ini beside the project, else beside the program]")
+      ->type_name("FILE");
+  app.add_option("--out", paths.szOutput, "output folder [OrvoBundleResult beside the project]")
+      ->type_name("DIR");
+  app.add_option("--processors", arguments->nProcessors,
+                 "processors to count on; the assembly takes one less")
+      ->type_name("N")
+      ->check(CLI::Range(1, 4096));
+  app.add_option("--memory", arguments->szMemory, "free memory to count on: bytes, or with K, M, G, T")
+      ->type_name("SIZE")
+      ->check(CLI::Validator(CheckMemorySize, "", "memory size"));
+  app.add_option("--device", arguments->szDevice, "cpu, cuda or host [as Apply_GPU in the settings says]")
+      ->type_name("DEVICE")
+      ->check(CLI::IsMember({"cpu", "cuda", "host"}));
+  return [arguments, &frontEnd] { return RunAdjust(*arguments, frontEnd); };
+}
+
+}  // namespace orvo

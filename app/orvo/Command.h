@@ -1,0 +1,24 @@
+// The subcommands of the front end.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <span>
+
+#include "orvo/OrvoMain.h"
+
+namespace orvo {
+
+struct Command {
+  const char* szName;
+  const char* szDescription;
+  /// Declares the arguments; what comes back runs the command with the parsed ones and gives the exit code.
+  std::function<int()> (*Add)(CLI::App& app, const FrontEnd& frontEnd);
+};
+
+std::span<const Command> Commands();
+
+std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd);
+std::function<int()> AddGenerate(CLI::App& app, const FrontEnd& frontEnd);
+
+}  // namespace orvo

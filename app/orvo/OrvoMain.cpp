@@ -1,0 +1,50 @@
+#include "orvo/OrvoMain.h"
+
+#include <sstream>
+
+#include "orvo/Command.h"
+
+namespace orvo {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"adjust", "Adjust a block: orientations, cameras and points from its measurements", AddAdjust},
+    {"generate", "Generate a block with known truth, for tests and trials", AddGenerate},
+};
+
+/// Help and version are no errors; everything else that the parser throws is wrong usage.
+int EndOfParsing(const CLI::App& app, const CLI::ParseError& error, const FrontEnd& frontEnd) {
+  std::ostringstream out, err;
+  const int code = app.exit(error, out, err);
+  std::fputs(out.str().c_str(), frontEnd.fOut);
+  std::fputs(err.str().c_str(), frontEnd.fErr);
+  return code == 0 ? ExitDone : ExitUsage;
+}
+
+}  // namespace
+
+std::span<const Command> Commands() { return kCommands; }
+
+int OrvoMain(int argc, const char* const* argv, FrontEnd frontEnd) {
+  frontEnd.szProgram = argc > 0 ? argv[0] : "";
+  CLI::App app("Bundle block adjustment for aerial photogrammetry", "orvo");
+  app.set_version_flag("--version", "orvo " ORVO_VERSION);
+  app.require_subcommand(1);
+  app.footer("Exit codes: 0 done, 1 the run failed, 2 wrong usage.");
+  std::vector<std::pair<CLI::App*, std::function<int()>>> commands;
+  for (const Command& command : Commands()) {
+    CLI::App* subcommand = app.add_subcommand(command.szName, command.szDescription);
+    commands.emplace_back(subcommand, command.Add(*subcommand, frontEnd));
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return EndOfParsing(app, error, frontEnd);
+  }
+  for (const auto& [subcommand, run] : commands) {
+    if (subcommand->parsed()) return run();
+  }
+  return ExitUsage;
+}
+
+}  // namespace orvo

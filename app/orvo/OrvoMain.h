@@ -1,0 +1,30 @@
+// The front end: `orvo adjust`, `orvo generate`.
+#pragma once
+
+#include <cstdio>
+#include <functional>
+
+#include "run/EntryPoint.h"
+#include "run/Platform.h"
+
+namespace orvo {
+
+/// Exit codes of the front end.
+enum ExitCode : int { ExitDone = 0, ExitFailed = 1, ExitUsage = 2 };
+
+using AdjustRunner =
+    std::function<RunOutcome(RunPaths paths, const Platform& platform, std::FILE* console, Device device)>;
+
+/// What a subcommand works with.
+struct FrontEnd {
+  std::string szProgram = {};  ///< argv[0]
+  Platform System = NativePlatform();
+  std::FILE* fOut = stdout;
+  std::FILE* fErr = stderr;
+  AdjustRunner Adjust = RunAdjustment;
+};
+
+/// Parses the command line and runs its subcommand. Help and version go to fOut, whatever is wrong to fErr.
+int OrvoMain(int argc, const char* const* argv, FrontEnd frontEnd);
+
+}  // namespace orvo

@@ -1,0 +1,3 @@
+#include "orvo/OrvoMain.h"
+
+int main(int argc, char** argv) { return orvo::OrvoMain(argc, argv, {}); }

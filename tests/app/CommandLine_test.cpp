@@ -1,0 +1,301 @@
+// Argument lists of the front end, what they make of a run, and exit codes.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "orvo/OrvoMain.h"
+#include "support/Block.h"
+
+namespace orvo::test {
+namespace {
+
+/// What a run was asked to do.
+struct AskedRun {
+  RunPaths Paths;
+  Device At = Device::FromSettings;
+  int nProcessors = 0;
+  int64_t nFreeBytes = 0;
+};
+
+struct Ended {
+  int nExit = -1;
+  std::string szOut, szErr;
+  std::optional<AskedRun> Asked;
+};
+
+std::string Drain(std::FILE* file) {
+  std::rewind(file);
+  std::string text;
+  for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) text += static_cast<char>(c);
+  std::fclose(file);
+  return text;
+}
+
+/// The front end on a machine of 3 processors and 777 free bytes. Without an outcome the run is a real one.
+Ended Call(const std::vector<std::string>& arguments,
+           std::optional<RunOutcome> outcome = RunOutcome{true, 0, ""}) {
+  std::vector<const char*> argv{"/nowhere/orvo"};
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  Ended ended;
+  FrontEnd frontEnd;
+  frontEnd.System = MadeUpPlatform(777, 3);
+  frontEnd.fOut = std::tmpfile();
+  frontEnd.fErr = std::tmpfile();
+  if (outcome) {
+    frontEnd.Adjust = [&](RunPaths paths, const Platform& platform, std::FILE*, Device device) {
+      ended.Asked = {std::move(paths), device, platform.ProcessorCount(), platform.FreePhysicalBytes()};
+      return *outcome;
+    };
+  }
+  ended.nExit = OrvoMain(static_cast<int>(argv.size()), argv.data(), frontEnd);
+  ended.szOut = Drain(frontEnd.fOut);
+  ended.szErr = Drain(frontEnd.fErr);
+  return ended;
+}
+
+/// A folder with files that can be read; nothing of their content matters to the front end.
+class CommandLine : public ::testing::Test {
+ protected:
+  CommandLine() {
+    for (const char* name : {"b.prj", "b.ovc", "b.ovt", "gcp.txt", "pos.txt", "set.xml", "lone.ovc"}) {
+      WriteFile(Folder / name, "1\n");
+    }
+  }
+  std::string In(const std::string& name) const { return Folder / name; }
+  ScratchFolder Folder;
+};
+
+TEST_F(CommandLine, ExitCodes) {
+  const std::string prj = In("b.prj"), out = In("out");
+  const struct {
+    std::vector<std::string> arguments;
+    int nExit;
+  } rows[] = {
+      {{}, 2},
+      {{"--help"}, 0},
+      {{"-h"}, 0},
+      {{"--version"}, 0},
+      {{"adjust", "--help"}, 0},
+      {{"generate", "--help"}, 0},
+      {{"check"}, 2},
+      {{"--nonsense"}, 2},
+      {{"adjust"}, 2},
+      {{"adjust", prj}, 0},
+      {{"adjust", prj, "--out", out}, 0},
+      {{"adjust", prj, "another"}, 2},
+      {{"adjust", prj, "--out"}, 2},
+      {{"adjust", prj, "--nonsense"}, 2},
+      {{"adjust", prj, "--processors", "1"}, 0},
+      {{"adjust", prj, "--processors", "0"}, 2},
+      {{"adjust", prj, "--processors", "-2"}, 2},
+      {{"adjust", prj, "--processors", "two"}, 2},
+      {{"adjust", prj, "--processors", "1.5"}, 2},
+      {{"adjust", prj, "--processors", "99999999999999999999"}, 2},
+      {{"adjust", prj, "--processors"}, 2},
+      {{"adjust", prj, "--memory", "200K"}, 0},
+      {{"adjust", prj, "--memory", "1.5G"}, 0},
+      {{"adjust", prj, "--memory", "64M"}, 0},
+      {{"adjust", prj, "--memory", "64"}, 0},
+      {{"adjust", prj, "--memory", "64Q"}, 2},
+      {{"adjust", prj, "--memory", "-1"}, 2},
+      {{"adjust", prj, "--memory", "0"}, 2},
+      {{"adjust", prj, "--memory", ""}, 2},
+      {{"adjust", prj, "--device", "cpu"}, 0},
+      {{"adjust", prj, "--device", "cuda"}, 1},
+      {{"adjust", prj, "--device", "host"}, 1},
+      {{"adjust", prj, "--device", "tpu"}, 2},
+      {{"adjust", In("b.ovc"), "--gcp", In("gcp.txt"), "--pos", In("pos.txt"), "--settings", In("set.xml")},
+       0},
+      {{"adjust", In("missing.prj")}, 1},
+      {{"adjust", Folder.Path()}, 1},
+      {{"adjust", ""}, 1},
+      {{"adjust", In("lone.ovc")}, 1},
+      {{"adjust", prj, "--gcp", In("missing.txt")}, 1},
+      {{"adjust", prj, "--pos", In("missing.txt")}, 1},
+      {{"adjust", prj, "--settings", In("missing.xml")}, 1},
+      {{"adjust", prj, "--gcp", Folder.Path()}, 1},
+      {{"adjust", prj, "--out", In("gcp.txt")}, 1},
+      {{"adjust", prj, "--out", In("gcp.txt/below")}, 1},
+      {{"adjust", prj, "--out", In("new/with/parents")}, 0},
+      {{"generate"}, 2},
+      {{"generate", In("g1"), "--measurements", "10"}, 0},
+      {{"generate", In("g2"), "--strips", "0"}, 2},
+      {{"generate", In("g2"), "--strips", "many"}, 2},
+      {{"generate", In("g2"), "--noise", "nan"}, 2},
+      {{"generate", In("g2"), "--noise", "-1"}, 2},
+      {{"generate", In("g2"), "--name", "a/b"}, 2},
+      {{"generate", In("g2"), "--forms", "prj,dwg"}, 2},
+      {{"generate", In("gcp.txt")}, 1},
+      {{"generate", In("gcp.txt/below")}, 1},
+      {{"generate", In("g3"), "--forms", "ovc,gcp", "--frame-shift-x", "-1e4", "--k1", "-1e-10"}, 0},
+  };
+  for (const auto& row : rows) {
+    const Ended ended = Call(row.arguments);
+    std::string line = "orvo";
+    for (const std::string& argument : row.arguments) line += " '" + argument + "'";
+    EXPECT_EQ(ended.nExit, row.nExit) << line << "\n" << ended.szErr;
+    EXPECT_EQ(ended.szErr.empty(), row.nExit == 0) << line << "\n" << ended.szErr;
+  }
+  EXPECT_FALSE(Exists(In("g2"))) << "wrong usage leaves nothing behind";
+}
+
+TEST_F(CommandLine, HelpAndVersionGoToTheConsole) {
+  EXPECT_EQ(Call({"--version"}).szOut, "orvo " ORVO_TEST_VERSION "\n");
+  const std::string adjust = Call({"adjust", "--help"}).szOut;
+  for (const char* option :
+       {"PROJECT", "--gcp", "--pos", "--settings", "--out", "--processors", "--memory", "--device"}) {
+    EXPECT_NE(adjust.find(option), std::string::npos) << option;
+  }
+  const std::string generate = Call({"generate", "--help"}).szOut;
+  for (const SyntheticOption& option : SyntheticOptionTable()) {
+    EXPECT_NE(generate.find(std::string("--") + option.szName + " "), std::string::npos) << option.szName;
+    EXPECT_NE(generate.find(option.szUnit), std::string::npos) << option.szName;
+  }
+}
+
+TEST_F(CommandLine, EverythingNamedReachesTheRun) {
+  const Ended ended = Call({"adjust", In("b.ovc"), "--gcp", In("gcp.txt"), "--pos", In("pos.txt"),
+                            "--settings", In("set.xml"), "--out", In("deep/out"), "--processors", "9",
+                            "--memory", "200K", "--device", "cpu"});
+  ASSERT_TRUE(ended.Asked) << ended.szErr;
+  EXPECT_EQ(ended.Asked->Paths.szProject, In("b.ovc"));
+  EXPECT_EQ(ended.Asked->Paths.szGcp, In("gcp.txt"));
+  EXPECT_EQ(ended.Asked->Paths.szPos, In("pos.txt"));
+  EXPECT_EQ(ended.Asked->Paths.szSettings, In("set.xml"));
+  EXPECT_EQ(ended.Asked->Paths.szOutput, In("deep/out"));
+  EXPECT_TRUE(std::filesystem::is_directory(In("deep/out")));
+  EXPECT_EQ(ended.Asked->nProcessors, 9);
+  EXPECT_EQ(ended.Asked->nFreeBytes, 200 * 1024);
+  EXPECT_EQ(ended.Asked->At, Device::Cpu);
+  EXPECT_NE(ended.szOut.find("Settings: " + In("set.xml") + "\n"), std::string::npos) << ended.szOut;
+  EXPECT_NE(ended.szOut.find("Report: " + In("deep/out/OrvoAdjustReport.txt") + "\n"), std::string::npos)
+      << ended.szOut;
+}
+
+TEST_F(CommandLine, WithoutOptionsTheMachineAndTheProjectDecide) {
+  const Ended ended = Call({"adjust", In("b.prj")});
+  ASSERT_TRUE(ended.Asked) << ended.szErr;
+  EXPECT_EQ(ended.Asked->Paths.szGcp, "");
+  EXPECT_EQ(ended.Asked->Paths.szPos, "");
+  EXPECT_EQ(ended.Asked->Paths.szOutput, In("OrvoBundleResult"));
+  EXPECT_EQ(ended.Asked->nProcessors, 3);
+  EXPECT_EQ(ended.Asked->nFreeBytes, 777);
+  EXPECT_EQ(ended.Asked->At, Device::FromSettings);
+  EXPECT_EQ(ended.Asked->Paths.szSettings, "/nowhere/AdjPara.ini");
+  EXPECT_NE(ended.szOut.find("Settings: built-in defaults"), std::string::npos) << ended.szOut;
+}
+
+TEST_F(CommandLine, SettingsBesideTheProjectAreFound) {
+  WriteFile(In("AdjPara.ini"), "Apply_GPU:0\n");
+  EXPECT_EQ(Call({"adjust", In("b.prj")}).Asked->Paths.szSettings, In("AdjPara.ini"));
+  WriteFile(In("AdjPara.xml"), "");
+  const Ended ended = Call({"adjust", In("b.prj")});
+  EXPECT_EQ(ended.Asked->Paths.szSettings, In("AdjPara.xml"));
+  EXPECT_NE(ended.szOut.find("Settings: " + In("AdjPara.xml") + "\n"), std::string::npos);
+  EXPECT_EQ(Call({"adjust", In("b.prj"), "--settings", In("set.xml")}).Asked->Paths.szSettings,
+            In("set.xml"));
+}
+
+TEST_F(CommandLine, AProjectWithoutFolderHasItsResultsBesideIt) {
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(Folder.Path());
+  WriteFile(In("AdjPara.xml"), "");
+  const Ended ended = Call({"adjust", "b.prj"});
+  std::filesystem::current_path(before);
+  ASSERT_TRUE(ended.Asked) << ended.szErr;
+  EXPECT_EQ(ended.Asked->Paths.szOutput, "./OrvoBundleResult");
+  EXPECT_EQ(ended.Asked->Paths.szSettings, "./AdjPara.xml");
+  EXPECT_TRUE(std::filesystem::is_directory(In("OrvoBundleResult")));
+}
+
+TEST_F(CommandLine, RefusalsNameFileAndRemedyAndStartNothing) {
+  const struct {
+    std::vector<std::string> arguments;
+    std::string szNamed, szRemedy;
+  } rows[] = {
+      {{In("missing.prj")}, In("missing.prj"), "check its path"},
+      {{In("lone.ovc")}, In("lone.ovt"), "beside it"},
+      {{In("b.prj"), "--gcp", In("no.txt")}, In("no.txt"), "check its path"},
+      {{In("b.prj"), "--pos", In("no.txt")}, In("no.txt"), "check its path"},
+      {{In("b.prj"), "--settings", In("no.xml")}, In("no.xml"), "check its path"},
+      {{In("b.prj"), "--out", In("gcp.txt/x")}, In("gcp.txt/x"), "--out"},
+      {{In("b.prj"), "--device", "cuda"}, "cuda", "--device cpu"},
+      {{In("b.prj"), "--device", "host"}, "host", "--device cpu"},
+  };
+  for (auto row : rows) {
+    row.arguments.insert(row.arguments.begin(), "adjust");
+    const Ended ended = Call(row.arguments);
+    EXPECT_EQ(ended.nExit, 1);
+    EXPECT_FALSE(ended.Asked);
+    EXPECT_NE(ended.szErr.find(row.szNamed), std::string::npos) << ended.szErr;
+    EXPECT_NE(ended.szErr.find(row.szRemedy), std::string::npos) << ended.szErr;
+  }
+  EXPECT_FALSE(Exists(In("OrvoBundleResult"))) << "a refused run makes no folder";
+}
+
+TEST_F(CommandLine, AFailedRunGivesOne) {
+  const Ended failed = Call({"adjust", In("b.prj")}, RunOutcome{false, 0, ""});
+  EXPECT_EQ(failed.nExit, 1);
+  EXPECT_NE(failed.szErr.find("log.txt"), std::string::npos);
+  EXPECT_EQ(failed.szOut.find("Report:"), std::string::npos);
+  const Ended cut = Call({"adjust", In("b.prj")}, RunOutcome{true, 2, ""});
+  EXPECT_EQ(cut.nExit, 1);
+  EXPECT_NE(cut.szErr.find("2 output files"), std::string::npos) << cut.szErr;
+}
+
+TEST_F(CommandLine, ARealRunOverRubbishFails) {
+  const Ended ended = Call({"adjust", In("b.prj")}, std::nullopt);
+  EXPECT_EQ(ended.nExit, 1) << ended.szOut;
+  EXPECT_NE(ended.szOut.find(">>Elapsed time:"), std::string::npos) << ended.szOut;
+  EXPECT_TRUE(Exists(In("OrvoBundleResult/log.txt")));
+}
+
+TEST_F(CommandLine, DeviceCpuOverridesTheSettings) {
+  WriteFile(In("gpu.ini"), "Apply_GPU:1\n");
+  const auto log = [&](const char* device, const std::string& out) {
+    std::vector<std::string> arguments{"adjust", In("b.prj"), "--settings", In("gpu.ini"), "--out", In(out)};
+    if (device != nullptr) arguments.insert(arguments.end(), {"--device", device});
+    return Call(arguments, std::nullopt).szOut;
+  };
+  EXPECT_EQ(log("cpu", "a").find("CUDA"), std::string::npos);
+  EXPECT_NE(log("cpu", "b").find(">>Pre-reading data..."), std::string::npos);
+}
+
+TEST_F(CommandLine, GenerateWritesWhatItSays) {
+  const Ended ended = Call({"generate", In("gen/deep"), "--name", "my", "--forms", "ovc,gcp,truth", "--seed",
+                            "9", "--strips", "2", "--random-order", "--cameras", "0", "--noise", "0.25"});
+  ASSERT_EQ(ended.nExit, 0) << ended.szErr;
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(In("gen/deep"))) {
+    files.push_back(entry.path().filename().string());
+    EXPECT_NE(ended.szOut.find(entry.path().string() + "\n"), std::string::npos);
+  }
+  std::sort(files.begin(), files.end());
+  EXPECT_EQ(files, (std::vector<std::string>{"my.ovc", "my.ovt", "my_gcp.txt", "truth.json"}));
+  const std::string truth = ReadFile(In("gen/deep/truth.json"));
+  for (const char* line : {"\"seed\": 9,", "\"strips\": 2,", "\"random-order\": true,", "\"cameras\": 0,",
+                           "\"noise\": 0.25,", "\"images-per-strip\": 8,"}) {
+    EXPECT_NE(truth.find(line), std::string::npos) << line;
+  }
+  EXPECT_NE(ended.szOut.find("Images: 16 in 2 strips, cameras: 16\n"), std::string::npos) << ended.szOut;
+}
+
+int Spawn(const std::string& arguments) {
+  const int status = std::system((std::string(ORVO_PROGRAM " ") + arguments + " >/dev/null 2>&1").c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(CommandLine, TheProgramItselfGivesTheExitCodes) {
+  EXPECT_EQ(Spawn("--version"), 0);
+  EXPECT_EQ(Spawn("adjust"), 2);
+  EXPECT_EQ(Spawn("adjust " + In("missing.prj")), 1);
+  EXPECT_EQ(Spawn("generate " + In("g") + " --measurements 10"), 0);
+  EXPECT_TRUE(Exists(In("g/block.ovt")));
+}
+
+}  // namespace
+}  // namespace orvo::test

@@ -1,0 +1,67 @@
+// The settings of a generated block, as the system reads them.
+#include <gtest/gtest.h>
+
+#include "run/BundleAdjustment.h"
+#include "run/SettingsTable.h"
+#include "support/Block.h"
+
+namespace orvo::test {
+namespace {
+
+TEST(SettingsFiles, BothFormsSayTheSameButForTheThinning) {
+  SyntheticOptions options;
+  options.fAircraftSpeed = 55;
+  const Block block(options);
+  CBundleAdjustment xml(NativePlatform(), nullptr), ini(NativePlatform(), nullptr);
+  ASSERT_EQ(xml.ReadSettings(block.Paths().szXml), 1);
+  ASSERT_EQ(ini.ReadSettings(block.Paths().szIni), 1);
+  for (const Setting& setting : SettingsTable()) {
+    if (setting.szXmlElement == nullptr || setting.szColonKey == nullptr) continue;
+    std::visit(
+        [&](auto field) {
+          EXPECT_NEAR(static_cast<double>(xml.*field), static_cast<double>(ini.*field),
+                      1e-12 * std::abs(static_cast<double>(ini.*field)))
+              << setting.szName;
+        },
+        setting.field);
+  }
+  EXPECT_FALSE(xml.Resampling_Points);
+  EXPECT_TRUE(ini.Resampling_Points) << "the colon form can't switch it off";
+  EXPECT_EQ(xml.Aircraft_Speed, 55);
+  EXPECT_EQ(xml.Image_Coor_Scale, 0.001);
+  EXPECT_TRUE(xml.Set_EOP_Unknown);
+  EXPECT_TRUE(xml.Set_IOP_Unknown);
+  EXPECT_FALSE(xml.Apply_GPU);
+  EXPECT_FALSE(xml.Direct_Intersection);
+  EXPECT_EQ(xml.Damping_Coefficient, 1e-8);
+  EXPECT_EQ(xml.GCP_Weight, 1);
+  EXPECT_GT(xml.GPS_WeightXY, 1e-6);
+  EXPECT_LT(xml.GPS_WeightXY, 1);
+}
+
+TEST(SettingsFiles, LargeBlocksAskForPcg) {
+  const auto asks = [](int32_t strips) {
+    SyntheticOptions options;
+    options.nStrips = strips;
+    options.nImagesPerStrip = 100;
+    options.fMeasurementsPerImage = 2;
+    const Block block(options, {false, false, false, false, true, false});
+    CBundleAdjustment object(NativePlatform(), nullptr);
+    object.ReadSettings(block.Paths().szXml);
+    return object.Apply_PCG_Model;
+  };
+  EXPECT_FALSE(asks(5));
+  EXPECT_TRUE(asks(15));
+}
+
+TEST(SettingsFiles, ABlockWithoutControlIsHeldByItsDamping) {
+  SyntheticOptions options;
+  options.nControlPoints = 0;
+  const Block block(options);
+  CBundleAdjustment object(NativePlatform(), nullptr);
+  object.ReadSettings(block.Paths().szXml);
+  EXPECT_EQ(object.Damping_Coefficient, 1e-4);
+}
+
+}  // namespace
+}  // namespace orvo::test
