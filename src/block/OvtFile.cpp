@@ -86,14 +86,15 @@ bool OvtReader::Open(const std::string& path) {
   Close();
   std::error_code failure;
   if (std::filesystem::is_directory(path, failure)) return false;
-  File.pubsetbuf(nullptr, 0);  // whole runs go straight into the caller's memory
-  if (File.open(path, std::ios::in | std::ios::binary) == nullptr) return false;
+  File.rdbuf()->pubsetbuf(nullptr, 0);  // whole runs go straight into the caller's memory
+  File.open(path, std::ios::in | std::ios::binary);
+  if (!File.is_open()) return false;
   char header[kOvtHeaderBytes] = {};
-  if (File.sgetn(header, kOvtHeaderBytes) != kOvtHeaderBytes) return true;
+  if (!File.read(header, kOvtHeaderBytes)) return true;
   nHeaderPointNum = Load<int32_t>(header);
   nHeaderMeasureNum = Load<int32_t>(header + 4);
 
-  const auto end = static_cast<int64_t>(File.pubseekoff(0, std::ios::end));
+  const auto end = static_cast<int64_t>(File.seekg(0, std::ios::end).tellg());
   const int64_t body = std::max<int64_t>(end - kOvtHeaderBytes, 0);
   nPointNum = static_cast<int32_t>(std::clamp<int64_t>(nHeaderPointNum, 0, body / kOvtPointBytes));
   // Image records stand behind all the points that the header promises, so a file cut among its points has
@@ -105,6 +106,7 @@ bool OvtReader::Open(const std::string& path) {
 
 void OvtReader::Close() {
   File.close();
+  File.clear();
   nHeaderPointNum = nHeaderMeasureNum = nPointNum = nMeasureNum = 0;
 }
 
@@ -121,8 +123,11 @@ int64_t OvtReader::ReadMeasures(int64_t first, int64_t count, char* records) {
 }
 
 int64_t OvtReader::Read(int64_t offset, int64_t recordBytes, int64_t count, char* records) {
-  if (count <= 0 || File.pubseekpos(offset, std::ios::in) != std::streampos(offset)) return 0;
-  return std::max<int64_t>(File.sgetn(records, recordBytes * count), 0) / recordBytes;
+  if (count <= 0) return 0;
+  File.clear();
+  if (!File.seekg(offset)) return 0;
+  File.read(records, recordBytes * count);
+  return static_cast<int64_t>(File.gcount()) / recordBytes;
 }
 
 }  // namespace orvo

@@ -60,7 +60,7 @@ class OvtReader {
  private:
   int64_t Read(int64_t offset, int64_t recordBytes, int64_t count, char* records);
 
-  std::filebuf File;
+  std::ifstream File;
   int32_t nHeaderPointNum = 0, nHeaderMeasureNum = 0;
   int32_t nPointNum = 0, nMeasureNum = 0;
 };
