@@ -12,23 +12,18 @@
 
 #include "block/Records.h"
 #include "normal/SubMatrix.h"
+#include "normal/UnknownLayout.h"
+#include "normal/ZeroedArray.h"
 #include "run/Platform.h"
 
 namespace orvo {
 
+class BlockIndex;
 class OvtReader;
 class TextReader;
 class TextWriter;
 struct ProjectHeader;
 struct ThreadBuffers;
-
-/// How the unknowns are laid out in the reduced normal equations.
-enum LayoutMode : int32_t {
-  LayoutEop = 0,           ///< a block of 6 for each image
-  LayoutIop = 1,           ///< a block of 5 for each camera
-  LayoutMergedEopIop = 2,  ///< a block of 11 for each image, its own camera included
-  LayoutEopIop = 3         ///< blocks of 6 for the images, then of 5 for the cameras
-};
 
 class CBundleAdjustment {
  public:
@@ -128,6 +123,8 @@ class CBundleAdjustment {
   // ---- Normal equations ------------------------------------------------------------------------------
   std::vector<SubMatrixRow> pSubMatrixRows;
   std::vector<SubMatrix> pSubMatrices;          ///< sparse form: upper block triangle
+  ZeroedArray SubMatrixStore;                   ///< sparse form: data of all blocks that points fill
+  std::unique_ptr<BlockIndex> pBlockIndex;      ///< places of blocks in a store; made from pSubMatrixRows
   std::unique_ptr<double[]> pDenseNormal;       ///< dense form: nUnknownNum squared, row-major
   std::vector<double> pConstVector;
   std::vector<double> pPosParams;               ///< nGroupNum times nPosSize drift parameters
@@ -287,14 +284,26 @@ class CBundleAdjustment {
   /// `threadNumCache`: one thread number per section, 0 until it is planned.
   int BuildNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
   int AllocateThreadBuffers(const std::vector<SubTask>& tasks);
+  bool PlanThreads(int32_t section, std::vector<int32_t>& threadNumCache);
   int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);
+  /// The numbering of the unknowns as it stands.
+  UnknownLayout Layout() const { return {nLayoutMode, nUnknownImageNum, nCameraNum, nPosSize}; }
+  /// The section's points that are in memory, never more than the section has.
+  std::span<const ObjectPointRecord> PointsOfSection(int32_t section) const;
+  void AddPosPattern();
+  void MergeThread(int32_t thread);
+  void ReportMissingBlocks(int32_t thread);
+  int FinishBlocks();
   int BuildPosNormalEquation(int32_t iteration);
   int AddDampingCoefficients(int32_t iteration);
+  int DampSparse(double mu);
+  int DampDense(double mu);
 
   // ==== solver/ =======================================================================================
   /// Solves, writes the side files, updates the unknowns and decides convergence; always 1.
   int SolveAndUpdate(int32_t iteration);
   int UpdateUnknowns(const double* x);
+  void WriteRemainder(int32_t iteration, const std::vector<double>& remainder);
   int SolveByPcg(double* x);
 
   // ==== gpu/ ==========================================================================================
