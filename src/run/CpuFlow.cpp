@@ -151,8 +151,9 @@ void CBundleAdjustment::MakeNormalEquation() {
   if (Apply_PCG_Model) {
     if (pSubMatrices.empty()) pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
     ClearSubMatrices(pSubMatrices);
-  } else {
-    pDenseNormal.reset(new double[order * order]());
+  } else if (!pDenseNormal) {
+    // Preprocessing has made it for the first iteration, and each iteration frees it.
+    pDenseNormal = std::make_unique<double[]>(order * order);
   }
 }
 
