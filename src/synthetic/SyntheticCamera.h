@@ -56,7 +56,7 @@ class SyntheticProjector {
 
 /// One camera for each strip in turn, or for each image. The first of several is no better than the others: f
 /// spreads by fCameraSpread, the principal point by 2000 times that in pixels (x and y by the same amount, so
-/// that equal ones stay equal), k1 and k2 by 50 times that.
+/// that equal ones stay equal), k1 and k2 by 50 times that and a tenth at most.
 std::vector<SyntheticCamera> MakeCameras(const SyntheticOptions& options, int32_t count);
 
 }  // namespace orvo

@@ -99,6 +99,17 @@ TEST(GenerateBlock, TellsTheFileThatCannotBeWritten) {
   EXPECT_NE(block.szError.find("block.prj"), std::string::npos) << block.szError;
 }
 
+TEST(GenerateBlock, NoticesAFullDisk) {
+  for (const char* name : {"block.prj", "block.ovt", "block.ovc", "block_gcp.txt", "block_pos.txt",
+                           "AdjPara.xml", "AdjPara.ini", "truth.json"}) {
+    test::ScratchFolder folder;
+    std::filesystem::create_symlink("/dev/full", folder / name);
+    const SyntheticBlock block = GenerateBlock({}, folder.Path(), "block");
+    EXPECT_FALSE(block.bDone) << name;
+    EXPECT_NE(block.szError.find(name), std::string::npos) << block.szError;
+  }
+}
+
 TEST(GenerateBlock, WritesTheFormsAskedFor) {
   SyntheticForms none{false, false, false, false, false, false};
   const struct {
