@@ -18,6 +18,8 @@ namespace orvo {
 
 class OvtReader;
 class TextReader;
+class TextWriter;
+struct ImageLookup;
 struct ProjectHeader;
 struct ThreadBuffers;
 
@@ -302,12 +304,28 @@ class CBundleAdjustment {
   int RunGpuBundle();
 
   // ==== results/ ======================================================================================
+  /// The listings that the run mode calls for; 1.
   int WriteResultFiles(const std::string& project, const std::string& gcp);
+  /// Writes OrvoResult.ovc and OrvoResult.rst (selector 0, tie points) or OrvoResult_gcp.rst (1, control and
+  /// check points) from pEop and pIop; 1, or 0 after a message. Selector 0 replaces the image statistics; a
+  /// project without points sets szOvtPath.
   int WriteResultForm(const std::string& project, const std::string& gcp, int selector);
+  /// Writes OrvoResult.ovt section by section, with the section plan made anew; 1, or 0 without a tie-point
+  /// file or after a message. The last step of a run.
   int WriteResultOvt();
+  /// The points of one section; how many were written.
+  int64_t WriteOvtSection(int32_t section, OvtReader& input, TextWriter& output);
+  /// The image records behind the points; true when the input had all of them.
+  bool CopyOvtMeasures(OvtReader& input, TextWriter& output);
+  /// Writes Corrections_<iteration>.txt from nUnknownNum values; 1, or 0 when it can't be opened.
   int WriteCorrections(int32_t iteration, const double* x);
+  /// Writes Residuals_<iteration>_<section>.res from the thread buffers, whose residuals it turns into file
+  /// image units; 1, or 0 when it can't be opened.
   int WriteResidualsCpu(int32_t iteration, int32_t section);
+  /// Writes OrvoAdjustReport.txt and ObjectPointError.xyz; 1, or 0 when one can't be opened. Turns the image
+  /// statistics into file image units and renews those of control and check points.
   int WriteReport();
+  ImageLookup ImageLookupOfBlock() const;
 
  private:
   void LogText(const char* format, std::va_list arguments, bool toLog);

@@ -1,0 +1,236 @@
+// OrvoResult.ovc and the listings OrvoResult.rst and OrvoResult_gcp.rst.
+#include <array>
+#include <cmath>
+
+#include "block/ProjectText.h"
+#include "block/Scan.h"
+#include "geometry/Intersection.h"
+#include "geometry/Rotation.h"
+#include "results/MeasuredPoint.h"
+#include "results/NumberText.h"
+#include "results/OutputFile.h"
+#include "results/ResultLines.h"
+#include "run/BundleAdjustment.h"
+
+namespace orvo {
+namespace {
+
+constexpr int kTiePointListing = 0;
+constexpr size_t kBlockBytes = size_t{1} << 18;
+
+using Rotations = std::vector<std::array<double, 9>>;
+
+/// Text on its way to a file; without a file it goes nowhere.
+struct Output {
+  TextWriter File;
+  std::string sText;
+
+  void Flush(size_t atLeast = 0) {
+    if (sText.size() < atLeast) return;
+    if (File.IsOpen()) File.Write(sText);
+    sText.clear();
+  }
+};
+
+/// What a whole form shares: tables, scales, and the rotation of each kept image.
+struct FormContext {
+  ImageLookup Lookup;
+  Rotations R;
+  double fObjectScale = 1;
+  bool bTiePoints = false;  ///< the listing of tie points instead of control and check points
+};
+
+Rotations RotationsOf(std::span<const EopRecord> images) {
+  Rotations all(images.size());
+  for (size_t i = 0; i < images.size(); ++i) {
+    ComputeRotationMatrix(images[i].fPhi, images[i].fOmega, images[i].fKappa, all[i].data());
+  }
+  return all;
+}
+
+void AppendHeader(std::string& out, const ProjectHeader& header, int64_t pointNum) {
+  for (const int32_t count : {header.nImageNum, header.nCameraNum}) {
+    AppendInt(out, count);
+    out += ' ';
+  }
+  AppendInt(out, pointNum);
+  out += '\n';
+}
+
+/// The point count of the tie-point file, or 0 where it can't be read.
+int32_t PointCountOfOvt(const std::string& path, bool& readable) {
+  OvtReader file;
+  readable = OpenWithHeader(file, path);
+  return readable ? file.HeaderPointNum() : 0;
+}
+
+void WriteCameras(TextReader& project, int32_t count, const FormContext& context, Output& ovc,
+                  Output& listing) {
+  for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
+    const int32_t row = context.Lookup.KeptCamera(ordinal);
+    if (row < 0 && project.AtEnd()) return;
+    const std::string input = TakeLine(project);
+    std::string line = input;
+    if (row >= 0) {
+      line.clear();
+      AppendCameraLine(line, ordinal, ParseCameraLine(input), context.Lookup.Iop[static_cast<size_t>(row)],
+                       context.Lookup.fImageScale);
+    }
+    ovc.sText += line;
+    listing.sText += line;
+    ovc.Flush(kBlockBytes);
+    listing.Flush(kBlockBytes);
+  }
+}
+
+void WriteImages(TextReader& project, int32_t count, const FormContext& context, Output& ovc,
+                 Output& listing) {
+  for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
+    const int32_t row = context.Lookup.KeptImage(ordinal);
+    if (row < 0 && project.AtEnd()) return;
+    for (int i = 0; i < 2; ++i) {
+      const std::string line = TakeLine(project);
+      ovc.sText += line;
+      if (!context.bTiePoints) listing.sText += line;
+    }
+    if (row < 0) {
+      for (int i = 0; i < 2; ++i) {
+        const std::string line = TakeLine(project);
+        ovc.sText += line;
+        listing.sText += line;
+      }
+    } else {
+      project.Skip(2);
+      const EopRecord& image = context.Lookup.Eop[static_cast<size_t>(row)];
+      const double* R = context.R[static_cast<size_t>(row)].data();
+      AppendRotationLine(ovc.sText, R);
+      AppendPositionLine(ovc.sText, image, context.fObjectScale);
+      if (!context.bTiePoints) AppendRotationLine(listing.sText, R);
+      AppendOrientationLine(listing.sText, image, context.fObjectScale);
+    }
+    ovc.Flush(kBlockBytes);
+    listing.Flush(kBlockBytes);
+  }
+}
+
+/// Sums over the measurements that count.
+struct ResidualSums {
+  double x = 0, y = 0, xx = 0, yy = 0;
+  int64_t n = 0;
+  double fLimitX = 0, fLimitY = 0;  ///< a tie point's residual counts below them
+
+  void Add(const ImageResidual& v, bool always) {
+    if (!always && !(fLimitX > std::abs(v.x) && fLimitY > std::abs(v.y))) return;
+    x += v.x;
+    y += v.y;
+    xx += v.x * v.x;
+    yy += v.y * v.y;
+    ++n;
+  }
+};
+
+/// Intersects one point and appends its lines.
+void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listing, ResidualSums& sums) {
+  const ImageLookup& lookup = context.Lookup;
+  IntersectPoints(1, &point.Record, point.Measurements, lookup.Eop, lookup.Iop);
+  AppendPointLine(listing.sText, point.Record);
+  AppendInt(listing.sText, point.Record.nImagePointNum);
+  listing.sText += '\n';
+  const double P[3] = {point.Record.X, point.Record.Y, point.Record.Z};
+  for (size_t i = 0; i < point.Measurements.size(); ++i) {
+    const ImagePointRecord& m = point.Measurements[i];
+    ImageResidual residual;
+    if (IsOnKeptImage(m, lookup.Eop, lookup.Iop)) {
+      const auto image = static_cast<size_t>(m.nImage);
+      residual = ComputeListingResidual(context.R[image].data(), lookup.Eop[image],
+                                        lookup.Iop[static_cast<size_t>(m.nCamera)], m.x, m.y, P);
+      sums.Add(residual, point.Record.nType != 0);
+    }
+    AppendMeasurementLine(listing.sText, point.ImageOrdinals[i], m.x, m.y, residual, lookup.fImageScale);
+  }
+  listing.Flush(kBlockBytes);
+}
+
+}  // namespace
+
+int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::string& gcp) {
+  if (!Direct_Intersection && Absolute_Orientation) WriteResultForm(project, gcp, kTiePointListing);
+  WriteResultForm(project, gcp, 1);
+  return 1;
+}
+
+int CBundleAdjustment::WriteResultForm(const std::string& project, const std::string& gcp, int selector) {
+  FormContext context{ImageLookupOfBlock(), RotationsOf(KeptImages()), Object_Coor_Scale,
+                      selector == kTiePointListing};
+  const std::string ovcPath = JoinPath(szOutputPath, "OrvoResult.ovc");
+  const std::string listingPath =
+      JoinPath(szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
+  Output ovc, listing;
+  TextReader projectFile, gcpFile;
+  if (!CreateBeside(ovc.File, ovcPath, {project, gcp})) {
+    ++nOutputFailureNum;
+    LogPrintf("Create ovc file failed:%s!\n", ovcPath.c_str());
+    return 0;
+  }
+  if (!projectFile.Open(project)) {
+    ++nOutputFailureNum;
+    LogPrintf("Error!Open prj file failed:%s!\n", project.c_str());
+    return 0;
+  }
+  if (!gcpFile.Open(gcp)) LogPrintf("Warning!Open gcp file failed!\n");
+  const bool listed = CreateBeside(listing.File, listingPath, {project, gcp});
+  if (!listed) {
+    // The orientations are worth having without the listing, so the .ovc is written all the same.
+    ++nOutputFailureNum;
+    LogPrintf("Error!Create rst file failed:%s!\n", listingPath.c_str());
+  }
+
+  const ProjectHeader header = ParseHeader(projectFile.Next());
+  const ProjectHeader cut = CutToFile(header, projectFile.Size());
+  int64_t tiePointNum = header.nObjectPointNum;
+  if (tiePointNum == 0) {
+    const std::string extension = TextFromLastDot(project);
+    szOvtPath = project.substr(0, project.size() - extension.size()) + ".ovt";
+    bool readable = false;
+    tiePointNum = PointCountOfOvt(szOvtPath, readable);
+    if (!readable) LogPrintf("Open ovt file '%s' failed!\n", szOvtPath.c_str());
+  }
+  int32_t gcpNum = 0;
+  if (gcpFile.IsOpen()) gcpNum = ParseInt(gcpFile.Next());
+
+  AppendHeader(ovc.sText, header, header.nObjectPointNum);
+  AppendHeader(listing.sText, header, context.bTiePoints ? tiePointNum : gcpNum);
+  WriteCameras(projectFile, cut.nCameraNum, context, ovc, listing);
+  WriteImages(projectFile, cut.nImageNum, context, ovc, listing);
+  ovc.Flush();
+  if (!ovc.File.Close()) ++nOutputFailureNum;
+  if (!listed) return 0;
+
+  TextReader& points = context.bTiePoints ? projectFile : gcpFile;
+  const int64_t pointNum = context.bTiePoints ? header.nObjectPointNum : gcpNum;
+  ResidualSums sums;
+  sums.fLimitX = Gross_Point_Threshold * fRmsResidualX;
+  sums.fLimitY = Gross_Point_Threshold * fRmsResidualY;
+  MeasuredPoint point;
+  for (int64_t i = 0; i < pointNum && !points.AtEnd(); ++i) {
+    const int32_t measureNum = point.ReadHead(points);
+    point.ReadMeasurements(points, measureNum, context.Lookup);
+    WritePoint(point, context, listing, sums);
+  }
+  if (sums.n > 0 && context.bTiePoints) {
+    const auto n = static_cast<double>(sums.n);
+    fMeanResidualX = sums.x / n;
+    fMeanResidualY = sums.y / n;
+    fRmsResidualX = std::sqrt(sums.xx / n);
+    fRmsResidualY = std::sqrt(sums.yy / n);
+  }
+  listing.Flush();
+  if (!listing.File.Close()) ++nOutputFailureNum;
+  return 1;
+}
+
+ImageLookup CBundleAdjustment::ImageLookupOfBlock() const {
+  return {pImageIndex, pImageCamera, pCameraIndex, KeptImages(), KeptCameras(), Image_Coor_Scale};
+}
+
+}  // namespace orvo
