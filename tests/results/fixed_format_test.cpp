@@ -120,7 +120,8 @@ TEST(FixedFormat, DoublesPrintAsInC) {
   std::uniform_real_distribution<double> exponent(-9, 6);
   for (int i = 0; i < 1000000; ++i) {
     ASSERT_TRUE(PrintsLikeC(std::pow(10.0, exponent(random))));
-    if (i % 10 == 0) ASSERT_TRUE(PrintsLikeC(std::bit_cast<double>(static_cast<uint64_t>(random()))));
+    if (i % 10 != 0) continue;
+    ASSERT_TRUE(PrintsLikeC(std::bit_cast<double>(static_cast<uint64_t>(random()))));
   }
 }
 
