@@ -36,20 +36,27 @@ struct PointResiduals {
   }
 };
 
+/// What the points are intersected from.
+struct ReportContext {
+  std::span<const EopRecord> Eop;  ///< kept images
+  std::span<const IopRecord> Iop;  ///< kept cameras
+  std::vector<ImageReference> References;
+  double fImageScale = 1, fObjectScale = 1;
+};
+
 /// The intersection less the given coordinates, in file object units; false where the rays don't meet in one
 /// point.
-bool IntersectionDifference(const MeasuredPoint& point, const ImageLookup& lookup, double objectScale,
-                            double* d) {
+bool IntersectionDifference(const MeasuredPoint& point, const ReportContext& context, double* d) {
   ObjectPointRecord copy = point.Record;
   // Without a solution the coordinates stay as they are, which no solution can be mistaken for.
   copy.X = std::numeric_limits<double>::quiet_NaN();
-  IntersectPoints(1, &copy, point.Measurements, lookup.Eop, lookup.Iop);
+  IntersectPoints(1, &copy, point.Measurements, context.Eop, context.Iop);
   if (std::isnan(copy.X)) return false;
   // The given coordinates are deliberately not scaled first: the report compares what stands in the two
   // places.
-  d[0] = (copy.X - point.Record.X) / objectScale;
-  d[1] = (copy.Y - point.Record.Y) / objectScale;
-  d[2] = (copy.Z - point.Record.Z) / objectScale;
+  d[0] = (copy.X - point.Record.X) / context.fObjectScale;
+  d[1] = (copy.Y - point.Record.Y) / context.fObjectScale;
+  d[2] = (copy.Z - point.Record.Z) / context.fObjectScale;
   return true;
 }
 
@@ -61,8 +68,8 @@ void AppendReals(std::string& out, const double* values, const char* lastEnd) {
 }
 
 /// Lists the control points (type 1) or the check points (type 2 and above) of the GCP file, from its start.
-PointResiduals ListPoints(TextReader& gcp, bool control, const ImageLookup& lookup, double objectScale,
-                          TextWriter& report, TextWriter& errors) {
+PointResiduals ListPoints(TextReader& gcp, bool control, const ReportContext& context, TextWriter& report,
+                          TextWriter& errors) {
   PointResiduals residuals;
   if (!gcp.IsOpen()) return residuals;
   gcp.Rewind();
@@ -76,10 +83,10 @@ PointResiduals ListPoints(TextReader& gcp, bool control, const ImageLookup& look
       gcp.Skip(measureNum);
       continue;
     }
-    point.ReadMeasurements(gcp, measureNum, lookup);
+    point.ReadMeasurements(gcp, measureNum, context.References, context.fImageScale);
     // A point that can't be intersected is listed with zeros and stays out of the figures.
     double d[3] = {};
-    if (IntersectionDifference(point, lookup, objectScale, d)) residuals.Add(d);
+    if (IntersectionDifference(point, context, d)) residuals.Add(d);
 
     const double given[3] = {record.X, record.Y, record.Z};
     line.assign(record.szName);
@@ -129,17 +136,22 @@ int CBundleAdjustment::WriteReport() {
   report.Printf("RMSE:%12.6lf\t%12.6lf\n", fRmsResidualX, fRmsResidualY);
   report.Printf("GSD:%12.6lf\n\n", static_cast<double>(fGsd));
 
-  const ImageLookup lookup = ImageLookupOfBlock();
+  ReportContext context;
+  context.Eop = KeptImages();
+  context.Iop = KeptCameras();
+  context.References = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  context.fImageScale = Image_Coor_Scale;
+  context.fObjectScale = Object_Coor_Scale;
   report.Printf("Control point number:%d\n", nControlPointNum);
   report.Printf("Control point residuals:\n");
-  const PointResiduals control = ListPoints(gcp, true, lookup, Object_Coor_Scale, report, errors);
+  const PointResiduals control = ListPoints(gcp, true, context, report, errors);
   control.Store(dControlResidual);
   WriteFigures(report, dControlResidual, control.dMax);
 
   report.Printf("\n");
   report.Printf("Check point number:%d\n", nCheckPointNum);
   report.Printf("Check point residuals:\n");
-  const PointResiduals check = ListPoints(gcp, false, lookup, Object_Coor_Scale, report, errors);
+  const PointResiduals check = ListPoints(gcp, false, context, report, errors);
   check.Store(dCheckResidual);
   WriteFigures(report, dCheckResidual, check.dMax);
 

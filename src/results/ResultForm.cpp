@@ -32,12 +32,25 @@ struct Output {
   }
 };
 
+int32_t KeptRow(std::span<const int32_t> table, int32_t ordinal, size_t rows) {
+  const auto place = static_cast<size_t>(ordinal);
+  const int32_t row = place < table.size() ? table[place] : -1;
+  return row >= 0 && static_cast<size_t>(row) < rows ? row : -1;
+}
+
 /// What a whole form shares: tables, scales, and the rotation of each kept image.
 struct FormContext {
-  ImageLookup Lookup;
+  std::span<const EopRecord> Eop;  ///< kept images
+  std::span<const IopRecord> Iop;  ///< kept cameras
+  std::span<const int32_t> ImageIndex, CameraIndex;
+  std::vector<ImageReference> References;
   Rotations R;
-  double fObjectScale = 1;
+  double fImageScale = 1, fObjectScale = 1;
   bool bTiePoints = false;  ///< the listing of tie points instead of control and check points
+
+  /// Rows of Eop and Iop; -1 for what was dropped.
+  int32_t KeptImage(int32_t ordinal) const { return KeptRow(ImageIndex, ordinal, Eop.size()); }
+  int32_t KeptCamera(int32_t ordinal) const { return KeptRow(CameraIndex, ordinal, Iop.size()); }
 };
 
 Rotations RotationsOf(std::span<const EopRecord> images) {
@@ -67,14 +80,14 @@ int32_t PointCountOfOvt(const std::string& path, bool& readable) {
 void WriteCameras(TextReader& project, int32_t count, const FormContext& context, Output& ovc,
                   Output& listing) {
   for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
-    const int32_t row = context.Lookup.KeptCamera(ordinal);
+    const int32_t row = context.KeptCamera(ordinal);
     if (row < 0 && project.AtEnd()) return;
     const std::string input = TakeLine(project);
     std::string line = input;
     if (row >= 0) {
       line.clear();
-      AppendCameraLine(line, ordinal, ParseCameraLine(input), context.Lookup.Iop[static_cast<size_t>(row)],
-                       context.Lookup.fImageScale);
+      AppendCameraLine(line, ordinal, ParseCameraLine(input), context.Iop[static_cast<size_t>(row)],
+                       context.fImageScale);
     }
     ovc.sText += line;
     listing.sText += line;
@@ -86,7 +99,7 @@ void WriteCameras(TextReader& project, int32_t count, const FormContext& context
 void WriteImages(TextReader& project, int32_t count, const FormContext& context, Output& ovc,
                  Output& listing) {
   for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
-    const int32_t row = context.Lookup.KeptImage(ordinal);
+    const int32_t row = context.KeptImage(ordinal);
     if (row < 0 && project.AtEnd()) return;
     for (int i = 0; i < 2; ++i) {
       const std::string line = TakeLine(project);
@@ -101,7 +114,7 @@ void WriteImages(TextReader& project, int32_t count, const FormContext& context,
       }
     } else {
       project.Skip(2);
-      const EopRecord& image = context.Lookup.Eop[static_cast<size_t>(row)];
+      const EopRecord& image = context.Eop[static_cast<size_t>(row)];
       const double* R = context.R[static_cast<size_t>(row)].data();
       AppendRotationLine(ovc.sText, R);
       AppendPositionLine(ovc.sText, image, context.fObjectScale);
@@ -131,8 +144,7 @@ struct ResidualSums {
 
 /// Intersects one point and appends its lines.
 void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listing, ResidualSums& sums) {
-  const ImageLookup& lookup = context.Lookup;
-  IntersectPoints(1, &point.Record, point.Measurements, lookup.Eop, lookup.Iop);
+  IntersectPoints(1, &point.Record, point.Measurements, context.Eop, context.Iop);
   AppendPointLine(listing.sText, point.Record);
   AppendInt(listing.sText, point.Record.nImagePointNum);
   listing.sText += '\n';
@@ -140,13 +152,13 @@ void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listin
   for (size_t i = 0; i < point.Measurements.size(); ++i) {
     const ImagePointRecord& m = point.Measurements[i];
     ImageResidual residual;
-    if (IsOnKeptImage(m, lookup.Eop, lookup.Iop)) {
+    if (IsOnKeptImage(m, context.Eop, context.Iop)) {
       const auto image = static_cast<size_t>(m.nImage);
-      residual = ComputeListingResidual(context.R[image].data(), lookup.Eop[image],
-                                        lookup.Iop[static_cast<size_t>(m.nCamera)], m.x, m.y, P);
+      residual = ComputeListingResidual(context.R[image].data(), context.Eop[image],
+                                        context.Iop[static_cast<size_t>(m.nCamera)], m.x, m.y, P);
       sums.Add(residual, point.Record.nType != 0);
     }
-    AppendMeasurementLine(listing.sText, point.ImageOrdinals[i], m.x, m.y, residual, lookup.fImageScale);
+    AppendMeasurementLine(listing.sText, point.ImageOrdinals[i], m.x, m.y, residual, context.fImageScale);
   }
   listing.Flush(kBlockBytes);
 }
@@ -160,8 +172,16 @@ int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::s
 }
 
 int CBundleAdjustment::WriteResultForm(const std::string& project, const std::string& gcp, int selector) {
-  FormContext context{ImageLookupOfBlock(), RotationsOf(KeptImages()), Object_Coor_Scale,
-                      selector == kTiePointListing};
+  FormContext context;
+  context.Eop = KeptImages();
+  context.Iop = KeptCameras();
+  context.ImageIndex = pImageIndex;
+  context.CameraIndex = pCameraIndex;
+  context.References = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  context.R = RotationsOf(context.Eop);
+  context.fImageScale = Image_Coor_Scale;
+  context.fObjectScale = Object_Coor_Scale;
+  context.bTiePoints = selector == kTiePointListing;
   const std::string ovcPath = JoinPath(szOutputPath, "OrvoResult.ovc");
   const std::string listingPath =
       JoinPath(szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
@@ -214,7 +234,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   MeasuredPoint point;
   for (int64_t i = 0; i < pointNum && !points.AtEnd(); ++i) {
     const int32_t measureNum = point.ReadHead(points);
-    point.ReadMeasurements(points, measureNum, context.Lookup);
+    point.ReadMeasurements(points, measureNum, context.References, Image_Coor_Scale);
     WritePoint(point, context, listing, sums);
   }
   if (sums.n > 0 && context.bTiePoints) {
@@ -227,10 +247,6 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   listing.Flush();
   if (!listing.File.Close()) ++nOutputFailureNum;
   return 1;
-}
-
-ImageLookup CBundleAdjustment::ImageLookupOfBlock() const {
-  return {pImageIndex, pImageCamera, pCameraIndex, KeptImages(), KeptCameras(), Image_Coor_Scale};
 }
 
 }  // namespace orvo

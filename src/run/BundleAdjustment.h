@@ -19,7 +19,6 @@ namespace orvo {
 class OvtReader;
 class TextReader;
 class TextWriter;
-struct ImageLookup;
 struct ProjectHeader;
 struct ThreadBuffers;
 
@@ -325,7 +324,6 @@ class CBundleAdjustment {
   /// Writes OrvoAdjustReport.txt and ObjectPointError.xyz; 1, or 0 when one can't be opened. Turns the image
   /// statistics into file image units and renews those of control and check points.
   int WriteReport();
-  ImageLookup ImageLookupOfBlock() const;
 
  private:
   void LogText(const char* format, std::va_list arguments, bool toLog);

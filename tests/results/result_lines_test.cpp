@@ -153,14 +153,10 @@ TEST(ListingResidual, RadiusIsThatOfTheRawMeasurementInSinglePrecision) {
   EXPECT_NE(v.x, u - u * (1e-8 * wide * wide + 1e-4 * wide));
 }
 
-struct LookupTables {
-  std::vector<int32_t> index{0, -1, 1, 5}, camera{0, 0, 1, 0}, cameraIndex{0, 7};
-  std::vector<EopRecord> eop{2};
-  std::vector<IopRecord> iop{1};
-  ImageLookup Lookup() const { return {index, camera, cameraIndex, eop, iop, 0.5}; }
-};
+/// A kept image and camera, a deleted image, an image with a deleted camera.
+const std::vector<ImageReference> kReferences{{0, 0}, {-1, -1}, {-1, -1}};
 
-MeasuredPoint ReadPoint(const std::string& content, const LookupTables& tables) {
+MeasuredPoint ReadPoint(const std::string& content) {
   test::ScratchFolder folder;
   test::WriteFile(folder / "in", content);
   TextReader reader;
@@ -168,12 +164,12 @@ MeasuredPoint ReadPoint(const std::string& content, const LookupTables& tables) 
   MeasuredPoint point;
   point.Record.nType = 99;  // of an earlier point; nothing of it may stay
   const int32_t count = point.ReadHead(reader);
-  point.ReadMeasurements(reader, count, tables.Lookup());
+  point.ReadMeasurements(reader, count, kReferences, 0.5);
   return point;
 }
 
 TEST(MeasuredPoint, ReadsPointAndMeasurements) {
-  const MeasuredPoint point = ReadPoint("P 1 2 3 2\n1\n0 4 -6\n5 5 5\n", {});
+  const MeasuredPoint point = ReadPoint("P 1 2 3 2\n1\n0 4 -6\n5 5 5\n");
   EXPECT_STREQ(point.Record.szName, "P");
   EXPECT_EQ(point.Record.Z, 3);
   EXPECT_EQ(point.Record.nType, 2);
@@ -190,24 +186,22 @@ TEST(MeasuredPoint, WhatCannotTakePartIsMarked) {
     const char* measure;
     int32_t image, ordinal;
   } rows[] = {
-      {"0 1 1", 0, 0},    {"1 1 1", -1, 1},  // a deleted image
-      {"2 1 1", -1, 2},                      // its camera has no row
-      {"3 1 1", -1, 3},                      // its row is none of a kept image
-      {"4 1 1", -1, 4},   {"-1 1 1", -1, -1}, {"2147483647 1 1", -1, 2147483647},
-      {"0 nan 1", -1, 0}, {"0 1 inf", -1, 0}, {"0 1e40 1", -1, 0},
-      {"0 1", -1, 0},     {"", -1, 0},        {"x 1 1", -1, 0},
+      {"0 1 1", 0, 0},    {"1 1 1", -1, 1},   {"2 1 1", -1, 2},   {"3 1 1", -1, 3},
+      {"-1 1 1", -1, -1}, {"0 nan 1", -1, 0}, {"0 1 inf", -1, 0}, {"0 1e40 1", -1, 0},
+      {"0 1", -1, 0},     {"", -1, 0},        {"x 1 1", -1, 0},   {"2147483647 1 1", -1, 2147483647},
   };
   for (const auto& row : rows) {
-    const MeasuredPoint point = ReadPoint(std::string("P 1 2 3 0\n1\n") + row.measure + "\n", {});
+    const MeasuredPoint point = ReadPoint(std::string("P 1 2 3 0\n1\n") + row.measure + "\n");
     ASSERT_EQ(point.Measurements.size(), 1u) << row.measure;
     EXPECT_EQ(point.Measurements[0].nImage, row.image) << row.measure;
     EXPECT_EQ(point.ImageOrdinals[0], row.ordinal) << row.measure;
   }
 }
 
-TEST(MeasuredPoint, ControlPointWithoutAPlaceHasNoRays) {
-  EXPECT_EQ(ReadPoint("P 1 nan 3 1\n1\n0 1 1\n", {}).Measurements[0].nImage, -1);
-  EXPECT_EQ(ReadPoint("P 1 inf 3 2\n1\n0 1 1\n", {}).Measurements[0].nImage, 0);
+TEST(MeasuredPoint, SurveyedPointWithoutAPlaceHasNoRays) {
+  EXPECT_EQ(ReadPoint("P 1 nan 3 1\n1\n0 1 1\n").Measurements[0].nImage, -1);
+  EXPECT_EQ(ReadPoint("P 1 inf 3 2\n1\n0 1 1\n").Measurements[0].nImage, -1);
+  EXPECT_EQ(ReadPoint("P 1 nan 3 0\n1\n0 1 1\n").Measurements[0].nImage, 0);
 }
 
 TEST(MeasuredPoint, ShortAndBrokenRecords) {
@@ -223,7 +217,7 @@ TEST(MeasuredPoint, ShortAndBrokenRecords) {
               {"P\nmany\n0 1 1", 0},
               {"P\n2000000000\n0 1 1\n\n", 2}};
   for (const auto& row : rows) {
-    const MeasuredPoint point = ReadPoint(row.content, {});
+    const MeasuredPoint point = ReadPoint(row.content);
     EXPECT_EQ(point.Measurements.size(), row.measurements) << row.content;
     EXPECT_NE(point.Record.nType, 99) << row.content;
   }
