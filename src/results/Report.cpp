@@ -38,7 +38,7 @@ struct PointResiduals {
 
 /// What the points are intersected from.
 struct ReportContext {
-  std::span<const EopRecord> Eop;  ///< kept images
+  std::vector<ImageFrame> Frames;  ///< kept images
   std::span<const IopRecord> Iop;  ///< kept cameras
   std::vector<ImageReference> References;
   double fImageScale = 1, fObjectScale = 1;
@@ -50,7 +50,7 @@ bool IntersectionDifference(const MeasuredPoint& point, const ReportContext& con
   ObjectPointRecord copy = point.Record;
   // Without a solution the coordinates stay as they are, which no solution can be mistaken for.
   copy.X = std::numeric_limits<double>::quiet_NaN();
-  IntersectPoints(1, &copy, point.Measurements, context.Eop, context.Iop);
+  IntersectPoints(1, &copy, point.Measurements, context.Frames, context.Iop);
   if (std::isnan(copy.X)) return false;
   // The given coordinates are deliberately not scaled first: the report compares what stands in the two
   // places.
@@ -137,7 +137,7 @@ int CBundleAdjustment::WriteReport() {
   report.Printf("GSD:%12.6lf\n\n", static_cast<double>(fGsd));
 
   ReportContext context;
-  context.Eop = KeptImages();
+  context.Frames = MakeImageFrames(KeptImages());
   context.Iop = KeptCameras();
   context.References = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
   context.fImageScale = Image_Coor_Scale;

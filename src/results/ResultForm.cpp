@@ -45,12 +45,17 @@ struct FormContext {
   std::span<const int32_t> ImageIndex, CameraIndex;
   std::vector<ImageReference> References;
   Rotations R;
+  std::vector<ImageFrame> Frames;
   double fImageScale = 1, fObjectScale = 1;
   bool bTiePoints = false;  ///< the listing of tie points instead of control and check points
 
   /// Rows of Eop and Iop; -1 for what was dropped.
   int32_t KeptImage(int32_t ordinal) const { return KeptRow(ImageIndex, ordinal, Eop.size()); }
   int32_t KeptCamera(int32_t ordinal) const { return KeptRow(CameraIndex, ordinal, Iop.size()); }
+  /// True behind both the file and the table: what only the header promises.
+  static bool IsBeyond(std::span<const int32_t> table, int32_t ordinal, TextReader& project) {
+    return static_cast<size_t>(ordinal) >= table.size() && project.AtEnd();
+  }
 };
 
 Rotations RotationsOf(std::span<const EopRecord> images) {
@@ -81,7 +86,7 @@ void WriteCameras(TextReader& project, int32_t count, const FormContext& context
                   Output& listing) {
   for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
     const int32_t row = context.KeptCamera(ordinal);
-    if (row < 0 && project.AtEnd()) return;
+    if (context.IsBeyond(context.CameraIndex, ordinal, project)) return;
     const std::string input = TakeLine(project);
     std::string line = input;
     if (row >= 0) {
@@ -100,7 +105,7 @@ void WriteImages(TextReader& project, int32_t count, const FormContext& context,
                  Output& listing) {
   for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
     const int32_t row = context.KeptImage(ordinal);
-    if (row < 0 && project.AtEnd()) return;
+    if (context.IsBeyond(context.ImageIndex, ordinal, project)) return;
     for (int i = 0; i < 2; ++i) {
       const std::string line = TakeLine(project);
       ovc.sText += line;
@@ -144,7 +149,7 @@ struct ResidualSums {
 
 /// Intersects one point and appends its lines.
 void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listing, ResidualSums& sums) {
-  IntersectPoints(1, &point.Record, point.Measurements, context.Eop, context.Iop);
+  IntersectPoints(1, &point.Record, point.Measurements, context.Frames, context.Iop);
   AppendPointLine(listing.sText, point.Record);
   AppendInt(listing.sText, point.Record.nImagePointNum);
   listing.sText += '\n';
@@ -179,6 +184,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   context.CameraIndex = pCameraIndex;
   context.References = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
   context.R = RotationsOf(context.Eop);
+  context.Frames = MakeImageFrames(context.Eop);
   context.fImageScale = Image_Coor_Scale;
   context.fObjectScale = Object_Coor_Scale;
   context.bTiePoints = selector == kTiePointListing;
@@ -206,7 +212,6 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   }
 
   const ProjectHeader header = ParseHeader(projectFile.Next());
-  const ProjectHeader cut = CutToFile(header, projectFile.Size());
   int64_t tiePointNum = header.nObjectPointNum;
   if (tiePointNum == 0) {
     const std::string extension = TextFromLastDot(project);
@@ -220,8 +225,8 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
 
   AppendHeader(ovc.sText, header, header.nObjectPointNum);
   AppendHeader(listing.sText, header, context.bTiePoints ? tiePointNum : gcpNum);
-  WriteCameras(projectFile, cut.nCameraNum, context, ovc, listing);
-  WriteImages(projectFile, cut.nImageNum, context, ovc, listing);
+  WriteCameras(projectFile, header.nCameraNum, context, ovc, listing);
+  WriteImages(projectFile, header.nImageNum, context, ovc, listing);
   ovc.Flush();
   if (!ovc.File.Close()) ++nOutputFailureNum;
   if (!listed) return 0;

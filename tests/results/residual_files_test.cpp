@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "normal/ThreadBuffers.h"
+#include "results/Print.h"
+#include "results/ResidualLines.h"
+#include "run/BundleAdjustment.h"
+#include "support/TestFiles.h"
+
+namespace orvo {
+namespace {
+
+using test::Print;
+
+struct ResidualRun {
+  test::ScratchFolder folder;
+  CBundleAdjustment Run{NativePlatform(), nullptr};
+
+  ResidualRun() {
+    Run.szOutputPath = folder.Path();
+    Run.fMeanResidualX = 0.0001;
+    Run.fMeanResidualY = -0.0002;
+    Run.fRmsResidualX = 0.0005;
+    Run.fRmsResidualY = 0.00075;
+    for (int i = 0; i < 6; ++i) {
+      Run.dControlResidual[i] = 0.125 * i - 0.5;
+      Run.dCheckResidual[i] = 1.0 / (i + 1);
+    }
+    Run.pThreadBuffers = std::make_unique<ThreadBuffers>();
+  }
+
+  void AddThread(std::vector<float> residuals, std::vector<int32_t> flags) {
+    Run.pThreadBuffers->pThreadPointNum.push_back(static_cast<int32_t>(flags.size()));
+    Run.pThreadBuffers->pThreadGrossFlags.push_back(std::move(flags));
+    Run.pThreadBuffers->pThreadResiduals.push_back(std::move(residuals));
+  }
+
+  std::string File(const std::string& name) const { return test::ReadFile(folder / name); }
+};
+
+/// The tail, with the extremes and counts that a test expects.
+std::string Tail(const CBundleAdjustment& run, double maxX, double maxY, double minX, int gross, int all) {
+  const double s = run.Image_Coor_Scale;
+  const double* c = run.dControlResidual;
+  const double* k = run.dCheckResidual;
+  std::string text = "\n";
+  text += Print("MEAN:%lf\t%lf\n", run.fMeanResidualX / s, run.fMeanResidualY / s);
+  text += Print("RMSE:%lf\t%lf\n", run.fRmsResidualX / s, run.fRmsResidualY / s);
+  text += Print("MAX:%lf\t%lf\n", maxX, maxY);
+  text += Print("MIN:%lf\t%lf\n", minX, minX);
+  text += Print("Number of detected gross points:%d/%d\n", gross, all);
+  text += "Control point residuals:\n";
+  text += Print("MEAN:%12.6lf\t%12.6lf\t%12.6lf\n", c[0], c[1], c[2]);
+  text += Print("RMSE:%12.6lf\t%12.6lf\t%12.6lf\n", c[3], c[4], c[5]);
+  text += "Check point residuals:\n";
+  text += Print("MEAN:%12.6lf\t%12.6lf\t%12.6lf\n", k[0], k[1], k[2]);
+  text += Print("RMSE:%12.6lf\t%12.6lf\t%12.6lf\n", k[3], k[4], k[5]);
+  return text;
+}
+
+std::string Line(double vx, double vy, double s, int flag) {
+  return Print("%12.6lf\t%12.6lf\t %d\n", double{static_cast<float>(vx / s)},
+               double{static_cast<float>(vy / s)}, flag);
+}
+
+TEST(ResidualsCpu, ListsThreadByThread) {
+  ResidualRun r;
+  r.AddThread({0.0003f, -0.0004f, 0.9f, -0.8f}, {0, -1});
+  r.AddThread({}, {});
+  r.AddThread({-0.0007f, 0.0001f}, {0});
+  EXPECT_EQ(r.Run.WriteResidualsCpu(2, 7), 1);
+  const double s = 0.001;
+  EXPECT_EQ(r.File("Residuals_2_7.res"),
+            Line(0.0003f, -0.0004f, s, 0) + Line(0.9f, -0.8f, s, -1) + Line(-0.0007f, 0.0001f, s, 0) +
+                Tail(r.Run, static_cast<float>(0.0003f / s), static_cast<float>(0.0001f / s),
+                     static_cast<float>(-0.0007f / s), 1, 3));
+  EXPECT_EQ(r.Run.nOutputFailureNum, 0);
+}
+
+TEST(ResidualsCpu, GoldenText) {
+  ResidualRun r;
+  r.Run.Image_Coor_Scale = 0.5;
+  r.AddThread({1.0f, -2.0f, 100.0f, 100.0f}, {0, -1});
+  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+  EXPECT_EQ(r.File("Residuals_0_0.res"),
+            "    2.000000\t   -4.000000\t 0\n"
+            "  200.000000\t  200.000000\t -1\n"
+            "\n"
+            "MEAN:0.000200\t-0.000400\n"
+            "RMSE:0.001000\t0.001500\n"
+            "MAX:2.000000\t-4.000000\n"
+            "MIN:2.000000\t2.000000\n"
+            "Number of detected gross points:1/2\n"
+            "Control point residuals:\n"
+            "MEAN:   -0.500000\t   -0.375000\t   -0.250000\n"
+            "RMSE:   -0.125000\t    0.000000\t    0.125000\n"
+            "Check point residuals:\n"
+            "MEAN:    1.000000\t    0.500000\t    0.333333\n"
+            "RMSE:    0.250000\t    0.200000\t    0.166667\n");
+}
+
+TEST(ResidualsCpu, DividedValuesReplaceTheStoredOnes) {
+  ResidualRun r;
+  r.AddThread({0.0003f, -0.0004f}, {0});
+  r.Run.WriteResidualsCpu(0, 0);
+  EXPECT_EQ(r.Run.pThreadBuffers->pThreadResiduals[0][0], static_cast<float>(double{0.0003f} / 0.001));
+  EXPECT_EQ(r.Run.pThreadBuffers->pThreadResiduals[0][1], static_cast<float>(double{-0.0004f} / 0.001));
+}
+
+TEST(ResidualsCpu, ExtremesStartWhereNothingIsLeftToReplaceThem) {
+  const std::vector<std::vector<int32_t>> flagSets = {{}, {-1}};
+  for (const auto& flags : flagSets) {
+    ResidualRun r;
+    r.AddThread(std::vector<float>(2 * flags.size(), 0.25f), flags);
+    r.Run.WriteResidualsCpu(0, 0);
+    const std::string text = r.File("Residuals_0_0.res");
+    EXPECT_NE(text.find(Tail(r.Run, -1e30f, -1e30f, 1e30f, static_cast<int>(flags.size()),
+                             static_cast<int>(flags.size()))),
+              std::string::npos);
+    EXPECT_NE(text.find("MAX:-1000000015047466219876688855040.000000\t"), std::string::npos);
+  }
+}
+
+TEST(ResidualsCpu, MinimumOfXStandsTwice) {
+  ResidualRun r;
+  r.AddThread({0.001f, -0.009f, 0.002f, 0.005f}, {0, 0});
+  r.Run.WriteResidualsCpu(0, 0);
+  EXPECT_NE(r.File("Residuals_0_0.res").find("\nMIN:1.000000\t1.000000\n"), std::string::npos);
+}
+
+TEST(ResidualsCpu, MeansAreThoseOfTheObjectWhateverTheFileHolds) {
+  // The running figures cover the sections before; lines and gross count are those of the section.
+  ResidualRun r;
+  r.AddThread({0.001f, 0.002f}, {-1});
+  r.Run.WriteResidualsCpu(3, 0);
+  r.Run.pThreadBuffers = std::make_unique<ThreadBuffers>();
+  r.AddThread({0.001f, 0.002f, 0.003f, 0.004f}, {0, 0});
+  r.Run.fMeanResidualX = 0.5;
+  r.Run.WriteResidualsCpu(3, 1);
+  const std::string first = r.File("Residuals_3_0.res"), second = r.File("Residuals_3_1.res");
+  EXPECT_NE(first.find("\nMEAN:0.100000\t-0.200000\n"), std::string::npos);
+  EXPECT_NE(second.find("\nMEAN:500.000000\t-0.200000\n"), std::string::npos);
+  EXPECT_NE(first.find("gross points:1/1\n"), std::string::npos);
+  EXPECT_NE(second.find("gross points:0/2\n"), std::string::npos);
+}
+
+TEST(ResidualsCpu, NumbersThatAreNone) {
+  ResidualRun r;
+  const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+  r.AddThread({nan, -inf, -nan, 0.001f}, {0, 0});
+  r.Run.fMeanResidualX = nan;
+  r.Run.WriteResidualsCpu(0, 0);
+  const std::string text = r.File("Residuals_0_0.res");
+  EXPECT_TRUE(
+      text.starts_with("         nan\t        -inf\t 0\n        -nan\t    1.000000\t 0\n\nMEAN:nan\t"));
+  EXPECT_NE(text.find("MAX:-1000000015047466219876688855040.000000\t1.000000\n"), std::string::npos);
+}
+
+TEST(ResidualsCpu, CountsBeyondTheBuffersAreCut) {
+  ResidualRun r;
+  r.AddThread({0.001f, 0.002f}, {0, 0});
+  r.Run.pThreadBuffers->pThreadPointNum[0] = 50;
+  r.AddThread({}, {});
+  r.Run.pThreadBuffers->pThreadPointNum[1] = -3;
+  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+  EXPECT_NE(r.File("Residuals_0_0.res").find("gross points:0/1\n"), std::string::npos);
+  r.Run.pThreadBuffers.reset();
+  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 1), 1);
+  EXPECT_NE(r.File("Residuals_0_1.res").find("gross points:0/0\n"), std::string::npos);
+}
+
+TEST(ResidualsCpu, ManyLinesAreTheLinesOfTheSlowForm) {
+  // More than one output block.
+  ResidualRun r;
+  std::vector<float> residuals;
+  std::vector<int32_t> flags;
+  std::string expected;
+  for (int i = 0; i < 30000; ++i) {
+    residuals.push_back(static_cast<float>(std::sin(i) * std::pow(10.0, i % 9 - 5)));
+    residuals.push_back(static_cast<float>(std::cos(i) * 1e-3));
+    flags.push_back(i % 17 == 0 ? -1 : 0);
+    expected += Line(residuals[residuals.size() - 2], residuals.back(), 0.001, flags.back());
+  }
+  r.AddThread(residuals, flags);
+  r.Run.WriteResidualsCpu(0, 0);
+  EXPECT_TRUE(r.File("Residuals_0_0.res").starts_with(expected + "\nMEAN:"));
+}
+
+TEST(ResidualsCpu, UnwritableFolderAndFullDisk) {
+  ResidualRun r;
+  r.AddThread({0.001f, 0.002f}, {0});
+  if (test::Exists("/dev/full")) {
+    std::filesystem::create_symlink("/dev/full", r.folder / "Residuals_0_0.res");
+    EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+    EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+  }
+  r.Run.nOutputFailureNum = 0;
+  r.Run.szOutputPath = r.folder / "absent";
+  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 0);
+  EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+}
+
+TEST(ResidualLines, OtherFlagsAreGrossAndPrintedAsTheyAre) {
+  test::ScratchFolder folder;
+  TextWriter file;
+  ASSERT_TRUE(file.Open(folder / "x"));
+  const std::vector<float> residuals{1, 2, 3, 4};
+  const std::vector<int32_t> flags{-2147483647 - 1, 12};
+  ResidualSummary summary;
+  WriteResidualLines(file, residuals, flags, summary);
+  ASSERT_TRUE(file.Close());
+  EXPECT_EQ(test::ReadFile(folder / "x"),
+            "    1.000000\t    2.000000\t -2147483648\n    3.000000\t    4.000000\t 12\n");
+  EXPECT_EQ(summary.nGrossNum, 2);
+  EXPECT_EQ(summary.nPointNum, 2);
+}
+
+TEST(Corrections, OneLineForEachUnknown) {
+  ResidualRun r;
+  std::vector<double> x{0, -0.0, 1.5e-7, -123456.789, 1e300, std::nan(""), -INFINITY};
+  for (int i = 0; i < 5000; ++i) x.push_back(std::sin(i) * std::pow(10.0, i % 40 - 20));
+  r.Run.nUnknownNum = static_cast<int32_t>(x.size());
+  EXPECT_EQ(r.Run.WriteCorrections(11, x.data()), 1);
+  std::string expected;
+  for (const double value : x) expected += Print("%20.9e\n", value);
+  EXPECT_TRUE(r.File("Corrections_11.txt") == expected);
+}
+
+TEST(Corrections, UnwritableFolderAndFullDisk) {
+  ResidualRun r;
+  const double x[1] = {1};
+  r.Run.nUnknownNum = 1;
+  if (test::Exists("/dev/full")) {
+    std::filesystem::create_symlink("/dev/full", r.folder / "Corrections_0.txt");
+    EXPECT_EQ(r.Run.WriteCorrections(0, x), 1);
+    EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+  }
+  r.Run.szOutputPath = r.folder / "absent";
+  r.Run.nOutputFailureNum = 0;
+  EXPECT_EQ(r.Run.WriteCorrections(0, x), 0);
+  EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+}
+
+}  // namespace
+}  // namespace orvo

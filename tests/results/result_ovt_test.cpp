@@ -1,0 +1,233 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "block/OvtFile.h"
+#include "geometry/Intersection.h"
+#include "results/Print.h"
+#include "results/TinyBlock.h"
+
+namespace orvo {
+namespace {
+
+using test::Print;
+using test::TinyBlock;
+
+/// The tie-point file of the block with the intersections in place of the coordinates.
+std::string ExpectedOvt(const TinyBlock& block) {
+  std::string bytes = block.OvtBytes();
+  for (size_t i = 0; i < block.TiePoints.size(); ++i) {
+    const auto& point = block.TiePoints[i];
+    ObjectPointRecord record;
+    record.X = point.X;
+    record.Y = point.Y;
+    record.Z = point.Z;
+    std::vector<ImagePointRecord> rays;
+    for (const auto& m : point.Measurements) {
+      const int32_t image = block.Run.pImageIndex[static_cast<size_t>(m.nImageOrdinal)];
+      const int32_t camera = block.Run.pCameraIndex[static_cast<size_t>(
+          block.Run.pImageCamera[static_cast<size_t>(m.nImageOrdinal)])];
+      // The file holds single precision.
+      rays.push_back({image, camera, 0,
+                      static_cast<float>(double{static_cast<float>(m.x)} * block.Run.Image_Coor_Scale),
+                      static_cast<float>(double{static_cast<float>(m.y)} * block.Run.Image_Coor_Scale)});
+    }
+    record.nImagePointNum = static_cast<int32_t>(rays.size());
+    IntersectPoints(1, &record, rays, block.Run.KeptImages(), block.Run.KeptCameras());
+    EncodeOvtPosition(record.X, record.Y, record.Z, bytes.data() + kOvtHeaderBytes + 68 * i);
+  }
+  return bytes;
+}
+
+void UseTiePointFile(TinyBlock& block, const std::string& name = "block.ovc") {
+  block.bTextPoints = false;
+  block.WriteFiles(name);
+}
+
+std::string OvtOutput(const TinyBlock& block) { return block.Output("OrvoResult.ovt"); }
+
+TEST(ResultOvt, DiffersFromItsInputInTheCoordinatesOnly) {
+  TinyBlock block;
+  UseTiePointFile(block);
+  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  const std::string input = block.OvtBytes(), output = OvtOutput(block);
+  EXPECT_TRUE(output == ExpectedOvt(block));
+  ASSERT_EQ(output.size(), input.size());
+  const size_t points = block.TiePoints.size();
+  for (size_t i = 0; i < input.size(); ++i) {
+    const size_t inRecord = (i - 8) % 68;
+    const bool coordinate = i >= 8 && i < 8 + 68 * points && inRecord >= 32 && inRecord < 56;
+    ASSERT_TRUE(coordinate || output[i] == input[i]) << i;
+  }
+  // The reserved fields of the image points are among what stays; they are not 0.
+  int32_t reserved = 0;
+  std::memcpy(&reserved, output.data() + 8 + 68 * points + 16 + 12, 4);
+  EXPECT_EQ(reserved, 1001);
+  EXPECT_EQ(block.Run.nOutputFailureNum, 0);
+}
+
+TEST(ResultOvt, TellsItsSteps) {
+  TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, 1));
+  UseTiePointFile(block);
+  block.Run.WriteResultOvt();
+  const std::string log = block.Log();
+  size_t at = 0;
+  for (const char* line : {"CPU Sections:1\n", "0/0 2/7\n", ">>>>Reading ovt file...0\n",
+                           "Computing tie point 3D coordinates...\n", "Writing tie point 3D coordinates...\n",
+                           "Number:3\n", "Writing image point coordinates...\n",
+                           "Total image point number:8\n", "Image point number in section 0: 8\n"}) {
+    const size_t found = log.find(line, at);
+    ASSERT_NE(found, std::string::npos) << line << "---\n" << log;
+    at = found + std::strlen(line);
+  }
+  EXPECT_EQ(at, log.size());
+}
+
+TEST(ResultOvt, EndsThePlanOfTheRun) {
+  TinyBlock block;
+  UseTiePointFile(block);
+  block.Run.szOvtPath = "Resampled.ovt";
+  block.Run.Point_Thinned_Interval = 7;
+  block.Run.nTiePointNum = 1;
+  block.Run.nGcpNum = 4;
+  block.Run.Sections.ObjectPoints = {{0, 1}, {2, 5}};
+  block.Run.Sections.ImagePoints.resize(2);
+  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block));
+  EXPECT_EQ(block.Run.szOvtPath, block.folder / "block.ovt");
+  EXPECT_EQ(block.Run.Point_Thinned_Interval, 1);
+  EXPECT_EQ(block.Run.nTiePointNum, 3);
+  EXPECT_EQ(block.Run.Sections.Count(), 0);
+  EXPECT_TRUE(block.Run.pObjectPoints.empty());
+}
+
+TEST(ResultOvt, TextProjectWithATiePointFileKeepsItsName) {
+  TinyBlock block;
+  UseTiePointFile(block, "block.OVC");
+  block.Run.szOvtPath = block.folder / "block.ovt";
+  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block));
+}
+
+TEST(ResultOvt, TextProjectHasNone) {
+  TinyBlock block;
+  block.WriteFiles("block.prj");
+  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  EXPECT_FALSE(test::Exists(block.folder / "out/OrvoResult.ovt"));
+  EXPECT_EQ(block.Log(), "");
+  EXPECT_EQ(block.Run.nOutputFailureNum, 0);
+}
+
+class ResultOvtSections : public testing::TestWithParam<int> {};
+INSTANTIATE_TEST_SUITE_P(FreeBytes, ResultOvtSections, testing::Values(1, 500, 1500, 5000, 100000));
+
+TEST_P(ResultOvtSections, GiveTheSameFile) {
+  for (const int processors : {1, 3}) {
+    TinyBlock block(0.001, 1.0, test::MadeUpPlatform(GetParam(), processors));
+    for (int i = 0; i < 20; ++i) {
+      block.TiePoints.push_back(
+          block.MakePoint(test::Print("S%d", i), 0, 100 + 7 * i, 150 + i, 3 * i, {0, 1, 3}));
+    }
+    UseTiePointFile(block);
+    EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+    EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block)) << block.Log();
+  }
+}
+
+TEST(ResultOvt, ControlPointsOfTheFileKeepTheirCoordinates) {
+  // One processor and one section: the call covers all the points.
+  TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, 1));
+  block.TiePoints[1].nType = 1;
+  UseTiePointFile(block);
+  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  const std::string output = OvtOutput(block), input = block.OvtBytes(), intersected = ExpectedOvt(block);
+  EXPECT_EQ(output.substr(8 + 68, 68), input.substr(8 + 68, 68));
+  EXPECT_EQ(output.substr(8, 68), intersected.substr(8, 68));
+}
+
+TEST(ResultOvtFailure, NotCreatable) {
+  TinyBlock block;
+  UseTiePointFile(block);
+  std::filesystem::create_directory(block.folder / "out/OrvoResult.ovt");
+  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  EXPECT_EQ(block.Log(), "Error!Create ovt file failed!\n");
+  EXPECT_EQ(block.Run.nOutputFailureNum, 1);
+}
+
+TEST(ResultOvtFailure, NeverOverwritesItsInput) {
+  TinyBlock block;
+  UseTiePointFile(block, "out/OrvoResult.ovc");
+  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  EXPECT_EQ(block.Log(), "Error!Create ovt file failed!\n");
+  EXPECT_TRUE(OvtOutput(block) == block.OvtBytes());
+
+  TinyBlock linked;
+  UseTiePointFile(linked);
+  std::filesystem::create_symlink(linked.folder / "block.ovt", linked.folder / "out/OrvoResult.ovt");
+  EXPECT_EQ(linked.Run.WriteResultOvt(), 0);
+  EXPECT_TRUE(test::ReadFile(linked.folder / "block.ovt") == linked.OvtBytes());
+}
+
+TEST(ResultOvtFailure, InputNotReadable) {
+  TinyBlock block;
+  UseTiePointFile(block);
+  std::filesystem::remove(block.folder / "block.ovt");
+  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  std::filesystem::create_directory(block.folder / "block.ovt");
+  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  EXPECT_EQ(block.Log(), "Error!Open ovt file failed!\nError!Open ovt file failed!\n");
+}
+
+TEST(ResultOvtFailure, InputCutAtEveryByte) {
+  TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, 2));
+  UseTiePointFile(block);
+  const std::string input = block.OvtBytes();
+  const size_t pointsEnd = 8 + 68 * block.TiePoints.size();
+  for (size_t length = 0; length < input.size(); ++length) {
+    test::WriteFile(block.folder / "block.ovt", input.substr(0, length));
+    block.Run.nOutputFailureNum = 0;
+    const int result = block.Run.WriteResultOvt();
+    const std::string output = OvtOutput(block);
+    ASSERT_EQ(block.Run.nOutputFailureNum, 1) << length;
+    if (length < 8) {
+      ASSERT_EQ(result, 0) << length;
+    } else if (length < pointsEnd) {
+      ASSERT_EQ(result, 0) << length;
+      ASSERT_TRUE(block.Log().ends_with("Number of object point is unexpected!\n")) << length;
+      ASSERT_EQ(output.size(), 8 + (length - 8) / 68 * 68) << length;
+    } else {
+      ASSERT_EQ(result, 1) << length;
+      ASSERT_EQ(output.size(), pointsEnd + (length - pointsEnd) / 16 * 16) << length;
+      ASSERT_TRUE(output.substr(pointsEnd) == input.substr(pointsEnd, output.size() - pointsEnd)) << length;
+    }
+  }
+}
+
+TEST(ResultOvtFailure, HeadersThatNoFileCanHold) {
+  const int32_t rows[][2] = {
+      {2147483647, 2147483647}, {-1, -1}, {-2147483647, 8}, {3, 2147483647}, {3, -5}, {0, 0}, {2, 8}, {5, 8}};
+  for (const auto& row : rows) {
+    TinyBlock block(0.001, 1.0, test::MadeUpPlatform(1000, 2));
+    UseTiePointFile(block);
+    std::string bytes = block.OvtBytes();
+    EncodeOvtHeader(row[0], row[1], bytes.data());
+    test::WriteFile(block.folder / "block.ovt", bytes);
+    const int result = block.Run.WriteResultOvt();
+    const std::string output = OvtOutput(block);
+    EXPECT_EQ(output.substr(0, 8), bytes.substr(0, 8)) << row[0];
+    EXPECT_LE(output.size(), bytes.size());
+    EXPECT_EQ(result, row[0] == 0 || row[0] == 2 || row[0] == 3 ? 1 : 0) << row[0];
+  }
+}
+
+TEST(ResultOvtFailure, FullDiskIsCounted) {
+  if (!test::Exists("/dev/full")) GTEST_SKIP();
+  TinyBlock block;
+  UseTiePointFile(block);
+  std::filesystem::create_symlink("/dev/full", block.folder / "out/OrvoResult.ovt");
+  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  EXPECT_EQ(block.Run.nOutputFailureNum, 1);
+}
+
+}  // namespace
+}  // namespace orvo
