@@ -19,7 +19,7 @@ T Cut(T count, int64_t atMost) {
 template <size_t N>
 void CopyText(std::string_view text, char (&target)[N]) {
   const size_t length = std::min({text.size(), N - 1, text.find('\0')});
-  std::memcpy(target, text.data(), length);
+  if (length > 0) std::memcpy(target, text.data(), length);  // an empty view may have no data
   target[length] = '\0';
 }
 
