@@ -48,6 +48,12 @@ int CBundleAdjustment::PrepareAdjustment() {
     LogPrintf("Error!Not enough memory for normal matrix!\n");
     return 0;
   }
+  // A project that lost all of its images has nothing to adjust, and must not replace the results of one that
+  // had.
+  if (nUnknownNum == 0) {
+    LogPrintf("Error!No unknown parameter is defined!\n");
+    return 0;
+  }
   return TransformToObjectFrame();
 }
 

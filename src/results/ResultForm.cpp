@@ -52,11 +52,12 @@ struct FormContext {
   /// Rows of Eop and Iop; -1 for what was dropped.
   int32_t KeptImage(int32_t ordinal) const { return KeptRow(ImageIndex, ordinal, Eop.size()); }
   int32_t KeptCamera(int32_t ordinal) const { return KeptRow(CameraIndex, ordinal, Iop.size()); }
-  /// True behind both the file and the table: what only the header promises.
-  static bool IsBeyond(std::span<const int32_t> table, int32_t ordinal, TextReader& project) {
-    return static_cast<size_t>(ordinal) >= table.size() && project.AtEnd();
-  }
 };
+
+/// True behind both the file and the table: what only the header promises.
+bool IsBeyond(std::span<const int32_t> table, int32_t ordinal, TextReader& project) {
+  return static_cast<size_t>(ordinal) >= table.size() && project.AtEnd();
+}
 
 Rotations RotationsOf(std::span<const EopRecord> images) {
   Rotations all(images.size());
@@ -64,6 +65,22 @@ Rotations RotationsOf(std::span<const EopRecord> images) {
     ComputeRotationMatrix(images[i].fPhi, images[i].fOmega, images[i].fKappa, all[i].data());
   }
   return all;
+}
+
+FormContext MakeFormContext(const CBundleAdjustment& run, bool tiePoints) {
+  FormContext context;
+  context.Eop = run.KeptImages();
+  context.Iop = run.KeptCameras();
+  context.ImageIndex = run.pImageIndex;
+  context.CameraIndex = run.pCameraIndex;
+  context.References =
+      MakeImageReferences(run.pImageIndex, run.pImageCamera, run.pCameraIndex, run.nImageNum, run.nCameraNum);
+  context.R = RotationsOf(context.Eop);
+  context.Frames = MakeImageFrames(context.Eop);
+  context.fImageScale = run.Image_Coor_Scale;
+  context.fObjectScale = run.Object_Coor_Scale;
+  context.bTiePoints = tiePoints;
+  return context;
 }
 
 void AppendHeader(std::string& out, const ProjectHeader& header, int64_t pointNum) {
@@ -75,18 +92,11 @@ void AppendHeader(std::string& out, const ProjectHeader& header, int64_t pointNu
   out += '\n';
 }
 
-/// The point count of the tie-point file, or 0 where it can't be read.
-int32_t PointCountOfOvt(const std::string& path, bool& readable) {
-  OvtReader file;
-  readable = OpenWithHeader(file, path);
-  return readable ? file.HeaderPointNum() : 0;
-}
-
 void WriteCameras(TextReader& project, int32_t count, const FormContext& context, Output& ovc,
                   Output& listing) {
   for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
+    if (IsBeyond(context.CameraIndex, ordinal, project)) return;
     const int32_t row = context.KeptCamera(ordinal);
-    if (context.IsBeyond(context.CameraIndex, ordinal, project)) return;
     const std::string input = TakeLine(project);
     std::string line = input;
     if (row >= 0) {
@@ -104,8 +114,8 @@ void WriteCameras(TextReader& project, int32_t count, const FormContext& context
 void WriteImages(TextReader& project, int32_t count, const FormContext& context, Output& ovc,
                  Output& listing) {
   for (int32_t ordinal = 0; ordinal < count; ++ordinal) {
+    if (IsBeyond(context.ImageIndex, ordinal, project)) return;
     const int32_t row = context.KeptImage(ordinal);
-    if (context.IsBeyond(context.ImageIndex, ordinal, project)) return;
     for (int i = 0; i < 2; ++i) {
       const std::string line = TakeLine(project);
       ovc.sText += line;
@@ -168,6 +178,16 @@ void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listin
   listing.Flush(kBlockBytes);
 }
 
+void WritePoints(TextReader& file, int64_t pointNum, const FormContext& context, Output& listing,
+                 ResidualSums& sums) {
+  MeasuredPoint point;
+  for (int64_t i = 0; i < pointNum && !file.AtEnd(); ++i) {
+    const int32_t measureNum = point.ReadHead(file);
+    point.ReadMeasurements(file, measureNum, context.References, context.fImageScale);
+    WritePoint(point, context, listing, sums);
+  }
+}
+
 }  // namespace
 
 int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::string& gcp) {
@@ -177,17 +197,7 @@ int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::s
 }
 
 int CBundleAdjustment::WriteResultForm(const std::string& project, const std::string& gcp, int selector) {
-  FormContext context;
-  context.Eop = KeptImages();
-  context.Iop = KeptCameras();
-  context.ImageIndex = pImageIndex;
-  context.CameraIndex = pCameraIndex;
-  context.References = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
-  context.R = RotationsOf(context.Eop);
-  context.Frames = MakeImageFrames(context.Eop);
-  context.fImageScale = Image_Coor_Scale;
-  context.fObjectScale = Object_Coor_Scale;
-  context.bTiePoints = selector == kTiePointListing;
+  const FormContext context = MakeFormContext(*this, selector == kTiePointListing);
   const std::string ovcPath = JoinPath(szOutputPath, "OrvoResult.ovc");
   const std::string listingPath =
       JoinPath(szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
@@ -216,9 +226,12 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   if (tiePointNum == 0) {
     const std::string extension = TextFromLastDot(project);
     szOvtPath = project.substr(0, project.size() - extension.size()) + ".ovt";
-    bool readable = false;
-    tiePointNum = PointCountOfOvt(szOvtPath, readable);
-    if (!readable) LogPrintf("Open ovt file '%s' failed!\n", szOvtPath.c_str());
+    OvtReader ovt;
+    if (OpenWithHeader(ovt, szOvtPath)) {
+      tiePointNum = ovt.HeaderPointNum();
+    } else {
+      LogPrintf("Open ovt file '%s' failed!\n", szOvtPath.c_str());
+    }
   }
   int32_t gcpNum = 0;
   if (gcpFile.IsOpen()) gcpNum = ParseInt(gcpFile.Next());
@@ -236,12 +249,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   ResidualSums sums;
   sums.fLimitX = Gross_Point_Threshold * fRmsResidualX;
   sums.fLimitY = Gross_Point_Threshold * fRmsResidualY;
-  MeasuredPoint point;
-  for (int64_t i = 0; i < pointNum && !points.AtEnd(); ++i) {
-    const int32_t measureNum = point.ReadHead(points);
-    point.ReadMeasurements(points, measureNum, context.References, Image_Coor_Scale);
-    WritePoint(point, context, listing, sums);
-  }
+  WritePoints(points, pointNum, context, listing, sums);
   if (sums.n > 0 && context.bTiePoints) {
     const auto n = static_cast<double>(sums.n);
     fMeanResidualX = sums.x / n;
