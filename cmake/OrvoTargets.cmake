@@ -43,6 +43,7 @@ function(orvo_test folder)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PROPERTIES" ${ARGN})
   add_executable(orvo_test_${folder} ${ARG_SOURCES})
   target_link_libraries(orvo_test_${folder} PRIVATE orvo_test_support orvo ${ARG_DEPENDS} GTest::gtest_main)
+  target_precompile_headers(orvo_test_${folder} PRIVATE <gtest/gtest.h>)
   gtest_discover_tests(orvo_test_${folder} TEST_PREFIX "${folder}." DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 600 ${ARG_PROPERTIES})
 endfunction()

@@ -66,6 +66,8 @@ struct Case {
   int32_t nCameras;
 };
 
+void PrintTo(const Case& layout, std::ostream* out) { *out << layout.szName; }
+
 class Division : public ::testing::TestWithParam<Case> {
  protected:
   void Prepare(Block& block) {

@@ -67,12 +67,19 @@ struct LayoutCase {
   bool bBinary;
 };
 
+void PrintTo(const LayoutCase& layout, std::ostream* out) { *out << layout.szName; }
+
 class NoiseFreeBlock : public ::testing::TestWithParam<LayoutCase> {};
 
 TEST_P(NoiseFreeBlock, ReturnsToTruth) {
   const LayoutCase& layout = GetParam();
   SyntheticOptions options = SmallBlock();
   options.nCameras = layout.nCameras;
+  if (layout.nCameras == 0) {
+    // Eleven unknowns an image amplify the rounding of the measurements; more of them average it.
+    options.fMeasurementsPerImage = 500;
+    options.fTilt = 10;
+  }
   options.fStartPrincipal = layout.bIop ? 2 : 0;
   if (!layout.bEop) options.fStartPosition = options.fStartAngle = 0;
   if (!layout.bIop) options.fStartFocal = 0;
