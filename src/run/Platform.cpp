@@ -41,6 +41,17 @@ int64_t ReadNumber(const std::string& path, int64_t absent) {
   return file >> value ? value : absent;
 }
 
+/// The number behind a name in a file of names and numbers; 0 without it.
+int64_t ReadStatistic(const std::string& path, const std::string& name) {
+  std::ifstream file(path);
+  std::string key;
+  int64_t value = 0;
+  while (file >> key >> value) {
+    if (key == name) return value;
+  }
+  return 0;
+}
+
 int64_t AvailableBytesOfKernel() {
   std::ifstream file("/proc/meminfo");
   std::string line;
@@ -66,8 +77,10 @@ int64_t AvailableBytesOfControlGroup() {
     const std::string folder = "/sys/fs/cgroup" + group;
     const int64_t limit = ReadNumber(folder + "/memory.max", kNoLimit);
     if (limit != kNoLimit) {
+      // File pages that nobody has open are counted as used and given back on demand.
       const int64_t used = ReadNumber(folder + "/memory.current", 0);
-      available = std::min(available, std::max<int64_t>(limit - used, 0));
+      const int64_t cached = ReadStatistic(folder + "/memory.stat", "inactive_file");
+      available = std::min(available, std::clamp<int64_t>(limit - used + cached, 0, limit));
     }
     if (group.empty()) return available;
     const size_t slash = group.find_last_of('/');

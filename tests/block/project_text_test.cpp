@@ -81,8 +81,8 @@ TEST(ProjectText, ImageNames) {
     EXPECT_STREQ(row.name, name) << row.path;
   }
   char name[128];
-  ImageNameOfPath("/" + std::string(126, 'n') + "mo.tif", name);
-  EXPECT_EQ(std::string(126, 'n') + "m", name);
+  ImageNameOfPath(std::string(1, '/').append(126, 'n').append("mo.tif"), name);
+  EXPECT_EQ(std::string(126, 'n').append("m"), name);
 }
 
 TEST(ProjectText, ImageBlock) {
