@@ -141,7 +141,10 @@ TEST_F(SevenParameters, AnImageAtGpsZeroTakesNoPartAndIsMovedAndWritten) {
   EXPECT_EQ(block.ComputeSevenParametersFromGps(), 1);
   const std::string text = test::ReadFile(folder / "Test.txt");
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 10);
-  EXPECT_NE(text.find("30.000000\t 0.000000\t 39.370000\t 43"), std::string::npos);
+  const Position own = {before[3].X, before[3].Y, before[3].Z};
+  Position moved;
+  TransformPoints({&own, 1}, block.fSevenParam, {&moved, 1});
+  EXPECT_NE(text.find(Line(own, moved)), std::string::npos);
   block.ApplySevenParameters();
   ExpectInFrame(before);
 }
