@@ -32,6 +32,19 @@ struct PositionPairs {
   }
 };
 
+/// Rays of one image alone meet anywhere along their length, wherever rounding errors put it.
+bool IsSeenFromTwoImages(const ObjectPointRecord& point, std::span<const ImagePointRecord> imagePoints,
+                         std::span<const EopRecord> eop, std::span<const IopRecord> iop) {
+  int32_t first = -1;
+  for (int32_t m = 0; m < point.nImagePointNum; ++m) {
+    const ImagePointRecord& measurement = imagePoints[static_cast<size_t>(point.nFirstImagePoint + m)];
+    if (!IsOnKeptImage(measurement, eop, iop)) continue;
+    if (first >= 0 && measurement.nImage != first) return true;
+    first = measurement.nImage;
+  }
+  return false;
+}
+
 void WriteGpsLine(TextWriter& file, const Position& own, const Position& gps) {
   file.Printf("%lf\t %lf\t %lf\t %lf\t %lf\t %lf\n", own[0], own[1], own[2], gps[0], gps[1], gps[2]);
 }
@@ -100,6 +113,7 @@ int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
   PositionPairs pairs;
   for (const ObjectPointRecord& given : objectList) {
     if (given.nType != 1) continue;
+    if (!IsSeenFromTwoImages(given, imagePointList, KeptImages(), KeptCameras())) continue;
     ObjectPointRecord point = given;
     // A point that can't be intersected keeps its coordinates; these make sure that it gives no pair.
     point.X = point.Y = point.Z = std::nan("");

@@ -303,7 +303,7 @@ TEST_F(SevenParametersFromGcp, PointsThatGiveNoPairAreLeftOut) {
   const std::vector<EopRecord> before = block.pEop;
   EXPECT_EQ(Solve({Point(corners[0], 1, 6), Point(corners[1], 1, 6), Point(corners[2], 1, 6),
                    Point(corners[3], 1, 6), Point(corners[4], 1, 1), Point(corners[4], 1, 0),
-                   "P nan 1 2 1\n2\n0 1 1\n1 2 2\n"}),
+                   "P nan 1 2 1\n2\n0 1 1\n1 2 2\n", "P 1 2 3 1\n3\n2 100 200\n2 100 201\n2 101 200\n"}),
             1);
   block.ApplySevenParameters();
   ExpectNearFrame(before);
