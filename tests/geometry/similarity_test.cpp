@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <ostream>
 #include <random>
 
 #include "geometry/OrvoMatrix.h"
@@ -156,6 +157,8 @@ struct Shape {
 };
 const Shape kShapes[] = {{"block", 900, 700, 500}, {"survey", 2000, 1500, 60}, {"strip", 3000, 20, 15},
                          {"flat", 1000, 1000, 0},  {"tower", 30, 40, 800},     {"tiny", 0.9, 0.8, 0.1}};
+
+void PrintTo(const Shape& shape, std::ostream* out) { *out << shape.szName; }
 
 class AnyKappaAndScale : public ::testing::TestWithParam<Shape> {};
 
@@ -311,6 +314,8 @@ struct Degenerate {
   const char* szName;
   Positions source;
 };
+
+void PrintTo(const Degenerate& set, std::ostream* out) { *out << set.szName; }
 
 Positions Line(const Position& direction, size_t count = 6) {
   Positions points;

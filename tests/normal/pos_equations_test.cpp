@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <ostream>
 #include <random>
 
 #include "geometry/OrvoMatrix.h"
@@ -23,12 +24,13 @@ struct Case {
   bool bSparse, bGps, bImu, bConst, bLinear;
 };
 
-std::string NameOf(const ::testing::TestParamInfo<Case>& info) {
+std::string NameOf(const Case& c) {
   static const char* const layouts[] = {"Eop", "Iop", "Merged", "EopIop"};
-  const Case& c = info.param;
   return std::string(layouts[c.layout]) + (c.bSparse ? "Sparse" : "Dense") + (c.bGps ? "Gps" : "") +
          (c.bImu ? "Imu" : "") + (c.bConst ? "Const" : "") + (c.bLinear ? "Linear" : "");
 }
+
+void PrintTo(const Case& c, std::ostream* out) { *out << NameOf(c); }
 
 std::vector<Case> AllCases() {
   std::vector<Case> cases;
@@ -313,7 +315,8 @@ TEST_P(PosEquationsOfABlock, GroupsOutOfRangeAreReportedAndAddNothing) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Pos, PosEquationsOfABlock, ::testing::ValuesIn(AllCases()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Pos, PosEquationsOfABlock, ::testing::ValuesIn(AllCases()),
+                         [](const auto& c) { return NameOf(c.param); });
 
 TEST(PosEquations, InTheLayoutOfCamerasNothingIsAdded) {
   for (const bool sparse : {false, true}) {
@@ -492,7 +495,7 @@ INSTANTIATE_TEST_SUITE_P(Pos, PlantedDrift,
                                            Case{LayoutMergedEopIop, false, true, true, true, true},
                                            Case{LayoutEop, false, false, true, true, true},
                                            Case{LayoutEop, false, true, true, false, true}),
-                         NameOf);
+                         [](const auto& c) { return NameOf(c.param); });
 
 }  // namespace
 }  // namespace orvo
