@@ -16,6 +16,8 @@ struct EopRecord {
 
 /// One GPS/IMU observation, in the form of the orientation that it observes.
 using PosRecord = EopRecord;
+/// nStatus of the PosRecord of an image that has no line in the POS file; such a record observes nothing.
+inline constexpr int32_t kPosNotObserved = 1;
 
 /// Interior orientation of one camera, in working image units (file units times Image_Coor_Scale).
 struct IopRecord {

@@ -1,17 +1,148 @@
+// Seven parameters of the block: from control points, from GPS positions, and their application to the
+// images.
+#include <algorithm>
+#include <cmath>
+
+#include "block/TextReader.h"
+#include "geometry/Intersection.h"
+#include "geometry/Similarity.h"
 #include "run/BundleAdjustment.h"
+#include "run/TextWriter.h"
 
 namespace orvo {
+namespace {
+
+constexpr size_t kLeastGcpNum = 3;
+
+template <typename Record>
+Position PositionOf(const Record& record) {
+  return {record.X, record.Y, record.Z};
+}
+
+bool IsFinite(const Position& p) { return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]); }
+
+/// The matched sets, target[i] for source[i].
+struct PositionPairs {
+  std::vector<Position> vSource, vTarget;
+
+  void Add(const Position& source, const Position& target) {
+    if (!IsFinite(source) || !IsFinite(target)) return;
+    vSource.push_back(source);
+    vTarget.push_back(target);
+  }
+};
+
+/// Rays of one image alone meet anywhere along their length, wherever rounding errors put it.
+bool IsSeenFromTwoImages(const ObjectPointRecord& point, std::span<const ImagePointRecord> imagePoints,
+                         std::span<const EopRecord> eop, std::span<const IopRecord> iop) {
+  int32_t first = -1;
+  for (int32_t m = 0; m < point.nImagePointNum; ++m) {
+    const ImagePointRecord& measurement = imagePoints[static_cast<size_t>(point.nFirstImagePoint + m)];
+    if (!IsOnKeptImage(measurement, eop, iop)) continue;
+    if (first >= 0 && measurement.nImage != first) return true;
+    first = measurement.nImage;
+  }
+  return false;
+}
+
+void WriteGpsLine(TextWriter& file, const Position& own, const Position& gps) {
+  file.Printf("%lf\t %lf\t %lf\t %lf\t %lf\t %lf\n", own[0], own[1], own[2], gps[0], gps[1], gps[2]);
+}
+
+}  // namespace
 
 int CBundleAdjustment::ComputeSevenParametersFromGps() {
-  LogPrintf("Error!This version has no similarity transform from GPS data!\n");
-  return 0;
+  PositionPairs pairs;
+  for (size_t i = 0; i < KeptImages().size(); ++i) {
+    if (i >= pPos.size()) {
+      LogPrintf("Error!=================\n");
+      continue;
+    }
+    // All zero: an image without a line in the POS file.
+    if (pPos[i].X == 0 && pPos[i].Y == 0 && pPos[i].Z == 0) continue;
+    pairs.Add(PositionOf(pEop[i]), PositionOf(pPos[i]));
+  }
+
+  double parameters[SevenParameterNum];
+  const int solved = SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, parameters);
+  if (solved == 1) {
+    std::copy_n(parameters, SevenParameterNum, fSevenParam);
+  } else {
+    LogPrintf("Calculate seven parameters from GPS data failed!%d\n", 0);
+  }
+
+  TextWriter file;
+  if (!file.Open(JoinPath(szOutputPath, "Test.txt"))) {
+    ++nOutputFailureNum;
+    return solved;
+  }
+  for (size_t i = 0; i < KeptImages().size(); ++i) {
+    if (i >= pPos.size()) {
+      LogPrintf("Error!=================\n");
+      continue;
+    }
+    const Position own = PositionOf(pEop[i]);
+    Position gps = PositionOf(pPos[i]);
+    if (solved == 1) {
+      Position moved;
+      TransformPoints({&own, 1}, parameters, {&moved, 1});
+      gps = {moved[0] - gps[0], moved[1] - gps[1], moved[2] - gps[2]};
+    }
+    WriteGpsLine(file, own, gps);
+  }
+  if (!file.Close()) ++nOutputFailureNum;
+  return solved;
 }
 
-int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& /*gcp*/) {
-  LogPrintf("Error!This version has no similarity transform from control points, use fewer than 4 of them!\n");
-  return 0;
+int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
+  LogPrintf("Read Gcp file...\n");
+  TextReader file;
+  if (!file.Open(gcp)) {
+    LogPrintf("Error!Open gcp file falied!\n");
+    return -1;
+  }
+  std::vector<ObjectPointRecord> objectList;
+  std::vector<ImagePointRecord> imagePointList;
+  if (ReadGcpList(objectList, imagePointList, file) != 1) return -1;
+  if (objectList.size() < kLeastGcpNum) {
+    LogPrintf("Gcp number less than %d\n", static_cast<int>(kLeastGcpNum));
+    return 0;
+  }
+  LogPrintf("Gcp number:%d\n", static_cast<int>(objectList.size()));
+
+  PositionPairs pairs;
+  for (const ObjectPointRecord& given : objectList) {
+    if (given.nType != 1) continue;
+    if (!IsSeenFromTwoImages(given, imagePointList, KeptImages(), KeptCameras())) continue;
+    ObjectPointRecord point = given;
+    // A point that can't be intersected keeps its coordinates; these make sure that it gives no pair.
+    point.X = point.Y = point.Z = std::nan("");
+    IntersectPoints(1, &point, imagePointList, KeptImages(), KeptCameras());
+    pairs.Add(PositionOf(point), PositionOf(given));
+  }
+  if (SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, fSevenParam) != 1) {
+    LogPrintf("Calculate seven parameters failed!%d\n", nControlPointNum);
+    std::fill_n(fSevenParam, SevenParameterNum, 0.0);
+    return 0;
+  }
+  LogPrintf("Calculate seven parameters successed!%d\n", nControlPointNum);
+  return 1;
 }
 
-int CBundleAdjustment::ApplySevenParameters() { return 1; }
+int CBundleAdjustment::ApplySevenParameters() {
+  // After failed starts there is nothing to apply; all-zero parameters would turn every position into
+  // not-a-number.
+  if (!HoldsTransform(fSevenParam)) return 1;
+  for (size_t i = 0; i < KeptImages().size(); ++i) {
+    EopRecord& image = pEop[i];
+    Position position = PositionOf(image);
+    TransformPoints({&position, 1}, fSevenParam, {&position, 1});
+    image.X = position[0];
+    image.Y = position[1];
+    image.Z = position[2];
+    RotateEop(fSevenParam, image.fPhi, image.fOmega, image.fKappa);
+  }
+  return 1;
+}
 
 }  // namespace orvo

@@ -184,7 +184,7 @@ class CBundleAdjustment {
   int GenerateResults(const std::string& project, const std::string& gcp, const std::string& output);
   // Stages of the CPU flow; 1, or 0 where the run ends.
   int PrepareCpuPoints(const std::string& gcp);
-  int ReadCpuPosData(const std::string& pos);
+  void ReadCpuPosData(const std::string& pos);
   int RunCpuIterations();
   int AddSectionToNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
   /// Zeroed storage for one iteration, in the form that Apply_PCG_Model asks for.

@@ -34,7 +34,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     return 0;
   }
   if (PrepareCpuPoints(gcp) == 0) return 0;
-  if (ReadCpuPosData(pos) == 0) return 0;
+  ReadCpuPosData(pos);
 
   LogPrintf(">>Adjustment preprocessing...\n");
   if (PrepareAdjustment() != 1) return 0;
@@ -88,16 +88,15 @@ int CBundleAdjustment::PrepareCpuPoints(const std::string& gcp) {
   return 1;
 }
 
-int CBundleAdjustment::ReadCpuPosData(const std::string& pos) {
-  if (!Apply_GPS_Data && !Apply_IMU_Data) return 1;
+void CBundleAdjustment::ReadCpuPosData(const std::string& pos) {
+  if (!Apply_GPS_Data && !Apply_IMU_Data) return;
   if (pos.empty()) {
     Apply_GPS_Data = Apply_IMU_Data = false;
-    return 1;
+    return;
   }
   LogPrintf(">>Reading pos data...\n");
-  // Unreadable POS data has cleared the switches, and the run goes on without; a negative result says that
-  // this version can't take POS data at all.
-  return ReadPosData(pos) < 0 ? 0 : 1;
+  // Unreadable POS data has cleared the switches, and the run goes on without.
+  ReadPosData(pos);
 }
 
 int CBundleAdjustment::RunCpuIterations() {

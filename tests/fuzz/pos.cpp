@@ -1,0 +1,61 @@
+// A file of POS records beside a small project.
+#include <cmath>
+
+#include "fuzz/Target.h"
+#include "run/BundleAdjustment.h"
+
+namespace {
+
+using orvo::CBundleAdjustment;
+
+const char kProject[] =
+    "6 1 0\n0 4000 3000 0 50000 0 0 0 0 0\n"
+    "0 0\nd/a.tif\n1 0 0 0 1 0 0 0 1\n1 2 3\n"
+    "1 0\nd/b.tif\n1 0 0 0 1 0 0 0 1\n100 2 3\n"
+    "2 0\nd/deleted.tif\n1 0 0 0 1 0 0 0 1\n0 0 0\n"
+    "3 0\nd/a.tif\n1 0 0 0 1 0 0 0 1\n200 2 3\n"
+    "4 0\nd/c.tif\n1 0 0 0 1 0 0 0 1\n200 100 3\n"
+    "5 0\nd/d.tif\n1 0 0 0 1 0 0 0 1\n100 100 3\n";
+
+std::string WhatIsWrong(const CBundleAdjustment& block) {
+  if (block.pPos.size() != static_cast<size_t>(block.nImageFileNum)) return "pPos";
+  if (block.pImageGroup.size() != static_cast<size_t>(block.nImageNum)) return "pImageGroup";
+  if (block.nGroupNum < 0 || block.nGroupNum > block.nImageNum) return "nGroupNum";
+  for (const orvo::PosRecord& pos : block.pPos) {
+    for (const double value : {pos.X, pos.Y, pos.Z, pos.fPhi, pos.fOmega, pos.fKappa}) {
+      if (!std::isfinite(value)) return "a POS record is not finite";
+      if (pos.nStatus == orvo::kPosNotObserved && value != 0) return "a record without a line is not zero";
+    }
+  }
+  std::vector<int32_t> members(static_cast<size_t>(block.nGroupNum), 0);
+  for (const int32_t group : block.pImageGroup) {
+    if (group < -1 || group >= block.nGroupNum) return "group of an image";
+    if (group >= 0) ++members[static_cast<size_t>(group)];
+  }
+  for (const int32_t count : members) {
+    if (count < 2) return "a group of fewer than two images";
+  }
+  for (const orvo::EopRecord& image : block.KeptImages()) {
+    if (!std::isfinite(image.fTime)) return "fTime";
+  }
+  return {};
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace orvo::test;
+  static const std::string project = Folder().Write("block.prj", kProject);
+  const std::string pos = Folder().Write("pos.txt", {reinterpret_cast<const char*>(data), size});
+  for (const bool gps : {true, false}) {
+    for (const bool imu : {true, false}) {
+      CBundleAdjustment block(SmallMachine(int64_t{1} << 40), nullptr);
+      block.Apply_GPS_Data = gps;
+      block.Apply_IMU_Data = imu;
+      if (block.ReadProject(project, "") != 1) Require("project not read");
+      if (block.ReadPosData(pos) != 1) Require("result");
+      Require(WhatIsWrong(block));
+    }
+  }
+  return 0;
+}
