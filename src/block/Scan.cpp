@@ -1,9 +1,8 @@
 #include "block/Scan.h"
 
+#include <algorithm>
 #include <charconv>
-#include <cstdlib>
 #include <limits>
-#include <string>
 
 namespace orvo {
 namespace {
@@ -33,14 +32,42 @@ bool TakeInteger(std::string_view& text, T& value) {
   return true;
 }
 
-/// The forms that from_chars leaves to the C library: hexadecimal, and values out of range.
-bool TakeRareReal(std::string_view& text, double& value) {
-  const std::string copy(text.substr(0, 511));
-  char* end = nullptr;
-  const double parsed = std::strtod(copy.c_str(), &end);
-  if (end == copy.c_str()) return false;
-  value = parsed;
-  text.remove_prefix(static_cast<size_t>(end - copy.c_str()));
+/// What a decimal number stands for that is too large or too small for a double: the sign of its magnitude,
+/// the power of ten of its first digit other than 0, decides.
+double RealOutOfRange(std::string_view number) {
+  const bool negative = number[0] == '-';
+  if (negative) number.remove_prefix(1);
+  const size_t mark = number.find_first_of("eE");
+  std::string_view power = mark == std::string_view::npos ? std::string_view() : number.substr(mark + 1);
+  int64_t exponent = 0;
+  TakeInteger(power, exponent);
+  const std::string_view mantissa = number.substr(0, mark);
+  const size_t point = std::min(mantissa.find('.'), mantissa.size());
+  const size_t digit = mantissa.find_first_not_of("0.");
+  const int64_t place = static_cast<int64_t>(point) - static_cast<int64_t>(digit);
+  // No mantissa is so long that it could make up for the far ends of the exponent.
+  constexpr int64_t kFar = std::numeric_limits<int64_t>::max() / 2;
+  const bool large = std::clamp(exponent, -kFar, kFar) + place > 0;
+  const double value = large ? std::numeric_limits<double>::infinity() : 0.0;
+  return negative ? -value : value;
+}
+
+/// The digits behind "0x"; false when there are none.
+bool TakeHexadecimal(std::string_view& text, bool negative, double& value) {
+  if (text.empty() || text[0] == '-') return false;
+  double parsed = 0;
+  const auto [end, error] =
+      std::from_chars(text.data(), text.data() + text.size(), parsed, std::chars_format::hex);
+  const std::string_view number = text.substr(0, static_cast<size_t>(end - text.data()));
+  if (error == std::errc::invalid_argument || number.find_first_of("nN") != std::string_view::npos)
+    return false;
+  if (error == std::errc::result_out_of_range) {
+    const size_t power = number.find_first_of("pP");
+    const bool small = power != std::string_view::npos && number[power + 1] == '-';
+    parsed = small ? 0.0 : std::numeric_limits<double>::infinity();
+  }
+  value = negative ? -parsed : parsed;
+  text.remove_prefix(number.size());
   return true;
 }
 
@@ -51,10 +78,20 @@ bool TakeReal(std::string_view& text, double& value) {
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), parsed);
   if (error == std::errc::invalid_argument) return false;
   const size_t used = static_cast<size_t>(end - rest.data());
-  const bool mayBeHexadecimal = used < rest.size() && (rest[used] == 'x' || rest[used] == 'X');
-  if (error == std::errc::result_out_of_range || mayBeHexadecimal) {
-    text = rest;
-    return TakeRareReal(text, value);
+  if (error == std::errc::result_out_of_range) {
+    value = RealOutOfRange(rest.substr(0, used));
+    text = rest.substr(used);
+    return true;
+  }
+  const size_t sign = rest[0] == '-' ? 1 : 0;
+  const bool mayBeHexadecimal =
+      used == sign + 1 && rest[sign] == '0' && used < rest.size() && (rest[used] == 'x' || rest[used] == 'X');
+  if (mayBeHexadecimal) {
+    std::string_view digits = rest.substr(used + 1);
+    if (TakeHexadecimal(digits, sign == 1, value)) {
+      text = digits;
+      return true;
+    }
   }
   value = parsed;
   text = rest.substr(used);

@@ -6,7 +6,8 @@
 
 namespace orvo {
 
-/// Decimal integer at the head of the text, behind white space; 0 when nothing parses. Out of range saturates.
+/// Decimal integer at the head of the text, behind white space; 0 when nothing parses. Out of range
+/// saturates.
 int32_t ParseInt(std::string_view text);
 /// Real number at the head of the text, behind white space; 0 when nothing parses.
 double ParseReal(std::string_view text);

@@ -1,8 +1,8 @@
 #include "block/TextReader.h"
 
-#include <sys/stat.h>
-
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
 
 namespace orvo {
 namespace {
@@ -11,13 +11,14 @@ constexpr size_t kBufferBytes = size_t{1} << 20;
 
 bool TextReader::Open(const std::string& path) {
   Close();
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
+  std::error_code failure;
+  if (std::filesystem::is_directory(path, failure)) return false;
   fFile.reset(std::fopen(path.c_str(), "rb"));
   if (!fFile) return false;
   std::setvbuf(fFile.get(), nullptr, _IONBF, 0);
   if (!pBuffer) pBuffer.reset(new char[kBufferBytes]);
-  nSize = static_cast<int64_t>(status.st_size);
+  const std::uintmax_t size = std::filesystem::file_size(path, failure);
+  nSize = failure ? 0 : static_cast<int64_t>(size);
   return true;
 }
 
@@ -51,14 +52,15 @@ bool TextReader::Fill() {
 
 bool TextReader::Next(std::string_view& line) {
   line = {};
-  // One character more than a piece, so that a line end right behind a full piece is seen with it, and two
-  // for a carriage return.
-  while (nEnd - nBegin < kMaxLine + 2 && Fill()) {
+  // One character more than a piece, so that a CR LF that straddles the end of the piece is seen as one.
+  while (nEnd - nBegin < kMaxLine + 1 && Fill()) {
   }
   if (nBegin == nEnd) return false;
   const char* begin = pBuffer.get() + nBegin;
   const size_t available = nEnd - nBegin;
-  const size_t window = available < kMaxLine ? available : kMaxLine;
+  // A line end counts as one of the characters of a piece, CR LF too.
+  size_t window = std::min(available, kMaxLine);
+  if (available > kMaxLine && begin[kMaxLine] == '\n' && begin[kMaxLine - 1] == '\r') ++window;
   const void* found = std::memchr(begin, '\n', window);
   if (found == nullptr) {
     line = {begin, window};
@@ -80,9 +82,11 @@ std::string_view TextReader::Next() {
   return line;
 }
 
-void TextReader::Skip(int64_t lines) {
+int64_t TextReader::Skip(int64_t lines) {
   std::string_view line;
-  while (lines > 0 && Next(line)) --lines;
+  int64_t passed = 0;
+  while (passed < lines && Next(line)) ++passed;
+  return passed;
 }
 
 bool TextReader::AtEnd() {

@@ -10,7 +10,9 @@
 namespace orvo {
 
 /// Reads a text file in large blocks and hands out its lines in pieces of at most 511 characters, without
-/// their line end: a longer line comes as several lines. CR LF ends a line like LF. A line may hold any byte.
+/// their line end: a longer line comes as several lines. The line end takes a character's room, so that a
+/// line of exactly 511 characters is followed by an empty piece. CR LF reads like LF throughout. A line may
+/// hold any byte.
 class TextReader {
  public:
   static constexpr size_t kMaxLine = 511;
@@ -26,8 +28,8 @@ class TextReader {
   bool Next(std::string_view& line);
   /// The next line, empty at the end of the file.
   std::string_view Next();
-  /// Passes over lines; stops early at the end of the file.
-  void Skip(int64_t lines);
+  /// Passes over lines, stopping at the end of the file; the number of lines passed.
+  int64_t Skip(int64_t lines);
   /// True when the last piece was the end of its line, false when the line goes on in the next piece.
   bool LineEnded() const { return bLineEnded; }
   bool AtEnd();
@@ -37,7 +39,9 @@ class TextReader {
  private:
   bool Fill();
 
-  struct Closer { void operator()(std::FILE* file) const { std::fclose(file); } };
+  struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
   std::unique_ptr<std::FILE, Closer> fFile;
   std::unique_ptr<char[]> pBuffer;
   size_t nBegin = 0, nEnd = 0;

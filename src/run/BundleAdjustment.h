@@ -16,7 +16,9 @@
 
 namespace orvo {
 
+class OvtReader;
 class TextReader;
+struct ProjectHeader;
 struct ThreadBuffers;
 
 /// How the unknowns are laid out in the reduced normal equations.
@@ -205,10 +207,22 @@ class CBundleAdjustment {
   int ReadSectionPoints(int32_t section);
   int ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                      std::vector<ImagePointRecord>& imagePointList, TextReader& file);
-  int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, std::FILE* file);
+  int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
   /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1.
   int ReadGcpTable(const std::string& gcp);
+  // Stages of PreReadData, ReadProject and ReadSectionPoints; 1, or 0 where the operation ends.
+  int PreReadTextPoints(const ProjectHeader& header, TextReader& file);
+  int PreReadOvt();
+  void PreReadGcp(const std::string& gcp);
+  int ReadImage(int32_t ordinal, std::vector<int32_t>& imagesOfCamera, TextReader& file);
+  void DeleteCamerasWithoutImage(const std::vector<int32_t>& imagesOfCamera);
+  void DeleteImagesWithoutCamera();
+  void ReadSectionTiePoints(int32_t section, const std::string& project, int64_t& count, int64_t& imageCount);
+  void ReserveSectionPoints(int32_t section);
+  int ReadOvtMeasures(int64_t firstPoint, OvtReader& file);
+  /// Adds a control or check point among the tie points of a text project to the counts, once.
+  void CountTextPoint(int64_t ordinal, int32_t type);
   /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches cleared without a file.
   int ReadPosData(const std::string& pos);
   /// Thins the tie points through a grid on each image; 1 or 0.
@@ -278,6 +292,7 @@ class CBundleAdjustment {
  private:
   void LogText(const char* format, std::va_list arguments, bool toLog);
   std::FILE* fConsole;
+  std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
 };
 
 }  // namespace orvo

@@ -1,0 +1,115 @@
+// Control and check points.
+#include <algorithm>
+
+#include "block/Measurement.h"
+#include "block/ProjectText.h"
+#include "run/BundleAdjustment.h"
+
+namespace orvo {
+namespace {
+
+/// Appends the measurements in the next lines and gives `point` their first index and their number. False,
+/// with nothing appended, at an image ordinal out of range.
+bool AppendMeasures(TextReader& file, std::span<const ImageReference> references, double imageScale,
+                    int32_t objectPoint, ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
+                    int32_t& wrongOrdinal) {
+  point.nFirstImagePoint = static_cast<int64_t>(imagePoints.size());
+  point.nImagePointNum = 0;
+  const bool usable = MakePositionUsable(point);
+  const int32_t count = ReadMeasureCount(file);
+  std::string_view line;
+  for (int32_t m = 0; m < count && file.Next(line); ++m) {
+    MeasureLine measure;
+    if (!ParseMeasure(line, measure)) continue;
+    const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
+    if (measure.nImageOrdinal < 0 || ordinal >= references.size()) {
+      wrongOrdinal = measure.nImageOrdinal;
+      imagePoints.resize(static_cast<size_t>(point.nFirstImagePoint));
+      return false;
+    }
+    imagePoints.push_back(MakeImagePoint(usable ? references[ordinal] : ImageReference{}, measure.x,
+                                         measure.y, imageScale, objectPoint));
+    ++point.nImagePointNum;
+  }
+  return true;
+}
+
+/// Every point of the file, in order.
+std::vector<ObjectPointRecord> ReadGcpRecords(TextReader& file) {
+  std::vector<ObjectPointRecord> table;
+  const int32_t count = ReadGcpCount(file);
+  std::string_view line;
+  for (int32_t g = 0; g < count && file.Next(line); ++g) {
+    table.push_back(ParsePointLine(line));
+    table.back().nImagePointNum = static_cast<int32_t>(file.Skip(ReadMeasureCount(file)));
+  }
+  return table;
+}
+
+}  // namespace
+
+int CBundleAdjustment::ReadGcpTable(const std::string& gcp) {
+  TextReader file;
+  if (!pGcpTable.empty() || !file.Open(gcp)) return 1;
+  pGcpTable = ReadGcpRecords(file);
+  nGcpFileNum = static_cast<int32_t>(pGcpTable.size());
+  return 1;
+}
+
+int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file) {
+  if (pGcpTable.empty()) {
+    pGcpTable = ReadGcpRecords(file);
+    file.Rewind();
+  }
+  nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
+  PointSectionTable::Range range{0, nObjectPointNum};
+  if (section >= 0 && section < Sections.Count()) range = Sections.ObjectPoints[static_cast<size_t>(section)];
+  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  std::string_view line;
+  int result = 1;
+  for (int32_t g = 0; g < nGcpFileNum && nTiePointNum + g <= range.nLast && file.Next(line); ++g) {
+    if (nTiePointNum + g < range.nFirst) {
+      file.Skip(ReadMeasureCount(file));
+      continue;
+    }
+    ObjectPointRecord point = ParsePointLine(line);
+    // Normalisation changes the table, not the file.
+    const ObjectPointRecord& known = pGcpTable[static_cast<size_t>(g)];
+    point.X = known.X;
+    point.Y = known.Y;
+    point.Z = known.Z;
+    int32_t wrongOrdinal = 0;
+    if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(pObjectPoints.size()), point,
+                        pImagePoints, wrongOrdinal)) {
+      LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
+      result = -1;
+      break;
+    }
+    pObjectPoints.push_back(point);
+  }
+  count = static_cast<int64_t>(pObjectPoints.size());
+  imageCount = static_cast<int64_t>(pImagePoints.size());
+  return result;
+}
+
+int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
+                                   std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
+  const int32_t pointNum = ReadGcpCount(file);
+  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  nControlPointNum = 0;
+  std::string_view line;
+  for (int32_t g = 0; g < pointNum && file.Next(line); ++g) {
+    ObjectPointRecord point = ParsePointLine(line);
+    int32_t wrongOrdinal = 0;
+    if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(objectList.size()), point,
+                        imagePointList, wrongOrdinal)) {
+      LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
+      return -1;
+    }
+    if (point.nType == 1) ++nControlPointNum;
+    objectList.push_back(point);
+  }
+  return 1;
+}
+
+}  // namespace orvo

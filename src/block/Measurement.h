@@ -1,0 +1,58 @@
+// From a measurement in a file to its record in memory.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+#include "block/Records.h"
+
+namespace orvo {
+
+/// What the measurements on a project image refer to; both -1 where the image or its camera was deleted.
+struct ImageReference {
+  int32_t nImage = -1;
+  int32_t nCamera = -1;
+};
+
+/// One reference for each project image ordinal, from the maps of the object.
+std::vector<ImageReference> MakeImageReferences(std::span<const int32_t> imageIndex,
+                                                std::span<const int32_t> imageCamera,
+                                                std::span<const int32_t> cameraIndex, int32_t imageNum,
+                                                int32_t cameraNum);
+
+/// x and y in file units, times `imageScale` in the record. Coordinates that are not finite put the
+/// measurement on a deleted image.
+inline ImagePointRecord MakeImagePoint(ImageReference reference, double x, double y, double imageScale,
+                                       int32_t objectPoint) {
+  constexpr double kMost = std::numeric_limits<float>::max();
+  const double scaledX = x * imageScale, scaledY = y * imageScale;
+  if (!(std::abs(scaledX) <= kMost && std::abs(scaledY) <= kMost)) return {-1, -1, objectPoint, 0.0f, 0.0f};
+  return {reference.nImage, reference.nCamera, objectPoint, static_cast<float>(scaledX),
+          static_cast<float>(scaledY)};
+}
+
+/// False for a control or check point whose coordinates are not finite. Those of a tie point are start values
+/// only, and become 0 then.
+bool MakePositionUsable(ObjectPointRecord& point);
+
+/// The extent that holds a coordinate `value` (file units) measured from the image centre. Compares in
+/// `Real`.
+template <typename Real>
+int32_t EnlargedExtent(int32_t extent, Real value) {
+  const Real magnitude = std::abs(value);
+  if (!(magnitude > static_cast<Real>(extent / 2))) return extent;
+  constexpr Real kMost = static_cast<Real>(1000000000);
+  return (static_cast<int32_t>(magnitude < kMost ? magnitude : kMost) + 1) * 2;
+}
+
+/// Makes the image extent of a camera hold the measurement, file units.
+template <typename Real>
+void EnlargeCamera(IopRecord& camera, Real x, Real y) {
+  camera.nImageWidth = EnlargedExtent(camera.nImageWidth, x);
+  camera.nImageHeight = EnlargedExtent(camera.nImageHeight, y);
+}
+
+}  // namespace orvo

@@ -1,0 +1,68 @@
+// The binary tie-point file (.ovt): two 32-bit counts N and M, N object point records of 68 bytes, M image
+// point records of 16 bytes; little-endian, no padding.
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+
+namespace orvo {
+
+inline constexpr int64_t kOvtHeaderBytes = 8, kOvtPointBytes = 68, kOvtMeasureBytes = 16;
+
+/// One object point as it stands in the file; coordinates are unscaled.
+struct OvtPoint {
+  char szName[32] = {};  ///< always ended, whatever the file holds
+  double X = 0, Y = 0, Z = 0;
+  int32_t nType = 0;
+  int32_t nImagePointNum = 0;
+  int32_t nFirstImagePoint = 0;  ///< index among all image point records of the file
+};
+
+/// One image point as it stands in the file.
+struct OvtMeasure {
+  int32_t nImageOrdinal = 0;
+  float x = 0, y = 0;     ///< file units
+  int32_t nReserved = 0;  ///< carried along when a record is copied
+};
+
+/// The packed records; `record` has kOvtHeaderBytes, kOvtPointBytes or kOvtMeasureBytes.
+void EncodeOvtHeader(int32_t pointNum, int32_t measureNum, char* record);
+OvtPoint DecodeOvtPoint(const char* record);
+void EncodeOvtPoint(const OvtPoint& point, char* record);
+OvtMeasure DecodeOvtMeasure(const char* record);
+void EncodeOvtMeasure(const OvtMeasure& measure, char* record);
+/// Single fields of a packed object point.
+void EncodeOvtPosition(double X, double Y, double Z, char* pointRecord);
+int32_t DecodeOvtMeasureCount(const char* pointRecord);
+/// Single field of a packed image point.
+int32_t DecodeOvtImageOrdinal(const char* measureRecord);
+
+/// Reads runs of records, in as few system calls as there are runs.
+class OvtReader {
+ public:
+  /// False when the file can't be opened or is a folder. A file too short for its header has no records.
+  bool Open(const std::string& path);
+  void Close();
+
+  /// The counts, cut to the records that the file really holds.
+  int32_t PointNum() const { return nPointNum; }
+  int32_t MeasureNum() const { return nMeasureNum; }
+  /// The counts as the header says them.
+  int32_t HeaderPointNum() const { return nHeaderPointNum; }
+  int32_t HeaderMeasureNum() const { return nHeaderMeasureNum; }
+
+  /// Packed records from `first` on into `records`, at most `count` of them; the number of whole records
+  /// read.
+  int64_t ReadPoints(int64_t first, int64_t count, char* records);
+  int64_t ReadMeasures(int64_t first, int64_t count, char* records);
+
+ private:
+  int64_t Read(int64_t offset, int64_t recordBytes, int64_t count, char* records);
+
+  std::ifstream File;
+  int32_t nHeaderPointNum = 0, nHeaderMeasureNum = 0;
+  int32_t nPointNum = 0, nMeasureNum = 0;
+};
+
+}  // namespace orvo

@@ -1,0 +1,112 @@
+// The line reader against a slow one.
+#include "block/TextReader.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "fuzz/LineReference.h"
+#include "support/TestFiles.h"
+
+namespace orvo::test {
+namespace {
+
+void ExpectLikeReference(const std::string& path, const std::string& text) {
+  WriteFile(path, text);
+  TextReader file;
+  ASSERT_TRUE(file.Open(path));
+  EXPECT_EQ(static_cast<int64_t>(text.size()), file.Size());
+  const std::vector<std::string> pieces = SplitIntoPieces(text);
+  for (int pass = 0; pass < 2; ++pass) {
+    std::string_view line;
+    for (size_t i = 0; i < pieces.size(); ++i) {
+      std::string expected = pieces[i];
+      const bool hasEnd = expected.back() == '\n';
+      if (hasEnd) expected.pop_back();
+      ASSERT_FALSE(file.AtEnd()) << "piece " << i;
+      ASSERT_TRUE(file.Next(line)) << "piece " << i;
+      ASSERT_EQ(expected, line) << "piece " << i;
+      ASSERT_EQ(hasEnd || i + 1 == pieces.size(), file.LineEnded()) << "piece " << i;
+    }
+    EXPECT_TRUE(file.AtEnd());
+    EXPECT_FALSE(file.Next(line));
+    EXPECT_TRUE(line.empty());
+    EXPECT_TRUE(file.Next().empty());
+    file.Rewind();
+  }
+  EXPECT_EQ(static_cast<int64_t>(pieces.size()), file.Skip(static_cast<int64_t>(pieces.size()) + 5));
+}
+
+TEST(TextReader, SmallFiles) {
+  ScratchFolder folder;
+  using namespace std::string_literals;
+  for (const std::string& text :
+       {""s, "\n"s, "\r\n"s, "\r"s, "a"s, "a\n"s, "a\r\n"s, "a\nb"s, "a\r\nb\r\n"s, "\n\n\n"s, "a\rb\n"s,
+        "a\r\r\n"s, "a\0b\nc\0"s, "\0"s, " \t\n"s, "a\n\r"s, "\n\r\n"s}) {
+    ExpectLikeReference(folder / "text", text);
+  }
+}
+
+TEST(TextReader, LinesAroundTheLimit) {
+  ScratchFolder folder;
+  for (size_t length : {508u, 509u, 510u, 511u, 512u, 513u, 1021u, 1022u, 1023u, 1024u}) {
+    for (const char* end :
+         {"", "\n", "\r\n", "\r", "\r\r\n", "\n\n", "\r\n\r\n", "\nnext", "\r\nnext\r\n", "\rnext"}) {
+      ExpectLikeReference(folder / "text", std::string(length, 'x') + end);
+      ExpectLikeReference(folder / "text", "first\n" + std::string(length, 'x') + end);
+    }
+  }
+}
+
+TEST(TextReader, LongLinesAndFilesBeyondTheBuffer) {
+  ScratchFolder folder;
+  ExpectLikeReference(folder / "text", std::string(100000, 'x'));
+  ExpectLikeReference(folder / "text", std::string(100000, 'x') + "\r\n" + std::string(100000, '\r') + "\n");
+  ExpectLikeReference(folder / "text", std::string(300000, '\n'));
+  for (size_t before : {1048576u, 1048576u - 510u, 1048576u - 511u, 1048576u - 512u, 1048575u}) {
+    ExpectLikeReference(folder / "text", std::string(before, 'x') + "\r\nlast");
+  }
+}
+
+TEST(TextReader, RandomTexts) {
+  ScratchFolder folder;
+  std::mt19937 random(3);
+  const std::string letters = "\n\r\n\r ab0";
+  for (int i = 0; i < 300 && !HasFatalFailure(); ++i) {
+    // Mostly letters, so that lines reach the limit, with ends strewn among them.
+    std::uniform_int_distribution<size_t> length(0, 3000), letter(0, letters.size() - 1);
+    std::uniform_int_distribution<int> rarity(0, 1 + i % 400);
+    std::string text(length(random), 'x');
+    for (char& c : text) {
+      if (rarity(random) == 0) c = letters[letter(random)];
+    }
+    ExpectLikeReference(folder / "text", text);
+  }
+}
+
+TEST(TextReader, WhatCannotBeOpened) {
+  ScratchFolder folder;
+  TextReader file;
+  EXPECT_FALSE(file.Open(folder / "absent"));
+  EXPECT_FALSE(file.Open(folder.Path()));
+  EXPECT_FALSE(file.Open(""));
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_TRUE(file.AtEnd());
+  EXPECT_TRUE(file.Next().empty());
+  EXPECT_EQ(0, file.Skip(3));
+}
+
+TEST(TextReader, OpensAnotherFileFromItsStart) {
+  ScratchFolder folder;
+  WriteFile(folder / "a", "1\n2\n");
+  WriteFile(folder / "b", "3\n");
+  TextReader file;
+  ASSERT_TRUE(file.Open(folder / "a"));
+  file.Next();
+  ASSERT_TRUE(file.Open(folder / "b"));
+  EXPECT_EQ("3", file.Next());
+  EXPECT_EQ(2, file.Size());
+}
+
+}  // namespace
+}  // namespace orvo::test
