@@ -1,6 +1,7 @@
 #include "geometry/OrvoMatrix.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -187,7 +188,9 @@ COrvoMatrix COrvoMatrix::Inverse(const COrvoMatrix& matrix) {
 int InvertGaussJordan(double* a, int32_t order, double tolerance) {
   if (a == nullptr || order < 1) return -1;
   const auto n = static_cast<size_t>(order);
-  std::vector<Pivot> pivots(n);
+  std::array<Pivot, 16> few;
+  std::vector<Pivot> many(n > few.size() ? n : 0);
+  Pivot* const pivots = many.empty() ? few.data() : many.data();
   for (size_t k = 0; k < n; ++k) {
     if (tolerance > FindPivot(a, n, k, pivots[k])) return -1;
     SwapRows(a, n, pivots[k].row, k);

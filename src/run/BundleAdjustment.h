@@ -233,13 +233,33 @@ class CBundleAdjustment {
   std::span<const IopRecord> KeptCameras() const { return {pIop.data(), static_cast<size_t>(nCameraNum)}; }
 
   // ==== geometry/ =====================================================================================
-  /// Intersects every point of the section and takes the control and check statistics.
+  /// Intersects every point of the section in memory (all but control points take the result) and fills
+  /// dCheckResidual and dControlResidual in object units. Works on all processors; the results don't depend on
+  /// how many. Returns 1.
   int ComputeTiePoints(int32_t section);
+  /// The same without statistics, in one task less than there are processors, as told in the log. Returns 1.
   int ComputeTiePointsThreaded(int32_t section);
-  /// Lays out the unknowns, tests memory, applies seven parameters; 1, 0 or -1.
+  /// Points of the section that are in memory.
+  int64_t SectionPointCount(int32_t section) const;
+
+  /// Lays out and counts the unknowns (nEopSize to nUnknownNum), allocates their tables, and transforms the
+  /// orientations onto control points or GPS positions. 1, or 0 and -1 with a message where the run ends.
   int PrepareAdjustment();
+  // Its steps. PreparePosUnknowns settles the switches of POS data and nPosSize; the others return 1, or 0
+  // where the system is too large, TransformToObjectFrame 1 or -1.
+  void PreparePosUnknowns();
+  int CountUnknowns();
+  int AllocateUnknowns();
+  int TransformToObjectFrame();
+
+  /// Takes dCoorMean and dCoorScale from the projection centres, whose longest extent becomes 1000. Without a
+  /// finite extent above 0 the scale stays 1. Returns 1.
   int ComputeNormalization();
+  /// Shifts by dCoorMean and multiplies by dCoorScale: projection centres, control and check points, GPS
+  /// positions. 0 with the data left alone (and then shift 0 and scale 1) when Coor_Normalization is off or the
+  /// data counts as normalised already.
   int NormalizeData();
+  /// Undoes it for projection centres and GPS positions. 0 when Coor_Normalization is off.
   int RestoreData();
   int ComputeSevenParametersFromGps();
   int ComputeSevenParametersFromGcp(const std::string& gcp);
