@@ -9,6 +9,8 @@ namespace {
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
 std::string_view TrimLeft(std::string_view text) {
   size_t begin = 0;
   while (begin < text.size() && IsSpace(text[begin])) ++begin;
@@ -71,8 +73,45 @@ bool TakeHexadecimal(std::string_view& text, bool negative, double& value) {
   return true;
 }
 
+/// The common form: sign, digits, point, digits. While the digits make an integer below 2^53 and the power of
+/// ten is exact too, one division rounds correctly (W. D. Clinger, How to Read Floating Point Numbers
+/// Accurately, 1990).
+bool TakePlainReal(std::string_view& text, double& value) {
+  static constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                            1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  constexpr size_t kMostDigits = 15;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  const bool negative = at != end && *at == '-';
+  if (negative) ++at;
+  const char* const first = at;
+  int64_t digits = 0;
+  // 16 characters hold the digits and the point, so that the loops can't run on.
+  const char* const limit = end - at > 16 ? at + 16 : end;
+  for (; at != limit && IsDigit(*at); ++at) digits = 10 * digits + (*at - '0');
+  size_t count = static_cast<size_t>(at - first), places = 0;
+  if (at != limit && *at == '.') {
+    const char* const fraction = ++at;
+    for (; at != limit && IsDigit(*at); ++at) digits = 10 * digits + (*at - '0');
+    places = static_cast<size_t>(at - fraction);
+    count += places;
+  }
+  if (count == 0 || count > kMostDigits) return false;
+  // What follows must be no part of a number: no more digits, no exponent, no hexadecimal mark.
+  if (at != end && (IsDigit(*at) || *at == '.' || *at == 'e' || *at == 'E' || *at == 'x' || *at == 'X'))
+    return false;
+  const double magnitude = static_cast<double>(digits) / kPowersOfTen[places];
+  value = negative ? -magnitude : magnitude;
+  text.remove_prefix(static_cast<size_t>(at - text.data()));
+  return true;
+}
+
 bool TakeReal(std::string_view& text, double& value) {
   std::string_view rest = TrimLeft(text);
+  if (TakePlainReal(rest, value)) {
+    text = rest;
+    return true;
+  }
   if (rest.size() > 1 && rest[0] == '+' && rest[1] != '-') rest.remove_prefix(1);
   double parsed = 0;
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), parsed);

@@ -332,7 +332,7 @@ class CBundleAdjustment {
   int WriteReport();
 
  private:
-  void LogText(const char* format, std::va_list arguments, bool toLog);
+  void LogText(const char* format, std::va_list arguments, bool toLog) __attribute__((format(printf, 2, 0)));
   std::FILE* fConsole;
   std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
 };

@@ -1,0 +1,38 @@
+// Reading a section in a test.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "block/BlockFiles.h"
+#include "fuzz/Invariants.h"
+
+namespace orvo::test {
+
+using NameList = std::vector<std::string>;
+
+/// Names of the points in memory.
+inline NameList Names(const CBundleAdjustment& block) {
+  NameList names;
+  for (const ObjectPointRecord& point : block.pObjectPoints) names.emplace_back(point.szName);
+  return names;
+}
+
+/// Reads one section and tests what must hold whatever was read.
+inline int64_t Read(LoggedBlock& block, int32_t section) {
+  int64_t count = -1;
+  EXPECT_EQ(1, block->ReadSectionPoints(section, block->szProjectPath, block->szGcpPath, count));
+  EXPECT_EQ("", WhatIsWrongWithPoints(*block, block->pObjectPoints, block->pImagePoints));
+  EXPECT_EQ(static_cast<int64_t>(block->pObjectPoints.size()), count);
+  EXPECT_EQ(section, block->nCurrentSection);
+  return count;
+}
+
+inline void MakeSections(CBundleAdjustment& block, const std::vector<PointSectionTable::Range>& ranges) {
+  block.Sections.ObjectPoints = ranges;
+  block.Sections.ImagePoints.assign(ranges.size(), {});
+}
+
+}  // namespace orvo::test

@@ -1,0 +1,296 @@
+// The lines of the text forms and the records made of them.
+#include "block/ProjectText.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "block/Measurement.h"
+#include "block/ProjectForm.h"
+#include "block/ProjectRecords.h"
+#include "support/TestFiles.h"
+
+namespace orvo::test {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+TEST(ProjectForm, OnlyTheExactExtensionIsAnOvcProject) {
+  EXPECT_EQ("a/b.ovt", OvtPathOfProject("a/b.ovc"));
+  EXPECT_EQ("a.b.ovt", OvtPathOfProject("a.b.ovc"));
+  for (const char* path : {"a.OVC", "a.ovc2", "a.ovc.txt", "a", "", "a.ovc/b"})
+    EXPECT_EQ("", OvtPathOfProject(path));
+}
+
+TEST(ProjectText, Header) {
+  struct Row {
+    const char* line;
+    int32_t images, cameras;
+    int64_t points;
+  };
+  for (const Row& row :
+       {Row{"3 1 20", 3, 1, 20}, Row{"3 1", 3, 1, 0}, Row{"", 0, 0, 0}, Row{"3 x 20", 3, 0, 0},
+        Row{"3 1 5000000000", 3, 1, 5000000000}, Row{"-3 -1 -20 7", -3, -1, -20}}) {
+    const ProjectHeader header = ParseHeader(row.line);
+    EXPECT_EQ(row.images, header.nImageNum) << row.line;
+    EXPECT_EQ(row.cameras, header.nCameraNum) << row.line;
+    EXPECT_EQ(row.points, header.nObjectPointNum) << row.line;
+  }
+}
+
+TEST(ProjectText, CountsAreCutToWhatTheFileCanHold) {
+  const ProjectHeader huge = CutToFile({INT32_MAX, INT32_MAX, INT64_MAX}, 1000);
+  EXPECT_EQ(250, huge.nImageNum);
+  EXPECT_EQ(1000, huge.nCameraNum);
+  EXPECT_EQ(500, huge.nObjectPointNum);
+  const ProjectHeader negative = CutToFile({-1, INT32_MIN, -1}, 1000);
+  EXPECT_EQ(0, negative.nImageNum);
+  EXPECT_EQ(0, negative.nCameraNum);
+  EXPECT_EQ(0, negative.nObjectPointNum);
+  const ProjectHeader fitting = CutToFile({250, 1000, 500}, 1000);
+  EXPECT_EQ(250, fitting.nImageNum);
+  EXPECT_EQ(1000, fitting.nCameraNum);
+  EXPECT_EQ(500, fitting.nObjectPointNum);
+}
+
+TEST(ProjectText, CameraLine) {
+  const CameraLine camera = ParseCameraLine("7 4000 3000 0.5 100000 10 -20 9 1e-9 1e-15 8 8 8 8 8");
+  EXPECT_EQ(4000, camera.nImageWidth);
+  EXPECT_EQ(3000, camera.nImageHeight);
+  EXPECT_EQ(0.5, camera.fReserved);
+  EXPECT_EQ(100000, camera.fFocal);
+  EXPECT_EQ(10, camera.fPrincipalX);
+  EXPECT_EQ(-20, camera.fPrincipalY);
+  EXPECT_EQ(1e-9, camera.fK1);
+  EXPECT_EQ(1e-15, camera.fK2);
+  const CameraLine cut = ParseCameraLine("7 4000 3000 0.5 100000 text");
+  EXPECT_EQ(100000, cut.fFocal);
+  EXPECT_EQ(0, cut.fPrincipalX);
+  EXPECT_EQ(0, cut.fK2);
+}
+
+TEST(ProjectText, ImageNames) {
+  struct Row {
+    const char *path, *name;
+  };
+  for (const Row& row : {Row{"d/a.tif", "a"}, Row{"D:\\x\\a.tif", "a"}, Row{"a.tif", ""}, Row{"", ""},
+                         Row{"d.e/a", "a"}, Row{"d/a.b.tif", "a.b"}, Row{"d/", ""}, Row{"d/.tif", ""},
+                         Row{"D:\\x/a.tif", "x/a"}, Row{"D:\\x.y/a", "x"}, Row{"/", ""}}) {
+    char name[128];
+    ImageNameOfPath(row.path, name);
+    EXPECT_STREQ(row.name, name) << row.path;
+  }
+  char name[128];
+  ImageNameOfPath("/" + std::string(126, 'n') + "mo.tif", name);
+  EXPECT_EQ(std::string(126, 'n') + "m", name);
+}
+
+TEST(ProjectText, ImageBlock) {
+  ScratchFolder folder;
+  const std::string good = "12 3\nd/a.tif\n1 2 3 4 5 6 7 8 9\n10 20 30\n";
+  struct Row {
+    std::string text;
+    bool complete;
+  };
+  for (const Row& row : {Row{good, true}, Row{"12 3\n\n1 2 3 4 5 6 7 8 9 10 11 12\n10 20 30 40\n", true},
+                         Row{"12\nd/a.tif\n1 2 3 4 5 6 7 8 9\n10 20 30\n", false},
+                         Row{"12 3\nd/a.tif\n1 2 3 4 5 6 7 8\n10 20 30\n", false},
+                         Row{"12 3\nd/a.tif\n1 2 3 4 x 6 7 8 9\n10 20 30\n", false},
+                         Row{"12 3\nd/a.tif\n1 2 3 4 5 6 7 8 9\n10 20\n", false},
+                         Row{"12 3\nd/a.tif\n1 2 3 4 5 6 7 8 9\n", false}, Row{"", false}}) {
+    WriteFile(folder / "text", row.text);
+    TextReader file;
+    ASSERT_TRUE(file.Open(folder / "text"));
+    EXPECT_EQ(row.complete, ReadImageBlock(file).bComplete) << row.text;
+    EXPECT_TRUE(file.AtEnd());
+  }
+  WriteFile(folder / "text", good);
+  TextReader file;
+  ASSERT_TRUE(file.Open(folder / "text"));
+  const ImageBlock image = ReadImageBlock(file);
+  EXPECT_EQ(12, image.nId);
+  EXPECT_EQ(3, image.nCamera);
+  EXPECT_STREQ("a", image.szName);
+  for (int i = 0; i < 9; ++i) EXPECT_EQ(i + 1, image.dRotation[i]);
+  EXPECT_EQ(10, image.X);
+  EXPECT_EQ(20, image.Y);
+  EXPECT_EQ(30, image.Z);
+}
+
+TEST(ProjectText, PointLine) {
+  const ObjectPointRecord point = ParsePointLine("  name 1.5 -2 3e2 1 more");
+  EXPECT_STREQ("name", point.szName);
+  EXPECT_EQ(1.5, point.X);
+  EXPECT_EQ(-2, point.Y);
+  EXPECT_EQ(300, point.Z);
+  EXPECT_EQ(1, point.nType);
+  EXPECT_EQ(0, point.nImagePointNum);
+  EXPECT_STREQ("", ParsePointLine("").szName);
+  const ObjectPointRecord incomplete = ParsePointLine("name 1.5 north 3 1");
+  EXPECT_EQ(1.5, incomplete.X);
+  EXPECT_EQ(0, incomplete.Y);
+  EXPECT_EQ(0, incomplete.nType);
+  const std::string longName(40, 'n');
+  EXPECT_EQ(std::string(31, 'n'), ParsePointLine(longName + " 1 2 3 0").szName);
+}
+
+TEST(ProjectText, Measure) {
+  MeasureLine measure;
+  EXPECT_TRUE(ParseMeasure("4 1.5 -2.5 0", measure));
+  EXPECT_EQ(4, measure.nImageOrdinal);
+  EXPECT_EQ(1.5, measure.x);
+  EXPECT_EQ(-2.5, measure.y);
+  for (const char* line : {"", "4", "4 1.5", "x 1.5 2", "4 x 2", "4 1.5 y"})
+    EXPECT_FALSE(ParseMeasure(line, measure));
+}
+
+CameraLine MakeCamera(double focal, double k1 = 0, double k2 = 0) {
+  CameraLine camera;
+  camera.nImageWidth = 4000;
+  camera.nImageHeight = 3000;
+  camera.fFocal = focal;
+  camera.fPrincipalX = 10;
+  camera.fPrincipalY = -20;
+  camera.fK1 = k1;
+  camera.fK2 = k2;
+  return camera;
+}
+
+TEST(ProjectRecords, CameraInWorkingUnits) {
+  IopRecord iop;
+  ASSERT_TRUE(MakeIop(MakeCamera(100000, 1e-9, 1e-15), 0.001, iop));
+  EXPECT_DOUBLE_EQ(100, iop.fFocal);
+  EXPECT_DOUBLE_EQ(0.01, iop.fPrincipalX);
+  EXPECT_DOUBLE_EQ(-0.02, iop.fPrincipalY);
+  EXPECT_DOUBLE_EQ(1e-3, iop.fK1);
+  EXPECT_DOUBLE_EQ(1e-3, iop.fK2);
+  EXPECT_EQ(4000, iop.nImageWidth);
+  EXPECT_EQ(3000, iop.nImageHeight);
+}
+
+TEST(ProjectRecords, FocalLengthDecidesOnTheCamera) {
+  IopRecord iop;
+  for (double focal : {1e-300, 1.0, 1e6}) EXPECT_TRUE(MakeIop(MakeCamera(focal), 0.001, iop)) << focal;
+  for (double focal : {0.0, -1.0, 1000000.1, kInfinity, -kInfinity, std::nan("")}) {
+    EXPECT_FALSE(MakeIop(MakeCamera(focal), 0.001, iop)) << focal;
+  }
+}
+
+TEST(ProjectRecords, LargeDistortionCountsAsNone) {
+  struct Row {
+    double k1, k2, storedK1, storedK2;
+  };
+  for (const Row& row :
+       {Row{2e-5, 2e-11, 0, 0}, Row{1e-5, 1e-11, 1e-5, 1e-11}, Row{-1e-5, -1e-11, -1e-5, -1e-11},
+        Row{-2e-5, -2e-11, 0, 0}, Row{std::nan(""), kInfinity, 0, 0}}) {
+    IopRecord iop;
+    ASSERT_TRUE(MakeIop(MakeCamera(1, row.k1, row.k2), 1.0, iop));
+    EXPECT_EQ(row.storedK1, iop.fK1);
+    EXPECT_EQ(row.storedK2, iop.fK2);
+  }
+}
+
+TEST(ProjectRecords, CameraValuesThatAreNotFinite) {
+  IopRecord iop;
+  CameraLine camera = MakeCamera(1);
+  camera.fPrincipalX = std::nan("");
+  EXPECT_FALSE(MakeIop(camera, 1.0, iop));
+  camera = MakeCamera(1);
+  camera.fPrincipalY = kInfinity;
+  EXPECT_FALSE(MakeIop(camera, 1.0, iop));
+  EXPECT_FALSE(MakeIop(MakeCamera(1), std::nan(""), iop));
+  ASSERT_TRUE(MakeIop(MakeCamera(1, 1e-9, 1e-15), 0.0, iop));
+  EXPECT_EQ(0, iop.fK1);
+  EXPECT_EQ(0, iop.fK2);
+}
+
+ImageBlock MakeImage(std::initializer_list<double> rotation) {
+  ImageBlock image;
+  std::copy(rotation.begin(), rotation.end(), image.dRotation);
+  image.X = 1;
+  image.Y = 2;
+  image.Z = 3;
+  return image;
+}
+
+TEST(ProjectRecords, Orientation) {
+  EopRecord eop;
+  ASSERT_TRUE(MakeEop(MakeImage({.1, .2, .3, .4, .5, .6, .7, .8, .9}), 10.0, eop));
+  EXPECT_EQ(10, eop.X);
+  EXPECT_EQ(20, eop.Y);
+  EXPECT_EQ(30, eop.Z);
+  EXPECT_DOUBLE_EQ(std::atan2(-.3, .9), eop.fPhi);
+  EXPECT_DOUBLE_EQ(std::asin(-.6), eop.fOmega);
+  EXPECT_DOUBLE_EQ(std::atan2(.4, .5), eop.fKappa);
+  EXPECT_EQ(0, eop.fTime);
+  EXPECT_EQ(0, eop.nStatus);
+  ASSERT_TRUE(MakeEop(MakeImage({0, 0, 0, 0, 0, 1.0000005, 0, 0, 0}), 1.0, eop));
+  EXPECT_DOUBLE_EQ(-std::acos(0.0), eop.fOmega);
+}
+
+TEST(ProjectRecords, OrientationThatIsNotFinite) {
+  EopRecord eop;
+  EXPECT_FALSE(MakeEop(MakeImage({1, 0, 0, 0, 1, 1.1, 0, 0, 1}), 1.0, eop));
+  for (int i = 0; i < 9; ++i) {
+    ImageBlock image = MakeImage({1, 0, 0, 0, 1, 0, 0, 0, 1});
+    image.dRotation[i] = std::nan("");
+    EXPECT_FALSE(MakeEop(image, 1.0, eop)) << i;
+  }
+  ImageBlock image = MakeImage({1, 0, 0, 0, 1, 0, 0, 0, 1});
+  EXPECT_FALSE(MakeEop(image, kInfinity, eop));
+  image.Z = kInfinity;
+  EXPECT_FALSE(MakeEop(image, 1.0, eop));
+}
+
+TEST(Measurement, TheCameraGrowsWithItsMeasurements) {
+  EXPECT_EQ(80, EnlargedExtent(80, 40.0));
+  EXPECT_EQ(102, EnlargedExtent(80, 50.0));
+  EXPECT_EQ(102, EnlargedExtent(80, -50.0f));
+  EXPECT_EQ(102, EnlargedExtent(80, 50.9));
+  EXPECT_EQ(82, EnlargedExtent(81, 40.5));  // half of 81 is 40
+  EXPECT_EQ(2, EnlargedExtent(-5, 0.0));
+  EXPECT_EQ(2000000002, EnlargedExtent(80, 1e300));
+  EXPECT_EQ(2000000002, EnlargedExtent(80, 1e30f));
+  EXPECT_EQ(80, EnlargedExtent(80, std::nan("")));
+}
+
+TEST(Measurement, CoordinatesThatAreNotFiniteStandOnADeletedImage) {
+  const ImagePointRecord good = MakeImagePoint({3, 1}, 100, -200, 0.001, 7);
+  EXPECT_EQ(3, good.nImage);
+  EXPECT_EQ(1, good.nCamera);
+  EXPECT_EQ(7, good.nObjectPoint);
+  EXPECT_EQ(0.1f, good.x);
+  EXPECT_EQ(-0.2f, good.y);
+  for (double bad : {std::nan(""), kInfinity, -kInfinity, 1e300}) {
+    EXPECT_EQ(-1, MakeImagePoint({3, 1}, bad, 0, 0.001, 7).nImage);
+    EXPECT_EQ(-1, MakeImagePoint({3, 1}, 0, bad, 0.001, 7).nImage);
+  }
+}
+
+TEST(Measurement, ReferencesLeadToKeptImagesAndCamerasOnly) {
+  const std::vector<int32_t> imageIndex = {0, -1, 1, 2, 9}, imageCamera = {0, 0, 1, 5, 0},
+                             cameraIndex = {0, -1};
+  const auto references = MakeImageReferences(imageIndex, imageCamera, cameraIndex, 3, 1);
+  ASSERT_EQ(5u, references.size());
+  EXPECT_EQ(0, references[0].nImage);
+  EXPECT_EQ(0, references[0].nCamera);
+  for (size_t i = 1; i < 5; ++i) EXPECT_EQ(-1, references[i].nImage) << i;
+}
+
+TEST(Measurement, PositionsThatAreNotFinite) {
+  ObjectPointRecord point;
+  point.X = std::nan("");
+  point.Y = 5;
+  EXPECT_TRUE(MakePositionUsable(point));
+  EXPECT_EQ(0, point.X);
+  EXPECT_EQ(0, point.Y);
+  for (int32_t type : {1, 2, 9}) {
+    point.nType = type;
+    point.X = kInfinity;
+    EXPECT_FALSE(MakePositionUsable(point));
+    EXPECT_EQ(kInfinity, point.X);
+  }
+}
+
+}  // namespace
+}  // namespace orvo::test

@@ -1,0 +1,215 @@
+// Cameras, images, and the rules by which they go.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "block/BlockFiles.h"
+#include "fuzz/Invariants.h"
+
+namespace orvo::test {
+namespace {
+
+using Table = std::vector<int32_t>;
+
+/// Reads a project without having counted its points.
+int ReadText(LoggedBlock& block, const std::string& text) {
+  ScratchFolder folder;
+  WriteFile(folder / "block.prj", text);
+  const int result = block->ReadProject(folder / "block.prj", "");
+  EXPECT_EQ("", WhatIsWrongWithImages(*block));
+  return result;
+}
+
+std::string Camera(const std::string& focal) { return "0 4000 3000 0 " + focal + " 0 0 0 0 0\n"; }
+
+TEST(ReadProject, CamerasAndImages) {
+  LoggedBlock block;
+  block->Object_Coor_Scale = 10;
+  ASSERT_EQ(1, ReadText(block, "2 1 0\n" + kCamera + "7 0\nd/left.tif\n1 0 .1 .2 .3 .4 0 0 .5\n1 2 3\n" +
+                                   "8 0\nD:\\x\\right.tif\n1 0 0 0 1 0 0 0 1\n4 5 6\n"));
+  EXPECT_EQ("", block.Log());
+  EXPECT_EQ(2, block->nImageFileNum);
+  EXPECT_EQ(1, block->nCameraFileNum);
+  EXPECT_EQ(2, block->nImageNum);
+  EXPECT_EQ(2, block->nUnknownImageNum);
+  EXPECT_EQ(1, block->nCameraNum);
+  EXPECT_EQ((Table{0, 1}), block->pImageIndex);
+  EXPECT_EQ((Table{0, 1}), block->pImageOrdinal);
+  EXPECT_EQ((Table{0, 0}), block->pImageCamera);
+  EXPECT_EQ((Table{0}), block->pCameraIndex);
+  EXPECT_STREQ("left", block->pImageNames[0].sz);
+  EXPECT_STREQ("right", block->pImageNames[1].sz);
+  EXPECT_EQ(10, block->pEop[0].X);
+  EXPECT_EQ(60, block->pEop[1].Z);
+  EXPECT_DOUBLE_EQ(std::atan2(-.1, .5), block->pEop[0].fPhi);
+  EXPECT_DOUBLE_EQ(std::asin(-.4), block->pEop[0].fOmega);
+  EXPECT_DOUBLE_EQ(std::atan2(.2, .3), block->pEop[0].fKappa);
+  EXPECT_DOUBLE_EQ(50, block->pIop[0].fFocal);
+  EXPECT_DOUBLE_EQ(1e-3, block->pIop[0].fK1);
+  EXPECT_EQ(4000, block->pIop[0].nImageWidth);
+  EXPECT_EQ(3000, block->pIop[0].nImageHeight);
+}
+
+TEST(ReadProject, WhichImagesAreKept) {
+  struct Row {
+    const char* about;
+    std::string image;
+    bool kept;
+  };
+  const std::string rotation = "1 0 0 0 1 0 0 0 1\n";
+  for (const Row& row :
+       {Row{"good", ImageText(1, 0), true}, Row{"at the origin", ImageText(1, 0, "0 0 0"), false},
+        Row{"only Z", ImageText(1, 0, "0 0 5"), true}, Row{"only X", ImageText(1, 0, "-5 0 0"), true},
+        Row{"negative camera", ImageText(1, -1), false}, Row{"camera count", ImageText(1, 2), false},
+        Row{"huge camera", ImageText(1, 2147483647), false}, Row{"dropped camera", ImageText(1, 1), false},
+        Row{"no camera", "1\nd/a.tif\n" + rotation + "1 2 3\n", false},
+        Row{"text for camera", "1 x\nd/a.tif\n" + rotation + "1 2 3\n", false},
+        Row{"no id", "x 0\nd/a.tif\n" + rotation + "1 2 3\n", false},
+        Row{"no name", "1 0\n\n" + rotation + "1 2 3\n", true},
+        Row{"eight reals", "1 0\nd/a.tif\n1 0 0 0 1 0 0 0\n1 2 3\n", false},
+        Row{"two coordinates", "1 0\nd/a.tif\n" + rotation + "1 2\n", false},
+        Row{"NaN position", ImageText(1, 0, "1 nan 3"), false},
+        Row{"infinite position", ImageText(1, 0, "1 2 1e999"), false},
+        Row{"NaN rotation", "1 0\nd/a.tif\n1 0 0 0 nan 0 0 0 1\n1 2 3\n", false},
+        Row{"no rotation matrix", "1 0\nd/a.tif\n1 0 0 0 1 5 0 0 1\n1 2 3\n", false},
+        Row{"missing", "", false}}) {
+    LoggedBlock block;
+    ASSERT_EQ(1, ReadText(block, "2 2 0\n" + Camera("50000") + Camera("0") + ImageText(0, 0) + row.image))
+        << row.about;
+    EXPECT_EQ((Table{0, row.kept ? 1 : -1}), block->pImageIndex) << row.about;
+    EXPECT_EQ(row.kept ? 2 : 1, block->nImageNum) << row.about;
+    EXPECT_EQ("", block.Log()) << row.about;
+  }
+}
+
+TEST(ReadProject, KeptImagesCloseRanks) {
+  LoggedBlock block;
+  ASSERT_EQ(1, ReadText(block, "4 1 0\n" + kCamera + ImageText(0, 0, "0 0 0") + ImageText(1, 0, "1 1 1") +
+                                   ImageText(2, -1) + ImageText(3, 0, "3 3 3")));
+  EXPECT_EQ((Table{-1, 0, -1, 1}), block->pImageIndex);
+  EXPECT_EQ(1, block->pImageOrdinal[0]);
+  EXPECT_EQ(3, block->pImageOrdinal[1]);
+  EXPECT_EQ(1, block->pEop[0].X);
+  EXPECT_EQ(3, block->pEop[1].X);
+  EXPECT_EQ(4u, block->pEop.size());
+  EXPECT_STREQ("img0", block->pImageNames[0].sz);
+}
+
+TEST(ReadProject, ImagesWithoutMeasureGoWithAWarning) {
+  ProjectFiles files;
+  WriteFile(files.szText, "3 1 1\n" + kCamera + ImageText(70, 0) + ImageText(80, 0) +
+                              ImageText(90, 0, "0 0 0") + PointText("a", 0, {{0, 1, 1}}));
+  LoggedBlock block;
+  block->PreReadData(files.szText, "");
+  block.Log();
+  EXPECT_EQ(1, block->ReadProject(files.szText, ""));
+  EXPECT_EQ("Warning!There is no point in image 80\nAutomatically delete this image 80!\n", block.Log());
+  EXPECT_EQ((Table{0, -1, -1}), block->pImageIndex);
+}
+
+TEST(ReadProject, NegativeImageIdEndsTheReading) {
+  LoggedBlock block;
+  EXPECT_EQ(0, ReadText(block, "2 1 0\n" + kCamera + ImageText(-1, 0) + ImageText(2, 0)));
+  EXPECT_EQ("Image ID invalid!\n", block.Log());
+}
+
+TEST(ReadProject, FilesThatCannotBeOpened) {
+  ScratchFolder folder;
+  LoggedBlock block;
+  for (const std::string& path : {folder / "absent.prj", folder.Path(), std::string()}) {
+    EXPECT_EQ(0, block->ReadProject(path, "")) << path;
+    EXPECT_EQ("Can not open ovc file!\n", block.Log());
+  }
+}
+
+TEST(ReadProject, ACameraOutOfRangeIsDroppedWithItsImages) {
+  for (const char* focal : {"0", "1000001", "-5", "nan", "inf", "x"}) {
+    LoggedBlock block;
+    EXPECT_EQ(1, ReadText(block, "3 2 0\n" + Camera("50000") + Camera(focal) + ImageText(0, 0) +
+                                     ImageText(1, 1) + ImageText(2, 0)));
+    EXPECT_EQ((Table{0, -1}), block->pCameraIndex) << focal;
+    EXPECT_EQ((Table{0, -1, 1}), block->pImageIndex) << focal;
+    EXPECT_EQ("", block.Log()) << focal;
+  }
+}
+
+TEST(ReadProject, ACameraWithoutImageGoesWithAWarning) {
+  LoggedBlock block;
+  EXPECT_EQ(
+      1, ReadText(block, "2 2 0\n" + Camera("50000") + Camera("60000") + ImageText(0, 0) + ImageText(1, 0)));
+  EXPECT_EQ("Warning!Camera 1 has no corresponding image!\nAutomatically delete camera 1!\n", block.Log());
+  EXPECT_EQ(1, block->nCameraNum);
+  EXPECT_EQ((Table{0, -1}), block->pCameraIndex);
+  EXPECT_EQ((Table{0, 1}), block->pImageIndex);
+}
+
+TEST(ReadProject, BehindADeletedCameraTheLastOneFallsOffTheTable) {
+  LoggedBlock block;
+  EXPECT_EQ(1, ReadText(block, "5 3 0\n" + Camera("50000") + Camera("60000") + Camera("70000") +
+                                   ImageText(0, 2) + ImageText(1, 0, "1 1 1") + ImageText(2, 2) +
+                                   ImageText(3, 0, "3 3 3") + ImageText(4, 2)));
+  EXPECT_EQ("Warning!Camera 1 has no corresponding image!\nAutomatically delete camera 1!\n", block.Log());
+  EXPECT_EQ(2, block->nCameraNum);
+  EXPECT_EQ((Table{0, -1, -1}), block->pCameraIndex);
+  EXPECT_EQ((Table{-1, 0, -1, 1, -1}), block->pImageIndex);
+  EXPECT_EQ(2, block->nImageNum);
+  EXPECT_EQ(2, block->nUnknownImageNum);
+  EXPECT_EQ(1, block->pImageOrdinal[0]);
+  EXPECT_EQ(3, block->pImageOrdinal[1]);
+  EXPECT_EQ(1, block->pEop[0].X);
+  EXPECT_EQ(3, block->pEop[1].X);
+  EXPECT_DOUBLE_EQ(70, block->pIop[2].fFocal);  // the rows stay where they are
+}
+
+TEST(ReadProject, TheWarningCountsPlacesInTheFileUpToTheKeptNumber) {
+  // One of two cameras is kept, so only the first place is looked at, and that is the dropped one.
+  LoggedBlock block;
+  EXPECT_EQ(1, ReadText(block, "1 2 0\n" + Camera("0") + Camera("50000") + ImageText(0, 1)));
+  EXPECT_EQ("Warning!Camera 0 has no corresponding image!\nAutomatically delete camera 0!\n", block.Log());
+  EXPECT_EQ(0, block->nCameraNum);
+  EXPECT_EQ(0, block->nImageNum);
+}
+
+TEST(ReadProject, FewerImagesThanCameras) {
+  // The second camera falls off the table and takes the only image with it.
+  LoggedBlock block;
+  EXPECT_EQ(-1, ReadText(block, "1 2 0\n" + Camera("50000") + Camera("60000") + ImageText(0, 1)));
+  EXPECT_EQ(
+      "Warning!Camera 0 has no corresponding image!\nAutomatically delete camera 0!\n"
+      "Image number is less than camera\n",
+      block.Log());
+  EXPECT_EQ(1, block->nCameraNum);
+  EXPECT_EQ(0, block->nImageNum);
+}
+
+TEST(ReadProject, HeadersThatMakeNoSense) {
+  for (const char* header : {"", "\n", "x y z\n", "-1 -1 -1\n", "2147483647 2147483647 2147483647\n",
+                             "99999999999 99999999999 99999999999999999999\n", "1\n", "2 -5 0\n"}) {
+    LoggedBlock block;
+    const int result = ReadText(block, header + kCamera + ImageText(0, 0));
+    EXPECT_TRUE(result == 1 || result == 0 || result == -1) << header;
+    EXPECT_EQ(0, block->nImageNum) << header;
+  }
+}
+
+TEST(ReadProject, CarriageReturnsMakeNoDifference) {
+  std::string text = "2 1 0\n" + kCamera + ImageText(0, 0) + ImageText(1, 0), withReturns;
+  for (char c : text) withReturns += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  LoggedBlock plain, returns;
+  EXPECT_EQ(1, ReadText(plain, text));
+  EXPECT_EQ(1, ReadText(returns, withReturns));
+  EXPECT_EQ(plain->pImageIndex, returns->pImageIndex);
+  EXPECT_EQ(plain->pEop[1].Z, returns->pEop[1].Z);
+  EXPECT_STREQ("img1", returns->pImageNames[1].sz);
+}
+
+TEST(ReadProject, ReadingAgainStartsAfresh) {
+  LoggedBlock block;
+  EXPECT_EQ(1, ReadText(block, "2 1 0\n" + kCamera + ImageText(0, 0) + ImageText(1, 0)));
+  EXPECT_EQ(1, ReadText(block, "1 1 0\n" + kCamera + ImageText(0, 0)));
+  EXPECT_EQ(1, block->nImageNum);
+  EXPECT_EQ(1, block->nCameraNum);
+}
+
+}  // namespace
+}  // namespace orvo::test

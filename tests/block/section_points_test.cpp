@@ -1,0 +1,80 @@
+// Sections, whatever their source.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "block/SectionReading.h"
+
+namespace orvo::test {
+namespace {
+
+TEST(SectionPoints, FilesThatHaveGone) {
+  ProjectFiles files;
+  LoggedBlock block;
+  block->szProjectPath = files.szText;
+  block->szGcpPath = files.szGcp;
+  block->nTiePointNum = 2;
+  MakeSections(*block, {{0, 3}});
+  EXPECT_EQ(0, Read(block, 0));
+  EXPECT_EQ(
+      ">>>>Reading points from prj file...\nError!Open prj file failed!\n>>>>Reading gcp file...\n"
+      "Error!Open gcp file falied!\n",
+      block.Log());
+  block->szOvtPath = files.szOvt;
+  EXPECT_EQ(0, Read(block, 0));
+  EXPECT_EQ(
+      ">>>>Reading ovt file...0\nOpen ovt file failed!\n>>>>Reading gcp file...\nError!Open gcp file "
+      "falied!\n",
+      block.Log());
+  EXPECT_EQ(0, block->Sections.ImagePoints[0].Count());
+}
+
+TEST(SectionPoints, AnEmptySectionClearsTheArrays) {
+  LoggedBlock block;
+  block->pObjectPoints.resize(3);
+  block->pImagePoints.resize(3);
+  MakeSections(*block, {{5, 4}});
+  EXPECT_EQ(0, Read(block, 0));
+  EXPECT_TRUE(block->pObjectPoints.empty());
+  EXPECT_TRUE(block->pImagePoints.empty());
+  EXPECT_EQ("", block.Log());
+}
+
+TEST(SectionPoints, NoSuchSection) {
+  LoggedBlock block;
+  int64_t count = -1;
+  for (int32_t section : {-1, 0, 1}) {
+    EXPECT_EQ(0, block->ReadSectionPoints(section, "", "", count));
+    EXPECT_EQ(0, count);
+  }
+}
+
+TEST(SectionPoints, TheShortFormTakesThePathsOfTheObject) {
+  ProjectFiles files;
+  WriteFile(files.szText, ProjectText(1, 1, PointText("a", 0, {{0, 1, 1}})));
+  WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 1, 1}}));
+  LoggedBlock block;
+  files.ReadAll(*block, files.szText, files.szGcp);
+  EXPECT_EQ(1, block->ReadSectionPoints(0));
+  EXPECT_EQ((NameList{"a", "g"}), Names(*block));
+}
+
+TEST(SectionPoints, SampleDistanceIsTakenAtEachReading) {
+  ProjectFiles files;
+  std::string points;
+  for (int i = 0; i < 21; ++i) {
+    points += PointText("p", 0, {{0, 100.0 * i, 0}}, std::to_string(20 * i) + " 0 0");
+  }
+  WriteFile(files.szText, ProjectText(1, 21, points));
+  LoggedBlock block;
+  files.ReadAll(*block, files.szText, "");
+  Read(block, 0);
+  EXPECT_NEAR(0.2, block->fGsd, 1e-6);
+  WriteFile(files.szText, ProjectText(1, 1, PointText("a", 0, {{0, 1, 1}})));
+  files.ReadAll(*block, files.szText, "");
+  Read(block, 0);
+  EXPECT_TRUE(std::isnan(block->fGsd));
+}
+
+}  // namespace
+}  // namespace orvo::test
