@@ -22,8 +22,8 @@ inline ImageCoordinates CorrectMeasurement(const IopRecord& iop, double x, doubl
 }
 
 /// Corrected coordinates of the space intersection.
-/// The factor on D in y is y less the principal point's *x*. Deliberate: intersection and observation
-/// equations agree for x0 = y0 only, and results are compared with those of earlier versions.
+/// The factor on D in y is y less the principal point's *x*. Deliberate, although intersection and
+/// observation equations then agree for x0 = y0 only.
 inline ImageCoordinates CorrectForIntersection(const IopRecord& iop, double x, double y) {
   const double u = x - iop.fPrincipalX, v = y - iop.fPrincipalY;
   const double D = RadialDistortion(iop.fK1, iop.fK2, u * u + v * v);

@@ -19,8 +19,7 @@ struct RaySource {
   std::span<const IopRecord> iop;
 
   bool IsUsable(const ImagePointRecord& point) const {
-    return point.nImage >= 0 && static_cast<size_t>(point.nImage) < frames.Count() && point.nCamera >= 0 &&
-           static_cast<size_t>(point.nCamera) < iop.size();
+    return IsOnKeptImage(point, frames.Count(), iop.size());
   }
   /// The point's measurements, none where they would lie outside of what there is.
   std::span<const ImagePointRecord> Measurements(const ObjectPointRecord& point) const {
@@ -47,7 +46,7 @@ struct FramesOnDemand {
   ImageFrame operator()(int32_t image) const { return MakeImageFrame(eop[static_cast<size_t>(image)]); }
 };
 
-/// The sums of a point's usable rays, and how many there are. By value, so that they stay in registers.
+/// The sums of a point's usable rays, and how many there are.
 template <typename Frames>
 RaySums SumRays(const RaySource<Frames>& source, const ObjectPointRecord& point, int32_t& rayCount) {
   RaySums sums;
@@ -59,6 +58,7 @@ RaySums SumRays(const RaySource<Frames>& source, const ObjectPointRecord& point,
     ++count;
   }
   rayCount = count;
+  // A copy goes out, so that nobody has the address of `sums` and they stay in registers.
   const RaySums result = sums;
   return result;
 }

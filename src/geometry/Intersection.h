@@ -10,10 +10,13 @@
 namespace orvo {
 
 /// True when the measurement stands on a kept image and a kept camera. Others take no part in anything.
+inline bool IsOnKeptImage(const ImagePointRecord& point, size_t imageNum, size_t cameraNum) {
+  return point.nImage >= 0 && static_cast<size_t>(point.nImage) < imageNum && point.nCamera >= 0 &&
+         static_cast<size_t>(point.nCamera) < cameraNum;
+}
 inline bool IsOnKeptImage(const ImagePointRecord& point, std::span<const EopRecord> eop,
                           std::span<const IopRecord> iop) {
-  return point.nImage >= 0 && static_cast<size_t>(point.nImage) < eop.size() && point.nCamera >= 0 &&
-         static_cast<size_t>(point.nCamera) < iop.size();
+  return IsOnKeptImage(point, eop.size(), iop.size());
 }
 
 /// What the rays of one image have in common. C[k] holds column k of the rotation matrix R and, as a fourth,

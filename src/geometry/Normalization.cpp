@@ -108,7 +108,7 @@ int CBundleAdjustment::RestoreData() {
   for (int32_t i = 0; i < nImageNum; ++i) normalization.Undo(pEop[static_cast<size_t>(i)]);
   if (!Apply_GPS_Data) return 1;
   for (size_t i = 0; i < pPos.size(); ++i) {
-    // The line tells of nothing that is wrong; readers of the log know it. Deliberate.
+    // Nothing is wrong with these records; the line is part of the log all the same. Deliberate.
     if (i >= kPosRecordLimit) LogPrintf("Error!===================\n");
     normalization.Undo(pPos[i]);
   }

@@ -1,4 +1,5 @@
 // What the unknowns of an adjustment are, how many, and whether their equations fit in memory.
+#include <algorithm>
 #include <limits>
 #include <new>
 
@@ -92,7 +93,7 @@ int CBundleAdjustment::AllocateUnknowns() {
   const int64_t elementCount = static_cast<int64_t>(nUnknownNum) * nUnknownNum;
   const bool isDense = !Apply_GPU && !Apply_PCG_Model;
   if (isDense) {
-    // Elements against bytes: matrices up to 7.2 times the free memory pass. Deliberate, users rely on swap.
+    // Elements against bytes, so that matrices up to 7.2 times the free memory pass. Deliberate.
     const auto freeBytes = static_cast<double>(std::max<int64_t>(System.FreePhysicalBytes(), 0));
     if (static_cast<double>(elementCount) / freeBytes > 0.9) return 0;
   }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <span>
 #include <vector>
 
 namespace orvo {
@@ -16,9 +18,14 @@ struct SubMatrixRow {
 
 /// One stored block. All zero until the first contribution, which sets its place and size.
 struct SubMatrix {
-  int32_t nRow = 0, nCol = 0;    ///< block row and column, nRow <= nCol
-  int32_t nRows = 0, nCols = 0;  ///< size
-  std::vector<double> pData;     ///< row-major; empty until the first contribution
+  int32_t nRow = 0, nCol = 0;        ///< block row and column, nRow <= nCol
+  int32_t nRows = 0, nCols = 0;      ///< size
+  double* pData = nullptr;           ///< row-major; null until the first contribution
+  std::unique_ptr<double[]> pOwned;  ///< holds the data of a block that is not part of the common store
+
+  std::span<double> Data() const {
+    return {pData, pData ? static_cast<size_t>(nRows) * static_cast<size_t>(nCols) : 0};
+  }
 };
 
 /// One thread's slice of a section's points, both ends inclusive.

@@ -5,16 +5,31 @@
 #include <cstdint>
 #include <vector>
 
+#include "normal/AssemblyKernel.h"
 #include "normal/SubMatrix.h"
+#include "normal/ZeroedArray.h"
 
 namespace orvo {
 
 struct ThreadBuffers {
   std::vector<std::array<double, 2>> pThreadResidualSum, pThreadResidualSquareSum;  ///< x, y
-  std::vector<int32_t> pThreadValidNum;                   ///< measurements that are not gross
-  std::vector<int32_t> pThreadPointNum;                   ///< all measurements of the task
-  std::vector<std::vector<int32_t>> pThreadGrossFlags;    ///< 0, or -1 for gross
-  std::vector<std::vector<float>> pThreadResiduals;       ///< x and y of each measurement
+  std::vector<int32_t> pThreadValidNum;                 ///< measurements that are not gross
+  std::vector<int32_t> pThreadPointNum;                 ///< all measurements of the task
+  std::vector<std::vector<int32_t>> pThreadGrossFlags;  ///< 0, or -1 for gross
+  std::vector<std::vector<float>> pThreadResiduals;     ///< x and y of each measurement
+
+  /// Blocks of each thread, in one flat store as BlockIndex lays it out. In the sparse form thread 0 has none
+  /// of its own, it adds to the main store.
+  std::vector<ZeroedArray> pThreadBlocks;
+  std::vector<std::vector<uint8_t>> pThreadRowFlags;      ///< block rows that the thread has added to
+  std::vector<std::vector<double>> pThreadConstVector;    ///< of the threads above 0
+  std::vector<std::vector<MissingBlock>> pThreadMissing;  ///< blocks that the pattern does not have
+  std::vector<AssemblyScratch> pThreadScratch;
+  std::vector<AssemblyOutput> pThreadOutput;
+
+  std::vector<ImageFrame> pImageFrames;
+  std::vector<CameraFrame> pCameraFrames;
+  AssemblyInput Input;
 };
 
 }  // namespace orvo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "normal/BlockIndex.h"
 #include "normal/ThreadBuffers.h"
 
 namespace orvo {
@@ -64,11 +65,13 @@ int CBundleAdjustment::ReleaseSectionTable() {
 
 int CBundleAdjustment::ReleaseSubMatrixIndex() {
   Free(pSubMatrixRows);
+  pBlockIndex.reset();
   return 1;
 }
 
 int CBundleAdjustment::ReleaseNormalEquation() {
   Free(pSubMatrices);
+  SubMatrixStore = ZeroedArray();
   pDenseNormal.reset();
   Free(pConstVector);
   return 1;
@@ -86,7 +89,7 @@ int CBundleAdjustment::ReleaseThreadBuffers() {
 }
 
 int CBundleAdjustment::ClearSubMatrices(std::vector<SubMatrix>& subMatrices) {
-  for (SubMatrix& block : subMatrices) std::fill(block.pData.begin(), block.pData.end(), 0.0);
+  for (SubMatrix& block : subMatrices) std::ranges::fill(block.Data(), 0.0);
   return 1;
 }
 

@@ -12,10 +12,13 @@
 
 #include "block/Records.h"
 #include "normal/SubMatrix.h"
+#include "normal/UnknownLayout.h"
+#include "normal/ZeroedArray.h"
 #include "run/Platform.h"
 
 namespace orvo {
 
+class BlockIndex;
 class OvtReader;
 class ResampleCells;
 class TextReader;
@@ -23,14 +26,6 @@ class TextWriter;
 struct ProjectHeader;
 struct ResampleView;
 struct ThreadBuffers;
-
-/// How the unknowns are laid out in the reduced normal equations.
-enum LayoutMode : int32_t {
-  LayoutEop = 0,           ///< a block of 6 for each image
-  LayoutIop = 1,           ///< a block of 5 for each camera
-  LayoutMergedEopIop = 2,  ///< a block of 11 for each image, its own camera included
-  LayoutEopIop = 3         ///< blocks of 6 for the images, then of 5 for the cameras
-};
 
 class CBundleAdjustment {
  public:
@@ -131,6 +126,8 @@ class CBundleAdjustment {
   // ---- Normal equations ------------------------------------------------------------------------------
   std::vector<SubMatrixRow> pSubMatrixRows;
   std::vector<SubMatrix> pSubMatrices;          ///< sparse form: upper block triangle
+  ZeroedArray SubMatrixStore;                   ///< sparse form: data of all blocks that points fill
+  std::unique_ptr<BlockIndex> pBlockIndex;      ///< places of blocks in a store; made from pSubMatrixRows
   std::unique_ptr<double[]> pDenseNormal;       ///< dense form: nUnknownNum squared, row-major
   std::vector<double> pConstVector;
   std::vector<double> pPosParams;               ///< nGroupNum times nPosSize drift parameters
@@ -278,8 +275,8 @@ class CBundleAdjustment {
   /// finite extent above 0 the scale stays 1. Returns 1.
   int ComputeNormalization();
   /// Shifts by dCoorMean and multiplies by dCoorScale: projection centres, control and check points, GPS
-  /// positions. 0 with the data left alone (and then shift 0 and scale 1) when Coor_Normalization is off or the
-  /// data counts as normalised already.
+  /// positions. 0 with the data left alone when Coor_Normalization is off, and when the data counts as
+  /// normalised already; shift and scale then become 0 and 1.
   int NormalizeData();
   /// Undoes it for projection centres and GPS positions. 0 when Coor_Normalization is off.
   int RestoreData();
@@ -308,14 +305,26 @@ class CBundleAdjustment {
   /// `threadNumCache`: one thread number per section, 0 until it is planned.
   int BuildNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
   int AllocateThreadBuffers(const std::vector<SubTask>& tasks);
+  bool PlanThreads(int32_t section, std::vector<int32_t>& threadNumCache);
   int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);
+  /// The numbering of the unknowns as it stands.
+  UnknownLayout Layout() const { return {nLayoutMode, nUnknownImageNum, nCameraNum, nPosSize}; }
+  /// The section's points that are in memory, never more than the section has.
+  std::span<const ObjectPointRecord> PointsOfSection(int32_t section) const;
+  void AddPosPattern();
+  void MergeThread(int32_t thread);
+  void ReportMissingBlocks(int32_t thread);
+  int FinishBlocks();
   int BuildPosNormalEquation(int32_t iteration);
   int AddDampingCoefficients(int32_t iteration);
+  int DampSparse(double mu);
+  int DampDense(double mu);
 
   // ==== solver/ =======================================================================================
   /// Solves, writes the side files, updates the unknowns and decides convergence; always 1.
   int SolveAndUpdate(int32_t iteration);
   int UpdateUnknowns(const double* x);
+  void WriteRemainder(int32_t iteration, const std::vector<double>& remainder);
   int SolveByPcg(double* x);
 
   // ==== gpu/ ==========================================================================================

@@ -13,7 +13,7 @@ constexpr int64_t kBandValueNum = 32768;
 constexpr int32_t kMaxBandNum = 16;
 constexpr int32_t kPanelUnknownNum = 2048;
 
-bool HasData(const SubMatrix& block) { return !block.pData.empty(); }
+bool HasData(const SubMatrix& block) { return block.pData != nullptr; }
 
 int64_t ValueNum(const SubMatrix& block) { return static_cast<int64_t>(block.nRows) * block.nCols; }
 
@@ -115,7 +115,7 @@ void BlockOperator::MakeStrips(std::span<const SubMatrix> blocks, std::span<cons
   vDiagonalValues.resize(static_cast<size_t>(diagonalValueNum));
   for (size_t i = 0; i < vDiagonals.size(); ++i) {
     const SubMatrix& block = blocks[static_cast<size_t>(diagonalSource[i])];
-    std::copy_n(&block.pData[0], ValueNum(block), vDiagonalValues.data() + vDiagonals[i].nOffset);
+    std::copy_n(block.pData, ValueNum(block), vDiagonalValues.data() + vDiagonals[i].nOffset);
   }
 }
 
@@ -198,7 +198,7 @@ void BlockOperator::CopyBand(std::span<const SubMatrix> blocks, const Band& band
     for (int32_t block = 0; block < strip.nBlockNum; ++block) {
       const SubMatrix& source =
           blocks[static_cast<size_t>(vSource[static_cast<size_t>(strip.nFirstBlock + block)])];
-      target = std::copy_n(&source.pData[0], ValueNum(source), target);
+      target = std::copy_n(source.pData, ValueNum(source), target);
     }
   }
 }

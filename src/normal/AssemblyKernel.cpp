@@ -1,0 +1,65 @@
+#include "normal/AssemblyKernel.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "geometry/OrvoMatrix.h"
+#include "normal/AssemblyKernelSets.h"
+
+namespace orvo {
+
+int32_t OwnBlockSize(int32_t layoutMode) {
+  switch (layoutMode) {
+    case LayoutIop:
+      return 5 * 8;
+    case LayoutMergedEopIop:
+      return 11 * 12;
+    case LayoutEopIop:
+      return 6 * 12;
+    default:
+      return 6 * 8;
+  }
+}
+
+AssemblyScratch::AssemblyScratch(int64_t measurementNum, const UnknownLayout& layout)
+    : Rays(static_cast<size_t>(std::max<int64_t>(measurementNum, kBatch)) + 1),
+      Nodes(static_cast<size_t>(measurementNum)),
+      Cameras(static_cast<size_t>(measurementNum)),
+      Points(kBatch),
+      Order(static_cast<size_t>(measurementNum)),
+      Own(static_cast<size_t>(layout.FirstRows()) * static_cast<size_t>(OwnBlockSize(layout.nLayoutMode))),
+      CameraOwn(static_cast<size_t>(layout.SecondRows()) * 40),
+      OwnCamera(layout.nLayoutMode == LayoutEopIop ? static_cast<size_t>(layout.FirstRows()) : 0, -1) {}
+
+std::vector<AssemblyKernels> UsableAssemblyKernels() {
+  std::vector<AssemblyKernels> sets{BaselineKernels()};
+#ifdef ORVO_X86_KERNELS
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("popcnt"))
+    sets.push_back(Avx2Kernels());
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
+      __builtin_cpu_supports("fma")) {
+    sets.push_back(Avx512Kernels());
+  }
+#endif
+  return sets;
+}
+
+void SortManyRays(int32_t* order, int32_t count, const AssemblyRay* rays, int32_t AssemblyRay::*key) {
+  std::stable_sort(order, order + count, [=](int32_t a, int32_t b) { return rays[a].*key < rays[b].*key; });
+}
+
+void RememberMissingBlock(AssemblyOutput& out, const MissingBlock& block) { out.pMissing->push_back(block); }
+
+bool InvertPointMatrix(double* M) {
+  double full[9] = {M[0], M[1], M[2], M[1], M[3], M[4], M[2], M[4], M[5]};
+  if (InvertGaussJordan(full, 3) != 1) return false;
+  for (const double element : full) {
+    if (!std::isfinite(element)) return false;
+  }
+  const int upper[6] = {0, 1, 2, 4, 5, 8};
+  for (int k = 0; k < 6; ++k) M[k] = full[upper[k]];
+  return true;
+}
+
+}  // namespace orvo

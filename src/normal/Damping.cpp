@@ -1,0 +1,25 @@
+#include "normal/Damping.h"
+
+#include <cmath>
+
+namespace orvo {
+
+double PowerBySquaring(double base, int32_t exponent) {
+  double result = 1.0;
+  for (auto left = static_cast<uint32_t>(std::abs(static_cast<int64_t>(exponent))); left > 0; left >>= 1) {
+    if (left & 1) result *= base;
+    base *= base;
+  }
+  return exponent < 0 ? 1.0 / result : result;
+}
+
+double DampingFactor(const DampingSchedule& schedule, int32_t iteration) {
+  if (schedule.bSevenParamApplied) {
+    if (iteration <= schedule.nGcpIterations) return schedule.fCoefficient;
+    return std::pow(10.0, static_cast<double>(iteration)) * schedule.fCoefficient;
+  }
+  if (iteration <= schedule.nFreeIterations) return schedule.fCoefficient;
+  return PowerBySquaring(100.0 * schedule.fBase, iteration) * schedule.fCoefficient;
+}
+
+}  // namespace orvo

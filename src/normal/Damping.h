@@ -1,0 +1,24 @@
+// The damping schedule of the iteration.
+#pragma once
+
+#include <cstdint>
+
+namespace orvo {
+
+/// base to the power `exponent` by repeated squaring; a negative exponent gives the reciprocal.
+double PowerBySquaring(double base, int32_t exponent);
+
+struct DampingSchedule {
+  bool bSevenParamApplied = false;
+  int32_t nFreeIterations = 4;
+  int32_t nGcpIterations = 4;
+  double fCoefficient = 0.001;
+  double fBase = 1000.0;
+};
+
+/// The factor mu of iteration k. The coefficient alone while k does not exceed the free iterations; after
+/// that it is multiplied by 10 to the power k where control points oriented the block, otherwise by 100 fBase
+/// to the power k, which freezes the block at once.
+double DampingFactor(const DampingSchedule& schedule, int32_t iteration);
+
+}  // namespace orvo

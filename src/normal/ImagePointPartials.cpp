@@ -1,0 +1,40 @@
+#include "normal/ImagePointPartials.h"
+
+#include <cmath>
+
+#include "geometry/Rotation.h"
+
+namespace orvo {
+
+ImageFrame MakeImageFrame(const EopRecord& eop) {
+  ImageFrame frame;
+  ComputeRotationMatrix(eop.fPhi, eop.fOmega, eop.fKappa, frame.R);
+  frame.X = eop.X;
+  frame.Y = eop.Y;
+  frame.Z = eop.Z;
+  frame.fSinOmega = std::sin(eop.fOmega);
+  frame.fCosOmega = std::cos(eop.fOmega);
+  frame.fSinKappa = std::sin(eop.fKappa);
+  frame.fCosKappa = std::cos(eop.fKappa);
+  return frame;
+}
+
+CameraFrame MakeCameraFrame(const IopRecord& iop) {
+  return {iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2, 1 / iop.fFocal};
+}
+
+int ComputeImagePointPartials(const ImagePointRecord& imagePoint, const ObjectPointRecord& objectPoint,
+                              const EopRecord& eop, const IopRecord& iop, double* outEop, double* outIop,
+                              double* outObject, double* outResidual) {
+  if (!LinearizeImagePoint(imagePoint.x, imagePoint.y, objectPoint.X, objectPoint.Y, objectPoint.Z,
+                           MakeImageFrame(eop), MakeCameraFrame(iop),
+                           {{outEop, outEop + 6}, {outIop, outIop + 5}, {outResidual, outResidual + 1}})) {
+    return 0;
+  }
+  for (int row = 0; row < 2; ++row) {
+    for (int k = 0; k < 3; ++k) outObject[3 * row + k] = -outEop[6 * row + k];
+  }
+  return 1;
+}
+
+}  // namespace orvo

@@ -1,0 +1,25 @@
+// Direct solution of a dense symmetric system.
+#pragma once
+
+#include <cstdint>
+
+namespace orvo {
+
+enum class DenseSolution {
+  Cholesky,   ///< by the Cholesky factors, the remainder as small as rounding leaves it
+  FullPivot,  ///< by the full-pivot inverse, where the matrix is not positive definite or the remainder too
+              ///< large
+  Singular    ///< the inverse was refused or the solution is not finite; x and remainder say nothing
+};
+
+/// Solves N x = b for a symmetric N (order n, row-major, both triangles) and forms the remainder b - N x.
+/// `N` is overwritten. Up to `threads` threads; the numbers do not depend on how many.
+DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder,
+                         int32_t threads);
+
+/// In-place Cholesky factor of the upper triangle (row-major, N = U'U); the strict lower triangle is neither
+/// read nor written. False where N is not positive definite. Tiles of one size whatever the thread number,
+/// each worked on by one thread, so that the factor does not depend on it.
+bool FactorCholesky(double* N, int32_t n, int32_t threads);
+
+}  // namespace orvo

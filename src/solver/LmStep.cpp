@@ -1,0 +1,81 @@
+// One step of the iteration: solution, side files, convergence, update.
+#include <cmath>
+#include <vector>
+
+#include "geometry/OrvoMatrix.h"
+#include "run/BundleAdjustment.h"
+#include "run/TextWriter.h"
+#include "solver/DenseSolve.h"
+
+namespace orvo {
+
+int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
+  std::vector<double> x(static_cast<size_t>(nUnknownNum), 0.0);
+  if (Apply_PCG_Model) {
+    if (SolveByPcg(x.data()) == 0) return 0;
+  } else {
+    std::vector<double> remainder(x.size());
+    if (SolveDense(pDenseNormal.get(), nUnknownNum, pConstVector.data(), x.data(), remainder.data(),
+                   System.ProcessorCount()) == DenseSolution::Singular) {
+      // There is no step to take: the unknowns stay as they are and the iteration ends.
+      bConverged = true;
+      LogPrintf(">>%lf\t%lf\t%lf\n", 0.0, fRmsResidualX, fRmsResidualY);
+      return 1;
+    }
+    WriteRemainder(iteration, remainder);
+  }
+  // Metres, radians and camera units in one figure: a single threshold serves them all.
+  const double largest = MaxMagnitude(x.data(), nUnknownNum, 1);
+  if (LM_Converge_Threshold > std::fabs(largest)) bConverged = true;
+  WriteCorrections(iteration, x.data());
+  UpdateUnknowns(x.data());
+  LogPrintf(">>%lf\t%lf\t%lf\n", largest, fRmsResidualX, fRmsResidualY);
+  return 1;
+}
+
+void CBundleAdjustment::WriteRemainder(int32_t iteration, const std::vector<double>& remainder) {
+  TextWriter file;
+  if (!file.Open(JoinPath(szOutputPath, "LM_R_Vector_" + std::to_string(iteration) + ".txt"))) {
+    ++nOutputFailureNum;
+    return;
+  }
+  for (const double element : remainder) file.Printf("%12.3lf\t\n", element);
+  if (!file.Close()) ++nOutputFailureNum;
+}
+
+int CBundleAdjustment::UpdateUnknowns(const double* x) {
+  if (!x) {
+    LogPrintf("Error!Unknown vector pointer is null!\n");
+    return 0;
+  }
+  const auto addIop = [&x](IopRecord& iop) {
+    iop.fFocal += *x++;
+    iop.fPrincipalX += *x++;
+    iop.fPrincipalY += *x++;
+    iop.fK1 += *x++;
+    iop.fK2 += *x++;
+  };
+  if (Set_EOP_Unknown) {
+    for (int32_t image = 0; image < nImageNum; ++image) {
+      EopRecord& eop = pEop[static_cast<size_t>(image)];
+      // Deliberate: an image left out does not use up its place in x.
+      if (eop.nStatus == 1) continue;
+      eop.X += *x++;
+      eop.Y += *x++;
+      eop.Z += *x++;
+      eop.fPhi += *x++;
+      eop.fOmega += *x++;
+      eop.fKappa += *x++;
+      if (nLayoutMode == LayoutMergedEopIop) addIop(pIop[static_cast<size_t>(image)]);
+    }
+  }
+  if (Set_IOP_Unknown && nLayoutMode != LayoutMergedEopIop) {
+    for (int32_t camera = 0; camera < nCameraNum; ++camera) addIop(pIop[static_cast<size_t>(camera)]);
+  }
+  if (Apply_GPS_Data || Apply_IMU_Data) {
+    for (double& parameter : pPosParams) parameter += *x++;
+  }
+  return 1;
+}
+
+}  // namespace orvo

@@ -1,0 +1,124 @@
+// Small blocks in memory, and the log of a run as text.
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "block/Records.h"
+#include "geometry/CameraModel.h"
+#include "geometry/Rotation.h"
+#include "run/BundleAdjustment.h"
+
+namespace orvo::test {
+
+/// A console that keeps what is printed.
+class ConsoleText {
+ public:
+  ConsoleText() : file(::open_memstream(&text, &size)) {}
+  ~ConsoleText() {
+    std::fclose(file);
+    std::free(text);
+  }
+  ConsoleText(const ConsoleText&) = delete;
+  ConsoleText& operator=(const ConsoleText&) = delete;
+  std::FILE* File() { return file; }
+  std::string Text() {
+    std::fflush(file);
+    return {text, size};
+  }
+
+ private:
+  char* text = nullptr;
+  size_t size = 0;
+  std::FILE* file;
+};
+
+inline EopRecord Image(double X, double Y, double Z, double phi = 0, double omega = 0, double kappa = 0) {
+  EopRecord eop;
+  eop.X = X;
+  eop.Y = Y;
+  eop.Z = Z;
+  eop.fPhi = phi;
+  eop.fOmega = omega;
+  eop.fKappa = kappa;
+  return eop;
+}
+
+inline IopRecord Camera(double f, double x0 = 0, double y0 = 0, double k1 = 0, double k2 = 0) {
+  IopRecord iop;
+  iop.fFocal = f;
+  iop.fPrincipalX = x0;
+  iop.fPrincipalY = y0;
+  iop.fK1 = k1;
+  iop.fK2 = k2;
+  return iop;
+}
+
+/// The measurement that the intersection's camera model takes for a ray through (X, Y, Z).
+inline ImageCoordinates Measure(const EopRecord& eop, const IopRecord& iop, double X, double Y, double Z) {
+  double R[9], b[3];
+  ComputeRotationMatrix(eop.fPhi, eop.fOmega, eop.fKappa, R);
+  const double dP[3] = {X - eop.X, Y - eop.Y, Z - eop.Z};
+  ToCameraFrame(R, dP, b);
+  const ImageCoordinates target = {-iop.fFocal * b[0] / b[2], -iop.fFocal * b[1] / b[2]};
+  ImageCoordinates measured = {target.x + iop.fPrincipalX, target.y + iop.fPrincipalY};
+  for (int i = 0; i < 60; ++i) {
+    const ImageCoordinates corrected = CorrectForIntersection(iop, measured.x, measured.y);
+    measured.x += target.x - corrected.x;
+    measured.y += target.y - corrected.y;
+  }
+  return measured;
+}
+
+/// Points with their measurements one after the other.
+struct TestBlock {
+  std::vector<EopRecord> eop;
+  std::vector<IopRecord> iop;
+  std::vector<ObjectPointRecord> points;
+  std::vector<ImagePointRecord> imagePoints;
+
+  /// A point at P whose record says P plus `offset`.
+  ObjectPointRecord& AddPoint(int32_t type, double X, double Y, double Z, const std::vector<int32_t>& images,
+                              double offsetX = 0, double offsetY = 0, double offsetZ = 0) {
+    ObjectPointRecord point;
+    point.X = X + offsetX;
+    point.Y = Y + offsetY;
+    point.Z = Z + offsetZ;
+    point.nType = type;
+    point.nImagePointNum = static_cast<int32_t>(images.size());
+    point.nFirstImagePoint = static_cast<int64_t>(imagePoints.size());
+    for (const int32_t image : images) {
+      const auto xy = Measure(eop[static_cast<size_t>(image)], iop[0], X, Y, Z);
+      imagePoints.push_back({image, 0, static_cast<int32_t>(points.size()), static_cast<float>(xy.x),
+                             static_cast<float>(xy.y)});
+    }
+    points.push_back(point);
+    return points.back();
+  }
+
+  /// All of it as the one section of a run.
+  void MoveInto(CBundleAdjustment& run) {
+    run.nImageNum = run.nImageFileNum = run.nUnknownImageNum = static_cast<int32_t>(eop.size());
+    run.nCameraNum = run.nCameraFileNum = static_cast<int32_t>(iop.size());
+    run.nObjectPointNum = static_cast<int64_t>(points.size());
+    run.nImagePointNum = static_cast<int64_t>(imagePoints.size());
+    run.Sections.ObjectPoints = {{0, run.nObjectPointNum - 1}};
+    run.Sections.ImagePoints = {{0, run.nImagePointNum - 1}};
+    run.pEop = std::move(eop);
+    run.pIop = std::move(iop);
+    run.pObjectPoints = std::move(points);
+    run.pImagePoints = std::move(imagePoints);
+  }
+};
+
+/// Three nadir images 256 apart, 1024 above the ground, f = 1: whole coordinates have exact measurements.
+inline TestBlock ExactStrip() {
+  TestBlock block;
+  block.eop = {Image(0, 0, 1024), Image(256, 0, 1024), Image(512, 0, 1024)};
+  block.iop = {Camera(1.0)};
+  return block;
+}
+
+}  // namespace orvo::test

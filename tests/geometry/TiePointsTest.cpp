@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "geometry/GeometryBuilders.h"
+#include "support/TestFiles.h"
+
+namespace orvo {
+namespace {
+
+using test::ConsoleText;
+using test::ExactStrip;
+using test::MadeUpPlatform;
+using test::TestBlock;
+
+constexpr int64_t kGibibyte = 1LL << 30;
+
+void ExpectSix(const double* actual, const std::vector<double>& expected) {
+  for (size_t i = 0; i < 6; ++i) EXPECT_NEAR(actual[i], expected[i], 1e-9) << i;
+}
+
+/// One tie point, one control point and one check point, all recorded away from where their rays meet.
+TestBlock ThreePoints() {
+  TestBlock block = ExactStrip();
+  block.AddPoint(0, 64, 0, 0, {0, 1}, 100, 100, 100);
+  block.AddPoint(1, 64, 32, 0, {0, 1, 2}, -1, -2, -3);
+  block.AddPoint(2, 128, 0, 0, {0, 1, 2}, -4, 0, 8);
+  return block;
+}
+
+/// `count` tie points at (8 i, -16, 0), recorded at (0, 0, 0).
+TestBlock TiePoints(int count) {
+  TestBlock block = ExactStrip();
+  for (int i = 0; i < count; ++i) block.AddPoint(0, 8 * i, -16, 0, {0, 1, 2}, -8 * i, 16, 0);
+  return block;
+}
+
+TEST(ComputeTiePoints, IntersectsTheSectionAndTakesStatisticsInObjectUnits) {
+  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 3), nullptr);
+  ThreePoints().MoveInto(run);
+  run.dCoorScale = 0.5;
+  EXPECT_EQ(run.ComputeTiePoints(0), 1);
+  EXPECT_NEAR(run.pObjectPoints[0].X, 64, 1e-9);
+  EXPECT_EQ(run.pObjectPoints[1].X, 63);
+  EXPECT_NEAR(run.pObjectPoints[2].X, 128, 1e-9);
+  ExpectSix(run.dControlResidual, {2, 4, 6, 2, 4, 6});
+  ExpectSix(run.dCheckResidual, {8, 0, -16, 8, 0, 16});
+}
+
+TEST(ComputeTiePoints, KeepsTheStatisticsOfTheLastSectionOnly) {
+  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), nullptr);
+  ThreePoints().MoveInto(run);
+  run.ComputeTiePoints(0);
+  EXPECT_NE(run.dControlResidual[0], 0);
+  run.Sections.ObjectPoints = {{0, 2}, {3, 4}};
+  TestBlock next = TiePoints(2);
+  run.pObjectPoints = next.points;
+  run.pImagePoints = next.imagePoints;
+  run.ComputeTiePoints(1);
+  ExpectSix(run.dControlResidual, {0, 0, 0, 0, 0, 0});
+  ExpectSix(run.dCheckResidual, {0, 0, 0, 0, 0, 0});
+  EXPECT_NEAR(run.pObjectPoints[1].X, 8, 1e-9);
+}
+
+TEST(ComputeTiePoints, OfASectionWithOnePointOverwritesItWithoutStatistics) {
+  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 2), nullptr);
+  TestBlock block = ExactStrip();
+  block.AddPoint(1, 64, 32, 0, {0, 1, 2}, -1, -2, -3);
+  block.MoveInto(run);
+  run.ComputeTiePoints(0);
+  EXPECT_NEAR(run.pObjectPoints[0].X, 64, 1e-9);
+  ExpectSix(run.dControlResidual, {0, 0, 0, 0, 0, 0});
+}
+
+TEST(ComputeTiePoints, TakesNoMorePointsThanAreInMemory) {
+  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 2), nullptr);
+  TiePoints(3).MoveInto(run);
+  run.Sections.ObjectPoints = {{0, 1000000}};
+  EXPECT_EQ(run.SectionPointCount(0), 3);
+  EXPECT_EQ(run.ComputeTiePoints(0), 1);
+  EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
+  EXPECT_NEAR(run.pObjectPoints[2].X, 16, 1e-9);
+  for (const int32_t noSection : {-1, 1, 7}) {
+    EXPECT_EQ(run.SectionPointCount(noSection), 0);
+    EXPECT_EQ(run.ComputeTiePoints(noSection), 1);
+  }
+  run.Sections.ObjectPoints = {{5, 4}};
+  EXPECT_EQ(run.SectionPointCount(0), 0);
+}
+
+TEST(ComputeTiePoints, LeavesOutImagesBehindTheKeptOnes) {
+  // The tables have a row for each image of the file; those behind nImageNum were deleted.
+  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 2), nullptr);
+  TestBlock block = TiePoints(2);
+  block.imagePoints[2].x = 1e6F;
+  block.MoveInto(run);
+  run.nImageNum = 2;
+  run.ComputeTiePoints(0);
+  EXPECT_NEAR(run.pObjectPoints[0].Y, -16, 1e-9);
+}
+
+TEST(ComputeTiePointsThreaded, LogsItsTasksAndJoinsThemInOrder) {
+  ConsoleText console;
+  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 4), console.File());
+  TiePoints(10).MoveInto(run);
+  EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
+  EXPECT_EQ(console.Text(),
+            "Sub task 0: 0 2 10\nSub task 1: 3 5 10\nSub task 2: 6 9 10\n"
+            "Sub task 0 completed\nSub task 1 completed\nSub task 2 completed\n");
+  for (int i = 0; i < 10; ++i) EXPECT_NEAR(run.pObjectPoints[static_cast<size_t>(i)].X, 8 * i, 1e-9);
+}
+
+TEST(ComputeTiePointsThreaded, RunsOneTaskOnOneProcessor) {
+  for (const int processors : {0, 1, 2}) {
+    ConsoleText console;
+    CBundleAdjustment run(MadeUpPlatform(kGibibyte, processors), console.File());
+    TiePoints(3).MoveInto(run);
+    EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
+    EXPECT_EQ(console.Text(), "Sub task 0: 0 2 3\nSub task 0 completed\n");
+    EXPECT_NEAR(run.pObjectPoints[2].X, 16, 1e-9);
+  }
+}
+
+TEST(ComputeTiePointsThreaded, HasEmptySharesWhereThreadsOutnumberPoints) {
+  ConsoleText console;
+  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 4), console.File());
+  TiePoints(2).MoveInto(run);
+  EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
+  EXPECT_EQ(console.Text(),
+            "Sub task 0: 0 -1 2\nSub task 1: 0 -1 2\nSub task 2: 0 1 2\n"
+            "Sub task 0 completed\nSub task 1 completed\nSub task 2 completed\n");
+  EXPECT_NEAR(run.pObjectPoints[1].X, 8, 1e-9);
+}
+
+TEST(ComputeTiePointsThreaded, OverwritesAControlPointThatIsAloneInItsTask) {
+  // Quirk: three points over three tasks are three calls for one point each.
+  CBundleAdjustment alone(MadeUpPlatform(kGibibyte, 4), nullptr),
+      together(MadeUpPlatform(kGibibyte, 2), nullptr);
+  ThreePoints().MoveInto(alone);
+  ThreePoints().MoveInto(together);
+  alone.ComputeTiePointsThreaded(0);
+  together.ComputeTiePointsThreaded(0);
+  EXPECT_NEAR(alone.pObjectPoints[1].X, 64, 1e-9);
+  EXPECT_EQ(together.pObjectPoints[1].X, 63);
+}
+
+TEST(ComputeTiePointsThreaded, GivesTheBitsOfTheSerialForm) {
+  CBundleAdjustment serial(MadeUpPlatform(kGibibyte, 1), nullptr);
+  TestBlock block = TiePoints(1000);
+  for (size_t i = 0; i < block.imagePoints.size(); ++i) {
+    block.imagePoints[i].x += static_cast<float>(i % 7) * 1e-4F;
+  }
+  TestBlock(block).MoveInto(serial);
+  serial.ComputeTiePoints(0);
+  for (const int processors : {2, 3, 9}) {
+    CBundleAdjustment threaded(MadeUpPlatform(kGibibyte, processors), nullptr);
+    TestBlock(block).MoveInto(threaded);
+    threaded.ComputeTiePointsThreaded(0);
+    for (size_t p = 0; p < threaded.pObjectPoints.size(); ++p) {
+      ASSERT_EQ(threaded.pObjectPoints[p].X, serial.pObjectPoints[p].X);
+      ASSERT_EQ(threaded.pObjectPoints[p].Y, serial.pObjectPoints[p].Y);
+      ASSERT_EQ(threaded.pObjectPoints[p].Z, serial.pObjectPoints[p].Z);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvo
