@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -17,6 +18,9 @@ struct SystemShape {
   int32_t nLayoutMode = LayoutEop;
   int32_t nImageNum = 0, nCameraNum = 0, nGroupNum = 0, nPosSize = 0;
 };
+
+/// For the names of tests.
+inline void PrintTo(const SystemShape& shape, std::ostream* stream) { *stream << shape.szName; }
 
 /// All layouts, with and without blocks of POS groups.
 std::vector<SystemShape> AllShapes();
