@@ -23,10 +23,10 @@ using StripKernel = void (*)(const BlockStrip& strip, const double* values, cons
                              const double* v, const double* u, double* out, double* mirror,
                              int32_t mirrorStart);
 
-/// The forms of a kernel. They sum in different orders, each always in the same one.
-enum class KernelForm { Portable, Avx512 };
+/// The forms of a kernel. Portable and Avx2 give the same bits, Avx512 the same up to rounding.
+enum class KernelForm { Portable, Avx2, Avx512 };
 
-/// The fastest form that this processor runs.
+/// The fastest form that this processor runs; it runs those before it in the list, too.
 KernelForm BestKernelForm();
 
 /// The kernel for blocks of this size: laid out at compile time for 6x6, 6x5, 5x5 and 11x11, general for
