@@ -10,13 +10,14 @@ namespace {
 
 // Below this many values in all blocks a product takes less time than waking a thread.
 constexpr int64_t kLeastValuesPerThread = 200000;
+// A product is not divided into more parts than this.
+constexpr int64_t kMaxThreadNum = 16;
 
 int32_t SolverThreadNum(const Platform& system, std::span<const SubMatrix> blocks) {
   int64_t values = 0;
   for (const SubMatrix& block : blocks) values += int64_t{block.nRows} * block.nCols;
-  const int64_t worthwhile = values / kLeastValuesPerThread;
-  return static_cast<int32_t>(
-      std::clamp<int64_t>(system.ProcessorCount(), 1, std::max<int64_t>(worthwhile, 1)));
+  const int64_t worthwhile = std::clamp<int64_t>(values / kLeastValuesPerThread, 1, kMaxThreadNum);
+  return static_cast<int32_t>(std::clamp<int64_t>(system.ProcessorCount(), 1, worthwhile));
 }
 
 }  // namespace
