@@ -16,8 +16,8 @@ struct AssemblyInput {
   const ObjectPointRecord* pObjectPoints = nullptr;
   const ImagePointRecord* pImagePoints = nullptr;
   int64_t nImagePointNum = 0;
-  const ImageFrame* pImages = nullptr;
-  const CameraFrame* pCameras = nullptr;
+  const ImageTerms* pImages = nullptr;
+  const CameraTerms* pCameras = nullptr;
   UnknownLayout Layout;
   BlockIndexView Index;
   int64_t nSpareOffset = 0;  ///< place in the store for blocks that the pattern does not have

@@ -187,14 +187,11 @@ class Assembler {
     pointRays = rays + point.nFirstRay;
     FormProducts(point.nRayNum);
     bEliminated = point.nType != 1 && Invert();
+    // Before the rays of one image are merged: these may have different cameras.
+    if constexpr (kHasCameras) MakeCameras(point);
     const int32_t nodeNum = MakeNodes(point.nRayNum);
-    if constexpr (kHasCameras) {
-      MakeCameras(point);
-      AddOwnBlocks(nodeNum);
-      AddCameras(point, nodeNum);
-    } else {
-      AddOwnBlocks(nodeNum);
-    }
+    AddOwnBlocks(nodeNum);
+    if constexpr (kHasCameras) AddCameras(point, nodeNum);
     if (bEliminated) AddCouplings(nodeNum);
   }
 
@@ -390,6 +387,7 @@ class Assembler {
   /// point.
   void MakeCameras(const BatchPoint& point) {
     cameraNum = 0;
+    for (int d = 0; d < 3; ++d) NoCamera[d][Form::kL] = Sum[d][Form::kL];
     for (int32_t k = 0; k < point.nRayNum; ++k) {
       const Ray& ray = pointRays[k];
       NoteRow(in.Layout.nImageNum + ray.nCamera, ray);
@@ -567,7 +565,6 @@ void Assembler<kLayout>::SumByCamera(int32_t rayNum) {
   }
   for (int d = 0; d < 3; ++d) {
     for (int32_t c = 0; c < cameraNum; ++c) cameras[c].Sum[d][Form::kL] = Sum[d][Form::kL];
-    NoCamera[d][Form::kL] = Sum[d][Form::kL];
   }
 }
 

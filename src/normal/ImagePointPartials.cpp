@@ -6,8 +6,8 @@
 
 namespace orvo {
 
-ImageFrame MakeImageFrame(const EopRecord& eop) {
-  ImageFrame frame;
+ImageTerms MakeImageTerms(const EopRecord& eop) {
+  ImageTerms frame;
   ComputeRotationMatrix(eop.fPhi, eop.fOmega, eop.fKappa, frame.R);
   frame.X = eop.X;
   frame.Y = eop.Y;
@@ -19,7 +19,7 @@ ImageFrame MakeImageFrame(const EopRecord& eop) {
   return frame;
 }
 
-CameraFrame MakeCameraFrame(const IopRecord& iop) {
+CameraTerms MakeCameraTerms(const IopRecord& iop) {
   return {iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2, 1 / iop.fFocal};
 }
 
@@ -27,7 +27,7 @@ int ComputeImagePointPartials(const ImagePointRecord& imagePoint, const ObjectPo
                               const EopRecord& eop, const IopRecord& iop, double* outEop, double* outIop,
                               double* outObject, double* outResidual) {
   if (!LinearizeImagePoint(imagePoint.x, imagePoint.y, objectPoint.X, objectPoint.Y, objectPoint.Z,
-                           MakeImageFrame(eop), MakeCameraFrame(iop),
+                           MakeImageTerms(eop), MakeCameraTerms(iop),
                            {{outEop, outEop + 6}, {outIop, outIop + 5}, {outResidual, outResidual + 1}})) {
     return 0;
   }

@@ -6,14 +6,14 @@
 namespace orvo {
 
 /// An image's orientation, with what every measurement on it needs: R row-major, sines and cosines.
-struct ImageFrame {
+struct ImageTerms {
   double R[9];
   double X, Y, Z;
   double fSinOmega, fCosOmega, fSinKappa, fCosKappa;
 };
 
 /// A camera and the reciprocal of its focal length.
-struct CameraFrame {
+struct CameraTerms {
   double f, x0, y0, k1, k2, fInverseFocal;
 };
 
@@ -25,15 +25,15 @@ struct PartialRows {
   double* L[2];  ///< 1, the misclosure in working image units
 };
 
-ImageFrame MakeImageFrame(const EopRecord& eop);
-CameraFrame MakeCameraFrame(const IopRecord& iop);
+ImageTerms MakeImageTerms(const EopRecord& eop);
+CameraTerms MakeCameraTerms(const IopRecord& iop);
 
 /// With (Xr, Yr, Zr) the point in the camera frame and (xc, yc) the corrected measurement, L = f Xr / Zr + xc
 /// and f Yr / Zr + yc. The columns of x0 and y0 leave out the derivative of the distortion. False, with
 /// nothing written, for a point in the plane through the projection centre where Zr is exactly 0. Always
 /// inlined, as it is compiled for several instruction sets.
 [[gnu::always_inline]] inline bool LinearizeImagePoint(float x, float y, double X, double Y, double Z,
-                                                       const ImageFrame& image, const CameraFrame& camera,
+                                                       const ImageTerms& image, const CameraTerms& camera,
                                                        const PartialRows& out) {
   const double* R = image.R;
   const double dX = X - image.X, dY = Y - image.Y, dZ = Z - image.Z;

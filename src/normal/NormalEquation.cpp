@@ -78,7 +78,7 @@ bool CBundleAdjustment::PlanThreads(int32_t section, std::vector<int32_t>& threa
   return true;
 }
 
-int CBundleAdjustment::AllocateThreadBuffers(const std::vector<SubTask>& tasks) {
+int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
   const UnknownLayout layout = Layout();
   if (!pBlockIndex) pBlockIndex = std::make_unique<BlockIndex>(pSubMatrixRows, layout);
   const auto storeSize = static_cast<size_t>(pBlockIndex->StoreSize() + kSpareBlockSize);
@@ -108,14 +108,14 @@ int CBundleAdjustment::AllocateThreadBuffers(const std::vector<SubTask>& tasks) 
   buffers.pThreadMissing.resize(threadNum);
   buffers.pThreadOutput.resize(threadNum);
 
-  for (const EopRecord& eop : KeptImages()) buffers.pImageFrames.push_back(MakeImageFrame(eop));
-  for (const IopRecord& iop : KeptCameras()) buffers.pCameraFrames.push_back(MakeCameraFrame(iop));
+  for (const EopRecord& eop : KeptImages()) buffers.pImageTerms.push_back(MakeImageTerms(eop));
+  for (const IopRecord& iop : KeptCameras()) buffers.pCameraTerms.push_back(MakeCameraTerms(iop));
   AssemblyInput& in = buffers.Input;
   in.pObjectPoints = pObjectPoints.data();
   in.pImagePoints = pImagePoints.data();
   in.nImagePointNum = std::ssize(pImagePoints);
-  in.pImages = buffers.pImageFrames.data();
-  in.pCameras = buffers.pCameraFrames.data();
+  in.pImages = buffers.pImageTerms.data();
+  in.pCameras = buffers.pCameraTerms.data();
   in.Layout = layout;
   in.Index = pBlockIndex->View();
   in.nSpareOffset = pBlockIndex->StoreSize();
@@ -124,6 +124,7 @@ int CBundleAdjustment::AllocateThreadBuffers(const std::vector<SubTask>& tasks) 
   in.fGrossY = Gross_Point_Threshold * fRmsResidualY;
 
   for (size_t k = 0; k < threadNum; ++k) {
+    tasks[k].pOwner = this;
     size_t measurementNum = 0, largest = 0;
     for (int32_t p = tasks[k].nFirst; p <= tasks[k].nLast; ++p) {
       const size_t count = MeasurementsOf(pObjectPoints[static_cast<size_t>(p)], pImagePoints).size();

@@ -27,8 +27,8 @@ struct ThreadBuffers {
   std::vector<AssemblyScratch> pThreadScratch;
   std::vector<AssemblyOutput> pThreadOutput;
 
-  std::vector<ImageFrame> pImageFrames;
-  std::vector<CameraFrame> pCameraFrames;
+  std::vector<ImageTerms> pImageTerms;
+  std::vector<CameraTerms> pCameraTerms;
   AssemblyInput Input;
 };
 

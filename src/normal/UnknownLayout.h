@@ -34,7 +34,9 @@ struct UnknownLayout {
   int32_t nPosSize = 0;  ///< unknowns of one POS group
 
   /// Rows whose blocks have the size FirstSize(): images, or cameras in LayoutIop.
-  int32_t FirstRows() const { return nLayoutMode == LayoutIop ? nCameraNum : nImageNum; }
+  [[gnu::always_inline]] int32_t FirstRows() const {
+    return nLayoutMode == LayoutIop ? nCameraNum : nImageNum;
+  }
   int32_t FirstSize() const {
     return nLayoutMode == LayoutIop ? 5 : nLayoutMode == LayoutMergedEopIop ? 11 : 6;
   }
@@ -52,7 +54,7 @@ struct UnknownLayout {
   }
 
   /// True when the measurement stands on a kept image and a kept camera.
-  bool Holds(const ImagePointRecord& point) const {
+  [[gnu::always_inline]] bool Holds(const ImagePointRecord& point) const {
     return point.nImage >= 0 && point.nImage < nImageNum && point.nCamera >= 0 && point.nCamera < nCameraNum;
   }
 };

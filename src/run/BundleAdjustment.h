@@ -304,7 +304,7 @@ class CBundleAdjustment {
   /// Adds the section's reduced equations in threads and writes its residual file; 1, 0, or -1 without a plan.
   /// `threadNumCache`: one thread number per section, 0 until it is planned.
   int BuildNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
-  int AllocateThreadBuffers(const std::vector<SubTask>& tasks);
+  int AllocateThreadBuffers(std::vector<SubTask>& tasks);
   bool PlanThreads(int32_t section, std::vector<int32_t>& threadNumCache);
   int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);
   /// The numbering of the unknowns as it stands.

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "NormalBuilders.h"
+
+namespace orvo::test {
+namespace {
+
+/// Three images, the first two coupled.
+class Accumulate : public testing::Test {
+ protected:
+  Accumulate() : block(NativePlatform(), console.File()) {
+    SetLayout(block, LayoutEop, 3, 1);
+    AppendPoint(block, 0, 0, 0);
+    AppendMeasurement(block, 0, 0, 0, 0);
+    AppendMeasurement(block, 1, 0, 0, 0);
+    CloseSection(block);
+    block.ComputeSubMatrixPosition();
+    target.resize(static_cast<size_t>(block.nSubMatrixNum));
+  }
+  Recording console;
+  CBundleAdjustment block;
+  std::vector<SubMatrix> target;
+  const double source[4] = {1, 2, 3, 4};
+};
+
+TEST_F(Accumulate, FirstWriterMakesTheBlock) {
+  EXPECT_EQ(target[1].pData, nullptr);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 1, target), 1);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 1, target), 1);
+  EXPECT_EQ(block.SubtractFromSubMatrix(source, 1, 1, 0, 1, target), 1);
+  const SubMatrix& made = target[1];
+  EXPECT_EQ(made.nRow, 0);
+  EXPECT_EQ(made.nCol, 1);
+  EXPECT_EQ(made.nRows, 2);
+  EXPECT_EQ(made.nCols, 2);
+  EXPECT_EQ(std::vector<double>(made.pData, made.pData + 4), (std::vector<double>{1, 4, 6, 8}));
+  EXPECT_EQ(target[0].pData, nullptr);
+}
+
+TEST_F(Accumulate, SubtractionMayComeFirst) {
+  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 1, 1, target), 1);
+  EXPECT_EQ(std::vector<double>(target[2].pData, target[2].pData + 4), (std::vector<double>{-1, -2, -3, -4}));
+}
+
+TEST_F(Accumulate, SmallerSourceLandsInTheTopLeftCorner) {
+  const std::vector<double> zeros(36, 0.0);
+  block.AddToSubMatrix(zeros.data(), 6, 6, 0, 0, target);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 0, target), 1);
+  EXPECT_EQ(target[0].pData[0], 1);
+  EXPECT_EQ(target[0].pData[1], 2);
+  EXPECT_EQ(target[0].pData[6], 3);
+  EXPECT_EQ(target[0].pData[7], 4);
+}
+
+TEST_F(Accumulate, LargerSourceStaysInsideTheBlock) {
+  block.AddToSubMatrix(source, 1, 1, 0, 0, target);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 0, target), 1);
+  EXPECT_EQ(target[0].pData[0], 2);
+}
+
+TEST_F(Accumulate, ResultsOfRefusedBlocks) {
+  std::vector<SubMatrix> none;
+  EXPECT_EQ(block.AddToSubMatrix(nullptr, 2, 2, 0, 0, target), -1);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 0, none), -1);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 3, target), -1);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 3, 3, target), -1);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 1, 0, target), 2) << "lower triangle";
+  EXPECT_EQ(block.SubtractFromSubMatrix(nullptr, 2, 2, 0, 0, target), -1);
+  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 3, 3, target), -1);
+  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 1, 0, target), 0) << "lower triangle";
+  EXPECT_EQ(console.Text(), "");
+}
+
+TEST_F(Accumulate, BlockThatThePatternDoesNotHave) {
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 2, 2, target), 0);
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, -1, 2, target), 0);
+  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 2, 2, target), 0);
+  EXPECT_EQ(console.Text(),
+            "Sub matrix ID out of range:2 2 -1!\nSub matrix ID out of range:-1 2 -1!\n"
+            "Warning!Cannot find sub matrix ID\n");
+}
+
+TEST_F(Accumulate, IdBeyondTheNumberOfBlocks) {
+  block.nSubMatrixNum = 2;
+  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 1, 1, target), 0);
+  EXPECT_EQ(console.Text(), "Sub matrix ID out of range:1 1 2!\n");
+}
+
+TEST(AccumulateDense, AddsAndSubtractsAtThePosition) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  std::vector<double> target(12, 1.0);
+  const double source[4] = {1, 2, 3, 4};
+  EXPECT_EQ(block.AddToDenseMatrix(source, 2, 2, 1, 2, target.data(), 3, 4), 1);
+  EXPECT_EQ(target, (std::vector<double>{1, 1, 1, 1, 1, 1, 2, 3, 1, 1, 4, 5}));
+  EXPECT_EQ(block.SubtractFromDenseMatrix(source, 2, 2, 0, 0, target.data(), 3, 4), 1);
+  EXPECT_EQ(target, (std::vector<double>{0, -1, 1, 1, -2, -3, 2, 3, 1, 1, 4, 5}));
+  EXPECT_EQ(block.AddToDenseMatrix(source, 4, 1, 8, 0, target.data(), 12, 1), 1) << "a vector";
+  EXPECT_EQ(target[11], 9);
+}
+
+TEST(AccumulateDense, RefusesWhatDoesNotFit) {
+  struct Row {
+    int32_t nRows, nCols, nRowStart, nColStart, nTargetRows, nTargetCols;
+  };
+  const int32_t most = std::numeric_limits<int32_t>::max();
+  const Row rows[] = {{0, 2, 0, 0, 3, 4},    {2, 0, 0, 0, 3, 4},   {2, 2, 0, 0, 0, 4}, {2, 2, 0, 0, 3, 0},
+                      {2, 5, 0, 0, 3, 4},    {4, 2, 0, 0, 3, 4},   {2, 2, 0, 3, 3, 4}, {2, 2, 2, 0, 3, 4},
+                      {2, 2, 0, most, 3, 4}, {2, 2, most, 0, 3, 4}};
+  Recording console;
+  CBundleAdjustment block(NativePlatform(), console.File());
+  std::vector<double> target(12, 0.0), source(20, 1.0);
+  for (const Row& r : rows) {
+    EXPECT_EQ(block.AddToDenseMatrix(source.data(), r.nRows, r.nCols, r.nRowStart, r.nColStart, target.data(),
+                                     r.nTargetRows, r.nTargetCols),
+              0);
+    EXPECT_EQ(block.SubtractFromDenseMatrix(source.data(), r.nRows, r.nCols, r.nRowStart, r.nColStart,
+                                            target.data(), r.nTargetRows, r.nTargetCols),
+              0);
+  }
+  EXPECT_EQ(block.AddToDenseMatrix(nullptr, 1, 1, 0, 0, target.data(), 3, 4), 0);
+  EXPECT_EQ(block.AddToDenseMatrix(source.data(), 1, 1, 0, 0, nullptr, 3, 4), 0);
+  EXPECT_EQ(console.Text(), "");
+  EXPECT_EQ(block.AddToDenseMatrix(source.data(), 1, 1, -1, 0, target.data(), 3, 4), 0);
+  EXPECT_EQ(console.Text(), "Error!Sub matrix out of size!\n");
+  EXPECT_EQ(target, std::vector<double>(12, 0.0));
+}
+
+}  // namespace
+}  // namespace orvo::test

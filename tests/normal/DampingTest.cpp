@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "NormalBuilders.h"
+#include "normal/Damping.h"
+
+namespace orvo::test {
+namespace {
+
+TEST(PowerBySquaring, Table) {
+  EXPECT_EQ(PowerBySquaring(3, 0), 1);
+  EXPECT_EQ(PowerBySquaring(3, 1), 3);
+  EXPECT_EQ(PowerBySquaring(3, 5), 243);
+  EXPECT_EQ(PowerBySquaring(2, 30), 1073741824.0);
+  EXPECT_EQ(PowerBySquaring(2, -2), 0.25);
+  EXPECT_DOUBLE_EQ(PowerBySquaring(1e5, 5), 1e25);
+  EXPECT_EQ(PowerBySquaring(1e5, 1000), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(PowerBySquaring(1, std::numeric_limits<int32_t>::min()), 1);
+}
+
+TEST(DampingFactor, Schedule) {
+  struct Row {
+    bool bSevenParam;
+    int32_t nIteration;
+    double fFactor;
+  };
+  const Row rows[] = {{false, 0, 0.001}, {false, 4, 0.001}, {false, 5, 1e22}, {false, 6, 1e27},
+                      {true, 0, 0.001},  {true, 4, 0.001},  {true, 5, 100},   {true, 6, 1000}};
+  for (const Row& row : rows) {
+    const double factor = DampingFactor({.bSevenParamApplied = row.bSevenParam}, row.nIteration);
+    EXPECT_NEAR(factor, row.fFactor, 1e-12 * row.fFactor) << row.bSevenParam << " " << row.nIteration;
+  }
+  EXPECT_EQ(DampingFactor({.nFreeIterations = 10}, 10), 0.001);
+  EXPECT_EQ(DampingFactor({.bSevenParamApplied = true, .nFreeIterations = 0, .nGcpIterations = 9}, 9), 0.001);
+  EXPECT_EQ(DampingFactor({.nFreeIterations = 0, .nGcpIterations = 9}, 1), 100.0);
+  EXPECT_EQ(DampingFactor({.fCoefficient = 0.5}, 3), 0.5);
+}
+
+/// A dense matrix of ones with the diagonal 1, 2, 3 ...
+void FillDense(CBundleAdjustment& block) {
+  const auto n = static_cast<size_t>(block.nUnknownNum);
+  block.pDenseNormal = std::make_unique<double[]>(n * n);
+  std::fill_n(block.pDenseNormal.get(), n * n, 1.0);
+  for (size_t k = 0; k < n; ++k) block.pDenseNormal[k * n + k] = static_cast<double>(k + 1);
+}
+
+std::vector<double> DenseDiagonal(const CBundleAdjustment& block) {
+  std::vector<double> diagonal;
+  for (int64_t k = 0; k < block.nUnknownNum; ++k) {
+    diagonal.push_back(block.pDenseNormal[static_cast<size_t>(k * (block.nUnknownNum + 1))]);
+  }
+  return diagonal;
+}
+
+TEST(AddDampingCoefficients, DenseFormsDampEveryDiagonalElement) {
+  for (const int layout : {LayoutEop, LayoutIop, LayoutEopIop}) {
+    CBundleAdjustment block(NativePlatform(), nullptr);
+    SetLayout(block, layout, 3, 2);
+    FillDense(block);
+    block.Damping_Coefficient = 0.5;
+    EXPECT_EQ(block.AddDampingCoefficients(0), 1);
+    const std::vector<double> diagonal = DenseDiagonal(block);
+    for (size_t k = 0; k < diagonal.size(); ++k) EXPECT_EQ(diagonal[k], 1.5 * static_cast<double>(k + 1));
+    EXPECT_EQ(block.pDenseNormal[1], 1.0);
+  }
+}
+
+TEST(AddDampingCoefficients, OverwritesTheLimitsOfTheSolver) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  SetLayout(block, LayoutIop, 0, 1);
+  FillDense(block);
+  block.PCG_IGN_Converge_Threshold = 0.7;
+  block.Max_PCG_Iteration_Num = 5;
+  EXPECT_EQ(block.AddDampingCoefficients(0), 1);
+  EXPECT_EQ(block.PCG_IGN_Converge_Threshold, 0.1);
+  EXPECT_EQ(block.Max_PCG_Iteration_Num, 300);
+}
+
+TEST(AddDampingCoefficients, DenseMergedFormReadsSixStepsApart) {
+  // Deliberate: the target steps by eleven, the source by six.
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  SetLayout(block, LayoutMergedEopIop, 3, 3);
+  FillDense(block);
+  block.Damping_Coefficient = 0.5;
+  EXPECT_EQ(block.AddDampingCoefficients(0), 1);
+  std::vector<double> expected(33);
+  for (size_t k = 0; k < 33; ++k) expected[k] = static_cast<double>(k + 1);
+  for (size_t i = 0; i < 3; ++i) {
+    for (size_t k = 0; k < 11; ++k) expected[11 * i + k] += 0.5 * expected[6 * i + k];
+  }
+  EXPECT_EQ(DenseDiagonal(block), expected);
+  // The second image's first element reads one that the first image's pass has damped: 12 + (7 + 3.5) / 2.
+  EXPECT_EQ(expected[11], 17.25);
+}
+
+TEST(AddDampingCoefficients, DenseFormDampsTheGroups) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  SetLayout(block, LayoutEopIop, 2, 1);
+  block.Apply_IMU_Data = true;
+  block.nGroupNum = 2;
+  block.nPosSize = 3;
+  block.nUnknownNum += 6;
+  FillDense(block);
+  block.Damping_Coefficient = 1;
+  EXPECT_EQ(block.AddDampingCoefficients(0), 1);
+  const std::vector<double> diagonal = DenseDiagonal(block);
+  for (size_t k = 0; k < diagonal.size(); ++k) EXPECT_EQ(diagonal[k], 2 * static_cast<double>(k + 1));
+}
+
+TEST(AddDampingCoefficients, OverflowingFactor) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  SetLayout(block, LayoutIop, 0, 1);
+  FillDense(block);
+  block.pDenseNormal[0] = 0;
+  EXPECT_EQ(block.AddDampingCoefficients(1000), 1);
+  EXPECT_TRUE(std::isnan(block.pDenseNormal[0]));
+  EXPECT_TRUE(std::isinf(block.pDenseNormal[6]));
+}
+
+TEST(AddDampingCoefficients, ZeroStaysZero) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  SetLayout(block, LayoutIop, 0, 1);
+  FillDense(block);
+  block.pDenseNormal[0] = 0;
+  EXPECT_EQ(block.AddDampingCoefficients(5), 1);
+  EXPECT_EQ(block.pDenseNormal[0], 0);
+}
+
+/// Two images and one camera with all diagonal blocks, filled with ones.
+void FillSparse(CBundleAdjustment& block, int layout) {
+  SetLayout(block, layout, 2, layout == LayoutMergedEopIop ? 2 : 1);
+  block.Apply_PCG_Model = true;
+  for (int32_t row = 0; row < block.nBlockRowNum; ++row) {
+    block.pSubMatrixRows[static_cast<size_t>(row)] = {row, {row}};
+  }
+  block.nSubMatrixNum = block.nBlockRowNum;
+  block.pSubMatrices.resize(static_cast<size_t>(block.nSubMatrixNum));
+  for (int32_t row = 0; row < block.nBlockRowNum; ++row) {
+    const int32_t size = layout == LayoutMergedEopIop                       ? 11
+                         : layout == LayoutIop || (layout == 3 && row == 2) ? 5
+                                                                            : 6;
+    const std::vector<double> ones(static_cast<size_t>(size * size), 1.0);
+    ASSERT_EQ(block.AddToSubMatrix(ones.data(), size, size, row, row, block.pSubMatrices), 1);
+  }
+}
+
+TEST(AddDampingCoefficients, SparseFormsDampTheDiagonalBlocks) {
+  for (const int layout : {LayoutEop, LayoutIop, LayoutMergedEopIop, LayoutEopIop}) {
+    CBundleAdjustment block(NativePlatform(), nullptr);
+    FillSparse(block, layout);
+    block.Damping_Coefficient = 0.25;
+    EXPECT_EQ(block.AddDampingCoefficients(0), 1);
+    for (const SubMatrix& subMatrix : block.pSubMatrices) {
+      for (int32_t r = 0; r < subMatrix.nRows; ++r) {
+        for (int32_t c = 0; c < subMatrix.nCols; ++c) {
+          EXPECT_EQ(subMatrix.pData[r * subMatrix.nCols + c], r == c ? 1.25 : 1.0);
+        }
+      }
+    }
+  }
+}
+
+TEST(AddDampingCoefficients, MessagesOfTheSparseForm) {
+  struct Row {
+    int nLayoutMode;
+    int32_t nMissing, nNotSquare;  ///< block row without a block, or with one that is not square; -1 none
+    const char* szMessage;
+  };
+  const Row rows[] = {
+      {LayoutEop, 1, -1, "Error!EOP Sub Matrix 1 1 ID invalid!\n"},
+      {LayoutEop, -1, 1, "Error!EOP Sparse normal matrix size invalid!\n"},
+      {LayoutIop, 0, -1, "Error!IOP Sub Matrix 0 0 ID invalid!\n"},
+      {LayoutIop, -1, 0, "Error!IOP Sparse normal matrix size invalid!\n"},
+      {LayoutEopIop, 2, -1, "Error!IOP Sub Matrix 2 0 ID invalid!\n"},
+      {LayoutEopIop, -1, 2, "Error!IOP Sparse normal matrix size invalid!\n"},
+      {LayoutMergedEopIop, 0, -1, "Error!Sub Matrix 0 0 ID invalid!\n"},
+      {LayoutMergedEopIop, -1, 1, "Error!Sparse normal matrix size invalid!\n"},
+  };
+  for (const Row& row : rows) {
+    Recording console;
+    CBundleAdjustment block(NativePlatform(), console.File());
+    FillSparse(block, row.nLayoutMode);
+    if (row.nMissing >= 0) block.pSubMatrixRows[static_cast<size_t>(row.nMissing)].vColumns.clear();
+    if (row.nNotSquare >= 0) --block.pSubMatrices[static_cast<size_t>(row.nNotSquare)].nCols;
+    EXPECT_EQ(block.AddDampingCoefficients(0), 0);
+    EXPECT_EQ(console.Text(), row.szMessage);
+  }
+}
+
+TEST(AddDampingCoefficients, GroupsOfTheSparseForm) {
+  for (const int kind : {0, 1, 2}) {
+    const ScratchFolder folder;
+    Recording console;
+    CBundleAdjustment block(NativePlatform(), console.File());
+    block.szOutputPath = folder.Path();
+    std::string path;
+    ASSERT_NE(block.OpenLogFile(path), 0);
+    FillSparse(block, LayoutEopIop);
+    block.Apply_GPS_Data = true;
+    block.nGroupNum = 1;
+    block.nPosSize = 3;
+    block.nBlockRowNum = 4;
+    block.pSubMatrixRows.push_back({3, {}});
+    block.nSubMatrixNum = 4;
+    block.pSubMatrices.resize(4);
+    if (kind > 0) block.pSubMatrixRows[3].vColumns = {3};
+    const std::vector<double> ones(9, 1.0);
+    if (kind > 0) block.AddToSubMatrix(ones.data(), 3, kind == 1 ? 3 : 2, 3, 3, block.pSubMatrices);
+    const size_t before = console.Text().size();
+    EXPECT_EQ(block.AddDampingCoefficients(0), kind == 1 ? 1 : 0);
+    const std::string text = console.Text().substr(before);
+    block.CloseLogFile();
+    const std::string log = ReadFile(folder / "log.txt");
+    if (kind == 0) {
+      // The one line of the system that the log file does not get.
+      EXPECT_EQ(text, "Error!GPS Sub Matrix 3-0 ID invalid!\n");
+      EXPECT_EQ(log.find("GPS Sub Matrix"), std::string::npos);
+    } else if (kind == 1) {
+      EXPECT_EQ(block.pSubMatrices[3].pData[8], 1.001);
+    } else {
+      EXPECT_EQ(text, "Error!GPS Sparse normal matrix size invalid!\n");
+      EXPECT_NE(log.find(text), std::string::npos);
+    }
+  }
+}
+
+TEST(AddDampingCoefficients, SparseFormWithoutAnyBlockFails) {
+  Recording console;
+  CBundleAdjustment block(NativePlatform(), console.File());
+  SetLayout(block, LayoutEop, 1, 1);
+  block.Apply_PCG_Model = true;
+  EXPECT_EQ(block.AddDampingCoefficients(0), 0);
+  EXPECT_EQ(console.Text(), "Error!EOP Sub Matrix 0 0 ID invalid!\n");
+}
+
+}  // namespace
+}  // namespace orvo::test

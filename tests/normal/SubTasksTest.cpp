@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "NormalBuilders.h"
+#include "normal/ThreadPlan.h"
+
+namespace orvo::test {
+namespace {
+
+std::vector<ObjectPointRecord> PointsWith(const std::vector<int32_t>& measurements) {
+  std::vector<ObjectPointRecord> points;
+  int64_t first = 0;
+  for (const int32_t m : measurements) {
+    ObjectPointRecord point;
+    point.nImagePointNum = m;
+    point.nFirstImagePoint = first;
+    first += m;
+    points.push_back(point);
+  }
+  return points;
+}
+
+std::vector<int32_t> Lasts(const std::vector<PointSlice>& slices) {
+  std::vector<int32_t> lasts;
+  for (const PointSlice& slice : slices) lasts.push_back(slice.nLast);
+  return lasts;
+}
+
+TEST(SlicePoints, EndsWhereTheWorkFirstExceedsTheShare) {
+  struct Row {
+    std::vector<int32_t> Measurements;
+    int32_t nThreads;
+    std::vector<int32_t> Lasts;
+  };
+  const Row rows[] = {
+      {{2, 2, 2, 2}, 1, {3}},
+      // Work 6 each, 24 in all: a share of 12 is exceeded by the third point.
+      {{2, 2, 2, 2}, 2, {2, 3}},
+      {{2, 2, 2, 2, 2}, 2, {2, 4}},
+      {{10, 1, 1, 1}, 2, {0, 3}},
+      {{1, 1, 1, 10}, 2, {3, 3}},
+      {{1, 1, 1, 10}, 3, {3, 3, 3}},
+      {{5}, 4, {0, 0, 0, 0}},
+      {{}, 3, {-1, -1, -1}},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(Lasts(SlicePoints(PointsWith(row.Measurements), row.nThreads)), row.Lasts);
+  }
+}
+
+TEST(SlicePoints, EveryPointStandsInExactlyOneSlice) {
+  std::mt19937 random(9);
+  for (int run = 0; run < 300; ++run) {
+    std::vector<int32_t> measurements(random() % 40);
+    // A few points with most of the work make slices run out of points.
+    for (int32_t& m : measurements)
+      m = static_cast<int32_t>(random() % 8 == 0 ? random() % 200 : random() % 6);
+    const auto threads = static_cast<int32_t>(1 + random() % 9);
+    const std::vector<PointSlice> slices = SlicePoints(PointsWith(measurements), threads);
+    ASSERT_EQ(std::ssize(slices), threads);
+    int32_t next = 0;
+    for (const PointSlice& slice : slices) {
+      EXPECT_EQ(slice.nFirst, next);
+      EXPECT_GE(slice.nLast, slice.nFirst - 1);
+      next = slice.nLast + 1;
+    }
+    EXPECT_EQ(next, std::ssize(measurements));
+  }
+}
+
+TEST(SlicePoints, WorkDoesNotOverflow) {
+  // 4.3 thousand million each.
+  const auto points = PointsWith({65536, 65536, 65536, 65536});
+  EXPECT_EQ(WorkMeasure(points), int64_t{4} * 65536 * 65537);
+  EXPECT_EQ(Lasts(SlicePoints(points, 2)), (std::vector<int32_t>{2, 3}));
+}
+
+TEST(SplitSubTasks, RecordsAndLine) {
+  Recording console;
+  CBundleAdjustment block(NativePlatform(), console.File());
+  block.pObjectPoints = PointsWith({2, 2, 2, 3});
+  block.Sections.ObjectPoints = {{0, 99}, {100, 103}};
+  block.nThreadNum = 2;
+  std::vector<SubTask> tasks;
+  EXPECT_EQ(block.SplitSubTasks(1, tasks), 1);
+  ASSERT_EQ(tasks.size(), 2u);
+  EXPECT_EQ(tasks[0].nFirst, 0);
+  EXPECT_EQ(tasks[0].nLast, 2);
+  EXPECT_EQ(tasks[0].nThread, 0);
+  EXPECT_EQ(tasks[0].nImagePointNum, 6);
+  EXPECT_EQ(tasks[1].nFirst, 3);
+  EXPECT_EQ(tasks[1].nLast, 3);
+  EXPECT_EQ(tasks[1].nThread, 1);
+  EXPECT_EQ(tasks[1].nImagePointNum, 3);
+  EXPECT_EQ(console.Text(), "Sub task 0: 100/0 102/5 4/9 18/30\nSub task 1: 103/6 103/8 4/9 12/30\n");
+}
+
+TEST(SplitSubTasks, TaskWithoutPointsHasNoImagePoints) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  block.pObjectPoints = PointsWith({1, 9});
+  block.Sections.ObjectPoints = {{0, 1}};
+  block.nThreadNum = 3;
+  std::vector<SubTask> tasks;
+  EXPECT_EQ(block.SplitSubTasks(0, tasks), 1);
+  ASSERT_EQ(tasks.size(), 3u);
+  EXPECT_EQ(tasks[0].nImagePointNum, 10);
+  for (size_t k = 1; k < 3; ++k) {
+    EXPECT_LT(tasks[k].nLast, tasks[k].nFirst);
+    EXPECT_EQ(tasks[k].nImagePointNum, 0);
+  }
+}
+
+TEST(SplitSubTasks, LineShowsTheWorkInThirtyTwoBits) {
+  Recording console;
+  CBundleAdjustment block(NativePlatform(), console.File());
+  block.pObjectPoints = PointsWith({65536});
+  block.Sections.ObjectPoints = {{0, 0}};
+  block.nThreadNum = 1;
+  std::vector<SubTask> tasks;
+  block.SplitSubTasks(0, tasks);
+  EXPECT_EQ(console.Text(), "Sub task 0: 0/0 0/65535 1/65536 65536/65536\n");
+}
+
+/// Doubles of the blocks that a slice touches, counted pair by pair.
+int64_t LiteralCount(const CBundleAdjustment& block, const PointSlice& slice) {
+  std::vector<int> flags(static_cast<size_t>(block.nSubMatrixNum), 0);
+  const int32_t off = block.nLayoutMode == LayoutEopIop ? block.nUnknownImageNum : 0;
+  const auto flag = [&](int32_t row, int32_t column, int value) {
+    const int32_t id = block.GetSubMatrixId(row, column);
+    if (id >= 0) flags[static_cast<size_t>(id)] = value;
+  };
+  for (int32_t p = slice.nFirst; p <= slice.nLast; ++p) {
+    const ObjectPointRecord& point = block.pObjectPoints[static_cast<size_t>(p)];
+    const auto* first = block.pImagePoints.data() + point.nFirstImagePoint;
+    for (const auto* a = first; a < first + point.nImagePointNum; ++a) {
+      for (const auto* b = first; b < first + point.nImagePointNum; ++b) {
+        if (!block.Layout().Holds(*a) || !block.Layout().Holds(*b)) continue;
+        if (block.nLayoutMode != LayoutIop && a->nImage <= b->nImage) flag(a->nImage, b->nImage, 1);
+        if ((block.nLayoutMode == LayoutIop || block.nLayoutMode == LayoutEopIop) &&
+            a->nCamera <= b->nCamera) {
+          flag(off + a->nCamera, off + b->nCamera, 3);
+        }
+        if (block.nLayoutMode == LayoutEopIop) flag(a->nImage, off + b->nCamera, 2);
+      }
+    }
+  }
+  int64_t count = 0;
+  for (const int value : flags) {
+    count += value == 0   ? 0
+             : value == 1 ? (block.nLayoutMode == LayoutMergedEopIop ? 121 : 36)
+             : value == 2 ? 30
+                          : 25;
+  }
+  return count;
+}
+
+std::string Megabytes(const char* text, double bytes) {
+  char line[128];
+  std::snprintf(line, sizeof line, "%s:%.1fMB\n", text, bytes / 1024 / 1024);
+  return line;
+}
+
+class MemoryPlan : public testing::TestWithParam<int> {
+ protected:
+  /// Bytes of each slice that the plan counts.
+  static std::vector<double> SliceBytes(const CBundleAdjustment& block, int32_t threads) {
+    std::vector<double> bytes;
+    for (const PointSlice& slice : SlicePoints(block.pObjectPoints, threads)) {
+      bytes.push_back(static_cast<double>((LiteralCount(block, slice) + 2 * block.nSubMatrixNum) * 8));
+    }
+    return bytes;
+  }
+  static double Sum(const std::vector<double>& values, size_t from) {
+    double sum = 0;
+    for (size_t k = from; k < values.size(); ++k) sum += values[k];
+    return sum;
+  }
+  static int64_t FreeFor(double bytes) { return static_cast<int64_t>(bytes / 0.8999999761581421) + 1; }
+};
+INSTANTIATE_TEST_SUITE_P(Layouts, MemoryPlan,
+                         testing::Values(LayoutEop, LayoutIop, LayoutMergedEopIop, LayoutEopIop));
+
+TEST_P(MemoryPlan, ThreadNumberStandsWhereEverySliceFits) {
+  for (const bool sparse : {true, false}) {
+    Recording console;
+    CBundleAdjustment block(NativePlatform(), console.File());
+    FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
+    block.ComputeSubMatrixPosition();
+    block.Apply_PCG_Model = sparse;  // The plan counts blocks in both forms.
+    const double total = Sum(SliceBytes(block, 3), 0);
+    const int64_t free = FreeFor(total);
+    block.System = MadeUpPlatform(free, 4);
+    block.nThreadNum = 3;
+    EXPECT_EQ(block.ComputeMultithreadMemory(0), 1);
+    EXPECT_EQ(block.nThreadNum, 3);
+    EXPECT_EQ(console.Text(), Megabytes("Total memory requirement for sparse normal matrix", total) +
+                                  Megabytes("Cuurent available memory",
+                                            static_cast<double>(static_cast<float>(free) * 0.9f)));
+  }
+}
+
+TEST_P(MemoryPlan, FewerThreadsWhereTheMemoryIsShort) {
+  Recording console;
+  CBundleAdjustment block(NativePlatform(), console.File());
+  FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
+  block.ComputeSubMatrixPosition();
+  const double two = Sum(SliceBytes(block, 2), 0), three = Sum(SliceBytes(block, 3), 0);
+  ASSERT_LT(two, three);
+  block.System = MadeUpPlatform(FreeFor(two), 4);
+  block.nThreadNum = 3;
+  EXPECT_EQ(block.ComputeMultithreadMemory(0), 0);
+  EXPECT_EQ(block.nThreadNum, 2);
+  const std::string available =
+      Megabytes("Cuurent available memory", static_cast<double>(static_cast<float>(FreeFor(two)) * 0.9f));
+  EXPECT_EQ(console.Text(), Megabytes("Total memory requirement for sparse normal matrix", three) +
+                                available + "Not enough memory for 3 threads\n" +
+                                Megabytes("Total memory requirement for sparse normal matrix", two) +
+                                available + "Automatic change thread number from 3 to 2\n");
+}
+
+TEST_P(MemoryPlan, LaterSectionsDoNotCountThreadZero) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
+  block.ComputeSubMatrixPosition();
+  block.Sections.ObjectPoints.push_back(block.Sections.ObjectPoints[0]);
+  const std::vector<double> bytes = SliceBytes(block, 3);
+  block.System = MadeUpPlatform(FreeFor(Sum(bytes, 1)), 4);
+  block.nThreadNum = 3;
+  EXPECT_EQ(block.ComputeMultithreadMemory(1), 1);
+  block.nThreadNum = 3;
+  EXPECT_NE(block.ComputeMultithreadMemory(0), 1);
+}
+
+TEST_P(MemoryPlan, NoThreadNumberFits) {
+  Recording console;
+  CBundleAdjustment block(NativePlatform(), console.File());
+  FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
+  block.ComputeSubMatrixPosition();
+  block.System = MadeUpPlatform(1000, 4);
+  block.nThreadNum = 3;
+  EXPECT_EQ(block.ComputeMultithreadMemory(0), -1);
+  EXPECT_EQ(console.Text(), "Not enough memory for sparse normal matrix!\n");
+}
+
+}  // namespace
+}  // namespace orvo::test

@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "run/BundleAdjustment.h"
+#include "support/TestFiles.h"
+
+namespace orvo::test {
+namespace {
+
+/// A diagonal system in the unknowns of one image and one camera, with the console in a file.
+class LmStep : public testing::Test {
+ protected:
+  LmStep()
+      : console(std::fopen((folder / "console").c_str(), "w+")), block(MadeUpPlatform(1 << 30, 2), console) {
+    block.szOutputPath = folder.Path();
+    block.nLayoutMode = LayoutEopIop;
+    block.nImageNum = block.nUnknownImageNum = 1;
+    block.nCameraNum = 1;
+    block.pEop.resize(1);
+    block.pIop.resize(1);
+    block.nUnknownNum = 11;
+    block.pConstVector.assign(11, 0.0);
+    block.pDenseNormal = std::make_unique<double[]>(121);
+    for (size_t k = 0; k < 11; ++k) block.pDenseNormal[12 * k] = 4;
+    block.fRmsResidualX = 0.25;
+    block.fRmsResidualY = 0.125;
+  }
+  ~LmStep() override { std::fclose(console); }
+  std::string Text() {
+    std::fflush(console);
+    return ReadFile(folder / "console");
+  }
+
+  ScratchFolder folder;
+  std::FILE* console;
+  CBundleAdjustment block;
+};
+
+TEST_F(LmStep, SolvesWritesAndUpdates) {
+  for (size_t k = 0; k < 11; ++k) block.pConstVector[k] = 4 * static_cast<double>(k + 1);
+  block.pConstVector[3] = -80;
+  EXPECT_EQ(block.SolveAndUpdate(7), 1);
+  EXPECT_EQ(Text(), ">>-20.000000\t0.250000\t0.125000\n");
+  EXPECT_FALSE(block.bConverged);
+  EXPECT_DOUBLE_EQ(block.pEop[0].X, 1);
+  EXPECT_DOUBLE_EQ(block.pEop[0].Y, 2);
+  EXPECT_DOUBLE_EQ(block.pEop[0].Z, 3);
+  EXPECT_DOUBLE_EQ(block.pEop[0].fPhi, -20);
+  EXPECT_DOUBLE_EQ(block.pEop[0].fOmega, 5);
+  EXPECT_DOUBLE_EQ(block.pEop[0].fKappa, 6);
+  EXPECT_DOUBLE_EQ(block.pIop[0].fFocal, 7);
+  EXPECT_DOUBLE_EQ(block.pIop[0].fPrincipalX, 8);
+  EXPECT_DOUBLE_EQ(block.pIop[0].fPrincipalY, 9);
+  EXPECT_DOUBLE_EQ(block.pIop[0].fK1, 10);
+  EXPECT_DOUBLE_EQ(block.pIop[0].fK2, 11);
+  std::string remainder;
+  for (int k = 0; k < 11; ++k) remainder += "       0.000\t\n";
+  EXPECT_EQ(ReadFile(folder / "LM_R_Vector_7.txt"), remainder);
+}
+
+TEST_F(LmStep, ConvergenceIsStrictAndTheStepIsStillTaken) {
+  struct Row {
+    double fCorrection;
+    bool bConverged;
+  };
+  for (const Row& row :
+       {Row{0.5, false}, Row{-0.5, false}, Row{0.25, true}, Row{-0.25, true}, Row{0, true}}) {
+    block.bConverged = false;
+    block.LM_Converge_Threshold = 0.5;
+    block.pEop[0] = {};
+    block.pConstVector.assign(11, 0.0);
+    block.pConstVector[5] = 4 * row.fCorrection;
+    for (size_t i = 0; i < 121; ++i) block.pDenseNormal[i] = i % 12 == 0 ? 4 : 0;
+    EXPECT_EQ(block.SolveAndUpdate(0), 1);
+    EXPECT_EQ(block.bConverged, row.bConverged) << row.fCorrection;
+    EXPECT_EQ(block.pEop[0].fKappa, row.fCorrection);
+  }
+}
+
+TEST_F(LmStep, SingularMatrixEndsWithTheUnknownsAsTheyStand) {
+  block.pDenseNormal[12] = 0;
+  block.pConstVector[0] = 5;
+  block.pEop[0].X = 42;
+  EXPECT_EQ(block.SolveAndUpdate(3), 1);
+  EXPECT_TRUE(block.bConverged);
+  EXPECT_EQ(block.pEop[0].X, 42);
+  EXPECT_EQ(Text(), ">>0.000000\t0.250000\t0.125000\n");
+  EXPECT_FALSE(Exists(folder / "LM_R_Vector_3.txt"));
+  EXPECT_FALSE(Exists(folder / "Corrections_3.txt"));
+}
+
+TEST_F(LmStep, SideFileThatCannotBeOpenedIsLeftOutSilently) {
+  block.szOutputPath = folder / "no such folder";
+  block.pConstVector[0] = 4;
+  EXPECT_EQ(block.SolveAndUpdate(0), 1);
+  EXPECT_EQ(block.pEop[0].X, 1);
+  EXPECT_GE(block.nOutputFailureNum, 1);
+  EXPECT_EQ(Text(), ">>1.000000\t0.250000\t0.125000\n");
+}
+
+TEST_F(LmStep, SparseFormWithoutItsSolverEndsTheRun) {
+  block.Apply_PCG_Model = true;
+  EXPECT_EQ(block.SolveAndUpdate(0), 0);
+  EXPECT_FALSE(block.bConverged);
+  EXPECT_NE(Text(), "");
+}
+
+TEST_F(LmStep, NullVector) {
+  EXPECT_EQ(block.UpdateUnknowns(nullptr), 0);
+  EXPECT_EQ(Text(), "Error!Unknown vector pointer is null!\n");
+}
+
+/// 1, 2, 3 ... so that what is added tells the place in x.
+std::vector<double> Counting(size_t n) {
+  std::vector<double> x(n);
+  for (size_t k = 0; k < n; ++k) x[k] = static_cast<double>(k + 1);
+  return x;
+}
+
+TEST(UpdateUnknowns, PlacesByLayout) {
+  struct Row {
+    int32_t nLayoutMode;
+    double fFirstX, fSecondX, fFirstFocal, fSecondFocal;
+  };
+  const Row rows[] = {{LayoutEop, 1, 7, 0, 0},
+                      {LayoutIop, 0, 0, 1, 6},
+                      {LayoutMergedEopIop, 1, 12, 7, 18},
+                      {LayoutEopIop, 1, 7, 13, 18}};
+  for (const Row& row : rows) {
+    CBundleAdjustment block(NativePlatform(), nullptr);
+    block.nLayoutMode = row.nLayoutMode;
+    block.Set_EOP_Unknown = row.nLayoutMode != LayoutIop;
+    block.Set_IOP_Unknown = row.nLayoutMode != LayoutEop;
+    block.nImageNum = block.nCameraNum = 2;
+    block.pEop.resize(2);
+    block.pIop.resize(2);
+    const std::vector<double> x = Counting(22);
+    EXPECT_EQ(block.UpdateUnknowns(x.data()), 1);
+    EXPECT_EQ(block.pEop[0].X, row.fFirstX);
+    EXPECT_EQ(block.pEop[1].X, row.fSecondX);
+    EXPECT_EQ(block.pIop[0].fFocal, row.fFirstFocal);
+    EXPECT_EQ(block.pIop[1].fFocal, row.fSecondFocal);
+  }
+}
+
+TEST(UpdateUnknowns, ImageWithStatusOneDoesNotUseUpItsPlace) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  block.nLayoutMode = LayoutEop;
+  block.Set_IOP_Unknown = false;
+  block.nImageNum = 3;
+  block.pEop.resize(3);
+  block.pEop[1].nStatus = 1;
+  const std::vector<double> x = Counting(18);
+  EXPECT_EQ(block.UpdateUnknowns(x.data()), 1);
+  EXPECT_EQ(block.pEop[0].X, 1);
+  EXPECT_EQ(block.pEop[1].X, 0);
+  EXPECT_EQ(block.pEop[2].X, 7);
+}
+
+TEST(UpdateUnknowns, GroupsFollow) {
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  block.nLayoutMode = LayoutEopIop;
+  block.nImageNum = block.nCameraNum = 1;
+  block.pEop.resize(1);
+  block.pIop.resize(1);
+  block.Apply_IMU_Data = true;
+  block.nGroupNum = 2;
+  block.nPosSize = 3;
+  block.pPosParams.assign(6, 100.0);
+  const std::vector<double> x = Counting(17);
+  EXPECT_EQ(block.UpdateUnknowns(x.data()), 1);
+  EXPECT_EQ(block.pPosParams, (std::vector<double>{112, 113, 114, 115, 116, 117}));
+}
+
+}  // namespace
+}  // namespace orvo::test
