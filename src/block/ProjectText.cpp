@@ -1,7 +1,6 @@
 #include "block/ProjectText.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "block/Scan.h"
 
@@ -19,7 +18,7 @@ T Cut(T count, int64_t atMost) {
 template <size_t N>
 void CopyText(std::string_view text, char (&target)[N]) {
   const size_t length = std::min({text.size(), N - 1, text.find('\0')});
-  std::memcpy(target, text.data(), length);
+  std::copy_n(text.begin(), length, target);
   target[length] = '\0';
 }
 

@@ -49,6 +49,7 @@ int CBundleAdjustment::ReadImage(int32_t ordinal, std::vector<int32_t>& imagesOf
   if (image.nId < 0) {
     LogPrintf("Image ID invalid!\n");
     nImageNum = 0;
+    std::fill(pImageIndex.begin(), pImageIndex.end(), -1);
     return 0;
   }
   const auto i = static_cast<size_t>(ordinal);

@@ -57,15 +57,18 @@ double RealOutOfRange(std::string_view number) {
 /// The digits behind "0x"; false when there are none.
 bool TakeHexadecimal(std::string_view& text, bool negative, double& value) {
   if (text.empty() || text[0] == '-') return false;
+  // from_chars takes "p+-2" for a power in some libraries; there the number ends before the p.
+  const size_t power = text.find_first_of("pP");
+  const bool twoSigns = power != std::string_view::npos && text.substr(power + 1, 2) == "+-";
+  const std::string_view digits = twoSigns ? text.substr(0, power) : text;
   double parsed = 0;
   const auto [end, error] =
-      std::from_chars(text.data(), text.data() + text.size(), parsed, std::chars_format::hex);
-  const std::string_view number = text.substr(0, static_cast<size_t>(end - text.data()));
+      std::from_chars(digits.data(), digits.data() + digits.size(), parsed, std::chars_format::hex);
+  const std::string_view number = digits.substr(0, static_cast<size_t>(end - digits.data()));
   if (error == std::errc::invalid_argument || number.find_first_of("nN") != std::string_view::npos)
     return false;
   if (error == std::errc::result_out_of_range) {
-    const size_t power = number.find_first_of("pP");
-    const bool small = power != std::string_view::npos && number[power + 1] == '-';
+    const bool small = power < number.size() && number[power + 1] == '-';
     parsed = small ? 0.0 : std::numeric_limits<double>::infinity();
   }
   value = negative ? -parsed : parsed;

@@ -6,6 +6,48 @@
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
+namespace {
+
+enum class Outcome { Accepted, Rejected, WrongOrdinal };
+
+/// Appends the measurements in the next lines and gives `point` their first index and their number; one that
+/// is on a deleted image rejects them all. Cameras grow with the measurements, of a rejected point too.
+/// Nothing is appended unless the point is accepted. At an image ordinal out of range, `measureNum` is that
+/// measurement's.
+Outcome AppendMeasures(TextReader& file, std::span<const ImageReference> references, double imageScale,
+                       int32_t objectPoint, ObjectPointRecord& point,
+                       std::vector<ImagePointRecord>& imagePoints, std::vector<IopRecord>& cameras,
+                       int32_t& measureNum) {
+  const size_t first = imagePoints.size();
+  const bool usable = MakePositionUsable(point);
+  const int32_t count = ReadMeasureCount(file);
+  Outcome outcome = Outcome::Accepted;
+  std::string_view line;
+  for (int32_t m = 0; m < count && file.Next(line); ++m) {
+    MeasureLine measure;
+    if (!ParseMeasure(line, measure)) continue;
+    const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
+    if (measure.nImageOrdinal < 0 || ordinal >= references.size()) {
+      measureNum = m;
+      outcome = Outcome::WrongOrdinal;
+      break;
+    }
+    const ImagePointRecord record = MakeImagePoint(usable ? references[ordinal] : ImageReference{}, measure.x,
+                                                   measure.y, imageScale, objectPoint);
+    if (record.nImage < 0) {
+      outcome = Outcome::Rejected;
+      continue;
+    }
+    EnlargeCamera(cameras[static_cast<size_t>(record.nCamera)], measure.x, measure.y);
+    imagePoints.push_back(record);
+  }
+  if (outcome != Outcome::Accepted) imagePoints.resize(first);
+  point.nFirstImagePoint = static_cast<int64_t>(first);
+  point.nImagePointNum = static_cast<int32_t>(imagePoints.size() - first);
+  return outcome;
+}
+
+}  // namespace
 
 int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                                       std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
@@ -16,8 +58,7 @@ int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRe
   std::string_view line;
   for (int64_t i = 0; i < header.nObjectPointNum && i <= range.nLast && file.Next(line); ++i) {
     if (i < range.nFirst) {
-      // Deliberate: the second line is the point's first measurement, whose image ordinal is taken for a
-      // count.
+      // Deliberate: the second line is the first measurement, and its image ordinal is taken for a count.
       file.Skip(1);
       file.Skip(ReadMeasureCount(file));
       continue;
@@ -26,38 +67,16 @@ int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRe
     point.X *= Object_Coor_Scale;
     point.Y *= Object_Coor_Scale;
     point.Z *= Object_Coor_Scale;
-    point.nFirstImagePoint = static_cast<int64_t>(imagePointList.size());
     CountTextPoint(i, point.nType);
-
-    const bool usable = MakePositionUsable(point);
-    const auto number = static_cast<int32_t>(objectList.size());
-    const int32_t count = ReadMeasureCount(file);
-    bool rejected = false;
-    for (int32_t m = 0; m < count && file.Next(line); ++m) {
-      MeasureLine measure;
-      if (!ParseMeasure(line, measure)) continue;
-      const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
-      if (measure.nImageOrdinal < 0 || ordinal >= references.size()) {
-        LogPrintf("Error!Image ID is invalid:%d %" PRId64 "\n", m, i);
-        imagePointList.resize(static_cast<size_t>(point.nFirstImagePoint));
-        return -1;
-      }
-      const ImagePointRecord record = MakeImagePoint(usable ? references[ordinal] : ImageReference{},
-                                                     measure.x, measure.y, Image_Coor_Scale, number);
-      if (record.nImage < 0) {
-        rejected = true;
-        continue;
-      }
-      EnlargeCamera(pIop[static_cast<size_t>(record.nCamera)], measure.x, measure.y);
-      if (!rejected) imagePointList.push_back(record);
+    int32_t measureNum = 0;
+    const Outcome outcome =
+        AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(objectList.size()), point,
+                       imagePointList, pIop, measureNum);
+    if (outcome == Outcome::WrongOrdinal) {
+      LogPrintf("Error!Image ID is invalid:%d %" PRId64 "\n", measureNum, i);
+      return -1;
     }
-    if (rejected) {
-      imagePointList.resize(static_cast<size_t>(point.nFirstImagePoint));
-      continue;
-    }
-    point.nImagePointNum =
-        static_cast<int32_t>(static_cast<int64_t>(imagePointList.size()) - point.nFirstImagePoint);
-    objectList.push_back(point);
+    if (outcome == Outcome::Accepted) objectList.push_back(point);
   }
   return 1;
 }

@@ -6,7 +6,7 @@
 
 namespace orvo {
 namespace {
-constexpr size_t kBufferBytes = size_t{1} << 20;
+constexpr size_t kBufferBytes = size_t{1} << 16;
 }
 
 bool TextReader::Open(const std::string& path) {

@@ -204,8 +204,13 @@ class CBundleAdjustment {
   /// Divides the points under 80 % of the free memory. `counts`: measurements by tie point, or null.
   int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
                    const std::vector<int32_t>* counts);
+  /// Reads one section into pObjectPoints and pImagePoints; 1, whatever the files hold, or 0 for a section that
+  /// does not exist. `count`: object points read; an empty section leaves the arrays empty.
   int ReadSectionPoints(int32_t section, const std::string& project, const std::string& gcp, int64_t& count);
+  /// The same with the paths of the object.
   int ReadSectionPoints(int32_t section);
+  // Readers of ReadSectionPoints for one kind of file; 1, or -1 at a reference to an image that can't be. What was
+  // read before stays, in a state where every reference holds.
   int ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                      std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);

@@ -109,8 +109,10 @@ TEST(ReadProject, ImagesWithoutMeasureGoWithAWarning) {
 
 TEST(ReadProject, NegativeImageIdEndsTheReading) {
   LoggedBlock block;
-  EXPECT_EQ(0, ReadText(block, "2 1 0\n" + kCamera + ImageText(-1, 0) + ImageText(2, 0)));
+  EXPECT_EQ(0, ReadText(block, "3 1 0\n" + kCamera + ImageText(0, 0) + ImageText(-1, 0) + ImageText(2, 0)));
   EXPECT_EQ("Image ID invalid!\n", block.Log());
+  EXPECT_EQ((Table{-1, -1, -1}), block->pImageIndex);
+  EXPECT_EQ(0, block->nImageNum);
 }
 
 TEST(ReadProject, FilesThatCannotBeOpened) {

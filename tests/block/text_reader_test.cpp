@@ -63,8 +63,14 @@ TEST(TextReader, LongLinesAndFilesBeyondTheBuffer) {
   ExpectLikeReference(folder / "text", std::string(100000, 'x'));
   ExpectLikeReference(folder / "text", std::string(100000, 'x') + "\r\n" + std::string(100000, '\r') + "\n");
   ExpectLikeReference(folder / "text", std::string(300000, '\n'));
-  for (size_t before : {1048576u, 1048576u - 510u, 1048576u - 511u, 1048576u - 512u, 1048575u}) {
-    ExpectLikeReference(folder / "text", std::string(before, 'x') + "\r\nlast");
+  for (size_t buffer : {size_t{1} << 16, size_t{1} << 20}) {
+    for (size_t before = buffer - 520; before < buffer + 520; before += 17) {
+      ExpectLikeReference(folder / "text", std::string(before, 'x') + "\r\nlast");
+    }
+    for (size_t before = buffer - 3; before < buffer + 3; ++before) {
+      ExpectLikeReference(folder / "text", std::string(before, 'x') + "\r\nlast");
+      ExpectLikeReference(folder / "text", std::string(before, '\n') + "\r\nlast");
+    }
   }
 }
 
