@@ -9,10 +9,11 @@ namespace orvo {
 namespace {
 
 /// Appends the measurements in the next lines and gives `point` their first index and their number. False,
-/// with nothing appended, at an image ordinal out of range.
+/// with nothing appended, at an image ordinal out of range, which goes to `wrongOrdinal`; where that is null,
+/// such a measurement is one on a deleted image.
 bool AppendMeasures(TextReader& file, std::span<const ImageReference> references, double imageScale,
                     int32_t objectPoint, ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
-                    int32_t& wrongOrdinal) {
+                    int32_t* wrongOrdinal) {
   point.nFirstImagePoint = static_cast<int64_t>(imagePoints.size());
   point.nImagePointNum = 0;
   const bool usable = MakePositionUsable(point);
@@ -22,12 +23,13 @@ bool AppendMeasures(TextReader& file, std::span<const ImageReference> references
     MeasureLine measure;
     if (!ParseMeasure(line, measure)) continue;
     const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
-    if (measure.nImageOrdinal < 0 || ordinal >= references.size()) {
-      wrongOrdinal = measure.nImageOrdinal;
+    const bool known = measure.nImageOrdinal >= 0 && ordinal < references.size();
+    if (!known && wrongOrdinal != nullptr) {
+      *wrongOrdinal = measure.nImageOrdinal;
       imagePoints.resize(static_cast<size_t>(point.nFirstImagePoint));
       return false;
     }
-    imagePoints.push_back(MakeImagePoint(usable ? references[ordinal] : ImageReference{}, measure.x,
+    imagePoints.push_back(MakeImagePoint(usable && known ? references[ordinal] : ImageReference{}, measure.x,
                                          measure.y, imageScale, objectPoint));
     ++point.nImagePointNum;
   }
@@ -80,7 +82,7 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
     point.Z = known.Z;
     int32_t wrongOrdinal = 0;
     if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(pObjectPoints.size()), point,
-                        pImagePoints, wrongOrdinal)) {
+                        pImagePoints, &wrongOrdinal)) {
       LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
       result = -1;
       break;
@@ -90,6 +92,32 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
   count = static_cast<int64_t>(pObjectPoints.size());
   imageCount = static_cast<int64_t>(pImagePoints.size());
   return result;
+}
+
+int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file) {
+  if (pGcpTable.empty()) {
+    pGcpTable = ReadGcpRecords(file);
+    file.Rewind();
+  }
+  nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
+  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  nControlPointNum = 0;
+  objectCount = imageCount = 0;
+  std::string_view line;
+  for (int32_t g = 0; g < nGcpFileNum && file.Next(line); ++g) {
+    ObjectPointRecord point = ParsePointLine(line);
+    const ObjectPointRecord& known = pGcpTable[static_cast<size_t>(g)];
+    point.X = known.X;
+    point.Y = known.Y;
+    point.Z = known.Z;
+    AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(pObjectPoints.size()), point,
+                   pImagePoints, nullptr);
+    pObjectPoints.push_back(point);
+    if (point.nType == 1) ++nControlPointNum;
+    ++objectCount;
+    imageCount += known.nImagePointNum;
+  }
+  return 1;
 }
 
 int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
@@ -102,7 +130,7 @@ int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
     ObjectPointRecord point = ParsePointLine(line);
     int32_t wrongOrdinal = 0;
     if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(objectList.size()), point,
-                        imagePointList, wrongOrdinal)) {
+                        imagePointList, &wrongOrdinal)) {
       LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
       return -1;
     }

@@ -4,65 +4,24 @@
 
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
+#include "block/OvtRange.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
 namespace {
 
 constexpr int64_t kPointsAtOnce = 16384;
-constexpr int64_t kMeasuresAtOnce = 65536;
 
-ObjectPointRecord MakeObjectPoint(const char* record) {
-  const OvtPoint read = DecodeOvtPoint(record);
-  ObjectPointRecord point;
-  std::copy(std::begin(read.szName), std::end(read.szName), point.szName);
-  point.X = read.X;
-  point.Y = read.Y;
-  point.Z = read.Z;
-  point.nType = read.nType;
-  point.nImagePointNum = std::max(read.nImagePointNum, 0);
-  point.nFirstImagePoint = read.nFirstImagePoint;
-  return point;
-}
-
-/// Takes the image points from every point whose index does not lie behind those of the points before it or
-/// leaves the file; the number of image points that remain.
+/// Cuts the image points of every point to those that it may take; the number of image points that remain.
 int64_t CutToMeasures(std::vector<ObjectPointRecord>& points, int64_t measureNum) {
-  int64_t end = 0, sum = 0;
+  OvtRangeCheck ranges(measureNum);
+  int64_t sum = 0;
   for (ObjectPointRecord& point : points) {
-    const int64_t first = point.nFirstImagePoint;
-    if (first < end || first >= measureNum) point.nImagePointNum = 0;
-    if (point.nImagePointNum == 0) continue;
-    point.nImagePointNum = static_cast<int32_t>(std::min<int64_t>(point.nImagePointNum, measureNum - first));
-    end = first + point.nImagePointNum;
+    point.nImagePointNum = ranges.Take(point.nFirstImagePoint, point.nImagePointNum);
     sum += point.nImagePointNum;
   }
   return sum;
 }
-
-/// A window over the image point records, read on in large pieces.
-class MeasureWindow {
- public:
-  explicit MeasureWindow(OvtReader& file)
-      : File(file),
-        Records(static_cast<size_t>(std::clamp<int64_t>(file.MeasureNum(), 1, kMeasuresAtOnce)) *
-                kOvtMeasureBytes) {}
-
-  /// The packed record, or null when it can't be read. Indices must not fall.
-  const char* At(int64_t index) {
-    if (index >= nFirst + nCount) {
-      nFirst = index;
-      nCount =
-          File.ReadMeasures(index, static_cast<int64_t>(Records.size()) / kOvtMeasureBytes, Records.data());
-    }
-    return index < nFirst + nCount ? Records.data() + (index - nFirst) * kOvtMeasureBytes : nullptr;
-  }
-
- private:
-  OvtReader& File;
-  std::vector<char> Records;
-  int64_t nFirst = 0, nCount = 0;
-};
 
 }  // namespace
 
@@ -80,7 +39,7 @@ int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& i
         file.ReadPoints(range.nFirst + done, std::min(kPointsAtOnce, pointNum - done), records.data());
     if (read == 0) break;
     for (int64_t i = 0; i < read; ++i)
-      pObjectPoints.push_back(MakeObjectPoint(records.data() + i * kOvtPointBytes));
+      pObjectPoints.push_back(MakeObjectPoint(DecodeOvtPoint(records.data() + i * kOvtPointBytes)));
   }
   const int64_t imagePointNum = CutToMeasures(pObjectPoints, file.MeasureNum());
   pImagePoints.reserve(static_cast<size_t>(imagePointNum + (withGcp ? nGcpImagePointNum : 0)));
@@ -92,7 +51,7 @@ int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& i
 
 int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, OvtReader& file) {
   const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
-  MeasureWindow window(file);
+  OvtMeasureWindow window(file);
   bool readable = true;
   int result = 1;
   for (size_t p = 0; p < pObjectPoints.size(); ++p) {

@@ -1,11 +1,192 @@
+// Thinning of the tie points through a grid on every image.
+#include <algorithm>
+#include <cinttypes>
+#include <filesystem>
+#include <new>
+
+#include "block/Measurement.h"
+#include "block/OvtFile.h"
+#include "block/ResampleCells.h"
+#include "block/ResampleScore.h"
+#include "block/TextReader.h"
+#include "geometry/Intersection.h"
+#include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
+#include "run/TextWriter.h"
 
 namespace orvo {
+namespace {
 
-int CBundleAdjustment::ResamplePoints(const std::string& /*ovt*/, const std::string& /*gcp*/,
-                                      const std::string& /*newOvt*/) {
-  LogPrintf("Error!This version does not thin tie points, set Resampling_Points to false!\n");
-  return 0;
+// Grids of this size are taken for sensible whatever the free memory is said to be.
+constexpr double kAlwaysAllowedBytes = 1073741824.0;
+
+bool CellsFitMemory(int32_t cellsPerSide, int32_t imageNum, int64_t freeBytes) {
+  const double bytes =
+      static_cast<double>(ResampleCells::kBytesPerCell) * cellsPerSide * cellsPerSide * imageNum;
+  return bytes <= std::max(kAlwaysAllowedBytes, 0.8 * static_cast<double>(freeBytes));
+}
+
+std::vector<ResampleView> MakeViews(std::span<const EopRecord> eop) {
+  std::vector<ResampleView> views(eop.size());
+  for (size_t i = 0; i < eop.size(); ++i) {
+    views[i].X = eop[i].X;
+    views[i].Y = eop[i].Y;
+    views[i].Z = eop[i].Z;
+    ComputeRotationMatrix(eop[i].fPhi, eop[i].fOmega, eop[i].fKappa, views[i].R);
+  }
+  return views;
+}
+
+/// `wanted`, or a name beside it where that is the file to read from.
+std::string PathBesideSource(const std::string& wanted, const std::string& source) {
+  const std::string extension = TextFromLastDot(wanted);
+  const std::string stem = wanted.substr(0, wanted.size() - extension.size());
+  std::string path = wanted;
+  std::error_code failure;
+  for (int i = 1; std::filesystem::equivalent(path, source, failure); ++i) {
+    path = stem + "_" + std::to_string(i) + extension;
+  }
+  return path;
+}
+
+}  // namespace
+
+int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string& gcp,
+                                      const std::string& newOvt) {
+  int64_t total = nTiePointNum, imageTotal = nTieImagePointNum;
+  if (!ovt.empty()) {
+    OvtReader file;
+    if (!file.Open(ovt)) {
+      LogPrintf("Can not open ovt file!\n");
+      return 0;
+    }
+    total = file.PointNum();
+    imageTotal = file.MeasureNum();
+  }
+  std::vector<uint8_t> keep(static_cast<size_t>(total), 0);
+  if (MarkResampledPoints(total, imageTotal, keep) == 0) return 0;
+  const int64_t kept = std::count(keep.begin(), keep.end(), 1);
+  nTiePointNum = kept;
+  bResampledToFile = kept > nResampleFileLimit;
+
+  TextWriter newFile;
+  const std::string newPath = PathBesideSource(newOvt, ovt);
+  if (bResampledToFile) {
+    if (!newFile.Open(newPath)) {
+      ++nOutputFailureNum;
+      LogPrintf("Create new ovt file failed!\n");
+      return 0;
+    }
+    char header[kOvtHeaderBytes];
+    EncodeOvtHeader(static_cast<int32_t>(kept), 0, header);
+    newFile.Write(header, sizeof header);
+    // The points of a text project deliberately stay in memory, however many there are; of the file only the
+    // header is written, and the run goes on as without it.
+    if (ovt.empty()) bResampledToFile = false;
+  }
+  nObjectPointNum = nGcpNum + kept;
+  LogPrintf("Sampling object points %" PRId64 " from %" PRId64 "\n", kept, total);
+  int64_t imagePointSum = 0;
+  FilterPoints(ovt, total, keep, kept, imagePointSum, bResampledToFile ? &newFile : nullptr);
+  const bool written = newFile.Close();
+  if (!written) ++nOutputFailureNum;
+  if (!bResampledToFile) return MakeResampledSection(gcp, imagePointSum);
+  if (!written) {
+    LogPrintf("Create new ovt file failed!\n");
+    return 0;
+  }
+  szOvtPath = newPath;
+  return 1;
+}
+
+int CBundleAdjustment::MarkResampledPoints(int64_t total, int64_t imageTotal, std::vector<uint8_t>& keep) {
+  const int32_t N = Point_Resample_Number;
+  if (N < 1 || !CellsFitMemory(N, nImageNum, System.FreePhysicalBytes())) {
+    LogPrintf("Error!Point_Resample_Number %d cannot be used!\n", N);
+    return 0;
+  }
+  ResampleCells cells(N, nImageNum);
+  if (PlanSections(nImageNum, nCameraNum, total, imageTotal, &pPointImageCount) == 0) return 0;
+  const std::vector<ResampleView> views = MakeViews(KeptImages());
+  for (int32_t section = 0; section < Sections.Count(); ++section) {
+    int64_t count = 0;
+    ReadSectionPoints(section, szProjectPath, szGcpPath, count);
+    const int offered = OfferSectionPoints(section, views, cells);
+    ReleaseSectionPoints();
+    if (offered == 0) return 0;
+  }
+  const int64_t cellsPerImage = int64_t{N} * N;
+  for (int64_t cell = 0; cell < cells.CellNum(); ++cell) {
+    const int32_t number = cells.Number(cell);
+    if (number <= 0) continue;
+    if (number > total) {
+      LogPrintf("Error!Object point ID out of range!%d %" PRId64 " %" PRId64 "\n", number,
+                cell / cellsPerImage, cell % cellsPerImage);
+      continue;
+    }
+    keep[static_cast<size_t>(number) - 1] = 1;
+  }
+  return 1;
+}
+
+int CBundleAdjustment::OfferSectionPoints(int32_t section, const std::vector<ResampleView>& views,
+                                          ResampleCells& cells) {
+  // Only now: reading the section has made the cameras hold its measurements.
+  const std::span<const EopRecord> images = KeptImages();
+  const std::span<const IopRecord> cameras = KeptCameras();
+  std::vector<ResampleGrid> grids;
+  for (const IopRecord& camera : cameras) {
+    grids.emplace_back(camera, Point_Resample_Number, Image_Coor_Scale);
+  }
+  const int64_t firstNumber = Sections.ObjectPoints[static_cast<size_t>(section)].nFirst + 1;
+  for (size_t i = 0; i < pObjectPoints.size(); ++i) {
+    const ObjectPointRecord& point = pObjectPoints[i];
+    const auto number = static_cast<int32_t>(firstNumber + static_cast<int64_t>(i));
+    for (int32_t m = 0; m < point.nImagePointNum; ++m) {
+      const ImagePointRecord& measure = pImagePoints[static_cast<size_t>(point.nFirstImagePoint + m)];
+      if (!IsOnKeptImage(measure, images, cameras)) continue;
+      const ResampleGrid& grid = grids[static_cast<size_t>(measure.nCamera)];
+      const ResampleCell cell = FindResampleCell(grid, measure.x, measure.y);
+      if (!cell.bInRange) {
+        LogPrintf("Image point coordinates out of range!\n");
+        return 0;
+      }
+      const int64_t index = cells.Index(measure.nImage, cell.nRow, cell.nColumn);
+      if (index < 0 || index >= cells.CellNum()) {
+        LogPrintf("Error!Grid ID is invalid! %" PRId64 " %" PRId64 "\n", index, cells.CellNum());
+        return 0;
+      }
+      const float score =
+          ComputeResampleScore(views[static_cast<size_t>(measure.nImage)], grid, cell.fDistance, point.X,
+                               point.Y, point.Z, measure.x, measure.y, point.nImagePointNum);
+      cells.Offer(index, score, number);
+    }
+  }
+  return 1;
+}
+
+int CBundleAdjustment::MakeResampledSection(const std::string& gcp, int64_t imagePointSum) {
+  LogPrintf(">>>>Reading gcp file...\n");
+  TextReader file;
+  if (!file.Open(gcp)) LogPrintf("Open gcp file falied!\n");
+  auto objectCount = static_cast<int64_t>(pObjectPoints.size());
+  const int64_t keptInMemory = objectCount;
+  int64_t imageCount = imagePointSum;
+  ReadGcpForResample(objectCount, imageCount, file);
+  if (keptInMemory + objectCount != nObjectPointNum) {
+    LogPrintf("Error!GCP number is unexpected!\n");
+    return 0;
+  }
+  if (imagePointSum + imageCount != nImagePointNum) {
+    LogPrintf("Error!GCP image point number is unexpected!\n");
+    return 0;
+  }
+  // Lines that hold no measurement were counted and are not there.
+  nImagePointNum = static_cast<int64_t>(pImagePoints.size());
+  Sections.ObjectPoints.assign(1, {0, nObjectPointNum - 1});
+  Sections.ImagePoints.assign(1, {0, nImagePointNum - 1});
+  nCurrentSection = 0;
+  return 1;
 }
 
 }  // namespace orvo

@@ -20,9 +20,11 @@ namespace orvo {
 
 class BlockIndex;
 class OvtReader;
+class ResampleCells;
 class TextReader;
 class TextWriter;
 struct ProjectHeader;
+struct ResampleView;
 struct ThreadBuffers;
 
 class CBundleAdjustment {
@@ -80,6 +82,7 @@ class CBundleAdjustment {
   bool bSevenParamApplied = false;  ///< orientations were transformed by control points
   bool bConverged = false;
   bool bResampledToFile = false;
+  int64_t nResampleFileLimit = 10000000;  ///< more kept tie points than this go to a file
   int32_t nCurrentSection = -1;     ///< section whose points are in memory
   int32_t nLmIterationDone = 0;
   double fStartTick = 0, fEndTick = 0;  ///< milliseconds
@@ -230,6 +233,24 @@ class CBundleAdjustment {
   int ReadPosData(const std::string& pos);
   /// Thins the tie points through a grid on each image; 1 or 0.
   int ResamplePoints(const std::string& ovt, const std::string& gcp, const std::string& newOvt);
+  // Stages of ResamplePoints; 1, or 0 where it ends.
+  int MarkResampledPoints(int64_t total, int64_t imageTotal, std::vector<uint8_t>& keep);
+  int OfferSectionPoints(int32_t section, const std::vector<ResampleView>& views, ResampleCells& cells);
+  void FilterPoints(const std::string& ovt, int64_t total, const std::vector<uint8_t>& keep,
+                    int64_t newPointCount, int64_t& imagePointSum, TextWriter* newFile);
+  int MakeResampledSection(const std::string& gcp, int64_t imagePointSum);
+  /// Copies the kept points with all their measurements to `newFile`, or to memory where that is null.
+  /// `counts`: their numbers of measurements.
+  int FilterOvtPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t newPointCount,
+                      int64_t& imagePointSum, std::vector<int32_t>& counts, TextWriter* newFile,
+                      OvtReader& source);
+  void CopyKeptMeasures(const std::vector<int32_t>& fileFirst, int64_t imagePointSum,
+                        const std::vector<int32_t>& counts, TextWriter& newFile, OvtReader& source);
+  void ReadKeptMeasures(const std::vector<int32_t>& fileFirst, std::vector<int32_t>& counts, OvtReader& source);
+  int FilterTextPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t& imagePointSum,
+                       std::vector<int32_t>& counts, TextReader& file);
+  /// Appends the whole GCP file; the counts become the numbers of points and measurement lines in it.
+  int ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file);
 
   /// The images and cameras that are unknowns: what an nImage or nCamera may point to.
   std::span<const EopRecord> KeptImages() const { return {pEop.data(), static_cast<size_t>(nImageNum)}; }

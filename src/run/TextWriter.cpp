@@ -1,5 +1,7 @@
 #include "run/TextWriter.h"
 
+#include <sys/types.h>
+
 #include <cstdarg>
 
 namespace orvo {
@@ -19,6 +21,15 @@ bool TextWriter::Open(const std::string& path) {
 
 void TextWriter::Write(std::string_view text) {
   if (fFile == nullptr || std::fwrite(text.data(), 1, text.size(), fFile) != text.size()) bFailed = true;
+}
+
+void TextWriter::Overwrite(int64_t offset, std::string_view bytes) {
+  if (fFile == nullptr || ::fseeko(fFile, static_cast<off_t>(offset), SEEK_SET) != 0) {
+    bFailed = true;
+    return;
+  }
+  Write(bytes);
+  if (::fseeko(fFile, 0, SEEK_END) != 0) bFailed = true;
 }
 
 void TextWriter::Printf(const char* format, ...) {

@@ -1,6 +1,7 @@
 // Buffered output of text and binary files.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -21,6 +22,8 @@ class TextWriter {
   bool IsOpen() const { return fFile != nullptr; }
   void Write(std::string_view text);
   void Write(const void* data, size_t bytes) { Write({static_cast<const char*>(data), bytes}); }
+  /// Puts other bytes in the place of some already written; writing goes on at the end.
+  void Overwrite(int64_t offset, std::string_view bytes);
   void Printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   /// True when everything was written.
   bool Close();

@@ -1,10 +1,54 @@
+#include <algorithm>
+
 #include "run/BundleAdjustment.h"
+#include "solver/BlockOperator.h"
+#include "solver/PcgLoop.h"
+#include "solver/WorkerPool.h"
 
 namespace orvo {
+namespace {
 
-int CBundleAdjustment::SolveByPcg(double* /*x*/) {
-  LogPrintf("Error!This version does not solve the sparse form, set Apply_PCG_Model to false!\n");
-  return 0;
+// Below this many values in all blocks a product takes less time than waking a thread.
+constexpr int64_t kLeastValuesPerThread = 200000;
+// A product is not divided into more parts than this.
+constexpr int64_t kMaxThreadNum = 16;
+
+int32_t SolverThreadNum(const Platform& system, std::span<const SubMatrix> blocks) {
+  int64_t values = 0;
+  for (const SubMatrix& block : blocks) values += int64_t{block.nRows} * block.nCols;
+  const int64_t worthwhile = std::clamp<int64_t>(values / kLeastValuesPerThread, 1, kMaxThreadNum);
+  return static_cast<int32_t>(std::clamp<int64_t>(system.ProcessorCount(), 1, worthwhile));
+}
+
+}  // namespace
+
+int CBundleAdjustment::SolveByPcg(double* x) {
+  if (x == nullptr || pConstVector.size() < static_cast<size_t>(std::max(nUnknownNum, 0))) return 1;
+  std::vector<int32_t> rowPosition(static_cast<size_t>(std::max(nBlockRowNum, 0)));
+  for (int32_t row = 0; row < nBlockRowNum; ++row) {
+    int32_t column = 0;
+    GetUnknownPosition(row, row, rowPosition[static_cast<size_t>(row)], column);
+  }
+  WorkerPool pool(SolverThreadNum(System, pSubMatrices));
+  BlockOperator matrix(pSubMatrices, rowPosition, nUnknownNum, pool);
+  const BlockPreconditioner preconditioner(matrix, pool);
+
+  // The message stands once for each time that the preconditioner is applied.
+  const auto complain = [&] {
+    if (!preconditioner.IsValid()) LogPrintf("Error!Preconditioner invalid!\n");
+  };
+  complain();
+  const PcgLimits limits{Max_PCG_Iteration_Num, PCG_IGN_Converge_Threshold};
+  const PcgOutcome outcome = SolvePcg(
+      matrix, preconditioner, pConstVector.data(), x, limits, pool, [&](const PcgIteration& iteration) {
+        complain();
+        LogPrintf(">>Matrix vector R %.9lf\t %.9lf\t %.9lf\t %.9lf\t %.9lf\t %.9lf\n",
+                  iteration.fResidualNorm, iteration.fDirectionNorm, iteration.fConjugacyLoss,
+                  iteration.fAlpha, iteration.fBeta, iteration.fEta);
+      });
+  if (outcome.bExhausted) LogPrintf(">>Get the smallest forcing sequence coef:%lf\n", outcome.fBestEta);
+  LogPrintf(">>PCG Iteration times:%d\n", outcome.nIterationNum);
+  return 1;
 }
 
 }  // namespace orvo
