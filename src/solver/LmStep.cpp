@@ -1,4 +1,5 @@
 // One step of the iteration: solution, side files, convergence, update.
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -10,20 +11,23 @@
 namespace orvo {
 
 int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
-  std::vector<double> x(static_cast<size_t>(nUnknownNum), 0.0);
+  std::vector<double> x(static_cast<size_t>(nUnknownNum), 0.0), remainder;
+  bool solved = true;
   if (Apply_PCG_Model) {
     if (SolveByPcg(x.data()) == 0) return 0;
+    solved = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
   } else {
-    std::vector<double> remainder(x.size());
-    if (SolveDense(pDenseNormal.get(), nUnknownNum, pConstVector.data(), x.data(), remainder.data(),
-                   System.ProcessorCount()) == DenseSolution::Singular) {
-      // There is no step to take: the unknowns stay as they are and the iteration ends.
-      bConverged = true;
-      LogPrintf(">>%lf\t%lf\t%lf\n", 0.0, fRmsResidualX, fRmsResidualY);
-      return 1;
-    }
-    WriteRemainder(iteration, remainder);
+    remainder.resize(x.size());
+    solved = SolveDense(pDenseNormal.get(), nUnknownNum, pConstVector.data(), x.data(), remainder.data(),
+                        System.ProcessorCount()) != DenseSolution::Singular;
   }
+  if (!solved) {
+    // There is no step to take: the unknowns stay as they are and the iteration ends.
+    bConverged = true;
+    LogPrintf(">>%lf\t%lf\t%lf\n", 0.0, fRmsResidualX, fRmsResidualY);
+    return 1;
+  }
+  if (!Apply_PCG_Model) WriteRemainder(iteration, remainder);
   // Metres, radians and camera units in one figure: a single threshold serves them all.
   const double largest = MaxMagnitude(x.data(), nUnknownNum, 1);
   if (LM_Converge_Threshold > std::fabs(largest)) bConverged = true;

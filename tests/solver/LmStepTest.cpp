@@ -100,11 +100,44 @@ TEST_F(LmStep, SideFileThatCannotBeOpenedIsLeftOutSilently) {
   EXPECT_EQ(Text(), ">>1.000000\t0.250000\t0.125000\n");
 }
 
-TEST_F(LmStep, SparseFormWithoutItsSolverEndsTheRun) {
+/// The same diagonal system in blocks of 6 and 5.
+void UseSparseForm(CBundleAdjustment& block) {
   block.Apply_PCG_Model = true;
-  EXPECT_EQ(block.SolveAndUpdate(0), 0);
+  block.PCG_IGN_Converge_Threshold = 1e-12;
+  block.Max_PCG_Iteration_Num = 300;
+  block.nBlockRowNum = block.nSubMatrixNum = 2;
+  block.pSubMatrixRows = {{0, {0}}, {1, {1}}};
+  for (int32_t row = 0; row < 2; ++row) {
+    const int32_t size = 6 - row;
+    SubMatrix& entry = block.pSubMatrices.emplace_back();
+    entry.nRow = entry.nCol = row;
+    entry.nRows = entry.nCols = size;
+    entry.pOwned = std::make_unique<double[]>(static_cast<size_t>(size * size));
+    entry.pData = entry.pOwned.get();
+    for (int32_t k = 0; k < size; ++k) entry.pData[k * (size + 1)] = 4;
+  }
+}
+
+TEST_F(LmStep, SparseFormTakesTheSameStep) {
+  UseSparseForm(block);
+  for (size_t k = 0; k < 11; ++k) block.pConstVector[k] = 4 * static_cast<double>(k + 1);
+  block.pConstVector[3] = -80;
+  EXPECT_EQ(block.SolveAndUpdate(7), 1);
+  EXPECT_NE(Text().find(">>PCG Iteration times:1\n>>-20.000000\t0.250000\t0.125000\n"), std::string::npos);
+  EXPECT_EQ(block.pEop[0].X, 1.0);
+  EXPECT_EQ(block.pEop[0].fPhi, -20.0);
+  EXPECT_EQ(block.pIop[0].fK2, 11.0);
   EXPECT_FALSE(block.bConverged);
-  EXPECT_NE(Text(), "");
+  EXPECT_FALSE(Exists(folder / "LM_R_Vector_7.txt"));
+}
+
+TEST_F(LmStep, SparseSolutionOfNotANumbersIsNoStep) {
+  UseSparseForm(block);
+  EXPECT_EQ(block.SolveAndUpdate(2), 1);
+  EXPECT_TRUE(block.bConverged);
+  EXPECT_EQ(block.pEop[0].X, 0.0);
+  EXPECT_FALSE(Exists(folder / "Corrections_2.txt"));
+  EXPECT_NE(Text().find(">>PCG Iteration times:1\n>>0.000000\t0.250000\t0.125000\n"), std::string::npos);
 }
 
 TEST_F(LmStep, NullVector) {
