@@ -83,12 +83,12 @@ class CBundleAdjustment {
   bool bConverged = false;
   bool bResampledToFile = false;
   int64_t nResampleFileLimit = 10000000;  ///< more kept tie points than this go to a file
-  int32_t nCurrentSection = -1;     ///< section whose points are in memory
+  int32_t nCurrentSection = -1;           ///< section whose points are in memory
   int32_t nLmIterationDone = 0;
   double fStartTick = 0, fEndTick = 0;  ///< milliseconds
   double fSevenParam[16] = {};
-  bool bOutputsWritten = false;     ///< the flow came to its end: every output was produced
-  int32_t nOutputFailureNum = 0;    ///< output files that could not be opened or written whole
+  bool bOutputsWritten = false;   ///< the flow came to its end: every output was produced
+  int32_t nOutputFailureNum = 0;  ///< output files that could not be opened or written whole
 
   // ---- Counts ----------------------------------------------------------------------------------------
   int32_t nImageFileNum = 0, nCameraFileNum = 0;  ///< in the project header
@@ -106,31 +106,33 @@ class CBundleAdjustment {
   int32_t nBlockRowNum = 0, nDiagSize = 0, nDiagUpperSize = 0, nUnknownNum = 0, nSubMatrixNum = 0;
 
   // ---- Block tables; empty until a reader makes them --------------------------------------------------
-  std::vector<EopRecord> pEop;                  ///< nImageFileNum rows, the first nImageNum kept
-  std::vector<PosRecord> pPos;                  ///< nImageFileNum rows, by kept image
-  std::vector<IopRecord> pIop;                  ///< nCameraFileNum rows
+  std::vector<EopRecord> pEop;  ///< nImageFileNum rows, the first nImageNum kept
+  std::vector<PosRecord> pPos;  ///< nImageFileNum rows, by kept image
+  std::vector<IopRecord> pIop;  ///< nCameraFileNum rows
   PointSectionTable Sections;
-  std::vector<ObjectPointRecord> pObjectPoints; ///< points of the current section
+  std::vector<ObjectPointRecord> pObjectPoints;  ///< points of the current section
   std::vector<ImagePointRecord> pImagePoints;
-  std::vector<ObjectPointRecord> pGcpTable;     ///< control and check points, normalised with the block
-  std::vector<int32_t> pImageGroup;             ///< kept image -> group, -1 without
-  std::vector<int32_t> pImageIndex;             ///< project image ordinal -> kept image, -1 deleted
-  std::vector<int32_t> pImageOrdinal;           ///< kept image -> project image ordinal
-  std::vector<int32_t> pImageCamera;            ///< project image ordinal -> project camera ordinal
-  std::vector<int32_t> pCameraIndex;            ///< project camera ordinal -> row of pIop, -1 deleted
-  std::vector<int32_t> pImagePointCount;        ///< by project image ordinal
-  std::vector<int32_t> pPointImageCount;        ///< by tie point ordinal
-  struct ImageName { char sz[128] = {}; };
-  std::vector<ImageName> pImageNames;           ///< by project image ordinal, without folder and extension
+  std::vector<ObjectPointRecord> pGcpTable;  ///< control and check points, normalised with the block
+  std::vector<int32_t> pImageGroup;          ///< kept image -> group, -1 without
+  std::vector<int32_t> pImageIndex;          ///< project image ordinal -> kept image, -1 deleted
+  std::vector<int32_t> pImageOrdinal;        ///< kept image -> project image ordinal
+  std::vector<int32_t> pImageCamera;         ///< project image ordinal -> project camera ordinal
+  std::vector<int32_t> pCameraIndex;         ///< project camera ordinal -> row of pIop, -1 deleted
+  std::vector<int32_t> pImagePointCount;     ///< by project image ordinal
+  std::vector<int32_t> pPointImageCount;     ///< by tie point ordinal
+  struct ImageName {
+    char sz[128] = {};
+  };
+  std::vector<ImageName> pImageNames;  ///< by project image ordinal, without folder and extension
 
   // ---- Normal equations ------------------------------------------------------------------------------
   std::vector<SubMatrixRow> pSubMatrixRows;
-  std::vector<SubMatrix> pSubMatrices;          ///< sparse form: upper block triangle
-  ZeroedArray SubMatrixStore;                   ///< sparse form: data of all blocks that points fill
-  std::unique_ptr<BlockIndex> pBlockIndex;      ///< places of blocks in a store; made from pSubMatrixRows
-  std::unique_ptr<double[]> pDenseNormal;       ///< dense form: nUnknownNum squared, row-major
+  std::vector<SubMatrix> pSubMatrices;      ///< sparse form: upper block triangle
+  ZeroedArray SubMatrixStore;               ///< sparse form: data of all blocks that points fill
+  std::unique_ptr<BlockIndex> pBlockIndex;  ///< places of blocks in a store; made from pSubMatrixRows
+  std::unique_ptr<double[]> pDenseNormal;   ///< dense form: nUnknownNum squared, row-major
   std::vector<double> pConstVector;
-  std::vector<double> pPosParams;               ///< nGroupNum times nPosSize drift parameters
+  std::vector<double> pPosParams;                 ///< nGroupNum times nPosSize drift parameters
   std::unique_ptr<ThreadBuffers> pThreadBuffers;  ///< work of the assembly threads
 
   // ---- Statistics, in working image units -------------------------------------------------------------
@@ -204,13 +206,13 @@ class CBundleAdjustment {
   /// Divides the points under 80 % of the free memory. `counts`: measurements by tie point, or null.
   int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
                    const std::vector<int32_t>* counts);
-  /// Reads one section into pObjectPoints and pImagePoints; 1, whatever the files hold, or 0 for a section that
-  /// does not exist. `count`: object points read; an empty section leaves the arrays empty.
+  /// Reads one section into pObjectPoints and pImagePoints; 1, whatever the files hold, or 0 for a section
+  /// that does not exist. `count`: object points read; an empty section leaves the arrays empty.
   int ReadSectionPoints(int32_t section, const std::string& project, const std::string& gcp, int64_t& count);
   /// The same with the paths of the object.
   int ReadSectionPoints(int32_t section);
-  // Readers of ReadSectionPoints for one kind of file; 1, or -1 at a reference to an image that can't be. What was
-  // read before stays, in a state where every reference holds.
+  // Readers of ReadSectionPoints for one kind of file; 1, or -1 at a reference to an image that can't be.
+  // What was read before stays, in a state where every reference holds.
   int ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                      std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
@@ -229,7 +231,8 @@ class CBundleAdjustment {
   int ReadOvtMeasures(int64_t firstPoint, OvtReader& file);
   /// Adds a control or check point among the tie points of a text project to the counts, once.
   void CountTextPoint(int64_t ordinal, int32_t type);
-  /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches cleared without a file.
+  /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches cleared without a
+  /// file.
   int ReadPosData(const std::string& pos);
   /// Thins the tie points through a grid on each image; 1 or 0.
   int ResamplePoints(const std::string& ovt, const std::string& gcp, const std::string& newOvt);
@@ -246,7 +249,8 @@ class CBundleAdjustment {
                       OvtReader& source);
   void CopyKeptMeasures(const std::vector<int32_t>& fileFirst, int64_t imagePointSum,
                         const std::vector<int32_t>& counts, TextWriter& newFile, OvtReader& source);
-  void ReadKeptMeasures(const std::vector<int32_t>& fileFirst, std::vector<int32_t>& counts, OvtReader& source);
+  void ReadKeptMeasures(const std::vector<int32_t>& fileFirst, std::vector<int32_t>& counts,
+                        OvtReader& source);
   int FilterTextPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t& imagePointSum,
                        std::vector<int32_t>& counts, TextReader& file);
   /// Appends the whole GCP file; the counts become the numbers of points and measurement lines in it.
@@ -258,8 +262,8 @@ class CBundleAdjustment {
 
   // ==== geometry/ =====================================================================================
   /// Intersects every point of the section in memory (all but control points take the result) and fills
-  /// dCheckResidual and dControlResidual in object units. Works on all processors; the results don't depend on
-  /// how many. Returns 1.
+  /// dCheckResidual and dControlResidual in object units. Works on all processors; the results don't depend
+  /// on how many. Returns 1.
   int ComputeTiePoints(int32_t section);
   /// The same without statistics, in one task less than there are processors, as told in the log. Returns 1.
   int ComputeTiePointsThreaded(int32_t section);
@@ -306,8 +310,8 @@ class CBundleAdjustment {
   /// 1 when the thread number stands, 0 when it was reduced, -1 when none fits.
   int ComputeMultithreadMemory(int32_t section);
   int SplitSubTasks(int32_t section, std::vector<SubTask>& tasks);
-  /// Adds the section's reduced equations in threads and writes its residual file; 1, 0, or -1 without a plan.
-  /// `threadNumCache`: one thread number per section, 0 until it is planned.
+  /// Adds the section's reduced equations in threads and writes its residual file; 1, 0, or -1 without a
+  /// plan. `threadNumCache`: one thread number per section, 0 until it is planned.
   int BuildNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
   int AllocateThreadBuffers(std::vector<SubTask>& tasks);
   bool PlanThreads(int32_t section, std::vector<int32_t>& threadNumCache);

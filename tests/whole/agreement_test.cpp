@@ -87,7 +87,8 @@ class Division : public ::testing::TestWithParam<Case> {
     const double first = Largest(Numbers(block / (reference + "/Corrections_0.txt")));
     for (int k = 0; k < 4; ++k) {
       const std::string name = "/Corrections_" + std::to_string(k) + ".txt";
-      EXPECT_LT(Difference(Numbers(block / (reference + name)), Numbers(block / (other + name))), limit * first)
+      EXPECT_LT(Difference(Numbers(block / (reference + name)), Numbers(block / (other + name))),
+                limit * first)
           << other << name;
     }
     const ProjectFile a = ReadProjectFile(block / (reference + "/OrvoResult.ovc"));
@@ -128,7 +129,8 @@ TEST_P(Division, AmongSections) {
     EXPECT_NE(block.Log().find("CPU Sections:" + std::to_string(sections) + "\n"), std::string::npos);
     if (sections > 1) {
       ExpectSame(block, "sections1", run.szOutput, 1e-9);
-      EXPECT_EQ(ReadFile(block / "sections1/OrvoResult.ovt").size(), ReadFile(block.Output("OrvoResult.ovt")).size());
+      EXPECT_EQ(ReadFile(block / "sections1/OrvoResult.ovt").size(),
+                ReadFile(block.Output("OrvoResult.ovt")).size());
       EXPECT_TRUE(Exists(block.Output("Residuals_3_" + std::to_string(sections - 1) + ".res")));
     }
   }
@@ -167,7 +169,8 @@ TEST(Repetition, TheSameRunGivesTheSameBytes) {
   int files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(block / "first")) {
     const std::string name = entry.path().filename().string();
-    EXPECT_EQ(MaskClocks(ReadFile(block / ("first/" + name))), MaskClocks(ReadFile(block / ("second/" + name))))
+    EXPECT_EQ(MaskClocks(ReadFile(block / ("first/" + name))),
+              MaskClocks(ReadFile(block / ("second/" + name))))
         << name;
     ++files;
   }

@@ -51,8 +51,14 @@ class BadInput : public ::testing::Test {
 
 TEST_F(BadInput, Projects) {
   const std::string good = ReadFile(block.Paths().szText);
-  const std::string camera = good.substr(good.find('\n') + 1, good.find('\n', good.find('\n') + 1) - good.find('\n') - 1);
-  struct { const char* what; std::string text; bool done; std::string message; } const table[] = {
+  const std::string camera =
+      good.substr(good.find('\n') + 1, good.find('\n', good.find('\n') + 1) - good.find('\n') - 1);
+  struct {
+    const char* what;
+    std::string text;
+    bool done;
+    std::string message;
+  } const table[] = {
       {"empty", "", false, ""},
       {"header of words", ReplaceLine(good, 0, "many images here"), false, ""},
       {"negative counts", ReplaceLine(good, 0, "-4 -1 -30"), false, ""},
@@ -71,9 +77,10 @@ TEST_F(BadInput, Projects) {
       {"position of zeros", ReplaceLine(good, 5, "0 0 0"), true, ""},
       {"position far away", ReplaceLine(good, 5, "1e300 1e300 1e300"), true, ""},
       {"carriage returns", std::string(), true, ""},
-      {"a line of 100,000 characters", ReplaceLine(good, 3, "images/" + std::string(100000, 'x') + ".jpg"), false, ""},
-      {"a point name of 100,000 characters",
-       ReplaceFirst(good, "T0000003", std::string(100000, 'T')), false, ""},
+      {"a line of 100,000 characters", ReplaceLine(good, 3, "images/" + std::string(100000, 'x') + ".jpg"),
+       false, ""},
+      {"a point name of 100,000 characters", ReplaceFirst(good, "T0000003", std::string(100000, 'T')), false,
+       ""},
   };
   for (auto row : table) {
     if (std::string(row.what) == "carriage returns") {
@@ -119,7 +126,11 @@ TEST_F(BadInput, MeasurementsOfTextProjects) {
   const ProjectFile project = ReadProjectFile(block.Paths().szText);
   const int firstPoint = 1 + 1 + 4 * 4;
   ASSERT_FALSE(project.pPoints.empty());
-  struct { const char* line; bool done; const char* message; } const table[] = {
+  struct {
+    const char* line;
+    bool done;
+    const char* message;
+  } const table[] = {
       {"99 1 1", false, "Image ID is invalid:0 0 99!\n"},
       {"-1 1 1", false, "Image ID is invalid:0 0 -1!\n"},
       {"4 1 1", false, "Image ID is invalid:0 0 4!\n"},
@@ -141,7 +152,10 @@ TEST_F(BadInput, MeasurementsOfTextProjects) {
 TEST_F(BadInput, ControlFiles) {
   const std::string good = ReadFile(block.Paths().szGcp);
   const std::string path = block.Paths().szGcp;
-  struct { const char* what; std::string text; } const table[] = {
+  struct {
+    const char* what;
+    std::string text;
+  } const table[] = {
       {"empty", ""},
       {"words", "no number here\n"},
       {"negative count", ReplaceLine(good, 0, "-3")},
@@ -160,7 +174,8 @@ TEST_F(BadInput, ControlFiles) {
   for (const auto& row : table) {
     WriteFile(path, row.text);
     EXPECT_TRUE(Run(false).bDone) << row.what << "\n" << block.Log();
-    EXPECT_NE(ReadFile(block.Output("OrvoAdjustReport.txt")).find("Check point residuals:\n"), std::string::npos)
+    EXPECT_NE(ReadFile(block.Output("OrvoAdjustReport.txt")).find("Check point residuals:\n"),
+              std::string::npos)
         << row.what;
   }
   std::filesystem::remove(path);
@@ -179,7 +194,10 @@ TEST_F(BadInput, TiePointFiles) {
   const std::string minusOne(4, '\xff'), huge("\xff\xff\xff\x7f", 4), zero(4, '\0');
   const auto points = static_cast<size_t>(block.Truth().Counts.nTiePoints);
   const size_t measures = 8 + 68 * points;
-  struct { const char* what; std::string bytes; } const table[] = {
+  struct {
+    const char* what;
+    std::string bytes;
+  } const table[] = {
       {"empty", ""},
       {"half a header", good.substr(0, 5)},
       {"points negative", patch(0, minusOne)},
@@ -214,11 +232,14 @@ TEST_F(BadInput, TiePointFiles) {
 }
 
 TEST_F(BadInput, FilesCutAnywhere) {
-  struct { std::string path; bool binary; } const files[] = {{block.Paths().szText, false},
-                                                             {block.Paths().szGcp, false},
-                                                             {block.Paths().szOvc, true},
-                                                             {block.Paths().szOvt, true},
-                                                             {block.Paths().szXml, false}};
+  struct {
+    std::string path;
+    bool binary;
+  } const files[] = {{block.Paths().szText, false},
+                     {block.Paths().szGcp, false},
+                     {block.Paths().szOvc, true},
+                     {block.Paths().szOvt, true},
+                     {block.Paths().szXml, false}};
   for (const auto& file : files) {
     const std::string good = ReadFile(file.path);
     // Prime steps meet every kind of field without running for each byte.
@@ -232,13 +253,16 @@ TEST_F(BadInput, FilesCutAnywhere) {
 }
 
 TEST_F(BadInput, SettingsThatMakeNoSense) {
-  struct { const char* element; const char* value; } const table[] = {
-      {"Image_Coor_Scale", "0"},         {"Image_Coor_Scale", "-1"},        {"Image_Coor_Scale", "nan"},
-      {"Image_Coor_Scale", "1e300"},     {"Object_Coor_Scale", "0"},        {"Object_Coor_Scale", "inf"},
-      {"Damping_Coefficient", "nan"},    {"Damping_Coefficient", "-1"},     {"Damping_Coefficient", "1e308"},
-      {"Gross_Point_Threshold", "0"},    {"Gross_Point_Threshold", "-1"},   {"Gross_Point_Threshold", "nan"},
-      {"LM_Converge_Threshold", "nan"},  {"GCP_Accuracy", "0"},             {"GCP_Accuracy", "nan"},
-      {"Max_LM_Iteration_Num", "-5"},    {"Free_LM_Iteration_Num", "-5"},   {"Point_Resample_Number", "-5"},
+  struct {
+    const char* element;
+    const char* value;
+  } const table[] = {
+      {"Image_Coor_Scale", "0"},        {"Image_Coor_Scale", "-1"},      {"Image_Coor_Scale", "nan"},
+      {"Image_Coor_Scale", "1e300"},    {"Object_Coor_Scale", "0"},      {"Object_Coor_Scale", "inf"},
+      {"Damping_Coefficient", "nan"},   {"Damping_Coefficient", "-1"},   {"Damping_Coefficient", "1e308"},
+      {"Gross_Point_Threshold", "0"},   {"Gross_Point_Threshold", "-1"}, {"Gross_Point_Threshold", "nan"},
+      {"LM_Converge_Threshold", "nan"}, {"GCP_Accuracy", "0"},           {"GCP_Accuracy", "nan"},
+      {"Max_LM_Iteration_Num", "-5"},   {"Free_LM_Iteration_Num", "-5"}, {"Point_Resample_Number", "-5"},
   };
   for (const auto& row : table) {
     const std::string good = ReadFile(block.Paths().szXml);

@@ -19,7 +19,9 @@ SyntheticOptions Options() {
   return options;
 }
 
-bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+bool Contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
 
 TEST(Modes, AdjustmentLogsItsPhasesInOrder) {
   Block block(Options());
@@ -58,9 +60,9 @@ TEST(Modes, AdjustmentWritesItsFiles) {
   BlockRun run;
   run.bBinary = true;
   ASSERT_TRUE(block.Run(run).bDone);
-  for (const char* name : {"log.txt", "OrvoResult.ovc", "OrvoResult.ovt", "OrvoResult_gcp.rst",
-                           "OrvoAdjustReport.txt", "ObjectPointError.xyz", "Residuals_0_0.res",
-                           "Corrections_0.txt", "LM_R_Vector_0.txt"}) {
+  for (const char* name :
+       {"log.txt", "OrvoResult.ovc", "OrvoResult.ovt", "OrvoResult_gcp.rst", "OrvoAdjustReport.txt",
+        "ObjectPointError.xyz", "Residuals_0_0.res", "Corrections_0.txt", "LM_R_Vector_0.txt"}) {
     EXPECT_GT(ReadFile(block.Output(name)).size(), 0u) << name;
   }
   EXPECT_FALSE(Exists(block.Output("OrvoResult.rst")));
@@ -93,7 +95,8 @@ TEST(Modes, DirectIntersectionOfTheResultReproducesTheReport) {
   ASSERT_TRUE(again.bRead);
   ASSERT_EQ(again.Control.pPoints.size(), 3u);
   ASSERT_EQ(again.Check.pPoints.size(), 3u);
-  for (const auto& [first, second] : {std::pair{&adjusted.Control, &again.Control}, {&adjusted.Check, &again.Check}}) {
+  for (const auto& [first, second] :
+       {std::pair{&adjusted.Control, &again.Control}, {&adjusted.Check, &again.Check}}) {
     for (size_t i = 0; i < first->pPoints.size(); ++i) {
       EXPECT_EQ(first->pPoints[i].szName, second->pPoints[i].szName);
       for (size_t axis = 0; axis < 3; ++axis) {
@@ -108,7 +111,8 @@ TEST(Modes, DirectIntersectionOfTheResultReproducesTheReport) {
   EXPECT_FALSE(Exists(block / "again/OrvoResult.rst"));
   EXPECT_FALSE(Exists(block / "again/Residuals_0_0.res"));
   // The intersections are the adjusted ones up to the printed digits of the orientations.
-  const auto before = ReadOvtFile(block.Output("OrvoResult.ovt")), after = ReadOvtFile(block / "again/OrvoResult.ovt");
+  const auto before = ReadOvtFile(block.Output("OrvoResult.ovt")),
+             after = ReadOvtFile(block / "again/OrvoResult.ovt");
   ASSERT_EQ(before.size(), after.size());
   ASSERT_EQ(static_cast<int64_t>(after.size()), block.Truth().Counts.nTiePoints);
   for (size_t i = 0; i < before.size(); ++i) {

@@ -73,7 +73,8 @@ TEST(Seneca, FullBlockRuns) {
   const Report report = ReadReport(folder / "out/OrvoAdjustReport.txt");
   EXPECT_GT(std::hypot(report.Rmse[0], report.Rmse[1]), 0.3);
   EXPECT_LT(std::hypot(report.Rmse[0], report.Rmse[1]), 1.04);
-  EXPECT_EQ(ReadFile(folder / "out/OrvoResult.ovt").size(), ReadFile(*SharedData("seneca/seneca_full.ovt")).size());
+  EXPECT_EQ(ReadFile(folder / "out/OrvoResult.ovt").size(),
+            ReadFile(*SharedData("seneca/seneca_full.ovt")).size());
 }
 
 }  // namespace

@@ -47,7 +47,8 @@ LastIteration ReadLastResiduals(const Block& block) {
   }
   const std::string mark = "Number of detected gross points:";
   const size_t at = text.find(mark);
-  if (at != std::string::npos) std::sscanf(text.c_str() + at + mark.size(), "%d/%d", &last.nGross, &last.nAll);
+  if (at != std::string::npos)
+    std::sscanf(text.c_str() + at + mark.size(), "%d/%d", &last.nGross, &last.nAll);
   return last;
 }
 
@@ -121,16 +122,16 @@ TEST_P(NoiseFreeBlock, ReturnsToTruth) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, NoiseFreeBlock,
-    ::testing::Values(LayoutCase{"EopText", true, false, 1, false}, LayoutCase{"EopBinary", true, false, 1, true},
-                      LayoutCase{"IopText", false, true, 1, false},
-                      LayoutCase{"IopSeveralCameras", false, true, 3, true},
-                      LayoutCase{"MergedText", true, true, 0, false},
-                      LayoutCase{"MergedBinary", true, true, 0, true},
-                      LayoutCase{"EopIopText", true, true, 1, false},
-                      LayoutCase{"EopIopSeveralCameras", true, true, 3, true}),
-    [](const auto& parameter) { return parameter.param.szName; });
+INSTANTIATE_TEST_SUITE_P(Layouts, NoiseFreeBlock,
+                         ::testing::Values(LayoutCase{"EopText", true, false, 1, false},
+                                           LayoutCase{"EopBinary", true, false, 1, true},
+                                           LayoutCase{"IopText", false, true, 1, false},
+                                           LayoutCase{"IopSeveralCameras", false, true, 3, true},
+                                           LayoutCase{"MergedText", true, true, 0, false},
+                                           LayoutCase{"MergedBinary", true, true, 0, true},
+                                           LayoutCase{"EopIopText", true, true, 1, false},
+                                           LayoutCase{"EopIopSeveralCameras", true, true, 3, true}),
+                         [](const auto& parameter) { return parameter.param.szName; });
 
 TEST(NoisyBlock, FinalRmseIsTheNoiseThatWentIn) {
   SyntheticOptions options = SmallBlock();
@@ -147,7 +148,8 @@ TEST(NoisyBlock, FinalRmseIsTheNoiseThatWentIn) {
   // weighs the rays of a point unevenly and so leaves a little more.
   const SyntheticCounts& counts = block.Truth().Counts;
   const double n = 2.0 * static_cast<double>(counts.nTieMeasurements + counts.nGroundMeasurements);
-  const double u = 6.0 * static_cast<double>(counts.nImages) + 5.0 + 3.0 * static_cast<double>(counts.nTiePoints);
+  const double u =
+      6.0 * static_cast<double>(counts.nImages) + 5.0 + 3.0 * static_cast<double>(counts.nTiePoints);
   const double fitted = options.fNoise * std::sqrt(1 - u / n);
   const double rmse = std::hypot(report.Rmse[0], report.Rmse[1]) / std::sqrt(2.0);
   EXPECT_GT(rmse, fitted * (1 - 4 / std::sqrt(2 * n)));
@@ -164,12 +166,14 @@ std::array<double, 3> PredictedError(const SyntheticTruth& truth, const FilePoin
     const SyntheticImage& image = truth.pImages[static_cast<size_t>(measured.nImage)];
     const double* R = image.R;
     const double f = truth.pCameras[0].fFocal;
-    const double d[3] = {point.Position[0] - image.X, point.Position[1] - image.Y, point.Position[2] - image.Z};
+    const double d[3] = {point.Position[0] - image.X, point.Position[1] - image.Y,
+                         point.Position[2] - image.Z};
     double b[3];
     for (int k = 0; k < 3; ++k) b[k] = R[k] * d[0] + R[3 + k] * d[1] + R[6 + k] * d[2];
     for (int axis = 0; axis < 2; ++axis) {
       double row[3];
-      for (int k = 0; k < 3; ++k) row[k] = f * (R[3 * k + axis] / b[2] - b[axis] * R[3 * k + 2] / (b[2] * b[2]));
+      for (int k = 0; k < 3; ++k)
+        row[k] = f * (R[3 * k + axis] / b[2] - b[axis] * R[3 * k + 2] / (b[2] * b[2]));
       for (int i = 0; i < 3; ++i) {
         for (int j = 0; j < 3; ++j) N[i][j] += row[i] * row[j];
       }
@@ -226,7 +230,8 @@ TEST(NoisyBlock, OutliersAreFoundAndLeftOut) {
   ASSERT_TRUE(block.Run().bDone);
   const LastIteration last = ReadLastResiduals(block);
   ASSERT_GT(block.Truth().Counts.nOutliers, 10);
-  // Points are intersected from all of their rays, so that an outlier makes the other rays of its point gross too.
+  // Points are intersected from all of their rays, so that an outlier makes the other rays of its point gross
+  // too.
   const auto outliers = static_cast<double>(block.Truth().Counts.nOutliers);
   EXPECT_GT(last.nGross, 0.9 * outliers);
   EXPECT_LT(last.nGross, block.Truth().Counts.nMaxRays * outliers);
