@@ -108,7 +108,7 @@ fi
 
 printf '\n'
 if [[ $skipped -ne 0 ]]; then
-  printf '%d skipped for want of data that is no part of the project\n' "$skipped"
+  printf '%d skipped: they need data or conditions that are not at hand\n' "$skipped"
 fi
 printf '%d passed, %d failed\n' "$passed" "$failed"
 [[ $failed -eq 0 ]]
