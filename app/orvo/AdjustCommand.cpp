@@ -126,7 +126,9 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
   app.add_option("PROJECT", paths.szProject, "text project, or an .ovc file with its .ovt beside it")
       ->required();
   app.add_option("--gcp", paths.szGcp, "control and check points")->type_name("FILE");
-  app.add_option("--pos", paths.szPos, "GPS/IMU records")->type_name("FILE");
+  app.add_option("--pos", paths.szPos,
+                 "GPS/IMU records, used as Apply_GPS_Data and Apply_IMU_Data in the settings say")
+      ->type_name("FILE");
   app.add_option(
          "--settings", paths.szSettings,
          "settings, .xml or .ini [AdjPara.xml or AdjPara.ini beside the project, else beside the program]")
