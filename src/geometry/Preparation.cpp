@@ -50,7 +50,7 @@ int CBundleAdjustment::PrepareAdjustment() {
   }
   // A project that lost all of its images has nothing to adjust, and must not replace the results of one that
   // had.
-  if (nUnknownNum == 0) {
+  if (nUnknownImageNum < 1 || nUnknownNum == 0) {
     LogPrintf("Error!No unknown parameter is defined!\n");
     return 0;
   }
