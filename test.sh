@@ -8,8 +8,9 @@ set -euo pipefail
 export LC_ALL=C
 cd "$(dirname "$0")"
 
-# The tests with several threads and the whole runs, for the thread sanitizer.
-thread_tests='Thread|Whole|whole'
+# The tests with several threads and the whole runs, for the thread sanitizer, and the programs that hold them.
+thread_tests='Thread|Pool|Parallel|Processors|^whole'
+thread_programs=(orvo_test_{block,geometry,normal,results,solver,whole})
 fuzz_seconds=20
 quick=false
 while [[ $# -gt 0 ]]; do
@@ -58,12 +59,12 @@ stage() {
   fi
 }
 
-# Errors are passed on by hand, for bash ignores -e inside a command that is tested.
+# build PRESET [TARGET...]. Errors are passed on by hand, for bash ignores -e inside a command that is tested.
 build() {
   local preset=$1
   shift
-  cmake --preset "$preset" "$@" >"$work/configure" 2>&1 || { cat "$work/configure"; return 1; }
-  cmake --build --preset "$preset" -j "$jobs"
+  cmake --preset "$preset" "${configure[@]}" >"$work/configure" 2>&1 || { cat "$work/configure"; return 1; }
+  cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}
 }
 
 # Runs ctest and adds its closing figures to the sum.
@@ -83,16 +84,16 @@ count_tests() {
 }
 
 release_tests() {
-  build release "${configure[@]}" && count_tests ctest --preset release -j "$jobs"
+  build release && count_tests ctest --preset release -j "$jobs"
 }
 
 asan_tests() {
-  build asan "${configure[@]}" && count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs"
+  build asan && count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs"
 }
 
 # The threads of the linear algebra library are not instrumented, so it gets one.
 tsan_tests() {
-  build tsan "${configure[@]}" &&
+  build tsan "${thread_programs[@]}" &&
     count_tests "${fixed_addresses[@]}" env OPENBLAS_NUM_THREADS=1 ctest --preset tsan -R "$thread_tests"
 }
 
