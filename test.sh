@@ -94,7 +94,7 @@ asan_tests() {
 # The threads of the linear algebra library are not instrumented, so it gets one.
 tsan_tests() {
   build tsan "${thread_programs[@]}" &&
-    count_tests "${fixed_addresses[@]}" env OPENBLAS_NUM_THREADS=1 ctest --preset tsan -R "$thread_tests"
+    count_tests "${fixed_addresses[@]}" env OPENBLAS_NUM_THREADS=1 ctest --preset tsan -j "$jobs" -R "$thread_tests"
 }
 
 stage "Dependencies" scripts/install-dependencies.sh --tests
