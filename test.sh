@@ -10,6 +10,8 @@ cd "$(dirname "$0")"
 
 # The tests with several threads and the whole runs, for the thread sanitizer, and the programs that hold them.
 thread_tests='Thread|Pool|Parallel|Processors|^whole'
+# Hundreds of iterations of what the others do in ten.
+long_tests='ReturnsToTruth/Merged'
 thread_programs=(orvo_test_{block,geometry,normal,results,solver,whole})
 fuzz_seconds=20
 quick=false
@@ -94,7 +96,8 @@ asan_tests() {
 # The threads of the linear algebra library are not instrumented, so it gets one.
 tsan_tests() {
   build tsan "${thread_programs[@]}" &&
-    count_tests "${fixed_addresses[@]}" env OPENBLAS_NUM_THREADS=1 ctest --preset tsan -j "$jobs" -R "$thread_tests"
+    count_tests "${fixed_addresses[@]}" env OPENBLAS_NUM_THREADS=1 \
+      ctest --preset tsan -j "$jobs" -R "$thread_tests" -E "$long_tests"
 }
 
 stage "Dependencies" scripts/install-dependencies.sh --tests
