@@ -55,7 +55,7 @@ TEST(Pos, ConstantOffsetsOfStripsAreTakenOut) {
   options.fPosDrift = 0;
   Block block(options);
   const auto [without, with] = CheckErrors(block, false, false, false);
-  EXPECT_LT(with, 0.8 * without);
+  EXPECT_LT(with, 0.5 * without);
   EXPECT_NE(block.Log().find("New group number:6\n"), std::string::npos);
 }
 
@@ -65,7 +65,7 @@ TEST(Pos, LinearDriftsOfStripsAreTakenOut) {
   options.fPosDrift = 0.02;
   Block block(options);
   const auto [without, with] = CheckErrors(block, true, false, false);
-  EXPECT_LT(with, without);
+  EXPECT_LT(with, 0.5 * without);
 }
 
 TEST(Pos, GpsAndImuTogether) {
@@ -74,7 +74,7 @@ TEST(Pos, GpsAndImuTogether) {
   options.fPosDrift = 0;
   Block block(options);
   const auto [without, with] = CheckErrors(block, false, true, false);
-  EXPECT_LT(with, 1.1 * without);
+  EXPECT_LT(with, 0.5 * without);
 }
 
 TEST(Pos, SparseFormComesToTheDenseOne) {
