@@ -1,0 +1,61 @@
+// What the device path asks of a device. A CUDA device and the processor answer alike, and tests put in
+// made-up ones.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "gpu/DeviceArrays.h"
+#include "gpu/GpuPara.h"
+
+namespace orvo::gpu {
+
+struct DeviceProperties {
+  std::string szName;
+  uint64_t totalGlobalMem = 0, sharedMemPerBlock = 0;  ///< bytes
+  int32_t regsPerBlock = 0;
+  int32_t major = 0, minor = 0;
+  int32_t kernelExecTimeoutEnabled = 0;
+};
+
+/// The steps of the device path. In the fast form, one may be several launches.
+enum class Kernel { SumMatrix, ConstVector, Preconditioner, PreconditionerIop, MatrixVectorAd };
+
+/// Literal: blocks, threads and a serial walk. Fast: by object point and by image.
+enum class KernelForm { Fast, Literal };
+
+struct KernelCall {
+  KernelForm Form = KernelForm::Fast;
+  Kernel Which = Kernel::SumMatrix;
+  DeviceArrays Arrays;
+  GpuPara Para;           ///< what cupPara holds
+  int64_t nImageNum = 0;  ///< rows of cupEop
+};
+
+/// Every operation returns 0, or the error code of the device. A failed launch shows in a later copy.
+class Device {
+ public:
+  virtual ~Device() = default;
+  virtual int GetDeviceCount(int32_t& count) = 0;
+  virtual int GetProperties(int32_t device, DeviceProperties& properties) = 0;
+  virtual int SetDevice(int32_t device) = 0;
+  /// Null with a size of 0 or on failure.
+  virtual int Malloc(void*& address, size_t bytes) = 0;
+  /// Null is no error.
+  virtual int Free(void* address) = 0;
+  virtual int CopyToDevice(void* to, const void* from, size_t bytes) = 0;
+  virtual int CopyToHost(void* to, const void* from, size_t bytes) = 0;
+  virtual int Clear(void* address, size_t bytes) = 0;
+  virtual int Launch(const KernelCall& call) = 0;
+};
+
+/// The processor as a device. `freeBytes` is what it says it has; the fast kernels take `processors` threads,
+/// and their numbers don't depend on how many.
+std::unique_ptr<Device> MakeHostDevice(int64_t freeBytes, int processors);
+
+/// The CUDA devices of the machine; null in a build without CUDA.
+std::unique_ptr<Device> MakeCudaDevice();
+
+}  // namespace orvo::gpu
