@@ -72,6 +72,8 @@ bool CBundleAdjustment::PlanThreads(int32_t section, std::vector<int32_t>& threa
     nThreadNum = cached;
     return true;
   }
+  // The plan goes by the free memory, of which a residual file on its way holds some.
+  FinishResidualFiles();
   // A single thread has no copies that the plan could save.
   if (nThreadNum > 1 && ComputeMultithreadMemory(section) < 0) return false;
   cached = nThreadNum;
