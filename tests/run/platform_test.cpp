@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "run/LargeArray.h"
 #include "run/Platform.h"
 #include "run/TextWriter.h"
 #include "support/TestFiles.h"
@@ -59,6 +60,20 @@ TEST(Platform, Folders) {
   EXPECT_FALSE(platform.MakeFolder(folder / "one/level/only"));
   WriteFile(folder / "file", "x");
   EXPECT_FALSE(platform.FolderIsWritable(folder / "file"));
+}
+
+TEST(LargeArray, HoldsWhatVectorsHold) {
+  for (const size_t size : {size_t{0}, size_t{1}, size_t{3000000}}) {
+    std::vector<int32_t> vector{7, 8};
+    ReserveLarge(vector, size);
+    EXPECT_GE(vector.capacity(), size);
+    EXPECT_EQ(vector, (std::vector<int32_t>{7, 8}));
+    AssignZerosLarge(vector, size);
+    EXPECT_EQ(vector, std::vector<int32_t>(size, 0));
+    vector.assign(size, 5);
+    PreferLargePages(vector.data(), size * sizeof(int32_t));
+    EXPECT_EQ(vector, std::vector<int32_t>(size, 5));
+  }
 }
 
 TEST(TextWriter, WritesAndTellsFailure) {
