@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cinttypes>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -16,13 +17,20 @@ namespace {
 constexpr size_t kPieceLines = 8192;
 constexpr size_t kMaxLine = 2 * kMaxFixedFloat + 16;
 
-char* WriteFlag(char* out, int32_t flag) {
-  *out++ = ' ';
+/// Tab, blank, flag and line end.
+char* EndLine(char* out, int32_t flag) {
+  static constexpr char kCounts[] = "\t 0\n", kGross[] = "\t -1\n";
   if (flag == 0) {
-    *out++ = '0';
-  } else {
-    out = std::to_chars(out, out + 12, flag).ptr;
+    std::memcpy(out, kCounts, sizeof kCounts - 1);
+    return out + sizeof kCounts - 1;
   }
+  if (flag == -1) {
+    std::memcpy(out, kGross, sizeof kGross - 1);
+    return out + sizeof kGross - 1;
+  }
+  std::memcpy(out, kCounts, 2);
+  out = std::to_chars(out + 2, out + 14, flag).ptr;
+  *out++ = '\n';
   return out;
 }
 
@@ -42,29 +50,31 @@ void DivideResiduals(std::span<float> residuals, double scale) {
   for (float& v : residuals) v = static_cast<float>(v / scale);
 }
 
-/// Appends the lines of residuals in file units; the end of the text.
-char* FormatLines(const ResidualSlice& piece, char* out, ResidualSummary& summary) {
+ResidualSummary Summarize(const ResidualSlice& piece) {
   ResidualSummary sum;
   for (size_t i = 0; i < piece.Flags.size(); ++i) {
-    const float x = piece.Residuals[2 * i], y = piece.Residuals[2 * i + 1];
-    const int32_t flag = piece.Flags[i];
-    out = WriteFixed(out, x);
-    *out++ = '\t';
-    out = WriteFixed(out, y);
-    *out++ = '\t';
-    out = WriteFlag(out, flag);
-    *out++ = '\n';
-    if (flag == 0) {
-      sum.fMaxX = x > sum.fMaxX ? x : sum.fMaxX;
-      sum.fMaxY = y > sum.fMaxY ? y : sum.fMaxY;
-      sum.fMinX = x < sum.fMinX ? x : sum.fMinX;
-      sum.fMinY = y < sum.fMinY ? y : sum.fMinY;
-    } else {
+    if (piece.Flags[i] != 0) {
       ++sum.nGrossNum;
+      continue;
     }
+    const float x = piece.Residuals[2 * i], y = piece.Residuals[2 * i + 1];
+    sum.fMaxX = x > sum.fMaxX ? x : sum.fMaxX;
+    sum.fMaxY = y > sum.fMaxY ? y : sum.fMaxY;
+    sum.fMinX = x < sum.fMinX ? x : sum.fMinX;
+    sum.fMinY = y < sum.fMinY ? y : sum.fMinY;
   }
   sum.nPointNum = static_cast<int64_t>(piece.Flags.size());
-  summary = sum;
+  return sum;
+}
+
+/// Writes the lines of residuals in file units; the end of the text.
+char* FormatLines(const ResidualSlice& piece, char* out) {
+  const float* xy = piece.Residuals.data();
+  for (const int32_t flag : piece.Flags) {
+    out = WriteFixed(out, *xy++);
+    *out++ = '\t';
+    out = EndLine(WriteFixed(out, *xy++), flag);
+  }
   return out;
 }
 
@@ -97,7 +107,8 @@ ResidualSummary WriteResidualLines(TextWriter& file, std::span<const ResidualSli
         Worker& worker = work[static_cast<size_t>(k)];
         const ResidualSlice& piece = pieces[static_cast<size_t>(i)];
         DivideResiduals(piece.Residuals, scale);
-        worker.pEnd = FormatLines(piece, worker.pText.get(), worker.Summary);
+        worker.Summary = Summarize(piece);
+        worker.pEnd = FormatLines(piece, worker.pText.get());
       },
       [&](int64_t, int k) {
         const Worker& worker = work[static_cast<size_t>(k)];
