@@ -6,6 +6,7 @@
 #include "block/OvtFile.h"
 #include "block/OvtRange.h"
 #include "run/BundleAdjustment.h"
+#include "run/LargeArray.h"
 
 namespace orvo {
 namespace {
@@ -29,7 +30,7 @@ int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& i
   const PointSectionTable::Range range = Sections.ObjectPoints[static_cast<size_t>(section)];
   const bool withGcp = range.nLast + 1 > file.PointNum();
   const int64_t pointNum = std::clamp<int64_t>(file.PointNum() - range.nFirst, 0, range.Count());
-  pObjectPoints.reserve(static_cast<size_t>(pointNum + (withGcp ? nGcpNum : 0)));
+  ReserveLarge(pObjectPoints, static_cast<size_t>(pointNum + (withGcp ? nGcpNum : 0)));
 
   std::vector<char> records(
       static_cast<size_t>(std::clamp<int64_t>(pointNum, 1, kPointsAtOnce) * kOvtPointBytes));
@@ -42,7 +43,7 @@ int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& i
       pObjectPoints.push_back(MakeObjectPoint(DecodeOvtPoint(records.data() + i * kOvtPointBytes)));
   }
   const int64_t imagePointNum = CutToMeasures(pObjectPoints, file.MeasureNum());
-  pImagePoints.reserve(static_cast<size_t>(imagePointNum + (withGcp ? nGcpImagePointNum : 0)));
+  ReserveLarge(pImagePoints, static_cast<size_t>(imagePointNum + (withGcp ? nGcpImagePointNum : 0)));
   const int result = ReadOvtMeasures(range.nFirst, file);
   count = static_cast<int64_t>(pObjectPoints.size());
   imageCount = static_cast<int64_t>(pImagePoints.size());

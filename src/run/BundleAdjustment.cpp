@@ -4,6 +4,7 @@
 
 #include "normal/BlockIndex.h"
 #include "normal/ThreadBuffers.h"
+#include "results/ResidualWriter.h"
 
 namespace orvo {
 namespace {

@@ -21,6 +21,7 @@ namespace orvo {
 class BlockIndex;
 class OvtReader;
 class ResampleCells;
+class ResidualWriter;
 class TextReader;
 class TextWriter;
 struct ProjectHeader;
@@ -360,6 +361,11 @@ class CBundleAdjustment {
   /// Writes Residuals_<iteration>_<section>.res from the thread buffers, whose residuals it turns into file
   /// image units; 1, or 0 when it can't be opened.
   int WriteResidualsCpu(int32_t iteration, int32_t section);
+  /// From here on WriteResidualsCpu takes the residuals out of the thread buffers, creates the file and
+  /// returns while it is being written.
+  void WriteResidualsBesideTheRun();
+  /// Waits until the last residual file is whole and its memory free, and counts what failed.
+  void FinishResidualFiles();
   /// Writes OrvoAdjustReport.txt and ObjectPointError.xyz; 1, or 0 when one can't be opened. Turns the image
   /// statistics into file image units and renews those of control and check points.
   int WriteReport();
@@ -367,6 +373,7 @@ class CBundleAdjustment {
  private:
   void LogText(const char* format, std::va_list arguments, bool toLog) __attribute__((format(printf, 2, 0)));
   std::FILE* fConsole;
+  std::unique_ptr<ResidualWriter> pResidualWriter;
   std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
 };
 

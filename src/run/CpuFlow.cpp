@@ -45,7 +45,11 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   }
   LogPrintf(">>Computing sub-matrix position...\n");
   if (ComputeSubMatrixPosition() == 0) return 0;
-  if (RunCpuIterations() == 0) return 0;
+  WriteResidualsBesideTheRun();
+  if (RunCpuIterations() == 0) {
+    FinishResidualFiles();
+    return 0;
+  }
 
   if (Coor_Normalization) {
     LogPrintf(">>Unnormalizing data...\n");
@@ -57,6 +61,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   LogPrintf(">>Out put adjustment report...\n");
   WriteReport();
   // The last pass reads the sections once more and may need all of the memory for them.
+  FinishResidualFiles();
   ReleaseThreadBuffers();
   ReleaseNormalEquation();
   ReleasePosData();

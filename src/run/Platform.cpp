@@ -1,6 +1,7 @@
 #include "run/Platform.h"
 
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -104,6 +105,20 @@ Platform NativePlatform() {
           FolderIsWritable,
           [] { return std::min(AvailableBytesOfKernel(), AvailableBytesOfControlGroup()); },
           ProcessorCount};
+}
+
+void PreferLargePages(const void* data, size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  constexpr size_t kWorthwhile = size_t{4} << 20;
+  if (bytes < kWorthwhile) return;
+  const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const uintptr_t begin = (reinterpret_cast<uintptr_t>(data) + page - 1) / page * page;
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(data) + bytes) / page * page;
+  ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+  static_cast<void>(data);
+  static_cast<void>(bytes);
+#endif
 }
 
 std::string JoinPath(const std::string& folder, const std::string& name) {

@@ -1,6 +1,7 @@
 // Everything that is asked of the operating system.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -23,6 +24,10 @@ struct Platform {
 
 /// The machine as it is: memory bounded by the process's control group, processors by its affinity mask.
 Platform NativePlatform();
+
+/// Asks for large pages behind memory that nobody has touched yet: what is filled from end to end is backed
+/// in few steps then. Nothing but time depends on it.
+void PreferLargePages(const void* data, size_t bytes);
 
 /// Separator of new paths.
 inline constexpr char kPathSeparator = '/';

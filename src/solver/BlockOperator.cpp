@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "run/Platform.h"
 #include "solver/BlockInverse.h"
 
 namespace orvo {
@@ -75,6 +76,7 @@ BlockOperator::BlockOperator(std::span<const SubMatrix> blocks, std::span<const 
   MakeBands(rowPosition, rows);
   MakePanels();
   pValues = std::make_unique_for_overwrite<double[]>(static_cast<size_t>(nValueNum));
+  PreferLargePages(pValues.get(), static_cast<size_t>(nValueNum) * sizeof(double));
   pool.Run(static_cast<int32_t>(vBands.size()),
            [&](int32_t band) { CopyBand(blocks, vBands[static_cast<size_t>(band)]); });
 }

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "run/LargeArray.h"
 #include "run/Platform.h"
 #include "run/TextWriter.h"
 #include "support/TestFiles.h"
@@ -61,6 +62,20 @@ TEST(Platform, Folders) {
   EXPECT_FALSE(platform.FolderIsWritable(folder / "file"));
 }
 
+TEST(LargeArray, HoldsWhatVectorsHold) {
+  for (const size_t size : {size_t{0}, size_t{1}, size_t{3000000}}) {
+    std::vector<int32_t> vector{7, 8};
+    ReserveLarge(vector, size);
+    EXPECT_GE(vector.capacity(), size);
+    EXPECT_EQ(vector, (std::vector<int32_t>{7, 8}));
+    AssignZerosLarge(vector, size);
+    EXPECT_EQ(vector, std::vector<int32_t>(size, 0));
+    vector.assign(size, 5);
+    PreferLargePages(vector.data(), size * sizeof(int32_t));
+    EXPECT_EQ(vector, std::vector<int32_t>(size, 5));
+  }
+}
+
 TEST(TextWriter, WritesAndTellsFailure) {
   ScratchFolder folder;
   TextWriter writer;
@@ -75,11 +90,38 @@ TEST(TextWriter, WritesAndTellsFailure) {
   EXPECT_EQ(ReadFile(folder / "file"), "ab7\t 1.50\n\x04\x03\x02\x01");
 }
 
+TEST(TextWriter, PiecesOfAnySizeStandInTheirOrder) {
+  ScratchFolder folder;
+  TextWriter writer;
+  ASSERT_TRUE(writer.Open(folder / "file"));
+  std::string expected;
+  for (int i = 0; i < 60; ++i) {
+    const std::string piece(static_cast<size_t>(i % 7 == 6 ? 300000 : i * 2000), static_cast<char>('A' + i));
+    writer.Write(piece);
+    writer.Printf("<%d>", i);
+    expected += piece + "<" + std::to_string(i) + ">";
+  }
+  const std::string wide(2000, ' ');
+  writer.Printf("%s|", wide.c_str());
+  expected += wide + "|";
+  writer.Overwrite(3, "xyz");
+  writer.Write("end");
+  expected.replace(3, 3, "xyz");
+  EXPECT_TRUE(writer.Close());
+  EXPECT_TRUE(ReadFile(folder / "file") == expected + "end");
+  ASSERT_TRUE(writer.Open(folder / "file"));
+  EXPECT_TRUE(writer.Close());
+  EXPECT_EQ(ReadFile(folder / "file"), "");
+}
+
 TEST(TextWriter, FullDiskIsTold) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this machine";
   TextWriter writer;
   ASSERT_TRUE(writer.Open("/dev/full"));
   writer.Write("text");
+  EXPECT_FALSE(writer.Close());
+  ASSERT_TRUE(writer.Open("/dev/full"));
+  writer.Write(std::string(1000000, 'x'));
   EXPECT_FALSE(writer.Close());
 }
 
