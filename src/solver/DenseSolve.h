@@ -17,9 +17,4 @@ enum class DenseSolution {
 DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder,
                          int32_t threads);
 
-/// In-place Cholesky factor of the upper triangle (row-major, N = U'U); the strict lower triangle is neither
-/// read nor written. False where N is not positive definite. Tiles of one size whatever the thread number,
-/// each worked on by one thread, so that the factor does not depend on it.
-bool FactorCholesky(double* N, int32_t n, int32_t threads);
-
 }  // namespace orvo
