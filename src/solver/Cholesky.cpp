@@ -8,8 +8,8 @@
 namespace orvo {
 namespace {
 
-// Strips that a thread solves at a time, and rows and columns that it updates at a time.
-constexpr int32_t kColumnsPerTask = 96, kUpdateSquare = 192;
+// Columns that a thread looks at, solves and updates at a time.
+constexpr int32_t kColumnsPerLook = 1536, kColumnsPerSolution = 96, kColumnsPerUpdate = 192;
 
 struct Free {
   void operator()(double* data) const { std::free(data); }
@@ -65,56 +65,64 @@ bool Cholesky::Factor(WorkerPool& pool) {
     const int32_t firstStrip = FirstRow(p) / Kernels.nStrip;
     const CholeskyPanel panel{
         N, nOrder, FirstRow(p), EndRow(p) - FirstRow(p), strips.get(), inverse, Used(p) + firstStrip};
-    solved = SolvePanel(panel, pool);
+    solved = SolveDiagonal(panel);
     if (!solved) break;
-    FindUsed(p);
+    FindUsed(panel, pool);
+    SolveBehind(panel, pool);
     Update(panel, pool);
   }
   if (!solved) UseAll();
   return solved;
 }
 
-bool Cholesky::SolvePanel(const CholeskyPanel& panel, WorkerPool& pool) const {
-  const int32_t stripNum = nStripNum - static_cast<int32_t>(panel.nFirst) / Kernels.nStrip;
-  const int32_t onDiagonal = CeilDivide(panel.nDepth, Kernels.nStrip);
-  for (int32_t strip = 0; strip < onDiagonal; ++strip) {
+bool Cholesky::SolveDiagonal(const CholeskyPanel& panel) const {
+  for (int32_t strip = 0; strip * Kernels.nStrip < panel.nDepth; ++strip) {
     if (!Kernels.SolveStrip(panel, strip)) return false;
   }
-  const int32_t perTask = std::max(1, kColumnsPerTask / Kernels.nStrip);
-  pool.Run(CeilDivide(stripNum - onDiagonal, perTask), [&](int32_t task) {
-    const int32_t first = onDiagonal + task * perTask;
-    for (int32_t strip = first; strip < std::min(first + perTask, stripNum); ++strip) {
-      Kernels.SolveStrip(panel, strip);
-    }
-  });
   return true;
 }
 
-/// Lists the strips that the panel uses, and marks where its products will fall.
-void Cholesky::FindUsed(int32_t panel) {
-  const int32_t first = FirstRow(panel) / Kernels.nStrip,
-                onDiagonal = CeilDivide(EndRow(panel), Kernels.nStrip);
-  const uint8_t* used = Used(panel);
+void Cholesky::FindUsed(const CholeskyPanel& panel, WorkerPool& pool) {
+  const auto first = static_cast<int32_t>(panel.nFirst) / Kernels.nStrip;
+  const int32_t stripNum = nStripNum - first, behind = CeilDivide(panel.nDepth, Kernels.nStrip);
+  const int32_t perTask = CeilDivide(kColumnsPerLook, Kernels.nStrip);
+  pool.Run(CeilDivide(stripNum - behind, perTask), [&](int32_t task) {
+    const int32_t begin = behind + task * perTask;
+    Kernels.MarkUsed(panel, begin, std::min(begin + perTask, stripNum));
+  });
   vBehind.clear();
-  vRuns.push_back({FirstRow(panel), EndRow(panel)});
-  for (int32_t strip = onDiagonal; strip < nStripNum; ++strip) {
-    if (used[strip] == 0) continue;
-    vBehind.push_back(strip - first);
-    const int64_t column = int64_t{strip} * Kernels.nStrip;
+  vRuns.push_back({panel.nFirst, panel.nFirst + panel.nDepth});
+  for (int32_t strip = behind; strip < stripNum; ++strip) {
+    if (panel.pUsed[strip] == 0) continue;
+    vBehind.push_back(strip);
+    const int64_t column = panel.nFirst + int64_t{strip} * Kernels.nStrip;
     if (vRuns.back().nEnd != column) vRuns.push_back({column, column});
     vRuns.back().nEnd = std::min<int64_t>(nOrder, column + Kernels.nStrip);
   }
   vFirstRun.push_back(vRuns.size());
-  for (size_t i = 0, j = 0; i < vBehind.size(); i = j) {
-    const int32_t target = (vBehind[i] + first) * Kernels.nStrip / kCholeskyPanel;
-    uint8_t* touched = Used(target);
-    for (size_t k = i; k < vBehind.size(); ++k) touched[first + vBehind[k]] = 1;
-    for (j = i; j < vBehind.size() && (vBehind[j] + first) * Kernels.nStrip / kCholeskyPanel == target;) ++j;
+  // What the panel's products fall on is used, too, even where they happen to give zeros.
+  int32_t last = -1;
+  for (size_t i = 0; i < vBehind.size(); ++i) {
+    const int32_t target = (first + vBehind[i]) * Kernels.nStrip / kCholeskyPanel;
+    if (target == last) continue;
+    last = target;
+    uint8_t* const touched = Used(target) + first;
+    for (size_t k = i; k < vBehind.size(); ++k) touched[vBehind[k]] = 1;
   }
 }
 
+void Cholesky::SolveBehind(const CholeskyPanel& panel, WorkerPool& pool) const {
+  const int32_t perTask = std::max(1, kColumnsPerSolution / Kernels.nStrip);
+  const auto count = static_cast<int32_t>(vBehind.size());
+  pool.Run(CeilDivide(count, perTask), [&](int32_t task) {
+    for (int32_t k = task * perTask; k < std::min((task + 1) * perTask, count); ++k) {
+      Kernels.SolveStrip(panel, vBehind[static_cast<size_t>(k)]);
+    }
+  });
+}
+
 void Cholesky::Update(const CholeskyPanel& panel, WorkerPool& pool) const {
-  const int32_t perTask = kUpdateSquare / Kernels.nStrip;
+  const int32_t perTask = kColumnsPerUpdate / Kernels.nStrip;
   const auto count = static_cast<int32_t>(vBehind.size());
   const int32_t squares = CeilDivide(count, perTask);
   pool.Run(squares * (squares + 1) / 2, [&](int32_t task) {
@@ -149,6 +157,19 @@ void Cholesky::Solve(double* x) const {
         if (first < run.nEnd) sum += Kernels.Dot(row + first, x + first, run.nEnd - first);
       }
       x[k] = (x[k] - sum) / row[k];
+    }
+  }
+}
+
+void Cholesky::Clear() {
+  for (int32_t p = 0; p < nPanelNum; ++p) {
+    const int64_t first = FirstRow(p), end = EndRow(p);
+    for (const ColumnRun& run : Runs(p)) {
+      for (int64_t k = first; k < end; ++k)
+        std::fill(N + k * nOrder + run.nFirst, N + k * nOrder + run.nEnd, 0.0);
+      for (int64_t i = std::max(run.nFirst, end); i < run.nEnd; ++i) {
+        std::fill(N + i * nOrder + first, N + i * nOrder + end, 0.0);
+      }
     }
   }
 }

@@ -35,6 +35,8 @@ class Cholesky {
   /// remainder = b - N x, with the strict lower triangle for N and the diagonal as given; also where Factor
   /// failed.
   void Remainder(const double* diagonal, const double* b, const double* x, double* remainder) const;
+  /// Makes the matrix zero, in both triangles, without touching what is zero already.
+  void Clear();
 
  private:
   int32_t FirstRow(int32_t panel) const { return panel * kCholeskyPanel; }
@@ -43,8 +45,10 @@ class Cholesky {
   std::span<const ColumnRun> Runs(int32_t panel) const;
   /// For as long as nothing better is known.
   void UseAll();
-  bool SolvePanel(const CholeskyPanel& panel, WorkerPool& pool) const;
-  void FindUsed(int32_t panel);
+  bool SolveDiagonal(const CholeskyPanel& panel) const;
+  /// Lists the strips that the panel uses.
+  void FindUsed(const CholeskyPanel& panel, WorkerPool& pool);
+  void SolveBehind(const CholeskyPanel& panel, WorkerPool& pool) const;
   void Update(const CholeskyPanel& panel, WorkerPool& pool) const;
 
   double* N;

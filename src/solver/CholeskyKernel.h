@@ -27,9 +27,11 @@ struct CholeskyPanel {
 struct CholeskyKernels {
   const char* szName;
   int32_t nStrip;  ///< columns of a strip, a divisor of kCholeskyPanel
+  /// Looks at the strips firstStrip to endStrip, as far as they are not yet marked as used, and marks those
+  /// that are not zero.
+  void (*MarkUsed)(const CholeskyPanel& panel, int32_t firstStrip, int32_t endStrip);
   /// Turns a strip of the panel into U. The strips on the diagonal come first and in order; they give false
-  /// where N is not positive definite. Those behind them may follow in any order. A strip that is not marked
-  /// as used is looked at: it is marked unless it is zero.
+  /// where N is not positive definite. The used ones behind them may follow in any order.
   bool (*SolveStrip)(const CholeskyPanel& panel, int32_t strip);
   /// N(i, j) -= sum over the panel of U(k, i) U(k, j) for the columns j of `strip` and the rows i of
   /// `rowStrips`, all of them used and behind the panel, as far as they are not below the diagonal.

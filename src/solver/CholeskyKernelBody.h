@@ -79,23 +79,30 @@ struct Border {
   }
 };
 
-bool IsZero(const CholeskyPanel& panel, int64_t column, int32_t cols) {
+bool IsZero(const double* values, int32_t count) {
+  bool zero = true;
+  for (int32_t k = 0; k < count; ++k) zero &= values[k] == 0;
+  return zero;
+}
+
+void MarkUsed(const CholeskyPanel& panel, int32_t firstStrip, int32_t endStrip) {
+  // Along the rows: across them every element would be on another page of memory.
   for (int32_t r = 0; r < panel.nDepth; ++r) {
-    const double* row = panel.N + (panel.nFirst + r) * panel.nOrder + column;
-    bool zero = true;
-    for (int32_t c = 0; c < cols; ++c) zero &= row[c] == 0;
-    if (!zero) return false;
+    const double* const row = panel.N + (panel.nFirst + r) * panel.nOrder;
+    for (int32_t strip = firstStrip; strip < endStrip; ++strip) {
+      if (panel.pUsed[strip] != 0) continue;
+      const int64_t column = panel.nFirst + int64_t{strip} * kStrip;
+      const int64_t cols = panel.nOrder - column;
+      panel.pUsed[strip] =
+          cols >= kStrip ? !IsZero(row + column, kStrip) : !IsZero(row + column, Least(kStrip, cols));
+    }
   }
-  return true;
 }
 
 bool SolveStrip(const CholeskyPanel& panel, int32_t strip) {
   const int64_t column = panel.nFirst + int64_t{strip} * kStrip;
   const int32_t cols = Least(kStrip, panel.nOrder - column), before = strip * kStrip;
   const bool onDiagonal = before < panel.nDepth;
-  uint8_t& used = panel.pUsed[strip];
-  if (used == 0) used = onDiagonal || !IsZero(panel, column, cols);
-  if (used == 0) return true;
   double* const solved = panel.pStrips + int64_t{strip} * kCholeskyPanel * kStrip;
   const int32_t depth = Least(panel.nDepth, onDiagonal ? before + kStrip : panel.nDepth);
   for (int32_t top = 0; top < depth; top += kRows) {
@@ -215,7 +222,7 @@ double DotAndSubtract(const double* a, const double* b, double factor, double* y
 }
 
 CholeskyKernels KernelsOfThisFile(const char* name) {
-  return {name, kStrip, SolveStrip, UpdateStrip, Dot, Subtract, DotAndSubtract};
+  return {name, kStrip, MarkUsed, SolveStrip, UpdateStrip, Dot, Subtract, DotAndSubtract};
 }
 
 }  // namespace

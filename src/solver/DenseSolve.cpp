@@ -50,15 +50,11 @@ bool SolveByInverse(const double* N, const std::vector<double>& diagonal, const 
   return true;
 }
 
-}  // namespace
-
-DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder,
-                         int32_t threads) {
-  if (n < 1) return DenseSolution::Singular;
+DenseSolution SolveUncleared(Cholesky& cholesky, const double* N, int32_t n, const double* b, double* x,
+                             double* remainder, int32_t threads) {
   std::vector<double> diagonal(static_cast<size_t>(n));
   for (int32_t i = 0; i < n; ++i) diagonal[static_cast<size_t>(i)] = N[static_cast<ptrdiff_t>(i) * n + i];
   // The factor goes to the upper triangle, so that the lower one still holds N afterwards.
-  Cholesky cholesky(N, n);
   if (AllFinite(diagonal.data(), n)) {
     WorkerPool pool(DenseThreadNum(n, threads));
     if (cholesky.Factor(pool)) {
@@ -73,6 +69,17 @@ DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, doubl
   if (!SolveByInverse(N, diagonal, b, x) || !AllFinite(x, n)) return DenseSolution::Singular;
   cholesky.Remainder(diagonal.data(), b, x, remainder);
   return DenseSolution::FullPivot;
+}
+
+}  // namespace
+
+DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder,
+                         int32_t threads) {
+  if (n < 1) return DenseSolution::Singular;
+  Cholesky cholesky(N, n);
+  const DenseSolution solution = SolveUncleared(cholesky, N, n, b, x, remainder, threads);
+  cholesky.Clear();
+  return solution;
 }
 
 }  // namespace orvo

@@ -13,7 +13,8 @@ enum class DenseSolution {
 };
 
 /// Solves N x = b for a symmetric N (order n, row-major, both triangles) and forms the remainder b - N x.
-/// `N` is overwritten. Up to `threads` threads; the numbers do not depend on how many.
+/// `N` is zero afterwards, ready for the next equations. Up to `threads` threads; the numbers do not depend
+/// on how many.
 DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder,
                          int32_t threads);
 

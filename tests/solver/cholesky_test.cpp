@@ -182,6 +182,19 @@ TEST_P(EachCholesky, SmallAndLargeElements) {
   }
 }
 
+TEST_P(EachCholesky, ClearsAllItHasUsed) {
+  const size_t n = 600;
+  for (const double lastPivot : {1.0, -1.0}) {
+    Values N = Patterned(n, [](size_t i, size_t j) { return i - j < 30 || i > 590 || (i == 400 && j == 7); });
+    N[n * n - 1] *= lastPivot;
+    WorkerPool pool(1);
+    Cholesky cholesky(N.data(), static_cast<int32_t>(n), GetParam());
+    ASSERT_EQ(cholesky.Factor(pool), lastPivot > 0);
+    cholesky.Clear();
+    EXPECT_EQ(N, Values(n * n)) << lastPivot;
+  }
+}
+
 TEST_P(EachCholesky, RemainderAfterARefusal) {
   const size_t n = 450;
   Values N = Patterned(n, [](size_t i, size_t j) { return i - j < 30 || i > 440; });

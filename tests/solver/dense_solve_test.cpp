@@ -47,6 +47,7 @@ Solved Solve(Values N, const Values& b, int32_t threads = 1) {
   Solved solved{DenseSolution::Singular, Values(b.size()), Values(b.size())};
   solved.Kind = SolveDense(N.data(), static_cast<int32_t>(b.size()), b.data(), solved.x.data(),
                            solved.Remainder.data(), threads);
+  EXPECT_EQ(N, Values(N.size())) << "the matrix is left cleared";
   return solved;
 }
 
