@@ -5,7 +5,7 @@
 # Nothing is run when everything is there, so this works without a network then.
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build libpugixml-dev libeigen3-dev libopenblas-dev libfmt-dev libcli11-dev)
+packages=(build-essential cmake ninja-build libpugixml-dev libeigen3-dev libfmt-dev libcli11-dev)
 case "${1:-}" in
   "") ;;
   --tests) packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-dev) ;;

@@ -92,8 +92,7 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
     PreferLargePages(SubMatrixStore.get(), storeSize * sizeof(double));
   }
   if (!Apply_PCG_Model && !pDenseNormal) {
-    pDenseNormal =
-        std::make_unique<double[]>(static_cast<size_t>(nUnknownNum) * static_cast<size_t>(nUnknownNum));
+    pDenseNormal = ZeroedArray(static_cast<size_t>(nUnknownNum) * static_cast<size_t>(nUnknownNum));
   }
   pConstVector.resize(static_cast<size_t>(nUnknownNum));
 

@@ -73,7 +73,7 @@ int CBundleAdjustment::ReleaseSubMatrixIndex() {
 int CBundleAdjustment::ReleaseNormalEquation() {
   Free(pSubMatrices);
   SubMatrixStore = ZeroedArray();
-  pDenseNormal.reset();
+  pDenseNormal = ZeroedArray();
   Free(pConstVector);
   return 1;
 }

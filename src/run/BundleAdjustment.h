@@ -131,7 +131,7 @@ class CBundleAdjustment {
   std::vector<SubMatrix> pSubMatrices;      ///< sparse form: upper block triangle
   ZeroedArray SubMatrixStore;               ///< sparse form: data of all blocks that points fill
   std::unique_ptr<BlockIndex> pBlockIndex;  ///< places of blocks in a store; made from pSubMatrixRows
-  std::unique_ptr<double[]> pDenseNormal;   ///< dense form: nUnknownNum squared, row-major
+  ZeroedArray pDenseNormal;                 ///< dense form: nUnknownNum squared, row-major
   std::vector<double> pConstVector;
   std::vector<double> pPosParams;                 ///< nGroupNum times nPosSize drift parameters
   std::unique_ptr<ThreadBuffers> pThreadBuffers;  ///< work of the assembly threads
