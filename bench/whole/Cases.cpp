@@ -99,6 +99,7 @@ BenchCase GeneratedCase(int32_t images, const Variant& variant) {
   bench.Options = OptionsOf(FlightOf(images, variant.nRays));
   variant.fChange(bench.Options);
   bench.bText = variant.bText;
+  bench.bHasOutliers = bench.Options.fOutlierFraction > 0;
   bench.nProcessors = variant.nProcessors;
   // Damping and schedule that end at the least squares solution in 6 to 8 iterations.
   bench.pSettings = {{"Apply_PCG_Model", "true"},
@@ -125,6 +126,7 @@ void AddRealCase(std::vector<BenchCase>& cases, const std::string& folder, const
   bench.szGcp = "seneca_gcp.txt";
   bench.szSettings = "AdjPara.xml";
   bench.bText = bench.szProject.ends_with(".prj");
+  bench.bHasOutliers = true;
   bench.pSettings = std::move(settings);
   if (std::filesystem::exists(folder + "/" + project)) cases.push_back(std::move(bench));
 }

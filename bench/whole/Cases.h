@@ -16,6 +16,7 @@ struct BenchCase {
   SyntheticOptions Options;                            ///< of the generated block
   std::string szFolder, szProject, szGcp, szSettings;  ///< of the real one
   bool bText = false;                                  ///< the text project instead of .ovc and .ovt
+  bool bHasOutliers = false;                           ///< some measurements are wrong
   int nProcessors = 0;                                 ///< to count on, 0: those that the machine has
   std::vector<std::pair<std::string, std::string>> pSettings;  ///< elements of AdjPara.xml replaced
 };

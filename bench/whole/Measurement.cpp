@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 namespace orvo::bench {
@@ -38,10 +40,16 @@ void AddPhases(std::vector<PhaseTime>& phases, const std::vector<PhaseTime>& run
 
 }  // namespace
 
-double Measurement::FinalRms() const {
-  if (Iterations.empty()) return std::nan("");
-  const IterationTime& last = Iterations.back();
-  return std::sqrt((last.fRmsX * last.fRmsX + last.fRmsY * last.fRmsY) / 2);
+double ReadReportRms(const std::string& outputFolder) {
+  std::ifstream file(outputFolder + "/OrvoAdjustReport.txt");
+  bool ofImages = false;
+  for (std::string line; std::getline(file, line);) {
+    double x = 0, y = 0;
+    if (line.starts_with("Image point reprojection error")) ofImages = true;
+    if (ofImages && std::sscanf(line.c_str(), "RMSE:%lf%lf", &x, &y) == 2)
+      return std::sqrt((x * x + y * y) / 2);
+  }
+  return std::nan("");
 }
 
 void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::string& outputFolder) {
@@ -70,6 +78,7 @@ void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::
   KeepLeast(measurement.fListingWall, mean(&IterationTime::fListingWall), first);
   KeepLeast(measurement.fListingCpu, mean(&IterationTime::fListingCpu), first);
   measurement.Iterations = std::move(timeline.Iterations);
+  measurement.fFinalRms = ReadReportRms(outputFolder);
 
   const std::map<std::string, int64_t> sizes = FileSizes(outputFolder);
   for (const OutputFileTime& file : timeline.Files) {
@@ -104,7 +113,7 @@ void WriteJson(JsonWriter& json, const Measurement& measurement) {
   list("all_walls", measurement.pWalls);
   list("all_cpus", measurement.pCpus);
   json.Pair("iterations", static_cast<int64_t>(measurement.Iterations.size()));
-  json.Pair("final_rms", measurement.FinalRms());
+  json.Pair("final_rms", measurement.fFinalRms);
   json.Pair("iteration_wall", measurement.fIterationWall).Pair("iteration_cpu", measurement.fIterationCpu);
   json.Pair("listing_wall", measurement.fListingWall).Pair("listing_cpu", measurement.fListingCpu);
   json.Key("iteration_list").Begin('[');

@@ -31,10 +31,11 @@ struct Measurement {
   std::vector<IterationTime> Iterations;         ///< of the last run
   std::vector<PhaseTime> Phases;
   std::vector<OutputFileSize> Files;
-
-  /// RMSE over x and y of the last iteration, working image units.
-  double FinalRms() const;
+  double fFinalRms = 0;  ///< over x and y, pixels, as the report says
 };
+
+/// The image RMSE over x and y of the report in a folder, file image units; not a number without one.
+double ReadReportRms(const std::string& outputFolder);
 
 /// Adds a run whose output stands in `outputFolder`.
 void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::string& outputFolder);

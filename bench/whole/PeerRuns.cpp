@@ -69,7 +69,8 @@ bool RunPeer(const PeerCommand& command, const CaseFiles& files, const Measureme
                             "--settings",      files.szSettings,
                             "--solver",        configuration.substr(0, dash),
                             "--threads",       configuration.substr(dash + 1),
-                            "--target",        fmt::format("{:.17g}", measurement.FinalRms())};
+                            "--target",        fmt::format("{:.17g}", measurement.fFinalRms)};
+      if (command.bGross) process.pArguments.push_back("--gross");
       if (!files.szGcp.empty()) process.pArguments.insert(process.pArguments.end(), {"--gcp", files.szGcp});
       // The threads are those of the solver; those of the linear algebra library would come on top.
       process.pVariables = {{"OPENBLAS_NUM_THREADS", configuration.substr(dash + 1)}};
@@ -87,6 +88,7 @@ bool RunPeer(const PeerCommand& command, const CaseFiles& files, const Measureme
       best.fWall = first ? figures.fWall : std::min(best.fWall, figures.fWall);
       best.fCpu = first ? figures.Cpu() : std::min(best.fCpu, figures.Cpu());
       best.fRead = first ? answer["read"] : std::min(best.fRead, answer["read"]);
+      best.fBuild = first ? answer["build"] : std::min(best.fBuild, answer["build"]);
       best.fSolve = first ? answer["solve"] : std::min(best.fSolve, answer["solve"]);
       best.fToTarget = Least(best.fToTarget, answer["to_target"]);
       best.nSteps = static_cast<int>(answer["steps"]);
@@ -96,7 +98,7 @@ bool RunPeer(const PeerCommand& command, const CaseFiles& files, const Measureme
     best.fStep = best.nSteps > 0 ? best.fSolve / best.nSteps : 0;
     fmt::print(
         "  peer {:<12} solve {:9.1f} ms ({:5.1f}x), to this RMSE {:9.1f} ms ({:5.1f}x), whole {:9.1f} ms "
-        "({:5.1f}x), {:3} steps of {:8.1f} ms, {:7.1f} MB ({:4.1f}x), RMSE {:.7f}\n",
+        "({:5.1f}x), {:3} steps of {:8.1f} ms, {:7.1f} MB ({:4.1f}x), RMSE {:.6f}\n",
         configuration, 1e3 * best.fSolve, best.fSolve / measurement.fWall, 1e3 * best.fToTarget,
         best.fToTarget / measurement.fWall, 1e3 * best.fWall, best.fWall / measurement.fWall, best.nSteps,
         1e3 * best.fStep, static_cast<double>(best.nPeakBytes) / 1e6,
@@ -109,7 +111,8 @@ bool RunPeer(const PeerCommand& command, const CaseFiles& files, const Measureme
 
 void WriteJson(JsonWriter& json, const PeerRun& run) {
   json.Begin('{').Pair("case", run.szCase).Pair("configuration", run.szConfiguration);
-  json.Pair("wall", run.fWall).Pair("cpu", run.fCpu).Pair("read", run.fRead).Pair("solve", run.fSolve);
+  json.Pair("wall", run.fWall).Pair("cpu", run.fCpu).Pair("read", run.fRead).Pair("build", run.fBuild);
+  json.Pair("solve", run.fSolve);
   json.Key("to_target");
   if (run.fToTarget < 0) {
     json.Null();

@@ -14,14 +14,16 @@ struct PeerCommand {
   std::string szProgram;
   std::string szConfigurations;  ///< solver-threads, by commas; empty: those that suit the case
   int nRepeats = 1;
+  bool bGross = false;  ///< the block has outliers
 };
 
 /// The best of the repeats of one configuration.
 struct PeerRun {
   std::string szCase, szConfiguration;
   double fWall = 0, fCpu = 0;  ///< whole process
-  double fRead = 0;            ///< until the solver starts
-  double fSolve = 0;           ///< to the solver's own convergence
+  double fRead = 0;            ///< files, preparation and start values of the points
+  double fBuild = 0;           ///< making the solver's problem of them
+  double fSolve = 0;           ///< from there to the solver's own convergence
   double fToTarget = -1;       ///< solver time until its RMSE is not above the case's, -1: never
   int nSteps = 0;              ///< accepted and rejected ones
   double fStep = 0;            ///< one of them, in the mean

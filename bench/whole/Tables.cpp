@@ -19,16 +19,16 @@ const PhaseTime* FindPhase(const Measurement& measurement, const std::string& na
 }  // namespace
 
 void PrintRunHead(std::FILE* out) {
-  fmt::print(out, "{:<20} {:<10} {:>9} {:>9} {:>8} {:>5} {:>11} {:>11} {:>9} {:>11}\n", "case", "program",
-             "wall ms", "cpu ms", "peak MB", "iter", "iter wall", "iter cpu", "listing", "RMSE");
+  fmt::print(out, "{:<20} {:<10} {:>9} {:>9} {:>8} {:>5} {:>11} {:>11} {:>9} {:>9}\n", "case", "program",
+             "wall ms", "cpu ms", "peak MB", "iter", "iter wall", "iter cpu", "listing", "RMSE px");
 }
 
 void PrintRunRows(std::FILE* out, std::span<const Measurement> ofCase) {
   for (const Measurement& m : ofCase) {
-    fmt::print(out, "{:<20} {:<10} {:9.1f} {:9.1f} {:8.1f} {:5} {:11.2f} {:11.2f} {:9.2f} {:11.7f}\n",
+    fmt::print(out, "{:<20} {:<10} {:9.1f} {:9.1f} {:8.1f} {:5} {:11.2f} {:11.2f} {:9.2f} {:9.6f}\n",
                m.szCase, m.szProgram, kMilli * m.fWall, kMilli * m.fCpu,
                static_cast<double>(m.nPeakBytes) / kMegabyte, m.Iterations.size(), kMilli * m.fIterationWall,
-               kMilli * m.fIterationCpu, kMilli * m.fListingWall, m.FinalRms());
+               kMilli * m.fIterationCpu, kMilli * m.fListingWall, m.fFinalRms);
   }
   if (ofCase.size() == 2) {
     const Measurement &a = ofCase[0], &b = ofCase[1];

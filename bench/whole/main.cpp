@@ -158,7 +158,8 @@ int Run(const RunArguments& arguments) {
     PrintRunRows(stdout, ofCase);
     if (arguments.bPhases) PrintPhases(stdout, ofCase);
     if (!arguments.szPeer.empty()) {
-      const PeerCommand peer{arguments.szPeer, arguments.szPeerConfigurations, arguments.nRepeats};
+      const PeerCommand peer{arguments.szPeer, arguments.szPeerConfigurations, arguments.nRepeats,
+                             bench.bHasOutliers};
       done = RunPeer(peer, *files, ofCase.front(), peers) && done;
     }
     std::fflush(stdout);
