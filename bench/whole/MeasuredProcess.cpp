@@ -52,12 +52,12 @@ double Seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
 }
 
-/// Counts the user mode instructions of `process` and its threads from its next exec on.
-Descriptor OpenInstructionCounter(pid_t process) {
+/// A counter of `process` and its threads from its next exec on.
+Descriptor OpenCounter(pid_t process, uint32_t type, uint64_t event) {
   perf_event_attr attributes{};
-  attributes.type = PERF_TYPE_HARDWARE;
+  attributes.type = type;
   attributes.size = sizeof(attributes);
-  attributes.config = PERF_COUNT_HW_INSTRUCTIONS;
+  attributes.config = event;
   attributes.disabled = 1;
   attributes.inherit = 1;
   attributes.enable_on_exec = 1;
@@ -65,6 +65,20 @@ Descriptor OpenInstructionCounter(pid_t process) {
   attributes.exclude_hv = 1;
   return Descriptor(
       static_cast<int>(::syscall(SYS_perf_event_open, &attributes, process, -1, -1, PERF_FLAG_FD_CLOEXEC)));
+}
+
+/// In user mode.
+Descriptor OpenInstructionCounter(pid_t process) {
+  return OpenCounter(process, PERF_TYPE_HARDWARE, PERF_COUNT_HW_INSTRUCTIONS);
+}
+
+/// Processor nanoseconds; the usual clock of another process moves in ticks only.
+Descriptor OpenTaskClock(pid_t process) {
+  return OpenCounter(process, PERF_TYPE_SOFTWARE, PERF_COUNT_SW_TASK_CLOCK);
+}
+
+bool ReadCounter(const Descriptor& counter, int64_t& value) {
+  return counter.IsOpen() && ::read(counter.Get(), &value, sizeof(value)) == sizeof(value);
 }
 
 /// The child's side, between fork and exec. Waits for a byte first, so that the counter is in place.
@@ -85,7 +99,8 @@ Descriptor OpenInstructionCounter(pid_t process) {
 
 class Observer {
  public:
-  Observer(pid_t process, double start, std::vector<ProcessEvent>& events) : fStart(start), Events(events) {
+  Observer(pid_t process, const Descriptor& taskClock, double start, std::vector<ProcessEvent>& events)
+      : TaskClock(taskClock), fStart(start), Events(events) {
     bHasClock = ::clock_getcpuclockid(process, &Clock) == 0;
   }
 
@@ -113,8 +128,11 @@ class Observer {
 
   void TakeTime() {
     fNow = Seconds(CLOCK_MONOTONIC) - fStart;
+    int64_t nanoseconds = 0;
     // A program that has ended has no clock any more.
-    const double cpu = bHasClock ? Seconds(Clock) : -1;
+    const double cpu = ReadCounter(TaskClock, nanoseconds) ? 1e-9 * static_cast<double>(nanoseconds)
+                       : bHasClock                         ? Seconds(Clock)
+                                                           : -1;
     if (cpu >= 0) fCpu = cpu;
   }
 
@@ -152,6 +170,7 @@ class Observer {
     }
   }
 
+  const Descriptor& TaskClock;
   double fStart;
   std::vector<ProcessEvent>& Events;
   clockid_t Clock{};
@@ -203,9 +222,10 @@ ProcessFigures RunMeasured(const ProcessCommand& command) {
   outputWrite.Close();
   gateRead.Close();
   const Descriptor counter = OpenInstructionCounter(process);
+  const Descriptor taskClock = OpenTaskClock(process);
   const Precedence precedence;
   const double start = Seconds(CLOCK_MONOTONIC);
-  Observer observer(process, start, figures.Events);
+  Observer observer(process, taskClock, start, figures.Events);
   figures.bStarted = ::write(gateWrite.Get(), "g", 1) == 1;
   observer.Watch(outputRead.Get(), folder.Get());
 
@@ -223,8 +243,7 @@ ProcessFigures RunMeasured(const ProcessCommand& command) {
   figures.nMajorFaults = usage.ru_majflt;
   figures.nPreemptions = usage.ru_nivcsw;
   int64_t instructions = 0;
-  if (counter.IsOpen() && ::read(counter.Get(), &instructions, sizeof(instructions)) == sizeof(instructions))
-    figures.nInstructions = instructions;
+  if (ReadCounter(counter, instructions)) figures.nInstructions = instructions;
   return figures;
 }
 
