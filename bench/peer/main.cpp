@@ -27,7 +27,7 @@
 #include <vector>
 
 #include "peer/CollinearityCost.h"
-#include "peer/PreparedBlock.h"
+#include "prepared/PreparedBlock.h"
 
 namespace orvo::peer {
 namespace {
@@ -304,7 +304,7 @@ class RmsRecorder : public ceres::IterationCallback {
 
 int Solve(const Arguments& arguments, double start) {
   CBundleAdjustment block(NativePlatform(), nullptr);
-  if (!PrepareBlock(block, arguments.szProject, arguments.szGcp, arguments.szSettings)) return 1;
+  if (!bench::PrepareBlock(block, arguments.szProject, arguments.szGcp, arguments.szSettings)) return 1;
   const double read = Now();
   Peer peer(block, arguments);
   if (const double worst = peer.CheckDerivatives(); !(worst < 1e-5)) {

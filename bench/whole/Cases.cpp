@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -221,6 +222,18 @@ std::optional<std::string> ReplaceSettings(std::string xml, const Settings& sett
     xml.replace(begin + head.size(), end - begin - head.size(), value);
   }
   return xml;
+}
+
+std::string DefaultWorkFolder() {
+  std::error_code error;
+  constexpr uintmax_t kEnough = 8ull << 30;
+  const auto space = std::filesystem::space("/dev/shm", error);
+  const bool roomy = !error && space.available > kEnough && ::access("/dev/shm", W_OK) == 0;
+  const char* temporary = std::getenv("TMPDIR");
+  return (roomy                  ? std::string("/dev/shm")
+          : temporary != nullptr ? temporary
+                                 : "/tmp") +
+         fmt::format("/orvo-bench-{}", ::getuid());
 }
 
 std::optional<CaseFiles> PrepareCase(const BenchCase& bench, const std::string& workFolder) {

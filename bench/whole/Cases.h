@@ -30,6 +30,10 @@ std::vector<BenchCase> AllCases(const std::string& sourceFolder);
 std::vector<BenchCase> MatchingCases(const std::vector<BenchCase>& cases,
                                      const std::vector<std::string>& patterns);
 
+/// Where blocks and output go unless told otherwise: in memory where there is room, for the disk would add
+/// its own moods.
+std::string DefaultWorkFolder();
+
 /// What a run of `orvo adjust` takes.
 struct CaseFiles {
   std::string szProject, szGcp, szSettings;

@@ -33,19 +33,6 @@ struct RunArguments {
   bool bPhases = false;
 };
 
-/// In memory where there is room, for the disk would add its own moods.
-std::string DefaultWorkFolder() {
-  std::error_code error;
-  constexpr uintmax_t kEnough = 8ull << 30;
-  const auto space = std::filesystem::space("/dev/shm", error);
-  const bool roomy = !error && space.available > kEnough && ::access("/dev/shm", W_OK) == 0;
-  const char* temporary = std::getenv("TMPDIR");
-  return (roomy                  ? std::string("/dev/shm")
-          : temporary != nullptr ? temporary
-                                 : "/tmp") +
-         fmt::format("/orvo-bench-{}", ::getuid());
-}
-
 std::string ProcessorName() {
   std::ifstream file("/proc/cpuinfo");
   for (std::string line; std::getline(file, line);) {

@@ -1,13 +1,13 @@
-#include "peer/PreparedBlock.h"
+#include "prepared/PreparedBlock.h"
 
 #include <cstdio>
 
-namespace orvo::peer {
+namespace orvo::bench {
 
 bool PrepareBlock(CBundleAdjustment& block, const std::string& project, const std::string& gcp,
                   const std::string& settings) {
   const auto fail = [](const char* step) {
-    std::fprintf(stderr, "orvo_peer: %s failed\n", step);
+    std::fprintf(stderr, "preparing a block: %s failed\n", step);
     return false;
   };
   // The dense normal matrix would be allocated in vain.
@@ -15,7 +15,7 @@ bool PrepareBlock(CBundleAdjustment& block, const std::string& project, const st
   block.Apply_PCG_Model = true;
   block.szGcpPath = gcp;
   if (block.Resampling_Points || block.Apply_GPS_Data || block.Apply_IMU_Data)
-    return fail("settings with thinning or POS data: what the peer solves");
+    return fail("leaving out thinning and POS data");
   if (block.PreReadData(project, gcp) == 0) return fail("counting the points");
   if (block.ReadProject(project, gcp) != 1) return fail("reading the project");
   if (block.PlanSections(block.nImageNum, block.nCameraNum, block.nObjectPointNum, block.nImagePointNum,
@@ -35,4 +35,4 @@ bool PrepareBlock(CBundleAdjustment& block, const std::string& project, const st
   return true;
 }
 
-}  // namespace orvo::peer
+}  // namespace orvo::bench
