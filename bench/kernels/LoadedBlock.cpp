@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "prepared/PreparedBlock.h"
 #include "whole/Cases.h"
@@ -41,7 +42,8 @@ CBundleAdjustment& LoadedBlock(const std::string& caseName) {
 
 CBundleAdjustment& AssembledBlock(const std::string& caseName) {
   CBundleAdjustment& block = LoadedBlock(caseName);
-  if (!block.pSubMatrices.empty()) return block;
+  static std::set<std::string> assembled;
+  if (!assembled.insert(caseName).second) return block;
   // The listing goes nowhere.
   block.szOutputPath = "/dev/null";
   block.MakeNormalEquation();
