@@ -244,7 +244,7 @@ class Peer {
 double Peer::CheckDerivatives() {
   double worst = 0;
   constexpr double kSteps[14] = {1e-4, 1e-4, 1e-4, 1e-6, 1e-6, 1e-6, 1e-4,
-                                 1e-4, 1e-4, 1e-7, 1e-9, 1e-4, 1e-4, 1e-4};
+                                 1e-4, 1e-4, 1e-2, 1e-2, 1e-4, 1e-4, 1e-4};
   for (size_t o = 0; o < observations.size(); o += observations.size() / 50 + 1) {
     const ImagePointRecord& m = *observations[o].pMeasure;
     double p[14];  // image, camera, point

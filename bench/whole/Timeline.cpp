@@ -56,16 +56,7 @@ class Reader {
 
   void End(double wall, double cpu) {
     Pass(wall, cpu);
-    for (const auto& [name, times] : FilesOpen) {
-      const auto [opened, closed] = times;
-      if (closed < opened) continue;
-      const std::string general = WithoutNumbers(name);
-      auto file = std::find_if(Result.Files.begin(), Result.Files.end(),
-                               [&](const OutputFileTime& other) { return other.szName == general; });
-      if (file == Result.Files.end()) file = Result.Files.insert(file, {general, 0, 0});
-      file->fWall += closed - opened;
-      ++file->nCount;
-    }
+    for (const auto& [name, times] : FilesOpen) Count(name, times);
   }
 
  private:
@@ -83,6 +74,17 @@ class Reader {
     }
     fWall = std::max(wall, fWall);
     fCpu = std::max(cpu, fCpu);
+  }
+
+  void Count(const std::string& name, const std::pair<double, double>& times) {
+    const auto [opened, closed] = times;
+    if (closed < opened) return;
+    const std::string general = WithoutNumbers(name);
+    auto file = std::find_if(Result.Files.begin(), Result.Files.end(),
+                             [&](const OutputFileTime& other) { return other.szName == general; });
+    if (file == Result.Files.end()) file = Result.Files.insert(file, {general, 0, 0});
+    file->fWall += closed - opened;
+    ++file->nCount;
   }
 
   void Enter(std::string_view name) {
@@ -126,7 +128,9 @@ class Reader {
   void TakeOpening(const ProcessEvent& event) {
     Pass(event.fWall, event.fCpu);
     const std::string_view name = event.szText;
-    FilesOpen[event.szText] = {event.fWall, -1};
+    std::pair<double, double>& times = FilesOpen.try_emplace(event.szText, 0, -1).first->second;
+    Count(event.szText, times);
+    times = {event.fWall, -1};
     if (IsIn("merge") && StartsWith(name, "Residuals_")) return Enter("listing");
     if (IsIn("solve") && (StartsWith(name, "Corrections_") || StartsWith(name, "LM_R_Vector_")))
       Enter("update");
