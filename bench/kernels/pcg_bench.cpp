@@ -17,9 +17,8 @@ std::vector<int32_t> RowPositions(const CBundleAdjustment& block) {
 void Gather(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   const std::vector<int32_t> positions = RowPositions(block);
-  WorkerPool pool(static_cast<int32_t>(state.range(0)));
   for (auto _ : state) {
-    BlockOperator matrix(block.pSubMatrices, positions, block.nUnknownNum, pool);
+    BlockOperator matrix(block.pSubMatrices, positions, block.nUnknownNum);
     benchmark::DoNotOptimize(matrix);
   }
 }
@@ -27,7 +26,7 @@ void Gather(benchmark::State& state, const char* caseName) {
 void Multiply(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   WorkerPool pool(static_cast<int32_t>(state.range(0)));
-  BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum, pool,
+  BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum,
                        static_cast<KernelForm>(state.range(1)));
   const std::vector<double> v(block.pConstVector);
   std::vector<double> out(v.size());
@@ -43,7 +42,7 @@ void Multiply(benchmark::State& state, const char* caseName) {
 void MakePreconditioner(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   WorkerPool pool(1);
-  const BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum, pool);
+  const BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum);
   for (auto _ : state) {
     BlockPreconditioner preconditioner(matrix, pool);
     benchmark::DoNotOptimize(preconditioner);
@@ -53,7 +52,7 @@ void MakePreconditioner(benchmark::State& state, const char* caseName) {
 void ApplyPreconditioner(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   WorkerPool pool(1);
-  const BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum, pool);
+  const BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum);
   const BlockPreconditioner preconditioner(matrix, pool);
   std::vector<double> z(block.pConstVector.size());
   for (auto _ : state) {

@@ -7,6 +7,6 @@ namespace orvo {
 
 CholeskyKernels BaselineCholesky();
 CholeskyKernels Avx2Cholesky();    ///< needs AVX2 and FMA
-CholeskyKernels Avx512Cholesky();  ///< needs AVX-512 F
+CholeskyKernels Avx512Cholesky();  ///< needs AVX-512 F and VL
 
 }  // namespace orvo
