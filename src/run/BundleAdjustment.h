@@ -19,11 +19,13 @@
 namespace orvo {
 
 class BlockIndex;
+class OvtMeasureWindow;
 class OvtReader;
 class ResampleCells;
 class ResidualWriter;
 class TextReader;
 class TextWriter;
+struct ImageReference;
 struct ProjectHeader;
 struct ResampleView;
 struct ThreadBuffers;
@@ -229,7 +231,11 @@ class CBundleAdjustment {
   void DeleteImagesWithoutCamera();
   void ReadSectionTiePoints(int32_t section, const std::string& project, int64_t& count, int64_t& imageCount);
   void ReserveSectionPoints(int32_t section);
-  int ReadOvtMeasures(int64_t firstPoint, OvtReader& file);
+  int ReadOvtMeasures(int64_t firstPoint, const OvtReader& file);
+  /// The same for the points from row `firstRow` on, in the order of the file; -1 at an image that can't be.
+  int ReadOvtMeasuresOneByOne(int64_t firstRow, std::span<ObjectPointRecord> points, int64_t firstPoint,
+                              std::span<const ImageReference> references, OvtMeasureWindow& window,
+                              bool& readable);
   /// Adds a control or check point among the tie points of a text project to the counts, once.
   void CountTextPoint(int64_t ordinal, int32_t type);
   /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches cleared without a
