@@ -102,15 +102,20 @@ if (@cases) {
 
 if (@peers) {
   print "### Against the peer\n\n";
-  print "Times of the peer, and in brackets how many times as long as Orvo's whole run from files to files they are.\n\n";
+  print "Wall times of the peer, and in brackets how many times as long as Orvo's whole run from files to files they are,\n",
+    "by wall time and by processor time.\n\n";
   head('case', 'peer', 'Orvo, whole', 'peer, its solution', 'peer, to the RMSE of Orvo', 'peer, whole', 'its step', 'steps',
     'peak memory', 'RMSE, Orvo / peer');
   for my $pair (@peers) {
     my ($peer, $run) = @$pair;
-    my $times = sub { return ms($_[0]) . sprintf(' (%.1f)', $_[0] / $run->{wall}) };
-    row($peer->{case}, $peer->{configuration}, ms($run->{wall}), $times->($peer->{solve}),
-      defined $peer->{to_target} ? $times->($peer->{to_target}) : 'never', $times->($peer->{wall}), ms($peer->{step}),
-      $peer->{steps}, mb($peer->{peak_bytes}) . sprintf(' (%.1f)', $peer->{peak_bytes} / $run->{peak_bytes}),
+    my $times = sub {
+      my ($name) = @_;
+      return 'never' if !defined $peer->{$name};
+      return ms($peer->{$name}) . sprintf(' (%.1f, %.1f)', $peer->{$name} / $run->{wall}, $peer->{"${name}_cpu"} / $run->{cpu});
+    };
+    row($peer->{case}, $peer->{configuration}, ms($run->{wall}), $times->('solve'), $times->('to_target'), $times->('whole'),
+      $peer->{steps} ? ms($peer->{solve} / $peer->{steps}) : '-', $peer->{steps},
+      mb($peer->{peak_bytes}) . sprintf(' (%.1f)', $peer->{peak_bytes} / $run->{peak_bytes}),
       sprintf('%.4f / %.4f', $run->{final_rms} // 0, $peer->{final_rms}));
   }
   print "\n";
