@@ -64,7 +64,6 @@ if [[ $size == full ]]; then
     --json "$results/$label-runs-10000.json" | tee "$results/$label-runs-10000.txt"
   # Once, and in the forms that suit the size: a minute and 5 GB each.
   "$bin/orvo_bench" run 10000/eopiop --label "$label" --repeats 1 --peer "$bin/orvo_peer" \
-    --peer-configurations sparse-2,iterative-2 \
     --json "$results/$label-peer-10000.json" | tee "$results/$label-peer-10000.txt"
 fi
 bench/tables.pl "$results/$label"-*.json >"$results/$label.md"

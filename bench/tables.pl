@@ -10,11 +10,16 @@ use JSON::PP;
 die "usage: $0 FILE.json...\n" if !@ARGV;
 
 my (%runs, @cases, @peers, @kernels, $machine, $label);
+my @files;
 for my $path (@ARGV) {
   open(my $file, '<', $path) or die "can't read $path: $!\n";
   local $/;
   my $data = eval { JSON::PP->new->decode(scalar <$file>) };
   die "$path is no JSON: $@" if !defined $data;
+  push @files, $data;
+}
+# The file with the most cases says in which order they stand.
+for my $data (sort { @{$b->{runs} // []} <=> @{$a->{runs} // []} } @files) {
   push @kernels, grep { ($_->{run_type} // '') eq 'iteration' } @{$data->{benchmarks} // []};
   next if !$data->{programs};
   $machine //= $data->{machine};
@@ -26,7 +31,7 @@ for my $path (@ARGV) {
     $here{$run->{case}} = $run;
     # Where a case stands in several files, the shortest counts.
     my $known = $runs{$run->{case}};
-    $runs{$run->{case}} = $run if !$known || $run->{cpu} < $known->{cpu};
+    $runs{$run->{case}} = $run if !$known || $run->{wall} < $known->{wall};
   }
   # A peer is set against the run beside it.
   push @peers, [$_, $here{$_->{case}}] for grep { $here{$_->{case}} } @{$data->{peer_runs} // []};
@@ -80,11 +85,11 @@ if (@cases) {
     my @order = ('start', 'pre-read', 'read images', 'thin', 'read points', 'read pos', 'prepare', 'normalise', 'pattern',
       'intersect', 'assemble', 'merge', 'listing', 'pos equations', 'damp', 'solve', 'update', 'renew equations', 'restore',
       'write results', 'write report', 'write ovt', 'exit');
-    print "### Where the time goes, milliseconds of wall time in a whole run\n\n";
+    print "### Where the time goes, milliseconds of wall / processor time in a whole run\n\n";
     head('phase', @shown);
     for my $phase (@order) {
       next if !grep { $runs{$_}{phases}{$phase} } @shown;
-      row($phase, map { my $p = $runs{$_}{phases}{$phase}; $p ? sprintf('%.2f', 1e3 * $p->{wall}) : '-' } @shown);
+      row($phase, map { my $p = $runs{$_}{phases}{$phase}; $p ? sprintf('%.2f / %.2f', 1e3 * $p->{wall}, 1e3 * $p->{cpu}) : '-' } @shown);
     }
     print "\n### Output files\n\n";
     my %files = map { $_ => 1 } map { keys %{$runs{$_}{files}} } @shown;
@@ -102,15 +107,20 @@ if (@cases) {
 
 if (@peers) {
   print "### Against the peer\n\n";
-  print "Times of the peer, and in brackets how many times as long as Orvo's whole run from files to files they are.\n\n";
+  print "Wall times of the peer, and in brackets how many times as long as Orvo's whole run from files to files they are,\n",
+    "by wall time and by processor time.\n\n";
   head('case', 'peer', 'Orvo, whole', 'peer, its solution', 'peer, to the RMSE of Orvo', 'peer, whole', 'its step', 'steps',
     'peak memory', 'RMSE, Orvo / peer');
   for my $pair (@peers) {
     my ($peer, $run) = @$pair;
-    my $times = sub { return ms($_[0]) . sprintf(' (%.1f)', $_[0] / $run->{wall}) };
-    row($peer->{case}, $peer->{configuration}, ms($run->{wall}), $times->($peer->{solve}),
-      defined $peer->{to_target} ? $times->($peer->{to_target}) : 'never', $times->($peer->{wall}), ms($peer->{step}),
-      $peer->{steps}, mb($peer->{peak_bytes}) . sprintf(' (%.1f)', $peer->{peak_bytes} / $run->{peak_bytes}),
+    my $times = sub {
+      my ($name) = @_;
+      return 'never' if !defined $peer->{$name};
+      return ms($peer->{$name}) . sprintf(' (%.1f, %.1f)', $peer->{$name} / $run->{wall}, $peer->{"${name}_cpu"} / $run->{cpu});
+    };
+    row($peer->{case}, $peer->{configuration}, ms($run->{wall}), $times->('solve'), $times->('to_target'), $times->('whole'),
+      $peer->{steps} ? ms($peer->{solve} / $peer->{steps}) : '-', $peer->{steps},
+      mb($peer->{peak_bytes}) . sprintf(' (%.1f)', $peer->{peak_bytes} / $run->{peak_bytes}),
       sprintf('%.4f / %.4f', $run->{final_rms} // 0, $peer->{final_rms}));
   }
   print "\n";

@@ -16,9 +16,9 @@
 #include <ceres/ceres.h>
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <deque>
 #include <map>
 #include <memory>
@@ -40,9 +40,21 @@ struct Arguments {
   bool bGross = false, bProgress = false;
 };
 
-double Now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+/// Wall time and processor time of all threads.
+struct Times {
+  double fWall = 0, fCpu = 0;
+
+  Times operator-(const Times& other) const { return {fWall - other.fWall, fCpu - other.fCpu}; }
+  Times operator+(const Times& other) const { return {fWall + other.fWall, fCpu + other.fCpu}; }
+};
+
+double Seconds(clockid_t clock) {
+  timespec now{};
+  ::clock_gettime(clock, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
+
+Times Now() { return {Seconds(CLOCK_MONOTONIC), Seconds(CLOCK_PROCESS_CPUTIME_ID)}; }
 
 /// The parameters in the solver's form. Images and cameras of a merged layout share a block of 11.
 struct Parameters {
@@ -285,27 +297,28 @@ class RmsRecorder : public ceres::IterationCallback {
   explicit RmsRecorder(Peer& observed) : peer(observed) {}
 
   ceres::CallbackReturnType operator()(const ceres::IterationSummary& summary) override {
-    const double begin = Now();
-    Steps.push_back({begin - fStart - fOwn,
+    const Times begin = Now();
+    Steps.push_back({begin - Start - Own,
                      summary.step_is_successful || summary.iteration == 0 ? peer.Rms() : Steps.back().fRms});
-    fOwn += Now() - begin;
+    Own = Own + (Now() - begin);
     return ceres::SOLVER_CONTINUE;
   }
 
   struct Step {
-    double fTime, fRms;
+    Times Time;
+    double fRms;
   };
   std::vector<Step> Steps;
-  double fStart = 0, fOwn = 0;
+  Times Start, Own;
 
  private:
   Peer& peer;
 };
 
-int Solve(const Arguments& arguments, double start) {
+int Solve(const Arguments& arguments, const Times& start) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   if (!bench::PrepareBlock(block, arguments.szProject, arguments.szGcp, arguments.szSettings)) return 1;
-  const double read = Now();
+  const Times read = Now();
   Peer peer(block, arguments);
   if (const double worst = peer.CheckDerivatives(); !(worst < 1e-5)) {
     std::fprintf(stderr, "orvo_peer: a derivative is off by %g of its size\n", worst);
@@ -316,11 +329,11 @@ int Solve(const Arguments& arguments, double start) {
   RmsRecorder recorder(peer);
   options.callbacks.push_back(&recorder);
   options.update_state_every_iteration = true;
-  const double built = Now();
+  const Times built = Now();
   ceres::Solver::Summary summary;
-  recorder.fStart = built;
+  recorder.Start = built;
   ceres::Solve(options, peer.Problem(), &summary);
-  const double solved = Now();
+  const Times solved = Now();
   if (arguments.bProgress) std::printf("%s\n", summary.FullReport().c_str());
   if (!summary.IsSolutionUsable()) {
     std::fprintf(stderr, "orvo_peer: %s\n", summary.message.c_str());
@@ -328,24 +341,30 @@ int Solve(const Arguments& arguments, double start) {
   }
 
   // The target has six decimals.
-  double toTarget = -1;
+  Times toTarget{-1, -1};
   for (const RmsRecorder::Step& step : recorder.Steps) {
-    if (toTarget < 0 && step.fRms <= arguments.fTarget + 1e-6) toTarget = step.fTime;
-    if (arguments.bProgress) std::printf("%9.3f s  RMSE %.6f px\n", step.fTime, step.fRms);
+    if (toTarget.fWall < 0 && step.fRms <= arguments.fTarget + 1e-6) toTarget = step.Time;
+    if (arguments.bProgress) std::printf("%9.3f s  RMSE %.6f px\n", step.Time.fWall, step.fRms);
   }
-  std::printf(
-      "PEER {\nobservations %zu\nread %.9f\nbuild %.9f\nsolve %.9f\nto_target %.9f\nsteps %zu\nrms %.9f\n"
-      "converged %d\n}\n",
-      peer.ObservationNum(), read - start, built - read, solved - built - recorder.fOwn, toTarget,
-      recorder.Steps.size() - 1, recorder.Steps.back().fRms,
-      summary.termination_type == ceres::CONVERGENCE ? 1 : 0);
+  const Times solution = solved - built - recorder.Own;
+  std::printf("PEER {\n");
+  const auto print = [](const char* name, const Times& times) {
+    std::printf("%s %.9f\n%s_cpu %.9f\n", name, times.fWall, name, times.fCpu);
+  };
+  print("read", read - start);
+  print("build", built - read);
+  print("solve", solution);
+  print("to_target", toTarget);
+  std::printf("observations %zu\nsteps %zu\nrms %.9f\nconverged %d\n}\n", peer.ObservationNum(),
+              recorder.Steps.size() - 1, recorder.Steps.back().fRms,
+              summary.termination_type == ceres::CONVERGENCE ? 1 : 0);
   std::fflush(stdout);
   // Taking the problem apart piece by piece would count as its time.
   std::_Exit(0);
 }
 
 int Main(int argc, char** argv) {
-  const double start = Now();
+  const Times start = Now();
   CLI::App app("Solves a block with Ceres Solver, from the same files and the same start as orvo adjust.");
   Arguments arguments;
   app.add_option("PROJECT", arguments.szProject, "text project, or .ovc with its .ovt")->required();

@@ -68,11 +68,11 @@ like($text, qr{^Multiply\s+0\.400 ms\s+0\.100 ms\s+4\.00$}m, 'the best of the re
 unlike($text, qr{mean}, 'their mean does not');
 
 my $peers = runs(['new'], measurement('1/a', 'new', 1, 8e6));
-$peers->{peer_runs} = [{case => '1/a', configuration => 'sparse-1', wall => 10, cpu => 10, read => 1, build => 1, solve => 8,
-                        to_target => undef, steps => 4, step => 2, final_rms => 0.4, peak_bytes => 80e6}];
+$peers->{peer_runs} = [{case => '1/a', configuration => 'sparse-1', whole => 10, whole_cpu => 12, solve => 8, solve_cpu => 9,
+                        to_target => undef, steps => 4, final_rms => 0.4, peak_bytes => 80e6}];
 ($text, $status) = run("$bench/tables.pl", file('peers.json', $peers), $fast);
 is($status, 0, 'tables are written');
-like($text, qr{^\| 1/a \| sparse-1 \| 2\.00 s \| 8\.00 s \(4\.0\) \| never \| 10\.00 s \(5\.0\) \| 2\.00 s \| 4 \| 80 MB \(10\.0\) \|}m,
+like($text, qr{^\| 1/a \| sparse-1 \| 2\.00 s \| 8\.00 s \(4\.0, 9\.0\) \| never \| 10\.00 s \(5\.0, 12\.0\) \| 2\.00 s \| 4 \| 80 MB \(10\.0\) \|}m,
      'the peer in multiples of the run');
 like($text, qr{^\| Multiply \| 100\.00 us \|}m, 'kernels');
 done_testing();

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <sched.h>
 #include <sys/inotify.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -12,6 +13,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -83,6 +85,8 @@ bool ReadCounter(const Descriptor& counter, int64_t& value) {
 
 /// The child's side, between fork and exec. Waits for a byte first, so that the counter is in place.
 [[noreturn]] void BecomeProgram(const ProcessCommand& command, int output, int gate) {
+  // A measurement that is broken off takes the program with it.
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   char go = 0;
   if (::read(gate, &go, 1) != 1) ::_exit(127);
   ::setenv("LD_PRELOAD", ORVO_LINE_BUFFERED, 1);

@@ -74,9 +74,11 @@ std::optional<ProcessFigures> RunOnce(const Program& program, const BenchCase& b
   return std::nullopt;
 }
 
-/// All repeats of a case, the programs in turn, each first in every other round.
+/// All repeats of a case, the programs in turn, each first in every other round, then the peer's
+/// configurations.
 bool MeasureCase(const std::vector<Program>& programs, const BenchCase& bench, const CaseFiles& files,
-                 const RunArguments& arguments, std::vector<Measurement>& measurements) {
+                 const RunArguments& arguments, std::vector<Measurement>& measurements,
+                 std::vector<PeerRun>& peers) {
   const size_t first = measurements.size();
   for (const Program& program : programs) {
     measurements.emplace_back();
@@ -90,6 +92,10 @@ bool MeasureCase(const std::vector<Program>& programs, const BenchCase& bench, c
       const auto figures = RunOnce(programs[p], bench, files, output);
       if (!figures) return false;
       AddRun(measurements[first + p], *figures, output);
+    }
+    for (PeerRun& peer : peers) {
+      if (!RepeatPeer(arguments.szPeer, files, bench.bHasOutliers, measurements[first].fFinalRms, peer))
+        return false;
     }
   }
   std::error_code error;
@@ -136,7 +142,9 @@ int Run(const RunArguments& arguments) {
     const auto files = PrepareCase(bench, arguments.szWork);
     if (!files) return 1;
     const size_t first = measurements.size();
-    if (!MeasureCase(programs, bench, *files, arguments, measurements)) {
+    std::vector<PeerRun> ofPeer;
+    if (!arguments.szPeer.empty()) ofPeer = PlanPeerRuns(bench.szName, arguments.szPeerConfigurations);
+    if (!MeasureCase(programs, bench, *files, arguments, measurements, ofPeer)) {
       measurements.resize(first);
       done = false;
       continue;
@@ -144,11 +152,8 @@ int Run(const RunArguments& arguments) {
     const std::span<const Measurement> ofCase(measurements.data() + first, programs.size());
     PrintRunRows(stdout, ofCase);
     if (arguments.bPhases) PrintPhases(stdout, ofCase);
-    if (!arguments.szPeer.empty()) {
-      const PeerCommand peer{arguments.szPeer, arguments.szPeerConfigurations, arguments.nRepeats,
-                             bench.bHasOutliers};
-      done = RunPeer(peer, *files, ofCase.front(), peers) && done;
-    }
+    if (!ofPeer.empty()) PrintPeerRows(stdout, ofCase.front(), ofPeer);
+    peers.insert(peers.end(), ofPeer.begin(), ofPeer.end());
     std::fflush(stdout);
   }
   if (!arguments.szJson.empty()) done = WriteResults(arguments, programs, measurements, peers) && done;
