@@ -46,7 +46,7 @@ case $size in
   smoke)
     cases=('seneca/small' '100/eopiop' '100/dense')
     peer_cases=('100/eopiop')
-    kernels=(--benchmark_filter='/100|Residuals|Format|Reals|Lines$|n:605' --benchmark_min_time=0.01) ;;
+    kernels=(--benchmark_filter='/100(/|$)|Residuals|Format|Reals|Lines$|n:605' --benchmark_min_time=0.01) ;;
   *)
     cases=('seneca/*' '100/*' '1000/*')
     peer_cases=('seneca/small' '100/eopiop' '100/dense' '100/eop' '100/iop' '100/merged' '100/outliers'

@@ -60,11 +60,16 @@ my %goal = (
 my @with_goal = grep { $goal{$_} } @cases;
 if (@with_goal) {
   print "### Goals\n\n";
-  head('block', 'LM iteration without / with listing', 'goal', 'whole run', 'goal', 'peak memory', 'goal', 'iterations');
+  head('block', 'LM iteration without / with listing', 'by processor time', 'goal', 'whole run', 'processor time', 'goal',
+    'peak memory', 'goal', 'iterations');
   for my $case (@with_goal) {
     my $run = $runs{$case};
-    row($case, ms($run->{iteration_wall} - $run->{listing_wall}) . ' / ' . ms($run->{iteration_wall}), $goal{$case}[0],
-      ms($run->{wall}), $goal{$case}[1], mb($run->{peak_bytes}), $goal{$case}[2] || '-', $run->{iterations});
+    my $pair = sub {
+      my ($kind) = @_;
+      return ms($run->{"iteration_$kind"} - $run->{"listing_$kind"}) . ' / ' . ms($run->{"iteration_$kind"});
+    };
+    row($case, $pair->('wall'), $pair->('cpu'), $goal{$case}[0], ms($run->{wall}), ms($run->{cpu}), $goal{$case}[1],
+      mb($run->{peak_bytes}), $goal{$case}[2] || '-', $run->{iterations});
   }
   print "\n";
 }

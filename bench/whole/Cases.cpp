@@ -140,11 +140,18 @@ std::optional<std::string> ReadWhole(const std::string& path) {
   return text.str();
 }
 
+/// A name that no other process uses meanwhile.
+std::string PrivateName(const std::string& path) { return fmt::format("{}.{}", path, ::getpid()); }
+
+/// The whole file or none, also for those who read it at this moment.
 bool WriteWhole(const std::string& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary);
+  const std::string unfinished = PrivateName(path);
+  std::ofstream file(unfinished, std::ios::binary);
   file << text;
   file.close();
-  return file.good();
+  std::error_code error;
+  if (file.good()) std::filesystem::rename(unfinished, path, error);
+  return file.good() && !error;
 }
 
 /// Tells two sets of options apart.
@@ -178,10 +185,14 @@ bool MakeBlock(const BenchCase& bench, const std::string& folder) {
   const std::string stamp = folder + "/options.txt", wanted = Describe(bench.Options);
   if (ReadWhole(stamp) == wanted) return true;
   std::fprintf(stderr, "Making %s\n", folder.c_str());
+  // Another bench may be making the same block: each makes its own, and the last one stays.
+  const std::string unfinished = PrivateName(folder);
   std::error_code error;
+  std::filesystem::create_directories(unfinished, error);
+  if (!Generate(bench, unfinished) || !WriteWhole(unfinished + "/options.txt", wanted)) return false;
   std::filesystem::remove_all(folder, error);
-  std::filesystem::create_directories(folder, error);
-  return Generate(bench, folder) && WriteWhole(stamp, wanted);
+  std::filesystem::rename(unfinished, folder, error);
+  return !error;
 }
 
 }  // namespace

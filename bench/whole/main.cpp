@@ -85,7 +85,7 @@ bool MeasureCase(const std::vector<Program>& programs, const BenchCase& bench, c
     measurements.back().szCase = bench.szName;
     measurements.back().szProgram = program.szLabel;
   }
-  const std::string output = arguments.szWork + "/out";
+  const std::string output = fmt::format("{}/out-{}", arguments.szWork, ::getpid());
   for (int repeat = 0; repeat < arguments.nRepeats; ++repeat) {
     for (size_t k = 0; k < programs.size(); ++k) {
       const size_t p = repeat % 2 == 0 ? k : programs.size() - 1 - k;
