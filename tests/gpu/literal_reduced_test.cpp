@@ -81,9 +81,9 @@ TEST_P(LiteralOfLayout, LongPoints) {
                                                .Types = row.types,
                                                .fGrossShare = row.gross ? 0.2 : 0.0,
                                                .fLeftOutShare = row.gross ? 0.1 : 0.0});
-    // A point of 530 rays has 280,900 pairs.
-    const bool long530 = row.counts.back() == 530 && GetParam() != LayoutIop;
-    ExpectBlock(block, kPlain, row.gross ? 0.5f : gpu::kGrossRayWeight, long530 ? 4 : 1);
+    // A point of 530 rays has 280,900 pairs. Every seventh unknown meets every column of D.
+    const int32_t step = row.counts.back() >= 300 && GetParam() != LayoutIop ? 7 : 1;
+    ExpectBlock(block, kPlain, row.gross ? 0.5f : gpu::kGrossRayWeight, step);
   }
 }
 
@@ -103,7 +103,7 @@ TEST_P(LiteralOfLayout, AHeightPointZeroWeighsInvertedOnTheUnknowns) {
       MakeKernelBlock({.nLayoutMode = GetParam(), .nPoints = 30, .nMinRays = 8, .nMaxRays = 8, .Types = {4}});
   const ReducedSystem system = MakeReducedSystem(block);
   ASSERT_EQ(system.P[5], 10);
-  ExpectBlock(block, {1e-4, 1e-5});
+  ExpectBlock(block, kPlain);
 }
 
 TEST_P(LiteralOfLayout, AFullChunkOfRays) {
@@ -181,7 +181,7 @@ TEST_P(LiteralOfLayout, TheOtherRayOfAPairNeverWeighsAsControl) {
     ExpectBlock(
         MakeKernelBlock(
             {.nLayoutMode = GetParam(), .fControlShare = 0.2, .fHeightShare = 0.5, .nControlWeight = weight}),
-        weight == 0 ? Bounds{2e-5, 5e-6} : kPlain);
+        kPlain);
   }
 }
 
@@ -269,7 +269,7 @@ TEST(LiteralPreconditioner, AnImageTakesOfAPointsTwoRaysNoCommonTerm) {
   EXPECT_GT(system.Precond[0], 1.01 * system.S[0]);
   LiteralRun run(block);
   run.SumMatrix();
-  EXPECT_LE(PreconditionerError(system, run.Preconditioner()), 2e-6);
+  EXPECT_LE(PreconditionerError(system, run.Preconditioner()), 1e-6);
 }
 
 }  // namespace

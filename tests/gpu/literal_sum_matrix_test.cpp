@@ -384,7 +384,8 @@ TEST(LiteralSumMatrix, BlocksAddTheirResidualsToGroupsOfTheirOwn) {
 }
 
 TEST(LiteralSumMatrix, ARayThatIsLeftOutCountsInTheWalkAndNowhereElse) {
-  const KernelBlock block = MakeKernelBlock({.nPoints = 100, .fLeftOutShare = 0.4});
+  KernelBlock block = MakeKernelBlock({.nPoints = 100, .fLeftOutShare = 0.4});
+  for (size_t j = 0; j < block.ImgPt.size() / 4; ++j) block.ImgPt[4 * j + 2] = block.ImgPt[4 * j + 3] = 7;
   LiteralRun run(block);
   run.SumMatrix();
   int leftOut = 0;
