@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "solver/Cholesky.h"
 #include "solver/DenseSolve.h"
 
 namespace orvo::bench {
@@ -38,11 +39,12 @@ void Factor(benchmark::State& state) {
   const auto n = static_cast<int32_t>(state.range(0));
   const std::vector<double> original = MakeMatrix(n);
   std::vector<double> N;
+  WorkerPool pool(static_cast<int32_t>(state.range(1)));
   for (auto _ : state) {
     state.PauseTiming();
     N = original;
     state.ResumeTiming();
-    FactorCholesky(N.data(), n, static_cast<int32_t>(state.range(1)));
+    Cholesky(N.data(), n).Factor(pool);
     benchmark::ClobberMemory();
   }
   state.counters["GFLOP/s"] = benchmark::Counter(std::pow(static_cast<double>(n), 3) / 3e9,
