@@ -7,6 +7,7 @@
 #include "block/ProjectForm.h"
 #include "block/ProjectText.h"
 #include "block/Scan.h"
+#include "block/TextPiece.h"
 #include "run/BundleAdjustment.h"
 #include "run/ParallelFor.h"
 
@@ -48,6 +49,7 @@ int CBundleAdjustment::PreReadData(const std::string& project, const std::string
   szGcpPath = gcp;
   szOvtPath = OvtPathOfProject(project);
   bTextPointCounted.clear();
+  vTextPlaces.clear();
   nTiePointNum = nTieImagePointNum = 0;
 
   TextReader file;
@@ -73,8 +75,11 @@ int CBundleAdjustment::PreReadTextPoints(const ProjectHeader& header, TextReader
   nTiePointNum = header.nObjectPointNum;
   pPointImageCount.assign(static_cast<size_t>(nTiePointNum), 0);
   SkipCamerasAndImages(file, header);
+  nTextPlaceFileSize = file.Size();
+  int64_t place = file.Tell();
   std::string_view line;
   for (int64_t point = 0; point < nTiePointNum && file.Next(line); ++point) {
+    if (point % kTextPiecePoints == 0) vTextPlaces.push_back(place);
     const int32_t count = ReadMeasureCount(file);
     int32_t read = 0;
     for (; read < count && file.Next(line); ++read) {
@@ -88,6 +93,7 @@ int CBundleAdjustment::PreReadTextPoints(const ProjectHeader& header, TextReader
     }
     pPointImageCount[static_cast<size_t>(point)] = read;
     nTieImagePointNum += read;
+    place = file.Tell();
   }
   return 1;
 }

@@ -1,50 +1,28 @@
 // Tie points of a text project.
+#include <algorithm>
 #include <cinttypes>
 
-#include "block/Measurement.h"
 #include "block/ProjectText.h"
+#include "block/TextPiece.h"
 #include "run/BundleAdjustment.h"
+#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {
 
-enum class Outcome { Accepted, Rejected, WrongOrdinal };
-
-/// Appends the measurements in the next lines and gives `point` their first index and their number; one that
-/// is on a deleted image rejects them all. Cameras grow with the measurements, of a rejected point too.
-/// Nothing is appended unless the point is accepted. At an image ordinal out of range, `measureNum` is that
-/// measurement's.
-Outcome AppendMeasures(TextReader& file, std::span<const ImageReference> references, double imageScale,
-                       int32_t objectPoint, ObjectPointRecord& point,
-                       std::vector<ImagePointRecord>& imagePoints, std::vector<IopRecord>& cameras,
-                       int32_t& measureNum) {
-  const size_t first = imagePoints.size();
-  const bool usable = MakePositionUsable(point);
-  const int32_t count = ReadMeasureCount(file);
-  Outcome outcome = Outcome::Accepted;
-  std::string_view line;
-  for (int32_t m = 0; m < count && file.Next(line); ++m) {
-    MeasureLine measure;
-    if (!ParseMeasure(line, measure)) continue;
-    const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
-    if (measure.nImageOrdinal < 0 || ordinal >= references.size()) {
-      measureNum = m;
-      outcome = Outcome::WrongOrdinal;
-      break;
-    }
-    const ImagePointRecord record = MakeImagePoint(usable ? references[ordinal] : ImageReference{}, measure.x,
-                                                   measure.y, imageScale, objectPoint);
-    if (record.nImage < 0) {
-      outcome = Outcome::Rejected;
-      continue;
-    }
-    EnlargeCamera(cameras[static_cast<size_t>(record.nCamera)], measure.x, measure.y);
-    imagePoints.push_back(record);
+/// Appends a piece behind what was read before it.
+void AppendPiece(const TextPiece& piece, std::vector<ObjectPointRecord>& points,
+                 std::vector<ImagePointRecord>& imagePoints) {
+  const auto firstPoint = static_cast<int32_t>(points.size());
+  const auto firstImagePoint = static_cast<int64_t>(imagePoints.size());
+  for (ObjectPointRecord point : piece.Points) {
+    point.nFirstImagePoint += firstImagePoint;
+    points.push_back(point);
   }
-  if (outcome != Outcome::Accepted) imagePoints.resize(first);
-  point.nFirstImagePoint = static_cast<int64_t>(first);
-  point.nImagePointNum = static_cast<int32_t>(imagePoints.size() - first);
-  return outcome;
+  for (ImagePointRecord imagePoint : piece.ImagePoints) {
+    imagePoint.nObjectPoint += firstPoint;
+    imagePoints.push_back(imagePoint);
+  }
 }
 
 }  // namespace
@@ -52,31 +30,84 @@ Outcome AppendMeasures(TextReader& file, std::span<const ImageReference> referen
 int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                                       std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
   const PointSectionTable::Range range = Sections.ObjectPoints[static_cast<size_t>(section)];
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const TextPointContext context{
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum), Image_Coor_Scale,
+      Object_Coor_Scale};
   const ProjectHeader header = ReadHeader(file);
+  const int64_t end = std::min(header.nObjectPointNum, range.nLast + 1);
+  // The places are those of a walk from the first point on, and of that file only.
+  const bool placesKnown =
+      range.nFirst == 0 && nTextPlaceFileSize == file.Size() && szProjectPath == file.Path();
+  const int64_t pieceNum = std::min((end + kTextPiecePoints - 1) / kTextPiecePoints, std::ssize(vTextPlaces));
+  const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
+  if (placesKnown && threads > 1) {
+    std::vector<TextReader> files(static_cast<size_t>(threads));
+    if (std::ranges::all_of(files, [&](TextReader& own) { return own.Open(file.Path()); })) {
+      return ReadTextPieces(pieceNum, end, files, context, objectList, imagePointList, file);
+    }
+  }
   SkipCamerasAndImages(file, header);
   std::string_view line;
-  for (int64_t i = 0; i < header.nObjectPointNum && i <= range.nLast && file.Next(line); ++i) {
-    if (i < range.nFirst) {
-      // Deliberate: the second line is the first measurement, and its image ordinal is taken for a count.
-      file.Skip(1);
-      file.Skip(ReadMeasureCount(file));
-      continue;
-    }
-    ObjectPointRecord point = ParsePointLine(line);
-    point.X *= Object_Coor_Scale;
-    point.Y *= Object_Coor_Scale;
-    point.Z *= Object_Coor_Scale;
+  for (int64_t i = 0; i < std::min(end, range.nFirst) && file.Next(line); ++i) {
+    // Deliberate: the second line is the first measurement, and its image ordinal is taken for a count.
+    file.Skip(1);
+    file.Skip(ReadMeasureCount(file));
+  }
+  return ReadTextPointsOneByOne(range.nFirst, end, context, objectList, imagePointList, file);
+}
+
+int CBundleAdjustment::ReadTextPieces(int64_t pieceNum, int64_t end, std::span<TextReader> files,
+                                      const TextPointContext& context,
+                                      std::vector<ObjectPointRecord>& objectList,
+                                      std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
+  std::vector<TextPiece> pieces(files.size());
+  // A copy: reading one by one enlarges the cameras, in its turn.
+  const std::vector<IopRecord> cameras = pIop;
+  const auto countOf = [&](int64_t i) { return std::min(kTextPiecePoints, end - i * kTextPiecePoints); };
+  int result = 1;
+  ParallelInOrder(
+      pieceNum, static_cast<int>(files.size()),
+      [&](int64_t i, int k) {
+        TextReader& own = files[static_cast<size_t>(k)];
+        own.Seek(vTextPlaces[static_cast<size_t>(i)]);
+        ReadTextPiece(own, i * kTextPiecePoints, countOf(i), context, cameras,
+                      pieces[static_cast<size_t>(k)]);
+      },
+      [&](int64_t i, int k) {
+        const TextPiece& piece = pieces[static_cast<size_t>(k)];
+        if (result != 1) return;
+        if (piece.bPlain) {
+          for (const TextPiece::Counted& type : piece.Types) CountTextPoint(type.nOrdinal, type.nType);
+          AppendPiece(piece, objectList, imagePointList);
+          return;
+        }
+        file.Seek(vTextPlaces[static_cast<size_t>(i)]);
+        const int64_t first = i * kTextPiecePoints;
+        result = ReadTextPointsOneByOne(first, first + countOf(i), context, objectList, imagePointList, file);
+      });
+  return result;
+}
+
+int CBundleAdjustment::ReadTextPointsOneByOne(int64_t first, int64_t end, const TextPointContext& context,
+                                              std::vector<ObjectPointRecord>& objectList,
+                                              std::vector<ImagePointRecord>& imagePointList,
+                                              TextReader& file) {
+  std::string_view line;
+  for (int64_t i = first; i < end && file.Next(line); ++i) {
+    ObjectPointRecord point = MakeTextPoint(line, context);
     CountTextPoint(i, point.nType);
     int32_t measureNum = 0;
-    const Outcome outcome =
-        AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(objectList.size()), point,
-                       imagePointList, pIop, measureNum);
-    if (outcome == Outcome::WrongOrdinal) {
-      LogPrintf("Error!Image ID is invalid:%d %" PRId64 "\n", measureNum, i);
-      return -1;
+    switch (AppendTextMeasures(file, context, static_cast<int32_t>(objectList.size()), point, imagePointList,
+                               pIop, measureNum)) {
+      case TextPointOutcome::Accepted:
+        objectList.push_back(point);
+        break;
+      case TextPointOutcome::Rejected:
+        break;
+      case TextPointOutcome::WrongOrdinal:
+        LogPrintf("Error!Image ID is invalid:%d %" PRId64 "\n", measureNum, i);
+        return -1;
     }
-    if (outcome == Outcome::Accepted) objectList.push_back(point);
   }
   return 1;
 }

@@ -1,5 +1,7 @@
 #include "block/TextReader.h"
 
+#include <sys/types.h>
+
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -19,21 +21,25 @@ bool TextReader::Open(const std::string& path) {
   if (!pBuffer) pBuffer.reset(new char[kBufferBytes]);
   const std::uintmax_t size = std::filesystem::file_size(path, failure);
   nSize = failure ? 0 : static_cast<int64_t>(size);
+  szPath = path;
   return true;
 }
 
 void TextReader::Close() {
   fFile.reset();
   nBegin = nEnd = 0;
+  nBufferOffset = 0;
   nSize = 0;
   bLineEnded = true;
   bEndOfFile = false;
 }
 
-void TextReader::Rewind() {
+void TextReader::Seek(int64_t offset) {
   if (!fFile) return;
-  std::rewind(fFile.get());
+  ::fseeko(fFile.get(), static_cast<off_t>(offset), SEEK_SET);
+  std::clearerr(fFile.get());
   nBegin = nEnd = 0;
+  nBufferOffset = offset;
   bLineEnded = true;
   bEndOfFile = false;
 }
@@ -43,6 +49,7 @@ bool TextReader::Fill() {
   if (!fFile || bEndOfFile) return false;
   std::memmove(pBuffer.get(), pBuffer.get() + nBegin, nEnd - nBegin);
   nEnd -= nBegin;
+  nBufferOffset += static_cast<int64_t>(nBegin);
   nBegin = 0;
   const size_t got = std::fread(pBuffer.get() + nEnd, 1, kBufferBytes - nEnd, fFile.get());
   nEnd += got;

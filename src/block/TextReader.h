@@ -22,7 +22,10 @@ class TextReader {
   void Close();
   bool IsOpen() const { return fFile != nullptr; }
   /// Back to the first line.
-  void Rewind();
+  void Rewind() { Seek(0); }
+  /// The place in the file of what Next hands out next, and back to such a place.
+  int64_t Tell() const { return nBufferOffset + static_cast<int64_t>(nBegin); }
+  void Seek(int64_t offset);
 
   /// The next line, valid until the next call; false at the end of the file.
   bool Next(std::string_view& line);
@@ -35,6 +38,7 @@ class TextReader {
   bool AtEnd();
   /// Bytes in the file, an upper bound of everything that a count in it can stand for.
   int64_t Size() const { return nSize; }
+  const std::string& Path() const { return szPath; }
 
  private:
   bool Fill();
@@ -45,7 +49,9 @@ class TextReader {
   std::unique_ptr<std::FILE, Closer> fFile;
   std::unique_ptr<char[]> pBuffer;
   size_t nBegin = 0, nEnd = 0;
+  int64_t nBufferOffset = 0;  ///< place in the file of the first byte in the buffer
   int64_t nSize = 0;
+  std::string szPath;
   bool bLineEnded = true;
   bool bEndOfFile = false;
 };

@@ -28,6 +28,7 @@ class TextWriter;
 struct ImageReference;
 struct ProjectHeader;
 struct ResampleView;
+struct TextPointContext;
 struct ThreadBuffers;
 
 class CBundleAdjustment {
@@ -218,6 +219,14 @@ class CBundleAdjustment {
   // What was read before stays, in a state where every reference holds.
   int ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                      std::vector<ImagePointRecord>& imagePointList, TextReader& file);
+  // Parts of ReadTextPoints: in pieces, with a thread for each of `files`, from the places that PreReadData
+  // remembers, or the points from ordinal `first` to `end` in the order of the file.
+  int ReadTextPieces(int64_t pieceNum, int64_t end, std::span<TextReader> files,
+                     const TextPointContext& context, std::vector<ObjectPointRecord>& objectList,
+                     std::vector<ImagePointRecord>& imagePointList, TextReader& file);
+  int ReadTextPointsOneByOne(int64_t first, int64_t end, const TextPointContext& context,
+                             std::vector<ObjectPointRecord>& objectList,
+                             std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
   /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1.
@@ -380,6 +389,8 @@ class CBundleAdjustment {
   void LogText(const char* format, std::va_list arguments, bool toLog) __attribute__((format(printf, 2, 0)));
   std::FILE* fConsole;
   std::unique_ptr<ResidualWriter> pResidualWriter;
+  std::vector<int64_t> vTextPlaces;     ///< in a text project, of every kTextPiecePoints-th point
+  int64_t nTextPlaceFileSize = -1;      ///< of the file that they are places in
   std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
 };
 

@@ -1,6 +1,9 @@
 // Tie points of text projects.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <random>
+
 #include "block/SectionReading.h"
 
 namespace orvo::test {
@@ -156,6 +159,70 @@ TEST(TextPoints, WhatATextLineDoesNotHoldIsLeftOut) {
     Read(block, 0);
     EXPECT_EQ(row.names, Names(*block)) << row.points;
     EXPECT_EQ(row.measures, block->pImagePoints.size()) << row.points;
+  }
+}
+
+TEST(TextPoints, ManyThreadsReadWhatOneReads) {
+  struct Row {
+    const char* about;
+    bool deletedImage;
+    int wideMeasures, types;
+    const char *was, *becomes;  ///< of the same length, after the counting
+  };
+  const Row rows[] = {{"plain", false, 0, 0, "", ""},
+                      {"a deleted image", true, 0, 30, "", ""},
+                      {"measurements outside", false, 40, 3, "", ""},
+                      {"an ordinal too high", true, 5, 9, "2\n5 77.5 2\n0 1 1\n", "2\n9 77.5 2\n0 1 1\n"}};
+  for (const Row& row : rows) {
+    std::mt19937 random(11);
+    const auto below = [&random](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    std::string points;
+    const int pointNum = 9000;
+    for (int i = 0; i < pointNum; ++i) {
+      std::vector<MeasureText> measures;
+      for (int m = below(5); m > 0; --m)
+        measures.push_back({below(6), below(4000) - 2000 + 0.25, static_cast<double>(below(3))});
+      if (below(pointNum) < row.wideMeasures) measures.push_back({1, 2000.0 + below(8), 0.5 * below(3200)});
+      if (i == 5000) measures = {{5, 77.5, 2}, {0, 1, 1}};
+      const int type = below(pointNum) < row.types ? 1 + below(3) : 0;
+      std::string name(i == 8500 ? 600 : 5, 'n');
+      points += PointText(name + std::to_string(i), type, measures);
+      if (i % 3 == 0) points.insert(points.size() - 1, "\r");
+    }
+    std::string text = "6 1 " + std::to_string(pointNum) + "\n" + kCamera;
+    for (int i = 0; i < 6; ++i) text += ImageText(i, i == 4 && row.deletedImage ? -1 : 0);
+    text += points;
+    ProjectFiles files;
+    const auto read = [&](LoggedBlock& block, int processors) {
+      block->System.ProcessorCount = [=] { return processors; };
+      WriteFile(files.szText, text);
+      files.ReadAll(*block, files.szText, "");
+      std::string changed = text;
+      if (row.was[0] != 0) changed.replace(changed.find(row.was), std::strlen(row.was), row.becomes);
+      WriteFile(files.szText, changed);
+      Read(block, 0);
+    };
+    LoggedBlock one;
+    read(one, 1);
+    ASSERT_GT(one->pObjectPoints.size(), 3000u) << row.about;
+    const std::string log = one.Log();
+    for (const int processors : {2, 5}) {
+      LoggedBlock many;
+      read(many, processors);
+      EXPECT_TRUE(many.Log() == log) << row.about;
+      ASSERT_EQ(many->pObjectPoints.size(), one->pObjectPoints.size()) << row.about;
+      ASSERT_EQ(many->pImagePoints.size(), one->pImagePoints.size()) << row.about;
+      EXPECT_TRUE(std::memcmp(many->pObjectPoints.data(), one->pObjectPoints.data(),
+                              one->pObjectPoints.size() * sizeof(ObjectPointRecord)) == 0)
+          << row.about;
+      EXPECT_TRUE(std::memcmp(many->pImagePoints.data(), one->pImagePoints.data(),
+                              one->pImagePoints.size() * sizeof(ImagePointRecord)) == 0)
+          << row.about;
+      EXPECT_EQ(many->pIop[0].nImageWidth, one->pIop[0].nImageWidth) << row.about;
+      EXPECT_EQ(many->pIop[0].nImageHeight, one->pIop[0].nImageHeight) << row.about;
+      EXPECT_EQ(many->nControlPointNum, one->nControlPointNum) << row.about;
+      EXPECT_EQ(many->nCheckPointNum, one->nCheckPointNum) << row.about;
+    }
   }
 }
 

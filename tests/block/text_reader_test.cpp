@@ -114,5 +114,37 @@ TEST(TextReader, OpensAnotherFileFromItsStart) {
   EXPECT_EQ(2, file.Size());
 }
 
+TEST(TextReader, GoesBackToAnyPlace) {
+  test::ScratchFolder folder;
+  std::string text;
+  for (int i = 0; i < 3000; ++i) {
+    text += std::string(static_cast<size_t>(i % 37 == 5 ? 500 + i % 900 : i % 50),
+                        static_cast<char>('a' + i % 26));
+    text += i % 4 == 0 ? "\r\n" : "\n";
+  }
+  test::WriteFile(folder / "file", text + "unended");
+  TextReader reader;
+  ASSERT_TRUE(reader.Open(folder / "file"));
+  EXPECT_EQ(reader.Path(), folder / "file");
+  std::vector<int64_t> places;
+  std::vector<std::string> lines;
+  std::string_view line;
+  while (true) {
+    places.push_back(reader.Tell());
+    if (!reader.Next(line)) break;
+    lines.emplace_back(line);
+  }
+  EXPECT_EQ(places.front(), 0);
+  EXPECT_EQ(places.back(), reader.Size());
+  for (size_t i = lines.size(); i-- > 0;) {
+    reader.Seek(places[i]);
+    ASSERT_EQ(reader.Tell(), places[i]);
+    ASSERT_TRUE(reader.Next(line));
+    ASSERT_EQ(line, lines[i]) << i;
+  }
+  reader.Rewind();
+  EXPECT_EQ(reader.Next(), lines[0]);
+}
+
 }  // namespace
 }  // namespace orvo::test

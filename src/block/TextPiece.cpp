@@ -1,0 +1,94 @@
+#include "block/TextPiece.h"
+
+#include "block/ProjectText.h"
+
+namespace orvo {
+namespace {
+
+/// Reads the measurements of a point; grow(camera, measure) is called for each that is on a kept image.
+template <typename Grow>
+TextPointOutcome AppendMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
+                                ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
+                                int32_t& measureNum, const Grow& grow) {
+  const size_t first = imagePoints.size();
+  const bool usable = MakePositionUsable(point);
+  const int32_t count = ReadMeasureCount(file);
+  TextPointOutcome outcome = TextPointOutcome::Accepted;
+  std::string_view line;
+  for (int32_t m = 0; m < count && file.Next(line); ++m) {
+    MeasureLine measure;
+    if (!ParseMeasure(line, measure)) continue;
+    const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
+    if (measure.nImageOrdinal < 0 || ordinal >= context.References.size()) {
+      measureNum = m;
+      outcome = TextPointOutcome::WrongOrdinal;
+      break;
+    }
+    const ImageReference reference = usable ? context.References[ordinal] : ImageReference{};
+    const ImagePointRecord record =
+        MakeImagePoint(reference, measure.x, measure.y, context.fImageScale, objectPoint);
+    if (record.nImage < 0) {
+      outcome = TextPointOutcome::Rejected;
+      continue;
+    }
+    grow(record.nCamera, measure);
+    imagePoints.push_back(record);
+  }
+  if (outcome != TextPointOutcome::Accepted) imagePoints.resize(first);
+  point.nFirstImagePoint = static_cast<int64_t>(first);
+  point.nImagePointNum = static_cast<int32_t>(imagePoints.size() - first);
+  return outcome;
+}
+
+}  // namespace
+
+ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& context) {
+  ObjectPointRecord point = ParsePointLine(line);
+  point.X *= context.fObjectScale;
+  point.Y *= context.fObjectScale;
+  point.Z *= context.fObjectScale;
+  return point;
+}
+
+TextPointOutcome AppendTextMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
+                                    ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
+                                    std::span<IopRecord> cameras, int32_t& measureNum) {
+  return AppendMeasures(file, context, objectPoint, point, imagePoints, measureNum,
+                        [cameras](int32_t camera, const MeasureLine& measure) {
+                          EnlargeCamera(cameras[static_cast<size_t>(camera)], measure.x, measure.y);
+                        });
+}
+
+void ReadTextPiece(TextReader& file, int64_t first, int64_t count, const TextPointContext& context,
+                   std::span<const IopRecord> cameras, TextPiece& piece) {
+  piece.Points.clear();
+  piece.ImagePoints.clear();
+  piece.Types.clear();
+  piece.bPlain = true;
+  const auto grow = [&](int32_t camera, const MeasureLine& measure) {
+    const IopRecord& known = cameras[static_cast<size_t>(camera)];
+    if (EnlargedExtent(known.nImageWidth, measure.x) != known.nImageWidth ||
+        EnlargedExtent(known.nImageHeight, measure.y) != known.nImageHeight) {
+      piece.bPlain = false;
+    }
+  };
+  std::string_view line;
+  int32_t measureNum = 0;
+  for (int64_t i = first; i < first + count && piece.bPlain && file.Next(line); ++i) {
+    ObjectPointRecord point = MakeTextPoint(line, context);
+    if (point.nType != 0) piece.Types.push_back({i, point.nType});
+    switch (AppendMeasures(file, context, static_cast<int32_t>(piece.Points.size()), point, piece.ImagePoints,
+                           measureNum, grow)) {
+      case TextPointOutcome::Accepted:
+        piece.Points.push_back(point);
+        break;
+      case TextPointOutcome::Rejected:
+        break;
+      case TextPointOutcome::WrongOrdinal:
+        piece.bPlain = false;
+        break;
+    }
+  }
+}
+
+}  // namespace orvo

@@ -1,0 +1,54 @@
+// A run of tie points in a text project.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "block/Measurement.h"
+#include "block/Records.h"
+#include "block/TextReader.h"
+
+namespace orvo {
+
+/// Points between two places that are remembered of a text project.
+inline constexpr int64_t kTextPiecePoints = 4096;
+
+/// What the reading of text points needs to know of the block.
+struct TextPointContext {
+  std::vector<ImageReference> References;  ///< by project image ordinal
+  double fImageScale = 1, fObjectScale = 1;
+};
+
+enum class TextPointOutcome { Accepted, Rejected, WrongOrdinal };
+
+/// Reads the measurements in the next lines. Appends them and gives `point` their first index and their
+/// number; one that is on a deleted image rejects them all. Cameras grow with the measurements, of a rejected
+/// point too. Nothing is appended unless the point is accepted. At an image ordinal out of range,
+/// `measureNum` is that measurement's.
+TextPointOutcome AppendTextMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
+                                    ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
+                                    std::span<IopRecord> cameras, int32_t& measureNum);
+
+/// The point of a line, scaled.
+ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& context);
+
+/// Points read apart from those before them: indices count from the first of them.
+struct TextPiece {
+  struct Counted {
+    int64_t nOrdinal;
+    int32_t nType;
+  };
+  std::vector<ObjectPointRecord> Points;
+  std::vector<ImagePointRecord> ImagePoints;
+  std::vector<Counted> Types;  ///< of the points that are no tie points, rejected ones too
+  /// Nothing in it depends on what stands before; otherwise it is to be read again in its turn.
+  bool bPlain = false;
+};
+
+/// Reads up to `count` points, of which the first has the ordinal `first`, into `piece`. A piece that has to
+/// enlarge one of `cameras`, or refers to an image that can't be, is not plain.
+void ReadTextPiece(TextReader& file, int64_t first, int64_t count, const TextPointContext& context,
+                   std::span<const IopRecord> cameras, TextPiece& piece);
+
+}  // namespace orvo
