@@ -36,8 +36,7 @@ PackedBlocks MakePackedBlocks(const UnknownLayout& layout, int32_t groupNum) {
 }
 
 double PackedDampingFactor(const DampingSchedule& schedule, int32_t iteration) {
-  const int32_t plain =
-      schedule.bSevenParamApplied ? schedule.nGcpIterations : schedule.nFreeIterations;
+  const int32_t plain = schedule.bSevenParamApplied ? schedule.nGcpIterations : schedule.nFreeIterations;
   if (iteration <= plain) return schedule.fCoefficient;
   const double base = schedule.bSevenParamApplied ? 0.1 * schedule.fBase : 1000.0 * schedule.fBase;
   return PowerBySquaring(base, iteration) * schedule.fCoefficient;
