@@ -151,6 +151,7 @@ class CBundleAdjustment {
   // ---- Normalisation -----------------------------------------------------------------------------------
   double dCoorMean[3] = {};
   double dCoorScale = 1.0;
+  bool bNormalized = false;  ///< the data is shifted and scaled now
 
   // ---- Paths -----------------------------------------------------------------------------------------
   std::string szOutputPath, szProjectPath, szGcpPath;
@@ -295,6 +296,9 @@ class CBundleAdjustment {
   int NormalizeData();
   /// Undoes it for projection centres and GPS positions. 0 when Coor_Normalization is off.
   int RestoreData();
+  /// Control and check points among the tie points in memory, just read: takes them into the frame of the
+  /// block.
+  void NormalizeProjectControl();
   int ComputeSevenParametersFromGps();
   int ComputeSevenParametersFromGcp(const std::string& gcp);
   int ApplySevenParameters();
