@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <optional>
 
 #include "gpu/Device.h"
 #include "gpu/kernels/FastKernels.h"
@@ -18,6 +19,9 @@ constexpr int kOutOfMemory = 2;
 constexpr int kInvalidDevice = 101;
 constexpr int kIllegalAddress = 700;
 
+// The fast kernels read rows of 32 and 64 bytes; where these cross cache lines, each costs two.
+constexpr size_t kAlignment = 64;
+
 class HostDevice final : public Device {
  public:
   HostDevice(int64_t freeBytes, int processors)
@@ -25,7 +29,7 @@ class HostDevice final : public Device {
   HostDevice(const HostDevice&) = delete;
   HostDevice& operator=(const HostDevice&) = delete;
   ~HostDevice() override {
-    for (const auto& [address, bytes] : Arrays) std::free(reinterpret_cast<void*>(address));
+    for (const auto& [address, array] : Arrays) std::free(array.pBlock);
   }
 
   int GetDeviceCount(int32_t& count) override {
@@ -51,11 +55,12 @@ class HostDevice final : public Device {
     address = nullptr;
     if (bytes == 0 || nFailure != kDone) return nFailure;
     // A system that promises more memory than it has would end the run later.
-    if (bytes > nFreeBytes - nTakenBytes) return kOutOfMemory;
+    if (bytes > nFreeBytes - nTakenBytes || bytes > SIZE_MAX - kAlignment) return kOutOfMemory;
     // Pages that no kernel touches are never taken from the system.
-    address = std::calloc(bytes, 1);
-    if (address == nullptr) return kOutOfMemory;
-    Arrays.emplace(reinterpret_cast<uintptr_t>(address), bytes);
+    void* const block = std::calloc(bytes + kAlignment, 1);
+    if (block == nullptr) return kOutOfMemory;
+    address = static_cast<char*>(block) + kAlignment - reinterpret_cast<uintptr_t>(block) % kAlignment;
+    Arrays.emplace(reinterpret_cast<uintptr_t>(address), Array{block, bytes});
     nTakenBytes += bytes;
     return kDone;
   }
@@ -64,9 +69,9 @@ class HostDevice final : public Device {
     if (address == nullptr) return nFailure;
     const auto array = Arrays.find(reinterpret_cast<uintptr_t>(address));
     if (array == Arrays.end()) return kInvalidValue;
-    nTakenBytes -= array->second;
+    nTakenBytes -= array->second.nBytes;
+    std::free(array->second.pBlock);
     Arrays.erase(array);
-    std::free(address);
     return nFailure;
   }
 
@@ -98,7 +103,8 @@ class HostDevice final : public Device {
       return kDone;
     }
     if (call.Form == KernelForm::Fast) {
-      RunFastKernel(call, nProcessors);
+      if (!Pool) Pool.emplace(nProcessors);
+      RunFastKernel(call, *Pool);
     } else {
       RunLiteralKernel(call);
     }
@@ -106,6 +112,11 @@ class HostDevice final : public Device {
   }
 
  private:
+  struct Array {
+    void* pBlock = nullptr;  ///< of the system
+    size_t nBytes = 0;
+  };
+
   /// What stands in the way of touching `bytes` bytes at a device address.
   int Check(const void* address, size_t bytes) const {
     if (nFailure != kDone || bytes == 0) return nFailure;
@@ -114,7 +125,8 @@ class HostDevice final : public Device {
     if (address == nullptr || array == Arrays.begin()) return kInvalidValue;
     --array;
     const size_t offset = at - array->first;
-    return offset <= array->second && bytes <= array->second - offset ? kDone : kInvalidValue;
+    const size_t size = array->second.nBytes;
+    return offset <= size && bytes <= size - offset ? kDone : kInvalidValue;
   }
 
   bool Holds(const void* address, int64_t count) const {
@@ -194,8 +206,9 @@ class HostDevice final : public Device {
 
   uint64_t nFreeBytes, nTakenBytes = 0;
   int nProcessors;
-  int nFailure = kDone;  ///< of a launch; stays
-  std::map<uintptr_t, size_t> Arrays;
+  int nFailure = kDone;               ///< of a launch; stays
+  std::map<uintptr_t, Array> Arrays;  ///< by device address
+  std::optional<WorkerPool> Pool;
 };
 
 }  // namespace
