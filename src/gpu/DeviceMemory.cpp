@@ -23,23 +23,28 @@ namespace {
 class Uploader {
  public:
   explicit Uploader(Device& device) : Target(device) {}
+  /// Code of the first operation that failed.
+  int Failure() const { return nFailure; }
   template <typename T>
-  int Malloc(T*& array, int64_t count) const {
+  int Malloc(T*& array, int64_t count) {
     void* address = nullptr;
     const int code = Target.Malloc(address, Bytes<T>(count));
     array = static_cast<T*>(address);
-    return code;
+    return Note(code);
   }
   template <typename T>
-  int Clear(T* array, int64_t count) const {
-    return Target.Clear(array, Bytes<T>(count));
+  int Clear(T* array, int64_t count) {
+    return Note(Target.Clear(array, Bytes<T>(count)));
   }
   template <typename T>
-  int Copy(T* array, const std::vector<T>& image) const {
-    return Target.CopyToDevice(array, image.data(), image.size() * sizeof(T));
+  int Copy(T* array, const std::vector<T>& image) {
+    return Note(Target.CopyToDevice(array, image.data(), image.size() * sizeof(T)));
+  }
+  int Copy(GpuPara* array, const GpuPara& para) {
+    return Note(Target.CopyToDevice(array, &para, sizeof(para)));
   }
   template <typename T>
-  void Free(T*& array) const {
+  void Free(T*& array) {
     Target.Free(array);
     array = nullptr;
   }
@@ -49,7 +54,12 @@ class Uploader {
   static size_t Bytes(int64_t count) {
     return static_cast<size_t>(std::max<int64_t>(count, 0)) * sizeof(T);
   }
+  int Note(int code) {
+    if (nFailure == 0) nFailure = code;
+    return code;
+  }
   Device& Target;
+  int nFailure = 0;
 };
 
 FastSource FastSourceOf(const SectionPoints& section) {
@@ -94,7 +104,7 @@ void FillFastObjectImage(GpuState& state, const SectionPoints& section) {
 }
 
 void UploadLiteral(GpuState& state, const SectionPoints& section) {
-  const Uploader device(*state.pDevice);
+  Uploader device(*state.pDevice);
   DeviceArrays& arrays = state.Arrays;
   const int64_t n = std::ssize(section.ImagePoints), m = std::ssize(section.ObjectPoints);
   const LiteralImages& images = state.Literal;
@@ -110,12 +120,13 @@ void UploadLiteral(GpuState& state, const SectionPoints& section) {
   device.Copy(arrays.cupImgPt, images.ImgPt);
   device.Copy(arrays.cupObjPt, images.ObjPt);
   device.Copy(arrays.cupPairPos, images.PairPos);
-  state.pDevice->CopyToDevice(arrays.cupPara, &state.Para, sizeof(GpuPara));
+  device.Copy(arrays.cupPara, state.Para);
   device.Clear(arrays.cupTR, TailFloats(n));
+  state.nUploadFailure = device.Failure();
 }
 
 void UploadFast(GpuState& state, const SectionPoints& section) {
-  const Uploader device(*state.pDevice);
+  Uploader device(*state.pDevice);
   DeviceArrays& arrays = state.Arrays;
   const int64_t n = std::ssize(section.ImagePoints), m = std::ssize(section.ObjectPoints);
   device.Malloc(arrays.cupPara, 1);
@@ -127,11 +138,12 @@ void UploadFast(GpuState& state, const SectionPoints& section) {
   device.Copy(arrays.cupObjIdx, state.FastObjIdx);
   device.Copy(arrays.cupImgPt, state.FastImgPt);
   device.Copy(arrays.cupObjPt, state.ObjPt);
-  state.pDevice->CopyToDevice(arrays.cupPara, &state.Para, sizeof(GpuPara));
-  if (arrays.cupFast == nullptr) return;
-  device.Copy(
-      reinterpret_cast<uint32_t*>(arrays.cupFast) + FastIndexBegin(section.nImageNum, section.nCameraNum),
-      state.FastIndex);
+  device.Copy(arrays.cupPara, state.Para);
+  if (arrays.cupFast != nullptr) {
+    auto* words = reinterpret_cast<uint32_t*>(arrays.cupFast);
+    device.Copy(words + FastIndexBegin(section.nImageNum, section.nCameraNum), state.FastIndex);
+  }
+  state.nUploadFailure = device.Failure();
 }
 
 }  // namespace
@@ -178,7 +190,7 @@ gpu::SectionPoints CBundleAdjustment::PointsOfGpuSection(int32_t gpuSection) {
 int CBundleAdjustment::AllocFixedDeviceMemory() {
   gpu::GpuState& state = Gpu();
   gpu::DeviceArrays& arrays = state.Arrays;
-  const gpu::Uploader device(*state.pDevice);
+  gpu::Uploader device(*state.pDevice);
   const bool literal = state.Form == gpu::KernelForm::Literal;
   const int64_t n = nUnknownNum, upper = nDiagUpperSize;
   gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
@@ -256,7 +268,7 @@ int CBundleAdjustment::RefreshObjectArray(int32_t gpuSection) {
     if (state.Arrays.cupObjPt == nullptr) return 0;
     gpu::FillFastObjectImage(state, section);
   }
-  const gpu::Uploader device(*state.pDevice);
+  gpu::Uploader device(*state.pDevice);
   return device.Copy(state.Arrays.cupObjPt, state.ObjPt) == 0 ? 1 : 0;
 }
 
@@ -264,7 +276,7 @@ int CBundleAdjustment::RefreshOrientationArrays() {
   gpu::GpuState& state = Gpu();
   gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
   UploadRms(*this, state);
-  const gpu::Uploader device(*state.pDevice);
+  gpu::Uploader device(*state.pDevice);
   device.Copy(state.Arrays.cupEop, state.Eop);
   device.Copy(state.Arrays.cupIop, state.Iop);
   return 1;
@@ -273,7 +285,7 @@ int CBundleAdjustment::RefreshOrientationArrays() {
 int CBundleAdjustment::FreePointDeviceMemory() {
   gpu::GpuState& state = Gpu();
   gpu::DeviceArrays& arrays = state.Arrays;
-  const gpu::Uploader device(*state.pDevice);
+  gpu::Uploader device(*state.pDevice);
   device.Free(arrays.cupPara);
   device.Free(arrays.cupImgIdx);
   device.Free(arrays.cupObjIdx);
@@ -289,7 +301,7 @@ int CBundleAdjustment::FreeFixedDeviceMemory() {
   gpu::GpuState& state = Gpu();
   if (!state.pDevice) return 1;
   gpu::DeviceArrays& arrays = state.Arrays;
-  const gpu::Uploader device(*state.pDevice);
+  gpu::Uploader device(*state.pDevice);
   const bool literal = state.Form == gpu::KernelForm::Literal;
   device.Free(arrays.cupEop);
   device.Free(arrays.cupIop);

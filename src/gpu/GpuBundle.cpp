@@ -71,6 +71,7 @@ int32_t GpuBundle::GroupNum() const {
 }
 
 void GpuBundle::Launch(Kernel kernel) {
+  if (State.nUploadFailure != 0) return;
   KernelCall call;
   call.Form = State.Form;
   call.Which = kernel;
@@ -79,6 +80,10 @@ void GpuBundle::Launch(Kernel kernel) {
   call.nImageNum = Block.nImageNum;
   // A failure shows in the next copy.
   Target.Launch(call);
+}
+
+int GpuBundle::Download(void* to, const void* from, size_t bytes) {
+  return State.nUploadFailure != 0 ? State.nUploadFailure : Target.CopyToHost(to, from, bytes);
 }
 
 void GpuBundle::ForgetPointSection() {

@@ -43,6 +43,8 @@ class GpuBundle {
   /// GPU sections for each device.
   int32_t GroupNum() const;
   void Launch(Kernel kernel);
+  /// The device's code; that of the upload where the section did not get there whole.
+  int Download(void* to, const void* from, size_t bytes);
   void ForgetPointSection();
   bool HasSeveralSections() const { return Block.Sections.Count() > 1; }
   /// One of several point sections may have lost all of its points; it has nothing to add then.

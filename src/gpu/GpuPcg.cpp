@@ -91,7 +91,7 @@ bool GpuBundle::MultiplyGpuSection(int32_t group, int32_t device) {
     Block.AllocPointDeviceMemory(State.nEnabledDeviceNum * group + device);
     Launch(Kernel::SumMatrix);
     float sums[4] = {};
-    if (const int code = Target.CopyToHost(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
+    if (const int code = Download(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
       Block.LogPrintf("Cuda device %d:%d Compute sum matrix failed!\n", group, code);
       return false;
     }

@@ -24,6 +24,9 @@ struct GpuState {
   GpuSectionTable Sections;
   GpuPara Para;
   DeviceArrays Arrays;
+  /// Code of the first operation that failed when the GPU section was uploaded. Kernels must not follow the
+  /// indices of half a section.
+  int nUploadFailure = 0;
 
   // Host images on their way to the device.
   LiteralImages Literal;

@@ -152,7 +152,7 @@ bool GpuBundle::SumGpuSection(int32_t section, int32_t group, int32_t device) {
   if (Block.nLayoutMode == LayoutIop || Block.nLayoutMode == LayoutEopIop) Launch(Kernel::PreconditionerIop);
 
   float sums[4] = {};
-  if (const int code = Target.CopyToHost(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
+  if (const int code = Download(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
     Block.LogPrintf("Cuda device %d:%d Compute sum matrix failed!\n", group, code);
     return false;
   }
@@ -192,7 +192,7 @@ void GpuBundle::ClearSums() {
 /// Adds `count` floats of the device; false with the device's code.
 bool GpuBundle::DownloadVector(const float* from, int64_t count, std::vector<double>& sum, int& code) {
   fStaging.resize(static_cast<size_t>(count));
-  code = Target.CopyToHost(fStaging.data(), from, fStaging.size() * sizeof(float));
+  code = Download(fStaging.data(), from, fStaging.size() * sizeof(float));
   if (code != 0) return false;
   const size_t end = std::min(fStaging.size(), sum.size());
   for (size_t k = 0; k < end; ++k) sum[k] += static_cast<double>(fStaging[k]);
@@ -207,9 +207,8 @@ void GpuBundle::WriteResiduals(int32_t number, int32_t gpuSection) {
   std::vector<uint32_t> words(literal ? 4 * n : n);
   const float* from = State.Arrays.cupImgPt;
   if (!literal && from != nullptr) from += 2 * n;
-  const int valueCode = Target.CopyToHost(values.data(), from, values.size() * sizeof(float));
-  const int wordCode =
-      Target.CopyToHost(words.data(), State.Arrays.cupImgIdx, words.size() * sizeof(uint32_t));
+  const int valueCode = Download(values.data(), from, values.size() * sizeof(float));
+  const int wordCode = Download(words.data(), State.Arrays.cupImgIdx, words.size() * sizeof(uint32_t));
   if (valueCode != 0 || wordCode != 0) {
     ++Block.nOutputFailureNum;
     return;

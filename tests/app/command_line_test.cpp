@@ -16,7 +16,7 @@ namespace {
 /// What a run was asked to do.
 struct AskedRun {
   RunPaths Paths;
-  Device At = Device::FromSettings;
+  RunOptions Options;
   int nProcessors = 0;
   int64_t nFreeBytes = 0;
 };
@@ -46,8 +46,8 @@ Ended Call(const std::vector<std::string>& arguments,
   frontEnd.fOut = std::tmpfile();
   frontEnd.fErr = std::tmpfile();
   if (outcome) {
-    frontEnd.Adjust = [&](RunPaths paths, const Platform& platform, std::FILE*, Device device) {
-      ended.Asked = {std::move(paths), device, platform.ProcessorCount(), platform.FreePhysicalBytes()};
+    frontEnd.Adjust = [&](RunPaths paths, const Platform& platform, std::FILE*, const RunOptions& options) {
+      ended.Asked = {std::move(paths), options, platform.ProcessorCount(), platform.FreePhysicalBytes()};
       return *outcome;
     };
   }
@@ -170,7 +170,7 @@ TEST_F(CommandLine, EverythingNamedReachesTheRun) {
   EXPECT_TRUE(std::filesystem::is_directory(In("deep/out")));
   EXPECT_EQ(ended.Asked->nProcessors, 9);
   EXPECT_EQ(ended.Asked->nFreeBytes, 200 * 1024);
-  EXPECT_EQ(ended.Asked->At, Device::Cpu);
+  EXPECT_EQ(ended.Asked->Options.At, DeviceChoice::Cpu);
   EXPECT_NE(ended.szOut.find("Settings: " + In("set.xml") + "\n"), std::string::npos) << ended.szOut;
   EXPECT_NE(ended.szOut.find("Report: " + In("deep/out/OrvoAdjustReport.txt") + "\n"), std::string::npos)
       << ended.szOut;
@@ -184,7 +184,7 @@ TEST_F(CommandLine, WithoutOptionsTheMachineAndTheProjectDecide) {
   EXPECT_EQ(ended.Asked->Paths.szOutput, In("OrvoBundleResult"));
   EXPECT_EQ(ended.Asked->nProcessors, 3);
   EXPECT_EQ(ended.Asked->nFreeBytes, 777);
-  EXPECT_EQ(ended.Asked->At, Device::FromSettings);
+  EXPECT_EQ(ended.Asked->Options.At, DeviceChoice::FromSettings);
   EXPECT_EQ(ended.Asked->Paths.szSettings, "/nowhere/AdjPara.ini");
   EXPECT_NE(ended.szOut.find("Settings: built-in defaults"), std::string::npos) << ended.szOut;
 }

@@ -4,17 +4,12 @@
 #include <cmath>
 
 #include "results/GpuResidualLines.h"
+#include "results/Print.h"
 #include "run/BundleAdjustment.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {
 namespace {
-
-std::string Print(const char* format, auto... values) {
-  char text[512];
-  std::snprintf(text, sizeof(text), format, values...);
-  return text;
-}
 
 /// The obvious form.
 std::string SlowLine(const gpu::GpuResidualLine& line, double s) {

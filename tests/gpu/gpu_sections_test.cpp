@@ -39,7 +39,7 @@ gpu::GpuSectionPlan Plan(const std::vector<int32_t>& counts, const gpu::EnabledD
 
 TEST(FixedDeviceBytes, SumsAndCuts) {
   EXPECT_EQ(gpu::FixedDeviceBytes({100, 50, 7, 3}), 524 * 100 + 260 * 50 + 24 * 7 + 20 * 3);
-  // 524 times 4098362 is 42 below 2^31, one unknown more is above.
+  // One unknown more takes the sum over 2^31.
   EXPECT_EQ(gpu::FixedDeviceBytes({4098251, 0, 0, 0}), 2147483524.0);
   EXPECT_EQ(gpu::FixedDeviceBytes({4098252, 0, 0, 0}), 2147484048.0 - 4294967296.0);
   EXPECT_EQ(gpu::FixedDeviceBytes({0, 0, 100000000, 0}), 2400000000.0 - 4294967296.0);
