@@ -133,10 +133,10 @@ TEST_P(DeviceLayouts, EndWhereTheCpuEnds) {
     for (size_t axis = 0; axis < 2; ++axis) {
       EXPECT_NEAR(report.Rmse[axis], cpu.Rmse[axis], layout.fRmse * cpu.Rmse[axis]) << axis;
     }
-    // The noise of the measurements is 5 cm on the ground; orientations come out at 1 to 2 times that.
     const OrientationError error = CompareOrientations(block.Truth(), block.Result());
-    EXPECT_LT(error.fPosition, cpuError.fPosition + 0.05);
-    EXPECT_LT(error.fAngle, cpuError.fAngle + 5e-5);
+    EXPECT_LE(error.fPosition, 1.2 * cpuError.fPosition);
+    EXPECT_LE(error.fAngle, 1.2 * cpuError.fAngle);
+    // The noise of the measurements is 5 cm on the ground.
     for (size_t axis = 0; axis < 3; ++axis) {
       EXPECT_LT(report.Check.Rmse[axis], cpu.Check.Rmse[axis] + 0.05) << axis;
       EXPECT_LT(report.Control.Rmse[axis], cpu.Control.Rmse[axis] + 0.05) << axis;
@@ -424,6 +424,21 @@ TEST(DevicePath, ListingsOfBothFormsAgree) {
   options.fStartPosition = options.fStartAngle = options.fStartFocal = 0;
   Block block(options);
   ManyIterations(block, "1e-4", "2");
+  // An image at the origin of everything is deleted. Its measurements are listed all the same.
+  const std::string image = "images/IMG_001003.jpg\n";
+  std::string project = ReadFile(block.Paths().szOvc);
+  const size_t rotation = project.find(image) + image.size();
+  const size_t position = project.find('\n', rotation) + 1;
+  project.replace(position, project.find('\n', position) - position, "0 0 0");
+  WriteFile(block.Paths().szOvc, project);
+  int64_t deleted = 0;
+  for (const FilePoint& point : ReadOvtFile(block.Paths().szOvt)) {
+    for (const FileMeasurement& measurement : point.pMeasurements) deleted += measurement.nImage == 2;
+  }
+  for (const FilePoint& point : ReadGcpFile(block.Paths().szGcp)) {
+    for (const FileMeasurement& measurement : point.pMeasurements) deleted += measurement.nImage == 2;
+  }
+  ASSERT_GT(deleted, 0);
   std::string listing[2];
   for (const bool literal : {false, true}) {
     Device device;
@@ -444,6 +459,12 @@ TEST(DevicePath, ListingsOfBothFormsAgree) {
           8);
     }
     for (int i = 0; i < 3; ++i) EXPECT_EQ(ids[0][i], ids[1][i]);
+    if (ids[0][0] == -1) {
+      EXPECT_EQ(ids[0][1], -1);
+      for (int i = 2; i < 4; ++i) EXPECT_EQ(values[0][i], 0.0);
+      EXPECT_EQ(flags[0], 0);
+      --deleted;
+    }
     EXPECT_EQ(flags[0], flags[1]) << a << '\n' << b;
     for (int i = 0; i < 2; ++i) EXPECT_EQ(values[0][i], values[1][i]);
     // Single precision at 1000 units and 12 m of focal length.
@@ -451,6 +472,7 @@ TEST(DevicePath, ListingsOfBothFormsAgree) {
     ++lines;
   }
   EXPECT_EQ(lines, ImagePoints(block));
+  EXPECT_EQ(deleted, 0);
 }
 
 TEST(DevicePath, ModesWithoutIteration) {
