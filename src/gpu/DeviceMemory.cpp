@@ -1,10 +1,12 @@
 // Device arrays of the run and of a GPU section: allocated, filled, refreshed and freed.
 #include <algorithm>
 #include <array>
+#include <numeric>
 
 #include "gpu/GpuState.h"
 #include "gpu/kernels/FastFill.h"
 #include "run/BundleAdjustment.h"
+#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace gpu {
@@ -94,13 +96,36 @@ void FillFastImages(GpuState& state, const SectionPoints& section, int threads) 
                   threads);
 }
 
-void FillFastObjectImage(GpuState& state, const SectionPoints& section) {
-  state.ObjPt.resize(12 * section.ObjectPoints.size());
-  FastSection image;
-  image.m = std::ssize(section.ObjectPoints);
-  image.pPoint = state.ObjPt.data();
-  image.pInverse = state.ObjPt.data() + kPointFloats * image.m;
-  FillFastPoints(FastSourceOf(section), image);
+/// The object points alone, on up to `threads` threads.
+void FillFastObjectImage(GpuState& state, const SectionPoints& section, int threads) {
+  constexpr int64_t kPointsOfTask = 1 << 14;
+  const int64_t points = std::ssize(section.ObjectPoints);
+  const int64_t tasks = (points + kPointsOfTask - 1) / kPointsOfTask;
+  const auto partOf = [&](int64_t task) {
+    const int64_t first = task * kPointsOfTask;
+    return section.ObjectPoints.subspan(static_cast<size_t>(first),
+                                        static_cast<size_t>(std::min(kPointsOfTask, points - first)));
+  };
+  // Rows of the control point table that the points in front of each part take.
+  std::vector<int64_t> rows(static_cast<size_t>(tasks + 1), 0);
+  ParallelFor(tasks, threads, [&](int64_t task) {
+    rows[static_cast<size_t>(task + 1)] =
+        std::ranges::count_if(partOf(task), [](const ObjectPointRecord& point) { return point.nType != 0; });
+  });
+  std::partial_sum(rows.begin(), rows.end(), rows.begin());
+  state.ObjPt.resize(static_cast<size_t>(12 * points));
+  float* const inverse = state.ObjPt.data() + kPointFloats * points;
+  ParallelFor(tasks, threads, [&](int64_t task) {
+    FastSource part = FastSourceOf(section);
+    part.ObjectPoints = partOf(task);
+    const auto taken = static_cast<size_t>(rows[static_cast<size_t>(task)]);
+    part.GcpTable = part.GcpTable.subspan(std::min(taken, part.GcpTable.size()));
+    FastSection image;
+    image.m = std::ssize(part.ObjectPoints);
+    image.pPoint = state.ObjPt.data() + kPointFloats * task * kPointsOfTask;
+    image.pInverse = inverse + 4 * task * kPointsOfTask;
+    FillFastPoints(part, image);
+  });
 }
 
 void UploadLiteral(GpuState& state, const SectionPoints& section) {
@@ -266,7 +291,7 @@ int CBundleAdjustment::RefreshObjectArray(int32_t gpuSection) {
     gpu::FillObjectArray(section, state.ObjPt);
   } else {
     if (state.Arrays.cupObjPt == nullptr) return 0;
-    gpu::FillFastObjectImage(state, section);
+    gpu::FillFastObjectImage(state, section, System.ProcessorCount());
   }
   gpu::Uploader device(*state.pDevice);
   return device.Copy(state.Arrays.cupObjPt, state.ObjPt) == 0 ? 1 : 0;

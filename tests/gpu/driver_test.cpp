@@ -5,6 +5,7 @@
 
 #include "RecordingDevice.h"
 #include "gpu/GpuSections.h"
+#include "gpu/GpuState.h"
 #include "gpu/kernels/FastLayout.h"
 #include "run/BundleAdjustment.h"
 #include "support/Block.h"
@@ -396,6 +397,57 @@ TEST(LiteralFailures, TailRecordsMustBeClear) {
   b.Record.Fail = FailAt("Clear 5120", 1, 9);
   EXPECT_FALSE(b.Adjust(KernelForm::Literal).bDone);
   EXPECT_TRUE(b.Logged("Cuda memory allocating failed:cupTR 9!\n"));
+}
+
+/// Many points of every type, so that the refresh is done in several pieces.
+TEST(RefreshObjectArray, UploadsWhatTheFirstUploadDid) {
+  for (const KernelForm form : {KernelForm::Literal, KernelForm::Fast}) {
+    CBundleAdjustment block(MadeUpPlatform(1 << 30, 3), nullptr);
+    gpu::GpuState& state = block.Gpu();
+    state.pDevice = gpu::MakeHostDevice(int64_t{1} << 30, 2);
+    state.pDeviceProps = {GoodDevice()};
+    state.Form = form;
+    block.nImageNum = block.nUnknownImageNum = 2;
+    block.nCameraNum = 1;
+    block.nUnknownNum = 17;
+    block.nDiagUpperSize = 57;
+    block.pEop.resize(2);
+    block.pIop.resize(1);
+    for (int32_t i = 0; i < 50000; ++i) {
+      ObjectPointRecord point;
+      point.X = 0.5 * i;
+      point.Y = -i;
+      point.Z = 3.25;
+      point.nType = i % 7 == 3 ? 4 : i % 11 == 0 ? 1 : 0;
+      point.nImagePointNum = 1;
+      point.nFirstImagePoint = i;
+      block.pObjectPoints.push_back(point);
+      block.pImagePoints.push_back({i % 2, 0, i, 0.0f, 0.0f});
+      if (point.nType != 0 && i < 40000) {
+        point.Z = 0.125 * i;
+        block.pGcpTable.push_back(point);
+      }
+    }
+    block.Sections.ObjectPoints = {{0, 49999}};
+    block.Sections.ImagePoints = {{0, 49999}};
+    ASSERT_EQ(block.ComputeGpuSections(0), 1);
+    ASSERT_EQ(block.AllocFixedDeviceMemory(), 1);
+    ASSERT_EQ(block.AllocPointDeviceMemory(0), 1);
+    const auto download = [&] {
+      std::vector<float> points(12 * 50000);
+      EXPECT_EQ(state.pDevice->CopyToHost(points.data(), state.Arrays.cupObjPt, points.size() * 4), 0);
+      return points;
+    };
+    const std::vector<float> first = download();
+    ASSERT_EQ(state.pDevice->Clear(state.Arrays.cupObjPt, first.size() * 4), 0);
+    EXPECT_EQ(block.RefreshObjectArray(0), 1);
+    EXPECT_EQ(download(), first);
+    block.pObjectPoints[49998].X = 7;
+    EXPECT_EQ(block.RefreshObjectArray(0), 1);
+    EXPECT_NE(download(), first);
+    EXPECT_EQ(block.FreePointDeviceMemory(), 1);
+    EXPECT_EQ(block.FreeFixedDeviceMemory(), 1);
+  }
 }
 
 TEST(Discovery, WithoutAUsableDeviceTheCpuTakesOver) {
