@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "block/ProjectForm.h"
+#include "gpu/DeviceRules.h"
 #include "orvo/Command.h"
 #include "orvo/MemorySize.h"
 
@@ -14,6 +15,8 @@ struct AdjustArguments {
   int nProcessors = 0;   ///< 0: what the machine has
   std::string szMemory;  ///< empty: what the machine has
   std::string szDevice;
+  std::string szKernels;
+  std::string szDeviceMemory;  ///< empty: what the device has
 };
 
 bool IsReadableFile(const std::string& path) {
@@ -78,13 +81,53 @@ int Fail(const FrontEnd& frontEnd, const std::string& message) {
   return ExitFailed;
 }
 
-int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
-  if (arguments.szDevice == "cuda" || arguments.szDevice == "host") {
-    return Fail(frontEnd, "this version has no device path: leave --device " + arguments.szDevice +
-                              " away, or use --device cpu");
+DeviceChoice ChoiceOf(const std::string& device) {
+  if (device == "cpu") return DeviceChoice::Cpu;
+  if (device == "cuda") return DeviceChoice::Cuda;
+  return device == "host" ? DeviceChoice::Host : DeviceChoice::FromSettings;
+}
+
+RunOptions OptionsOf(const AdjustArguments& arguments) {
+  RunOptions options;
+  options.At = ChoiceOf(arguments.szDevice);
+  if (arguments.szKernels == "literal") options.Kernels = gpu::KernelForm::Literal;
+  options.nDeviceMemory = ParseMemorySize(arguments.szDeviceMemory).value_or(0);
+  return options;
+}
+
+/// Why the device that was asked for can't be used, and the remedy; empty where it can.
+std::string FindDeviceObstacle(DeviceChoice choice, gpu::Device* device) {
+  const std::string remedy = "; leave --device away, or use --device cpu or host";
+  if (device == nullptr) return "this version was built without CUDA" + remedy;
+  const bool host = choice == DeviceChoice::Host;
+  switch (gpu::FindDeviceLack(*device)) {
+    case gpu::DeviceLack::None:
+      break;
+    case gpu::DeviceLack::NoDevice:
+      return "there is no CUDA device, or its driver does not answer" + remedy;
+    case gpu::DeviceLack::TooSmall:
+      return host ? "--device host needs 1 GB of free memory: free some, or use --device cpu"
+                  : "no CUDA device here has 1 GB of memory, 48 KB of shared memory and 49152 registers a "
+                    "block" +
+                        remedy;
+    case gpu::DeviceLack::Watchdog:
+      return "the CUDA device has a watchdog that ends long kernels: switch it off" + remedy;
   }
+  return {};
+}
+
+int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   RunPaths paths = arguments.Paths;
   if (const std::string obstacle = FindObstacle(paths); !obstacle.empty()) return Fail(frontEnd, obstacle);
+  RunOptions options = OptionsOf(arguments);
+  options.MakeDevice = frontEnd.MakeDevice;
+  Platform platform = frontEnd.System;
+  if (arguments.nProcessors > 0) platform.ProcessorCount = [n = arguments.nProcessors] { return n; };
+  if (options.At == DeviceChoice::Cuda || options.At == DeviceChoice::Host) {
+    const auto device = options.MakeDevice ? options.MakeDevice() : MakeDeviceOf(options.At, platform);
+    const std::string obstacle = FindDeviceObstacle(options.At, device.get());
+    if (!obstacle.empty()) return Fail(frontEnd, obstacle);
+  }
   if (paths.szOutput.empty()) paths.szOutput = JoinPath(FolderOf(paths.szProject), "OrvoBundleResult");
   if (!MakeOutputFolder(paths.szOutput, frontEnd.System)) {
     return Fail(frontEnd, "the output folder " + paths.szOutput +
@@ -92,14 +135,11 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   }
   paths.szSettings = ChooseSettings(paths, frontEnd);
 
-  Platform platform = frontEnd.System;
-  if (arguments.nProcessors > 0) platform.ProcessorCount = [n = arguments.nProcessors] { return n; };
   if (const auto bytes = ParseMemorySize(arguments.szMemory)) {
     platform.FreePhysicalBytes = [n = *bytes] { return n; };
   }
-  const Device device = arguments.szDevice == "cpu" ? Device::Cpu : Device::FromSettings;
   const std::string output = paths.szOutput;
-  const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, device);
+  const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, options);
   std::fflush(frontEnd.fOut);
   if (!outcome.bDone)
     return Fail(frontEnd,
@@ -142,9 +182,18 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
   app.add_option("--memory", arguments->szMemory, "free memory to count on: bytes, or with K, M, G, T")
       ->type_name("SIZE")
       ->check(CLI::Validator(CheckMemorySize, "", "memory size"));
-  app.add_option("--device", arguments->szDevice, "cpu, cuda or host [as Apply_GPU in the settings says]")
+  app.add_option("--device", arguments->szDevice,
+                 "cpu, cuda, or host: the device path on the processor [as Apply_GPU in the settings says]")
       ->type_name("DEVICE")
       ->check(CLI::IsMember({"cpu", "cuda", "host"}));
+  app.add_option("--kernels", arguments->szKernels,
+                 "form of the kernels on a device: fast, or literal, slow and for comparison [fast]")
+      ->type_name("FORM")
+      ->check(CLI::IsMember({"fast", "literal"}));
+  app.add_option("--device-memory", arguments->szDeviceMemory,
+                 "device memory to plan for at most: bytes, or with K, M, G, T")
+      ->type_name("SIZE")
+      ->check(CLI::Validator(CheckMemorySize, "", "memory size"));
   return [arguments, &frontEnd] { return RunAdjust(*arguments, frontEnd); };
 }
 

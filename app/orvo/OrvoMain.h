@@ -12,8 +12,8 @@ namespace orvo {
 /// Exit codes of the front end.
 enum ExitCode : int { ExitDone = 0, ExitFailed = 1, ExitUsage = 2 };
 
-using AdjustRunner =
-    std::function<RunOutcome(RunPaths paths, const Platform& platform, std::FILE* console, Device device)>;
+using AdjustRunner = std::function<RunOutcome(RunPaths paths, const Platform& platform, std::FILE* console,
+                                              const RunOptions& options)>;
 
 /// What a subcommand works with.
 struct FrontEnd {
@@ -22,6 +22,8 @@ struct FrontEnd {
   std::FILE* fOut = stdout;
   std::FILE* fErr = stderr;
   AdjustRunner Adjust = RunAdjustment;
+  /// The device platform of every choice; empty for that of the machine.
+  std::function<std::unique_ptr<gpu::Device>()> MakeDevice = {};
 };
 
 /// Parses the command line and runs its subcommand. Help and version go to fOut, whatever is wrong to fErr.

@@ -43,7 +43,10 @@ int CBundleAdjustment::ReadSectionPoints(int32_t section, const std::string& pro
   if (range.Count() < 1) return 1;
 
   int64_t imageCount = 0;
-  if (range.nFirst < nTiePointNum) ReadSectionTiePoints(section, project, count, imageCount);
+  if (range.nFirst < nTiePointNum) {
+    ReadSectionTiePoints(section, project, count, imageCount);
+    NormalizeProjectControl();
+  }
   if (range.nLast >= nTiePointNum) {
     LogPrintf(">>>>Reading gcp file...\n");
     TextReader file;

@@ -91,6 +91,7 @@ int CBundleAdjustment::NormalizeData() {
     return 0;
   }
   const Normalization normalization{dCoorMean, dCoorScale};
+  bNormalized = true;
   for (int32_t i = 0; i < nImageNum; ++i) normalization.Apply(pEop[static_cast<size_t>(i)]);
   for (ObjectPointRecord& point : pGcpTable) normalization.Apply(point);
   const auto inMemory = static_cast<size_t>(
@@ -102,9 +103,18 @@ int CBundleAdjustment::NormalizeData() {
   return 1;
 }
 
+void CBundleAdjustment::NormalizeProjectControl() {
+  if (!bNormalized) return;
+  const Normalization normalization{dCoorMean, dCoorScale};
+  for (ObjectPointRecord& point : pObjectPoints) {
+    if (point.nType != 0) normalization.Apply(point);
+  }
+}
+
 int CBundleAdjustment::RestoreData() {
   if (!Coor_Normalization) return 0;
   const Normalization normalization{dCoorMean, dCoorScale};
+  bNormalized = false;
   for (int32_t i = 0; i < nImageNum; ++i) normalization.Undo(pEop[static_cast<size_t>(i)]);
   if (!Apply_GPS_Data) return 1;
   for (size_t i = 0; i < pPos.size(); ++i) {

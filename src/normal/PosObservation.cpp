@@ -11,17 +11,43 @@ double AngleDifference(double a, double b) { return std::remainder(a - b, 2 * st
 
 }  // namespace
 
+std::array<double, 6> PosWeights(const PosModel& model) {
+  // Deliberate: the first three rows carry the GPS weights also when they are the angles.
+  return {model.fWeightXY, model.fWeightXY, model.fWeightZ, 1, 1, 1};
+}
+
+bool ComputePosMisclosure(const PosModel& model, const EopRecord& image, const PosRecord& observed,
+                          const double* parameters, double* L) {
+  int32_t rows = 0;
+  if (model.bGps) {
+    L[rows++] = observed.X - image.X;
+    L[rows++] = observed.Y - image.Y;
+    L[rows++] = observed.Z - image.Z;
+  }
+  if (model.bImu) {
+    L[rows++] = AngleDifference(observed.fPhi, image.fPhi);
+    L[rows++] = AngleDifference(observed.fOmega, image.fOmega);
+    L[rows++] = AngleDifference(observed.fKappa, image.fKappa);
+  }
+  const std::array<double, 6> P = PosWeights(model);
+  for (int32_t row = 0; row < rows; ++row) {
+    if (model.bConst) L[row] -= parameters[row];
+    if (model.bLinear) L[row] -= image.fTime * parameters[model.bConst ? rows + row : row];
+    const double weight = P[static_cast<size_t>(row)];
+    if (!std::isfinite(weight * L[row]) ||
+        !std::isfinite(weight * image.fTime * image.fTime * (1 + std::fabs(L[row])))) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool ComputePosEquations(const PosModel& model, const EopRecord& image, const PosRecord& observed,
                          const double* parameters, PosEquations& equations) {
   const int32_t rowNum = model.RowNum(), parameterNum = model.ParameterNum();
-  const double difference[6] = {observed.X - image.X,
-                                observed.Y - image.Y,
-                                observed.Z - image.Z,
-                                AngleDifference(observed.fPhi, image.fPhi),
-                                AngleDifference(observed.fOmega, image.fOmega),
-                                AngleDifference(observed.fKappa, image.fKappa)};
-  // Deliberate: the first three rows carry the GPS weights also when they are the angles.
-  const double weight[6] = {model.fWeightXY, model.fWeightXY, model.fWeightZ, 1, 1, 1};
+  double L[6];
+  if (!ComputePosMisclosure(model, image, observed, parameters, L)) return false;
+  const std::array<double, 6> weight = PosWeights(model);
   const int32_t firstUnknown = model.bGps ? 0 : 3;
 
   equations.Aee.fill(0);
@@ -44,18 +70,14 @@ bool ComputePosEquations(const PosModel& model, const EopRecord& image, const Po
       derivative[kinds++] = image.fTime;
     }
     const int32_t unknown = firstUnknown + row;
-    const double P = weight[row];
-    double L = difference[unknown];
-    for (int32_t kind = 0; kind < kinds; ++kind) L -= derivative[kind] * parameters[column[kind]];
-    if (!std::isfinite(P * L) || !std::isfinite(P * image.fTime * image.fTime * (1 + std::fabs(L))))
-      return false;
+    const double P = weight[static_cast<size_t>(row)];
 
     equations.Aee[7 * unknown] = P;
-    equations.be[unknown] = P * L;
+    equations.be[unknown] = P * L[row];
     for (int32_t a = 0; a < kinds; ++a) {
       equations.Aed[unknown * parameterNum + column[a]] = P * derivative[a];
       equations.Ade[column[a] * PosEquations::kEopSize + unknown] = P * derivative[a];
-      equations.bd[column[a]] = derivative[a] * P * L;
+      equations.bd[column[a]] = derivative[a] * P * L[row];
       for (int32_t b = 0; b < kinds; ++b) {
         equations.Add[column[a] * parameterNum + column[b]] = derivative[a] * P * derivative[b];
       }

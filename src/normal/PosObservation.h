@@ -39,6 +39,14 @@ struct PosEquations {
   std::array<double, kMaxParameterNum> bd;
 };
 
+/// Weights of the rows of an observation: the first two fWeightXY, the third fWeightZ, the others 1.
+std::array<double, 6> PosWeights(const PosModel& model);
+
+/// Misclosure of each of the model.RowNum() rows: observed minus orientation minus drift. False when a number
+/// of the equations would not be finite.
+bool ComputePosMisclosure(const PosModel& model, const EopRecord& image, const PosRecord& observed,
+                          const double* parameters, double* L);
+
 /// Equations of: observed value = orientation + constant term + t times linear term, t being image.fTime.
 /// `parameters`: the group's ParameterNum() drift parameters. Differences of angles are taken the short way
 /// round. The first two rows weigh fWeightXY, the third fWeightZ, the others 1.

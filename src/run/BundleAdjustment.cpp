@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "gpu/GpuState.h"
 #include "normal/BlockIndex.h"
 #include "normal/ThreadBuffers.h"
 #include "results/ResidualWriter.h"

@@ -18,6 +18,12 @@
 
 namespace orvo {
 
+namespace gpu {
+struct GpuResidualTable;
+struct GpuState;
+struct PosTerm;
+struct SectionPoints;
+}  // namespace gpu
 class BlockIndex;
 class OvtMeasureWindow;
 class OvtReader;
@@ -149,6 +155,7 @@ class CBundleAdjustment {
   // ---- Normalisation -----------------------------------------------------------------------------------
   double dCoorMean[3] = {};
   double dCoorScale = 1.0;
+  bool bNormalized = false;  ///< the data is shifted and scaled now
 
   // ---- Paths -----------------------------------------------------------------------------------------
   std::string szOutputPath, szProjectPath, szGcpPath;
@@ -305,6 +312,9 @@ class CBundleAdjustment {
   int NormalizeData();
   /// Undoes it for projection centres and GPS positions. 0 when Coor_Normalization is off.
   int RestoreData();
+  /// Control and check points among the tie points in memory, just read: takes them into the frame of the
+  /// block.
+  void NormalizeProjectControl();
   int ComputeSevenParametersFromGps();
   int ComputeSevenParametersFromGcp(const std::string& gcp);
   int ApplySevenParameters();
@@ -353,9 +363,35 @@ class CBundleAdjustment {
   int SolveByPcg(double* x);
 
   // ==== gpu/ ==========================================================================================
-  /// Non-zero when a usable device exists.
+  /// What the device path keeps; made when it is first asked for.
+  gpu::GpuState& Gpu();
+  /// Non-zero when a usable device exists. Tells the console alone. Without a device platform in Gpu() it
+  /// takes that of CUDA.
   int DetectCudaDevices();
-  int RunGpuBundle();
+  /// Divides the points in memory of one point section into GPU sections; 1, or 0 after a message.
+  int ComputeGpuSections(int32_t section);
+  gpu::SectionPoints PointsOfGpuSection(int32_t gpuSection);
+  /// Allocates and fills the arrays of the run; 1, or 0 after a message.
+  int AllocFixedDeviceMemory();
+  /// Allocates and fills the arrays of a GPU section, and the thresholds; 1, or 0 after a message.
+  int AllocPointDeviceMemory(int32_t gpuSection);
+  /// Uploads the object points of a GPU section that is on the device already.
+  int RefreshObjectArray(int32_t gpuSection);
+  /// Uploads thresholds and orientations after a step; 1.
+  int RefreshOrientationArrays();
+  int FreePointDeviceMemory();
+  int FreeFixedDeviceMemory();
+  /// The whole iteration on the device, and the results; 1, or 0 after a message.
+  int RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output);
+  /// The factor of the iteration's damping; sets the limits of the iterative solution, too.
+  double ChoosePackedDamping(int32_t iteration);
+  /// The POS observations that take part, with a message for each index that fails.
+  std::vector<gpu::PosTerm> GatherPosTerms();
+  // Shares of POS data in the packed preconditioner, the constant vector and the product; 1, and the last
+  // one 0 without POS data.
+  int UpdatePosPreconditioner(std::vector<double>& M);
+  int UpdatePosConstVector(std::vector<double>& r);
+  int UpdatePosNormalEquation(const std::vector<float>& d, std::vector<double>& Ad);
 
   // ==== results/ ======================================================================================
   /// The listings that the run mode calls for; 1.
@@ -381,11 +417,14 @@ class CBundleAdjustment {
   void WriteResidualsBesideTheRun();
   /// Waits until the last residual file is whole and its memory free, and counts what failed.
   void FinishResidualFiles();
+  /// The same from the device's residuals of one GPU section; `number` stands for the section in the name.
+  int WriteResidualsGpu(int32_t iteration, int32_t number, const gpu::GpuResidualTable& table);
   /// Writes OrvoAdjustReport.txt and ObjectPointError.xyz; 1, or 0 when one can't be opened. Turns the image
   /// statistics into file image units and renews those of control and check points.
   int WriteReport();
 
  private:
+  std::unique_ptr<gpu::GpuState> pGpu;
   void LogText(const char* format, std::va_list arguments, bool toLog) __attribute__((format(printf, 2, 0)));
   std::FILE* fConsole;
   std::unique_ptr<ResidualWriter> pResidualWriter;

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
@@ -28,14 +29,28 @@ std::string FindDefaultSettings(const std::string& program, std::FILE* console) 
   return ini;
 }
 
-RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console, Device device) {
+std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& platform) {
+  if (choice == DeviceChoice::Cpu) return nullptr;
+  if (choice != DeviceChoice::Host) return gpu::MakeCudaDevice();
+  // A bound on the memory for points says nothing about the device.
+  return gpu::MakeHostDevice(NativePlatform().FreePhysicalBytes(), platform.ProcessorCount());
+}
+
+RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
+                         const RunOptions& options) {
   CBundleAdjustment block(platform, console);
   block.SetOutputPath(paths.szProject, paths.szOutput);
   std::string logPath;
   block.OpenLogFile(logPath);
   const double start = block.System.TickMilliseconds();
   block.ReadSettings(paths.szSettings);
-  if (device == Device::Cpu) block.SetApplyGpu(false);
+  if (options.At != DeviceChoice::FromSettings) block.SetApplyGpu(options.At != DeviceChoice::Cpu);
+  if (block.Apply_GPU) {
+    gpu::GpuState& state = block.Gpu();
+    state.pDevice = options.MakeDevice ? options.MakeDevice() : MakeDeviceOf(options.At, platform);
+    state.Form = options.Kernels;
+    state.nDeviceMemory = options.nDeviceMemory;
+  }
   if (block.Apply_GPU && block.DetectCudaDevices() != 0) {
     block.Apply_PCG_Model = true;
     block.Coor_Normalization = true;

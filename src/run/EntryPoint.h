@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
+#include <memory>
 #include <string>
 
+#include "gpu/Device.h"
 #include "run/Platform.h"
 
 namespace orvo {
@@ -25,14 +28,29 @@ struct RunOutcome {
 std::string FindDefaultSettings(const std::string& program, std::FILE* console);
 
 /// Where a run computes.
-enum class Device {
-  FromSettings,  ///< as Apply_GPU says
-  Cpu            ///< on the processor, whatever the settings say
+enum class DeviceChoice {
+  FromSettings,  ///< on a CUDA device when Apply_GPU says so and there is one
+  Cpu,           ///< on the processor, whatever the settings say
+  Cuda,          ///< on a CUDA device, whatever the settings say
+  Host           ///< the device path on the processor
 };
+
+/// What a run takes besides its paths.
+struct RunOptions {
+  DeviceChoice At = DeviceChoice::FromSettings;
+  gpu::KernelForm Kernels = gpu::KernelForm::Fast;
+  int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has
+  /// The device platform; empty for that of the choice.
+  std::function<std::unique_ptr<gpu::Device>()> MakeDevice;
+};
+
+/// The device platform of a choice, null where there is none. The host device has the memory of the machine,
+/// and as many processors as `platform` says.
+std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& platform);
 
 /// One run over the given paths: object, output folder, log, settings, CPU or GPU flow, elapsed time.
 RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
-                         Device device = Device::FromSettings);
+                         const RunOptions& options = {});
 
 /// The classic command line. The exit code is 0 in every case.
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console);

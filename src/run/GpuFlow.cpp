@@ -16,8 +16,9 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   if (!Resampling_Points || bResampledToFile) {
     if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0)
       return 0;
-    if (ReadGcpTable(gcp) == 0) return 0;
   }
+  // Normalisation changes the table, and the reader of points takes the coordinates from it.
+  if (ReadGcpTable(gcp) == 0) return 0;
   if (Apply_GPS_Data || Apply_IMU_Data) {
     LogPrintf(">>Reading POS data...\n");
     ReadPosData(pos);
@@ -26,7 +27,8 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   if (PrepareAdjustment() != 1) return 0;
   ComputeNormalization();
   NormalizeData();
-  RunGpuBundle();
+  RunGpuBundle(project, gcp, output);
+  FreeFixedDeviceMemory();
   return 1;
 }
 

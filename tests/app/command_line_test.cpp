@@ -16,7 +16,7 @@ namespace {
 /// What a run was asked to do.
 struct AskedRun {
   RunPaths Paths;
-  Device At = Device::FromSettings;
+  RunOptions Options;
   int nProcessors = 0;
   int64_t nFreeBytes = 0;
 };
@@ -35,19 +35,29 @@ std::string Drain(std::FILE* file) {
   return text;
 }
 
-/// The front end on a machine of 3 processors and 777 free bytes. Without an outcome the run is a real one.
+using MakeDevice = std::function<std::unique_ptr<gpu::Device>()>;
+
+/// A device with this much memory, or none with 0.
+MakeDevice DeviceOf(int64_t bytes) {
+  return [bytes] { return bytes > 0 ? gpu::MakeHostDevice(bytes, 1) : nullptr; };
+}
+
+/// The front end on a machine of 3 processors, 777 free bytes and a device of 2 GB, unless told otherwise.
+/// Without an outcome the run is a real one.
 Ended Call(const std::vector<std::string>& arguments,
-           std::optional<RunOutcome> outcome = RunOutcome{true, 0, ""}) {
+           std::optional<RunOutcome> outcome = RunOutcome{true, 0, ""},
+           const MakeDevice& device = DeviceOf(int64_t{2} << 30)) {
   std::vector<const char*> argv{"/nowhere/orvo"};
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   Ended ended;
   FrontEnd frontEnd;
   frontEnd.System = MadeUpPlatform(777, 3);
+  frontEnd.MakeDevice = device;
   frontEnd.fOut = std::tmpfile();
   frontEnd.fErr = std::tmpfile();
   if (outcome) {
-    frontEnd.Adjust = [&](RunPaths paths, const Platform& platform, std::FILE*, Device device) {
-      ended.Asked = {std::move(paths), device, platform.ProcessorCount(), platform.FreePhysicalBytes()};
+    frontEnd.Adjust = [&](RunPaths paths, const Platform& platform, std::FILE*, const RunOptions& options) {
+      ended.Asked = {std::move(paths), options, platform.ProcessorCount(), platform.FreePhysicalBytes()};
       return *outcome;
     };
   }
@@ -105,9 +115,15 @@ TEST_F(CommandLine, ExitCodes) {
       {{"adjust", prj, "--memory", "0"}, 2},
       {{"adjust", prj, "--memory", ""}, 2},
       {{"adjust", prj, "--device", "cpu"}, 0},
-      {{"adjust", prj, "--device", "cuda"}, 1},
-      {{"adjust", prj, "--device", "host"}, 1},
+      {{"adjust", prj, "--device", "cuda"}, 0},
+      {{"adjust", prj, "--device", "host"}, 0},
       {{"adjust", prj, "--device", "tpu"}, 2},
+      {{"adjust", prj, "--device", "host", "--kernels", "literal"}, 0},
+      {{"adjust", prj, "--kernels", "fast"}, 0},
+      {{"adjust", prj, "--kernels", "quick"}, 2},
+      {{"adjust", prj, "--device-memory", "1.5G"}, 0},
+      {{"adjust", prj, "--device-memory", "0"}, 2},
+      {{"adjust", prj, "--device-memory", "much"}, 2},
       {{"adjust", In("b.ovc"), "--gcp", In("gcp.txt"), "--pos", In("pos.txt"), "--settings", In("set.xml")},
        0},
       {{"adjust", In("missing.prj")}, 1},
@@ -146,8 +162,8 @@ TEST_F(CommandLine, ExitCodes) {
 TEST_F(CommandLine, HelpAndVersionGoToTheConsole) {
   EXPECT_EQ(Call({"--version"}).szOut, "orvo " ORVO_TEST_VERSION "\n");
   const std::string adjust = Call({"adjust", "--help"}).szOut;
-  for (const char* option :
-       {"PROJECT", "--gcp", "--pos", "--settings", "--out", "--processors", "--memory", "--device"}) {
+  for (const char* option : {"PROJECT", "--gcp", "--pos", "--settings", "--out", "--processors", "--memory",
+                             "--device", "--kernels", "--device-memory"}) {
     EXPECT_NE(adjust.find(option), std::string::npos) << option;
   }
   const std::string generate = Call({"generate", "--help"}).szOut;
@@ -158,9 +174,11 @@ TEST_F(CommandLine, HelpAndVersionGoToTheConsole) {
 }
 
 TEST_F(CommandLine, EverythingNamedReachesTheRun) {
-  const Ended ended = Call({"adjust", In("b.ovc"), "--gcp", In("gcp.txt"), "--pos", In("pos.txt"),
-                            "--settings", In("set.xml"), "--out", In("deep/out"), "--processors", "9",
-                            "--memory", "200K", "--device", "cpu"});
+  const Ended ended =
+      Call({"adjust",          In("b.ovc"),   "--gcp",    In("gcp.txt"),  "--pos",        In("pos.txt"),
+            "--settings",      In("set.xml"), "--out",    In("deep/out"), "--processors", "9",
+            "--memory",        "200K",        "--device", "host",         "--kernels",    "literal",
+            "--device-memory", "3M"});
   ASSERT_TRUE(ended.Asked) << ended.szErr;
   EXPECT_EQ(ended.Asked->Paths.szProject, In("b.ovc"));
   EXPECT_EQ(ended.Asked->Paths.szGcp, In("gcp.txt"));
@@ -170,7 +188,9 @@ TEST_F(CommandLine, EverythingNamedReachesTheRun) {
   EXPECT_TRUE(std::filesystem::is_directory(In("deep/out")));
   EXPECT_EQ(ended.Asked->nProcessors, 9);
   EXPECT_EQ(ended.Asked->nFreeBytes, 200 * 1024);
-  EXPECT_EQ(ended.Asked->At, Device::Cpu);
+  EXPECT_EQ(ended.Asked->Options.At, DeviceChoice::Host);
+  EXPECT_EQ(ended.Asked->Options.Kernels, gpu::KernelForm::Literal);
+  EXPECT_EQ(ended.Asked->Options.nDeviceMemory, 3 << 20);
   EXPECT_NE(ended.szOut.find("Settings: " + In("set.xml") + "\n"), std::string::npos) << ended.szOut;
   EXPECT_NE(ended.szOut.find("Report: " + In("deep/out/OrvoAdjustReport.txt") + "\n"), std::string::npos)
       << ended.szOut;
@@ -184,7 +204,9 @@ TEST_F(CommandLine, WithoutOptionsTheMachineAndTheProjectDecide) {
   EXPECT_EQ(ended.Asked->Paths.szOutput, In("OrvoBundleResult"));
   EXPECT_EQ(ended.Asked->nProcessors, 3);
   EXPECT_EQ(ended.Asked->nFreeBytes, 777);
-  EXPECT_EQ(ended.Asked->At, Device::FromSettings);
+  EXPECT_EQ(ended.Asked->Options.At, DeviceChoice::FromSettings);
+  EXPECT_EQ(ended.Asked->Options.Kernels, gpu::KernelForm::Fast);
+  EXPECT_EQ(ended.Asked->Options.nDeviceMemory, 0);
   EXPECT_EQ(ended.Asked->Paths.szSettings, "/nowhere/AdjPara.ini");
   EXPECT_NE(ended.szOut.find("Settings: built-in defaults"), std::string::npos) << ended.szOut;
 }
@@ -223,8 +245,6 @@ TEST_F(CommandLine, RefusalsNameFileAndRemedyAndStartNothing) {
       {{In("b.prj"), "--pos", In("no.txt")}, In("no.txt"), "check its path"},
       {{In("b.prj"), "--settings", In("no.xml")}, In("no.xml"), "check its path"},
       {{In("b.prj"), "--out", In("gcp.txt/x")}, In("gcp.txt/x"), "--out"},
-      {{In("b.prj"), "--device", "cuda"}, "cuda", "--device cpu"},
-      {{In("b.prj"), "--device", "host"}, "host", "--device cpu"},
   };
   for (auto row : rows) {
     row.arguments.insert(row.arguments.begin(), "adjust");
@@ -254,16 +274,76 @@ TEST_F(CommandLine, ARealRunOverRubbishFails) {
   EXPECT_TRUE(Exists(In("OrvoBundleResult/log.txt")));
 }
 
-TEST_F(CommandLine, DeviceCpuOverridesTheSettings) {
+/// A device with a watchdog, or without any device behind its driver.
+class UnusableDevice final : public gpu::Device {
+ public:
+  explicit UnusableDevice(bool watchdog) : bWatchdog(watchdog) {}
+  int GetDeviceCount(int32_t& count) override {
+    count = bWatchdog ? 1 : 0;
+    return 0;
+  }
+  int GetProperties(int32_t, gpu::DeviceProperties& properties) override {
+    properties = {"Watched", uint64_t{4} << 30, 49152, 65536, 7, 5, 1};
+    return 0;
+  }
+  int SetDevice(int32_t) override { return 1; }
+  int Malloc(void*&, size_t) override { return 1; }
+  int Free(void*) override { return 1; }
+  int CopyToDevice(void*, const void*, size_t) override { return 1; }
+  int CopyToHost(void*, const void*, size_t) override { return 1; }
+  int Clear(void*, size_t) override { return 1; }
+  int Launch(const gpu::KernelCall&) override { return 1; }
+
+ private:
+  bool bWatchdog;
+};
+
+TEST_F(CommandLine, DevicesThatCantBeUsedAreRefused) {
+  const auto unusable = [](bool watchdog) {
+    return
+        [watchdog]() -> std::unique_ptr<gpu::Device> { return std::make_unique<UnusableDevice>(watchdog); };
+  };
+  const struct {
+    const char* choice;
+    MakeDevice device;
+    const char* szNamed;
+  } rows[] = {{"cuda", DeviceOf(0), "built without CUDA"},
+              {"cuda", DeviceOf(1000), "1 GB of memory"},
+              {"cuda", unusable(false), "there is no CUDA device"},
+              {"cuda", unusable(true), "watchdog"},
+              {"host", DeviceOf(1000), "1 GB of free memory"}};
+  for (const auto& row : rows) {
+    const Ended ended =
+        Call({"adjust", In("b.prj"), "--device", row.choice}, RunOutcome{true, 0, ""}, row.device);
+    EXPECT_EQ(ended.nExit, 1) << row.szNamed;
+    EXPECT_FALSE(ended.Asked);
+    EXPECT_NE(ended.szErr.find(row.szNamed), std::string::npos) << ended.szErr;
+    if (std::string(row.szNamed) != "watchdog") {
+      EXPECT_NE(ended.szErr.find("--device cpu"), std::string::npos) << ended.szErr;
+    }
+  }
+  EXPECT_FALSE(Exists(In("OrvoBundleResult"))) << "a refused run makes no folder";
+}
+
+TEST_F(CommandLine, DeviceOverridesTheSettings) {
   WriteFile(In("gpu.ini"), "Apply_GPU:1\n");
-  const auto log = [&](const char* device, const std::string& out) {
-    std::vector<std::string> arguments{"adjust", In("b.prj"), "--settings", In("gpu.ini"), "--out", In(out)};
-    if (device != nullptr) arguments.insert(arguments.end(), {"--device", device});
-    return Call(arguments, std::nullopt).szOut;
+  WriteFile(In("cpu.ini"), "Apply_GPU:0\n");
+  const auto log = [&](const char* settings, const char* choice, int64_t deviceBytes) {
+    std::vector<std::string> arguments{"adjust", In("b.prj"), "--settings", In(settings), "--out", In("out")};
+    if (choice != nullptr) arguments.insert(arguments.end(), {"--device", choice});
+    return Call(arguments, std::nullopt, DeviceOf(deviceBytes)).szOut;
   };
   const std::string none = ">>There is no device supporting CUDA, shift to CPU mode.\n";
-  EXPECT_NE(log(nullptr, "a").find(none), std::string::npos) << "this version has no device path";
-  EXPECT_EQ(log("cpu", "b").find(none), std::string::npos);
+  const std::string cpu = ">>Pre-reading data...\n", device = ">>Reading data...\n";
+  const int64_t much = int64_t{2} << 30;
+  EXPECT_NE(log("gpu.ini", nullptr, 0).find(none + cpu), std::string::npos);
+  EXPECT_NE(log("gpu.ini", nullptr, 1000).find(none + cpu), std::string::npos);
+  EXPECT_NE(log("gpu.ini", nullptr, much).find(device), std::string::npos);
+  EXPECT_EQ(log("gpu.ini", "cpu", much).find("device"), std::string::npos);
+  EXPECT_NE(log("gpu.ini", "cpu", much).find(cpu), std::string::npos);
+  EXPECT_EQ(log("cpu.ini", nullptr, much).find(device), std::string::npos);
+  EXPECT_NE(log("cpu.ini", "host", much).find(device), std::string::npos);
+  EXPECT_NE(log("cpu.ini", "cuda", much).find(device), std::string::npos);
 }
 
 TEST_F(CommandLine, GenerateWritesWhatItSays) {

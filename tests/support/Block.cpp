@@ -29,7 +29,7 @@ RunOutcome Block::Run(const BlockRun& run) {
   if (run.bPos) paths.szPos = Paths().szPos;
   paths.szOutput = szOutput;
   paths.szSettings = run.bColonForm ? Paths().szIni : Paths().szXml;
-  return RunAdjustment(std::move(paths), run.Machine, nullptr);
+  return RunAdjustment(std::move(paths), run.Machine, nullptr, run.Options);
 }
 
 }  // namespace orvo::test

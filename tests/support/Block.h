@@ -18,6 +18,7 @@ struct BlockRun {
   bool bColonForm = false;  ///< AdjPara.ini instead of AdjPara.xml
   std::string szOutput = "out";
   Platform Machine = NativePlatform();
+  RunOptions Options = {};
 };
 
 class Block {

@@ -1,0 +1,345 @@
+// Device arrays of the run and of a GPU section: allocated, filled, refreshed and freed.
+#include <algorithm>
+#include <array>
+#include <numeric>
+
+#include "gpu/GpuState.h"
+#include "gpu/kernels/FastFill.h"
+#include "run/BundleAdjustment.h"
+#include "run/ParallelFor.h"
+
+namespace orvo {
+namespace gpu {
+
+void GpuState::ReleasePointImages() {
+  Literal = LiteralImages();
+  FastImgIdx = {};
+  FastObjIdx = {};
+  FastImgPt = {};
+  ObjPt = {};
+}
+
+namespace {
+
+/// Allocation, copies and clears of typed arrays, counted in elements. Each returns the device's code.
+class Uploader {
+ public:
+  explicit Uploader(Device& device) : Target(device) {}
+  /// Code of the first operation that failed.
+  int Failure() const { return nFailure; }
+  template <typename T>
+  int Malloc(T*& array, int64_t count) {
+    void* address = nullptr;
+    const int code = Target.Malloc(address, Bytes<T>(count));
+    array = static_cast<T*>(address);
+    return Note(code);
+  }
+  template <typename T>
+  int Clear(T* array, int64_t count) {
+    return Note(Target.Clear(array, Bytes<T>(count)));
+  }
+  template <typename T>
+  int Copy(T* array, const std::vector<T>& image) {
+    return Note(Target.CopyToDevice(array, image.data(), image.size() * sizeof(T)));
+  }
+  int Copy(GpuPara* array, const GpuPara& para) {
+    return Note(Target.CopyToDevice(array, &para, sizeof(para)));
+  }
+  template <typename T>
+  void Free(T*& array) {
+    Target.Free(array);
+    array = nullptr;
+  }
+
+ private:
+  template <typename T>
+  static size_t Bytes(int64_t count) {
+    return static_cast<size_t>(std::max<int64_t>(count, 0)) * sizeof(T);
+  }
+  int Note(int code) {
+    if (nFailure == 0) nFailure = code;
+    return code;
+  }
+  Device& Target;
+  int nFailure = 0;
+};
+
+FastSource FastSourceOf(const SectionPoints& section) {
+  FastSource source;
+  source.ObjectPoints = section.ObjectPoints;
+  source.ImagePoints = section.ImagePoints;
+  source.nFirstImagePoint = section.ObjectPoints.empty() ? 0 : section.ObjectPoints.front().nFirstImagePoint;
+  source.GcpTable = section.GcpTable;
+  source.nImageNum = section.nImageNum;
+  source.nCameraNum = section.nCameraNum;
+  return source;
+}
+
+/// The host images in the layout of the fast kernels, as if they were the device's arrays.
+DeviceArrays FastImages(GpuState& state) {
+  DeviceArrays images;
+  images.cupImgIdx = state.FastImgIdx.data();
+  images.cupObjIdx = state.FastObjIdx.data();
+  images.cupImgPt = state.FastImgPt.data();
+  images.cupObjPt = state.ObjPt.data();
+  return images;
+}
+
+void FillFastImages(GpuState& state, const SectionPoints& section, int threads) {
+  const int64_t n = std::ssize(section.ImagePoints), m = std::ssize(section.ObjectPoints);
+  state.FastImgIdx.resize(static_cast<size_t>(4 * n));
+  state.FastImgPt.resize(static_cast<size_t>(4 * n));
+  state.FastObjIdx.resize(static_cast<size_t>(3 * m));
+  state.ObjPt.resize(static_cast<size_t>(12 * m));
+  state.FastIndex.resize(static_cast<size_t>(FastIndexWords(section.nImageNum, section.nCameraNum)));
+  FillFastSection(FastSourceOf(section), FastSectionOf(FastImages(state), n, m), state.FastIndex.data(),
+                  threads);
+}
+
+/// The object points alone, on up to `threads` threads.
+void FillFastObjectImage(GpuState& state, const SectionPoints& section, int threads) {
+  constexpr int64_t kPointsOfTask = 1 << 14;
+  const int64_t points = std::ssize(section.ObjectPoints);
+  const int64_t tasks = (points + kPointsOfTask - 1) / kPointsOfTask;
+  const auto partOf = [&](int64_t task) {
+    const int64_t first = task * kPointsOfTask;
+    return section.ObjectPoints.subspan(static_cast<size_t>(first),
+                                        static_cast<size_t>(std::min(kPointsOfTask, points - first)));
+  };
+  // Rows of the control point table that the points in front of each part take.
+  std::vector<int64_t> rows(static_cast<size_t>(tasks + 1), 0);
+  ParallelFor(tasks, threads, [&](int64_t task) {
+    rows[static_cast<size_t>(task + 1)] =
+        std::ranges::count_if(partOf(task), [](const ObjectPointRecord& point) { return point.nType != 0; });
+  });
+  std::partial_sum(rows.begin(), rows.end(), rows.begin());
+  state.ObjPt.resize(static_cast<size_t>(12 * points));
+  float* const inverse = state.ObjPt.data() + kPointFloats * points;
+  ParallelFor(tasks, threads, [&](int64_t task) {
+    FastSource part = FastSourceOf(section);
+    part.ObjectPoints = partOf(task);
+    const auto taken = static_cast<size_t>(rows[static_cast<size_t>(task)]);
+    part.GcpTable = part.GcpTable.subspan(std::min(taken, part.GcpTable.size()));
+    FastSection image;
+    image.m = std::ssize(part.ObjectPoints);
+    image.pPoint = state.ObjPt.data() + kPointFloats * task * kPointsOfTask;
+    image.pInverse = inverse + 4 * task * kPointsOfTask;
+    FillFastPoints(part, image);
+  });
+}
+
+void UploadLiteral(GpuState& state, const SectionPoints& section) {
+  Uploader device(*state.pDevice);
+  DeviceArrays& arrays = state.Arrays;
+  const int64_t n = std::ssize(section.ImagePoints), m = std::ssize(section.ObjectPoints);
+  const LiteralImages& images = state.Literal;
+  device.Malloc(arrays.cupPara, 1);
+  device.Malloc(arrays.cupImgIdx, 4 * n);
+  device.Malloc(arrays.cupObjIdx, 3 * m);
+  device.Malloc(arrays.cupImgPt, 4 * n);
+  device.Malloc(arrays.cupObjPt, 12 * m);
+  device.Malloc(arrays.cupPairPos, m);
+  device.Malloc(arrays.cupTR, TailFloats(n));
+  device.Copy(arrays.cupImgIdx, images.ImgIdx);
+  device.Copy(arrays.cupObjIdx, images.ObjIdx);
+  device.Copy(arrays.cupImgPt, images.ImgPt);
+  device.Copy(arrays.cupObjPt, images.ObjPt);
+  device.Copy(arrays.cupPairPos, images.PairPos);
+  device.Copy(arrays.cupPara, state.Para);
+  device.Clear(arrays.cupTR, TailFloats(n));
+  state.nUploadFailure = device.Failure();
+}
+
+void UploadFast(GpuState& state, const SectionPoints& section) {
+  Uploader device(*state.pDevice);
+  DeviceArrays& arrays = state.Arrays;
+  const int64_t n = std::ssize(section.ImagePoints), m = std::ssize(section.ObjectPoints);
+  device.Malloc(arrays.cupPara, 1);
+  device.Malloc(arrays.cupImgIdx, 4 * n);
+  device.Malloc(arrays.cupObjIdx, 3 * m);
+  device.Malloc(arrays.cupImgPt, 4 * n);
+  device.Malloc(arrays.cupObjPt, 12 * m);
+  device.Copy(arrays.cupImgIdx, state.FastImgIdx);
+  device.Copy(arrays.cupObjIdx, state.FastObjIdx);
+  device.Copy(arrays.cupImgPt, state.FastImgPt);
+  device.Copy(arrays.cupObjPt, state.ObjPt);
+  device.Copy(arrays.cupPara, state.Para);
+  if (arrays.cupFast != nullptr) {
+    auto* words = reinterpret_cast<uint32_t*>(arrays.cupFast);
+    device.Copy(words + FastIndexBegin(section.nImageNum, section.nCameraNum), state.FastIndex);
+  }
+  state.nUploadFailure = device.Failure();
+}
+
+}  // namespace
+}  // namespace gpu
+
+namespace {
+
+/// What cupRms holds before a section is worked on: the thresholds, and zeros for the sums.
+std::array<float, gpu::kRmsFloats> RmsBlock(const CBundleAdjustment& block) {
+  std::array<float, gpu::kRmsFloats> rms{};
+  rms[0] = static_cast<float>(block.fMeanResidualX);
+  rms[1] = static_cast<float>(block.fMeanResidualY);
+  rms[2] = static_cast<float>(block.fRmsResidualX);
+  rms[3] = static_cast<float>(block.fRmsResidualY);
+  return rms;
+}
+
+int UploadRms(const CBundleAdjustment& block, gpu::GpuState& state) {
+  const auto rms = RmsBlock(block);
+  return state.pDevice->CopyToDevice(state.Arrays.cupRms, rms.data(), sizeof(rms));
+}
+
+}  // namespace
+
+gpu::SectionPoints CBundleAdjustment::PointsOfGpuSection(int32_t gpuSection) {
+  const gpu::GpuSectionTable& table = Gpu().Sections;
+  gpu::SectionPoints points;
+  points.GcpTable = pGcpTable;
+  points.nImageNum = nImageNum;
+  points.nCameraNum = nCameraNum;
+  const size_t at = 2 * static_cast<size_t>(gpuSection);
+  if (gpuSection < 0 || gpuSection >= table.nGpuSectionNum || at + 1 >= table.pGpuObjRanges.size())
+    return points;
+  const auto part = [at](auto all, const std::vector<int64_t>& ranges) {
+    const int64_t first = ranges[at], count = ranges[at + 1] - first + 1;
+    if (first < 0 || count < 0 || first + count > std::ssize(all)) return all.first(0);
+    return all.subspan(static_cast<size_t>(first), static_cast<size_t>(count));
+  };
+  points.ObjectPoints = part(std::span<const ObjectPointRecord>(pObjectPoints), table.pGpuObjRanges);
+  points.ImagePoints = part(std::span<const ImagePointRecord>(pImagePoints), table.pGpuImgRanges);
+  return points;
+}
+
+int CBundleAdjustment::AllocFixedDeviceMemory() {
+  gpu::GpuState& state = Gpu();
+  gpu::DeviceArrays& arrays = state.Arrays;
+  gpu::Uploader device(*state.pDevice);
+  const bool literal = state.Form == gpu::KernelForm::Literal;
+  const int64_t n = nUnknownNum, upper = nDiagUpperSize;
+  gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
+  LogPrintf(">>Allocating memory for image data...\n");
+  device.Malloc(arrays.cupEop, std::ssize(state.Eop));
+  device.Malloc(arrays.cupIop, std::ssize(state.Iop));
+  device.Malloc(arrays.cupRms, gpu::kRmsFloats);
+  device.Copy(arrays.cupEop, state.Eop);
+  device.Copy(arrays.cupIop, state.Iop);
+  device.Malloc(arrays.cupR, n);
+  if (literal) device.Malloc(arrays.cuptR, gpu::kLaunchBlocks * n);
+  device.Malloc(arrays.cupM, upper);
+  if (literal) device.Malloc(arrays.cuptM, gpu::kLaunchBlocks * upper);
+  device.Malloc(arrays.cupD, n);
+  device.Malloc(arrays.cupAd, n);
+  if (literal) device.Malloc(arrays.cuptAd, gpu::kLaunchBlocks * n);
+  const int64_t fastWords = gpu::FastWorkWords(nImageNum, nCameraNum);
+  if (!literal) device.Malloc(arrays.cupFast, fastWords);
+  device.Clear(arrays.cupR, n);
+  if (literal) device.Clear(arrays.cuptR, gpu::kLaunchBlocks * n);
+  device.Clear(arrays.cupM, upper);
+  if (literal) device.Clear(arrays.cuptM, gpu::kLaunchBlocks * upper);
+  device.Clear(arrays.cupD, n);
+  device.Clear(arrays.cupAd, n);
+  const int code =
+      literal ? device.Clear(arrays.cuptAd, gpu::kLaunchBlocks * n) : device.Clear(arrays.cupFast, fastWords);
+  if (code == 0) return 1;
+  LogPrintf("Cuda fixed memory allocating failed:%d!\n", code);
+  return 0;
+}
+
+int CBundleAdjustment::AllocPointDeviceMemory(int32_t gpuSection) {
+  gpu::GpuState& state = Gpu();
+  const gpu::SectionPoints section = PointsOfGpuSection(gpuSection);
+  gpu::GpuPara& para = state.Para;
+  para.nImgPt = std::ssize(section.ImagePoints);
+  para.nObjPt = std::ssize(section.ObjectPoints);
+  para.nImageCount = nUnknownImageNum;
+  para.nCameraCount = nCameraNum;
+  para.nEopLen = nEopSize;
+  para.nIopLen = nIopSize;
+  para.nUnknownLen = nUnknownNum;
+  para.nMode = nLayoutMode;
+  para.nBlockLen = nLayoutMode == LayoutEop ? 6 : nLayoutMode == LayoutIop ? 5 : 11;
+  para.nPrecondLen = nDiagUpperSize;
+  para.nControlWeight = gpu::Truncated(GCP_Weight);
+  para.nGrossFactor100 = gpu::Truncated(Gross_Point_Threshold * 100.0);
+  if (state.Form == gpu::KernelForm::Literal) {
+    para.nPairNum = gpu::FillPointArrays(section, state.Literal);
+  } else {
+    para.nPairNum = 0;
+    for (const ObjectPointRecord& point : section.ObjectPoints) {
+      para.nPairNum += int64_t{point.nImagePointNum} * point.nImagePointNum;
+    }
+    gpu::FillFastImages(state, section, System.ProcessorCount());
+  }
+  LogPrintf(">>Allocating memory for points data...\n");
+  if (state.Form == gpu::KernelForm::Literal) {
+    gpu::UploadLiteral(state, section);
+  } else {
+    gpu::UploadFast(state, section);
+  }
+  const int code = UploadRms(*this, state);
+  if (code == 0) return 1;
+  LogPrintf("Cuda memory allocating failed:%d!\n", code);
+  return 0;
+}
+
+int CBundleAdjustment::RefreshObjectArray(int32_t gpuSection) {
+  gpu::GpuState& state = Gpu();
+  const gpu::SectionPoints section = PointsOfGpuSection(gpuSection);
+  if (state.Form == gpu::KernelForm::Literal) {
+    gpu::FillObjectArray(section, state.ObjPt);
+  } else {
+    if (state.Arrays.cupObjPt == nullptr) return 0;
+    gpu::FillFastObjectImage(state, section, System.ProcessorCount());
+  }
+  gpu::Uploader device(*state.pDevice);
+  return device.Copy(state.Arrays.cupObjPt, state.ObjPt) == 0 ? 1 : 0;
+}
+
+int CBundleAdjustment::RefreshOrientationArrays() {
+  gpu::GpuState& state = Gpu();
+  gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
+  UploadRms(*this, state);
+  gpu::Uploader device(*state.pDevice);
+  device.Copy(state.Arrays.cupEop, state.Eop);
+  device.Copy(state.Arrays.cupIop, state.Iop);
+  return 1;
+}
+
+int CBundleAdjustment::FreePointDeviceMemory() {
+  gpu::GpuState& state = Gpu();
+  gpu::DeviceArrays& arrays = state.Arrays;
+  gpu::Uploader device(*state.pDevice);
+  device.Free(arrays.cupPara);
+  device.Free(arrays.cupImgIdx);
+  device.Free(arrays.cupObjIdx);
+  device.Free(arrays.cupImgPt);
+  device.Free(arrays.cupObjPt);
+  if (state.Form == gpu::KernelForm::Fast) return 1;
+  device.Free(arrays.cupPairPos);
+  device.Free(arrays.cupTR);
+  return 1;
+}
+
+int CBundleAdjustment::FreeFixedDeviceMemory() {
+  gpu::GpuState& state = Gpu();
+  if (!state.pDevice) return 1;
+  gpu::DeviceArrays& arrays = state.Arrays;
+  gpu::Uploader device(*state.pDevice);
+  const bool literal = state.Form == gpu::KernelForm::Literal;
+  device.Free(arrays.cupEop);
+  device.Free(arrays.cupIop);
+  device.Free(arrays.cupRms);
+  device.Free(arrays.cupR);
+  if (literal) device.Free(arrays.cuptR);
+  device.Free(arrays.cupM);
+  if (literal) device.Free(arrays.cuptM);
+  device.Free(arrays.cupD);
+  if (literal) device.Free(arrays.cuptAd);
+  device.Free(arrays.cupAd);
+  if (!literal) device.Free(arrays.cupFast);
+  return 1;
+}
+
+}  // namespace orvo

@@ -1,0 +1,125 @@
+#include "gpu/GpuBundle.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "geometry/OrvoMatrix.h"
+
+namespace orvo {
+namespace gpu {
+namespace {
+
+/// Iterations that are done whatever the corrections are.
+constexpr int32_t kLeastIterationNum = 3;
+
+int32_t PosGroupNum(const CBundleAdjustment& block) {
+  const bool pos = block.Apply_GPS_Data || block.Apply_IMU_Data;
+  return pos && block.nLayoutMode != LayoutIop ? block.nGroupNum : 0;
+}
+
+}  // namespace
+
+GpuBundle::GpuBundle(CBundleAdjustment& block)
+    : Block(block),
+      State(block.Gpu()),
+      Target(*State.pDevice),
+      Blocks(MakePackedBlocks(block.Layout(), PosGroupNum(block))) {
+  const auto n = static_cast<size_t>(block.nUnknownNum), diagonal = static_cast<size_t>(block.nDiagSize);
+  for (std::vector<double>* vector : {&x, &r, &z, &Ad, &damp}) vector->assign(n, 0.0);
+  M.assign(diagonal, 0.0);
+  d.assign(n, 0.0f);
+}
+
+bool GpuBundle::Iterate() {
+  do {
+    if (!ComputeSums()) return false;
+    AddPosAndDamping();
+    if (!SolvePcg()) return false;
+    if (!Step()) return true;
+  } while (!Block.Direct_Intersection && nIteration < Block.Max_LM_Iteration_Num &&
+           (nIteration < kLeastIterationNum || std::fabs(fMaxCorrection) > Block.LM_Converge_Threshold));
+  return true;
+}
+
+void GpuBundle::AddPosAndDamping() {
+  Block.UpdatePosConstVector(r);
+  Block.UpdatePosPreconditioner(M);
+  Block.LogPrintf(">>>>Adding damping coefficients....\n");
+  AddPackedDamping(Blocks, Block.ChoosePackedDamping(nIteration), M, damp);
+}
+
+/// Applies the correction; false where it is no number, which ends the iteration with the unknowns as they
+/// were.
+bool GpuBundle::Step() {
+  const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
+  fMaxCorrection = finite ? MaxMagnitude(x.data(), Block.nUnknownNum, 1) : std::nan("");
+  Block.WriteCorrections(nIteration, x.data());
+  Block.LogPrintf(">>>>PCG iteration times:%d\n", nPcgDone);
+  Block.LogPrintf(">>>>Max correction value:%12.6lf\n\n", fMaxCorrection);
+  if (finite) Block.UpdateUnknowns(x.data());
+  Block.RefreshOrientationArrays();
+  ++nIteration;
+  return finite;
+}
+
+void GpuBundle::ReleaseResident() {
+  if (bResident) Block.FreePointDeviceMemory();
+}
+
+int32_t GpuBundle::GroupNum() const {
+  return State.nEnabledDeviceNum > 0 ? State.Sections.nGpuSectionNum / State.nEnabledDeviceNum : 0;
+}
+
+void GpuBundle::Launch(Kernel kernel) {
+  if (State.nUploadFailure != 0) return;
+  KernelCall call;
+  call.Form = State.Form;
+  call.Which = kernel;
+  call.Arrays = State.Arrays;
+  call.Para = State.Para;
+  call.nImageNum = Block.nImageNum;
+  // A failure shows in the next copy.
+  Target.Launch(call);
+}
+
+int GpuBundle::Download(void* to, const void* from, size_t bytes) {
+  return State.nUploadFailure != 0 ? State.nUploadFailure : Target.CopyToHost(to, from, bytes);
+}
+
+void GpuBundle::ForgetPointSection() {
+  if (!HasSeveralSections()) return;
+  Block.ReleaseSectionPoints();
+  State.Sections.Release();
+}
+
+}  // namespace gpu
+
+double CBundleAdjustment::ChoosePackedDamping(int32_t iteration) {
+  constexpr int32_t kRoughIterations = 2;
+  // Deliberate: the settings of these two never reach the solution.
+  PCG_IGN_Converge_Threshold = 0.1;
+  Max_PCG_Iteration_Num = iteration <= kRoughIterations ? 30 : 10;
+  const DampingSchedule schedule{bSevenParamApplied, Free_LM_Iteration_Num, GCP_LM_Iteration_Num,
+                                 Damping_Coefficient, fDampingBase};
+  return gpu::PackedDampingFactor(schedule, iteration);
+}
+
+int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output) {
+  if (!Gpu().pDevice) return 0;
+  gpu::GpuBundle bundle(*this);
+  SetOutputPath(project, output);
+  if (!bundle.Iterate()) return 0;
+  bundle.ReleaseResident();
+  SetLmIterationDone(bundle.IterationNum());
+  SetEndTick(System.TickMilliseconds());
+  RestoreData();
+  LogPrintf(">>Generating adjustment report...\n");
+  WriteReport();
+  LogPrintf(">>Generating result file...\n");
+  WriteResultFiles(project, gcp);
+  WriteResultOvt();
+  bOutputsWritten = true;
+  return 1;
+}
+
+}  // namespace orvo

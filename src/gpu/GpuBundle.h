@@ -1,0 +1,67 @@
+// The iteration of the device path: constant vector and preconditioner of each GPU section from the device,
+// summed in double, and conjugate gradients on the host whose products are passes over all points.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "gpu/GpuState.h"
+#include "gpu/PackedBlocks.h"
+#include "run/BundleAdjustment.h"
+
+namespace orvo::gpu {
+
+class GpuBundle {
+ public:
+  explicit GpuBundle(CBundleAdjustment& block);
+  /// All iterations; false where the run ends without results.
+  bool Iterate();
+  /// Frees a GPU section that stayed on the device.
+  void ReleaseResident();
+  int32_t IterationNum() const { return nIteration; }
+
+ private:
+  // Sum phase: residual statistics, constant vector r and preconditioner M.
+  bool ComputeSums();
+  bool SumPointSection(int32_t section);
+  bool ReadPointSection(int32_t section);
+  bool SumGpuSection(int32_t section, int32_t group, int32_t device);
+  void ClearSums();
+  bool DownloadStatistics(int32_t group);
+  bool DownloadVector(const float* from, int64_t count, std::vector<double>& sum, int& code);
+  void WriteResiduals(int32_t number, int32_t gpuSection);
+
+  // Conjugate gradients.
+  void AddPosAndDamping();
+  bool SolvePcg();
+  bool Multiply();
+  bool MultiplyPointSection(int32_t section);
+  bool MultiplyGpuSection(int32_t group, int32_t device);
+
+  bool Step();
+  /// GPU sections for each device.
+  int32_t GroupNum() const;
+  void Launch(Kernel kernel);
+  /// The device's code; that of the upload where the section did not get there whole.
+  int Download(void* to, const void* from, size_t bytes);
+  void ForgetPointSection();
+  bool HasSeveralSections() const { return Block.Sections.Count() > 1; }
+  /// One of several point sections may have lost all of its points; it has nothing to add then.
+  bool IsSkipped() const { return HasSeveralSections() && Block.pImagePoints.empty(); }
+
+  CBundleAdjustment& Block;
+  GpuState& State;
+  Device& Target;
+  PackedBlocks Blocks;
+  int32_t nIteration = 0;
+  int32_t nPassDone = 0, nUploadDone = 0, nPcgDone = 0;
+  bool bResident = false;
+  bool bHasPoints = false;  ///< a point section of this iteration had points
+  float fStatistics[4] = {};
+  double fMaxCorrection = 0;
+  std::vector<double> x, r, M, z, Ad, damp, xBest;
+  std::vector<float> d, fStaging;
+};
+
+}  // namespace orvo::gpu

@@ -1,0 +1,25 @@
+// Residuals_%d_%d.res of the device path.
+#include "results/GpuResidualLines.h"
+#include "results/ResidualLines.h"
+#include "run/BundleAdjustment.h"
+
+namespace orvo {
+
+int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
+                                         const gpu::GpuResidualTable& table) {
+  TextWriter file;
+  if (!file.Open(JoinPath(
+          szOutputPath, "Residuals_" + std::to_string(iteration) + "_" + std::to_string(number) + ".res"))) {
+    ++nOutputFailureNum;
+    return 0;
+  }
+  const double s = Image_Coor_Scale;
+  const gpu::GpuResidualSummary summary = gpu::WriteGpuResidualLines(file, table, s, System.ProcessorCount());
+  WriteResidualTail(file, {fMeanResidualX / s, fMeanResidualY / s, fRmsResidualX / s, fRmsResidualY / s,
+                           summary.fMaxX, summary.fMaxY, summary.fMinX, summary.nGrossNum, table.nPointNum,
+                           dControlResidual, dCheckResidual});
+  if (!file.Close()) ++nOutputFailureNum;
+  return 1;
+}
+
+}  // namespace orvo
