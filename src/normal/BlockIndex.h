@@ -10,12 +10,16 @@
 
 namespace orvo {
 
+/// Doubles that a block of `size` elements takes in the store: whole cache lines, so that a block in an
+/// aligned store touches as few of them as it can and no vector of it lies across two.
+[[gnu::always_inline]] constexpr int32_t PaddedBlockSize(int32_t size) { return (size + 7) / 8 * 8; }
+
 /// What the assembly reads of a BlockIndex: plain arrays.
 ///
-/// The flat store holds the blocks of the pattern in the order of their IDs, each row-major, those of POS
-/// groups left out. In row r the columns below nFirstRows have blocks of one size, the cameras behind them of
-/// another, so a block's offset follows from its rank in the row. The rank is found in a bit map of the row,
-/// 64 columns a word, or by search where the bit maps would grow too large.
+/// The flat store holds the blocks of the pattern in the order of their IDs, each row-major and padded to
+/// PaddedBlockSize, those of POS groups left out. In row r the columns below nFirstRows have blocks of one
+/// size, the cameras behind them of another, so a block's offset follows from its rank in the row. The rank
+/// is found in a bit map of the row, 64 columns a word, or by search where the bit maps would grow too large.
 struct BlockIndexView {
   struct Word {
     uint64_t nColumns;  ///< bit k: column 64 w + k is in the row

@@ -123,6 +123,9 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
   in.fGrossX = Gross_Point_Threshold * fRmsResidualX;
   in.fGrossY = Gross_Point_Threshold * fRmsResidualY;
 
+  // A private copy may stay half untouched: large pages are for where there is room to spare.
+  const bool largePages = static_cast<double>(threadNum) * static_cast<double>(storeSize) * 16 <
+                          static_cast<double>(System.FreePhysicalBytes());
   for (size_t k = 0; k < threadNum; ++k) {
     tasks[k].pOwner = this;
     size_t measurementNum = 0, largest = 0;
@@ -135,7 +138,7 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
     buffers.pThreadResiduals[k].resize(2 * measurementNum);
     buffers.pThreadRowFlags[k].resize(static_cast<size_t>(layout.PointRows()));
     buffers.pThreadScratch.emplace_back(static_cast<int64_t>(largest), layout);
-    if (k > 0 || !Apply_PCG_Model) buffers.pThreadBlocks[k] = ZeroedArray(storeSize);
+    if (k > 0 || !Apply_PCG_Model) buffers.pThreadBlocks[k] = ZeroedArray(storeSize, largePages);
     if (k > 0) buffers.pThreadConstVector[k].resize(static_cast<size_t>(nUnknownNum));
 
     AssemblyOutput& out = buffers.pThreadOutput[k];

@@ -1,6 +1,7 @@
 #include "run/Platform.h"
 
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -104,6 +105,18 @@ Platform NativePlatform() {
           FolderIsWritable,
           [] { return std::min(AvailableBytesOfKernel(), AvailableBytesOfControlGroup()); },
           ProcessorCount};
+}
+
+void PreferLargePages(void* memory, size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  // Whole pages of the usual size only: what lies beside them belongs to others.
+  const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const auto begin = (reinterpret_cast<uintptr_t>(memory) + page - 1) / page * page;
+  const auto end = (reinterpret_cast<uintptr_t>(memory) + bytes) / page * page;
+  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+  (void)memory, (void)bytes;
+#endif
 }
 
 std::string JoinPath(const std::string& folder, const std::string& name) {

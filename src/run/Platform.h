@@ -1,6 +1,7 @@
 // Everything that is asked of the operating system.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -23,6 +24,9 @@ struct Platform {
 
 /// The machine as it is: memory bounded by the process's control group, processors by its affinity mask.
 Platform NativePlatform();
+
+/// Asks for large pages behind untouched memory, where the system has them; nothing else changes.
+void PreferLargePages(void* memory, size_t bytes);
 
 /// Separator of new paths.
 inline constexpr char kPathSeparator = '/';
