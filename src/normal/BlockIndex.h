@@ -99,4 +99,23 @@ class BlockIndex {
                                    : r.nSecondBase + rank * r.nSecondStride;
 }
 
+/// The same for several columns of one row, all below nFirstRows; also -1 where the bit maps are missing.
+struct FirstBlocksOfRow {
+  const BlockIndexView::Word* pWords;
+  int64_t nBase, nStride;
+
+  [[gnu::always_inline]] FirstBlocksOfRow(const BlockIndexView& index, int32_t row)
+      : pWords(index.pWords ? index.pWords + index.pRows[row].nWord : nullptr),
+        nBase(index.pRows[row].nFirstBase),
+        nStride(index.pRows[row].nFirstStride) {}
+  [[gnu::always_inline]] int64_t Offset(int32_t column) const {
+    if (!pWords) return -1;
+    const BlockIndexView::Word& word = pWords[column >> 6];
+    const uint64_t shifted = word.nColumns << (63 - (column & 63));
+    // The column's own bit is the highest now.
+    if (static_cast<int64_t>(shifted) >= 0) return -1;
+    return nBase + (word.nRank + __builtin_popcountll(shifted) - 1) * nStride;
+  }
+};
+
 }  // namespace orvo

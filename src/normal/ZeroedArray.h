@@ -30,7 +30,7 @@ class ZeroedArray {
     // backed.
     pMemory.reset(std::calloc(size + kLine, sizeof(double)));
     if (!pMemory) throw std::bad_alloc();
-    if (largePages && size >= kLarge) PreferLargePages(pMemory.get(), (size + kLine) * sizeof(double));
+    if (largePages) PreferLargePages(pMemory.get(), (size + kLine) * sizeof(double));
     const auto address = reinterpret_cast<uintptr_t>(pMemory.get());
     const uintptr_t line = kLine * sizeof(double);
     pData = reinterpret_cast<double*>((address + line - 1) / line * line);
@@ -42,8 +42,7 @@ class ZeroedArray {
   struct Free {
     void operator()(void* memory) const { std::free(memory); }
   };
-  static constexpr size_t kLine = 8;         ///< doubles of a cache line
-  static constexpr size_t kLarge = 1 << 20;  ///< doubles from which on fewer, larger pages pay
+  static constexpr size_t kLine = 8;  ///< doubles of a cache line
   size_t nSize = 0;
   std::unique_ptr<void, Free> pMemory;
   double* pData = nullptr;

@@ -107,15 +107,17 @@ Platform NativePlatform() {
           ProcessorCount};
 }
 
-void PreferLargePages(void* memory, size_t bytes) {
+void PreferLargePages(const void* data, size_t bytes) {
 #ifdef MADV_HUGEPAGE
-  // Whole pages of the usual size only: what lies beside them belongs to others.
+  constexpr size_t kWorthwhile = size_t{4} << 20;
+  if (bytes < kWorthwhile) return;
   const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
-  const auto begin = (reinterpret_cast<uintptr_t>(memory) + page - 1) / page * page;
-  const auto end = (reinterpret_cast<uintptr_t>(memory) + bytes) / page * page;
-  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+  const uintptr_t begin = (reinterpret_cast<uintptr_t>(data) + page - 1) / page * page;
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(data) + bytes) / page * page;
+  ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
 #else
-  (void)memory, (void)bytes;
+  static_cast<void>(data);
+  static_cast<void>(bytes);
 #endif
 }
 

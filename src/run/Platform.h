@@ -25,8 +25,9 @@ struct Platform {
 /// The machine as it is: memory bounded by the process's control group, processors by its affinity mask.
 Platform NativePlatform();
 
-/// Asks for large pages behind untouched memory, where the system has them; nothing else changes.
-void PreferLargePages(void* memory, size_t bytes);
+/// Asks for large pages behind memory that nobody has touched yet: what is filled from end to end is backed
+/// in few steps then. Nothing but time depends on it.
+void PreferLargePages(const void* data, size_t bytes);
 
 /// Separator of new paths.
 inline constexpr char kPathSeparator = '/';
