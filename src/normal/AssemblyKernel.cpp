@@ -15,21 +15,34 @@ int32_t OwnBlockSize(int32_t layoutMode) {
     case LayoutMergedEopIop:
       return 11 * 12;
     case LayoutEopIop:
-      return 6 * 12;
+      return 6 * 16;
     default:
       return 6 * 8;
   }
 }
 
-AssemblyScratch::AssemblyScratch(int64_t measurementNum, const UnknownLayout& layout)
-    : Rays(static_cast<size_t>(std::max<int64_t>(measurementNum, kBatch)) + 1),
-      Nodes(static_cast<size_t>(measurementNum)),
-      Cameras(static_cast<size_t>(measurementNum)),
-      Points(kBatch),
-      Order(static_cast<size_t>(measurementNum)),
-      Own(static_cast<size_t>(layout.FirstRows()) * static_cast<size_t>(OwnBlockSize(layout.nLayoutMode))),
-      CameraOwn(static_cast<size_t>(layout.SecondRows()) * 40),
-      OwnCamera(layout.nLayoutMode == LayoutEopIop ? static_cast<size_t>(layout.FirstRows()) : 0, -1) {}
+AssemblyScratch::AssemblyScratch(int64_t measurementNum, const UnknownLayout& layout) {
+  // The lanes behind the last measurement are computed too.
+  const size_t rayNum = static_cast<size_t>(std::max<int64_t>(measurementNum, kBatch)) + 8;
+  Rays.resize(rayNum);
+  Nodes.resize(rayNum);
+  G = ZeroedArray(rayNum * 48);
+  N = ZeroedArray(rayNum * 48);
+  Phases = ZeroedArray(rayNum * 72);
+  if (layout.nLayoutMode == LayoutEopIop) {
+    Cameras.resize(rayNum + kBatch);
+    OwnCamera.assign(static_cast<size_t>(layout.FirstRows()), -1);
+  }
+  Points.resize(kBatch + 8);
+  nColumnSize = static_cast<int64_t>((rayNum + 7) / 8 * 8);
+  Columns = ZeroedArray(static_cast<size_t>(nColumnSize) * kAssemblyColumns);
+  Order.resize(rayNum);
+  Offsets.resize(static_cast<size_t>(kBatch) * (kBatch - 1) / 2);
+  Own = ZeroedArray(static_cast<size_t>(layout.FirstRows()) *
+                    static_cast<size_t>(OwnBlockSize(layout.nLayoutMode)));
+  CameraOwn = ZeroedArray(static_cast<size_t>(layout.SecondRows()) * 40);
+  for (AssemblyCameraSums& sums : CameraSums) sums = {.Sum = {}, .nCamera = -1};
+}
 
 std::vector<AssemblyKernels> UsableAssemblyKernels() {
   std::vector<AssemblyKernels> sets{BaselineKernels()};

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "block/Records.h"
+#include "normal/AssemblyScratch.h"
 #include "normal/BlockIndex.h"
 #include "normal/ImagePointPartials.h"
 #include "normal/UnknownLayout.h"
@@ -36,68 +37,14 @@ struct MissingBlock {
 struct AssemblyOutput {
   double* pBlocks = nullptr;  ///< store of the index's size and a spare block
   double* pConstVector = nullptr;
-  float* pResiduals = nullptr;                            ///< x and y of each measurement, zero at first
-  int32_t* pGrossFlags = nullptr;                         ///< zero at first
-  uint8_t* pRowFlags = nullptr;                           ///< set to 1 for every block row added to
+  float* pResiduals = nullptr;     ///< gets x and y of each measurement, 0 without an equation
+  int32_t* pGrossFlags = nullptr;  ///< gets 0, or -1 for gross
+  uint8_t* pRowFlags = nullptr;    ///< set to 1 for every block row added to
   int64_t nPointNum = 0, nGrossNum = 0, nLeftOutNum = 0;  ///< measurements: all, gross, without an equation
   double fSumX = 0, fSumY = 0, fSquareSumX = 0, fSquareSumY = 0;
   double fMaxX = 0, fMaxY = 0, fMinX = 0, fMinY = 0;  ///< start as the figures so far
   std::vector<MissingBlock>* pMissing = nullptr;
 };
-
-/// One linearised measurement.
-///
-/// A row holds the partial derivatives and the misclosure side by side, twelve numbers, in an order that lets
-/// the unknowns of the layout's first block rows come first: B A L, in LayoutEop B L A, in LayoutIop A L B.
-/// So s (C'D, C'L), the products with every unknown at once, is two multiply-adds of a row.
-struct AssemblyRay {
-  double Row[2][12];
-  double G[3]
-          [12];  ///< s times the rows times the first three columns of B: minus G', minus H', M and minus Q
-  double fWeight;
-  int32_t nImage, nCamera;
-  int64_t nImagePoint;
-};
-
-/// The elimination of the point in hand, one entry for each of its first block rows.
-struct AssemblyNode {
-  double N[3][12];       ///< minus M^-1 G
-  double Phases[3][24];  ///< G's row repeated, cut as the vectors of a six by six block meet it
-  double* pOwn;
-  int32_t nRay, nRow;
-};
-
-/// A camera of the point in hand.
-struct AssemblyCamera {
-  double Sum[3][16];  ///< as G of a ray: H summed over the camera's rays, and minus Q of the point
-  double N[3][8];     ///< minus M^-1 H
-  int32_t nCamera;
-};
-
-struct AssemblyBatchPoint {
-  int64_t nPoint;
-  int32_t nType, nFirstRay, nRayNum;
-  bool bOneCamera;
-};
-
-/// Work space of one thread, for points of up to `measurementNum` measurements.
-struct AssemblyScratch {
-  static constexpr int32_t kBatch = 32;  ///< measurements linearised before their products are formed
-  AssemblyScratch(int64_t measurementNum, const UnknownLayout& layout);
-  std::vector<AssemblyRay> Rays;
-  std::vector<AssemblyNode> Nodes;
-  std::vector<AssemblyCamera> Cameras;
-  std::vector<AssemblyBatchPoint> Points;
-  std::vector<int32_t> Order;     ///< rays by block row
-  std::vector<double> Own;        ///< own blocks of the first rows, see OwnBlockSize, zero at first
-  std::vector<double> CameraOwn;  ///< of the cameras behind them, 5 x 8: A'A and A'L
-  std::vector<int32_t>
-      OwnCamera;  ///< camera whose coupling is part of an image's own block, -1 not yet known
-};
-
-/// Doubles that a first block row has in AssemblyScratch::Own: its diagonal block, its right-hand side and in
-/// LayoutEopIop its coupling to its camera, padded.
-int32_t OwnBlockSize(int32_t layoutMode);
 
 /// Adds the equations of the points first..last.
 ///

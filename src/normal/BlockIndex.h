@@ -10,12 +10,16 @@
 
 namespace orvo {
 
+/// Doubles that a block of `size` elements takes in the store: whole cache lines, so that a block in an
+/// aligned store touches as few of them as it can and no vector of it lies across two.
+[[gnu::always_inline]] constexpr int32_t PaddedBlockSize(int32_t size) { return (size + 7) / 8 * 8; }
+
 /// What the assembly reads of a BlockIndex: plain arrays.
 ///
-/// The flat store holds the blocks of the pattern in the order of their IDs, each row-major, those of POS
-/// groups left out. In row r the columns below nFirstRows have blocks of one size, the cameras behind them of
-/// another, so a block's offset follows from its rank in the row. The rank is found in a bit map of the row,
-/// 64 columns a word, or by search where the bit maps would grow too large.
+/// The flat store holds the blocks of the pattern in the order of their IDs, each row-major and padded to
+/// PaddedBlockSize, those of POS groups left out. In row r the columns below nFirstRows have blocks of one
+/// size, the cameras behind them of another, so a block's offset follows from its rank in the row. The rank
+/// is found in a bit map of the row, 64 columns a word, or by search where the bit maps would grow too large.
 struct BlockIndexView {
   struct Word {
     uint64_t nColumns;  ///< bit k: column 64 w + k is in the row
@@ -94,5 +98,24 @@ class BlockIndex {
   return column < index.nFirstRows ? r.nFirstBase + rank * r.nFirstStride
                                    : r.nSecondBase + rank * r.nSecondStride;
 }
+
+/// The same for several columns of one row, all below nFirstRows; also -1 where the bit maps are missing.
+struct FirstBlocksOfRow {
+  const BlockIndexView::Word* pWords;
+  int64_t nBase, nStride;
+
+  [[gnu::always_inline]] FirstBlocksOfRow(const BlockIndexView& index, int32_t row)
+      : pWords(index.pWords ? index.pWords + index.pRows[row].nWord : nullptr),
+        nBase(index.pRows[row].nFirstBase),
+        nStride(index.pRows[row].nFirstStride) {}
+  [[gnu::always_inline]] int64_t Offset(int32_t column) const {
+    if (!pWords) return -1;
+    const BlockIndexView::Word& word = pWords[column >> 6];
+    const uint64_t shifted = word.nColumns << (63 - (column & 63));
+    // The column's own bit is the highest now.
+    if (static_cast<int64_t>(shifted) >= 0) return -1;
+    return nBase + (word.nRank + __builtin_popcountll(shifted) - 1) * nStride;
+  }
+};
 
 }  // namespace orvo

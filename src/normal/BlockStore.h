@@ -11,7 +11,7 @@
 namespace orvo {
 
 /// Doubles behind the blocks of a store that take what has no place in the pattern.
-inline constexpr int64_t kSpareBlockSize = 121;
+inline constexpr int64_t kSpareBlockSize = 128;
 
 /// into += from, for the block rows flagged in `rowFlags`.
 void AddStore(const BlockIndex& index, std::span<const uint8_t> rowFlags, const double* from, double* into);

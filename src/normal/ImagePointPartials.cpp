@@ -1,5 +1,6 @@
 #include "normal/ImagePointPartials.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "geometry/Rotation.h"
@@ -20,19 +21,22 @@ ImageTerms MakeImageTerms(const EopRecord& eop) {
 }
 
 CameraTerms MakeCameraTerms(const IopRecord& iop) {
-  return {iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2, 1 / iop.fFocal};
+  return {{iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2, 1 / iop.fFocal}};
 }
 
 int ComputeImagePointPartials(const ImagePointRecord& imagePoint, const ObjectPointRecord& objectPoint,
                               const EopRecord& eop, const IopRecord& iop, double* outEop, double* outIop,
                               double* outObject, double* outResidual) {
-  if (!LinearizeImagePoint(imagePoint.x, imagePoint.y, objectPoint.X, objectPoint.Y, objectPoint.Z,
-                           MakeImageTerms(eop), MakeCameraTerms(iop),
-                           {{outEop, outEop + 6}, {outIop, outIop + 5}, {outResidual, outResidual + 1}})) {
-    return 0;
-  }
+  PartialRows<double> rows;
+  const double Zr = LinearizeImagePoint<double>(
+      static_cast<double>(imagePoint.x), static_cast<double>(imagePoint.y), objectPoint.X, objectPoint.Y,
+      objectPoint.Z, MakeImageTerms(eop), MakeCameraTerms(iop), rows);
+  if (Zr == 0) return 0;
   for (int row = 0; row < 2; ++row) {
-    for (int k = 0; k < 3; ++k) outObject[3 * row + k] = -outEop[6 * row + k];
+    std::copy_n(rows.B[row], 6, outEop + 6 * row);
+    std::copy_n(rows.A[row], 5, outIop + 5 * row);
+    for (int k = 0; k < 3; ++k) outObject[3 * row + k] = -rows.B[row][k];
+    outResidual[row] = rows.L[row];
   }
   return 1;
 }

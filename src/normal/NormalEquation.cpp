@@ -126,19 +126,17 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
   in.fGrossX = Gross_Point_Threshold * fRmsResidualX;
   in.fGrossY = Gross_Point_Threshold * fRmsResidualY;
 
+  // A private copy may stay half untouched: large pages are for where there is room to spare.
+  const bool largePages = static_cast<double>(threadNum) * static_cast<double>(storeSize) * 16 <
+                          static_cast<double>(System.FreePhysicalBytes());
   for (size_t k = 0; k < threadNum; ++k) {
     tasks[k].pOwner = this;
-    size_t measurementNum = 0, largest = 0;
-    for (int32_t p = tasks[k].nFirst; p <= tasks[k].nLast; ++p) {
-      const size_t count = MeasurementsOf(pObjectPoints[static_cast<size_t>(p)], pImagePoints).size();
-      measurementNum += count;
-      largest = std::max(largest, count);
-    }
+    const auto measurementNum = static_cast<size_t>(tasks[k].nMeasurementNum);
     AssignZerosLarge(buffers.pThreadGrossFlags[k], measurementNum);
     AssignZerosLarge(buffers.pThreadResiduals[k], 2 * measurementNum);
     buffers.pThreadRowFlags[k].resize(static_cast<size_t>(layout.PointRows()));
-    buffers.pThreadScratch.emplace_back(static_cast<int64_t>(largest), layout);
-    if (k > 0 || !Apply_PCG_Model) buffers.pThreadBlocks[k] = ZeroedArray(storeSize);
+    buffers.pThreadScratch.emplace_back(tasks[k].nLargestPoint, layout);
+    if (k > 0 || !Apply_PCG_Model) buffers.pThreadBlocks[k] = ZeroedArray(storeSize, largePages);
     if (k > 0) buffers.pThreadConstVector[k].resize(static_cast<size_t>(nUnknownNum));
 
     AssemblyOutput& out = buffers.pThreadOutput[k];

@@ -33,6 +33,8 @@ struct SubTask {
   int32_t nFirst = 0, nLast = 0;
   int32_t nThread = 0;
   int32_t nImagePointNum = 0;
+  int64_t nMeasurementNum = 0;  ///< that there are of these
+  int64_t nLargestPoint = 0;    ///< most of them on one point
   CBundleAdjustment* pOwner = nullptr;
 };
 

@@ -69,11 +69,11 @@ int CBundleAdjustment::ComputeMultithreadMemory(int32_t section) {
 
 int CBundleAdjustment::SplitSubTasks(int32_t section, std::vector<SubTask>& tasks) {
   const std::span<const ObjectPointRecord> points = PointsOfSection(section);
-  const std::vector<PointSlice> slices = SlicePoints(points, nThreadNum);
+  const std::vector<PointSums> pieces = SumPieces(points, pImagePoints, System.ProcessorCount());
+  const std::vector<PointSlice> slices = SlicePoints(points, pieces, nThreadNum);
+  PointSums whole;
+  for (const PointSums& piece : pieces) whole.Add(piece);
   const int64_t firstOfSection = Sections.ObjectPoints[static_cast<size_t>(section)].nFirst;
-  int64_t imagePointNum = 0;
-  for (const ObjectPointRecord& point : points) imagePointNum += point.nImagePointNum;
-  const int64_t work = WorkMeasure(points);
 
   tasks.assign(slices.size(), SubTask());
   for (size_t k = 0; k < slices.size(); ++k) {
@@ -82,6 +82,9 @@ int CBundleAdjustment::SplitSubTasks(int32_t section, std::vector<SubTask>& task
     task.nFirst = slice.nFirst;
     task.nLast = slice.nLast;
     task.nThread = static_cast<int32_t>(k);
+    const PointSums sums = SumRange(points, pImagePoints, pieces, slice.nFirst, slice.nLast);
+    task.nMeasurementNum = sums.nMeasurementNum;
+    task.nLargestPoint = sums.nLargestPoint;
     const int64_t firstImagePoint = FirstImagePointOf(points, slice.nFirst);
     int64_t endOfImagePoints = firstImagePoint;
     if (slice.nLast >= slice.nFirst) {
@@ -93,7 +96,7 @@ int CBundleAdjustment::SplitSubTasks(int32_t section, std::vector<SubTask>& task
     const auto shown = [](int64_t number) { return static_cast<int32_t>(static_cast<uint32_t>(number)); };
     LogPrintf("Sub task %d: %d/%d %d/%d %d/%d %d/%d\n", task.nThread, shown(firstOfSection + slice.nFirst),
               shown(firstImagePoint), shown(firstOfSection + slice.nLast), shown(endOfImagePoints - 1),
-              shown(std::ssize(points)), shown(imagePointNum), shown(slice.nWork), shown(work));
+              shown(std::ssize(points)), shown(whole.nImagePointNum), shown(slice.nWork), shown(whole.nWork));
   }
   return 1;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "normal/BlockPattern.h"
+#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {
@@ -11,7 +12,51 @@ int64_t Work(const ObjectPointRecord& point) {
   return int64_t{point.nImagePointNum} * (int64_t{point.nImagePointNum} + 1);
 }
 
+PointSums SumOneByOne(std::span<const ObjectPointRecord> points,
+                      std::span<const ImagePointRecord> imagePoints, int64_t first, int64_t end) {
+  PointSums sums;
+  for (int64_t p = first; p < end; ++p) {
+    const ObjectPointRecord& point = points[static_cast<size_t>(p)];
+    const auto count = static_cast<int64_t>(MeasurementsOf(point, imagePoints).size());
+    sums.Add({Work(point), point.nImagePointNum, count, count});
+  }
+  return sums;
+}
+
 }  // namespace
+
+void PointSums::Add(const PointSums& other) {
+  nWork += other.nWork;
+  nImagePointNum += other.nImagePointNum;
+  nMeasurementNum += other.nMeasurementNum;
+  nLargestPoint = std::max(nLargestPoint, other.nLargestPoint);
+}
+
+std::vector<PointSums> SumPieces(std::span<const ObjectPointRecord> points,
+                                 std::span<const ImagePointRecord> imagePoints, int threads) {
+  const auto count = static_cast<int64_t>(points.size());
+  std::vector<PointSums> pieces(static_cast<size_t>((count + kPointsOfPiece - 1) / kPointsOfPiece));
+  ParallelFor(std::ssize(pieces), threads, [&](int64_t k) {
+    const int64_t first = k * kPointsOfPiece;
+    pieces[static_cast<size_t>(k)] =
+        SumOneByOne(points, imagePoints, first, std::min(first + kPointsOfPiece, count));
+  });
+  return pieces;
+}
+
+PointSums SumRange(std::span<const ObjectPointRecord> points, std::span<const ImagePointRecord> imagePoints,
+                   std::span<const PointSums> pieces, int64_t first, int64_t last) {
+  PointSums sums;
+  for (int64_t next = first; next <= last;) {
+    const int64_t end = std::min((next / kPointsOfPiece + 1) * kPointsOfPiece, last + 1);
+    const bool whole = next % kPointsOfPiece == 0 &&
+                       (end % kPointsOfPiece == 0 || end == static_cast<int64_t>(points.size()));
+    sums.Add(whole ? pieces[static_cast<size_t>(next / kPointsOfPiece)]
+                   : SumOneByOne(points, imagePoints, next, end));
+    next = end;
+  }
+  return sums;
+}
 
 int64_t WorkMeasure(std::span<const ObjectPointRecord> points) {
   int64_t work = 0;
@@ -19,23 +64,38 @@ int64_t WorkMeasure(std::span<const ObjectPointRecord> points) {
   return work;
 }
 
-std::vector<PointSlice> SlicePoints(std::span<const ObjectPointRecord> points, int32_t threadNum) {
+std::vector<PointSlice> SlicePoints(std::span<const ObjectPointRecord> points,
+                                    std::span<const PointSums> pieces, int32_t threadNum) {
   std::vector<PointSlice> slices(static_cast<size_t>(std::max(1, threadNum)));
-  const int64_t target = WorkMeasure(points) / static_cast<int64_t>(slices.size());
-  const auto count = static_cast<int32_t>(points.size());
-  int32_t next = 0;
+  int64_t whole = 0;
+  for (const PointSums& piece : pieces) whole += piece.nWork;
+  const int64_t target = whole / static_cast<int64_t>(slices.size());
+  const auto count = static_cast<int64_t>(points.size());
+  int64_t next = 0;
   for (PointSlice& slice : slices) {
     const bool last = &slice == &slices.back();
-    slice.nFirst = next;
+    slice.nFirst = static_cast<int32_t>(next);
     // Where the points run out before the work is reached the slice ends with them and the later ones are
     // empty. A bound left at zero would give points to two slices, and these would count twice.
     while (next < count) {
+      if (next % kPointsOfPiece == 0) {
+        const int64_t work = slice.nWork + pieces[static_cast<size_t>(next / kPointsOfPiece)].nWork;
+        if (last || work <= target) {
+          slice.nWork = work;
+          next = std::min(next + kPointsOfPiece, count);
+          continue;
+        }
+      }
       slice.nWork += Work(points[static_cast<size_t>(next++)]);
       if (!last && slice.nWork > target) break;
     }
-    slice.nLast = next - 1;
+    slice.nLast = static_cast<int32_t>(next - 1);
   }
   return slices;
+}
+
+std::vector<PointSlice> SlicePoints(std::span<const ObjectPointRecord> points, int32_t threadNum) {
+  return SlicePoints(points, SumPieces(points, {}, 1), threadNum);
 }
 
 int64_t CountTouchedDoubles(std::span<const ObjectPointRecord> points,

@@ -23,6 +23,28 @@ int64_t WorkMeasure(std::span<const ObjectPointRecord> points);
 /// its work first exceeds the threadNum-th part of the whole; the last takes what is left.
 std::vector<PointSlice> SlicePoints(std::span<const ObjectPointRecord> points, int32_t threadNum);
 
+/// What the points of a run have together.
+struct PointSums {
+  int64_t nWork = 0;
+  int64_t nImagePointNum = 0;   ///< as the points tell it
+  int64_t nMeasurementNum = 0;  ///< that there are of these
+  int64_t nLargestPoint = 0;    ///< most of them on one point
+  void Add(const PointSums& other);
+};
+inline constexpr int64_t kPointsOfPiece = 8192;
+
+/// The sums of each kPointsOfPiece points, by up to `threads` threads.
+std::vector<PointSums> SumPieces(std::span<const ObjectPointRecord> points,
+                                 std::span<const ImagePointRecord> imagePoints, int threads);
+
+/// The sums of the points first to last, both included, where the pieces are known.
+PointSums SumRange(std::span<const ObjectPointRecord> points, std::span<const ImagePointRecord> imagePoints,
+                   std::span<const PointSums> pieces, int64_t first, int64_t last);
+
+/// As above, where the pieces are known.
+std::vector<PointSlice> SlicePoints(std::span<const ObjectPointRecord> points,
+                                    std::span<const PointSums> pieces, int32_t threadNum);
+
 /// Number of doubles in the blocks that the points of one slice fill. `lastSlice` holds one entry per block
 /// of the pattern and tells which slice counted it last; no two calls on it take the same number `slice`.
 int64_t CountTouchedDoubles(std::span<const ObjectPointRecord> points,

@@ -1,5 +1,6 @@
-// Rows of eight and twelve doubles in vector registers. Part of the kernels that are compiled for several
-// instruction sets: everything stands in an unnamed namespace, so that no copy is shared between them.
+// Rows of eight, twelve and sixteen doubles in vector registers. Part of the kernels that are compiled for
+// several instruction sets: everything stands in an unnamed namespace, so that no copy is shared between
+// them.
 #pragma once
 
 #include <cstdint>
@@ -63,8 +64,7 @@ template <int kFrom>
 }
 template <int kFrom>
 [[gnu::always_inline]] inline Row12 BlendRows(const Row12& g, const Row12& s) {
-  static_assert(kFrom == 6 || kFrom == 11);
-  if constexpr (kFrom == 6) return {__builtin_shufflevector(g.a, s.a, 0, 1, 2, 3, 4, 5, 14, 15), s.b};
+  static_assert(kFrom == 11);
   return {g.a, __builtin_shufflevector(g.b, s.b, 0, 1, 2, 7)};
 }
 
@@ -126,12 +126,42 @@ template <int kFrom>
 }
 template <int kFrom>
 [[gnu::always_inline]] inline Row12 BlendRows(const Row12& g, const Row12& s) {
-  static_assert(kFrom == 6 || kFrom == 11);
-  if constexpr (kFrom == 6) return {g.a, __builtin_shufflevector(g.b, s.b, 0, 1, 6, 7), s.c};
+  static_assert(kFrom == 11);
   return {g.a, g.b, __builtin_shufflevector(g.c, s.c, 0, 1, 2, 7)};
 }
 
 #endif
+
+struct Row16 {
+  Row8 a, b;
+  static constexpr int kSize = 16;
+  [[gnu::always_inline]] static Row16 Load(const double* p) { return {Row8::Load(p), Row8::Load(p + 8)}; }
+  [[gnu::always_inline]] void Store(double* p) const {
+    a.Store(p);
+    b.Store(p + 8);
+  }
+  [[gnu::always_inline]] static Row16 Scaled(double x, const Row16& r) {
+    return {Row8::Scaled(x, r.a), Row8::Scaled(x, r.b)};
+  }
+  [[gnu::always_inline]] void Add(const Row16& r) {
+    a.Add(r.a);
+    b.Add(r.b);
+  }
+  [[gnu::always_inline]] void AddScaled(double x, const Row16& r) {
+    a.AddScaled(x, r.a);
+    b.AddScaled(x, r.b);
+  }
+};
+
+/// The front of a row, or all of it.
+template <class R>
+[[gnu::always_inline]] inline R FirstOf(const R& row) {
+  return row;
+}
+template <class R>
+[[gnu::always_inline]] inline Row8 FirstOf(const Row16& row) {
+  return row.a;
+}
 
 /// Blocks of six by six, thirty-six numbers without padding, as sums of products left x right of rank three.
 /// The right factors come cut into the phases in which the vectors of a block meet a row of six.
@@ -148,26 +178,28 @@ template <int kFrom>
 struct LeftFactors {
   Vec8 v[3][4];
   Vec4 last[3];
-  [[gnu::always_inline]] explicit LeftFactors(const double (*rows)[12]) {
+  /// Three rows at distances of eight.
+  [[gnu::always_inline]] explicit LeftFactors(const double* rows) {
     for (int d = 0; d < 3; ++d) {
-      const Vec8 n = Load8(rows[d]);
+      const Vec8 n = Load8(rows + 8 * d);
       v[d][0] = __builtin_shufflevector(n, n, 0, 0, 0, 0, 0, 0, 1, 1);
       v[d][1] = __builtin_shufflevector(n, n, 1, 1, 1, 1, 2, 2, 2, 2);
       v[d][2] = __builtin_shufflevector(n, n, 2, 2, 3, 3, 3, 3, 3, 3);
       v[d][3] = __builtin_shufflevector(n, n, 4, 4, 4, 4, 4, 4, 5, 5);
-      last[d] = Splat4(rows[d][5]);
+      last[d] = Splat4(rows[8 * d + 5]);
     }
   }
-  [[gnu::always_inline]] void AddTo(double* block, const double (*phases)[24]) const {
+  [[gnu::always_inline]] void AddTo(double* block, const double* phases) const {
     Vec8 s0 = Load8(block), s1 = Load8(block + 8), s2 = Load8(block + 16), s3 = Load8(block + 24);
     Vec4 s4 = Load4(block + 32);
     for (int d = 0; d < 3; ++d) {
-      const Vec8 p0 = Load8(phases[d]), p1 = Load8(phases[d] + 8), p2 = Load8(phases[d] + 16);
+      const Vec8 p0 = Load8(phases + 24 * d), p1 = Load8(phases + 24 * d + 8),
+                 p2 = Load8(phases + 24 * d + 16);
       s0 += v[d][0] * p0;
       s1 += v[d][1] * p1;
       s2 += v[d][2] * p2;
       s3 += v[d][3] * p0;
-      s4 += last[d] * Load4(phases[d] + 8);
+      s4 += last[d] * Load4(phases + 24 * d + 8);
     }
     Store8(block, s0);
     Store8(block + 8, s1);
@@ -187,17 +219,17 @@ struct LeftFactors {
 }
 
 struct LeftFactors {
-  const double (*n)[12];
-  [[gnu::always_inline]] explicit LeftFactors(const double (*rows)[12]) : n(rows) {}
-  [[gnu::always_inline]] void AddTo(double* block, const double (*phases)[24]) const {
+  const double* n;
+  [[gnu::always_inline]] explicit LeftFactors(const double* rows) : n(rows) {}
+  [[gnu::always_inline]] void AddTo(double* block, const double* phases) const {
     for (int pair = 0; pair < 3; ++pair) {
       double* out = block + 12 * pair;
       Vec4 s0 = Load4(out), s1 = Load4(out + 4), s2 = Load4(out + 8);
       for (int d = 0; d < 3; ++d) {
-        const double a = n[d][2 * pair], b = n[d][2 * pair + 1];
-        s0 += Splat4(a) * Load4(phases[d]);
-        s1 += Vec4{a, a, b, b} * Load4(phases[d] + 4);
-        s2 += Splat4(b) * Load4(phases[d] + 8);
+        const double a = n[8 * d + 2 * pair], b = n[8 * d + 2 * pair + 1];
+        s0 += Splat4(a) * Load4(phases + 24 * d);
+        s1 += Vec4{a, a, b, b} * Load4(phases + 24 * d + 4);
+        s2 += Splat4(b) * Load4(phases + 24 * d + 8);
       }
       Store4(out, s0);
       Store4(out + 4, s1);

@@ -4,6 +4,7 @@
 
 #include "NormalBuilders.h"
 #include "SlowAssembly.h"
+#include "normal/BlockStore.h"
 #include "normal/ThreadBuffers.h"
 
 namespace orvo::test {
@@ -309,7 +310,7 @@ TEST_F(SimpleBlock, BlockOfAnotherWriterIsAddedToOrRefused) {
     AppendMeasurement(*block, 0, 0, 0.5, 0.25);
     CloseSection(*block);
     block->ComputeSubMatrixPosition();
-    block->SubMatrixStore = ZeroedArray(static_cast<size_t>(36 + 121));
+    block->SubMatrixStore = ZeroedArray(static_cast<size_t>(PaddedBlockSize(36) + kSpareBlockSize));
     const std::vector<double> ones(static_cast<size_t>(row.nRows * row.nRows), 1.0);
     ASSERT_EQ(block->AddToSubMatrix(ones.data(), row.nRows, row.nRows, 0, 0, block->pSubMatrices), 1);
     block->pSubMatrices[0].nRow = row.nRow;

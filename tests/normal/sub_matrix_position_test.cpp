@@ -165,7 +165,7 @@ TEST_P(PatternOfLayout, IndexFindsEveryBlockAndNoOther) {
       const int64_t expected = id < 0 ? -1 : next;
       ASSERT_EQ(OffsetOfBlock(withBitMaps.View(), row, column), expected) << row << " " << column;
       ASSERT_EQ(OffsetOfBlock(withSearch.View(), row, column), expected) << row << " " << column;
-      if (id >= 0) next += int64_t{withSearch.BlockSize(row)} * withSearch.BlockSize(column);
+      if (id >= 0) next += PaddedBlockSize(withSearch.BlockSize(row) * withSearch.BlockSize(column));
     }
   }
   EXPECT_EQ(withBitMaps.StoreSize(), next);
