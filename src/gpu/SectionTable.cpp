@@ -23,7 +23,8 @@ int CBundleAdjustment::ComputeGpuSections(int32_t section) {
     LogPrintf("Available GPU device is none!\n");
     return 0;
   }
-  const auto points = PointsOfSection(section);
+  const auto points = std::span<const ObjectPointRecord>(pObjectPoints)
+                          .first(static_cast<size_t>(SectionPointCount(section)));
   const int64_t imagePoints =
       points.empty() ? 0 : points.back().nFirstImagePoint + points.back().nImagePointNum;
   gpu::GpuSectionPlan plan;

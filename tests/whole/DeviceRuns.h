@@ -47,6 +47,15 @@ struct Device {
   int nProcessors = 2;
 };
 
+/// The device path on the processor, with a device of 4 GB whatever the machine has.
+inline RunOptions HostOptions(gpu::KernelForm kernels = gpu::KernelForm::Fast, int processors = 2) {
+  RunOptions options;
+  options.At = DeviceChoice::Host;
+  options.Kernels = kernels;
+  options.MakeDevice = [processors] { return gpu::MakeHostDevice(int64_t{1} << 32, processors); };
+  return options;
+}
+
 inline RunOutcome Adjust(Block& block, const Device& device, const std::string& output = "out",
                          bool pos = false) {
   BlockRun run;
@@ -54,8 +63,8 @@ inline RunOutcome Adjust(Block& block, const Device& device, const std::string& 
   run.bPos = pos;
   run.szOutput = output;
   run.Machine = MadeUpPlatform(device.nMemory, device.nProcessors);
+  run.Options = HostOptions(device.Kernels, device.nProcessors);
   run.Options.At = device.At;
-  run.Options.Kernels = device.Kernels;
   run.Options.nDeviceMemory = device.nDeviceMemory;
   const RunOutcome outcome = block.Run(run);
   EXPECT_TRUE(outcome.bDone) << block.Log();

@@ -185,7 +185,7 @@ TEST(DevicePath, ControlInTheProject) {
   WriteFile(block.Paths().szText, project);
   for (const int sections : {1, 3}) {
     BlockRun run;
-    run.Options.At = DeviceChoice::Host;
+    run.Options = HostOptions();
     run.Machine = MadeUpPlatform(sections == 1 ? int64_t{1} << 32 : MemoryForSections(block, sections), 2);
     ASSERT_TRUE(block.Run(run).bDone);
     // The start value of the point is a metre off the truth. In another frame it would be a thousand.
@@ -202,8 +202,7 @@ TEST(DevicePath, BrokenBlocksEnd) {
   const auto run = [&](gpu::KernelForm form) {
     BlockRun asked;
     asked.bBinary = true;
-    asked.Options.At = DeviceChoice::Host;
-    asked.Options.Kernels = form;
+    asked.Options = HostOptions(form);
     const bool done = block.Run(asked).bDone;
     EXPECT_NE(block.Log().find(">>Elapsed time"), std::string::npos);
     return done;
@@ -247,9 +246,7 @@ RunOutcome AdjustSeneca(const std::string& project, const std::string& settings,
   paths.szGcp = Example("seneca/seneca_gcp.txt");
   paths.szSettings = settings;
   paths.szOutput = output;
-  RunOptions options;
-  options.At = DeviceChoice::Host;
-  return RunAdjustment(paths, NativePlatform(), nullptr, options);
+  return RunAdjustment(paths, NativePlatform(), nullptr, HostOptions());
 }
 
 TEST(DevicePath, SenecaComesToTheReportOfTheCpu) {
