@@ -1,0 +1,7 @@
+#include "gpu/Device.h"
+
+namespace orvo::gpu {
+
+std::unique_ptr<Device> MakeCudaDevice() { return nullptr; }
+
+}  // namespace orvo::gpu
