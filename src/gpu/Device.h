@@ -32,6 +32,7 @@ struct KernelCall {
   DeviceArrays Arrays;
   GpuPara Para;           ///< what cupPara holds
   int64_t nImageNum = 0;  ///< rows of cupEop
+  float fGrossWeight = kGrossRayWeight;
 };
 
 /// Every operation returns 0, or the error code of the device. A failed launch shows in a later copy.

@@ -6,6 +6,9 @@
 
 namespace orvo::gpu {
 
+/// Weight of a gross ray in every sum.
+inline constexpr float kGrossRayWeight = 1e-6f;
+
 struct GpuPara {
   int64_t nImgPt = 0;       ///< image points of the GPU section
   int64_t nObjPt = 0;       ///< object points of the GPU section

@@ -67,19 +67,19 @@ class HostDevice final : public Device {
     }
     switch (call.Which) {
       case Kernel::SumMatrix:
-        ComputeSumMatrix(call.Arrays);
+        ComputeSumMatrix(call.Arrays, call.fGrossWeight);
         break;
       case Kernel::ConstVector:
-        ComputeConstVector(call.Arrays);
+        ComputeConstVector(call.Arrays, call.fGrossWeight);
         break;
       case Kernel::Preconditioner:
-        ComputePreconditionerGPU(call.Arrays);
+        ComputePreconditionerGPU(call.Arrays, call.fGrossWeight);
         break;
       case Kernel::PreconditionerIop:
-        ComputePreconditionerGPU_IOP(call.Arrays);
+        ComputePreconditionerGPU_IOP(call.Arrays, call.fGrossWeight);
         break;
       case Kernel::MatrixVectorAd:
-        ComputeMatrixVectorAd(call.Arrays);
+        ComputeMatrixVectorAd(call.Arrays, call.fGrossWeight);
         break;
     }
     return kDone;

@@ -21,12 +21,14 @@ inline constexpr uint32_t kNoImage = 0x7fffffffu;
 ///              [n, 2n) object point of each ray with kGrossBit, in image order
 ///              [2n, 4n) x, y of each ray as floats, in image order
 ///   cupImgPt   [0, 2n) x, y; [2n, 4n) vx, vy; in point order
-///   cupObjPt   4 m: X, Y, Z, type as an integer's bits; 4 m: solved vector (later the product's h) and in
-///   [3]
-///              the height difference of a point of type 4; 4 m: first four elements of the inverse
-///   cupObjIdx  2 m floats: last two elements of the inverse; m: first ray
+///   cupObjPt   8 m: X, Y, Z, type as an integer's bits, solved vector (later the product's h), height
+///              difference of a point of type 4; 4 m: first four elements of the inverse. Uploaded, the
+///              solved vector is 0 and the inverse holds what the plan has in cupObjPt [3..8]: the control
+///              difference and zeros.
+///   cupObjIdx  2 m floats: last two elements of the inverse; m: first ray, 0 for the first point, ascending
 ///   cupPairPos and cupTR are not there.
-/// The rays of an image stand in the order of their object points.
+/// The rays of an image stand in the order of their object points. In image order, what stands behind the
+/// last ray of the last image, the place of rays that are left out, is 0.
 struct FastSection {
   int64_t n = 0, m = 0;
   uint32_t* pRayImage = nullptr;
@@ -34,12 +36,14 @@ struct FastSection {
   float* pImageRayXy = nullptr;
   float* pRayXy = nullptr;
   float* pRayResidual = nullptr;
-  float* pPosition = nullptr;    ///< 4 per point
-  float* pSolved = nullptr;      ///< 4 per point
+  float* pPoint = nullptr;       ///< 8 per point: all that a ray of an image reads, in one memory sector
   float* pInverse = nullptr;     ///< 4 per point
   float* pInverseEnd = nullptr;  ///< 2 per point
   uint32_t* pFirstRay = nullptr;
 };
+
+/// Places in a row of FastSection::pPoint.
+inline constexpr int kPointType = 3, kPointSolved = 4, kPointHeightDifference = 7, kPointFloats = 8;
 
 ORVO_HOST_DEVICE FastSection FastSectionOf(const DeviceArrays& arrays, int64_t n, int64_t m) {
   FastSection section;
@@ -50,44 +54,59 @@ ORVO_HOST_DEVICE FastSection FastSectionOf(const DeviceArrays& arrays, int64_t n
   section.pImageRayXy = reinterpret_cast<float*>(arrays.cupImgIdx + 2 * n);
   section.pRayXy = arrays.cupImgPt;
   section.pRayResidual = arrays.cupImgPt + 2 * n;
-  section.pPosition = arrays.cupObjPt;
-  section.pSolved = arrays.cupObjPt + 4 * m;
-  section.pInverse = arrays.cupObjPt + 8 * m;
+  section.pPoint = arrays.cupObjPt;
+  section.pInverse = arrays.cupObjPt + kPointFloats * m;
   section.pInverseEnd = reinterpret_cast<float*>(arrays.cupObjIdx);
   section.pFirstRay = arrays.cupObjIdx + 2 * m;
   return section;
 }
 
 /// cupFast: what stands in place of the 64 copies of the vectors. Counts are in 32-bit words.
-///   rows of 16 words, one per image: RayImage<float>
-///   nImageNum + 1: first ray of each image in image order, of the section that was uploaded last
-///   nImageNum: camera of each image
-///   nImageNum: images sorted by camera, stable; nCameraNum + 1: where each camera's begin
-///   15 per image: shares of the image's rays in its camera's unknowns or diagonal block
+///   16 per image: FastImageRow, written by the kernels
+///   16 per image: FastTermsRow; once an image's terms are read, its shares in its camera's unknowns (5) or
+///                 diagonal block (15) may take their place
 ///   960 per camera: shares of 64 stretches of object points in the camera's diagonal block
+///   the index, uploaded with each section in one piece:
+///     nImageNum + 1: first ray of each image in image order
+///     nImageNum: camera of each image, of its rays in the section; 0 without rays
+///     nImageNum: images sorted by camera, stable; nCameraNum + 1: where each camera's begin
+/// With images among the unknowns this is a sixtieth of what the copies would take. In LayoutIop the copies
+/// are 6,400 bytes a camera, 3,844 of which are taken here; the 140 bytes an image fit into what cupPairPos
+/// and cupTR leave, 4 bytes an object point and 5,120 per started 16,384 image points, wherever an image has
+/// 35 object points of its own.
 struct FastWork {
   float* pImage = nullptr;
+  float* pImageTerms = nullptr;
+  float* pStretchShare = nullptr;
   uint32_t* pImageFirstRay = nullptr;
   uint32_t* pImageCamera = nullptr;
   uint32_t* pCameraImages = nullptr;
   uint32_t* pCameraFirst = nullptr;
-  float* pImageShare = nullptr;
-  float* pStretchShare = nullptr;
 };
 
-inline constexpr int64_t kImageShareFloats = 15;
+inline constexpr int64_t kImageRowFloats = 16;
+inline constexpr int64_t kCameraShareFloats = 15;
 inline constexpr int64_t kStretches = 64;
 
+/// Words of the index at the end of cupFast.
+constexpr int64_t FastIndexWords(int64_t images, int64_t cameras) { return 3 * images + cameras + 2; }
+
+/// Words in front of the index.
+constexpr int64_t FastIndexBegin(int64_t images, int64_t cameras) {
+  return 2 * kImageRowFloats * images + kCameraShareFloats * kStretches * cameras;
+}
+
 constexpr int64_t FastWorkWords(int64_t images, int64_t cameras) {
-  return images * (16 + 1 + 1 + 1 + kImageShareFloats) + 1 + cameras * (1 + 15 * kStretches) + 1;
+  return FastIndexBegin(images, cameras) + FastIndexWords(images, cameras);
 }
 
 ORVO_HOST_DEVICE FastWork FastWorkOf(float* cupFast, int64_t images, int64_t cameras) {
   FastWork work;
   work.pImage = cupFast;
-  work.pImageShare = work.pImage + 16 * images;
-  work.pStretchShare = work.pImageShare + kImageShareFloats * images;
-  work.pImageFirstRay = reinterpret_cast<uint32_t*>(work.pStretchShare + 15 * kStretches * cameras);
+  work.pImageTerms = work.pImage + kImageRowFloats * images;
+  work.pStretchShare = work.pImageTerms + kImageRowFloats * images;
+  work.pImageFirstRay =
+      reinterpret_cast<uint32_t*>(work.pStretchShare + kCameraShareFloats * kStretches * cameras);
   work.pImageCamera = work.pImageFirstRay + images + 1;
   work.pCameraImages = work.pImageCamera + images;
   work.pCameraFirst = work.pCameraImages + images;

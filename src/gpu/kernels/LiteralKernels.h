@@ -10,15 +10,15 @@ namespace orvo::gpu {
 
 /// Residuals, gross flags, residual sums; of each object point the inverse of its normal block and that
 /// inverse times its constant vector. cupTR must be zero.
-void ComputeSumMatrix(const DeviceArrays& arrays);
+void ComputeSumMatrix(const DeviceArrays& arrays, float grossWeight);
 /// The reduced constant vector, added to cupR. cuptR must be zero. After ComputeSumMatrix.
-void ComputeConstVector(const DeviceArrays& arrays);
+void ComputeConstVector(const DeviceArrays& arrays, float grossWeight);
 /// Diagonal blocks of images (11 by 11 with the camera in LayoutMergedEopIop), added to cupM. cuptM must be
 /// zero. After ComputeSumMatrix, like those below.
-void ComputePreconditionerGPU(const DeviceArrays& arrays);
+void ComputePreconditionerGPU(const DeviceArrays& arrays, float grossWeight);
 /// Diagonal blocks of cameras, pair by pair.
-void ComputePreconditionerGPU_IOP(const DeviceArrays& arrays);
+void ComputePreconditionerGPU_IOP(const DeviceArrays& arrays, float grossWeight);
 /// The reduced matrix times cupD, pair by pair, added to cupAd. cuptAd must be zero.
-void ComputeMatrixVectorAd(const DeviceArrays& arrays);
+void ComputeMatrixVectorAd(const DeviceArrays& arrays, float grossWeight);
 
 }  // namespace orvo::gpu

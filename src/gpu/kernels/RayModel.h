@@ -155,19 +155,18 @@ enum RayFlag : uint32_t {
   kRayIsLeftOut = 2  ///< on a deleted image: weight 0 in every sum, never looked at
 };
 
-inline constexpr float kGrossRayWeight = 1e-6f;
-
-/// Weight of a ray on a point of the given type; control points bear the control weight.
-ORVO_HOST_DEVICE float RayWeight(uint32_t flag, uint32_t type, float controlWeight) {
+/// Weight of a ray on a point of the given type; control points bear the control weight. `grossWeight` is
+/// kGrossRayWeight but in tests, where a larger one shows how often it enters.
+ORVO_HOST_DEVICE float RayWeight(uint32_t flag, uint32_t type, float controlWeight, float grossWeight) {
   if (flag == kRayIsLeftOut) return 0.0f;
-  if (flag == kRayIsGross) return kGrossRayWeight;
+  if (flag == kRayIsGross) return grossWeight;
   return type == 1 ? controlWeight : 1.0f;
 }
 
 /// Weight of the other ray of a pair: never the control weight.
-ORVO_HOST_DEVICE float PairWeight(uint32_t flag) {
+ORVO_HOST_DEVICE float PairWeight(uint32_t flag, float grossWeight) {
   if (flag == kRayIsLeftOut) return 0.0f;
-  return flag == kRayIsGross ? kGrossRayWeight : 1.0f;
+  return flag == kRayIsGross ? grossWeight : 1.0f;
 }
 
 }  // namespace orvo::gpu
