@@ -66,8 +66,7 @@ class CudaDevice final : public Device {
   }
 
   int Launch(const KernelCall& call) override {
-    const int status =
-        call.Form == KernelForm::Literal ? LaunchLiteralKernel(call) : LaunchFastKernel(call);
+    const int status = call.Form == KernelForm::Literal ? LaunchLiteralKernel(call) : LaunchFastKernel(call);
     if (nLaunchStatus == cudaSuccess) nLaunchStatus = status;
     return status;
   }

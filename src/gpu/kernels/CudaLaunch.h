@@ -9,5 +9,7 @@ namespace orvo::gpu {
 int LaunchLiteralKernel(const KernelCall& call);
 /// The same for the fast form: several launches, which stop at the first that is refused.
 int LaunchFastKernel(const KernelCall& call);
+/// Its product.
+int LaunchFastProduct(const KernelCall& call);
 
 }  // namespace orvo::gpu
