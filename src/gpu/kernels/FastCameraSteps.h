@@ -179,7 +179,7 @@ struct StretchBlocks {
 
   /// One number of each lane's block, in the order of the lanes; runs on one camera are added up before they
   /// reach memory.
-  static ORVO_HOST_DEVICE void AddLanes(const Shared& shared, int lanes, int k, float* shares) {
+  ORVO_HOST_DEVICE static void AddLanes(const Shared& shared, int lanes, int k, float* shares) {
     float sum = 0;
     uint32_t camera = kNoCamera;
     for (int lane = 0; lane < lanes; ++lane) {

@@ -97,11 +97,11 @@ struct ConstImages {
     RayCamera<float> Camera;
   };
 
-  static ORVO_HOST_DEVICE StartType Start(const FastArrays& a, int64_t image) {
+  ORVO_HOST_DEVICE static StartType Start(const FastArrays& a, int64_t image) {
     return {LoadRow<FastImageRow>(a.Work.pImage + kImageRowFloats * image), CameraOfImage(a, image)};
   }
 
-  static ORVO_HOST_DEVICE void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
+  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
     const uint32_t index = a.Section.pImageRayPoint[ray];
     const FastXy xy = LoadXy(a.Section.pImageRayXy + 2 * ray);
     const FastPoint point = PointOf(a, index & ~kGrossBit);
@@ -118,12 +118,12 @@ struct ConstImages {
     Keep(own, inner, sums);
   }
 
-  static ORVO_HOST_DEVICE void Finish(const FastArrays& a, int64_t image, const StartType& start,
+  ORVO_HOST_DEVICE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
                                       const float* sums) {
     AddImageShares(a, image, start.Row, sums, a.pConst);
   }
 
-  static ORVO_HOST_DEVICE void Keep(const FastTurned<float>& own, const FastInner<float>& inner,
+  ORVO_HOST_DEVICE static void Keep(const FastTurned<float>& own, const FastInner<float>& inner,
                                     float* sums) {
     sums[0] = own.g1;
     sums[1] = own.g2;
@@ -148,7 +148,7 @@ struct ProductImages {
     FastTermsRow Terms;
   };
 
-  static ORVO_HOST_DEVICE StartType Start(const FastArrays& a, int64_t image) {
+  ORVO_HOST_DEVICE static StartType Start(const FastArrays& a, int64_t image) {
     StartType start;
     start.Row = LoadRow<FastImageRow>(a.Work.pImage + kImageRowFloats * image);
     // Not as a row that nobody writes: the shares of the image take its place in the end.
@@ -156,7 +156,7 @@ struct ProductImages {
     return start;
   }
 
-  static ORVO_HOST_DEVICE void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
+  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
     const uint32_t index = a.Section.pImageRayPoint[ray];
     const FastXy xy = LoadXy(a.Section.pImageRayXy + 2 * ray);
     const FastPoint point = PointOf(a, index & ~kGrossBit);
@@ -177,7 +177,7 @@ struct ProductImages {
     ConstImages::Keep(ownSum, innerSum, sums);
   }
 
-  static ORVO_HOST_DEVICE void Finish(const FastArrays& a, int64_t image, const StartType& start,
+  ORVO_HOST_DEVICE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
                                       const float* sums) {
     AddImageShares(a, image, start.Row, sums, a.pProduct);
   }
@@ -190,11 +190,11 @@ struct ImageBlocks {
   static constexpr int kSums = kSize * (kSize + 1) / 2;
   using StartType = ConstImages::StartType;
 
-  static ORVO_HOST_DEVICE StartType Start(const FastArrays& a, int64_t image) {
+  ORVO_HOST_DEVICE static StartType Start(const FastArrays& a, int64_t image) {
     return ConstImages::Start(a, image);
   }
 
-  static ORVO_HOST_DEVICE void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
+  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
     const uint32_t index = a.Section.pImageRayPoint[ray];
     const FastXy xy = LoadXy(a.Section.pImageRayXy + 2 * ray);
     const FastPosition at = PositionOf(a, index & ~kGrossBit);
@@ -207,7 +207,7 @@ struct ImageBlocks {
         ReducedWeight(PointRows(D, image.Row.Frame), WeightOf(a, (index & kGrossBit) != 0, type), P), sums);
   }
 
-  static ORVO_HOST_DEVICE void Finish(const FastArrays& a, int64_t image, const StartType& start,
+  ORVO_HOST_DEVICE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
                                       const float* sums) {
     double packed[kSums];
     for (int k = 0; k < kSums; ++k) packed[k] = sums[k];

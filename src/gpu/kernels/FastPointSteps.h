@@ -79,7 +79,7 @@ struct PointStep {
 struct SumPoints {
   static constexpr int kValues = 9, kTileRays = 768;
 
-  static ORVO_HOST_DEVICE void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
+  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
     for (int k = 0; k < kValues; ++k) values[k] = 0;
     const uint32_t image = a.Section.pRayImage[ray] & ~kGrossBit;
     if (image == kNoImage) return;
@@ -96,11 +96,11 @@ struct SumPoints {
     PointSumsShare(B, WeightOf(a, gross, type), L.Lx, L.Ly, values);
   }
 
-  static ORVO_HOST_DEVICE int64_t SumEnd(const FastArrays&, int64_t first, int64_t next) {
+  ORVO_HOST_DEVICE static int64_t SumEnd(const FastArrays&, int64_t first, int64_t next) {
     return SummedRaysEnd(first, next);
   }
 
-  static ORVO_HOST_DEVICE void Point(const FastArrays& a, int64_t point, int64_t first, int64_t next,
+  ORVO_HOST_DEVICE static void Point(const FastArrays& a, int64_t point, int64_t first, int64_t next,
                                      const float* v) {
     float* row = a.Section.pPoint + kPointFloats * point;
     float* begin = a.Section.pInverse + 4 * point;
@@ -121,7 +121,7 @@ struct SumPoints {
     for (int k = 0; k < 3; ++k) row[kPointSolved + k] = finished.e[k];
   }
 
-  static ORVO_HOST_DEVICE bool IsGross(const FastArrays& a, uint32_t type, const RayMisclosure<float>& L) {
+  ORVO_HOST_DEVICE static bool IsGross(const FastArrays& a, uint32_t type, const RayMisclosure<float>& L) {
     const float limitX = a.fGrossFactor * a.pRms[2], limitY = a.fGrossFactor * a.pRms[3];
     return type == 0 && (L.Lx > limitX || L.Lx < -limitX || L.Ly > limitY || L.Ly < -limitY);
   }
@@ -131,7 +131,7 @@ struct SumPoints {
 struct ProductPoints {
   static constexpr int kValues = 3, kTileRays = 1024;
 
-  static ORVO_HOST_DEVICE void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
+  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
     for (int k = 0; k < kValues; ++k) values[k] = 0;
     const uint32_t index = a.Section.pRayImage[ray];
     const uint32_t image = index & ~kGrossBit;
@@ -151,9 +151,9 @@ struct ProductPoints {
     values[2] = y.v2;
   }
 
-  static ORVO_HOST_DEVICE int64_t SumEnd(const FastArrays&, int64_t, int64_t next) { return next; }
+  ORVO_HOST_DEVICE static int64_t SumEnd(const FastArrays&, int64_t, int64_t next) { return next; }
 
-  static ORVO_HOST_DEVICE void Point(const FastArrays& a, int64_t point, int64_t, int64_t, const float* y) {
+  ORVO_HOST_DEVICE static void Point(const FastArrays& a, int64_t point, int64_t, int64_t, const float* y) {
     float P[6];
     InverseOf(a, point, P);
     float* h = a.Section.pPoint + kPointFloats * point + kPointSolved;
