@@ -1,5 +1,7 @@
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <optional>
 
 #include "gpu/Device.h"
 #include "gpu/kernels/FastKernels.h"
@@ -13,6 +15,9 @@ constexpr int kDone = 0;
 constexpr int kInvalidValue = 1;
 constexpr int kOutOfMemory = 2;
 constexpr int kInvalidDevice = 101;
+
+// The fast kernels read rows of 32 and 64 bytes; where these cross cache lines, each costs two.
+constexpr size_t kAlignment = 64;
 
 class HostDevice final : public Device {
  public:
@@ -41,12 +46,20 @@ class HostDevice final : public Device {
     address = nullptr;
     if (bytes == 0) return kDone;
     // Pages that no kernel touches are never taken from the system.
-    address = std::calloc(bytes, 1);
-    return address != nullptr ? kDone : kOutOfMemory;
+    if (bytes > SIZE_MAX - 2 * kAlignment) return kOutOfMemory;
+    void* block = std::calloc(bytes + 2 * kAlignment, 1);
+    if (block == nullptr) return kOutOfMemory;
+    const auto start = reinterpret_cast<uintptr_t>(block);
+    const size_t gap = 2 * kAlignment - start % kAlignment;
+    char* const aligned = static_cast<char*>(block) + gap;
+    ::new (aligned - sizeof(void*)) void*(block);
+    address = aligned;
+    return kDone;
   }
 
   int Free(void* address) override {
-    std::free(address);
+    if (address == nullptr) return kDone;
+    std::free(*std::launder(reinterpret_cast<void**>(static_cast<char*>(address) - sizeof(void*))));
     return kDone;
   }
 
@@ -62,7 +75,8 @@ class HostDevice final : public Device {
 
   int Launch(const KernelCall& call) override {
     if (call.Form == KernelForm::Fast) {
-      RunFastKernel(call, nProcessors);
+      if (!Pool) Pool.emplace(nProcessors);
+      RunFastKernel(call, *Pool);
       return kDone;
     }
     switch (call.Which) {
@@ -95,6 +109,7 @@ class HostDevice final : public Device {
 
   int64_t nFreeBytes;
   int nProcessors;
+  std::optional<WorkerPool> Pool;
 };
 
 }  // namespace

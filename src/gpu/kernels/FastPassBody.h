@@ -1,0 +1,703 @@
+// Body of the passes of the fast kernels. Each instruction set compiles its own copy, so nothing in here may
+// be shared between translation units: everything stands in an unnamed namespace, what is called from outside
+// is always inlined, and no library template is used.
+#pragma once
+
+#include "gpu/kernels/FastLanes.h"
+#include "gpu/kernels/FastPasses.h"
+#include "gpu/kernels/FastRay.h"
+#include "gpu/kernels/PointFinish.h"
+#include "normal/UnknownLayout.h"
+
+namespace orvo::gpu {
+namespace {
+
+constexpr bool HasImages(int layout) { return layout != LayoutIop; }
+constexpr bool HasInner(int layout) { return layout != LayoutEop; }
+
+[[gnu::always_inline]] inline int64_t Smaller(int64_t a, int64_t b) { return a < b ? a : b; }
+[[gnu::always_inline]] inline int64_t FirstRayOf(const FastSection& section, int64_t point) {
+  return point < section.m ? section.pFirstRay[point] : section.n;
+}
+
+// ---- Rays side by side
+
+/// kLanes rays of either order; lanes behind the last ray repeat it.
+struct Batch {
+  Ints Index;
+  Floats x, y;
+};
+
+[[gnu::always_inline]] inline Batch LoadBatch(const uint32_t* index, const float* xy, int64_t count) {
+  Batch batch;
+  if (count >= kLanes) {
+    batch.Index = Load(index);
+    LoadPairs(xy, batch.x, batch.y);
+    return batch;
+  }
+  uint32_t indices[kLanes];
+  float pairs[2 * kLanes];
+  for (int lane = 0; lane < kLanes; ++lane) {
+    const int64_t from = lane < count ? lane : count - 1;
+    indices[lane] = index[from];
+    pairs[2 * lane] = xy[2 * from];
+    pairs[2 * lane + 1] = xy[2 * from + 1];
+  }
+  batch.Index = Load(indices);
+  LoadPairs(pairs, batch.x, batch.y);
+  return batch;
+}
+
+template <class T, class Number>
+[[gnu::always_inline]] inline void StoreSome(Number* p, T values, int64_t count) {
+  if (count >= kLanes) {
+    Store(p, values);
+    return;
+  }
+  for (int lane = 0; lane < count; ++lane) p[lane] = static_cast<Number>(values[lane]);
+}
+
+[[gnu::always_inline]] inline Ints LiveLanes(int64_t count) {
+  return LaneNumbers() < SplatInt(static_cast<int32_t>(count < kLanes ? count : kLanes));
+}
+
+[[gnu::always_inline]] inline Floats WeightOf(const FastInput& in, Ints gross, Ints type) {
+  const Floats byType = type == 1 ? Splat(in.fControlWeight) : Splat(1.0f);
+  return gross ? Splat(in.fGrossWeight) : byType;
+}
+
+[[gnu::always_inline]] inline RayCamera<Floats> SplatCamera(const float* iop) {
+  return {Splat(iop[0]), Splat(iop[1]), Splat(iop[2]), Splat(iop[3]), Splat(iop[4])};
+}
+[[gnu::always_inline]] inline FastFrame<Floats> SplatFrame(const FastFrame<float>& R) {
+  return {Splat(R.a1), Splat(R.a2), Splat(R.a3), Splat(R.X),  Splat(R.b1), Splat(R.b2),
+          Splat(R.b3), Splat(R.Y),  Splat(R.c1), Splat(R.c2), Splat(R.c3), Splat(R.Z)};
+}
+
+/// The images of rays in point order.
+struct ImageLanes {
+  uint32_t Row[kLanes];  ///< image of each lane, 0 for a ray that is left out
+  Ints Kept;
+
+  [[gnu::always_inline]] explicit ImageLanes(Ints index) {
+    const Ints image = index & 0x7fffffff;
+    Kept = image != static_cast<int32_t>(kNoImage);
+    Store(Row, image & Kept);
+  }
+  template <int kFirst>
+  [[gnu::always_inline]] void Columns(const float* rows, Floats& c0, Floats& c1, Floats& c2,
+                                      Floats& c3) const {
+    LoadColumns([&](int lane) { return rows + kImageRowFloats * int64_t{Row[lane]} + kFirst; }, c0, c1, c2,
+                c3);
+  }
+  [[gnu::always_inline]] FastFrame<Floats> Frames(const FastWork& work) const {
+    FastFrame<Floats> R;
+    Columns<0>(work.pImage, R.a1, R.a2, R.a3, R.X);
+    Columns<4>(work.pImage, R.b1, R.b2, R.b3, R.Y);
+    Columns<8>(work.pImage, R.c1, R.c2, R.c3, R.Z);
+    return R;
+  }
+  template <bool kOneCamera>
+  [[gnu::always_inline]] RayCamera<Floats> Cameras(const FastInput& in) const {
+    if constexpr (kOneCamera) return SplatCamera(in.pIop);
+    Floats skip;
+    RayCamera<Floats> camera;
+    Columns<8>(in.Work.pImageTerms, skip, skip, skip, camera.f);
+    Columns<12>(in.Work.pImageTerms, camera.x0, camera.y0, camera.k1, camera.k2);
+    return camera;
+  }
+};
+
+// ---- Passes over object points
+
+constexpr int kChunkRays = 256;
+
+/// Rows that each ray of a chunk gives to its point, and the rows of the points themselves.
+template <int kRowFloats>
+struct Chunk {
+  alignas(64) float Point[kChunkRays][4];  ///< X, Y, Z, type of the point of each ray
+  alignas(64) float Row[kChunkRays][kRowFloats];
+};
+
+/// Walks the rays of points [first, end) in chunks: rays(ray, count, chunk) sets the rows of rays
+/// [ray, ray + count); take(point, ray, end, rows) gets those of rays [ray, end) of one point; finish(point)
+/// follows when all are through.
+template <int kRowFloats, class Rays, class Take, class Finish>
+[[gnu::always_inline]] inline void WalkPoints(const FastSection& section, int64_t first, int64_t end,
+                                              const Rays& rays, const Take& take, const Finish& finish) {
+  Chunk<kRowFloats> chunk;
+  const int64_t last = FirstRayOf(section, end);
+  int64_t expanded = first, point = first;
+  for (int64_t ray = FirstRayOf(section, first);;) {
+    const int64_t chunkEnd = Smaller(ray + kChunkRays, last), count = chunkEnd - ray;
+    for (int64_t j = 0; j < count; ++expanded) {
+      const Quad row = LoadQuad(section.pPoint + kPointFloats * expanded);
+      const int64_t behind = FirstRayOf(section, expanded + 1) - ray;
+      for (; j < behind && j < count; ++j) StoreQuad(chunk.Point[j], row);
+      if (behind > count) break;
+    }
+    for (int64_t j = count; j < kChunkRays && j % kLanes != 0; ++j)
+      StoreQuad(chunk.Point[j], LoadQuad(chunk.Point[count - 1]));
+    for (int64_t offset = 0; offset < count; offset += kLanes)
+      rays(ray + offset, count - offset, offset, chunk);
+    for (int64_t j = ray; point < end; ++point) {
+      const int64_t behind = FirstRayOf(section, point + 1);
+      const int64_t stop = Smaller(behind, chunkEnd);
+      if (j < stop) take(point, j, stop, chunk.Row + (j - ray));
+      j = stop;
+      if (behind > chunkEnd) break;
+      finish(point);
+    }
+    ray = chunkEnd;
+    if (ray == last) break;
+  }
+}
+
+[[gnu::always_inline]] inline uint32_t TypeOf(const float* pointRow) {
+  uint32_t type;
+  __builtin_memcpy(&type, pointRow + kPointType, sizeof(type));
+  return type;
+}
+
+/// An object point as Finish leaves it. A control point is not eliminated, so its P and e are 0 here.
+[[gnu::always_inline]] inline void StoreFinished(const FastSection& section, int64_t point,
+                                                 const PointSums& sums, float controlWeight,
+                                                 float heightDifference) {
+  float* row = section.pPoint + kPointFloats * point;
+  float* inverse = section.pInverse + 4 * point;
+  float* inverseEnd = section.pInverseEnd + 2 * point;
+  const uint32_t type = TypeOf(row);
+  FinishedPoint finished{};
+  if (type != 1) finished = FinishPoint(sums, type, controlWeight, heightDifference);
+  for (int k = 0; k < 3; ++k) row[kPointSolved + k] = finished.e[k];
+  for (int k = 0; k < 4; ++k) inverse[k] = finished.P[k];
+  inverseEnd[0] = finished.P[4];
+  inverseEnd[1] = finished.P[5];
+}
+
+constexpr int64_t kBlockMask = ~(kBlockThreads - 1);
+
+/// A point that runs from its block of 256 rays into the next ones is passed over when its number is below
+/// that of its block; its sums take the rays of these two blocks only. Both on purpose.
+[[gnu::always_inline]] inline int64_t EndOfSums(int64_t firstRay) {
+  return (firstRay & kBlockMask) + 2 * kBlockThreads;
+}
+[[gnu::always_inline]] inline bool IsPassedOver(int64_t point, int64_t firstRay, int64_t endRay) {
+  return endRay > (firstRay & kBlockMask) + kBlockThreads && point < firstRay / kBlockThreads;
+}
+
+template <bool kOneCamera>
+void SumPoints(const FastInput& in, int64_t first, int64_t end, double* sums) {
+  const FastSection& section = in.Section;
+  for (int k = 0; k < 4; ++k) sums[k] = 0;
+  float lanes[kParts][4][kLanes];
+  const Floats limitX = Splat(in.fLimitX), limitY = Splat(in.fLimitY);
+  Quad sum[3] = {};
+  WalkPoints<12>(
+      section, first, end,
+      [&](int64_t ray, int64_t count, int64_t offset, Chunk<12>& chunk) {
+        const Batch batch = LoadBatch(section.pRayImage + ray, section.pRayXy + 2 * ray, count);
+        const ImageLanes images(batch.Index);
+        const FastFrame<Floats> R = images.Frames(in.Work);
+        const RayCamera<Floats> camera = images.Cameras<kOneCamera>(in);
+        Floats X, Y, Z, typeBits;
+        LoadColumns([&](int lane) { return chunk.Point[offset + lane]; }, X, Y, Z, typeBits);
+        const RayMisclosure<Floats> observed = ObserveRay(RayImageOf(R), camera, batch.x, batch.y, X, Y, Z);
+        const Floats Lx = Where(images.Kept, observed.Lx), Ly = Where(images.Kept, observed.Ly);
+        const Ints type = BitsOf(typeBits);
+        const Ints gross = (type == 0) & images.Kept &
+                           ((Magnitude(observed.Lx) > limitX) | (Magnitude(observed.Ly) > limitY));
+        const Ints marked = (batch.Index & 0x7fffffff) | (gross & static_cast<int32_t>(kGrossBit));
+        StoreSome(section.pRayImage + ray, marked, count);
+        if (count >= kLanes) {
+          StorePairs(section.pRayResidual + 2 * ray, Lx, Ly);
+        } else {
+          for (int lane = 0; lane < count; ++lane) {
+            section.pRayResidual[2 * (ray + lane)] = Lx[lane];
+            section.pRayResidual[2 * (ray + lane) + 1] = Ly[lane];
+          }
+        }
+
+        const Ints counted = images.Kept & ~gross & LiveLanes(count);
+        const Floats x = Where(counted, Lx), y = Where(counted, Ly);
+        const Floats figures[4] = {x, y, x * x, y * y};
+        const int64_t part = offset / kLanes % kParts;
+        for (int k = 0; k < 4; ++k)
+          Store(lanes[part][k], offset < kSumLanes ? figures[k] : Load(lanes[part][k]) + figures[k]);
+
+        const Floats s = WeightOf(in, gross, type);
+        Floats share[9];
+        PointSumsShare(PointRows(MakeFastRay(camera, observed), R), s, observed.Lx, observed.Ly, share);
+        for (int k = 0; k < 9; ++k) share[k] = Where(images.Kept, share[k]);
+        float* rows = chunk.Row[offset];
+        StoreRows(rows, 12, share[0], share[1], share[2], share[3]);
+        StoreRows(rows + 4, 12, share[4], share[5], share[6], share[7]);
+        StoreRows(rows + 8, 12, share[8], Floats{}, Floats{}, Floats{});
+        if (count <= kLanes) {
+          for (int k = 0; k < 4; ++k) {
+            for (int p = 0; p < kParts && p * kLanes < offset + count; ++p) {
+              for (int lane = 0; lane < kLanes; ++lane) sums[k] += static_cast<double>(lanes[p][k][lane]);
+            }
+          }
+        }
+      },
+      [&](int64_t point, int64_t ray, int64_t stop, const float(*rows)[12]) {
+        stop = Smaller(stop, EndOfSums(FirstRayOf(section, point)));
+        for (; ray < stop; ++ray, ++rows) {
+          for (int k = 0; k < 3; ++k) sum[k] += LoadQuad(*rows + 4 * k);
+        }
+      },
+      [&](int64_t point) {
+        const int64_t firstRay = FirstRayOf(section, point), endRay = FirstRayOf(section, point + 1);
+        if (endRay > firstRay && !IsPassedOver(point, firstRay, endRay)) {
+          const PointSums N{sum[0][0], sum[0][1], sum[0][2], sum[0][3], sum[1][0],
+                            sum[1][1], sum[1][2], sum[1][3], sum[2][0]};
+          StoreFinished(section, point, N, in.fControlWeight,
+                        section.pPoint[kPointFloats * point + kPointHeightDifference]);
+        }
+        for (Quad& s : sum) s = Quad{};
+      });
+}
+
+template <int kLayout, bool kOneCamera>
+void ProductPoints(const FastInput& in, int64_t first, int64_t end) {
+  const FastSection& section = in.Section;
+  Quad sum{};
+  WalkPoints<4>(
+      section, first, end,
+      [&](int64_t ray, int64_t count, int64_t offset, Chunk<4>& chunk) {
+        const Batch batch = LoadBatch(section.pRayImage + ray, section.pRayXy + 2 * ray, count);
+        const ImageLanes images(batch.Index);
+        const FastFrame<Floats> R = images.Frames(in.Work);
+        Floats X, Y, Z, typeBits;
+        LoadColumns([&](int lane) { return chunk.Point[offset + lane]; }, X, Y, Z, typeBits);
+        FastTurned<Floats> turned;
+        FastInner<Floats> inner;
+        RayCamera<Floats> camera;
+        Floats skip;
+        const float* terms = in.Work.pImageTerms;
+        if constexpr (HasImages(kLayout)) {
+          images.Columns<0>(terms, turned.g1, turned.g2, turned.g3, turned.p);
+          images.Columns<4>(terms, turned.q, turned.r, inner.f, inner.x0);
+        } else if constexpr (!kOneCamera) {
+          images.Columns<4>(terms, skip, skip, inner.f, inner.x0);
+        }
+        if constexpr (!kOneCamera) {
+          images.Columns<8>(terms, inner.y0, inner.k1, inner.k2, camera.f);
+          images.Columns<12>(terms, camera.x0, camera.y0, camera.k1, camera.k2);
+        } else {
+          camera = SplatCamera(in.pIop);
+          const FastInner<float>& one = reinterpret_cast<const FastTermsRow*>(terms)->Inner;
+          inner = {Splat(one.f), Splat(one.x0), Splat(one.y0), Splat(one.k1), Splat(one.k2)};
+        }
+        const FastRay<Floats> made = MakeFastRay(R, camera, batch.x, batch.y, X, Y, Z);
+        FastPair<Floats> Dd{};
+        if constexpr (HasImages(kLayout)) Dd = TimesImage(made, camera.f, turned);
+        if constexpr (HasInner(kLayout)) {
+          const FastPair<Floats> byInner = TimesInner(made, inner);
+          Dd.x += byInner.x;
+          Dd.y += byInner.y;
+        }
+        const Floats s = WeightOf(in, batch.Index < 0, BitsOf(typeBits));
+        const FastVector<Floats> share = ProductPointShare(made, R, s, Dd);
+        StoreRows(chunk.Row[offset], 4, Where(images.Kept, share.v0), Where(images.Kept, share.v1),
+                  Where(images.Kept, share.v2), Floats{});
+      },
+      [&](int64_t, int64_t ray, int64_t stop, const float(*rows)[4]) {
+        for (; ray < stop; ++ray, ++rows) sum += LoadQuad(*rows);
+      },
+      [&](int64_t point) {
+        float* row = section.pPoint + kPointFloats * point;
+        const float* P = section.pInverse + 4 * point;
+        const float* end2 = section.pInverseEnd + 2 * point;
+        const float y0 = sum[0], y1 = sum[1], y2 = sum[2];
+        // A control point is not eliminated; its sum may be not a number.
+        const bool bControl = TypeOf(row) == 1;
+        row[kPointSolved] = bControl ? 0 : P[0] * y0 + P[1] * y1 + P[2] * y2;
+        row[kPointSolved + 1] = bControl ? 0 : P[1] * y0 + P[3] * y1 + end2[0] * y2;
+        row[kPointSolved + 2] = bControl ? 0 : P[2] * y0 + end2[0] * y1 + end2[1] * y2;
+        sum = Quad{};
+      });
+}
+
+/// Groups of rays of one point on one camera, gathered until the lanes are full.
+template <bool kOneCamera>
+class CouplingGroups {
+ public:
+  [[gnu::always_inline]] CouplingGroups(const FastSection& given, const FastCouplingScratch& out)
+      : section(given), scratch(out) {}
+
+  [[gnu::always_inline]] void Add(int64_t point, uint32_t camera, const float* sum) {
+    for (int k = 0; k < 4; ++k) StoreQuad(G[count] + 4 * k, LoadQuad(sum + 4 * k));
+    StoreQuad(P[count], LoadQuad(section.pInverse + 4 * point));
+    P[count][4] = section.pInverseEnd[2 * point];
+    P[count][5] = section.pInverseEnd[2 * point + 1];
+    P[count][6] = P[count][7] = 0;
+    cameras[count++] = camera;
+    if (count == kSumLanes) Flush();
+  }
+
+  /// Behind the last group.
+  [[gnu::always_inline]] void Close() {
+    if (count > 0) {
+      for (int k = count; k < kSumLanes; ++k) {
+        __builtin_memset(G[k], 0, sizeof(G[k]));
+        __builtin_memset(P[k], 0, sizeof(P[k]));
+      }
+      Flush();
+    }
+    if constexpr (kOneCamera) {
+      for (int k = 0; k < kCameraShareFloats; ++k) {
+        for (int part = 0; part < kParts; ++part) {
+          for (int lane = 0; lane < kLanes; ++lane)
+            scratch.pShare[k] += static_cast<double>(total[part][k][lane]);
+        }
+      }
+    }
+  }
+
+ private:
+  [[gnu::noinline]] void Flush() {
+    for (int part = 0; part < kParts; ++part) {
+      Floats g[16], p[8];
+      const int top = part * kLanes;
+      for (int k = 0; k < 16; k += 4)
+        LoadColumns([&](int lane) { return G[top + lane] + k; }, g[k], g[k + 1], g[k + 2], g[k + 3]);
+      for (int k = 0; k < 8; k += 4)
+        LoadColumns([&](int lane) { return P[top + lane] + k; }, p[k], p[k + 1], p[k + 2], p[k + 3]);
+      if constexpr (kOneCamera) {
+        AddCoupling(g, p, total[part]);
+      } else {
+        Floats sum[16] = {};
+        AddCoupling(g, p, sum);
+        float rows[kLanes][16];
+        for (int k = 0; k < 16; k += 4)
+          StoreRows(rows[0] + k, 16, sum[k], sum[k + 1], sum[k + 2], sum[k + 3]);
+        for (int lane = 0; lane < kLanes && top + lane < count; ++lane) {
+          double* share = scratch.pShare + kCameraShareFloats * int64_t{cameras[top + lane]};
+          for (int k = 0; k < kCameraShareFloats; ++k) share[k] += static_cast<double>(rows[lane][k]);
+        }
+      }
+    }
+    count = 0;
+  }
+
+  const FastSection& section;
+  const FastCouplingScratch& scratch;
+  int count = 0;
+  alignas(64) float G[kSumLanes][16];
+  alignas(64) float P[kSumLanes][8];
+  uint32_t cameras[kSumLanes];
+  Floats total[kParts][kCameraShareFloats] = {};
+};
+
+template <bool kOneCamera>
+void CouplingPoints(const FastInput& in, int64_t first, int64_t end, const FastCouplingScratch& scratch) {
+  const FastSection& section = in.Section;
+  CouplingGroups<kOneCamera> groups(section, scratch);
+  alignas(64) float one[16] = {};
+  uint32_t slotNum = 0;
+  WalkPoints<16>(
+      section, first, end,
+      [&](int64_t ray, int64_t count, int64_t offset, Chunk<16>& chunk) {
+        const Batch batch = LoadBatch(section.pRayImage + ray, section.pRayXy + 2 * ray, count);
+        const ImageLanes images(batch.Index);
+        const FastFrame<Floats> R = images.Frames(in.Work);
+        const RayCamera<Floats> camera = images.Cameras<kOneCamera>(in);
+        Floats X, Y, Z, typeBits;
+        LoadColumns([&](int lane) { return chunk.Point[offset + lane]; }, X, Y, Z, typeBits);
+        const FastRay<Floats> made = MakeFastRay(R, camera, batch.x, batch.y, X, Y, Z);
+        const Floats s = WeightOf(in, batch.Index < 0, BitsOf(typeBits));
+        Floats share[16];
+        CouplingShare(made, PointRows(made, R), s, share);
+        share[15] = Floats{};
+        for (int k = 0; k < 15; ++k) share[k] = Where(images.Kept, share[k]);
+        for (int k = 0; k < 16; k += 4)
+          StoreRows(chunk.Row[offset] + k, 16, share[k], share[k + 1], share[k + 2], share[k + 3]);
+      },
+      [&](int64_t point, int64_t ray, int64_t stop, const float(*rows)[16]) {
+        if (TypeOf(section.pPoint + kPointFloats * point) == 1) return;
+        for (; ray < stop; ++ray, ++rows) {
+          float* sum = one;
+          if constexpr (!kOneCamera) {
+            const uint32_t image = section.pRayImage[ray] & ~kGrossBit;
+            if (image == kNoImage) continue;
+            const uint32_t camera = in.Work.pImageCamera[image];
+            uint32_t& slot = scratch.pSlots[camera];
+            if (slot == kNoSlot) {
+              slot = slotNum++;
+              scratch.pCameras[slot] = camera;
+              __builtin_memset(scratch.pSums + 16 * int64_t{slot}, 0, 16 * sizeof(float));
+            }
+            sum = scratch.pSums + 16 * int64_t{slot};
+          }
+          for (int k = 0; k < 16; k += 4) StoreQuad(sum + k, LoadQuad(sum + k) + LoadQuad(*rows + k));
+        }
+      },
+      [&](int64_t point) {
+        if constexpr (kOneCamera) {
+          if (TypeOf(section.pPoint + kPointFloats * point) == 1) return;
+          groups.Add(point, 0, one);
+          __builtin_memset(one, 0, sizeof(one));
+        } else {
+          for (uint32_t slot = 0; slot < slotNum; ++slot) {
+            groups.Add(point, scratch.pCameras[slot], scratch.pSums + 16 * int64_t{slot});
+            scratch.pSlots[scratch.pCameras[slot]] = kNoSlot;
+          }
+          slotNum = 0;
+        }
+      });
+  groups.Close();
+}
+
+// ---- Passes over images
+
+constexpr int64_t kRaysAhead = 64;
+
+/// kLanes rays of one image with their points.
+struct ImageBatch {
+  uint32_t Point[kLanes];
+  Batch Measured;
+  Ints Gross, Live;
+  Floats X, Y, Z, TypeBits;
+
+  [[gnu::always_inline]] ImageBatch(const FastSection& section, int64_t ray, int64_t count) {
+    const uint32_t* points = section.pImageRayPoint + ray;
+    if (count > kRaysAhead + kLanes) {
+      for (int lane = 0; lane < kLanes; ++lane) {
+        const int64_t ahead = points[kRaysAhead + lane] & ~kGrossBit;
+        __builtin_prefetch(section.pPoint + kPointFloats * ahead);
+      }
+    }
+    Measured = LoadBatch(points, section.pImageRayXy + 2 * ray, count);
+    Gross = Measured.Index < 0;
+    Live = LiveLanes(count);
+    Store(Point, Measured.Index & 0x7fffffff);
+    LoadColumns([&](int lane) { return section.pPoint + kPointFloats * int64_t{Point[lane]}; }, X, Y, Z,
+                TypeBits);
+  }
+  [[gnu::always_inline]] FastVector<Floats> Solved(const FastSection& section) const {
+    FastVector<Floats> solved;
+    Floats skip;
+    LoadColumns([&](int lane) { return section.pPoint + kPointFloats * int64_t{Point[lane]} + kPointSolved; },
+                solved.v0, solved.v1, solved.v2, skip);
+    return solved;
+  }
+  [[gnu::always_inline]] void Inverse(const FastSection& section, Floats* P) const {
+    LoadColumns([&](int lane) { return section.pInverse + 4 * int64_t{Point[lane]}; }, P[0], P[1], P[2],
+                P[3]);
+    float ends[2 * kLanes];
+    for (int lane = 0; lane < kLanes; ++lane)
+      __builtin_memcpy(ends + 2 * lane, section.pInverseEnd + 2 * int64_t{Point[lane]}, 8);
+    LoadPairs(ends, P[4], P[5]);
+  }
+  [[gnu::always_inline]] Floats Weight(const FastInput& in) const {
+    return Where(Live, WeightOf(in, Gross, BitsOf(TypeBits)));
+  }
+};
+
+/// Sums kValues numbers over the rays of one image: add(ray, count, sum) adds those of kLanes rays.
+template <int kValues, class Add>
+[[gnu::always_inline]] inline void SumRays(int64_t first, int64_t end, const Add& add, double* out) {
+  Floats sum[kParts][kValues] = {};
+  for (int64_t ray = first; ray < end; ray += kSumLanes) {
+    for (int part = 0; part < kParts; ++part) {
+      const int64_t from = ray + part * kLanes;
+      if (from < end) add(from, end - from, sum[part]);
+    }
+  }
+  for (int k = 0; k < kValues; ++k) {
+    out[k] = 0;
+    for (int part = 0; part < kParts; ++part) {
+      for (int lane = 0; lane < kLanes; ++lane) out[k] += static_cast<double>(sum[part][k][lane]);
+    }
+  }
+}
+
+/// One image as its rays see it.
+struct ImageTerms {
+  const FastImageRow& Row;
+  const float* pCamera;
+  int64_t nFirst, nEnd;
+  [[gnu::always_inline]] ImageTerms(const FastInput& in, int64_t image)
+      : Row(reinterpret_cast<const FastImageRow*>(in.Work.pImage)[image]),
+        pCamera(in.pIop + 5 * int64_t{in.Work.pImageCamera[image]}),
+        nFirst(in.Work.pImageFirstRay[image]),
+        nEnd(in.Work.pImageFirstRay[image + 1]) {}
+};
+
+void MarkImages(const FastInput& in, int64_t first, int64_t end) {
+  const FastSection& section = in.Section;
+  const Floats limitX = Splat(in.fLimitX), limitY = Splat(in.fLimitY);
+  for (int64_t image = first; image < end; ++image) {
+    const ImageTerms terms(in, image);
+    const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
+    const FastFrame<Floats> R = SplatFrame(terms.Row.Frame);
+    for (int64_t ray = terms.nFirst; ray < terms.nEnd; ray += kLanes) {
+      const ImageBatch batch(section, ray, terms.nEnd - ray);
+      // Letter by letter what SumPoints decides by.
+      const RayMisclosure<Floats> observed =
+          ObserveRay(RayImageOf(R), camera, batch.Measured.x, batch.Measured.y, batch.X, batch.Y, batch.Z);
+      const Ints gross = (BitsOf(batch.TypeBits) == 0) &
+                         ((Magnitude(observed.Lx) > limitX) | (Magnitude(observed.Ly) > limitY));
+      const Ints marked = (batch.Measured.Index & 0x7fffffff) | (gross & static_cast<int32_t>(kGrossBit));
+      StoreSome(section.pImageRayPoint + ray, marked, terms.nEnd - ray);
+    }
+  }
+}
+
+/// Sums of an image's rays, eleven columns, into the unknowns.
+template <int kLayout>
+[[gnu::always_inline]] inline void AddUnknowns(const FastInput& in, int64_t image, const FastImageRow& row,
+                                               const double* sum) {
+  float out[11];
+  const auto f = [&](int k) { return static_cast<float>(sum[k]); };
+  TurnBack(row, {f(0), f(1), f(2), f(3), f(4), f(5)}, out);
+  for (int k = 6; k < 11; ++k) out[k] = f(k);
+  constexpr int kSize = kLayout == LayoutMergedEopIop ? 11 : 6;
+  if constexpr (HasImages(kLayout)) {
+    for (int k = 0; k < kSize; ++k) in.pOut[kSize * image + k] += out[k];
+  }
+  if constexpr (kLayout == LayoutIop || kLayout == LayoutEopIop) {
+    for (int k = 0; k < 5; ++k) in.Work.pImageTerms[kImageRowFloats * image + k] = out[6 + k];
+  }
+}
+
+/// The eleven sums as the numbers that FastRay.h adds to.
+struct UnknownSums {
+  FastTurned<Floats> Turned;
+  FastInner<Floats> Inner;
+  [[gnu::always_inline]] explicit UnknownSums(const Floats* s)
+      : Turned{s[0], s[1], s[2], s[3], s[4], s[5]}, Inner{s[6], s[7], s[8], s[9], s[10]} {}
+  [[gnu::always_inline]] void Store(Floats* s) const {
+    const Floats values[11] = {Turned.g1, Turned.g2, Turned.g3, Turned.p, Turned.q, Turned.r,
+                               Inner.f,   Inner.x0,  Inner.y0,  Inner.k1, Inner.k2};
+    for (int k = 0; k < 11; ++k) s[k] = values[k];
+  }
+};
+
+template <int kLayout>
+void ConstImages(const FastInput& in, int64_t first, int64_t end) {
+  const FastSection& section = in.Section;
+  for (int64_t image = first; image < end; ++image) {
+    const ImageTerms terms(in, image);
+    const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
+    const FastFrame<Floats> R = SplatFrame(terms.Row.Frame);
+    double sum[11];
+    SumRays<11>(
+        terms.nFirst, terms.nEnd,
+        [&](int64_t ray, int64_t count, Floats* lanes) {
+          const ImageBatch batch(section, ray, count);
+          const RayMisclosure<Floats> observed = ObserveRay(RayImageOf(R), camera, batch.Measured.x,
+                                                            batch.Measured.y, batch.X, batch.Y, batch.Z);
+          UnknownSums sums(lanes);
+          AddConstShare<HasImages(kLayout), HasInner(kLayout)>(
+              MakeFastRay(camera, observed), observed, R, camera.f, batch.Weight(in), batch.Solved(section),
+              sums.Turned, sums.Inner);
+          sums.Store(lanes);
+        },
+        sum);
+    AddUnknowns<kLayout>(in, image, terms.Row, sum);
+  }
+}
+
+template <int kLayout>
+void ProductImages(const FastInput& in, int64_t first, int64_t end) {
+  const FastSection& section = in.Section;
+  for (int64_t image = first; image < end; ++image) {
+    const ImageTerms terms(in, image);
+    const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
+    const FastFrame<Floats> R = SplatFrame(terms.Row.Frame);
+    const FastTermsRow& row = reinterpret_cast<const FastTermsRow*>(in.Work.pImageTerms)[image];
+    const FastTurned<Floats> turned{Splat(row.Turned.g1), Splat(row.Turned.g2), Splat(row.Turned.g3),
+                                    Splat(row.Turned.p),  Splat(row.Turned.q),  Splat(row.Turned.r)};
+    const FastInner<Floats> inner{Splat(row.Inner.f), Splat(row.Inner.x0), Splat(row.Inner.y0),
+                                  Splat(row.Inner.k1), Splat(row.Inner.k2)};
+    double sum[11];
+    SumRays<11>(
+        terms.nFirst, terms.nEnd,
+        [&](int64_t ray, int64_t count, Floats* lanes) {
+          const ImageBatch batch(section, ray, count);
+          const FastRay<Floats> made =
+              MakeFastRay(R, camera, batch.Measured.x, batch.Measured.y, batch.X, batch.Y, batch.Z);
+          FastPair<Floats> Dd{};
+          if constexpr (HasImages(kLayout)) Dd = TimesImage(made, camera.f, turned);
+          if constexpr (HasInner(kLayout)) {
+            const FastPair<Floats> byInner = TimesInner(made, inner);
+            Dd.x += byInner.x;
+            Dd.y += byInner.y;
+          }
+          const FastVector<Floats> h = batch.Solved(section);
+          const FastPair<Floats> e = ProductRayShare(made, R, batch.Weight(in), Dd, h.v0, h.v1, h.v2);
+          UnknownSums sums(lanes);
+          if constexpr (HasImages(kLayout)) AddImageTransposed(made, camera.f, e, sums.Turned);
+          if constexpr (HasInner(kLayout)) AddInnerTransposed(made, e, sums.Inner);
+          sums.Store(lanes);
+        },
+        sum);
+    AddUnknowns<kLayout>(in, image, terms.Row, sum);
+  }
+}
+
+template <bool kInner>
+void ImageBlocks(const FastInput& in, int64_t first, int64_t end) {
+  constexpr int kSize = kInner ? 11 : 6, kElements = kSize * (kSize + 1) / 2;
+  const FastSection& section = in.Section;
+  for (int64_t image = first; image < end; ++image) {
+    const ImageTerms terms(in, image);
+    const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
+    const FastFrame<Floats> R = SplatFrame(terms.Row.Frame);
+    double sum[kElements];
+    SumRays<kElements>(
+        terms.nFirst, terms.nEnd,
+        [&](int64_t ray, int64_t count, Floats* lanes) {
+          const ImageBatch batch(section, ray, count);
+          const FastRay<Floats> made =
+              MakeFastRay(R, camera, batch.Measured.x, batch.Measured.y, batch.X, batch.Y, batch.Z);
+          Floats P[6];
+          batch.Inverse(section, P);
+          AddImageBlock<kInner>(made, camera.f, ReducedWeight(PointRows(made, R), batch.Weight(in), P),
+                                lanes);
+        },
+        sum);
+    AddTurnedBlock<kSize>(terms.Row, sum, in.pOut + kElements * image);
+  }
+}
+
+void CameraSquares(const FastInput& in, int64_t first, int64_t end) {
+  const FastSection& section = in.Section;
+  for (int64_t image = first; image < end; ++image) {
+    const ImageTerms terms(in, image);
+    const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
+    double sum[kCameraShareFloats];
+    SumRays<kCameraShareFloats>(
+        terms.nFirst, terms.nEnd,
+        [&](int64_t ray, int64_t count, Floats* lanes) {
+          const ImageBatch batch(section, ray, count);
+          AddInnerSquare(MeasureFastRay(camera, batch.Measured.x, batch.Measured.y), batch.Weight(in), lanes);
+        },
+        sum);
+    float* share = in.Work.pImageTerms + kImageRowFloats * image;
+    for (int k = 0; k < kCameraShareFloats; ++k) share[k] = static_cast<float>(sum[k]);
+  }
+}
+
+[[gnu::always_inline]] inline FastPasses PassesOfThisFile(const char* name) {
+  return {name,
+          {SumPoints<false>, SumPoints<true>},
+          MarkImages,
+          {ConstImages<LayoutEop>, ConstImages<LayoutIop>, ConstImages<LayoutMergedEopIop>,
+           ConstImages<LayoutEopIop>},
+          {ImageBlocks<false>, ImageBlocks<true>},
+          CameraSquares,
+          {CouplingPoints<false>, CouplingPoints<true>},
+          {{ProductPoints<LayoutEop, false>, ProductPoints<LayoutEop, true>},
+           {ProductPoints<LayoutIop, false>, ProductPoints<LayoutIop, true>},
+           {ProductPoints<LayoutMergedEopIop, false>, ProductPoints<LayoutMergedEopIop, true>},
+           {ProductPoints<LayoutEopIop, false>, ProductPoints<LayoutEopIop, true>}},
+          {ProductImages<LayoutEop>, ProductImages<LayoutIop>, ProductImages<LayoutMergedEopIop>,
+           ProductImages<LayoutEopIop>}};
+}
+
+}  // namespace
+}  // namespace orvo::gpu

@@ -1,0 +1,7 @@
+#include "gpu/kernels/FastPassBody.h"
+
+namespace orvo::gpu {
+
+FastPasses BaselinePasses() { return PassesOfThisFile("baseline"); }
+
+}  // namespace orvo::gpu
