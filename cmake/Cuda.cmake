@@ -52,6 +52,7 @@ if(ORVO_CUDA AND NOT (ORVO_CUDA STREQUAL "AUTO" AND ORVO_SANITIZERS))
   endif()
   if(ORVO_WITH_CUDA)
     enable_language(CUDA)
+    find_package(CUDAToolkit REQUIRED)
     # CMake 3.25 does not know that nvcc takes C++20 from version 12 on.
     if(NOT CMAKE_CUDA20_STANDARD_COMPILE_OPTION)
       set(CMAKE_CUDA20_STANDARD_COMPILE_OPTION -std=c++20)
