@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "gpu/GpuPara.h"
+#include "gpu/kernels/HostDevice.h"
 
 namespace orvo::gpu {
 
@@ -41,9 +42,9 @@ inline constexpr int64_t kTailRecordFloats = 20;
 inline constexpr int64_t kRmsFloats = 260;
 
 /// Sweeps over `count` items; a count that fills its sweeps takes one more.
-constexpr int64_t ChunkCount(int64_t count) { return count / kChunk + 1; }
+ORVO_HOST_DEVICE constexpr int64_t ChunkCount(int64_t count) { return count / kChunk + 1; }
 /// Boundary records of a section, in floats.
-constexpr int64_t TailFloats(int64_t imagePoints) {
+ORVO_HOST_DEVICE constexpr int64_t TailFloats(int64_t imagePoints) {
   return ChunkCount(imagePoints) * kLaunchBlocks * kTailRecordFloats;
 }
 
