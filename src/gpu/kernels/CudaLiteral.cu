@@ -133,7 +133,7 @@ __device__ bool BlockDone() {
 }
 
 template <class Kernel>
-__global__ void __launch_bounds__(static_cast<int>(kBlockThreads)) RunLiteral(const LiteralLaunch launch) {
+__global__ void __launch_bounds__(kBlockThreads, 1) RunLiteral(const LiteralLaunch launch) {
   extern __shared__ __align__(16) unsigned char shared[];
   auto& storage = *reinterpret_cast<typename Kernel::Storage*>(shared);
   const int64_t chunks = Kernel::Chunks(*launch.Arrays.cupPara);

@@ -111,19 +111,42 @@ struct ImageLanes {
 // ---- Passes over object points
 
 constexpr int kChunkRays = 256;
+/// Most points have no more rays. Their loops run to here without a branch, as the processor can't guess the
+/// number.
+constexpr int kFewRays = 8;
 
 /// Rows that each ray of a chunk gives to its point, and the rows of the points themselves.
 template <int kRowFloats>
 struct Chunk {
-  alignas(64) float Point[kChunkRays][4];  ///< X, Y, Z, type of the point of each ray
-  alignas(64) float Row[kChunkRays][kRowFloats];
+  alignas(64) float Point[kChunkRays + kFewRays][4];  ///< X, Y, Z, type of the point of each ray
+  alignas(64) float Row[kChunkRays + kFewRays][kRowFloats];
 };
 
-/// Walks the rays of points [first, end) in chunks: rays(ray, count, chunk) sets the rows of rays
-/// [ray, ray + count); take(point, ray, end, rows) gets those of rays [ray, end) of one point; finish(point)
-/// follows when all are through.
+/// Adds rows in their order.
+template <int kRowFloats>
+[[gnu::always_inline]] inline void AddRows(const float (*rows)[kRowFloats], int64_t count, Quad* sum) {
+  using QuadMask [[gnu::vector_size(16), gnu::aligned(4), gnu::may_alias]] = int32_t;
+  static constexpr int32_t kMasks[8 * kFewRays] = {
+      -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,  //
+      -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+  const int64_t few = Smaller(count, kFewRays);
+  const int32_t* masks = kMasks + 4 * (kFewRays - few);
+  for (int row = 0; row < kFewRays; ++row) {
+    const QuadMask mask = *reinterpret_cast<const QuadMask*>(masks + 4 * row);
+    for (int k = 0; k < kRowFloats / 4; ++k)
+      sum[k] += reinterpret_cast<Quad>(*reinterpret_cast<const QuadMask*>(rows[row] + 4 * k) & mask);
+  }
+  for (int64_t row = few; row < count; ++row) {
+    for (int k = 0; k < kRowFloats / 4; ++k) sum[k] += LoadQuad(rows[row] + 4 * k);
+  }
+}
+
+/// Walks the rays of points [first, end) in chunks: rays(ray, count, offset, chunk) sets the rows of kLanes
+/// rays from `ray` on, `count` being what is left of the chunk and `offset` their place in it;
+/// take(point, ray, end, rows) gets those of rays [ray, end) of one point; finish(point) follows when all are
+/// through.
 template <int kRowFloats, class Rays, class Take, class Finish>
-[[gnu::always_inline]] inline void WalkPoints(const FastSection& section, int64_t first, int64_t end,
+[[gnu::always_inline]] inline void WalkPoints(const FastSection section, int64_t first, int64_t end,
                                               const Rays& rays, const Take& take, const Finish& finish) {
   Chunk<kRowFloats> chunk;
   const int64_t last = FirstRayOf(section, end);
@@ -132,18 +155,19 @@ template <int kRowFloats, class Rays, class Take, class Finish>
     const int64_t chunkEnd = Smaller(ray + kChunkRays, last), count = chunkEnd - ray;
     for (int64_t j = 0; j < count; ++expanded) {
       const Quad row = LoadQuad(section.pPoint + kPointFloats * expanded);
-      const int64_t behind = FirstRayOf(section, expanded + 1) - ray;
-      for (; j < behind && j < count; ++j) StoreQuad(chunk.Point[j], row);
+      const int64_t behind = FirstRayOf(section, expanded + 1) - ray, stop = Smaller(behind, count);
+      for (int k = 0; k < kFewRays; ++k) StoreQuad(chunk.Point[j + k], row);
+      for (int64_t k = j + kFewRays; k < stop; ++k) StoreQuad(chunk.Point[k], row);
+      j = stop;
       if (behind > count) break;
     }
-    for (int64_t j = count; j < kChunkRays && j % kLanes != 0; ++j)
-      StoreQuad(chunk.Point[j], LoadQuad(chunk.Point[count - 1]));
+    for (int64_t j = count; j % kLanes != 0; ++j) StoreQuad(chunk.Point[j], LoadQuad(chunk.Point[count - 1]));
     for (int64_t offset = 0; offset < count; offset += kLanes)
       rays(ray + offset, count - offset, offset, chunk);
     for (int64_t j = ray; point < end; ++point) {
       const int64_t behind = FirstRayOf(section, point + 1);
       const int64_t stop = Smaller(behind, chunkEnd);
-      if (j < stop) take(point, j, stop, chunk.Row + (j - ray));
+      take(point, j, stop, chunk.Row + (j - ray));
       j = stop;
       if (behind > chunkEnd) break;
       finish(point);
@@ -188,7 +212,7 @@ constexpr int64_t kBlockMask = ~(kBlockThreads - 1);
 
 template <bool kOneCamera>
 void SumPoints(const FastInput& in, int64_t first, int64_t end, double* sums) {
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
   for (int k = 0; k < 4; ++k) sums[k] = 0;
   float lanes[kParts][4][kLanes];
   const Floats limitX = Splat(in.fLimitX), limitY = Splat(in.fLimitY);
@@ -243,9 +267,7 @@ void SumPoints(const FastInput& in, int64_t first, int64_t end, double* sums) {
       },
       [&](int64_t point, int64_t ray, int64_t stop, const float(*rows)[12]) {
         stop = Smaller(stop, EndOfSums(FirstRayOf(section, point)));
-        for (; ray < stop; ++ray, ++rows) {
-          for (int k = 0; k < 3; ++k) sum[k] += LoadQuad(*rows + 4 * k);
-        }
+        if (ray < stop) AddRows<12>(rows, stop - ray, sum);
       },
       [&](int64_t point) {
         const int64_t firstRay = FirstRayOf(section, point), endRay = FirstRayOf(section, point + 1);
@@ -259,9 +281,57 @@ void SumPoints(const FastInput& in, int64_t first, int64_t end, double* sums) {
       });
 }
 
+/// h = P y of points that follow each other, gathered until the lanes are full.
+class ProductSolver {
+ public:
+  [[gnu::always_inline]] explicit ProductSolver(const FastSection& given) : section(given) {}
+
+  [[gnu::always_inline]] void Add(int64_t point, Quad sum) {
+    StoreQuad(sums[count], sum);
+    if (++count == kLanes) Solve(point + 1 - kLanes);
+  }
+  /// Behind the last point.
+  [[gnu::always_inline]] void Close(int64_t end) {
+    for (int k = 0; k < count; ++k) SolveOne(end - count + k, sums[k]);
+  }
+
+ private:
+  /// A control point is not eliminated; its sum may be not a number.
+  [[gnu::always_inline]] void Solve(int64_t first) {
+    float* rows = section.pPoint + kPointFloats * first;
+    const float* inverse = section.pInverse + 4 * first;
+    Floats y0, y1, y2, skip, P00, P01, P02, P11, P12, P22, typeBits, heightDifference;
+    LoadColumns([&](int lane) { return sums[lane]; }, y0, y1, y2, skip);
+    LoadColumns([&](int lane) { return inverse + 4 * lane; }, P00, P01, P02, P11);
+    LoadPairs(section.pInverseEnd + 2 * first, P12, P22);
+    LoadColumns([&](int lane) { return rows + kPointFloats * lane; }, skip, skip, skip, typeBits);
+    LoadColumns([&](int lane) { return rows + kPointFloats * lane + kPointSolved; }, skip, skip, skip,
+                heightDifference);
+    const Ints solved = BitsOf(typeBits) != 1;
+    StoreRows(rows + kPointSolved, kPointFloats, Where(solved, P00 * y0 + P01 * y1 + P02 * y2),
+              Where(solved, P01 * y0 + P11 * y1 + P12 * y2), Where(solved, P02 * y0 + P12 * y1 + P22 * y2),
+              heightDifference);
+    count = 0;
+  }
+  [[gnu::always_inline]] void SolveOne(int64_t point, const float* y) {
+    float* row = section.pPoint + kPointFloats * point;
+    const float* P = section.pInverse + 4 * point;
+    const float* last = section.pInverseEnd + 2 * point;
+    const bool bControl = TypeOf(row) == 1;
+    row[kPointSolved] = bControl ? 0 : P[0] * y[0] + P[1] * y[1] + P[2] * y[2];
+    row[kPointSolved + 1] = bControl ? 0 : P[1] * y[0] + P[3] * y[1] + last[0] * y[2];
+    row[kPointSolved + 2] = bControl ? 0 : P[2] * y[0] + last[0] * y[1] + last[1] * y[2];
+  }
+
+  const FastSection section;
+  int count = 0;
+  alignas(64) float sums[kLanes][4];
+};
+
 template <int kLayout, bool kOneCamera>
 void ProductPoints(const FastInput& in, int64_t first, int64_t end) {
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
+  ProductSolver solver(section);
   Quad sum{};
   WalkPoints<4>(
       section, first, end,
@@ -303,21 +373,12 @@ void ProductPoints(const FastInput& in, int64_t first, int64_t end) {
         StoreRows(chunk.Row[offset], 4, Where(images.Kept, share.v0), Where(images.Kept, share.v1),
                   Where(images.Kept, share.v2), Floats{});
       },
-      [&](int64_t, int64_t ray, int64_t stop, const float(*rows)[4]) {
-        for (; ray < stop; ++ray, ++rows) sum += LoadQuad(*rows);
-      },
+      [&](int64_t, int64_t ray, int64_t stop, const float(*rows)[4]) { AddRows<4>(rows, stop - ray, &sum); },
       [&](int64_t point) {
-        float* row = section.pPoint + kPointFloats * point;
-        const float* P = section.pInverse + 4 * point;
-        const float* end2 = section.pInverseEnd + 2 * point;
-        const float y0 = sum[0], y1 = sum[1], y2 = sum[2];
-        // A control point is not eliminated; its sum may be not a number.
-        const bool bControl = TypeOf(row) == 1;
-        row[kPointSolved] = bControl ? 0 : P[0] * y0 + P[1] * y1 + P[2] * y2;
-        row[kPointSolved + 1] = bControl ? 0 : P[1] * y0 + P[3] * y1 + end2[0] * y2;
-        row[kPointSolved + 2] = bControl ? 0 : P[2] * y0 + end2[0] * y1 + end2[1] * y2;
+        solver.Add(point, sum);
         sum = Quad{};
       });
+  solver.Close(end);
 }
 
 /// Groups of rays of one point on one camera, gathered until the lanes are full.
@@ -393,7 +454,7 @@ class CouplingGroups {
 
 template <bool kOneCamera>
 void CouplingPoints(const FastInput& in, int64_t first, int64_t end, const FastCouplingScratch& scratch) {
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
   CouplingGroups<kOneCamera> groups(section, scratch);
   alignas(64) float one[16] = {};
   uint32_t slotNum = 0;
@@ -527,7 +588,7 @@ struct ImageTerms {
 };
 
 void MarkImages(const FastInput& in, int64_t first, int64_t end) {
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
   const Floats limitX = Splat(in.fLimitX), limitY = Splat(in.fLimitY);
   for (int64_t image = first; image < end; ++image) {
     const ImageTerms terms(in, image);
@@ -578,7 +639,7 @@ struct UnknownSums {
 
 template <int kLayout>
 void ConstImages(const FastInput& in, int64_t first, int64_t end) {
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
   for (int64_t image = first; image < end; ++image) {
     const ImageTerms terms(in, image);
     const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
@@ -603,7 +664,7 @@ void ConstImages(const FastInput& in, int64_t first, int64_t end) {
 
 template <int kLayout>
 void ProductImages(const FastInput& in, int64_t first, int64_t end) {
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
   for (int64_t image = first; image < end; ++image) {
     const ImageTerms terms(in, image);
     const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
@@ -642,7 +703,7 @@ void ProductImages(const FastInput& in, int64_t first, int64_t end) {
 template <bool kInner>
 void ImageBlocks(const FastInput& in, int64_t first, int64_t end) {
   constexpr int kSize = kInner ? 11 : 6, kElements = kSize * (kSize + 1) / 2;
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
   for (int64_t image = first; image < end; ++image) {
     const ImageTerms terms(in, image);
     const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
@@ -665,7 +726,7 @@ void ImageBlocks(const FastInput& in, int64_t first, int64_t end) {
 }
 
 void CameraSquares(const FastInput& in, int64_t first, int64_t end) {
-  const FastSection& section = in.Section;
+  const FastSection section = in.Section;
   for (int64_t image = first; image < end; ++image) {
     const ImageTerms terms(in, image);
     const RayCamera<Floats> camera = SplatCamera(terms.pCamera);

@@ -100,6 +100,21 @@ struct FastRay {
   T fi, xi, yi;  ///< f / Zr, xc / Zr, yc / Zr
 };
 
+/// Divisions are few: one by f, which an image's rays share, and one by Zr.
+template <class T>
+ORVO_HOST_DEVICE void AddRatios(FastRay<T>& ray, T f) {
+  const T inverse = 1.0f / f;
+  ray.px = ray.xc * inverse;
+  ray.py = ray.yc * inverse;
+}
+template <class T>
+ORVO_HOST_DEVICE void AddDepth(FastRay<T>& ray, T f, T Zr) {
+  const T inverse = 1.0f / Zr;
+  ray.fi = f * inverse;
+  ray.xi = ray.xc * inverse;
+  ray.yi = ray.yc * inverse;
+}
+
 /// The part of a ray that needs no object point; fi, xi, yi stay 0.
 template <class T>
 ORVO_HOST_DEVICE FastRay<T> MeasureFastRay(const RayCamera<T>& camera, T x, T y) {
@@ -110,17 +125,9 @@ ORVO_HOST_DEVICE FastRay<T> MeasureFastRay(const RayCamera<T>& camera, T x, T y)
   const T d = camera.k1 * ray.r2 + camera.k2 * ray.r2 * ray.r2;
   ray.xc = ray.u - ray.u * d;
   ray.yc = ray.v - ray.v * d;
-  ray.px = ray.xc / camera.f;
-  ray.py = ray.yc / camera.f;
+  AddRatios(ray, camera.f);
   ray.fi = ray.xi = ray.yi = T{};
   return ray;
-}
-
-template <class T>
-ORVO_HOST_DEVICE void AddDepth(FastRay<T>& ray, T f, T Zr) {
-  ray.fi = f / Zr;
-  ray.xi = ray.xc / Zr;
-  ray.yi = ray.yc / Zr;
 }
 
 template <class T>
@@ -141,8 +148,7 @@ ORVO_HOST_DEVICE FastRay<T> MakeFastRay(const RayCamera<T>& camera, const RayMis
   ray.r2 = observed.r2;
   ray.xc = observed.xc;
   ray.yc = observed.yc;
-  ray.px = ray.xc / camera.f;
-  ray.py = ray.yc / camera.f;
+  AddRatios(ray, camera.f);
   AddDepth(ray, camera.f, observed.Zr);
   return ray;
 }
