@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "gpu/FastBlock.h"
+#include "gpu/kernels/FastFill.h"
 #include "gpu/kernels/FastLayout.h"
 #include "gpu/kernels/RayModel.h"
 
@@ -14,7 +16,7 @@ using gpu::KernelForm;
 
 size_t Index(int64_t i) { return static_cast<size_t>(i); }
 
-/// The arrays of a block in the layout of the fast kernels.
+/// The arrays of a block in the layout of the fast kernels, the work of the kernels spoilt.
 struct FastImages {
   std::vector<uint32_t> ImgIdx, ObjIdx, Work;
   std::vector<float> ImgPt, ObjPt;
@@ -25,56 +27,21 @@ FastImages MakeFastImages(const KernelBlock& block) {
   const auto images = static_cast<int64_t>(block.Images());
   const int64_t cameras = block.Para.nCameraCount;
   FastImages out;
-  out.ImgIdx.assign(Index(4 * n), 0);
-  out.ObjIdx.assign(Index(3 * m), 0);
-  out.ImgPt.assign(Index(4 * n), 0);
-  out.ObjPt.assign(Index(12 * m), 0);
-  out.Work.assign(Index(gpu::FastWorkWords(images, cameras)), 0);
+  out.ImgIdx.resize(Index(4 * n));
+  out.ObjIdx.resize(Index(3 * m));
+  out.ImgPt.resize(Index(4 * n));
+  out.ObjPt.resize(Index(12 * m));
+  out.Work.assign(Index(gpu::FastWorkWords(images, cameras)), 0xcdcdcdcdu);
   gpu::DeviceArrays arrays;
   arrays.cupImgIdx = out.ImgIdx.data();
   arrays.cupObjIdx = out.ObjIdx.data();
   arrays.cupImgPt = out.ImgPt.data();
   arrays.cupObjPt = out.ObjPt.data();
-  const gpu::FastSection section = gpu::FastSectionOf(arrays, n, m);
-  const gpu::FastWork work = gpu::FastWorkOf(reinterpret_cast<float*>(out.Work.data()), images, cameras);
-
-  for (int64_t o = 0; o < m; ++o) {
-    const float* from = &block.ObjPt[Index(12 * o)];
-    float* row = section.pPoint + gpu::kPointFloats * o;
-    std::copy_n(from, 3, row);
-    const uint32_t type = block.Type(Index(o));
-    std::memcpy(row + gpu::kPointType, &type, sizeof type);
-    row[gpu::kPointHeightDifference] = from[5];
-    std::copy_n(from + 3, 4, section.pInverse + 4 * o);
-    section.pFirstRay[o] = block.FirstRay(Index(o));
-  }
-  std::vector<std::vector<int64_t>> rays(Index(images));
-  for (int64_t j = 0; j < n; ++j) {
-    const uint32_t* from = &block.ImgIdx[Index(4 * j)];
-    const bool leftOut = from[3] == gpu::kRayIsLeftOut;
-    section.pRayImage[j] = leftOut ? gpu::kNoImage : from[0];
-    std::copy_n(&block.ImgPt[Index(4 * j)], 2, section.pRayXy + 2 * j);
-    if (leftOut) continue;
-    rays[from[0]].push_back(j);
-    work.pImageCamera[from[0]] = from[1];
-  }
-  uint32_t place = 0;
-  for (int64_t i = 0; i < images; ++i) {
-    work.pImageFirstRay[i] = place;
-    for (const int64_t j : rays[Index(i)]) {
-      section.pImageRayPoint[place] = block.ImgIdx[Index(4 * j + 2)];
-      std::copy_n(section.pRayXy + 2 * j, 2, section.pImageRayXy + 2 * static_cast<int64_t>(place));
-      ++place;
-    }
-  }
-  work.pImageFirstRay[images] = place;
-  uint32_t* listed = work.pCameraImages;
-  for (int64_t c = 0; c < cameras; ++c) {
-    work.pCameraFirst[c] = static_cast<uint32_t>(listed - work.pCameraImages);
-    for (int64_t i = 0; i < images; ++i)
-      if (work.pImageCamera[i] == c) *listed++ = static_cast<uint32_t>(i);
-  }
-  work.pCameraFirst[cameras] = static_cast<uint32_t>(listed - work.pCameraImages);
+  const SectionRecords records(block);
+  gpu::FillFastSection({records.ObjectPoints, records.ImagePoints, 0, records.GcpTable,
+                        static_cast<int32_t>(images), static_cast<int32_t>(cameras)},
+                       gpu::FastSectionOf(arrays, n, m),
+                       out.Work.data() + gpu::FastIndexBegin(images, cameras), 1);
   return out;
 }
 
