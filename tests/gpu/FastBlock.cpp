@@ -115,7 +115,7 @@ std::vector<uint32_t> FastBlock::PlainFlags() const {
   std::vector<uint32_t> flags;
   for (int64_t j = 0; j < section.n; ++j) {
     const uint32_t image = section.pRayImage[j];
-    flags.push_back(image == gpu::kNoImage ? gpu::kRayIsLeftOut
+    flags.push_back(image == gpu::kNoImage    ? gpu::kRayIsLeftOut
                     : image >= gpu::kGrossBit ? gpu::kRayIsGross
                                               : gpu::kRayCounts);
   }
@@ -124,8 +124,7 @@ std::vector<uint32_t> FastBlock::PlainFlags() const {
 
 int64_t FastBlock::FlagsThatDiffer() const {
   const gpu::FastSection section = Section();
-  const gpu::FastWork work =
-      gpu::FastWorkOf(Call.Arrays.cupFast, Call.nImageNum, Call.Para.nCameraCount);
+  const gpu::FastWork work = gpu::FastWorkOf(Call.Arrays.cupFast, Call.nImageNum, Call.Para.nCameraCount);
   std::vector<uint32_t> next(work.pImageFirstRay, work.pImageFirstRay + Call.nImageNum);
   int64_t differ = 0;
   for (int64_t j = 0; j < section.n; ++j) {

@@ -41,7 +41,9 @@ class FastBlock {
   std::vector<uint32_t> PlainFlags() const;
   /// Rays whose two flags differ.
   int64_t FlagsThatDiffer() const;
-  gpu::FastSection Section() const { return gpu::FastSectionOf(Call.Arrays, Call.Para.nImgPt, Call.Para.nObjPt); }
+  gpu::FastSection Section() const {
+    return gpu::FastSectionOf(Call.Arrays, Call.Para.nImgPt, Call.Para.nObjPt);
+  }
 
   /// What stands on the device.
   std::vector<uint32_t> ImgIdx, ObjIdx;

@@ -64,9 +64,10 @@ class SectionFiller {
     int64_t end = 0;
     for (int64_t o = 0; o < out.m; ++o) {
       const ObjectPointRecord& point = in.ObjectPoints[static_cast<size_t>(o)];
-      const int64_t first = std::clamp(point.nFirstImagePoint - in.nFirstImagePoint, end, out.n);
+      const int64_t begin = point.nFirstImagePoint - in.nFirstImagePoint;
+      const int64_t first = std::clamp(begin, end, out.n);
       out.pFirstRay[o] = static_cast<uint32_t>(o == 0 ? 0 : first);
-      end = std::min(first + std::max(point.nImagePointNum, 0), out.n);
+      end = std::clamp(begin + std::max(point.nImagePointNum, 0), first, out.n);
     }
   }
 
