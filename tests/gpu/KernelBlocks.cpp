@@ -15,8 +15,8 @@
 namespace orvo::test {
 namespace {
 
-constexpr double kNoise = 0.1;
-constexpr double kThreshold = 0.3;
+constexpr double kNoise = 0.3;
+constexpr double kThreshold = 0.9;
 constexpr uint32_t kNowhere = 0xffffffffu;
 constexpr int kPosSize = 6;
 
@@ -128,8 +128,8 @@ KernelBlock MakeKernelBlock(KernelBlockOptions options) {
   block.Rms[2] = block.Rms[3] = static_cast<float>(kThreshold / 3);
   // Tilted images in every direction, so that points take little of the unknowns away.
   for (int32_t i = 0; i < options.nImages; ++i) {
-    const double values[6] = {spread(50),  spread(50),  100 + spread(20),
-                              spread(0.4), spread(0.4), spread(std::numbers::pi)};
+    const double values[6] = {spread(30),  spread(30),  100 + spread(15),
+                              spread(0.3), spread(0.3), spread(std::numbers::pi)};
     for (const double value : values) block.Eop.push_back(static_cast<float>(value));
   }
   for (int32_t c = 0; c < options.nCameras; ++c) {
@@ -151,7 +151,7 @@ KernelBlock MakeKernelBlock(KernelBlockOptions options) {
         options.nMinRays + static_cast<int32_t>(uniform(random) * (options.nMaxRays - options.nMinRays + 1));
     if (number < options.RayCounts.size()) rays = options.RayCounts[number];
 
-    float point[12] = {static_cast<float>(spread(40)), static_cast<float>(spread(40)),
+    float point[12] = {static_cast<float>(spread(30)), static_cast<float>(spread(30)),
                        static_cast<float>(spread(20))};
     if (type == 4) {
       for (int k = 3; k < 6; ++k) point[k] = static_cast<float>(spread(1));
@@ -170,7 +170,7 @@ KernelBlock MakeKernelBlock(KernelBlockOptions options) {
       // The first four rays of a point hold it.
       const bool loose = k >= 4;
       if (loose && uniform(random) < options.fGrossShare) {
-        (uniform(random) < 0.5 ? x : y) += (uniform(random) < 0.5 ? -1 : 1) * (1.1 + 0.9 * uniform(random));
+        (uniform(random) < 0.5 ? x : y) += (uniform(random) < 0.5 ? -1 : 1) * (3.3 + 1.7 * uniform(random));
       }
       const bool leftOut = loose && uniform(random) < options.fLeftOutShare;
       block.ImgIdx.insert(block.ImgIdx.end(),
@@ -212,7 +212,7 @@ class Reference {
     AddCameraBlocks();
     for (size_t k = 0; k < n; ++k) {
       const double diagonal = system.S[k * n + k];
-      system.Scale.push_back(diagonal > 0 ? std::sqrt(diagonal) : 1.0);
+      system.Scale.push_back(diagonal != 0 ? std::sqrt(std::fabs(diagonal)) : 1.0);
     }
     return system;
   }
