@@ -2,14 +2,16 @@
 # Installs what is missing of the Debian packages (Debian 12 and newer) that Orvo is built with.
 #   scripts/install-dependencies.sh           what the programs need
 #   scripts/install-dependencies.sh --tests   and what test.sh needs
+#   scripts/install-dependencies.sh --bench   and what bench/run.sh needs
 # Nothing is run when everything is there, so this works without a network then.
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build libpugixml-dev libeigen3-dev libopenblas-dev libfmt-dev libcli11-dev)
+packages=(build-essential cmake ninja-build libpugixml-dev libeigen3-dev libfmt-dev libcli11-dev)
 case "${1:-}" in
   "") ;;
   --tests) packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-dev) ;;
-  *) echo "usage: $0 [--tests]" >&2; exit 2 ;;
+  --bench) packages+=(libbenchmark-dev libceres-dev) ;;
+  *) echo "usage: $0 [--tests | --bench]" >&2; exit 2 ;;
 esac
 
 if ! command -v dpkg-query >/dev/null; then

@@ -1,10 +1,5 @@
 #include "block/OvtFile.h"
 
-#include <algorithm>
-#include <bit>
-#include <cstring>
-#include <filesystem>
-
 namespace orvo {
 namespace {
 
@@ -17,14 +12,6 @@ void SwapBytes(T& value) {
   std::memcpy(bytes, &value, sizeof(T));
   std::reverse(bytes, bytes + sizeof(T));
   std::memcpy(&value, bytes, sizeof(T));
-}
-
-template <typename T>
-T Load(const char* bytes) {
-  T value;
-  std::memcpy(&value, bytes, sizeof(T));
-  if constexpr (std::endian::native == std::endian::big) SwapBytes(value);
-  return value;
 }
 
 template <typename T>
@@ -43,12 +30,12 @@ void EncodeOvtHeader(int32_t pointNum, int32_t measureNum, char* record) {
 OvtPoint DecodeOvtPoint(const char* record) {
   OvtPoint point;
   std::memcpy(point.szName, record, kNameBytes - 1);
-  point.X = Load<double>(record + kPositionOffset);
-  point.Y = Load<double>(record + kPositionOffset + 8);
-  point.Z = Load<double>(record + kPositionOffset + 16);
-  point.nType = Load<int32_t>(record + kTypeOffset);
-  point.nImagePointNum = Load<int32_t>(record + kCountOffset);
-  point.nFirstImagePoint = Load<int32_t>(record + kFirstOffset);
+  point.X = LoadLittleEndian<double>(record + kPositionOffset);
+  point.Y = LoadLittleEndian<double>(record + kPositionOffset + 8);
+  point.Z = LoadLittleEndian<double>(record + kPositionOffset + 16);
+  point.nType = LoadLittleEndian<int32_t>(record + kTypeOffset);
+  point.nImagePointNum = LoadLittleEndian<int32_t>(record + kCountOffset);
+  point.nFirstImagePoint = LoadLittleEndian<int32_t>(record + kFirstOffset);
   return point;
 }
 
@@ -58,11 +45,6 @@ void EncodeOvtPoint(const OvtPoint& point, char* record) {
   Store(point.nType, record + kTypeOffset);
   Store(point.nImagePointNum, record + kCountOffset);
   Store(point.nFirstImagePoint, record + kFirstOffset);
-}
-
-OvtMeasure DecodeOvtMeasure(const char* record) {
-  return {Load<int32_t>(record), Load<float>(record + 4), Load<float>(record + 8),
-          Load<int32_t>(record + 12)};
 }
 
 void EncodeOvtMeasure(const OvtMeasure& measure, char* record) {
@@ -78,24 +60,19 @@ void EncodeOvtPosition(double X, double Y, double Z, char* pointRecord) {
   Store(Z, pointRecord + kPositionOffset + 16);
 }
 
-int32_t DecodeOvtMeasureCount(const char* pointRecord) { return Load<int32_t>(pointRecord + kCountOffset); }
-
-int32_t DecodeOvtImageOrdinal(const char* measureRecord) { return Load<int32_t>(measureRecord); }
+int32_t DecodeOvtMeasureCount(const char* pointRecord) {
+  return LoadLittleEndian<int32_t>(pointRecord + kCountOffset);
+}
 
 bool OvtReader::Open(const std::string& path) {
   Close();
-  std::error_code failure;
-  if (std::filesystem::is_directory(path, failure)) return false;
-  File.rdbuf()->pubsetbuf(nullptr, 0);  // whole runs go straight into the caller's memory
-  File.open(path, std::ios::in | std::ios::binary);
-  if (!File.is_open()) return false;
+  if (!File.Open(path)) return false;
   char header[kOvtHeaderBytes] = {};
-  if (!File.read(header, kOvtHeaderBytes)) return true;
-  nHeaderPointNum = Load<int32_t>(header);
-  nHeaderMeasureNum = Load<int32_t>(header + 4);
+  if (File.ReadAt(0, header, kOvtHeaderBytes) != kOvtHeaderBytes) return true;
+  nHeaderPointNum = LoadLittleEndian<int32_t>(header);
+  nHeaderMeasureNum = LoadLittleEndian<int32_t>(header + 4);
 
-  const auto end = static_cast<int64_t>(File.seekg(0, std::ios::end).tellg());
-  const int64_t body = std::max<int64_t>(end - kOvtHeaderBytes, 0);
+  const int64_t body = std::max<int64_t>(File.Size() - kOvtHeaderBytes, 0);
   nPointNum = static_cast<int32_t>(std::clamp<int64_t>(nHeaderPointNum, 0, body / kOvtPointBytes));
   // Image records stand behind all the points that the header promises, so a file cut among its points has
   // none.
@@ -105,29 +82,24 @@ bool OvtReader::Open(const std::string& path) {
 }
 
 void OvtReader::Close() {
-  File.close();
-  File.clear();
+  File.Close();
   nHeaderPointNum = nHeaderMeasureNum = nPointNum = nMeasureNum = 0;
 }
 
-int64_t OvtReader::ReadPoints(int64_t first, int64_t count, char* records) {
+int64_t OvtReader::ReadPoints(int64_t first, int64_t count, char* records) const {
   if (first < 0 || first >= nPointNum) return 0;
   return Read(kOvtHeaderBytes + kOvtPointBytes * first, kOvtPointBytes, std::min(count, nPointNum - first),
               records);
 }
 
-int64_t OvtReader::ReadMeasures(int64_t first, int64_t count, char* records) {
+int64_t OvtReader::ReadMeasures(int64_t first, int64_t count, char* records) const {
   if (first < 0 || first >= nMeasureNum) return 0;
   return Read(kOvtHeaderBytes + kOvtPointBytes * nPointNum + kOvtMeasureBytes * first, kOvtMeasureBytes,
               std::min(count, nMeasureNum - first), records);
 }
 
-int64_t OvtReader::Read(int64_t offset, int64_t recordBytes, int64_t count, char* records) {
-  if (count <= 0) return 0;
-  File.clear();
-  if (!File.seekg(offset)) return 0;
-  File.read(records, recordBytes * count);
-  return static_cast<int64_t>(File.gcount()) / recordBytes;
+int64_t OvtReader::Read(int64_t offset, int64_t recordBytes, int64_t count, char* records) const {
+  return count > 0 ? File.ReadAt(offset, records, recordBytes * count) / recordBytes : 0;
 }
 
 }  // namespace orvo

@@ -2,9 +2,13 @@
 // point records of 16 bytes; little-endian, no padding.
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstdint>
-#include <fstream>
+#include <cstring>
 #include <string>
+
+#include "run/Platform.h"
 
 namespace orvo {
 
@@ -26,19 +30,33 @@ struct OvtMeasure {
   int32_t nReserved = 0;  ///< carried along when a record is copied
 };
 
+/// A little-endian number at any address.
+template <typename T>
+T LoadLittleEndian(const char* bytes) {
+  char native[sizeof(T)];
+  std::memcpy(native, bytes, sizeof(T));
+  if constexpr (std::endian::native == std::endian::big) std::reverse(native, native + sizeof(T));
+  return std::bit_cast<T>(native);
+}
+
 /// The packed records; `record` has kOvtHeaderBytes, kOvtPointBytes or kOvtMeasureBytes.
 void EncodeOvtHeader(int32_t pointNum, int32_t measureNum, char* record);
 OvtPoint DecodeOvtPoint(const char* record);
 void EncodeOvtPoint(const OvtPoint& point, char* record);
-OvtMeasure DecodeOvtMeasure(const char* record);
+inline OvtMeasure DecodeOvtMeasure(const char* record) {
+  return {LoadLittleEndian<int32_t>(record), LoadLittleEndian<float>(record + 4),
+          LoadLittleEndian<float>(record + 8), LoadLittleEndian<int32_t>(record + 12)};
+}
 void EncodeOvtMeasure(const OvtMeasure& measure, char* record);
 /// Single fields of a packed object point.
 void EncodeOvtPosition(double X, double Y, double Z, char* pointRecord);
 int32_t DecodeOvtMeasureCount(const char* pointRecord);
 /// Single field of a packed image point.
-int32_t DecodeOvtImageOrdinal(const char* measureRecord);
+inline int32_t DecodeOvtImageOrdinal(const char* measureRecord) {
+  return LoadLittleEndian<int32_t>(measureRecord);
+}
 
-/// Reads runs of records, in as few system calls as there are runs.
+/// Reads runs of records, in as few system calls as there are runs, for any number of threads.
 class OvtReader {
  public:
   /// False when the file can't be opened or is a folder. A file too short for its header has no records.
@@ -54,13 +72,13 @@ class OvtReader {
 
   /// Packed records from `first` on into `records`, at most `count` of them; the number of whole records
   /// read.
-  int64_t ReadPoints(int64_t first, int64_t count, char* records);
-  int64_t ReadMeasures(int64_t first, int64_t count, char* records);
+  int64_t ReadPoints(int64_t first, int64_t count, char* records) const;
+  int64_t ReadMeasures(int64_t first, int64_t count, char* records) const;
 
  private:
-  int64_t Read(int64_t offset, int64_t recordBytes, int64_t count, char* records);
+  int64_t Read(int64_t offset, int64_t recordBytes, int64_t count, char* records) const;
 
-  std::ifstream File;
+  InputFile File;
   int32_t nHeaderPointNum = 0, nHeaderMeasureNum = 0;
   int32_t nPointNum = 0, nMeasureNum = 0;
 };

@@ -4,23 +4,39 @@
 
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
-#include "block/OvtRange.h"
+#include "block/OvtMeasures.h"
 #include "run/BundleAdjustment.h"
+#include "run/LargeArray.h"
+#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {
 
-constexpr int64_t kPointsAtOnce = 16384;
+/// Object points of one piece of work: as many as, with their image points, stay in a cache.
+constexpr int64_t kPiecePoints = 4096;
 
-/// Cuts the image points of every point to those that it may take; the number of image points that remain.
-int64_t CutToMeasures(std::vector<ObjectPointRecord>& points, int64_t measureNum) {
-  OvtRangeCheck ranges(measureNum);
-  int64_t sum = 0;
-  for (ObjectPointRecord& point : points) {
-    point.nImagePointNum = ranges.Take(point.nFirstImagePoint, point.nImagePointNum);
-    sum += point.nImagePointNum;
+/// What one thread makes of a piece.
+struct Piece {
+  std::vector<char> Records;
+  std::vector<ObjectPointRecord> Points;
+  std::vector<ImagePointRecord> ImagePoints;
+  bool bPlain = false;
+};
+
+int64_t PieceNum(int64_t count) { return (count + kPiecePoints - 1) / kPiecePoints; }
+
+template <typename T>
+void Append(const std::vector<T>& from, std::vector<T>& to) {
+  to.insert(to.end(), from.begin(), from.end());
+}
+
+void DecodePoints(const OvtReader& file, int64_t first, int64_t count, Piece& piece) {
+  piece.Records.resize(static_cast<size_t>(count * kOvtPointBytes));
+  const int64_t read = file.ReadPoints(first, count, piece.Records.data());
+  piece.Points.clear();
+  for (int64_t i = 0; i < read; ++i) {
+    piece.Points.push_back(MakeObjectPoint(DecodeOvtPoint(piece.Records.data() + i * kOvtPointBytes)));
   }
-  return sum;
 }
 
 }  // namespace
@@ -29,33 +45,94 @@ int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& i
   const PointSectionTable::Range range = Sections.ObjectPoints[static_cast<size_t>(section)];
   const bool withGcp = range.nLast + 1 > file.PointNum();
   const int64_t pointNum = std::clamp<int64_t>(file.PointNum() - range.nFirst, 0, range.Count());
-  pObjectPoints.reserve(static_cast<size_t>(pointNum + (withGcp ? nGcpNum : 0)));
+  ReserveLarge(pObjectPoints, static_cast<size_t>(pointNum + (withGcp ? nGcpNum : 0)));
 
-  std::vector<char> records(
-      static_cast<size_t>(std::clamp<int64_t>(pointNum, 1, kPointsAtOnce) * kOvtPointBytes));
-  while (static_cast<int64_t>(pObjectPoints.size()) < pointNum) {
-    const auto done = static_cast<int64_t>(pObjectPoints.size());
-    const int64_t read =
-        file.ReadPoints(range.nFirst + done, std::min(kPointsAtOnce, pointNum - done), records.data());
-    if (read == 0) break;
-    for (int64_t i = 0; i < read; ++i)
-      pObjectPoints.push_back(MakeObjectPoint(DecodeOvtPoint(records.data() + i * kOvtPointBytes)));
-  }
-  const int64_t imagePointNum = CutToMeasures(pObjectPoints, file.MeasureNum());
-  pImagePoints.reserve(static_cast<size_t>(imagePointNum + (withGcp ? nGcpImagePointNum : 0)));
+  const int64_t pieceNum = PieceNum(pointNum);
+  const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
+  std::vector<Piece> pieces(static_cast<size_t>(threads));
+  OvtRangeCheck ranges(file.MeasureNum());
+  int64_t imagePointNum = 0;
+  bool readable = true;
+  ParallelInOrder(
+      pieceNum, threads,
+      [&](int64_t i, int k) {
+        const int64_t done = i * kPiecePoints;
+        DecodePoints(file, range.nFirst + done, std::min(kPiecePoints, pointNum - done),
+                     pieces[static_cast<size_t>(k)]);
+      },
+      [&](int64_t i, int k) {
+        std::vector<ObjectPointRecord>& points = pieces[static_cast<size_t>(k)].Points;
+        if (!readable) return;
+        readable = std::ssize(points) == std::min(kPiecePoints, pointNum - i * kPiecePoints);
+        for (ObjectPointRecord& point : points) {
+          point.nImagePointNum = ranges.Take(point.nFirstImagePoint, point.nImagePointNum);
+          imagePointNum += point.nImagePointNum;
+        }
+        Append(points, pObjectPoints);
+      });
+  pieces.clear();
+  ReserveLarge(pImagePoints, static_cast<size_t>(imagePointNum + (withGcp ? nGcpImagePointNum : 0)));
   const int result = ReadOvtMeasures(range.nFirst, file);
   count = static_cast<int64_t>(pObjectPoints.size());
   imageCount = static_cast<int64_t>(pImagePoints.size());
   return result;
 }
 
-int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, OvtReader& file) {
+int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, const OvtReader& file) {
   const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
-  OvtMeasureWindow window(file);
-  bool readable = true;
+  // The cameras as they are now: a piece that has to enlarge one is taken again, in its turn.
+  const std::vector<CameraHalf> halves = MakeCameraHalves(pIop);
+  const int64_t pieceNum = PieceNum(std::ssize(pObjectPoints));
+  const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
+  std::vector<Piece> pieces(static_cast<size_t>(threads));
+  std::vector<OvtMeasureWindow> windows(static_cast<size_t>(threads), OvtMeasureWindow(file));
+  const auto pointsOf = [&](int64_t i) {
+    const std::span<ObjectPointRecord> points(pObjectPoints);
+    const auto first = static_cast<size_t>(i * kPiecePoints);
+    return points.subspan(first, std::min<size_t>(kPiecePoints, points.size() - first));
+  };
   int result = 1;
-  for (size_t p = 0; p < pObjectPoints.size(); ++p) {
-    ObjectPointRecord& point = pObjectPoints[p];
+  bool readable = true;
+  ParallelInOrder(
+      pieceNum, threads,
+      [&](int64_t i, int k) {
+        Piece& piece = pieces[static_cast<size_t>(k)];
+        piece.ImagePoints.clear();
+        piece.bPlain =
+            AppendPlainMeasures(pointsOf(i), static_cast<int32_t>(i * kPiecePoints), references, halves,
+                                Image_Coor_Scale, windows[static_cast<size_t>(k)], piece.ImagePoints);
+      },
+      [&](int64_t i, int k) {
+        const Piece& piece = pieces[static_cast<size_t>(k)];
+        OvtMeasureWindow& window = windows[static_cast<size_t>(k)];
+        if (readable && !piece.bPlain) {
+          window.Restart();
+          if (ReadOvtMeasuresOneByOne(i * kPiecePoints, pointsOf(i), firstPoint, references, window,
+                                      readable) != 1) {
+            result = -1;
+          }
+          return;
+        }
+        auto first = static_cast<int64_t>(pImagePoints.size());
+        if (readable) Append(piece.ImagePoints, pImagePoints);
+        for (ObjectPointRecord& point : pointsOf(i)) {
+          point.nFirstImagePoint = first;
+          if (!readable) {
+            point.nImagePointNum = 0;
+            MakePositionUsable(point);
+          }
+          first += point.nImagePointNum;
+        }
+      });
+  return result;
+}
+
+int CBundleAdjustment::ReadOvtMeasuresOneByOne(int64_t firstRow, std::span<ObjectPointRecord> points,
+                                               int64_t firstPoint, std::span<const ImageReference> references,
+                                               OvtMeasureWindow& window, bool& readable) {
+  int result = 1;
+  int64_t row = firstRow;
+  for (ObjectPointRecord& point : points) {
     const int64_t fileIndex = point.nFirstImagePoint;
     const int32_t wanted = readable ? point.nImagePointNum : 0;
     const bool usable = MakePositionUsable(point);
@@ -68,8 +145,7 @@ int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, OvtReader& file) {
       const OvtMeasure measure = DecodeOvtMeasure(record);
       // An ordinal just behind the last image passes, deliberately, as one on a deleted image.
       if (measure.nImageOrdinal < 0 || measure.nImageOrdinal > nImageFileNum) {
-        LogPrintf("Error!Image ID of the point %" PRId64 " is out of range!\n",
-                  firstPoint + static_cast<int64_t>(p));
+        LogPrintf("Error!Image ID of the point %" PRId64 " is out of range!\n", firstPoint + row);
         result = -1;
         readable = false;
         break;
@@ -80,11 +156,12 @@ int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, OvtReader& file) {
         LogPrintf("Image ID is invalid:%" PRId64 " %d\n", fileIndex + m, measure.nImageOrdinal);
       }
       pImagePoints.push_back(MakeImagePoint(usable ? reference : ImageReference{}, measure.x, measure.y,
-                                            Image_Coor_Scale, static_cast<int32_t>(p)));
+                                            Image_Coor_Scale, static_cast<int32_t>(row)));
       ++point.nImagePointNum;
       const int32_t camera = pImagePoints.back().nCamera;
       if (camera >= 0) EnlargeCamera(pIop[static_cast<size_t>(camera)], measure.x, measure.y);
     }
+    ++row;
   }
   return result;
 }

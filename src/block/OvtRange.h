@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <vector>
 
 #include "block/OvtFile.h"
@@ -44,25 +45,30 @@ class OvtRangeCheck {
 /// A window over the image point records, read on in large pieces.
 class OvtMeasureWindow {
  public:
-  explicit OvtMeasureWindow(OvtReader& file)
+  explicit OvtMeasureWindow(const OvtReader& file)
       : File(file),
         Records(static_cast<size_t>(std::clamp<int64_t>(file.MeasureNum(), 1, kMeasuresAtOnce)) *
                 kOvtMeasureBytes) {}
 
-  /// The packed record, or null when it can't be read. Indices must not fall.
-  const char* At(int64_t index) {
+  /// The packed record, or null when it can't be read. Indices must not fall. Reads no record at `end` or
+  /// behind it.
+  const char* At(int64_t index, int64_t end = std::numeric_limits<int64_t>::max()) {
     if (index >= nFirst + nCount) {
+      const int64_t room = static_cast<int64_t>(Records.size()) / kOvtMeasureBytes;
       nFirst = index;
-      nCount =
-          File.ReadMeasures(index, static_cast<int64_t>(Records.size()) / kOvtMeasureBytes, Records.data());
+      nCount = File.ReadMeasures(index, std::min(room, end - index), Records.data());
     }
     return index < nFirst + nCount ? Records.data() + (index - nFirst) * kOvtMeasureBytes : nullptr;
   }
+  /// Records that follow each other from At(index) on, at least 1 where that isn't null.
+  int64_t Following(int64_t index) const { return nFirst + nCount - index; }
+  /// Lets the next index be a smaller one.
+  void Restart() { nFirst = nCount = 0; }
 
  private:
-  static constexpr int64_t kMeasuresAtOnce = 65536;
+  static constexpr int64_t kMeasuresAtOnce = 16384;
 
-  OvtReader& File;
+  const OvtReader& File;
   std::vector<char> Records;
   int64_t nFirst = 0, nCount = 0;
 };

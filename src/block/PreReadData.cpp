@@ -8,11 +8,38 @@
 #include "block/ProjectText.h"
 #include "block/Scan.h"
 #include "run/BundleAdjustment.h"
+#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {
 
 constexpr int64_t kRecordsAtOnce = 16384;
+
+int64_t BlockNum(int64_t records) { return (records + kRecordsAtOnce - 1) / kRecordsAtOnce; }
+
+/// What one thread reads and counts.
+struct Counter {
+  std::vector<char> Records;
+  std::vector<int32_t> OfImage;  ///< measurements on each image
+  int64_t nInvalid = -1;         ///< the first record of a block whose image can't be, -1 for none
+
+  char* Room(int64_t recordBytes) {
+    Records.resize(static_cast<size_t>(kRecordsAtOnce * recordBytes));
+    return Records.data();
+  }
+  void Count(const char* records, int64_t recordNum, size_t imageNum) {
+    OfImage.resize(imageNum);
+    nInvalid = -1;
+    for (int64_t i = 0; i < recordNum; ++i) {
+      const auto image = static_cast<size_t>(DecodeOvtImageOrdinal(records + i * kOvtMeasureBytes));
+      if (image < imageNum) {
+        ++OfImage[image];
+      } else if (nInvalid < 0) {
+        nInvalid = i;
+      }
+    }
+  }
+};
 
 }  // namespace
 
@@ -75,28 +102,41 @@ int CBundleAdjustment::PreReadOvt() {
   nTieImagePointNum = file.MeasureNum();
   pPointImageCount.assign(static_cast<size_t>(nTiePointNum), 0);
 
-  std::vector<char> records(static_cast<size_t>(kRecordsAtOnce * kOvtPointBytes));
-  for (int64_t first = 0, read = 0; first < nTiePointNum; first += read) {
-    read = file.ReadPoints(first, kRecordsAtOnce, records.data());
-    if (read == 0) break;
-    for (int64_t i = 0; i < read; ++i) {
-      const int32_t count = DecodeOvtMeasureCount(records.data() + i * kOvtPointBytes);
-      pPointImageCount[static_cast<size_t>(first + i)] = std::clamp(count, 0, file.MeasureNum());
-    }
+  // More threads than this wait for the memory, and each has a count for every image.
+  const int threads = std::min(System.ProcessorCount(), 8);
+  std::vector<Counter> counters(static_cast<size_t>(std::max(threads, 1)));
+  ParallelInOrder(
+      BlockNum(nTiePointNum), threads,
+      [&](int64_t block, int k) {
+        const int64_t first = block * kRecordsAtOnce;
+        char* records = counters[static_cast<size_t>(k)].Room(kOvtPointBytes);
+        const int64_t read = file.ReadPoints(first, kRecordsAtOnce, records);
+        for (int64_t i = 0; i < read; ++i) {
+          const int32_t count = DecodeOvtMeasureCount(records + i * kOvtPointBytes);
+          pPointImageCount[static_cast<size_t>(first + i)] = std::clamp(count, 0, file.MeasureNum());
+        }
+      },
+      [](int64_t, int) {});
+  bool valid = true;
+  ParallelInOrder(
+      BlockNum(nTieImagePointNum), threads,
+      [&](int64_t block, int k) {
+        Counter& counter = counters[static_cast<size_t>(k)];
+        char* records = counter.Room(kOvtMeasureBytes);
+        const int64_t read = file.ReadMeasures(block * kRecordsAtOnce, kRecordsAtOnce, records);
+        counter.Count(records, read, pImagePointCount.size());
+      },
+      [&](int64_t block, int k) {
+        const Counter& counter = counters[static_cast<size_t>(k)];
+        if (!valid || counter.nInvalid < 0) return;
+        valid = false;
+        LogPrintf("Image ID is invalid:%" PRId64 " %d!\n", block * kRecordsAtOnce + counter.nInvalid,
+                  DecodeOvtImageOrdinal(counter.Records.data() + counter.nInvalid * kOvtMeasureBytes));
+      });
+  for (const Counter& counter : counters) {
+    for (size_t i = 0; i < counter.OfImage.size(); ++i) pImagePointCount[i] += counter.OfImage[i];
   }
-  for (int64_t first = 0, read = 0; first < nTieImagePointNum; first += read) {
-    read = file.ReadMeasures(first, kRecordsAtOnce, records.data());
-    if (read == 0) break;
-    for (int64_t i = 0; i < read; ++i) {
-      const int32_t image = DecodeOvtImageOrdinal(records.data() + i * kOvtMeasureBytes);
-      if (image < 0 || static_cast<size_t>(image) >= pImagePointCount.size()) {
-        LogPrintf("Image ID is invalid:%" PRId64 " %d!\n", first + i, image);
-        return 0;
-      }
-      ++pImagePointCount[static_cast<size_t>(image)];
-    }
-  }
-  return 1;
+  return valid ? 1 : 0;
 }
 
 void CBundleAdjustment::PreReadGcp(const std::string& gcp) {

@@ -8,6 +8,7 @@
 #include "block/OvtRange.h"
 #include "block/ProjectText.h"
 #include "run/BundleAdjustment.h"
+#include "run/LargeArray.h"
 #include "run/TextWriter.h"
 
 namespace orvo {
@@ -69,7 +70,7 @@ int CBundleAdjustment::FilterOvtPoints(int64_t total, const std::vector<uint8_t>
     source.Close();
     return 0;
   }
-  if (newFile == nullptr) pObjectPoints.reserve(static_cast<size_t>(nObjectPointNum));
+  if (newFile == nullptr) ReserveLarge(pObjectPoints, static_cast<size_t>(nObjectPointNum));
   std::vector<int32_t> fileFirst;
   fileFirst.reserve(static_cast<size_t>(newPointCount));
   OvtRangeCheck ranges(source.MeasureNum());
@@ -125,7 +126,7 @@ void CBundleAdjustment::CopyKeptMeasures(const std::vector<int32_t>& fileFirst, 
 void CBundleAdjustment::ReadKeptMeasures(const std::vector<int32_t>& fileFirst, std::vector<int32_t>& counts,
                                          OvtReader& source) {
   const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
-  pImagePoints.reserve(static_cast<size_t>(nImagePointNum));
+  ReserveLarge(pImagePoints, static_cast<size_t>(nImagePointNum));
   OvtMeasureWindow window(source);
   for (size_t p = 0; p < pObjectPoints.size(); ++p) {
     ObjectPointRecord& point = pObjectPoints[p];
@@ -150,7 +151,7 @@ int CBundleAdjustment::FilterTextPoints(int64_t total, const std::vector<uint8_t
     LogPrintf("Total object point number is unexpected!\n");
     return 0;
   }
-  pObjectPoints.reserve(static_cast<size_t>(nObjectPointNum));
+  ReserveLarge(pObjectPoints, static_cast<size_t>(nObjectPointNum));
   SkipCamerasAndImages(file, header);
   const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
   std::vector<ImagePointRecord> measures;
@@ -183,7 +184,7 @@ int CBundleAdjustment::FilterTextPoints(int64_t total, const std::vector<uint8_t
   imagePointSum = static_cast<int64_t>(pImagePoints.size());
   nImagePointNum = nGcpImagePointNum + imagePointSum;
   LogPrintf("Sampling image points %" PRId64 " from %" PRId64 "\n", imagePointSum, nTieImagePointNum);
-  pImagePoints.reserve(static_cast<size_t>(nImagePointNum));
+  ReserveLarge(pImagePoints, static_cast<size_t>(nImagePointNum));
   return 1;
 }
 

@@ -6,16 +6,18 @@
 
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
-#include "block/ResampleCells.h"
-#include "block/ResampleScore.h"
+#include "block/ResampleOffers.h"
 #include "block/TextReader.h"
-#include "geometry/Intersection.h"
 #include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
+#include "run/ParallelFor.h"
 #include "run/TextWriter.h"
 
 namespace orvo {
 namespace {
+
+/// Object points of one piece of work.
+constexpr int64_t kPiecePoints = 4096;
 
 // Grids of this size are taken for sensible whatever the free memory is said to be.
 constexpr double kAlwaysAllowedBytes = 1073741824.0;
@@ -132,37 +134,37 @@ int CBundleAdjustment::MarkResampledPoints(int64_t total, int64_t imageTotal, st
 int CBundleAdjustment::OfferSectionPoints(int32_t section, const std::vector<ResampleView>& views,
                                           ResampleCells& cells) {
   // Only now: reading the section has made the cameras hold its measurements.
-  const std::span<const EopRecord> images = KeptImages();
-  const std::span<const IopRecord> cameras = KeptCameras();
   std::vector<ResampleGrid> grids;
-  for (const IopRecord& camera : cameras) {
+  for (const IopRecord& camera : KeptCameras()) {
     grids.emplace_back(camera, Point_Resample_Number, Image_Coor_Scale);
   }
+  const std::span<const ObjectPointRecord> points(pObjectPoints);
   const int64_t firstNumber = Sections.ObjectPoints[static_cast<size_t>(section)].nFirst + 1;
-  for (size_t i = 0; i < pObjectPoints.size(); ++i) {
-    const ObjectPointRecord& point = pObjectPoints[i];
-    const auto number = static_cast<int32_t>(firstNumber + static_cast<int64_t>(i));
-    for (int32_t m = 0; m < point.nImagePointNum; ++m) {
-      const ImagePointRecord& measure = pImagePoints[static_cast<size_t>(point.nFirstImagePoint + m)];
-      if (!IsOnKeptImage(measure, images, cameras)) continue;
-      const ResampleGrid& grid = grids[static_cast<size_t>(measure.nCamera)];
-      const ResampleCell cell = FindResampleCell(grid, measure.x, measure.y);
-      if (!cell.bInRange) {
-        LogPrintf("Image point coordinates out of range!\n");
-        return 0;
-      }
-      const int64_t index = cells.Index(measure.nImage, cell.nRow, cell.nColumn);
-      if (index < 0 || index >= cells.CellNum()) {
-        LogPrintf("Error!Grid ID is invalid! %" PRId64 " %" PRId64 "\n", index, cells.CellNum());
-        return 0;
-      }
-      const float score =
-          ComputeResampleScore(views[static_cast<size_t>(measure.nImage)], grid, cell.fDistance, point.X,
-                               point.Y, point.Z, measure.x, measure.y, point.nImagePointNum);
-      cells.Offer(index, score, number);
-    }
-  }
-  return 1;
+  const int64_t pieceNum = (std::ssize(points) + kPiecePoints - 1) / kPiecePoints;
+  const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
+  std::vector<ResampleOffers> offers(static_cast<size_t>(threads));
+  int result = 1;
+  // The cells are filled in the order of the points, on which the winner among equal scores depends.
+  ParallelInOrder(
+      pieceNum, threads,
+      [&](int64_t i, int k) {
+        const int64_t first = i * kPiecePoints, count = std::min(kPiecePoints, std::ssize(points) - first);
+        ScorePoints(points.subspan(static_cast<size_t>(first), static_cast<size_t>(count)),
+                    firstNumber + first, pImagePoints, views, grids, cells, offers[static_cast<size_t>(k)]);
+      },
+      [&](int64_t, int k) {
+        const ResampleOffers& made = offers[static_cast<size_t>(k)];
+        if (result == 0) return;
+        for (const ResampleOffer& offer : made.Offers) cells.Offer(offer.nCell, offer.fScore, offer.nNumber);
+        if (made.Fault == ResampleFault::None) return;
+        result = 0;
+        if (made.Fault == ResampleFault::OutOfRange) {
+          LogPrintf("Image point coordinates out of range!\n");
+        } else {
+          LogPrintf("Error!Grid ID is invalid! %" PRId64 " %" PRId64 "\n", made.nFaultCell, cells.CellNum());
+        }
+      });
+  return result;
 }
 
 int CBundleAdjustment::MakeResampledSection(const std::string& gcp, int64_t imagePointSum) {

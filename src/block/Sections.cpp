@@ -8,6 +8,7 @@
 #include "block/SectionPlan.h"
 #include "block/TextReader.h"
 #include "run/BundleAdjustment.h"
+#include "run/LargeArray.h"
 
 namespace orvo {
 
@@ -98,8 +99,8 @@ void CBundleAdjustment::ReserveSectionPoints(int32_t section) {
     points += nGcpNum;
     imagePoints += nGcpImagePointNum;
   }
-  pObjectPoints.reserve(static_cast<size_t>(points));
-  pImagePoints.reserve(static_cast<size_t>(std::min(imagePoints, nImagePointNum)));
+  ReserveLarge(pObjectPoints, static_cast<size_t>(points));
+  ReserveLarge(pImagePoints, static_cast<size_t>(std::min(imagePoints, nImagePointNum)));
 }
 
 }  // namespace orvo

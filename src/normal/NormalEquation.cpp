@@ -8,6 +8,7 @@
 #include "normal/BlockStore.h"
 #include "normal/ThreadBuffers.h"
 #include "run/BundleAdjustment.h"
+#include "run/LargeArray.h"
 
 namespace orvo {
 
@@ -72,6 +73,8 @@ bool CBundleAdjustment::PlanThreads(int32_t section, std::vector<int32_t>& threa
     nThreadNum = cached;
     return true;
   }
+  // The plan goes by the free memory, of which a residual file on its way holds some.
+  FinishResidualFiles();
   // A single thread has no copies that the plan could save.
   if (nThreadNum > 1 && ComputeMultithreadMemory(section) < 0) return false;
   cached = nThreadNum;
@@ -86,10 +89,10 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
     pSubMatrices.clear();
     pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
     SubMatrixStore = ZeroedArray(storeSize);
+    PreferLargePages(SubMatrixStore.get(), storeSize * sizeof(double));
   }
   if (!Apply_PCG_Model && !pDenseNormal) {
-    pDenseNormal =
-        std::make_unique<double[]>(static_cast<size_t>(nUnknownNum) * static_cast<size_t>(nUnknownNum));
+    pDenseNormal = ZeroedArray(static_cast<size_t>(nUnknownNum) * static_cast<size_t>(nUnknownNum));
   }
   pConstVector.resize(static_cast<size_t>(nUnknownNum));
 
@@ -131,8 +134,8 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
       measurementNum += count;
       largest = std::max(largest, count);
     }
-    buffers.pThreadGrossFlags[k].resize(measurementNum);
-    buffers.pThreadResiduals[k].resize(2 * measurementNum);
+    AssignZerosLarge(buffers.pThreadGrossFlags[k], measurementNum);
+    AssignZerosLarge(buffers.pThreadResiduals[k], 2 * measurementNum);
     buffers.pThreadRowFlags[k].resize(static_cast<size_t>(layout.PointRows()));
     buffers.pThreadScratch.emplace_back(static_cast<int64_t>(largest), layout);
     if (k > 0 || !Apply_PCG_Model) buffers.pThreadBlocks[k] = ZeroedArray(storeSize);

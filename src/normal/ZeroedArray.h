@@ -21,6 +21,9 @@ class ZeroedArray {
   }
   double* get() const { return pData.get(); }
   size_t size() const { return nSize; }
+  double& operator[](size_t index) { return pData.get()[index]; }
+  double operator[](size_t index) const { return pData.get()[index]; }
+  explicit operator bool() const { return pData != nullptr; }
 
  private:
   struct Free {

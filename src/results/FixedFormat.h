@@ -22,27 +22,54 @@ inline constexpr double kLimit =
     9.999999999e9;                          ///< four digits before the point: twelve characters with a sign
 inline constexpr double kRounder = 0x1p52;  ///< added, it rounds to an integer, halves to even
 
-inline constexpr char kPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839404142434445464748495051"
-    "525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
+/// Without a branch: nobody foretells the sign of a residual.
+inline double Magnitude(double value) {
+  return std::bit_cast<double>(std::bit_cast<uint64_t>(value) << 1 >> 1);
+}
 
-/// Twelve characters: blanks, sign, `millionths` below 1e10 with the point before its last six digits.
+/// All that twelve characters can hold before and behind the point, ready to be copied.
+struct DigitTables {
+  static constexpr uint32_t kWholes = 1000;
+  char Whole[2 * kWholes][8];  ///< "    0.", "    1.", ..., then the same with a minus sign
+  char Three[1000][4];         ///< "000", "001", ...
+};
+
+constexpr DigitTables MakeDigitTables() {
+  DigitTables tables{};
+  for (uint32_t n = 0; n < DigitTables::kWholes; ++n) {
+    char(&three)[4] = tables.Three[n];
+    three[0] = static_cast<char>('0' + n / 100);
+    three[1] = static_cast<char>('0' + n / 10 % 10);
+    three[2] = static_cast<char>('0' + n % 10);
+    const int leading = n < 10 ? 2 : n < 100 ? 1 : 0;
+    for (uint32_t negative = 0; negative < 2; ++negative) {
+      char(&whole)[8] = tables.Whole[n + DigitTables::kWholes * negative];
+      whole[0] = whole[1] = ' ';
+      for (int i = 0; i < 3; ++i) whole[2 + i] = i < leading ? ' ' : three[i];
+      if (negative != 0) whole[1 + leading] = '-';
+      whole[5] = '.';
+    }
+  }
+  return tables;
+}
+
+inline constexpr DigitTables kDigits = MakeDigitTables();
+
+/// Twelve characters: blanks, sign, `millionths` below 1e10 with the point before its last six digits. The
+/// character behind them is touched.
 inline char* WriteMillionths(char* out, uint64_t millionths, bool negative) {
   const auto whole = static_cast<uint32_t>(millionths / 1000000);
   const auto rest = static_cast<uint32_t>(millionths % 1000000);
-  std::memset(out, ' ', 4);
-  char* const point = out + 5;
-  char* head = point;
-  uint32_t digits = whole;
-  do {
-    *--head = static_cast<char>('0' + digits % 10);
-    digits /= 10;
-  } while (digits != 0);
-  if (negative) head[-1] = '-';
-  *point = '.';
-  std::memcpy(point + 1, kPairs + 2 * (rest / 10000), 2);
-  std::memcpy(point + 3, kPairs + 2 * (rest / 100 % 100), 2);
-  std::memcpy(point + 5, kPairs + 2 * (rest % 100), 2);
+  if (whole < DigitTables::kWholes) {
+    std::memcpy(out, kDigits.Whole[whole + (negative ? DigitTables::kWholes : 0)], 8);
+  } else {
+    out[0] = negative ? '-' : ' ';
+    out[1] = static_cast<char>('0' + whole / 1000);
+    std::memcpy(out + 2, kDigits.Three[whole % 1000], 3);
+    out[5] = '.';
+  }
+  std::memcpy(out + 6, kDigits.Three[rest / 1000], 4);
+  std::memcpy(out + 9, kDigits.Three[rest % 1000], 4);
   return out + 12;
 }
 
@@ -54,7 +81,7 @@ inline char* WriteMillionths(char* out, uint64_t millionths, bool negative) {
 inline char* WriteFixed(char* out, float value) {
   using namespace fixed_format;
   const auto wide = static_cast<double>(value);
-  const double millionths = (wide < 0 ? -wide : wide) * kOne;
+  const double millionths = Magnitude(wide) * kOne;
   if (!(millionths < kLimit)) return WriteSlowly(out, wide);
   const auto rounded = std::bit_cast<uint64_t>(millionths + kRounder) - std::bit_cast<uint64_t>(kRounder);
   return WriteMillionths(out, rounded, std::bit_cast<uint32_t>(value) >> 31 != 0);
@@ -64,7 +91,7 @@ inline char* WriteFixed(char* out, float value) {
 /// so a fraction that stands closer to a half is left to the C library.
 inline char* WriteFixed(char* out, double value) {
   using namespace fixed_format;
-  const double millionths = (value < 0 ? -value : value) * kOne;
+  const double millionths = Magnitude(value) * kOne;
   if (!(millionths < kLimit)) return WriteSlowly(out, value);
   const double integer = (millionths + kRounder) - kRounder;
   const double remainder = millionths - integer;

@@ -1,12 +1,36 @@
 // Corrections_%d.txt and Residuals_%d_%d.res: what an iteration leaves behind.
 #include <algorithm>
 
+#include <utility>
+
 #include "normal/ThreadBuffers.h"
 #include "results/NumberText.h"
-#include "results/ResidualLines.h"
+#include "results/ResidualWriter.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
+namespace {
+
+constexpr int64_t kSmallListing = 4 << 20;
+
+void MoveResiduals(ThreadBuffers& buffers, ResidualListing& listing) {
+  listing.Parts.resize(buffers.pThreadPointNum.size());
+  for (size_t t = 0; t < listing.Parts.size(); ++t) {
+    ResidualListing::Part& part = listing.Parts[t];
+    part.Residuals.swap(buffers.pThreadResiduals[t]);
+    part.Flags.swap(buffers.pThreadGrossFlags[t]);
+    part.nPointNum = static_cast<size_t>(std::max(buffers.pThreadPointNum[t], 0));
+  }
+}
+
+void MoveResidualsBack(ResidualListing& listing, ThreadBuffers& buffers) {
+  for (size_t t = 0; t < listing.Parts.size(); ++t) {
+    listing.Parts[t].Residuals.swap(buffers.pThreadResiduals[t]);
+    listing.Parts[t].Flags.swap(buffers.pThreadGrossFlags[t]);
+  }
+}
+
+}  // namespace
 
 int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
   TextWriter file;
@@ -31,30 +55,43 @@ int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
 }
 
 int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
-  TextWriter file;
-  if (!file.Open(JoinPath(
-          szOutputPath, "Residuals_" + std::to_string(iteration) + "_" + std::to_string(section) + ".res"))) {
-    ++nOutputFailureNum;
-    return 0;
-  }
-  ResidualSummary summary;
-  const size_t threads = pThreadBuffers ? pThreadBuffers->pThreadPointNum.size() : 0;
-  for (size_t t = 0; t < threads; ++t) {
-    ThreadBuffers& work = *pThreadBuffers;
-    const std::vector<int32_t>& flags = work.pThreadGrossFlags[t];
-    std::vector<float>& residuals = work.pThreadResiduals[t];
-    const size_t count = std::min(
-        {static_cast<size_t>(std::max(work.pThreadPointNum[t], 0)), flags.size(), residuals.size() / 2});
-    const std::span<float> xy(residuals.data(), 2 * count);
-    DivideResiduals(xy, Image_Coor_Scale);
-    WriteResidualLines(file, xy, {flags.data(), count}, summary);
-  }
+  const std::string path = JoinPath(
+      szOutputPath, "Residuals_" + std::to_string(iteration) + "_" + std::to_string(section) + ".res");
   const double s = Image_Coor_Scale;
-  WriteResidualTail(file, {fMeanResidualX / s, fMeanResidualY / s, fRmsResidualX / s, fRmsResidualY / s,
-                           summary.fMaxX, summary.fMaxY, summary.fMinX, summary.nGrossNum, summary.nPointNum,
-                           dControlResidual, dCheckResidual});
-  if (!file.Close()) ++nOutputFailureNum;
-  return 1;
+  ResidualListing listing;
+  listing.fScale = s;
+  listing.fMeanX = fMeanResidualX / s;
+  listing.fMeanY = fMeanResidualY / s;
+  listing.fRmsX = fRmsResidualX / s;
+  listing.fRmsY = fRmsResidualY / s;
+  std::ranges::copy(dControlResidual, listing.Control.begin());
+  std::ranges::copy(dCheckResidual, listing.Check.begin());
+  if (pThreadBuffers) MoveResiduals(*pThreadBuffers, listing);
+  const int processors = System.ProcessorCount();
+  bool created;
+  if (pResidualWriter) {
+    const int64_t bytes = listing.Bytes();
+    // A few threads keep up with any assembly, and the solver wants the others.
+    created = pResidualWriter->Start(path, std::move(listing), std::clamp(processors / 2, 1, 4));
+    // What comes next may need all that is left of a small memory.
+    if (bytes > kSmallListing && bytes > System.FreePhysicalBytes() / 8) FinishResidualFiles();
+  } else {
+    TextWriter file;
+    created = file.Open(path);
+    if (created) WriteResidualFile(file, listing, processors);
+    if (created && !file.Close()) ++nOutputFailureNum;
+    if (pThreadBuffers) MoveResidualsBack(listing, *pThreadBuffers);
+  }
+  if (!created) ++nOutputFailureNum;
+  return created ? 1 : 0;
+}
+
+void CBundleAdjustment::WriteResidualsBesideTheRun() {
+  if (!pResidualWriter) pResidualWriter = std::make_unique<ResidualWriter>();
+}
+
+void CBundleAdjustment::FinishResidualFiles() {
+  if (pResidualWriter) nOutputFailureNum += pResidualWriter->Finish();
 }
 
 }  // namespace orvo

@@ -15,16 +15,25 @@ struct ResidualSummary {
   float fMinX = 1e30f, fMinY = 1e30f;
   int64_t nGrossNum = 0;
   int64_t nPointNum = 0;
+
+  /// Adds the measurements of `next`, which stand behind those of this one. Of equal extremes the first
+  /// stays: zeros print with their sign.
+  void Append(const ResidualSummary& next);
 };
 
-/// Divides the residuals (x, y of each measurement, working image units) by `scale`, in place, to single
-/// precision.
-void DivideResiduals(std::span<float> residuals, double scale);
+/// Measurements that follow each other: x, y of each (working image units) and its flag, 0, or other than 0
+/// for gross. `Residuals` holds two values for each flag.
+struct ResidualSlice {
+  std::span<float> Residuals;
+  std::span<const int32_t> Flags;
+};
 
-/// One line "%12.6lf\t%12.6lf\t %d\n" per flag with x, y and the flag (0, or other than 0 for gross), and
-/// adds the measurements to the summary. `residuals` holds two values for each flag.
-void WriteResidualLines(TextWriter& file, std::span<const float> residuals, std::span<const int32_t> flags,
-                        ResidualSummary& summary);
+/// Divides the residuals by `scale`, in place, to single precision, and writes one line
+/// "%12.6lf\t%12.6lf\t %d\n" for each measurement, slice after slice. Formats on up to `threads` threads, of
+/// which the calling one is the first; the file is the same with any number. Returns what the lines add up
+/// to.
+ResidualSummary WriteResidualLines(TextWriter& file, std::span<const ResidualSlice> slices, double scale,
+                                   int threads);
 
 /// Everything that stands below the lines. Image figures in file image units; control and check: mean X, Y,
 /// Z, RMSE X, Y, Z in object units.

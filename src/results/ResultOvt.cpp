@@ -5,45 +5,72 @@
 #include "block/ProjectForm.h"
 #include "results/OutputFile.h"
 #include "run/BundleAdjustment.h"
+#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {
 
-constexpr int64_t kBlockPoints = 15000, kBlockMeasures = 65536;  ///< about a megabyte each
+constexpr int64_t kBlockPoints = 8192, kBlockMeasures = 32768;  ///< about half a megabyte each
 constexpr int64_t kMaxChunk = 100000000;
 
-/// Copies the records from `first` on with the coordinates of `points` in place of their own; the number of
-/// records written.
-int64_t CopyPoints(OvtReader& input, int64_t first, std::span<const ObjectPointRecord> points,
-                   TextWriter& output) {
-  const auto total = static_cast<int64_t>(points.size());
-  std::vector<char> records(static_cast<size_t>(kOvtPointBytes * std::min(kBlockPoints, total)));
-  int64_t done = 0;
-  while (done < total) {
-    const int64_t got = input.ReadPoints(first + done, std::min(kBlockPoints, total - done), records.data());
-    for (int64_t i = 0; i < got; ++i) {
-      const ObjectPointRecord& point = points[static_cast<size_t>(done + i)];
-      EncodeOvtPosition(point.X, point.Y, point.Z, records.data() + kOvtPointBytes * i);
-    }
-    output.Write(records.data(), static_cast<size_t>(kOvtPointBytes * got));
-    done += got;
-    if (got == 0) break;
+/// Copies `count` records of `recordBytes` each in blocks of `blockRecords`. read(done, n, records) reads n
+/// records, changes what is to be changed in them and tells how many it got; blocks are read on up to
+/// `threads` threads and written in their order. The number of records written before the first that is
+/// missing.
+template <typename Read>
+int64_t CopyRecords(int64_t count, int64_t recordBytes, int64_t blockRecords, int threads, const Read& read,
+                    TextWriter& output) {
+  struct Block {
+    std::vector<char> Records;
+    int64_t nCount = 0;
+  };
+  const int64_t blockNum = (count + blockRecords - 1) / blockRecords;
+  const int workers = ParallelThreadNum(blockNum, threads);
+  std::vector<Block> blocks(static_cast<size_t>(workers));
+  for (Block& block : blocks) {
+    block.Records.resize(
+        static_cast<size_t>(recordBytes * std::min(blockRecords, std::max<int64_t>(count, 0))));
   }
+  int64_t done = 0;
+  ParallelInOrder(
+      blockNum, workers,
+      [&](int64_t i, int k) {
+        Block& block = blocks[static_cast<size_t>(k)];
+        const int64_t first = i * blockRecords;
+        block.nCount = read(first, std::min(blockRecords, count - first), block.Records.data());
+      },
+      [&](int64_t i, int k) {
+        if (done < i * blockRecords) return;
+        const Block& block = blocks[static_cast<size_t>(k)];
+        output.Write(block.Records.data(), static_cast<size_t>(recordBytes * block.nCount));
+        done += block.nCount;
+      });
   return done;
 }
 
+/// Copies the records from `first` on with the coordinates of `points` in place of their own; the number of
+/// records written.
+int64_t CopyPoints(const OvtReader& input, int64_t first, std::span<const ObjectPointRecord> points,
+                   int threads, TextWriter& output) {
+  return CopyRecords(
+      std::ssize(points), kOvtPointBytes, kBlockPoints, threads,
+      [&](int64_t done, int64_t count, char* records) {
+        const int64_t got = input.ReadPoints(first + done, count, records);
+        for (int64_t i = 0; i < got; ++i) {
+          const ObjectPointRecord& point = points[static_cast<size_t>(done + i)];
+          EncodeOvtPosition(point.X, point.Y, point.Z, records + kOvtPointBytes * i);
+        }
+        return got;
+      },
+      output);
+}
+
 /// Copies image records as they are; the number copied.
-int64_t CopyMeasures(OvtReader& input, int64_t first, int64_t count, TextWriter& output) {
-  std::vector<char> records(static_cast<size_t>(kOvtMeasureBytes * std::min(kBlockMeasures, count)));
-  int64_t done = 0;
-  while (done < count) {
-    const int64_t got =
-        input.ReadMeasures(first + done, std::min(kBlockMeasures, count - done), records.data());
-    output.Write(records.data(), static_cast<size_t>(kOvtMeasureBytes * got));
-    done += got;
-    if (got == 0) break;
-  }
-  return done;
+int64_t CopyMeasures(const OvtReader& input, int64_t first, int64_t count, int threads, TextWriter& output) {
+  return CopyRecords(
+      count, kOvtMeasureBytes, kBlockMeasures, threads,
+      [&](int64_t done, int64_t n, char* records) { return input.ReadMeasures(first + done, n, records); },
+      output);
 }
 
 }  // namespace
@@ -103,7 +130,8 @@ int64_t CBundleAdjustment::WriteOvtSection(int32_t section, OvtReader& input, Te
     ComputeTiePointsThreaded(section);
     LogPrintf("Writing tie point 3D coordinates...\n");
     LogPrintf("Number:%" PRId64 "\n", count);
-    count = CopyPoints(input, range.nFirst, {pObjectPoints.data(), static_cast<size_t>(count)}, output);
+    count = CopyPoints(input, range.nFirst, {pObjectPoints.data(), static_cast<size_t>(count)},
+                       System.ProcessorCount(), output);
   }
   ReleaseSectionPoints();
   return count;
@@ -120,7 +148,7 @@ bool CBundleAdjustment::CopyOvtMeasures(OvtReader& input, TextWriter& output) {
   for (int64_t i = 0; i < chunkNum; ++i) {
     const int64_t count = i + 1 < chunkNum ? chunk : total - chunk * i;
     LogPrintf("Image point number in section %" PRId64 ": %" PRId64 "\n", i, count);
-    copied += CopyMeasures(input, chunk * i, count, output);
+    copied += CopyMeasures(input, chunk * i, count, System.ProcessorCount(), output);
   }
   return copied == total;
 }

@@ -4,6 +4,7 @@
 
 #include "normal/BlockIndex.h"
 #include "normal/ThreadBuffers.h"
+#include "results/ResidualWriter.h"
 
 namespace orvo {
 namespace {
@@ -72,7 +73,7 @@ int CBundleAdjustment::ReleaseSubMatrixIndex() {
 int CBundleAdjustment::ReleaseNormalEquation() {
   Free(pSubMatrices);
   SubMatrixStore = ZeroedArray();
-  pDenseNormal.reset();
+  pDenseNormal = ZeroedArray();
   Free(pConstVector);
   return 1;
 }

@@ -19,10 +19,13 @@
 namespace orvo {
 
 class BlockIndex;
+class OvtMeasureWindow;
 class OvtReader;
 class ResampleCells;
+class ResidualWriter;
 class TextReader;
 class TextWriter;
+struct ImageReference;
 struct ProjectHeader;
 struct ResampleView;
 struct ThreadBuffers;
@@ -130,7 +133,7 @@ class CBundleAdjustment {
   std::vector<SubMatrix> pSubMatrices;      ///< sparse form: upper block triangle
   ZeroedArray SubMatrixStore;               ///< sparse form: data of all blocks that points fill
   std::unique_ptr<BlockIndex> pBlockIndex;  ///< places of blocks in a store; made from pSubMatrixRows
-  std::unique_ptr<double[]> pDenseNormal;   ///< dense form: nUnknownNum squared, row-major
+  ZeroedArray pDenseNormal;                 ///< dense form: nUnknownNum squared, row-major
   std::vector<double> pConstVector;
   std::vector<double> pPosParams;                 ///< nGroupNum times nPosSize drift parameters
   std::unique_ptr<ThreadBuffers> pThreadBuffers;  ///< work of the assembly threads
@@ -228,7 +231,11 @@ class CBundleAdjustment {
   void DeleteImagesWithoutCamera();
   void ReadSectionTiePoints(int32_t section, const std::string& project, int64_t& count, int64_t& imageCount);
   void ReserveSectionPoints(int32_t section);
-  int ReadOvtMeasures(int64_t firstPoint, OvtReader& file);
+  int ReadOvtMeasures(int64_t firstPoint, const OvtReader& file);
+  /// The same for the points from row `firstRow` on, in the order of the file; -1 at an image that can't be.
+  int ReadOvtMeasuresOneByOne(int64_t firstRow, std::span<ObjectPointRecord> points, int64_t firstPoint,
+                              std::span<const ImageReference> references, OvtMeasureWindow& window,
+                              bool& readable);
   /// Adds a control or check point among the tie points of a text project to the counts, once.
   void CountTextPoint(int64_t ordinal, int32_t type);
   /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches cleared without a
@@ -360,6 +367,11 @@ class CBundleAdjustment {
   /// Writes Residuals_<iteration>_<section>.res from the thread buffers, whose residuals it turns into file
   /// image units; 1, or 0 when it can't be opened.
   int WriteResidualsCpu(int32_t iteration, int32_t section);
+  /// From here on WriteResidualsCpu takes the residuals out of the thread buffers, creates the file and
+  /// returns while it is being written.
+  void WriteResidualsBesideTheRun();
+  /// Waits until the last residual file is whole and its memory free, and counts what failed.
+  void FinishResidualFiles();
   /// Writes OrvoAdjustReport.txt and ObjectPointError.xyz; 1, or 0 when one can't be opened. Turns the image
   /// statistics into file image units and renews those of control and check points.
   int WriteReport();
@@ -367,6 +379,7 @@ class CBundleAdjustment {
  private:
   void LogText(const char* format, std::va_list arguments, bool toLog) __attribute__((format(printf, 2, 0)));
   std::FILE* fConsole;
+  std::unique_ptr<ResidualWriter> pResidualWriter;
   std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
 };
 

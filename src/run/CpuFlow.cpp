@@ -45,7 +45,11 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   }
   LogPrintf(">>Computing sub-matrix position...\n");
   if (ComputeSubMatrixPosition() == 0) return 0;
-  if (RunCpuIterations() == 0) return 0;
+  WriteResidualsBesideTheRun();
+  if (RunCpuIterations() == 0) {
+    FinishResidualFiles();
+    return 0;
+  }
 
   if (Coor_Normalization) {
     LogPrintf(">>Unnormalizing data...\n");
@@ -57,6 +61,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   LogPrintf(">>Out put adjustment report...\n");
   WriteReport();
   // The last pass reads the sections once more and may need all of the memory for them.
+  FinishResidualFiles();
   ReleaseThreadBuffers();
   ReleaseNormalEquation();
   ReleasePosData();
@@ -118,10 +123,13 @@ int CBundleAdjustment::RunCpuIterations() {
     if (AddDampingCoefficients(iteration) == 0) return 0;
     LogPrintf(">>>>Solving normal equation and update unknowns %d...\n", iteration);
     if (SolveAndUpdate(iteration) == 0) return 0;
-    ReleaseNormalEquation();
+    // The solution leaves the dense matrix cleared, and its memory is kept: to get it anew from the system
+    // would take longer than to clear it.
+    if (Apply_PCG_Model) ReleaseNormalEquation();
     if (bConverged) break;
     ++iteration;
   } while (iteration < Max_LM_Iteration_Num);
+  ReleaseNormalEquation();
   SetLmIterationDone(iteration);
   return 1;
 }
@@ -151,8 +159,7 @@ void CBundleAdjustment::MakeNormalEquation() {
     if (pSubMatrices.empty()) pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
     ClearSubMatrices(pSubMatrices);
   } else if (!pDenseNormal) {
-    // Preprocessing has made it for the first iteration, and each iteration frees it.
-    pDenseNormal = std::make_unique<double[]>(order * order);
+    pDenseNormal = ZeroedArray(order * order);
   }
 }
 

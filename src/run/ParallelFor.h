@@ -11,4 +11,14 @@ namespace orvo {
 /// grants no more. `task` must not throw.
 void ParallelFor(int64_t count, int threads, const std::function<void(int64_t)>& task);
 
+/// How many of `threads` threads find something to do among `count` pieces; at least 1.
+int ParallelThreadNum(int64_t count, int threads);
+
+/// The same for work whose results are taken one after the other. Calls make(i, k) for each i in [0, count),
+/// on up to `threads` threads, and behind it, on the same thread, take(i, k): that in the order of i and
+/// never two at a time. k, below `threads`, numbers the threads, so that each can have a place of its own for
+/// what it makes.
+void ParallelInOrder(int64_t count, int threads, const std::function<void(int64_t, int)>& make,
+                     const std::function<void(int64_t, int)>& take);
+
 }  // namespace orvo

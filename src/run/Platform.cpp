@@ -1,10 +1,13 @@
 #include "run/Platform.h"
 
+#include <fcntl.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <fstream>
@@ -104,6 +107,53 @@ Platform NativePlatform() {
           FolderIsWritable,
           [] { return std::min(AvailableBytesOfKernel(), AvailableBytesOfControlGroup()); },
           ProcessorCount};
+}
+
+bool InputFile::Open(const std::string& path) {
+  Close();
+  nHandle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat status {};
+  if (nHandle >= 0 && (::fstat(nHandle, &status) != 0 || S_ISDIR(status.st_mode))) Close();
+  return IsOpen();
+}
+
+void InputFile::Close() {
+  if (nHandle >= 0) ::close(nHandle);
+  nHandle = -1;
+}
+
+int64_t InputFile::Size() const {
+  struct stat status {};
+  return IsOpen() && ::fstat(nHandle, &status) == 0 && S_ISREG(status.st_mode)
+             ? static_cast<int64_t>(status.st_size)
+             : 0;
+}
+
+int64_t InputFile::ReadAt(int64_t offset, void* data, int64_t bytes) const {
+  int64_t done = 0;
+  while (done < bytes) {
+    const auto wanted = static_cast<size_t>(bytes - done);
+    const ssize_t got =
+        ::pread(nHandle, static_cast<char*>(data) + done, wanted, static_cast<off_t>(offset + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    done += got;
+  }
+  return done;
+}
+
+void PreferLargePages(const void* data, size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  constexpr size_t kWorthwhile = size_t{4} << 20;
+  if (bytes < kWorthwhile) return;
+  const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const uintptr_t begin = (reinterpret_cast<uintptr_t>(data) + page - 1) / page * page;
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(data) + bytes) / page * page;
+  ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+  static_cast<void>(data);
+  static_cast<void>(bytes);
+#endif
 }
 
 std::string JoinPath(const std::string& folder, const std::string& name) {

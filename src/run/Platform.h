@@ -1,6 +1,7 @@
 // Everything that is asked of the operating system.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -23,6 +24,31 @@ struct Platform {
 
 /// The machine as it is: memory bounded by the process's control group, processors by its affinity mask.
 Platform NativePlatform();
+
+/// A file that any number of threads read from, each at places of its own choice.
+class InputFile {
+ public:
+  InputFile() = default;
+  ~InputFile() { Close(); }
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+
+  /// False when the file can't be opened or is a folder.
+  bool Open(const std::string& path);
+  void Close();
+  bool IsOpen() const { return nHandle >= 0; }
+  /// Bytes in the file, 0 where it is no file on a disk.
+  int64_t Size() const;
+  /// Fills `data`; the number of bytes read, fewer only at the end of the file or where it can't be read.
+  int64_t ReadAt(int64_t offset, void* data, int64_t bytes) const;
+
+ private:
+  int nHandle = -1;
+};
+
+/// Asks for large pages behind memory that nobody has touched yet: what is filled from end to end is backed
+/// in few steps then. Nothing but time depends on it.
+void PreferLargePages(const void* data, size_t bytes);
 
 /// Separator of new paths.
 inline constexpr char kPathSeparator = '/';

@@ -9,7 +9,8 @@
 
 namespace orvo {
 
-/// Writes in large blocks. A write that fails (a full disk) is remembered and told by Close; nothing throws.
+/// Writes in large blocks: small pieces are gathered, large ones go straight from the caller's memory to the
+/// system. A write that fails (a full disk) is remembered and told by Close; nothing throws.
 class TextWriter {
  public:
   TextWriter() = default;
@@ -29,7 +30,12 @@ class TextWriter {
   bool Close();
 
  private:
+  void Flush();
+  void WriteThrough(std::string_view text);
+
   std::FILE* fFile = nullptr;
+  std::unique_ptr<char[]> pBuffer;
+  size_t nBuffered = 0;
   bool bFailed = false;
 };
 

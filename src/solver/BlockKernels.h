@@ -5,35 +5,50 @@
 
 namespace orvo {
 
-/// Blocks of one block row that have the same size, one behind the other.
+/// Blocks of one block row that have the same size.
 struct BlockStrip {
   int32_t nRow = 0;  ///< scalar position of the block row
   int32_t nRows = 0, nCols = 0;
   int32_t nFirstBlock = 0;  ///< index of its first block among the column positions
   int32_t nBlockNum = 0;
-  int64_t nOffset = 0;  ///< of its first value; the blocks follow each other, row-major
+  const double* pValues = nullptr;            ///< of the first block, row-major
+  int64_t nStride = 0;                        ///< from one block's values to those of the next
+  const double* const* pScattered = nullptr;  ///< each block's values, where they are not evenly spaced
 };
 
-/// Adds the strip's blocks D to both halves of a symmetric product:
-///   out[0 .. rows)  += sum of D v[column ..)
-///   mirror[column - mirrorStart ..) += D^T u[0 .. rows)   for each block
-/// `values` and `columns` start at the strip's first block; u is v at the strip's row, so that no block may
-/// lie on the diagonal.
-using StripKernel = void (*)(const BlockStrip& strip, const double* values, const int32_t* columns,
-                             const double* v, const double* u, double* out, double* mirror,
+/// One of the vectors that a strip is multiplied by.
+struct StripVectors {
+  const double* v = nullptr;
+  double* out = nullptr;
+  double* mirror = nullptr;  ///< what falls on the rows from mirrorStart on
+};
+
+/// Adds the strip's blocks D to both halves of the symmetric products with one or two vectors:
+///   out[strip row ..)  += sum of D v[column ..)
+///   mirror[column - mirrorStart ..) += D^T v[strip row ..)   for each block
+/// `columns` starts at the strip's first block. No block may lie on the diagonal.
+using StripKernel = void (*)(const BlockStrip& strip, const int32_t* columns, const StripVectors* vectors,
                              int32_t mirrorStart);
 
-/// The forms of a kernel. Portable and Avx2 give the same bits, Avx512 the same up to rounding.
+/// Adds the products with `blockNum` square blocks along the diagonal: the b-th block takes the b-th part of
+/// v and adds to the b-th part of out. Each block column by column.
+using DiagonalKernel = void (*)(const double* columns, int32_t blockNum, const double* v, double* out);
+
+/// The instruction sets that the kernels are compiled for. They give the same up to rounding, each of them
+/// the same every time.
 enum class KernelForm { Portable, Avx2, Avx512 };
 
 /// The fastest form that this processor runs; it runs those before it in the list, too.
 KernelForm BestKernelForm();
 
-/// The kernel for blocks of this size: laid out at compile time for 6x6, 6x5, 5x5 and 11x11, general for
-/// others.
-StripKernel FindStripKernel(KernelForm form, int32_t rows, int32_t cols);
+/// The kernel for blocks of this size and one or two vectors: laid out at compile time for 6x6, 6x5, 5x5 and
+/// 11x11, general for others.
+StripKernel FindStripKernel(KernelForm form, int32_t rows, int32_t cols, int32_t vectorNum = 1);
 
-/// out += A v for one row-major rows x cols matrix.
-void AddMatrixTimesVector(const double* matrix, int32_t rows, int32_t cols, const double* v, double* out);
+/// The kernel for diagonal blocks of an order: 6, 5 and 11; null for others.
+DiagonalKernel FindDiagonalKernel(KernelForm form, int32_t order);
+
+/// out += A v for one rows x cols matrix, column by column.
+void AddMatrixTimesVector(const double* columns, int32_t rows, int32_t cols, const double* v, double* out);
 
 }  // namespace orvo

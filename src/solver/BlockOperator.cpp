@@ -15,12 +15,49 @@ constexpr int32_t kPanelUnknownNum = 2048;
 
 bool HasData(const SubMatrix& block) { return block.pData != nullptr; }
 
+/// In doubles, from one place to any other.
+int64_t Distance(const double* from, const double* to) {
+  const auto bytes = reinterpret_cast<intptr_t>(to) - reinterpret_cast<intptr_t>(from);
+  return bytes / static_cast<intptr_t>(sizeof(double));
+}
+
 int64_t ValueNum(const SubMatrix& block) { return static_cast<int64_t>(block.nRows) * block.nCols; }
 
 /// The width of a block row in the vector of unknowns.
 int32_t RowWidth(std::span<const int32_t> rowPosition, int32_t order, int32_t row) {
   const auto next = static_cast<size_t>(row) + 1;
   return (next < rowPosition.size() ? rowPosition[next] : order) - rowPosition[static_cast<size_t>(row)];
+}
+
+void StoreByColumns(const double* rows, int32_t rowNum, int32_t colNum, double* columns) {
+  for (int32_t r = 0; r < rowNum; ++r) {
+    for (int32_t c = 0; c < colNum; ++c) columns[c * rowNum + r] = rows[r * colNum + c];
+  }
+}
+
+/// out += the diagonal blocks, given column by column in `values`, times v.
+void AddDiagonalProducts(std::span<const DiagonalBlock> blocks, const double* values, KernelForm form,
+                         const double* v, double* out) {
+  for (size_t i = 0, end = 0; i < blocks.size(); i = end) {
+    const DiagonalBlock& first = blocks[i];
+    // Equal blocks that follow each other without gap.
+    end = i + 1;
+    while (end < blocks.size() && blocks[end].nRows == first.nRows && blocks[end].nCols == first.nCols &&
+           blocks[end].nPosition == blocks[end - 1].nPosition + first.nRows) {
+      ++end;
+    }
+    const DiagonalKernel kernel =
+        first.nRows == first.nCols ? FindDiagonalKernel(form, first.nRows) : nullptr;
+    if (kernel) {
+      kernel(values + first.nOffset, static_cast<int32_t>(end - i), v + first.nPosition,
+             out + first.nPosition);
+      continue;
+    }
+    for (size_t k = i; k < end; ++k) {
+      AddMatrixTimesVector(values + blocks[k].nOffset, blocks[k].nRows, blocks[k].nCols,
+                           v + blocks[k].nPosition, out + blocks[k].nPosition);
+    }
+  }
 }
 
 /// Nothing of the block may fall outside its place, or rows would no longer have one owner.
@@ -68,55 +105,85 @@ struct BlockOperator::RowOrder {
 };
 
 BlockOperator::BlockOperator(std::span<const SubMatrix> blocks, std::span<const int32_t> rowPosition,
-                             int32_t order, WorkerPool& pool, KernelForm form)
-    : nOrder(std::max(order, 0)) {
+                             int32_t order, KernelForm form)
+    : nOrder(std::max(order, 0)), nForm(form) {
   const RowOrder rows(blocks, rowPosition, nOrder);
-  MakeStrips(blocks, rowPosition, rows, form);
+  MakeStrips(blocks, rowPosition, rows);
   MakeBands(rowPosition, rows);
   MakePanels();
-  pValues = std::make_unique_for_overwrite<double[]>(static_cast<size_t>(nValueNum));
-  pool.Run(static_cast<int32_t>(vBands.size()),
-           [&](int32_t band) { CopyBand(blocks, vBands[static_cast<size_t>(band)]); });
 }
 
 void BlockOperator::MakeStrips(std::span<const SubMatrix> blocks, std::span<const int32_t> rowPosition,
-                               const RowOrder& rows, KernelForm form) {
+                               const RowOrder& rows) {
   vColumns.reserve(rows.vBlocks.size());
-  vSource.reserve(rows.vBlocks.size());
-  std::vector<int32_t> diagonalSource;
-  int64_t diagonalValueNum = 0;
+  vDiagonals.reserve(rowPosition.size());
+  std::vector<const double*> places;
+  places.reserve(rows.vBlocks.size());
   for (int32_t row = 0; row < rows.RowNum(); ++row) {
     const int32_t position = rowPosition[static_cast<size_t>(row)];
     bool newRow = true, hasDiagonal = false;
     for (const int32_t id : rows.Row(row)) {
       const SubMatrix& block = blocks[static_cast<size_t>(id)];
       if (block.nCol == row) {
-        if (hasDiagonal) continue;
+        if (!hasDiagonal) TakeDiagonal(block, position);
         hasDiagonal = true;
-        vDiagonals.push_back({position, block.nRows, block.nCols, diagonalValueNum});
-        diagonalSource.push_back(id);
-        diagonalValueNum += ValueNum(block);
         continue;
       }
-      const bool joins =
-          !newRow && vStrips.back().Strip.nRows == block.nRows && vStrips.back().Strip.nCols == block.nCols;
-      if (!joins) {
-        const BlockStrip strip{position, block.nRows, block.nCols, static_cast<int32_t>(vColumns.size()),
-                               0,        nValueNum};
-        vStrips.push_back({strip, FindStripKernel(form, block.nRows, block.nCols), 0});
+      // By size alone, not by place: sums must not depend on where memory was free.
+      if (newRow || vStrips.back().Strip.nRows != block.nRows || vStrips.back().Strip.nCols != block.nCols) {
+        StripOfBand added;
+        added.Strip.nRow = position;
+        added.Strip.nRows = block.nRows;
+        added.Strip.nCols = block.nCols;
+        added.Strip.nFirstBlock = static_cast<int32_t>(vColumns.size());
+        for (int32_t h = 0; h < 2; ++h) {
+          added.fKernels[h] = FindStripKernel(nForm, block.nRows, block.nCols, h + 1);
+        }
+        vStrips.push_back(added);
         newRow = false;
       }
       ++vStrips.back().Strip.nBlockNum;
       vColumns.push_back(rowPosition[static_cast<size_t>(block.nCol)]);
-      vSource.push_back(id);
+      places.push_back(block.pData);
       nValueNum += ValueNum(block);
     }
   }
-  vDiagonalValues.resize(static_cast<size_t>(diagonalValueNum));
-  for (size_t i = 0; i < vDiagonals.size(); ++i) {
-    const SubMatrix& block = blocks[static_cast<size_t>(diagonalSource[i])];
-    std::copy_n(block.pData, ValueNum(block), vDiagonalValues.data() + vDiagonals[i].nOffset);
+  MakeSpacing(places);
+}
+
+void BlockOperator::MakeSpacing(std::span<const double* const> places) {
+  const auto placesOf = [&](const BlockStrip& strip) {
+    return places.subspan(static_cast<size_t>(strip.nFirstBlock), static_cast<size_t>(strip.nBlockNum));
+  };
+  const auto isEven = [](std::span<const double* const> of) {
+    for (size_t k = 2; k < of.size(); ++k) {
+      if (Distance(of[k - 1], of[k]) != Distance(of[0], of[1])) return false;
+    }
+    return true;
+  };
+  size_t scattered = 0;
+  for (const StripOfBand& entry : vStrips) {
+    if (!isEven(placesOf(entry.Strip))) scattered += static_cast<size_t>(entry.Strip.nBlockNum);
   }
+  vScattered.reserve(scattered);
+  for (StripOfBand& entry : vStrips) {
+    BlockStrip& strip = entry.Strip;
+    const std::span<const double* const> of = placesOf(strip);
+    strip.pValues = of[0];
+    if (isEven(of)) {
+      strip.nStride = of.size() > 1 ? Distance(of[0], of[1]) : 0;
+    } else {
+      strip.pScattered = vScattered.data() + vScattered.size();
+      vScattered.insert(vScattered.end(), of.begin(), of.end());
+    }
+  }
+}
+
+void BlockOperator::TakeDiagonal(const SubMatrix& block, int32_t position) {
+  const size_t offset = vDiagonalValues.size();
+  vDiagonals.push_back({position, block.nRows, block.nCols, static_cast<int64_t>(offset), block.pData});
+  vDiagonalValues.resize(offset + static_cast<size_t>(ValueNum(block)));
+  StoreByColumns(block.pData, block.nRows, block.nCols, vDiagonalValues.data() + offset);
 }
 
 void BlockOperator::MakeBands(std::span<const int32_t> rowPosition, const RowOrder& rows) {
@@ -170,7 +237,7 @@ void BlockOperator::MakeMirrors(Band& band) {
     }
   }
   for (Mirror& mirror : band.vMirrors) {
-    mirror.pSums = std::make_unique_for_overwrite<double[]>(static_cast<size_t>(mirror.Target.Count()));
+    mirror.pSums = std::make_unique_for_overwrite<double[]>(2 * static_cast<size_t>(mirror.Target.Count()));
   }
 }
 
@@ -191,43 +258,41 @@ void BlockOperator::MakePanels() {
   }
 }
 
-void BlockOperator::CopyBand(std::span<const SubMatrix> blocks, const Band& band) {
-  for (int32_t i = band.nFirstStrip; i < band.nStripEnd; ++i) {
-    const BlockStrip& strip = vStrips[static_cast<size_t>(i)].Strip;
-    double* target = pValues.get() + strip.nOffset;
-    for (int32_t block = 0; block < strip.nBlockNum; ++block) {
-      const SubMatrix& source =
-          blocks[static_cast<size_t>(vSource[static_cast<size_t>(strip.nFirstBlock + block)])];
-      target = std::copy_n(source.pData, ValueNum(source), target);
-    }
-  }
-}
-
-void BlockOperator::MultiplyBand(int32_t index, const double* v, double* out) {
+void BlockOperator::MultiplyBand(int32_t index, std::span<const Product> products) {
   Band& band = vBands[static_cast<size_t>(index)];
-  std::fill(out + band.Unknowns.nFirst, out + band.Unknowns.nEnd, 0.0);
-  for (Mirror& mirror : band.vMirrors) std::fill_n(mirror.pSums.get(), mirror.Target.Count(), 0.0);
-  for (int32_t i = band.nFirstDiagonal; i < band.nDiagonalEnd; ++i) {
-    const DiagonalBlock& block = vDiagonals[static_cast<size_t>(i)];
-    AddMatrixTimesVector(vDiagonalValues.data() + block.nOffset, block.nRows, block.nCols,
-                         v + block.nPosition, out + block.nPosition);
+  const std::span<const DiagonalBlock> diagonals =
+      std::span(vDiagonals)
+          .subspan(static_cast<size_t>(band.nFirstDiagonal),
+                   static_cast<size_t>(band.nDiagonalEnd - band.nFirstDiagonal));
+  StripVectors vectors[2];
+  for (size_t h = 0; h < products.size(); ++h) {
+    const Product& product = products[h];
+    vectors[h] = {product.v, product.out, nullptr};
+    std::fill(product.out + band.Unknowns.nFirst, product.out + band.Unknowns.nEnd, 0.0);
+    AddDiagonalProducts(diagonals, vDiagonalValues.data(), nForm, product.v, product.out);
+    for (Mirror& mirror : band.vMirrors) {
+      const int32_t count = mirror.Target.Count();
+      std::fill_n(mirror.pSums.get() + h * static_cast<size_t>(count), count, 0.0);
+    }
   }
   for (int32_t i = band.nFirstStrip; i < band.nStripEnd; ++i) {
     const StripOfBand& entry = vStrips[static_cast<size_t>(i)];
-    const BlockStrip& strip = entry.Strip;
     Mirror& mirror = band.vMirrors[static_cast<size_t>(entry.nMirror)];
-    entry.fKernel(strip, pValues.get() + strip.nOffset, vColumns.data() + strip.nFirstBlock, v,
-                  v + strip.nRow, out + strip.nRow, mirror.pSums.get(), mirror.Target.nFirst);
+    for (size_t h = 0; h < products.size(); ++h) {
+      vectors[h].mirror = mirror.pSums.get() + h * static_cast<size_t>(mirror.Target.Count());
+    }
+    entry.fKernels[products.size() - 1](entry.Strip, vColumns.data() + entry.Strip.nFirstBlock, vectors,
+                                        mirror.Target.nFirst);
   }
 }
 
-void BlockOperator::AddMirrors(int32_t panel, double* out) const {
+void BlockOperator::AddMirrors(int32_t panel, size_t product, double* out) const {
   const UnknownRange& unknowns = Panel(panel);
   for (const Band& band : vBands) {
     for (const Mirror& mirror : band.vMirrors) {
       const int32_t first = std::max(unknowns.nFirst, mirror.Target.nFirst);
       const int32_t end = std::min(unknowns.nEnd, mirror.Target.nEnd);
-      const double* sums = mirror.pSums.get();
+      const double* sums = mirror.pSums.get() + product * static_cast<size_t>(mirror.Target.Count());
       for (int32_t i = first; i < end; ++i) out[i] += sums[i - mirror.Target.nFirst];
     }
   }
@@ -241,15 +306,15 @@ std::span<const DiagonalBlock> BlockOperator::Diagonals(int32_t panel) const {
 }
 
 BlockPreconditioner::BlockPreconditioner(const BlockOperator& matrix, WorkerPool& pool)
-    : Matrix(matrix),
-      vInverses(matrix.DiagonalValues(), matrix.DiagonalValues() + matrix.DiagonalValueNum()) {
+    : Matrix(matrix), vInverses(matrix.DiagonalValueNum()) {
   pool.Run(matrix.PanelNum(), [&](int32_t panel) {
+    std::vector<double> inverse;
     for (const DiagonalBlock& block : matrix.Diagonals(panel)) {
-      double* inverse = vInverses.data() + block.nOffset;
-      const int64_t valueNum = int64_t{block.nRows} * block.nCols;
       if (block.nRows != block.nCols) continue;
+      inverse.assign(block.pValues, block.pValues + int64_t{block.nRows} * block.nCols);
       // What a refused inversion leaves behind is neither the block nor its inverse; nothing is better.
-      if (InvertBlockInPlace(inverse, block.nRows) != 1) std::fill_n(inverse, valueNum, 0.0);
+      if (InvertBlockInPlace(inverse.data(), block.nRows) != 1) continue;
+      StoreByColumns(inverse.data(), block.nRows, block.nCols, vInverses.data() + block.nOffset);
     }
   });
   for (const DiagonalBlock& block : matrix.Diagonals()) {
@@ -261,10 +326,7 @@ BlockPreconditioner::BlockPreconditioner(const BlockOperator& matrix, WorkerPool
 void BlockPreconditioner::Apply(int32_t panel, const double* r, double* z) const {
   const UnknownRange& unknowns = Matrix.Panel(panel);
   std::fill(z + unknowns.nFirst, z + unknowns.nEnd, 0.0);
-  for (const DiagonalBlock& block : Matrix.Diagonals(panel)) {
-    AddMatrixTimesVector(vInverses.data() + block.nOffset, block.nRows, block.nCols, r + block.nPosition,
-                         z + block.nPosition);
-  }
+  AddDiagonalProducts(Matrix.Diagonals(panel), vInverses.data(), Matrix.Form(), r, z);
 }
 
 }  // namespace orvo

@@ -13,13 +13,9 @@ enum class DenseSolution {
 };
 
 /// Solves N x = b for a symmetric N (order n, row-major, both triangles) and forms the remainder b - N x.
-/// `N` is overwritten. Up to `threads` threads; the numbers do not depend on how many.
+/// `N` is zero afterwards, ready for the next equations. Up to `threads` threads; the numbers do not depend
+/// on how many.
 DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder,
                          int32_t threads);
-
-/// In-place Cholesky factor of the upper triangle (row-major, N = U'U); the strict lower triangle is neither
-/// read nor written. False where N is not positive definite. Tiles of one size whatever the thread number,
-/// each worked on by one thread, so that the factor does not depend on it.
-bool FactorCholesky(double* N, int32_t n, int32_t threads);
 
 }  // namespace orvo

@@ -30,7 +30,7 @@ int CBundleAdjustment::SolveByPcg(double* x) {
     GetUnknownPosition(row, row, rowPosition[static_cast<size_t>(row)], column);
   }
   WorkerPool pool(SolverThreadNum(System, pSubMatrices));
-  BlockOperator matrix(pSubMatrices, rowPosition, nUnknownNum, pool);
+  BlockOperator matrix(pSubMatrices, rowPosition, nUnknownNum);
   const BlockPreconditioner preconditioner(matrix, pool);
 
   // The message stands once for each time that the preconditioner is applied.

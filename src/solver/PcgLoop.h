@@ -31,7 +31,8 @@ struct PcgOutcome {
 };
 
 /// Solves N x = b from the start in `x`; b and x have matrix.Order() elements. The residual of every
-/// iteration is a fresh b - N x. `report` is called at the end of each iteration.
+/// iteration is b - N x from products of that iteration, without what earlier residuals were wrong by.
+/// `report` is called at the end of each iteration.
 ///
 /// A limit of 1 or 2 leaves the last iterate. A product p . N p of 0, or a b of zeros, makes x and the
 /// forcing term not-a-numbers, which ends the loop; x is then left so, for the caller to discard.

@@ -2,7 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <random>
 
+#include "block/Measurement.h"
+#include "block/OvtRange.h"
 #include "block/SectionReading.h"
 
 namespace orvo::test {
@@ -164,6 +168,99 @@ TEST(OvtPoints, IndicesOfAnOvtThatMakeNoSense) {
       read.push_back(static_cast<int>(std::lround(image.x * 1000)));
     EXPECT_EQ(row.read, read) << row.about;
     EXPECT_EQ(3u, block->pObjectPoints.size()) << row.about;
+  }
+}
+
+/// The points of the file in its order, and then all measurements one by one.
+void ReadOvtOneByOne(LoggedBlock& block, const std::string& path) {
+  OvtReader file;
+  ASSERT_TRUE(file.Open(path));
+  block->LogPrintf(">>>>Reading ovt file...0\n");
+  OvtRangeCheck ranges(file.MeasureNum());
+  char record[kOvtPointBytes];
+  for (int64_t i = 0; i < file.PointNum() && file.ReadPoints(i, 1, record) == 1; ++i) {
+    block->pObjectPoints.push_back(MakeObjectPoint(DecodeOvtPoint(record)));
+    ObjectPointRecord& point = block->pObjectPoints.back();
+    point.nImagePointNum = ranges.Take(point.nFirstImagePoint, point.nImagePointNum);
+  }
+  const auto references = MakeImageReferences(block->pImageIndex, block->pImageCamera, block->pCameraIndex,
+                                              block->nImageNum, block->nCameraNum);
+  OvtMeasureWindow window(file);
+  bool readable = true;
+  block->ReadOvtMeasuresOneByOne(0, block->pObjectPoints, 0, references, window, readable);
+}
+
+TEST(OvtPoints, ManyThreadsReadWhatOneByOneReads) {
+  struct Row {
+    const char* about;
+    int deletedImages, wrongOrdinals, wideMeasures, strangePoints;
+    int64_t cutBytes;
+  };
+  const Row rows[] = {{"plain", 0, 0, 0, 0, 0},
+                      {"deleted images", 1, 0, 0, 0, 0},
+                      {"an ordinal too high", 1, 1, 0, 0, 0},
+                      {"measurements outside", 0, 0, 40, 0, 0},
+                      {"gaps and nonsense", 1, 0, 9, 50, 0},
+                      {"cut file", 0, 0, 1, 3, 50000},
+                      {"cut among points", 0, 0, 0, 0, 700000},
+                      {"all of it", 1, 2, 30, 90, 3000}};
+  for (const Row& row : rows) {
+    std::mt19937 random(7);
+    const auto below = [&random](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    std::vector<OvtPoint> points;
+    std::vector<OvtMeasure> measures;
+    for (int i = 0; i < 9000; ++i) {
+      const int count = below(7);
+      points.push_back(MakeOvtPoint("p", i % 500 == 0 ? 1 : 0, count, static_cast<int>(measures.size())));
+      points.back().X = i % 700 == 0 ? std::nan("") : i;
+      for (int m = 0; m < count; ++m)
+        measures.push_back(
+            {below(6), static_cast<float>(below(4000) - 2000), static_cast<float>(below(3)), 0});
+    }
+    const auto anyMeasure = [&]() -> OvtMeasure& { return measures[random() % measures.size()]; };
+    for (int i = 0; i < row.wrongOrdinals; ++i) anyMeasure().nImageOrdinal = 7;
+    for (int i = 0; i < row.wideMeasures; ++i)
+      anyMeasure().x = static_cast<float>(2000 + below(8)) + 0.5f * static_cast<float>(i % 2);
+    for (int i = 0; i < row.strangePoints; ++i) {
+      OvtPoint& point = points[random() % points.size()];
+      (i % 3 == 0 ? point.nImagePointNum : point.nFirstImagePoint) += below(200) - 100;
+    }
+    std::string bytes = OvtBytes(points, measures);
+    bytes.resize(bytes.size() - static_cast<size_t>(row.cutBytes));
+    ProjectFiles files;
+    std::string project = "6 1 0\n" + kCamera;
+    for (int i = 0; i < 6; ++i) project += ImageText(i, i == 4 && row.deletedImages > 0 ? -1 : 0);
+    WriteFile(files.szOvc, project);
+    WriteFile(files.szOvt, bytes);
+    LoggedBlock slow;
+    slow->ReadProject(files.szOvc, "");
+    slow.Log();
+    ReadOvtOneByOne(slow, files.szOvt);
+    const std::string log = slow.Log();
+    for (const int processors : {1, 2, 5}) {
+      LoggedBlock fast;
+      fast->System.ProcessorCount = [=] { return processors; };
+      fast->ReadProject(files.szOvc, "");
+      fast.Log();
+      fast->szProjectPath = files.szOvc;
+      fast->szOvtPath = files.szOvt;
+      fast->nTiePointNum = 9000;
+      MakeSections(*fast, {{0, 8999}});
+      Read(fast, 0);
+      EXPECT_TRUE(fast.Log() == log) << row.about;
+      ASSERT_EQ(fast->pObjectPoints.size(), slow->pObjectPoints.size()) << row.about;
+      ASSERT_EQ(fast->pImagePoints.size(), slow->pImagePoints.size()) << row.about;
+      for (size_t i = 0; i < slow->pObjectPoints.size(); ++i) {
+        const ObjectPointRecord &a = slow->pObjectPoints[i], &b = fast->pObjectPoints[i];
+        ASSERT_TRUE(std::memcmp(&a, &b, sizeof a) == 0) << row.about << " " << i;
+      }
+      for (size_t i = 0; i < slow->pImagePoints.size(); ++i) {
+        const ImagePointRecord &a = slow->pImagePoints[i], &b = fast->pImagePoints[i];
+        ASSERT_TRUE(std::memcmp(&a, &b, sizeof a) == 0) << row.about << " " << i;
+      }
+      EXPECT_EQ(fast->pIop[0].nImageWidth, slow->pIop[0].nImageWidth) << row.about;
+      EXPECT_EQ(fast->pIop[0].nImageHeight, slow->pIop[0].nImageHeight) << row.about;
+    }
   }
 }
 

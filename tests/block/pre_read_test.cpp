@@ -171,12 +171,23 @@ TEST(PreReadData, MoreRecordsThanOneReadTakes) {
   }
   points.back().nImagePointNum = 1;
   WriteFile(files.szOvt, OvtBytes(points, measures));
-  LoggedBlock block;
-  EXPECT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
-  EXPECT_EQ((Counts{20000, 20000, 40000}), block->pImagePointCount);
-  EXPECT_EQ(40000u, block->pPointImageCount.size());
-  EXPECT_EQ(1, block->pPointImageCount.back());
-  EXPECT_EQ(2, block->pPointImageCount.front());
+  for (const int processors : {1, 2, 20}) {
+    LoggedBlock block;
+    block->System.ProcessorCount = [=] { return processors; };
+    EXPECT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
+    EXPECT_EQ((Counts{20000, 20000, 40000}), block->pImagePointCount);
+    EXPECT_EQ(40000u, block->pPointImageCount.size());
+    EXPECT_EQ(1, block->pPointImageCount.back());
+    EXPECT_EQ(2, block->pPointImageCount.front());
+  }
+  for (const size_t wrong : {79000u, 33001u, 33000u, 50000u}) measures[wrong].nImageOrdinal = 3;
+  WriteFile(files.szOvt, OvtBytes(points, measures));
+  for (const int processors : {1, 2, 20}) {
+    LoggedBlock block;
+    block->System.ProcessorCount = [=] { return processors; };
+    EXPECT_EQ(0, block->PreReadData(files.szOvc, files.szGcp));
+    EXPECT_EQ("Image ID is invalid:33000 3!\n", block.Log());
+  }
 }
 
 }  // namespace

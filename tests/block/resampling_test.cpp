@@ -62,6 +62,38 @@ TEST(ResamplePoints, KeepsWhatTheObviousFormKeeps) {
   }
 }
 
+TEST(ResamplePoints, KeepsTheSameOnAnyNumberOfProcessors) {
+  // Three pieces of work; the points of the second half are those of the first, so that every score comes
+  // twice.
+  FileBlock content = MakeRandomBlock(3, 12, 5000, 3);
+  const std::vector<FilePoint> half = content.vPoints;
+  content.vPoints.insert(content.vPoints.end(), half.begin(), half.end());
+  for (const Form& form : kForms) {
+    for (const int processors : {1, 2, 5}) {
+      ResamplingRun run(content, form.bText);
+      run.block->System.ProcessorCount = [=] { return processors; };
+      run.block->Point_Resample_Number = 9;
+      const std::vector<FilePoint> kept = ReferenceKept(content, *run.block, form.bText);
+      ASSERT_EQ(run.Resample(), 1);
+      SCOPED_TRACE(form.szName + " " + std::to_string(processors));
+      ExpectInMemory(*run.block, kept);
+    }
+  }
+}
+
+TEST(ResamplePoints, FirstFaultEndsTheRunOnAnyNumberOfProcessors) {
+  FileBlock content = MakeRandomBlock(3, 12, 9000);
+  // Cells finer than two pixels: most columns lie beyond the half extent.
+  for (const int processors : {1, 2, 5}) {
+    ResamplingRun run(content, false);
+    run.block->System.ProcessorCount = [=] { return processors; };
+    run.block->Point_Resample_Number = 3000;
+    run.block.Log();
+    EXPECT_EQ(run.Resample(), 0);
+    EXPECT_TRUE(run.block.Log().ends_with("\nImage point coordinates out of range!\n"));
+  }
+}
+
 TEST(ResamplePoints, MakesOneSectionOfWhatIsKept) {
   FileBlock content = MakeRandomBlock(5, 12, 300);
   content.szGcp =

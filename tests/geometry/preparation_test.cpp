@@ -78,7 +78,7 @@ TEST(PrepareAdjustment, LaysOutAndCountsTheUnknowns) {
     EXPECT_EQ(run.pPosParams, std::vector<double>(static_cast<size_t>(row.groups * row.posSize), 0.0));
     EXPECT_EQ(run.pConstVector, std::vector<double>(static_cast<size_t>(row.unknowns), 0.0));
     EXPECT_EQ(run.pSubMatrixRows.size(), static_cast<size_t>(row.blockRows));
-    ASSERT_NE(run.pDenseNormal, nullptr);
+    ASSERT_TRUE(run.pDenseNormal);
     const double* dense = run.pDenseNormal.get();
     EXPECT_TRUE(
         std::all_of(dense, dense + row.unknowns * row.unknowns, [](double value) { return value == 0; }));
@@ -148,7 +148,7 @@ TEST(PrepareAdjustment, ComparesElementsOfTheDenseMatrixWithBytes) {
     run.Apply_GPU = row.gpu;
     run.Apply_PCG_Model = row.pcg;
     EXPECT_EQ(run.PrepareAdjustment(), row.result);
-    EXPECT_EQ(run.pDenseNormal != nullptr, row.dense);
+    EXPECT_EQ(static_cast<bool>(run.pDenseNormal), row.dense);
     EXPECT_EQ(console.Text(), row.result == 1 ? "" : kTooLarge);
   }
 }

@@ -41,7 +41,7 @@ TEST(DampingFactor, Schedule) {
 /// A dense matrix of ones with the diagonal 1, 2, 3 ...
 void FillDense(CBundleAdjustment& block) {
   const auto n = static_cast<size_t>(block.nUnknownNum);
-  block.pDenseNormal = std::make_unique<double[]>(n * n);
+  block.pDenseNormal = ZeroedArray(n * n);
   std::fill_n(block.pDenseNormal.get(), n * n, 1.0);
   for (size_t k = 0; k < n; ++k) block.pDenseNormal[k * n + k] = static_cast<double>(k + 1);
 }

@@ -115,7 +115,7 @@ struct Block {
     if (own.Apply_PCG_Model) {
       own.pSubMatrices.resize(static_cast<size_t>(own.nSubMatrixNum));
     } else {
-      own.pDenseNormal.reset(new double[n * n]());
+      own.pDenseNormal = ZeroedArray(n * n);
     }
   }
 

@@ -202,14 +202,105 @@ TEST(ResidualsCpu, UnwritableFolderAndFullDisk) {
   EXPECT_EQ(r.Run.nOutputFailureNum, 1);
 }
 
+/// Several pieces of work in two parts, with extremes that only their sign tells apart.
+void AddManyLines(ResidualRun& r) {
+  std::vector<float> residuals;
+  std::vector<int32_t> flags;
+  for (int i = 0; i < 50000; ++i) {
+    residuals.push_back(i % 3 == 0 ? -0.0f : 0.0f);
+    residuals.push_back(static_cast<float>(std::sin(i)));
+    flags.push_back(i % 1000 == 0 ? -1 : 0);
+    if (i == 20000 || i == 49999) {
+      r.AddThread(residuals, flags);
+      residuals.clear();
+      flags.clear();
+    }
+  }
+}
+
+TEST(ResidualsCpu, BesideTheRunTheFileIsTheSame) {
+  std::string expected;
+  for (const int processors : {1, 2, 16}) {
+    ResidualRun beside, waiting;
+    beside.Run.System.ProcessorCount = waiting.Run.System.ProcessorCount = [=] { return processors; };
+    AddManyLines(beside);
+    AddManyLines(waiting);
+    beside.Run.WriteResidualsBesideTheRun();
+    EXPECT_EQ(beside.Run.WriteResidualsCpu(0, 0), 1);
+    // What the run does next must not reach the file.
+    beside.Run.fMeanResidualX = 77;
+    beside.Run.dCheckResidual[0] = 77;
+    beside.Run.pThreadBuffers.reset();
+    beside.Run.FinishResidualFiles();
+    EXPECT_EQ(waiting.Run.WriteResidualsCpu(0, 0), 1);
+    const std::string text = waiting.File("Residuals_0_0.res");
+    EXPECT_TRUE(beside.File("Residuals_0_0.res") == text);
+    EXPECT_NE(text.find("\nMAX:0.000000\t1000.000000\nMIN:0.000000\t0.000000\n"), std::string::npos)
+        << text.substr(text.size() - 600);
+    if (expected.empty()) expected = text;
+    EXPECT_TRUE(text == expected);
+    EXPECT_EQ(beside.Run.nOutputFailureNum + waiting.Run.nOutputFailureNum, 0);
+  }
+}
+
+TEST(ResidualsCpu, BesideTheRunEveryFileIsFinishedInTurn) {
+  ResidualRun r;
+  r.Run.WriteResidualsBesideTheRun();
+  for (int iteration = 0; iteration < 5; ++iteration) {
+    r.Run.pThreadBuffers = std::make_unique<ThreadBuffers>();
+    r.AddThread(std::vector<float>(40000, 0.001f * static_cast<float>(iteration)),
+                std::vector<int32_t>(20000, 0));
+    EXPECT_EQ(r.Run.WriteResidualsCpu(iteration, 0), 1);
+  }
+  r.Run.FinishResidualFiles();
+  for (int iteration = 0; iteration < 5; ++iteration) {
+    const std::string text = r.File("Residuals_" + std::to_string(iteration) + "_0.res");
+    EXPECT_TRUE(text.starts_with(Print("%12.6lf\t", 1.0 * iteration))) << iteration;
+    EXPECT_TRUE(text.ends_with(Tail(r.Run, iteration, iteration, iteration, 0, 20000))) << iteration;
+  }
+}
+
+TEST(ResidualsCpu, WithLittleMemoryTheFileIsWholeOnReturn) {
+  ResidualRun r;
+  int asked = 0;
+  r.Run.System.FreePhysicalBytes = [&asked] {
+    ++asked;
+    return int64_t{1} << 25;
+  };
+  r.Run.WriteResidualsBesideTheRun();
+  r.AddThread(std::vector<float>(1000000, 0.001f), std::vector<int32_t>(500000, 0));
+  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+  EXPECT_EQ(asked, 1);
+  EXPECT_TRUE(r.File("Residuals_0_0.res").ends_with(Tail(r.Run, 1, 1, 1, 0, 500000)));
+}
+
+TEST(ResidualsCpu, BesideTheRunFailuresAreCountedAtTheEnd) {
+  ResidualRun r;
+  r.Run.WriteResidualsBesideTheRun();
+  int expected = 0;
+  if (test::Exists("/dev/full")) {
+    std::filesystem::create_symlink("/dev/full", r.folder / "Residuals_0_0.res");
+    r.AddThread({0.001f, 0.002f}, {0});
+    EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+    ++expected;
+  }
+  r.Run.szOutputPath = r.folder / "absent";
+  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 0);
+  ++expected;
+  r.Run.FinishResidualFiles();
+  EXPECT_EQ(r.Run.nOutputFailureNum, expected);
+  r.Run.FinishResidualFiles();
+  EXPECT_EQ(r.Run.nOutputFailureNum, expected);
+}
+
 TEST(ResidualLines, OtherFlagsAreGrossAndPrintedAsTheyAre) {
   test::ScratchFolder folder;
   TextWriter file;
   ASSERT_TRUE(file.Open(folder / "x"));
-  const std::vector<float> residuals{1, 2, 3, 4};
+  std::vector<float> residuals{1, 2, 3, 4};
   const std::vector<int32_t> flags{-2147483647 - 1, 12};
-  ResidualSummary summary;
-  WriteResidualLines(file, residuals, flags, summary);
+  const ResidualSlice slice{residuals, flags};
+  const ResidualSummary summary = WriteResidualLines(file, {&slice, 1}, 1.0, 1);
   ASSERT_TRUE(file.Close());
   EXPECT_EQ(test::ReadFile(folder / "x"),
             "    1.000000\t    2.000000\t -2147483648\n    3.000000\t    4.000000\t 12\n");

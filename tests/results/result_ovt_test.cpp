@@ -66,6 +66,20 @@ TEST(ResultOvt, DiffersFromItsInputInTheCoordinatesOnly) {
   EXPECT_EQ(block.Run.nOutputFailureNum, 0);
 }
 
+TEST(ResultOvt, ManyBlocksOnAnyNumberOfProcessors) {
+  for (const int processors : {1, 2, 9}) {
+    TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, processors));
+    const auto points = block.TiePoints;
+    while (block.TiePoints.size() < 20000) {
+      block.TiePoints.insert(block.TiePoints.end(), points.begin(), points.end());
+      block.TiePoints.back().X += 0.25 * static_cast<double>(block.TiePoints.size());
+    }
+    UseTiePointFile(block);
+    EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+    EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block)) << processors;
+  }
+}
+
 TEST(ResultOvt, TellsItsSteps) {
   TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, 1));
   UseTiePointFile(block);

@@ -32,7 +32,7 @@ TEST(Object, ReleasesRunTwice) {
   block.pImagePoints.resize(4);
   block.pSubMatrixRows.resize(2);
   block.pSubMatrices.resize(2);
-  block.pDenseNormal.reset(new double[4]);
+  block.pDenseNormal = ZeroedArray(4);
   block.pConstVector.resize(2);
   block.pPos.resize(1);
   block.pPosParams.resize(1);

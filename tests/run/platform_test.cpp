@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 
+#include "run/LargeArray.h"
 #include "run/Platform.h"
 #include "run/TextWriter.h"
 #include "support/TestFiles.h"
@@ -61,6 +63,45 @@ TEST(Platform, Folders) {
   EXPECT_FALSE(platform.FolderIsWritable(folder / "file"));
 }
 
+TEST(InputFile, ReadsAnywhere) {
+  ScratchFolder folder;
+  WriteFile(folder / "file", "0123456789");
+  InputFile file;
+  EXPECT_FALSE(file.Open(folder / "absent"));
+  EXPECT_FALSE(file.Open(folder.Path()));
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(file.Size(), 0);
+  ASSERT_TRUE(file.Open(folder / "file"));
+  EXPECT_EQ(file.Size(), 10);
+  const struct {
+    int64_t offset, bytes;
+    const char* read;
+  } table[] = {{7, 2, "78"},  {0, 10, "0123456789"}, {8, 5, "89"}, {10, 1, ""},
+               {1000, 4, ""}, {-1, 1, ""},           {3, 0, ""}};
+  for (const auto& row : table) {
+    char text[16] = {};
+    EXPECT_EQ(file.ReadAt(row.offset, text, row.bytes), static_cast<int64_t>(std::strlen(row.read)));
+    EXPECT_STREQ(text, row.read);
+  }
+  file.Close();
+  char text[1];
+  EXPECT_EQ(file.ReadAt(0, text, 1), 0);
+}
+
+TEST(LargeArray, HoldsWhatVectorsHold) {
+  for (const size_t size : {size_t{0}, size_t{1}, size_t{3000000}}) {
+    std::vector<int32_t> vector{7, 8};
+    ReserveLarge(vector, size);
+    EXPECT_GE(vector.capacity(), size);
+    EXPECT_EQ(vector, (std::vector<int32_t>{7, 8}));
+    AssignZerosLarge(vector, size);
+    EXPECT_EQ(vector, std::vector<int32_t>(size, 0));
+    vector.assign(size, 5);
+    PreferLargePages(vector.data(), size * sizeof(int32_t));
+    EXPECT_EQ(vector, std::vector<int32_t>(size, 5));
+  }
+}
+
 TEST(TextWriter, WritesAndTellsFailure) {
   ScratchFolder folder;
   TextWriter writer;
@@ -75,11 +116,38 @@ TEST(TextWriter, WritesAndTellsFailure) {
   EXPECT_EQ(ReadFile(folder / "file"), "ab7\t 1.50\n\x04\x03\x02\x01");
 }
 
+TEST(TextWriter, PiecesOfAnySizeStandInTheirOrder) {
+  ScratchFolder folder;
+  TextWriter writer;
+  ASSERT_TRUE(writer.Open(folder / "file"));
+  std::string expected;
+  for (int i = 0; i < 60; ++i) {
+    const std::string piece(static_cast<size_t>(i % 7 == 6 ? 300000 : i * 2000), static_cast<char>('A' + i));
+    writer.Write(piece);
+    writer.Printf("<%d>", i);
+    expected += piece + "<" + std::to_string(i) + ">";
+  }
+  const std::string wide(2000, ' ');
+  writer.Printf("%s|", wide.c_str());
+  expected += wide + "|";
+  writer.Overwrite(3, "xyz");
+  writer.Write("end");
+  expected.replace(3, 3, "xyz");
+  EXPECT_TRUE(writer.Close());
+  EXPECT_TRUE(ReadFile(folder / "file") == expected + "end");
+  ASSERT_TRUE(writer.Open(folder / "file"));
+  EXPECT_TRUE(writer.Close());
+  EXPECT_EQ(ReadFile(folder / "file"), "");
+}
+
 TEST(TextWriter, FullDiskIsTold) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this machine";
   TextWriter writer;
   ASSERT_TRUE(writer.Open("/dev/full"));
   writer.Write("text");
+  EXPECT_FALSE(writer.Close());
+  ASSERT_TRUE(writer.Open("/dev/full"));
+  writer.Write(std::string(1000000, 'x'));
   EXPECT_FALSE(writer.Close());
 }
 

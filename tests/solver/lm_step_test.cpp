@@ -22,7 +22,7 @@ class LmStep : public testing::Test {
     block.pIop.resize(1);
     block.nUnknownNum = 11;
     block.pConstVector.assign(11, 0.0);
-    block.pDenseNormal = std::make_unique<double[]>(121);
+    block.pDenseNormal = ZeroedArray(121);
     for (size_t k = 0; k < 11; ++k) block.pDenseNormal[12 * k] = 4;
     block.fRmsResidualX = 0.25;
     block.fRmsResidualY = 0.125;

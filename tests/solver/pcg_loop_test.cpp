@@ -26,7 +26,7 @@ Solution Solve(const BlockSystem& system, const PcgLimits& limits, std::vector<d
   run.x = std::move(start);
   run.x.resize(static_cast<size_t>(system.nOrder), 0.0);
   WorkerPool pool(1);
-  BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder, pool);
+  BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder);
   const BlockPreconditioner preconditioner(matrix, pool);
   run.Outcome = SolvePcg(matrix, preconditioner, system.vConst.data(), run.x.data(), limits, pool,
                          [&](const PcgIteration& iteration) { run.vIterations.push_back(iteration); });

@@ -24,11 +24,12 @@ inline constexpr uint32_t kNoImage = 0x7fffffffu;
 ///   cupObjPt   8 m: X, Y, Z, type as an integer's bits, solved vector (later the product's h), height
 ///              difference of a point of type 4; 4 m: first four elements of the inverse. Uploaded, the
 ///              solved vector is 0 and the inverse holds what the plan has in cupObjPt [3..8]: the control
-///              difference and zeros.
+///              difference and zeros. Both stay 0 for a control point, which is not eliminated.
 ///   cupObjIdx  2 m floats: last two elements of the inverse; m: first ray, 0 for the first point, ascending
 ///   cupPairPos and cupTR are not there.
-/// The rays of an image stand in the order of their object points. In image order, what stands behind the
-/// last ray of the last image, the place of rays that are left out, is 0.
+/// A ray that is left out has the residuals 0. The rays of an image stand in the order of their object
+/// points. In image order, what stands behind the last ray of the last image, the place of rays that are left
+/// out, is 0.
 struct FastSection {
   int64_t n = 0, m = 0;
   uint32_t* pRayImage = nullptr;

@@ -515,7 +515,8 @@ void CouplingPoints(const FastInput& in, int64_t first, int64_t end, const FastC
 
 constexpr int64_t kRaysAhead = 64;
 
-/// kLanes rays of one image with their points.
+/// kLanes rays of one image with their points; with kInverse, the points' inverses come soon too.
+template <bool kInverse = false>
 struct ImageBatch {
   uint32_t Point[kLanes];
   Batch Measured;
@@ -528,6 +529,10 @@ struct ImageBatch {
       for (int lane = 0; lane < kLanes; ++lane) {
         const int64_t ahead = points[kRaysAhead + lane] & ~kGrossBit;
         __builtin_prefetch(section.pPoint + kPointFloats * ahead);
+        if constexpr (kInverse) {
+          __builtin_prefetch(section.pInverse + 4 * ahead);
+          __builtin_prefetch(section.pInverseEnd + 2 * ahead);
+        }
       }
     }
     Measured = LoadBatch(points, section.pImageRayXy + 2 * ray, count);
@@ -595,7 +600,7 @@ void MarkImages(const FastInput& in, int64_t first, int64_t end) {
     const RayCamera<Floats> camera = SplatCamera(terms.pCamera);
     const FastFrame<Floats> R = SplatFrame(terms.Row.Frame);
     for (int64_t ray = terms.nFirst; ray < terms.nEnd; ray += kLanes) {
-      const ImageBatch batch(section, ray, terms.nEnd - ray);
+      const ImageBatch<> batch(section, ray, terms.nEnd - ray);
       // Letter by letter what SumPoints decides by.
       const RayMisclosure<Floats> observed =
           ObserveRay(RayImageOf(R), camera, batch.Measured.x, batch.Measured.y, batch.X, batch.Y, batch.Z);
@@ -648,7 +653,7 @@ void ConstImages(const FastInput& in, int64_t first, int64_t end) {
     SumRays<11>(
         terms.nFirst, terms.nEnd,
         [&](int64_t ray, int64_t count, Floats* lanes) {
-          const ImageBatch batch(section, ray, count);
+          const ImageBatch<> batch(section, ray, count);
           const RayMisclosure<Floats> observed = ObserveRay(RayImageOf(R), camera, batch.Measured.x,
                                                             batch.Measured.y, batch.X, batch.Y, batch.Z);
           UnknownSums sums(lanes);
@@ -678,7 +683,7 @@ void ProductImages(const FastInput& in, int64_t first, int64_t end) {
     SumRays<11>(
         terms.nFirst, terms.nEnd,
         [&](int64_t ray, int64_t count, Floats* lanes) {
-          const ImageBatch batch(section, ray, count);
+          const ImageBatch<> batch(section, ray, count);
           const FastRay<Floats> made =
               MakeFastRay(R, camera, batch.Measured.x, batch.Measured.y, batch.X, batch.Y, batch.Z);
           FastPair<Floats> Dd{};
@@ -712,7 +717,7 @@ void ImageBlocks(const FastInput& in, int64_t first, int64_t end) {
     SumRays<kElements>(
         terms.nFirst, terms.nEnd,
         [&](int64_t ray, int64_t count, Floats* lanes) {
-          const ImageBatch batch(section, ray, count);
+          const ImageBatch<true> batch(section, ray, count);
           const FastRay<Floats> made =
               MakeFastRay(R, camera, batch.Measured.x, batch.Measured.y, batch.X, batch.Y, batch.Z);
           Floats P[6];
@@ -734,7 +739,7 @@ void CameraSquares(const FastInput& in, int64_t first, int64_t end) {
     SumRays<kCameraShareFloats>(
         terms.nFirst, terms.nEnd,
         [&](int64_t ray, int64_t count, Floats* lanes) {
-          const ImageBatch batch(section, ray, count);
+          const ImageBatch<> batch(section, ray, count);
           AddInnerSquare(MeasureFastRay(camera, batch.Measured.x, batch.Measured.y), batch.Weight(in), lanes);
         },
         sum);

@@ -1,0 +1,110 @@
+// Residuals, derivatives and elimination: for each layout, and for each instruction set of this processor.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+
+#include "kernels/LoadedBlock.h"
+#include "normal/AssemblyKernel.h"
+#include "normal/BlockStore.h"
+#include "normal/ImagePointPartials.h"
+#include "normal/ZeroedArray.h"
+
+namespace orvo::bench {
+namespace {
+
+std::vector<ImageTerms> TermsOfImages(const CBundleAdjustment& block) {
+  std::vector<ImageTerms> terms;
+  for (const EopRecord& eop : block.KeptImages()) terms.push_back(MakeImageTerms(eop));
+  return terms;
+}
+
+std::vector<CameraTerms> TermsOfCameras(const CBundleAdjustment& block) {
+  std::vector<CameraTerms> terms;
+  for (const IopRecord& iop : block.KeptCameras()) terms.push_back(MakeCameraTerms(iop));
+  return terms;
+}
+
+void Linearize(benchmark::State& state, const char* caseName) {
+  const CBundleAdjustment& block = LoadedBlock(caseName);
+  const auto images = TermsOfImages(block);
+  const auto cameras = TermsOfCameras(block);
+  const UnknownLayout layout = block.Layout();
+  double rows[2][12];
+  const PartialRows out{{rows[0], rows[1]}, {rows[0] + 6, rows[1] + 6}, {rows[0] + 11, rows[1] + 11}};
+  for (auto _ : state) {
+    for (const ObjectPointRecord& point : block.pObjectPoints) {
+      for (const ImagePointRecord& m : MeasurementsOf(point, block.pImagePoints)) {
+        if (!layout.Holds(m)) continue;
+        LinearizeImagePoint(m.x, m.y, point.X, point.Y, point.Z, images[static_cast<size_t>(m.nImage)],
+                            cameras[static_cast<size_t>(m.nCamera)], out);
+        benchmark::DoNotOptimize(rows);
+      }
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * std::ssize(block.pImagePoints));
+}
+
+BENCHMARK_CAPTURE(Linearize, 100, "100/eopiop")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Linearize, 1000, "1000/eopiop")->Unit(benchmark::kMillisecond);
+
+void Assemble(benchmark::State& state, const char* caseName, AssemblyKernels kernels) {
+  const CBundleAdjustment& block = LoadedBlock(caseName);
+  const auto images = TermsOfImages(block);
+  const auto cameras = TermsOfCameras(block);
+  const UnknownLayout layout = block.Layout();
+  const BlockIndex index(block.pSubMatrixRows, layout);
+  size_t largest = 0;
+  for (const ObjectPointRecord& point : block.pObjectPoints)
+    largest = std::max(largest, MeasurementsOf(point, block.pImagePoints).size());
+
+  AssemblyInput in;
+  in.pObjectPoints = block.pObjectPoints.data();
+  in.pImagePoints = block.pImagePoints.data();
+  in.nImagePointNum = std::ssize(block.pImagePoints);
+  in.pImages = images.data();
+  in.pCameras = cameras.data();
+  in.Layout = layout;
+  in.Index = index.View();
+  in.nSpareOffset = index.StoreSize();
+  in.fControlWeight = block.GCP_Weight;
+  in.fGrossX = in.fGrossY = 1e30;
+
+  ZeroedArray store(static_cast<size_t>(index.StoreSize() + kSpareBlockSize));
+  std::vector<double> constVector(static_cast<size_t>(block.nUnknownNum));
+  std::vector<float> residuals(2 * block.pImagePoints.size());
+  std::vector<int32_t> gross(block.pImagePoints.size());
+  std::vector<uint8_t> rowFlags(static_cast<size_t>(layout.PointRows()));
+  std::vector<MissingBlock> missing;
+  AssemblyScratch scratch(static_cast<int64_t>(largest), layout);
+  for (auto _ : state) {
+    AssemblyOutput out;
+    out.pBlocks = store.get();
+    out.pConstVector = constVector.data();
+    out.pResiduals = residuals.data();
+    out.pGrossFlags = gross.data();
+    out.pRowFlags = rowFlags.data();
+    out.pMissing = &missing;
+    kernels.ByLayout[block.nLayoutMode](in, scratch, out, 0, std::ssize(block.pObjectPoints) - 1);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * std::ssize(block.pImagePoints));
+  state.counters["store MB"] = static_cast<double>(index.StoreSize()) * 8e-6;
+}
+
+[[maybe_unused]] const bool bRegistered = [] {
+  for (const AssemblyKernels& kernels : UsableAssemblyKernels()) {
+    for (const char* size : {"100", "1000"}) {
+      for (const char* variant : {"eopiop", "eop", "iop", "merged", "4cam", "rays7", "random"}) {
+        const std::string name = std::string(size) + "/" + variant;
+        benchmark::RegisterBenchmark(
+            ("Assemble/" + name + "/" + kernels.szName).c_str(),
+            [name, kernels](benchmark::State& state) { Assemble(state, name.c_str(), kernels); })
+            ->Unit(benchmark::kMillisecond);
+      }
+    }
+  }
+  return true;
+}();
+
+}  // namespace
+}  // namespace orvo::bench

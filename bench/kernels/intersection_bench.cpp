@@ -1,0 +1,33 @@
+#include <benchmark/benchmark.h>
+
+#include "geometry/Intersection.h"
+#include "kernels/LoadedBlock.h"
+
+namespace orvo::bench {
+namespace {
+
+void IntersectAll(benchmark::State& state, const char* caseName) {
+  CBundleAdjustment& block = LoadedBlock(caseName);
+  std::vector<ObjectPointRecord> points = block.pObjectPoints;
+  const std::vector<ImageFrame> frames = MakeImageFrames(block.KeptImages());
+  for (auto _ : state) {
+    IntersectPoints(std::ssize(points), points.data(), block.pImagePoints, frames, block.KeptCameras());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * std::ssize(block.pImagePoints));
+}
+
+BENCHMARK_CAPTURE(IntersectAll, 100, "100/eopiop")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(IntersectAll, 1000, "1000/eopiop")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(IntersectAll, 1000_random, "1000/random")->Unit(benchmark::kMillisecond);
+
+void Frames(benchmark::State& state, const char* caseName) {
+  const CBundleAdjustment& block = LoadedBlock(caseName);
+  for (auto _ : state) benchmark::DoNotOptimize(MakeImageFrames(block.KeptImages()));
+  state.SetItemsProcessed(state.iterations() * block.nImageNum);
+}
+
+BENCHMARK_CAPTURE(Frames, 1000, "1000/eopiop")->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace orvo::bench

@@ -1,0 +1,7 @@
+#include "solver/BlockKernelBody.h"
+
+namespace orvo {
+
+BlockKernelSet BaselineBlockKernels() { return {FindStrip, FindDiagonal}; }
+
+}  // namespace orvo
