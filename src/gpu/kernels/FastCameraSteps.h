@@ -16,6 +16,7 @@ ORVO_HOST_DEVICE int64_t StretchBegin(int64_t count, int64_t k) {
 struct ResidualStretches {
   using Shared = FastScratch<4>;
   static constexpr int kLanes = 512;
+  static constexpr int kMinBlocks = 1;
 
   FastArrays a;
 
@@ -47,6 +48,7 @@ struct ResidualStretches {
 struct ResidualTotal {
   using Shared = FastNothing;
   static constexpr int kLanes = 32;
+  static constexpr int kMinBlocks = 1;
 
   FastArrays a;
 
@@ -65,6 +67,7 @@ struct ResidualTotal {
 struct CameraShares {
   using Shared = FastScratch<5>;
   static constexpr int kLanes = 256;
+  static constexpr int kMinBlocks = 1;
 
   FastArrays a;
   float* pVector = nullptr;
@@ -92,6 +95,7 @@ struct CameraShares {
 /// the next camera of its point; then the block adds them up lane by lane.
 struct StretchBlocks {
   static constexpr int kLanes = 256;
+  static constexpr int kMinBlocks = 1;
   struct Shared {
     float Values[kLanes][kCameraShareFloats];
     uint32_t Camera[kLanes];
@@ -200,6 +204,7 @@ struct StretchBlocks {
 struct CameraBlocks {
   using Shared = FastNothing;
   static constexpr int kLanes = 128;
+  static constexpr int kMinBlocks = 1;
 
   FastArrays a;
 

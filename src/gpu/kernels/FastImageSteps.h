@@ -19,6 +19,7 @@ struct ImageStep {
   static constexpr int kSums = Body::kSums;
   using Shared = FastScratch<kSums>;
   static constexpr int kLanes = 256;
+  static constexpr int kMinBlocks = kSums > 21 ? 1 : kSums > 11 ? 2 : 3;
 
   FastArrays a;
 
@@ -48,6 +49,7 @@ struct ImageStep {
 struct FlagImageRays {
   using Shared = FastNothing;
   static constexpr int kLanes = 256;
+  static constexpr int kMinBlocks = 4;
 
   FastArrays a;
 
@@ -219,6 +221,7 @@ struct ImageBlocks {
 struct MakeImageRows {
   using Shared = FastNothing;
   static constexpr int kLanes = 128;
+  static constexpr int kMinBlocks = 4;
 
   FastArrays a;
 
@@ -237,6 +240,7 @@ struct MakeImageRows {
 struct MakeImageTerms {
   using Shared = FastNothing;
   static constexpr int kLanes = 128;
+  static constexpr int kMinBlocks = 4;
 
   FastArrays a;
 

@@ -27,6 +27,7 @@ template <class Body>
 struct PointStep {
   using Shared = PointTile<Body::kValues, Body::kTileRays>;
   static constexpr int kLanes = kPointLanes;
+  static constexpr int kMinBlocks = 4;
 
   FastArrays a;
   int nBlockPoints = kPointLanes;  ///< at most the lanes

@@ -1,6 +1,7 @@
 // What the steps of the fast kernels share. A step is a struct with
 //   Shared         what the lanes of one block see together
 //   kLanes         most lanes of a block
+//   kMinBlocks     blocks that a multiprocessor should find room for, which bounds its registers
 //   Run(block, shared)
 // and is written over the type of its block, so that one text runs on a device, and lane by lane in tests:
 //   block.Index(), block.Lanes()
