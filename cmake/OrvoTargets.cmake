@@ -5,20 +5,24 @@
 include(GoogleTest OPTIONAL)
 
 add_library(orvo_options INTERFACE)
-target_compile_options(orvo_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Wformat=2
+# Options of the C++ compiler, which nvcc would not know.
+function(orvo_cxx_options)
+  foreach(option IN LISTS ARGN)
+    target_compile_options(orvo_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:${option}>)
+  endforeach()
+endfunction()
+orvo_cxx_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Wformat=2
   # Sums must not depend on which multiply-adds the compiler fuses.
   -ffp-contract=off -fno-math-errno)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 sees overlaps in std::string that are not there.
-  target_compile_options(orvo_options INTERFACE -Wno-restrict)
+  orvo_cxx_options(-Wno-restrict)
 endif()
 if(ORVO_WARNINGS_AS_ERRORS)
-  target_compile_options(orvo_options INTERFACE -Werror)
+  orvo_cxx_options(-Werror)
 endif()
 if(ORVO_SANITIZERS)
-  target_compile_options(orvo_options INTERFACE -fsanitize=${ORVO_SANITIZERS} -fno-omit-frame-pointer
-    -fno-sanitize-recover=all)
+  orvo_cxx_options(-fsanitize=${ORVO_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(orvo_options INTERFACE -fsanitize=${ORVO_SANITIZERS})
 endif()
 target_include_directories(orvo_options INTERFACE ${PROJECT_SOURCE_DIR}/src)

@@ -29,14 +29,13 @@ void Linearize(benchmark::State& state, const char* caseName) {
   const auto images = TermsOfImages(block);
   const auto cameras = TermsOfCameras(block);
   const UnknownLayout layout = block.Layout();
-  double rows[2][12];
-  const PartialRows out{{rows[0], rows[1]}, {rows[0] + 6, rows[1] + 6}, {rows[0] + 11, rows[1] + 11}};
+  PartialRows<double> rows;
   for (auto _ : state) {
     for (const ObjectPointRecord& point : block.pObjectPoints) {
       for (const ImagePointRecord& m : MeasurementsOf(point, block.pImagePoints)) {
         if (!layout.Holds(m)) continue;
-        LinearizeImagePoint(m.x, m.y, point.X, point.Y, point.Z, images[static_cast<size_t>(m.nImage)],
-                            cameras[static_cast<size_t>(m.nCamera)], out);
+        LinearizeImagePoint<double>(m.x, m.y, point.X, point.Y, point.Z, images[static_cast<size_t>(m.nImage)],
+                                    cameras[static_cast<size_t>(m.nCamera)], rows);
         benchmark::DoNotOptimize(rows);
       }
     }

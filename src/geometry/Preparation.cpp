@@ -109,7 +109,7 @@ int CBundleAdjustment::AllocateUnknowns() {
     }
     pConstVector.assign(static_cast<size_t>(nUnknownNum), 0.0);
     pSubMatrixRows.assign(static_cast<size_t>(nBlockRowNum), SubMatrixRow());
-    if (isDense) pDenseNormal = ZeroedArray(static_cast<size_t>(elementCount));
+    if (isDense) pDenseNormal = ZeroedArray(static_cast<size_t>(elementCount), false);
   } catch (const std::bad_alloc&) {
     return 0;
   }

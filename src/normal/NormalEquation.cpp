@@ -89,10 +89,9 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
     pSubMatrices.clear();
     pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
     SubMatrixStore = ZeroedArray(storeSize);
-    PreferLargePages(SubMatrixStore.get(), storeSize * sizeof(double));
   }
   if (!Apply_PCG_Model && !pDenseNormal) {
-    pDenseNormal = ZeroedArray(static_cast<size_t>(nUnknownNum) * static_cast<size_t>(nUnknownNum));
+    pDenseNormal = ZeroedArray(static_cast<size_t>(nUnknownNum) * static_cast<size_t>(nUnknownNum), false);
   }
   pConstVector.resize(static_cast<size_t>(nUnknownNum));
 

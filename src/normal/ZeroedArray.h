@@ -37,8 +37,8 @@ class ZeroedArray {
   }
   double* get() const { return pData; }
   size_t size() const { return nSize; }
-  double& operator[](size_t index) { return pData.get()[index]; }
-  double operator[](size_t index) const { return pData.get()[index]; }
+  double& operator[](size_t index) { return pData[index]; }
+  double operator[](size_t index) const { return pData[index]; }
   explicit operator bool() const { return pData != nullptr; }
 
  private:

@@ -159,7 +159,7 @@ void CBundleAdjustment::MakeNormalEquation() {
     if (pSubMatrices.empty()) pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
     ClearSubMatrices(pSubMatrices);
   } else if (!pDenseNormal) {
-    pDenseNormal = ZeroedArray(order * order);
+    pDenseNormal = ZeroedArray(order * order, false);
   }
 }
 

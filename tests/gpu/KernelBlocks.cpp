@@ -226,11 +226,16 @@ class Reference {
     ray.bCounts = true;
     ray.image = block.ImgIdx[4 * j];
     ray.camera = block.ImgIdx[4 * j + 1];
-    const PartialRows out = {{ray.D[0], ray.D[1]}, {ray.D[0] + 6, ray.D[1] + 6}, {&ray.L[0], &ray.L[1]}};
+    PartialRows<double> rows;
     const float* point = &block.ObjPt[12 * o];
-    LinearizeImagePoint(block.ImgPt[4 * j], block.ImgPt[4 * j + 1], point[0], point[1], point[2],
-                        MakeImageTerms(EopOf(block, ray.image)), MakeCameraTerms(IopOf(block, ray.camera)),
-                        out);
+    LinearizeImagePoint<double>(block.ImgPt[4 * j], block.ImgPt[4 * j + 1], point[0], point[1], point[2],
+                                MakeImageTerms(EopOf(block, ray.image)),
+                                MakeCameraTerms(IopOf(block, ray.camera)), rows);
+    for (int k = 0; k < 2; ++k) {
+      std::copy_n(rows.B[k], 6, ray.D[k]);
+      std::copy_n(rows.A[k], 5, ray.D[k] + 6);
+      ray.L[k] = rows.L[k];
+    }
     system.Residuals[system.Residuals.size() - 2] = ray.L[0];
     system.Residuals.back() = ray.L[1];
     const double factor = static_cast<double>(block.Para.nGrossFactor100) / 100;

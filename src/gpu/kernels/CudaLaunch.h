@@ -1,0 +1,15 @@
+// Launches of the kernels on the current CUDA device, on its default stream.
+#pragma once
+
+#include "gpu/Device.h"
+
+namespace orvo::gpu {
+
+/// 0, or the code of the launch that was refused; what fails while it runs shows in a later call.
+int LaunchLiteralKernel(const KernelCall& call);
+/// The same for the fast form: several launches, which stop at the first that is refused.
+int LaunchFastKernel(const KernelCall& call);
+/// Its product.
+int LaunchFastProduct(const KernelCall& call);
+
+}  // namespace orvo::gpu
