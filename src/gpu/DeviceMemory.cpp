@@ -176,18 +176,17 @@ void UploadFast(GpuState& state, const SectionPoints& section) {
 
 namespace {
 
-/// What cupRms holds before a section is worked on: the thresholds, and zeros for the sums.
-std::array<float, gpu::kRmsFloats> RmsBlock(const CBundleAdjustment& block) {
-  std::array<float, gpu::kRmsFloats> rms{};
-  rms[0] = static_cast<float>(block.fMeanResidualX);
-  rms[1] = static_cast<float>(block.fMeanResidualY);
-  rms[2] = static_cast<float>(block.fRmsResidualX);
-  rms[3] = static_cast<float>(block.fRmsResidualY);
-  return rms;
+/// The residual statistics so far decide what is gross until the next step. Later uploads of an iteration
+/// take the same, so that constant vector, preconditioner and product belong to one system.
+void TakeThresholds(const CBundleAdjustment& block, gpu::GpuState& state) {
+  state.fThresholds = {static_cast<float>(block.fMeanResidualX), static_cast<float>(block.fMeanResidualY),
+                       static_cast<float>(block.fRmsResidualX), static_cast<float>(block.fRmsResidualY)};
 }
 
-int UploadRms(const CBundleAdjustment& block, gpu::GpuState& state) {
-  const auto rms = RmsBlock(block);
+/// The thresholds, and zeros for the sums.
+int UploadRms(gpu::GpuState& state) {
+  std::array<float, gpu::kRmsFloats> rms{};
+  std::ranges::copy(state.fThresholds, rms.begin());
   return state.pDevice->CopyToDevice(state.Arrays.cupRms, rms.data(), sizeof(rms));
 }
 
@@ -218,6 +217,7 @@ int CBundleAdjustment::AllocFixedDeviceMemory() {
   gpu::Uploader device(*state.pDevice);
   const bool literal = state.Form == gpu::KernelForm::Literal;
   const int64_t n = nUnknownNum, upper = nDiagUpperSize;
+  TakeThresholds(*this, state);
   gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
   LogPrintf(">>Allocating memory for image data...\n");
   device.Malloc(arrays.cupEop, std::ssize(state.Eop));
@@ -278,7 +278,7 @@ int CBundleAdjustment::AllocPointDeviceMemory(int32_t gpuSection) {
   } else {
     gpu::UploadFast(state, section);
   }
-  const int code = UploadRms(*this, state);
+  const int code = UploadRms(state);
   if (code == 0) return 1;
   LogPrintf("Cuda memory allocating failed:%d!\n", code);
   return 0;
@@ -300,7 +300,8 @@ int CBundleAdjustment::RefreshObjectArray(int32_t gpuSection) {
 int CBundleAdjustment::RefreshOrientationArrays() {
   gpu::GpuState& state = Gpu();
   gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
-  UploadRms(*this, state);
+  TakeThresholds(*this, state);
+  UploadRms(state);
   gpu::Uploader device(*state.pDevice);
   device.Copy(state.Arrays.cupEop, state.Eop);
   device.Copy(state.Arrays.cupIop, state.Iop);

@@ -1,6 +1,7 @@
 // What the device path keeps from one operation to the next. There is one for each run that uses a device.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -23,6 +24,7 @@ struct GpuState {
   std::vector<int32_t> vEnabledDevices;
   GpuSectionTable Sections;
   GpuPara Para;
+  std::array<float, 4> fThresholds{};  ///< mean and RMS of the residuals in x and y, as uploaded
   DeviceArrays Arrays;
   /// Code of the first operation that failed when the GPU section was uploaded. Kernels must not follow the
   /// indices of half a section.

@@ -87,6 +87,20 @@ TEST(MergedBlocks, GoAsFarAsSinglePrecisionCarries) {
   EXPECT_LT(std::hypot(report.Rmse[0], report.Rmse[1]) / std::sqrt(2.0), 1.1 * fitted);
 }
 
+/// The five numbers of each forcing line of an iteration.
+std::vector<std::array<double, 5>> Forcing(const std::string& log, int iteration = 0) {
+  std::vector<std::array<double, 5>> lines;
+  const std::string mark = "Forcing sequence:";
+  const size_t begin = log.find(">>>>Start PCG iteration " + std::to_string(iteration) + "\n");
+  const size_t end = log.find(">>>>PCG iteration times:", begin);
+  for (size_t at = log.find(mark, begin); at < end; at = log.find(mark, at + 1)) {
+    std::array<double, 5> v{};
+    std::sscanf(log.c_str() + at + mark.size(), "%lf %lf %lf %lf %lf", &v[0], &v[1], &v[2], &v[3], &v[4]);
+    lines.push_back(v);
+  }
+  return lines;
+}
+
 TEST(DevicePath, SectionsOfEveryKindGiveTheSameAdjustment) {
   SyntheticOptions options = Options();
   options.fOutlierFraction = 0.003;
@@ -106,6 +120,7 @@ TEST(DevicePath, SectionsOfEveryKindGiveTheSameAdjustment) {
       {"points", MemoryForSections(block, 3), 0, 3, "GPU sections:1\n"},
       {"both", MemoryForSections(block, 3), DeviceMemoryForSections(block, 2, 3), 3, "GPU sections:2\n"}};
   Report first;
+  std::vector<std::array<double, 5>> firstForcing[2];
   for (const auto& row : rows) {
     Device device;
     device.nMemory = row.memory;
@@ -117,6 +132,16 @@ TEST(DevicePath, SectionsOfEveryKindGiveTheSameAdjustment) {
     EXPECT_NE(log.find(row.gpuSections), std::string::npos) << log;
     const Report report = block.AdjustReport();
     if (std::string(row.output) == "one") first = report;
+    // The gross flags change between these two iterations, but not between sums and products of one.
+    for (const int iteration : {0, 1}) {
+      const auto lines = Forcing(log, iteration);
+      ASSERT_FALSE(lines.empty());
+      auto& expected = firstForcing[iteration];
+      if (expected.empty()) expected = lines;
+      for (const size_t i : {0u, 2u, 4u}) {
+        EXPECT_NEAR(lines[0][i], expected[0][i], 1e-3 * std::abs(expected[0][i])) << row.output << iteration;
+      }
+    }
     for (size_t axis = 0; axis < 2; ++axis)
       EXPECT_NEAR(report.Rmse[axis], first.Rmse[axis], 2e-3) << row.output;
     EXPECT_LT(report.Rmse[0], 0.7) << "far from the 60 pixels of an outlier";
@@ -150,19 +175,6 @@ std::string WithoutNumbers(const std::string& log) {
     if (c != ' ' || single.empty() || single.back() != ' ') single += c;
   }
   return single;
-}
-
-/// The five numbers of each line of the first iteration.
-std::vector<std::array<double, 5>> Forcing(const std::string& log) {
-  std::vector<std::array<double, 5>> lines;
-  const std::string mark = "Forcing sequence:";
-  const size_t end = log.find(">>>>PCG iteration times:");
-  for (size_t at = log.find(mark); at < end; at = log.find(mark, at + 1)) {
-    std::array<double, 5> v{};
-    std::sscanf(log.c_str() + at + mark.size(), "%lf %lf %lf %lf %lf", &v[0], &v[1], &v[2], &v[3], &v[4]);
-    lines.push_back(v);
-  }
-  return lines;
 }
 
 class DeviceForms : public ::testing::TestWithParam<LayoutRow> {};
