@@ -11,7 +11,7 @@
 namespace orvo {
 namespace {
 
-constexpr int64_t kSmallListing = 4 << 20;
+constexpr int64_t kSmallListing = 1 << 20;
 
 void MoveResiduals(ThreadBuffers& buffers, ResidualListing& listing) {
   listing.Parts.resize(buffers.pThreadPointNum.size());
