@@ -43,23 +43,48 @@ class Assembler {
         allN(scratch.N.get()) {}
 
   void Add(int64_t first, int64_t last) {
+    const int64_t base = first <= last ? in.pObjectPoints[first].nFirstImagePoint : 0;
     for (int64_t next = first; next <= last;) {
       int32_t pointNum = 0, rayNum = 0;
       do {
+        const int64_t p = PointAt(next++, first);
+        const ObjectPointRecord& record = in.pObjectPoints[p];
         BatchPoint& point = points[pointNum++];
-        point.nPoint = next;
+        point.nPoint = p;
         point.nFirstCamera = rayNum + pointNum;
-        linearizer.Collect(in.pObjectPoints[next], point, rayNum);
+        linearizer.Collect(record, point, rayNum,
+                           out.pPointOrder ? record.nFirstImagePoint - base : out.nPointNum);
         rayNum += point.nRayNum;
-        ++next;
+        if (out.pPointOrder) CallFor(next, first, last);
       } while (next <= last && pointNum < AssemblyScratch::kBatch &&
-               rayNum + in.pObjectPoints[next].nImagePointNum <= AssemblyScratch::kBatch);
+               rayNum + in.pObjectPoints[PointAt(next, first)].nImagePointNum <= AssemblyScratch::kBatch);
       AddBatch(pointNum, rayNum);
     }
     Flush();
   }
 
  private:
+  int64_t PointAt(int64_t place, int64_t first) const {
+    return out.pPointOrder ? out.pPointOrder[place - first] : place;
+  }
+
+  /// Calls for points that stand anywhere in memory, and for their places in the listing, some time before
+  /// they are due.
+  void CallFor(int64_t next, int64_t first, int64_t last) const {
+    if (next + 32 > last) return;
+    const auto* record = reinterpret_cast<const char*>(in.pObjectPoints + PointAt(next + 32, first));
+    __builtin_prefetch(record);
+    __builtin_prefetch(record + sizeof(ObjectPointRecord) - 1);
+    const int64_t begin = in.pObjectPoints[PointAt(next + 16, first)].nFirstImagePoint;
+    const int64_t running = begin - in.pObjectPoints[first].nFirstImagePoint;
+    const auto* measurements = reinterpret_cast<const char*>(in.pImagePoints + begin);
+    __builtin_prefetch(measurements);
+    __builtin_prefetch(measurements + 64);
+    __builtin_prefetch(out.pResiduals + 2 * running, 1);
+    __builtin_prefetch(out.pResiduals + 2 * running + 8, 1);
+    __builtin_prefetch(out.pGrossFlags + running, 1);
+  }
+
   double* GOfRay(int32_t ray) const { return allG + int64_t{3 * kKept} * ray; }
 
   void AddBatch(int32_t pointNum, int32_t rayNum) {

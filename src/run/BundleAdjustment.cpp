@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "normal/BlockIndex.h"
+#include "normal/PointOrder.h"
 #include "normal/ThreadBuffers.h"
 
 namespace orvo {
@@ -54,6 +55,7 @@ int CBundleAdjustment::SetLmIterationDone(int32_t count) {
 int CBundleAdjustment::ReleaseSectionPoints() {
   Free(pObjectPoints);
   Free(pImagePoints);
+  Free(pPointOrders);
   return 1;
 }
 
