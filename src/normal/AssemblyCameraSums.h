@@ -9,6 +9,27 @@
 namespace orvo {
 namespace {
 
+/// Sums in lanes, each a member of its own.
+template <int kSums>
+struct LaneSums {
+  Lanes sum;
+  LaneSums<kSums - 1> rest;
+  template <class... Others>
+  [[gnu::always_inline]] void Add(const Lanes& first, const Others&... others) {
+    sum += first;
+    rest.Add(others...);
+  }
+  [[gnu::always_inline]] void AddTo(double* p) const {
+    StoreLanes(p, LoadLanes(p) + sum);
+    rest.AddTo(p + 8);
+  }
+};
+template <>
+struct LaneSums<0> {
+  [[gnu::always_inline]] void Add() {}
+  [[gnu::always_inline]] void AddTo(double*) const {}
+};
+
 class CameraSums {
  public:
   /// `blocks`: 5 x 8 for each camera, A'A and A'L. A stands at `offset` in a ray's rows, L behind it.
@@ -31,6 +52,7 @@ class CameraSums {
       if (cameraNum == AssemblyScratch::kCameraSlots) return AddOneByOne(rayNum);
       cameras[cameraNum++] = camera;
     }
+    // The lanes behind the last measurement hold a copy of it, or what was moved forward.
     for (int32_t k = rayNum; k % kLanes != 0; ++k) {
       for (int column = ColumnLx; column < kAssemblyColumns; ++column) columns[column * columnSize + k] = 0;
     }
@@ -67,8 +89,7 @@ class CameraSums {
   }
 
   void AddColumns(AssemblyCameraSums& slot, const double* weights, int32_t rayNum) {
-    Lanes sum[AssemblyCameraSums::kSums];
-    for (int k = 0; k < AssemblyCameraSums::kSums; ++k) sum[k] = LoadLanes(slot.Sum[k]);
+    LaneSums<AssemblyCameraSums::kSums> sums{};
     for (int32_t k = 0; k < rayNum; k += kLanes) {
       const auto number = [&](AssemblyColumn column) { return LoadLanes(Column(column) + k); };
       const Lanes s = LoadLanes(weights + k);
@@ -76,26 +97,12 @@ class CameraSums {
                   py = number(ColumnK1Y), qx = number(ColumnK2X), qy = number(ColumnK2Y),
                   Lx = number(ColumnLx), Ly = number(ColumnLy);
       const Lanes sfx = s * fx, sfy = s * fy, spx = s * px, spy = s * py, sqx = s * qx, sqy = s * qy;
-      sum[0] += sfx * fx + sfy * fy;
-      sum[1] += sfx;
-      sum[2] += sfy;
-      sum[3] += sfx * px + sfy * py;
-      sum[4] += sfx * qx + sfy * qy;
-      sum[5] += s;
-      sum[6] += spx;
-      sum[7] += sqx;
-      sum[8] += spy;
-      sum[9] += sqy;
-      sum[10] += spx * px + spy * py;
-      sum[11] += spx * qx + spy * qy;
-      sum[12] += sqx * qx + sqy * qy;
-      sum[13] += sfx * Lx + sfy * Ly;
-      sum[14] += s * Lx;
-      sum[15] += s * Ly;
-      sum[16] += spx * Lx + spy * Ly;
-      sum[17] += sqx * Lx + sqy * Ly;
+      sums.Add(sfx * fx + sfy * fy, sfx, sfy, sfx * px + sfy * py, sfx * qx + sfy * qy,  //
+               s, spx, sqx, spy, sqy,                                                    //
+               spx * px + spy * py, spx * qx + spy * qy, sqx * qx + sqy * qy,            //
+               sfx * Lx + sfy * Ly, s * Lx, s * Ly, spx * Lx + spy * Ly, sqx * Lx + sqy * Ly);
     }
-    for (int k = 0; k < AssemblyCameraSums::kSums; ++k) StoreLanes(slot.Sum[k], sum[k]);
+    sums.AddTo(slot.Sum[0]);
   }
 
   void Flush(AssemblyCameraSums& slot) {

@@ -98,6 +98,7 @@ struct BlockAccess {
   double* Block(int64_t point, int32_t row, int32_t column) const {
     return out.pBlocks + Offset(point, row, column);
   }
+  bool IsNoted(int32_t row) const { return out.pRowFlags[row] == 1; }
   /// Flags the block row; without a diagonal block in the pattern every measurement on it is told.
   void NoteRow(int64_t point, int32_t row, int64_t imagePoint) const {
     uint8_t& flag = out.pRowFlags[row];

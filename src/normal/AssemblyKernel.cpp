@@ -28,7 +28,6 @@ AssemblyScratch::AssemblyScratch(int64_t measurementNum, const UnknownLayout& la
   Nodes.resize(rayNum);
   G = ZeroedArray(rayNum * 48);
   N = ZeroedArray(rayNum * 48);
-  Phases = ZeroedArray(rayNum * 72);
   if (layout.nLayoutMode == LayoutEopIop) {
     Cameras.resize(rayNum + kBatch);
     OwnCamera.assign(static_cast<size_t>(layout.FirstRows()), -1);
@@ -37,7 +36,6 @@ AssemblyScratch::AssemblyScratch(int64_t measurementNum, const UnknownLayout& la
   nColumnSize = static_cast<int64_t>((rayNum + 7) / 8 * 8);
   Columns = ZeroedArray(static_cast<size_t>(nColumnSize) * kAssemblyColumns);
   Order.resize(rayNum);
-  Offsets.resize(static_cast<size_t>(kBatch) * (kBatch - 1) / 2);
   Own = ZeroedArray(static_cast<size_t>(layout.FirstRows()) *
                     static_cast<size_t>(OwnBlockSize(layout.nLayoutMode)));
   CameraOwn = ZeroedArray(static_cast<size_t>(layout.SecondRows()) * 40);

@@ -37,9 +37,10 @@ struct MissingBlock {
 struct AssemblyOutput {
   double* pBlocks = nullptr;  ///< store of the index's size and a spare block
   double* pConstVector = nullptr;
-  float* pResiduals = nullptr;     ///< gets x and y of each measurement, 0 without an equation
-  int32_t* pGrossFlags = nullptr;  ///< gets 0, or -1 for gross
-  uint8_t* pRowFlags = nullptr;    ///< set to 1 for every block row added to
+  float* pResiduals = nullptr;           ///< gets x and y of each measurement, 0 without an equation
+  int32_t* pGrossFlags = nullptr;        ///< gets 0, or -1 for gross
+  const int32_t* pPointOrder = nullptr;  ///< the points as they are taken, null: as they come
+  uint8_t* pRowFlags = nullptr;          ///< set to 1 for every block row added to
   int64_t nPointNum = 0, nGrossNum = 0, nLeftOutNum = 0;  ///< measurements: all, gross, without an equation
   double fSumX = 0, fSumY = 0, fSquareSumX = 0, fSquareSumY = 0;
   double fMaxX = 0, fMaxY = 0, fMinX = 0, fMinY = 0;  ///< start as the figures so far
@@ -47,6 +48,9 @@ struct AssemblyOutput {
 };
 
 /// Adds the equations of the points first..last.
+///
+/// With an order of these points the measurements of each must follow those of the one before it in `in`, and
+/// fMinY is not that of the listing's order.
 ///
 /// A ray with partial derivatives D by the unknowns of its block row and C by the point, weight s and
 /// misclosure L adds s D'D to its own block and s D'L to the right-hand side. For a point that is no control

@@ -7,7 +7,7 @@
 #include "normal/AssemblyKernel.h"
 #include "normal/AssemblyLinearize.h"
 #include "normal/AssemblyPointCameras.h"
-#include "normal/VectorRows.h"
+#include "normal/VectorBlocks.h"
 
 namespace orvo {
 namespace {
@@ -38,30 +38,53 @@ class Assembler {
         allNodes(scratch.Nodes.data()),
         points(scratch.Points.data()),
         order(scratch.Order.data()),
-        offsets(scratch.Offsets.data()),
         own(scratch.Own.get()),
         allG(scratch.G.get()),
-        allN(scratch.N.get()),
-        phases(scratch.Phases.get()) {}
+        allN(scratch.N.get()) {}
 
   void Add(int64_t first, int64_t last) {
+    const int64_t base = first <= last ? in.pObjectPoints[first].nFirstImagePoint : 0;
     for (int64_t next = first; next <= last;) {
       int32_t pointNum = 0, rayNum = 0;
       do {
+        const int64_t p = PointAt(next++, first);
+        const ObjectPointRecord& record = in.pObjectPoints[p];
         BatchPoint& point = points[pointNum++];
-        point.nPoint = next;
+        point.nPoint = p;
         point.nFirstCamera = rayNum + pointNum;
-        linearizer.Collect(in.pObjectPoints[next], point, rayNum);
+        linearizer.Collect(record, point, rayNum,
+                           out.pPointOrder ? record.nFirstImagePoint - base : out.nPointNum);
         rayNum += point.nRayNum;
-        ++next;
+        if (out.pPointOrder) CallFor(next, first, last);
       } while (next <= last && pointNum < AssemblyScratch::kBatch &&
-               rayNum + in.pObjectPoints[next].nImagePointNum <= AssemblyScratch::kBatch);
+               rayNum + in.pObjectPoints[PointAt(next, first)].nImagePointNum <= AssemblyScratch::kBatch);
       AddBatch(pointNum, rayNum);
     }
     Flush();
   }
 
  private:
+  int64_t PointAt(int64_t place, int64_t first) const {
+    return out.pPointOrder ? out.pPointOrder[place - first] : place;
+  }
+
+  /// Calls for points that stand anywhere in memory, and for their places in the listing, some time before
+  /// they are due.
+  void CallFor(int64_t next, int64_t first, int64_t last) const {
+    if (next + 32 > last) return;
+    const auto* record = reinterpret_cast<const char*>(in.pObjectPoints + PointAt(next + 32, first));
+    __builtin_prefetch(record);
+    __builtin_prefetch(record + sizeof(ObjectPointRecord) - 1);
+    const int64_t begin = in.pObjectPoints[PointAt(next + 16, first)].nFirstImagePoint;
+    const int64_t running = begin - in.pObjectPoints[first].nFirstImagePoint;
+    const auto* measurements = reinterpret_cast<const char*>(in.pImagePoints + begin);
+    __builtin_prefetch(measurements);
+    __builtin_prefetch(measurements + 64);
+    __builtin_prefetch(out.pResiduals + 2 * running, 1);
+    __builtin_prefetch(out.pResiduals + 2 * running + 8, 1);
+    __builtin_prefetch(out.pGrossFlags + running, 1);
+  }
+
   double* GOfRay(int32_t ray) const { return allG + int64_t{3 * kKept} * ray; }
 
   void AddBatch(int32_t pointNum, int32_t rayNum) {
@@ -77,13 +100,17 @@ class Assembler {
       }
       MakeNodes(points[p]);
     }
-    for (int32_t p = 0; p < pointNum; ++p) AddOwnBlocks(points[p]);
+    for (int32_t p = 0, end = 0; p < pointNum; p = end) {
+      end = EndOfRun(p, pointNum);
+      AddOwnBlocks(p, end);
+      AddCouplings(p, end);
+    }
     if constexpr (kHasCameras) {
+      cameras.AddOwnElimination(points, pointNum);
       for (int32_t p = 0; p < pointNum; ++p) {
-        if (points[p].bEliminated) cameras.AddElimination(points[p], allNodes + points[p].nFirstRay);
+        if (points[p].bEliminated) cameras.AddCouplings(points[p], allNodes + points[p].nFirstRay);
       }
     }
-    AddCouplings(pointNum, rayNum);
   }
 
   /// G of every ray, and the sums over the point that hold M and Q.
@@ -232,38 +259,73 @@ class Assembler {
     }
   }
 
-  void AddOwnBlocks(const BatchPoint& point) {
-    for (int32_t k = 0; k < point.nNodeNum; ++k) {
-      const Node& node = allNodes[point.nFirstRay + k];
-      const Ray& ray = rays[node.nRay];
-      if (!point.bEliminated) {
-        if constexpr (kLayout != LayoutIop) AddOwnOfRay(point, ray);
-        continue;
-      }
-      bool alone = kLayout != LayoutIop && node.nRayNum == 1;
-      if constexpr (kHasCameras) alone &= cameras.IsOwn(ray);
-      if (__builtin_expect(alone, 1)) {
-        AddReducedRay(ray, node);
-        continue;
-      }
-      if constexpr (kLayout != LayoutIop) AddOwnOfRay(point, ray);
-      AddEliminationOfNode(node);
+  /// Points that follow each other and were measured on the same images, as neighbours often are. What they
+  /// add to a block is summed in registers. The first point behind the run.
+  int32_t EndOfRun(int32_t first, int32_t pointNum) const {
+    const BatchPoint& point = points[first];
+    const Node* const nodes = allNodes + point.nFirstRay;
+    int32_t end = first + 1;
+    for (; end < pointNum; ++end) {
+      const BatchPoint& other = points[end];
+      if (other.bEliminated != point.bEliminated || other.nNodeNum != point.nNodeNum) break;
+      const Node* const otherNodes = allNodes + other.nFirstRay;
+      int32_t k = 0;
+      while (k < point.nNodeNum && otherNodes[k].nRow == nodes[k].nRow) ++k;
+      if (k < point.nNodeNum) break;
     }
+    return end;
+  }
+
+  void AddOwnBlocks(int32_t first, int32_t end) {
+    for (int32_t k = 0; k < points[first].nNodeNum; ++k) {
+      if (points[first].bEliminated && AllAlone(first, end, k)) {
+        AddReducedRays(first, end, k);
+        continue;
+      }
+      for (int32_t p = first; p < end; ++p) {
+        const Node& node = allNodes[points[p].nFirstRay + k];
+        // In LayoutIop the sums over the cameras are complete already.
+        if constexpr (kLayout != LayoutIop) AddOwnOfRay(points[p], rays[node.nRay]);
+        if (points[p].bEliminated) AddEliminationOfNode(node);
+      }
+    }
+  }
+
+  /// True where the points have one ray each in the row of node k, and it with the image's own camera.
+  bool AllAlone(int32_t first, int32_t end, int32_t k) const {
+    if constexpr (kLayout == LayoutIop) return false;
+    bool alone = true;
+    for (int32_t p = first; p < end; ++p) {
+      const Node& node = allNodes[points[p].nFirstRay + k];
+      alone &= node.nRayNum == 1;
+      if constexpr (kHasCameras) alone &= cameras.IsOwn(rays[node.nRay]);
+    }
+    return alone;
   }
 
   /// s D'(D, L) of the only ray of a node, less what the elimination takes. As G = s (Bx' x + By' y), with x
   /// and y the rows and Bx, By their first three numbers by the image, both together are two products of the
   /// rows: s x'(x + Bx N) + s y'(y + By N).
-  void AddReducedRay(const Ray& ray, const Node& node) {
-    const double* bx = ray.Row[0] + Form::kB;
-    const double* by = ray.Row[1] + Form::kB;
-    Own rowX = Own::Load(ray.Row[0]), rowY = Own::Load(ray.Row[1]);
-    for (int d = 0; d < 3; ++d) {
-      const Own n = NRow(node, d);
-      rowX.AddScaled(bx[d], n);
-      rowY.AddScaled(by[d], n);
+  void AddReducedRays(int32_t first, int32_t end, int32_t k) {
+    double* const block = allNodes[points[first].nFirstRay + k].pOwn;
+    auto sums = RowSums<Own, kBlock>::Load(block);
+    for (int32_t p = first; p < end; ++p) {
+      const Node& node = allNodes[points[p].nFirstRay + k];
+      const Ray& ray = rays[node.nRay];
+      const double* x = ray.Row[0];
+      const double* y = ray.Row[1];
+      Own rowX = Own::Load(x), rowY = Own::Load(y);
+      for (int d = 0; d < 3; ++d) {
+        const Own n = NRow(node, d);
+        rowX.AddScaled(x[Form::kB + d], n);
+        rowY.AddScaled(y[Form::kB + d], n);
+      }
+      rowX = Own::Scaled(ray.fWeight, rowX);
+      rowY = Own::Scaled(ray.fWeight, rowY);
+      sums.AddProduct(x, rowX);
+      sums.AddProduct(y, rowY);
     }
-    AddTwoProducts(ray, Own::Scaled(ray.fWeight, rowX), Own::Scaled(ray.fWeight, rowY), node.pOwn);
+    sums.Store(block);
   }
 
   /// G'N of a node.
@@ -279,74 +341,39 @@ class Assembler {
     }
   }
 
-  /// Couplings among the first block rows. Of an ordinary batch all blocks are looked up, and called for,
-  /// before the first is added to.
-  void AddCouplings(int32_t pointNum, int32_t rayNum) {
-    const bool ordinary = rayNum <= AssemblyScratch::kBatch;
-    if (ordinary) {
-      int64_t* offset = offsets;
-      for (int32_t p = 0; p < pointNum; ++p) {
-        if (points[p].bEliminated) Locate(points[p], offset);
-      }
-    }
-    const int64_t* offset = offsets;
-    for (int32_t p = 0; p < pointNum; ++p) {
-      const BatchPoint& point = points[p];
-      if (!point.bEliminated) continue;
-      const Node* const nodes = allNodes + point.nFirstRay;
-      if constexpr (kBlock == 6) {
-        for (int32_t b = 1; b < point.nNodeNum; ++b) {
-          for (int d = 0; d < 3; ++d) SetPhases(phases + 72 * b + 24 * d, nodes[b].pG + d * kKept);
-        }
-      }
-      for (int32_t a = 0; a + 1 < point.nNodeNum; ++a) {
-        const LeftOf left(nodes[a].pN);
-        for (int32_t b = a + 1; b < point.nNodeNum; ++b) {
-          double* block = out.pBlocks +
-                          (ordinary ? *offset++ : access.Offset(point.nPoint, nodes[a].nRow, nodes[b].nRow));
-          left.AddTo(block, nodes[b], phases + 72 * b);
-        }
-      }
-    }
-  }
-
-  void Locate(const BatchPoint& point, int64_t*& offset) {
+  /// Couplings among the first block rows of a run, N'G.
+  void AddCouplings(int32_t first, int32_t end) {
+    const BatchPoint& point = points[first];
+    if (!point.bEliminated) return;
     const Node* const nodes = allNodes + point.nFirstRay;
     for (int32_t a = 0; a + 1 < point.nNodeNum; ++a) {
       const FirstBlocksOfRow row(in.Index, nodes[a].nRow);
       for (int32_t b = a + 1; b < point.nNodeNum; ++b) {
-        int64_t place = row.Offset(nodes[b].nRow);
-        if (__builtin_expect(place < 0, 0)) place = access.Offset(point.nPoint, nodes[a].nRow, nodes[b].nRow);
-        *offset++ = place;
+        int64_t offset = row.Offset(nodes[b].nRow);
+        if (__builtin_expect(offset < 0, 0))
+          offset = access.Offset(point.nPoint, nodes[a].nRow, nodes[b].nRow);
+        AddCoupling(first, end, a, b, out.pBlocks + offset);
       }
     }
   }
 
-  /// The left node of couplings, N'G.
-  struct LeftOfSix {
-    LeftFactors factors;
-    [[gnu::always_inline]] explicit LeftOfSix(const double* rows) : factors(rows) {}
-    [[gnu::always_inline]] void AddTo(double* block, const Node&, const double* rightPhases) const {
-      factors.AddTo(block, rightPhases);
+  void AddCoupling(int32_t first, int32_t end, int32_t a, int32_t b, double* block) {
+    if constexpr (kBlock == 6) {
+      SixBySix sum;
+      for (int32_t p = first; p < end; ++p) {
+        const Node* const nodes = allNodes + points[p].nFirstRay;
+        sum.AddProduct(nodes[a].pN, nodes[b].pG);
+      }
+      sum.AddTo(block);
+    } else {
+      for (int32_t p = first; p < end; ++p) {
+        const Node* const nodes = allNodes + points[p].nFirstRay;
+        const double* n = nodes[a].pN;
+        const double* g = nodes[b].pG;
+        AddThreeProducts<kBlock, kBlock>(block, n, n + kKept, n + 2 * kKept, g, g + kKept, g + 2 * kKept);
+      }
     }
-  };
-  struct LeftOfOther {
-    const double* n;
-    [[gnu::always_inline]] explicit LeftOfOther(const double* rows) : n(rows) {}
-    [[gnu::always_inline]] void AddTo(double* block, const Node& right, const double*) const {
-      const double* g = right.pG;
-      AddThreeProducts<kBlock, kBlock>(block, n, n + kKept, n + 2 * kKept, g, g + kKept, g + 2 * kKept);
-    }
-  };
-  template <bool kSix, class Six, class Other>
-  struct Choose {
-    using Type = Six;
-  };
-  template <class Six, class Other>
-  struct Choose<false, Six, Other> {
-    using Type = Other;
-  };
-  using LeftOf = typename Choose<kBlock == 6, LeftOfSix, LeftOfOther>::Type;
+  }
 
   /// Moves the own blocks to the store and to the right-hand side.
   void Flush() {
@@ -391,11 +418,9 @@ class Assembler {
   Node* allNodes;
   BatchPoint* points;
   int32_t* order;
-  int64_t* offsets;
   double* own;
   double* allG;
   double* allN;
-  double* phases;
 };
 
 template <int kLayout>

@@ -76,15 +76,15 @@ class Linearizer {
     return {begin, begin + count};
   }
 
-  /// Appends the measurements that stand on a kept image and camera; the others get their place in the
-  /// listing.
-  void Collect(const ObjectPointRecord& point, BatchPoint& batchPoint, int32_t firstRay) {
+  /// Appends the measurements that stand on a kept image and camera; the others only get their place in the
+  /// listing, where the point's begin at `running`.
+  void Collect(const ObjectPointRecord& point, BatchPoint& batchPoint, int32_t firstRay, int64_t running) {
     const MeasurementRange range = RangeOf(point);
+    out.nPointNum += range.nEnd - range.nBegin;
     batchPoint.nType = point.nType;
     batchPoint.nFirstRay = firstRay;
     int32_t ray = firstRay;
-    for (int64_t j = range.nBegin; j < range.nEnd; ++j) {
-      const int64_t running = out.nPointNum++;
+    for (int64_t j = range.nBegin; j < range.nEnd; ++j, ++running) {
       const ImagePointRecord& measurement = in.pImagePoints[j];
       if (!in.Layout.Holds(measurement)) {
         LeaveOut(running);
@@ -149,9 +149,7 @@ class Linearizer {
       point.bOneCamera = true;
       for (int32_t k = first; k < end; ++k) {
         const int64_t running = rays[k].nRunning;
-        // A point in the plane through the projection centre has no equation, and one whose coordinates have
-        // left all bounds would spoil every unknown: both are left out.
-        if (!(Column(ColumnBound)[k] < 1e200)) {
+        if (!(Column(ColumnBound)[k] < kLargestBound)) {
           LeaveOut(running);
           continue;
         }
@@ -187,8 +185,7 @@ class Linearizer {
                                number(ColumnPointZ), image, camera, rows);
     StoreLanes(Column(ColumnLx) + first, rows.L[0]);
     StoreLanes(Column(ColumnLy) + first, rows.L[1]);
-    StoreLanes(Column(ColumnBound) + first, rows.L[0] * rows.L[0] + rows.L[1] * rows.L[1] +
-                                                rows.B[0][0] * rows.B[0][0] + rows.B[1][1] * rows.B[1][1]);
+    StoreLanes(Column(ColumnBound) + first, BoundOfRows(rows));
     if constexpr (kSumsCameras) {
       const AssemblyColumn focal[2] = {ColumnFocalX, ColumnFocalY}, k1[2] = {ColumnK1X, ColumnK1Y},
                            k2[2] = {ColumnK2X, ColumnK2Y};

@@ -4,6 +4,7 @@
 
 #include "normal/AssemblyForms.h"
 #include "normal/AssemblyScratch.h"
+#include "normal/VectorBlocks.h"
 
 namespace orvo {
 namespace {
@@ -29,8 +30,11 @@ class PointCameras {
   void Make(BatchPoint& point) {
     Camera* const cameras = all + point.nFirstCamera;
     point.nCameraNum = 0;
-    for (int32_t k = point.nFirstRay; k < point.nFirstRay + point.nRayNum; ++k) {
-      access.NoteRow(point.nPoint, in.Layout.nImageNum + rays[k].nCamera, rays[k].nImagePoint);
+    const int32_t firstRow = in.Layout.nImageNum;
+    if (!point.bOneCamera || !access.IsNoted(firstRow + rays[point.nFirstRay].nCamera)) {
+      for (int32_t k = point.nFirstRay; k < point.nFirstRay + point.nRayNum; ++k) {
+        access.NoteRow(point.nPoint, firstRow + rays[k].nCamera, rays[k].nImagePoint);
+      }
     }
     if (point.bOneCamera) {
       cameras[0].nCamera = rays[point.nFirstRay].nCamera;
@@ -78,24 +82,41 @@ class PointCameras {
     rowY.b = Row8::Load(y);
   }
 
-  /// What the elimination takes from the cameras and from their couplings, the own ones of the images
-  /// excepted.
-  void AddElimination(const BatchPoint& point, const Node* nodes) {
+  /// What the elimination takes from the cameras' own blocks. Points of one camera that follow each other are
+  /// summed in registers.
+  void AddOwnElimination(const BatchPoint* points, int32_t pointNum) {
+    for (int32_t p = 0; p < pointNum;) {
+      if (!points[p].bEliminated) {
+        ++p;
+        continue;
+      }
+      if (!points[p].bOneCamera) {
+        for (int32_t c = 0; c < points[p].nCameraNum; ++c) {
+          const Camera& camera = all[points[p].nFirstCamera + c];
+          double* const block = cameraOwn + int64_t{40} * camera.nCamera;
+          auto sums = RowSums<Row8, 5>::Load(block);
+          AddCamera(camera, sums);
+          sums.Store(block);
+        }
+        ++p;
+        continue;
+      }
+      const int32_t number = all[points[p].nFirstCamera].nCamera;
+      double* const block = cameraOwn + int64_t{40} * number;
+      auto sums = RowSums<Row8, 5>::Load(block);
+      for (; p < pointNum && points[p].bEliminated && points[p].bOneCamera; ++p) {
+        const Camera& camera = all[points[p].nFirstCamera];
+        if (camera.nCamera != number) break;
+        AddCamera(camera, sums);
+      }
+      sums.Store(block);
+    }
+  }
+
+  /// What it takes from their couplings, the own ones of the images excepted.
+  void AddCouplings(const BatchPoint& point, const Node* nodes) {
     const Camera* const cameras = all + point.nFirstCamera;
     const int32_t rowBase = in.Layout.nImageNum;
-    for (int32_t c = 0; c < point.nCameraNum; ++c) {
-      const Camera& camera = cameras[c];
-      double* block = cameraOwn + int64_t{40} * camera.nCamera;
-      const Row8 h0 = Row8::Load(camera.Sum[0]), h1 = Row8::Load(camera.Sum[1]),
-                 h2 = Row8::Load(camera.Sum[2]);
-      for (int r = 0; r < 5; ++r) {
-        Row8 sum = Row8::Load(block + 8 * r);
-        sum.AddScaled(camera.N[0][r], h0);
-        sum.AddScaled(camera.N[1][r], h1);
-        sum.AddScaled(camera.N[2][r], h2);
-        sum.Store(block + 8 * r);
-      }
-    }
     for (int32_t a = 0; a < point.nNodeNum; ++a) {
       if (point.bOneCamera && cameras[0].nCamera == ownCamera[nodes[a].nRow]) continue;
       const double* n = nodes[a].pN;
@@ -122,6 +143,10 @@ class PointCameras {
   const double* Own(int32_t camera) const { return cameraOwn + int64_t{40} * camera; }
 
  private:
+  [[gnu::always_inline]] static void AddCamera(const Camera& camera, RowSums<Row8, 5>& sums) {
+    for (int d = 0; d < 3; ++d) sums.AddProduct(camera.N[d], Row8::Load(camera.Sum[d]));
+  }
+
   static void EliminateCamera(const BatchPoint& point, Camera& camera) {
     Eliminate(point.MinusInverse, Row8::Load(camera.Sum[0]), Row8::Load(camera.Sum[1]),
               Row8::Load(camera.Sum[2]), camera.N[0], 8);

@@ -88,18 +88,15 @@ struct AssemblyScratch {
   std::vector<AssemblyRay> Rays;
   ZeroedArray
       G;  ///< of each ray: s times its rows times the first three columns of B: minus G', M and minus Q
-  ZeroedArray N;       ///< of each node
-  ZeroedArray Phases;  ///< of each node of one point: G's rows repeated, cut as the vectors of a block of six
-                       ///< meet them
+  ZeroedArray N;  ///< of each node
   std::vector<AssemblyNode> Nodes;
   std::vector<AssemblyCamera> Cameras;
   std::vector<AssemblyPoint> Points;
   int64_t nColumnSize;  ///< room of a column
   ZeroedArray Columns;
-  std::vector<int32_t> Order;    ///< rays by block row
-  std::vector<int64_t> Offsets;  ///< blocks of a batch's pairs of nodes
-  ZeroedArray Own;               ///< own blocks of the first rows, see OwnBlockSize, zero at first
-  ZeroedArray CameraOwn;         ///< of the cameras behind them, 5 x 8: A'A and A'L
+  std::vector<int32_t> Order;  ///< rays by block row
+  ZeroedArray Own;             ///< own blocks of the first rows, see OwnBlockSize, zero at first
+  ZeroedArray CameraOwn;       ///< of the cameras behind them, 5 x 8: A'A and A'L
   std::vector<int32_t>
       OwnCamera;  ///< camera whose coupling is part of an image's own block, -1 not yet known
   AssemblyCameraSums CameraSums[kCameraSlots];

@@ -2,14 +2,23 @@
 
 #include <algorithm>
 
+#include "run/ParallelFor.h"
+
 namespace orvo {
 
-void AddStore(const BlockIndex& index, std::span<const uint8_t> rowFlags, const double* from, double* into) {
-  for (int32_t row = 0; row < index.Rows(); ++row) {
-    if (rowFlags[static_cast<size_t>(row)] == 0) continue;
-    const int64_t begin = index.RowBegin(row), end = index.RowBegin(row + 1);
-    for (int64_t k = begin; k < end; ++k) into[k] += from[k];
-  }
+void AddStore(const BlockIndex& index, std::span<const uint8_t> rowFlags, const double* from, double* into,
+              int threads) {
+  // Each element has one sum of its own, so any division of the rows gives the same numbers.
+  constexpr int32_t kRowsOfPiece = 64;
+  const int64_t pieces = (index.Rows() + kRowsOfPiece - 1) / kRowsOfPiece;
+  ParallelFor(pieces, threads, [&](int64_t piece) {
+    const auto first = static_cast<int32_t>(piece * kRowsOfPiece);
+    for (int32_t row = first; row < std::min(first + kRowsOfPiece, index.Rows()); ++row) {
+      if (rowFlags[static_cast<size_t>(row)] == 0) continue;
+      const int64_t begin = index.RowBegin(row), end = index.RowBegin(row + 1);
+      for (int64_t k = begin; k < end; ++k) into[k] += from[k];
+    }
+  });
 }
 
 AttachFault AttachBlocks(const BlockIndex& index, std::span<const SubMatrixRow> rows, double* store,

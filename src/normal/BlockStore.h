@@ -13,8 +13,9 @@ namespace orvo {
 /// Doubles behind the blocks of a store that take what has no place in the pattern.
 inline constexpr int64_t kSpareBlockSize = 128;
 
-/// into += from, for the block rows flagged in `rowFlags`.
-void AddStore(const BlockIndex& index, std::span<const uint8_t> rowFlags, const double* from, double* into);
+/// into += from, for the block rows flagged in `rowFlags`, by up to `threads` threads.
+void AddStore(const BlockIndex& index, std::span<const uint8_t> rowFlags, const double* from, double* into,
+              int threads);
 
 enum class AttachFault { None, Size, Position };
 

@@ -87,6 +87,16 @@ template <class T>
   return Zr;
 }
 
+/// False for a measurement that is left out: its point stands in the plane through the projection centre,
+/// where it has no equation, or has left all bounds and would spoil every unknown.
+inline constexpr double kLargestBound = 1e200;
+template <class T>
+[[gnu::always_inline]] inline T BoundOfRows(const PartialRows<T>& rows) {
+  return rows.L[0] * rows.L[0] + rows.L[1] * rows.L[1] + rows.B[0][0] * rows.B[0][0] +
+         rows.B[1][1] * rows.B[1][1];
+}
+inline bool IsBoundedRow(const PartialRows<double>& rows) { return BoundOfRows(rows) < kLargestBound; }
+
 /// The same from the records, into row-major arrays: outEop 2 by 6, outIop 2 by 5, outObject 2 by 3 and
 /// outResidual 2. Returns 1, or 0 with nothing written where Zr is exactly 0.
 int ComputeImagePointPartials(const ImagePointRecord& imagePoint, const ObjectPointRecord& objectPoint,

@@ -6,6 +6,7 @@
 
 #include "normal/BlockIndex.h"
 #include "normal/BlockStore.h"
+#include "normal/PointOrder.h"
 #include "normal/ThreadBuffers.h"
 #include "run/BundleAdjustment.h"
 #include "run/LargeArray.h"
@@ -98,6 +99,7 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
   pThreadBuffers = std::make_unique<ThreadBuffers>();
   ThreadBuffers& buffers = *pThreadBuffers;
   const size_t threadNum = tasks.size();
+  pPointOrders.resize(threadNum);
   buffers.pThreadResidualSum.resize(threadNum);
   buffers.pThreadResidualSquareSum.resize(threadNum);
   buffers.pThreadValidNum.resize(threadNum);
@@ -159,13 +161,35 @@ int CBundleAdjustment::BuildNormalEquationTask(int32_t thread, int32_t first, in
   // The threads' running figures would share cache lines if they stood side by side.
   AssemblyOutput out = buffers.pThreadOutput[k];
   static const AssemblyKernels kernels = UsableAssemblyKernels().back();
+  const std::vector<int32_t>& order = OrderOfSlice(thread, first, last);
+  out.pPointOrder = order.empty() ? nullptr : order.data();
+  const double minY = out.fMinY;
   kernels.ByLayout[nLayoutMode](buffers.Input, buffers.pThreadScratch[k], out, first, last);
+  if (out.pPointOrder) {
+    out.fMinY = SmallestResidualY(buffers.Input, first, last, out.pResiduals, out.pGrossFlags, minY);
+    std::ranges::stable_sort(buffers.pThreadMissing[k], {}, &MissingBlock::nObjectPoint);
+  }
   buffers.pThreadOutput[k] = out;
   buffers.pThreadPointNum[k] = static_cast<int32_t>(out.nPointNum);
   buffers.pThreadValidNum[k] = static_cast<int32_t>(out.nPointNum - out.nGrossNum - out.nLeftOutNum);
   buffers.pThreadResidualSum[k] = {out.fSumX, out.fSumY};
   buffers.pThreadResidualSquareSum[k] = {out.fSquareSumX, out.fSquareSumY};
   return 1;
+}
+
+const std::vector<int32_t>& CBundleAdjustment::OrderOfSlice(int32_t thread, int32_t first, int32_t last) {
+  PointOrder& order = pPointOrders[static_cast<size_t>(thread)];
+  if (order.nSection != nCurrentSection || order.nFirst != first || order.nLast != last) {
+    order = {nCurrentSection, first, last, {}};
+    // The few blocks of cameras are close by in any order.
+    if (nLayoutMode != LayoutIop && IsScattered(pObjectPoints, pImagePoints, first, last)) {
+      order.vPoints = OrderByImages(pObjectPoints, pImagePoints, Layout(), first, last);
+    }
+  }
+  if (!order.vPoints.empty() && !FollowEachOther(pObjectPoints, std::ssize(pImagePoints), first, last)) {
+    order.vPoints.clear();
+  }
+  return order.vPoints;
 }
 
 void CBundleAdjustment::MergeThread(int32_t thread) {
@@ -185,7 +209,8 @@ void CBundleAdjustment::MergeThread(int32_t thread) {
   ReportMissingBlocks(thread);
 
   if (thread == 0) return;
-  AddStore(*pBlockIndex, buffers.pThreadRowFlags[k], out.pBlocks, buffers.pThreadOutput[0].pBlocks);
+  AddStore(*pBlockIndex, buffers.pThreadRowFlags[k], out.pBlocks, buffers.pThreadOutput[0].pBlocks,
+           System.ProcessorCount());
   for (size_t i = 0; i < pConstVector.size(); ++i) pConstVector[i] += buffers.pThreadConstVector[k][i];
   buffers.pThreadBlocks[k] = ZeroedArray();
   std::vector<double>().swap(buffers.pThreadConstVector[k]);

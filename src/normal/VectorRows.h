@@ -153,6 +153,31 @@ struct Row16 {
   }
 };
 
+/// Rows of a block, each a member of its own: an array of them would be written to memory besides.
+template <class R, int kRows>
+struct RowSums {
+  R row;
+  RowSums<R, kRows - 1> rest;
+  [[gnu::always_inline]] static RowSums Load(const double* p) {
+    return {R::Load(p), RowSums<R, kRows - 1>::Load(p + R::kSize)};
+  }
+  [[gnu::always_inline]] void Store(double* p) const {
+    row.Store(p);
+    rest.Store(p + R::kSize);
+  }
+  /// Row r takes factors[r] times `r`.
+  [[gnu::always_inline]] void AddProduct(const double* factors, const R& r) {
+    row.AddScaled(factors[0], r);
+    rest.AddProduct(factors + 1, r);
+  }
+};
+template <class R>
+struct RowSums<R, 0> {
+  [[gnu::always_inline]] static RowSums Load(const double*) { return {}; }
+  [[gnu::always_inline]] void Store(double*) const {}
+  [[gnu::always_inline]] void AddProduct(const double*, const R&) {}
+};
+
 /// The front of a row, or all of it.
 template <class R>
 [[gnu::always_inline]] inline R FirstOf(const R& row) {
@@ -161,106 +186,6 @@ template <class R>
 template <class R>
 [[gnu::always_inline]] inline Row8 FirstOf(const Row16& row) {
   return row.a;
-}
-
-/// Blocks of six by six, thirty-six numbers without padding, as sums of products left x right of rank three.
-/// The right factors come cut into the phases in which the vectors of a block meet a row of six.
-#ifdef __AVX512F__
-
-[[gnu::always_inline]] inline void SetPhases(double* phases, const double* row) {
-  const Vec8 g = Load8(row);
-  Store8(phases, __builtin_shufflevector(g, g, 0, 1, 2, 3, 4, 5, 0, 1));
-  Store8(phases + 8, __builtin_shufflevector(g, g, 2, 3, 4, 5, 0, 1, 2, 3));
-  Store8(phases + 16, __builtin_shufflevector(g, g, 4, 5, 0, 1, 2, 3, 4, 5));
-}
-
-/// The left factors, in registers for as long as one block row is worked on.
-struct LeftFactors {
-  Vec8 v[3][4];
-  Vec4 last[3];
-  /// Three rows at distances of eight.
-  [[gnu::always_inline]] explicit LeftFactors(const double* rows) {
-    for (int d = 0; d < 3; ++d) {
-      const Vec8 n = Load8(rows + 8 * d);
-      v[d][0] = __builtin_shufflevector(n, n, 0, 0, 0, 0, 0, 0, 1, 1);
-      v[d][1] = __builtin_shufflevector(n, n, 1, 1, 1, 1, 2, 2, 2, 2);
-      v[d][2] = __builtin_shufflevector(n, n, 2, 2, 3, 3, 3, 3, 3, 3);
-      v[d][3] = __builtin_shufflevector(n, n, 4, 4, 4, 4, 4, 4, 5, 5);
-      last[d] = Splat4(rows[8 * d + 5]);
-    }
-  }
-  [[gnu::always_inline]] void AddTo(double* block, const double* phases) const {
-    Vec8 s0 = Load8(block), s1 = Load8(block + 8), s2 = Load8(block + 16), s3 = Load8(block + 24);
-    Vec4 s4 = Load4(block + 32);
-    for (int d = 0; d < 3; ++d) {
-      const Vec8 p0 = Load8(phases + 24 * d), p1 = Load8(phases + 24 * d + 8),
-                 p2 = Load8(phases + 24 * d + 16);
-      s0 += v[d][0] * p0;
-      s1 += v[d][1] * p1;
-      s2 += v[d][2] * p2;
-      s3 += v[d][3] * p0;
-      s4 += last[d] * Load4(phases + 24 * d + 8);
-    }
-    Store8(block, s0);
-    Store8(block + 8, s1);
-    Store8(block + 16, s2);
-    Store8(block + 24, s3);
-    Store4(block + 32, s4);
-  }
-};
-
-#else
-
-[[gnu::always_inline]] inline void SetPhases(double* phases, const double* row) {
-  const Vec4 low = Load4(row), high = Load4(row + 4);
-  Store4(phases, low);
-  Store4(phases + 4, __builtin_shufflevector(high, low, 0, 1, 4, 5));
-  Store4(phases + 8, __builtin_shufflevector(low, high, 2, 3, 4, 5));
-}
-
-struct LeftFactors {
-  const double* n;
-  [[gnu::always_inline]] explicit LeftFactors(const double* rows) : n(rows) {}
-  [[gnu::always_inline]] void AddTo(double* block, const double* phases) const {
-    for (int pair = 0; pair < 3; ++pair) {
-      double* out = block + 12 * pair;
-      Vec4 s0 = Load4(out), s1 = Load4(out + 4), s2 = Load4(out + 8);
-      for (int d = 0; d < 3; ++d) {
-        const double a = n[8 * d + 2 * pair], b = n[8 * d + 2 * pair + 1];
-        s0 += Splat4(a) * Load4(phases + 24 * d);
-        s1 += Vec4{a, a, b, b} * Load4(phases + 24 * d + 4);
-        s2 += Splat4(b) * Load4(phases + 24 * d + 8);
-      }
-      Store4(out, s0);
-      Store4(out + 4, s1);
-      Store4(out + 8, s2);
-    }
-  }
-};
-
-#endif
-
-/// block (kRows x kCols, row-major) += the sum of three products left x right.
-template <int kRows, int kCols>
-[[gnu::always_inline]] inline void AddThreeProducts(double* block, const double* l0, const double* l1,
-                                                    const double* l2, const double* r0, const double* r1,
-                                                    const double* r2) {
-  static_assert(kCols == 5 || kCols == 11);
-  for (int r = 0; r < kRows; ++r) {
-    double* out = block + kCols * r;
-    const double a = l0[r], b = l1[r], c = l2[r];
-    int k = 0;
-    for (; k + 4 <= kCols; k += 4) {
-      Store4(out + k, Load4(out + k) + Splat4(a) * Load4(r0 + k) + Splat4(b) * Load4(r1 + k) +
-                          Splat4(c) * Load4(r2 + k));
-    }
-    if constexpr (kCols == 11) {
-      Store2(out + k, Load2(out + k) + Vec2{a, a} * Load2(r0 + k) + Vec2{b, b} * Load2(r1 + k) +
-                          Vec2{c, c} * Load2(r2 + k));
-      k += 2;
-    }
-    out[k] += a * r0[k] + b * r1[k] + c * r2[k];
-  }
 }
 
 }  // namespace

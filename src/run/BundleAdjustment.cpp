@@ -4,6 +4,7 @@
 
 #include "gpu/GpuState.h"
 #include "normal/BlockIndex.h"
+#include "normal/PointOrder.h"
 #include "normal/ThreadBuffers.h"
 #include "results/ResidualWriter.h"
 
@@ -56,6 +57,7 @@ int CBundleAdjustment::SetLmIterationDone(int32_t count) {
 int CBundleAdjustment::ReleaseSectionPoints() {
   Free(pObjectPoints);
   Free(pImagePoints);
+  Free(pPointOrders);
   return 1;
 }
 

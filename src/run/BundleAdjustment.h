@@ -32,6 +32,7 @@ class ResidualWriter;
 class TextReader;
 class TextWriter;
 struct ImageReference;
+struct PointOrder;
 struct ProjectHeader;
 struct ResampleView;
 struct TextPointContext;
@@ -144,6 +145,7 @@ class CBundleAdjustment {
   std::vector<double> pConstVector;
   std::vector<double> pPosParams;                 ///< nGroupNum times nPosSize drift parameters
   std::unique_ptr<ThreadBuffers> pThreadBuffers;  ///< work of the assembly threads
+  std::vector<PointOrder> pPointOrders;           ///< by assembly thread, for the section in memory
 
   // ---- Statistics, in working image units -------------------------------------------------------------
   double fResidualSumX = 0, fResidualSumY = 0, fResidualSquareSumX = 0, fResidualSquareSumY = 0;
@@ -342,6 +344,8 @@ class CBundleAdjustment {
   int AllocateThreadBuffers(std::vector<SubTask>& tasks);
   bool PlanThreads(int32_t section, std::vector<int32_t>& threadNumCache);
   int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);
+  /// The order in which a thread takes its points; empty: as they come.
+  const std::vector<int32_t>& OrderOfSlice(int32_t thread, int32_t first, int32_t last);
   /// The numbering of the unknowns as it stands.
   UnknownLayout Layout() const { return {nLayoutMode, nUnknownImageNum, nCameraNum, nPosSize}; }
   /// The section's points that are in memory, never more than the section has.
