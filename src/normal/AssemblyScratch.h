@@ -28,8 +28,8 @@ struct AssemblyNode {
   double* pN;  ///< minus M^-1 G
   double* pOwn;
   const double (*pCameraN)[8];  ///< the same in the columns of the image's own camera
-  int32_t nRow, nRay;
-  int32_t nRayNum;  ///< rays of the row
+  const int32_t* pRays;         ///< the rays of the row
+  int32_t nRow, nRayNum;
 };
 
 /// A camera of a point.
