@@ -127,12 +127,15 @@ class Eliminator {
     for (int32_t k = 0; k < nodeNum; ++k) EliminateNode(point, nodes[k]);
   }
 
-  /// Minus M^-1 G of a node, and behind it what belongs to its other own columns.
-  static Own NRow(const Node& node, int d) {
-    if constexpr (kHasCameras) {
+  /// Minus M^-1 G of a node, and behind it what belongs to its other own columns; from one column on.
+  template <class Part, int kFrom>
+  static Part NRow(const Node& node, int d) {
+    if constexpr (kHasCameras && Part::kSize > 8) {
       return {Row8::Load(node.pN + d * kKept), Row8::Load(node.pCameraN[d])};
+    } else if constexpr (kHasCameras && kFrom >= 8) {
+      return Part::Load(node.pCameraN[d] + kFrom - 8);
     } else {
-      return Kept::Load(node.pN + d * kKept);
+      return Part::Load(node.pN + d * kKept + kFrom);
     }
   }
 

@@ -177,31 +177,39 @@ class Assembler {
   /// and y the rows and Bx, By their first three numbers by the image, both together are two products of the
   /// rows: s x'(x + Bx N) + s y'(y + By N).
   void AddReducedRays(int32_t first, int32_t end, int32_t k) {
-    double* const block = allNodes[points[first].nFirstRay + k].pOwn;
-    auto sums = RowSums<Own, kBlock>::Load(block);
+    using Part = Slice<Own, kBlock>;
+    AddReducedColumns<Part, 0>(first, end, k);
+    if constexpr (Part::kSize < Own::kSize) AddReducedColumns<Part, Part::kSize>(first, end, k);
+    if constexpr (2 * Part::kSize < Own::kSize) AddReducedColumns<Part, 2 * Part::kSize>(first, end, k);
+    if constexpr (3 * Part::kSize < Own::kSize) AddReducedColumns<Part, 3 * Part::kSize>(first, end, k);
+  }
+
+  template <class Part, int kFrom>
+  void AddReducedColumns(int32_t first, int32_t end, int32_t k) {
+    double* const block = allNodes[points[first].nFirstRay + k].pOwn + kFrom;
+    auto sums = RowSums<Part, kBlock>::Load(block, Own::kSize);
     for (int32_t p = first; p < end; ++p) {
       const Node& node = allNodes[points[p].nFirstRay + k];
       const Ray& ray = rays[node.pRays[0]];
       const double* x = ray.Row[0];
       const double* y = ray.Row[1];
-      Own rowX = Own::Load(x), rowY = Own::Load(y);
+      Part rowX = Part::Load(x + kFrom), rowY = Part::Load(y + kFrom);
       for (int d = 0; d < 3; ++d) {
-        const Own n = Eliminator<kLayout>::NRow(node, d);
+        const Part n = Eliminator<kLayout>::template NRow<Part, kFrom>(node, d);
         rowX.AddScaled(x[Form::kB + d], n);
         rowY.AddScaled(y[Form::kB + d], n);
       }
-      rowX = Own::Scaled(ray.fWeight, rowX);
-      rowY = Own::Scaled(ray.fWeight, rowY);
-      sums.AddProduct(x, rowX);
-      sums.AddProduct(y, rowY);
+      sums.AddProduct(x, Part::Scaled(ray.fWeight, rowX));
+      sums.AddProduct(y, Part::Scaled(ray.fWeight, rowY));
     }
-    sums.Store(block);
+    sums.Store(block, Own::kSize);
   }
 
   /// G'N of a node.
   static void AddEliminationOfNode(const Node& node) {
-    const Own n0 = Eliminator<kLayout>::NRow(node, 0), n1 = Eliminator<kLayout>::NRow(node, 1),
-              n2 = Eliminator<kLayout>::NRow(node, 2);
+    const Own n0 = Eliminator<kLayout>::template NRow<Own, 0>(node, 0),
+              n1 = Eliminator<kLayout>::template NRow<Own, 0>(node, 1),
+              n2 = Eliminator<kLayout>::template NRow<Own, 0>(node, 2);
     const double* const g = node.pG;
     for (int r = 0; r < kBlock; ++r) {
       Own sum = Own::Load(node.pOwn + r * Own::kSize);
@@ -230,12 +238,14 @@ class Assembler {
 
   void AddCoupling(int32_t first, int32_t end, int32_t a, int32_t b, double* block) {
     if constexpr (kBlock == 6) {
-      SixBySix sum;
-      for (int32_t p = first; p < end; ++p) {
-        const Node* const nodes = allNodes + points[p].nFirstRay;
-        sum.AddProduct(nodes[a].pN, nodes[b].pG);
+      for (int top = 0; top < 6; top += SixBySix::kRows) {
+        SixBySix sum;
+        for (int32_t p = first; p < end; ++p) {
+          const Node* const nodes = allNodes + points[p].nFirstRay;
+          sum.AddProduct(nodes[a].pN + top, nodes[b].pG);
+        }
+        sum.AddTo(block + 6 * top);
       }
-      sum.AddTo(block);
     } else {
       for (int32_t p = first; p < end; ++p) {
         const Node* const nodes = allNodes + points[p].nFirstRay;

@@ -94,22 +94,22 @@ class PointCameras {
         for (int32_t c = 0; c < points[p].nCameraNum; ++c) {
           const Camera& camera = all[points[p].nFirstCamera + c];
           double* const block = cameraOwn + int64_t{40} * camera.nCamera;
-          auto sums = RowSums<Row8, 5>::Load(block);
+          auto sums = RowSums<Row8, 5>::Load(block, 8);
           AddCamera(camera, sums);
-          sums.Store(block);
+          sums.Store(block, 8);
         }
         ++p;
         continue;
       }
       const int32_t number = all[points[p].nFirstCamera].nCamera;
       double* const block = cameraOwn + int64_t{40} * number;
-      auto sums = RowSums<Row8, 5>::Load(block);
+      auto sums = RowSums<Row8, 5>::Load(block, 8);
       for (; p < pointNum && points[p].bEliminated && points[p].bOneCamera; ++p) {
         const Camera& camera = all[points[p].nFirstCamera];
         if (camera.nCamera != number) break;
         AddCamera(camera, sums);
       }
-      sums.Store(block);
+      sums.Store(block, 8);
     }
   }
 

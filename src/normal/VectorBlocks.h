@@ -7,12 +7,14 @@
 namespace orvo {
 namespace {
 
-/// A sum of six by six, in registers until it goes to a block of thirty-six numbers without padding. The left
-/// and right factors of a product are three rows each, at distances of eight.
+/// Rows of a sum of six by six, in registers until they go to a block of thirty-six numbers without padding:
+/// all six, or two where the registers are few. The left and right factors of a product are three rows each,
+/// at distances of eight.
 #ifdef __AVX512F__
 
 class SixBySix {
  public:
+  static constexpr int kRows = 6;
   [[gnu::always_inline]] void AddProduct(const double* left, const double* right) {
     for (int d = 0; d < 3; ++d) {
       const Row8 g = Row8::Load(right + 8 * d);
@@ -39,17 +41,39 @@ class SixBySix {
 
 #else
 
-class SixBySix {
+/// Two rows: the first four numbers of each, then the last two of both.
+class TwoOfSix {
  public:
+  static constexpr int kRows = 2;
   [[gnu::always_inline]] void AddProduct(const double* left, const double* right) {
     for (int d = 0; d < 3; ++d) {
       const double* n = left + 8 * d;
       const Vec4 low = Load4(right + 8 * d), last = Load4(right + 8 * d + 2);
-      const Vec4 high = __builtin_shufflevector(last, last, 2, 3, 2, 3);
-      top0.Add(n, low, high);
-      top2.Add(n + 2, low, high);
-      top4.Add(n + 4, low, high);
+      const Vec2 both = Load2(n);
+      first += Splat4(n[0]) * low;
+      second += Splat4(n[1]) * low;
+      ends +=
+          __builtin_shufflevector(both, both, 0, 0, 1, 1) * __builtin_shufflevector(last, last, 2, 3, 2, 3);
     }
+  }
+  [[gnu::always_inline]] void AddTo(double* block) const {
+    Store4(block, Load4(block) + first);
+    Store4(block + 4, Load4(block + 4) + __builtin_shufflevector(ends, second, 0, 1, 4, 5));
+    Store4(block + 8, Load4(block + 8) + __builtin_shufflevector(second, ends, 2, 3, 6, 7));
+  }
+
+ private:
+  Vec4 first{}, second{}, ends{};
+};
+
+#ifdef __AVX2__
+class SixBySix {
+ public:
+  static constexpr int kRows = 6;
+  [[gnu::always_inline]] void AddProduct(const double* left, const double* right) {
+    top0.AddProduct(left, right);
+    top2.AddProduct(left + 2, right);
+    top4.AddProduct(left + 4, right);
   }
   [[gnu::always_inline]] void AddTo(double* block) const {
     top0.AddTo(block);
@@ -58,22 +82,11 @@ class SixBySix {
   }
 
  private:
-  /// Two rows: the first four numbers of each, then the last two of both.
-  struct TwoRows {
-    Vec4 first{}, second{}, ends{};
-    [[gnu::always_inline]] void Add(const double* n, const Vec4& low, const Vec4& high) {
-      first += Splat4(n[0]) * low;
-      second += Splat4(n[1]) * low;
-      ends += Vec4{n[0], n[0], n[1], n[1]} * high;
-    }
-    [[gnu::always_inline]] void AddTo(double* block) const {
-      Store4(block, Load4(block) + first);
-      Store4(block + 4, Load4(block + 4) + __builtin_shufflevector(ends, second, 0, 1, 4, 5));
-      Store4(block + 8, Load4(block + 8) + __builtin_shufflevector(second, ends, 2, 3, 6, 7));
-    }
-  };
-  TwoRows top0, top2, top4;
+  TwoOfSix top0, top2, top4;
 };
+#else
+using SixBySix = TwoOfSix;
+#endif
 
 #endif
 

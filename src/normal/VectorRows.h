@@ -17,6 +17,15 @@ using Vec4 [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
 [[gnu::always_inline]] inline void Store4(double* p, Vec4 v) { *reinterpret_cast<Vec4*>(p) = v; }
 [[gnu::always_inline]] inline Vec4 Splat4(double x) { return Vec4{x, x, x, x}; }
 
+struct Row4 {
+  Vec4 a;
+  static constexpr int kSize = 4;
+  [[gnu::always_inline]] static Row4 Load(const double* p) { return {Load4(p)}; }
+  [[gnu::always_inline]] void Store(double* p) const { Store4(p, a); }
+  [[gnu::always_inline]] static Row4 Scaled(double x, const Row4& r) { return {Splat4(x) * r.a}; }
+  [[gnu::always_inline]] void AddScaled(double x, const Row4& r) { a += Splat4(x) * r.a; }
+};
+
 #ifdef __AVX512F__
 
 using Vec8 [[gnu::vector_size(64), gnu::aligned(8), gnu::may_alias]] = double;
@@ -158,12 +167,12 @@ template <class R, int kRows>
 struct RowSums {
   R row;
   RowSums<R, kRows - 1> rest;
-  [[gnu::always_inline]] static RowSums Load(const double* p) {
-    return {R::Load(p), RowSums<R, kRows - 1>::Load(p + R::kSize)};
+  [[gnu::always_inline]] static RowSums Load(const double* p, int stride) {
+    return {R::Load(p), RowSums<R, kRows - 1>::Load(p + stride, stride)};
   }
-  [[gnu::always_inline]] void Store(double* p) const {
+  [[gnu::always_inline]] void Store(double* p, int stride) const {
     row.Store(p);
-    rest.Store(p + R::kSize);
+    rest.Store(p + stride, stride);
   }
   /// Row r takes factors[r] times `r`.
   [[gnu::always_inline]] void AddProduct(const double* factors, const R& r) {
@@ -173,10 +182,30 @@ struct RowSums {
 };
 template <class R>
 struct RowSums<R, 0> {
-  [[gnu::always_inline]] static RowSums Load(const double*) { return {}; }
-  [[gnu::always_inline]] void Store(double*) const {}
+  [[gnu::always_inline]] static RowSums Load(const double*, int) { return {}; }
+  [[gnu::always_inline]] void Store(double*, int) const {}
   [[gnu::always_inline]] void AddProduct(const double*, const R&) {}
 };
+
+/// As many columns of a block's rows as the registers hold for all rows at once.
+#if defined(__AVX512F__)
+template <class Own, int kRows>
+using Slice = Own;
+#elif defined(__AVX2__)
+template <int kRows>
+struct SliceOfRows {
+  using Type = Row8;
+};
+template <>
+struct SliceOfRows<11> {
+  using Type = Row4;
+};
+template <class Own, int kRows>
+using Slice = typename SliceOfRows<kRows>::Type;
+#else
+template <class Own, int kRows>
+using Slice = Row4;
+#endif
 
 /// The front of a row, or all of it.
 template <class R>
