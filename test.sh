@@ -2,7 +2,7 @@
 # Everything that is checked: release tests, the sanitizer runs, bounded fuzzing.
 #   ./test.sh                    all of it
 #   ./test.sh --quick            the release tests only
-#   ./test.sh --fuzz-seconds N   seconds for each fuzz target (20)
+#   ./test.sh --fuzz-seconds N   seconds for each fuzz target (12)
 # The last line says "N passed, N failed"; the exit status is 0 when nothing failed.
 set -euo pipefail
 export LC_ALL=C
@@ -13,7 +13,7 @@ thread_tests='Thread|Pool|Parallel|Processors|^whole'
 # Hundreds of iterations of what the others do in ten.
 long_tests='ReturnsToTruth/Merged'
 thread_programs=(orvo_test_{block,geometry,normal,results,solver,whole})
-fuzz_seconds=20
+fuzz_seconds=12
 quick=false
 while [[ $# -gt 0 ]]; do
   case "$1" in
