@@ -110,7 +110,7 @@ bool WriteResults(const RunArguments& arguments, const std::vector<Program>& pro
   WriteMachine(json);
   json.Key("programs").Begin('[');
   for (const Program& program : programs)
-    json.Begin('{').Pair("label", program.szLabel).Pair("path", program.szPath).End();
+    json.Begin('{').Pair("label", program.szLabel).End();
   json.End().Key("runs").Begin('[');
   for (const Measurement& measurement : measurements) WriteJson(json, measurement);
   json.End().Key("peer_runs").Begin('[');
