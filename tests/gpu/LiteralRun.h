@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "gpu/DeviceArrays.h"
-#include "gpu/KernelBlocks.h"
+#include "gpu/ReducedSystem.h"
 #include "gpu/kernels/LiteralKernels.h"
 
 namespace orvo::test {

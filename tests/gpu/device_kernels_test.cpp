@@ -13,7 +13,7 @@
 
 #include "gpu/Device.h"
 #include "gpu/DeviceSection.h"
-#include "gpu/KernelBlocks.h"
+#include "gpu/ReducedSystem.h"
 #include "gpu/SequentialSteps.h"
 #include "gpu/kernels/RayModel.h"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "gpu/FastBlock.h"
-#include "gpu/KernelBlocks.h"
+#include "gpu/ReducedSystem.h"
 #include "gpu/kernels/RayModel.h"
 
 namespace orvo::test {

@@ -8,72 +8,17 @@
 #include <vector>
 
 #include "gpu/FastBlock.h"
-#include "gpu/KernelBlocks.h"
-#include "gpu/kernels/LiteralKernels.h"
+#include "gpu/LiteralRun.h"
+#include "gpu/ReducedSystem.h"
 #include "gpu/kernels/RayModel.h"
 #include "normal/UnknownLayout.h"
 
 namespace orvo::test {
 namespace {
 
-/// A section as the literal kernels take it.
-class LiteralBlock {
- public:
-  LiteralBlock(const KernelBlock& source, float weight) : Block(source), fGrossWeight(weight) {
-    const auto unknowns = static_cast<size_t>(Block.Para.nUnknownLen);
-    R.assign(unknowns, 0.0f);
-    D = Ad = R;
-    M.assign(static_cast<size_t>(Block.Para.nPrecondLen), 0.0f);
-    Copies.assign(gpu::kLaunchBlocks * std::max(R.size(), M.size()), 0.0f);
-    TR.assign(static_cast<size_t>(gpu::TailFloats(Block.Para.nImgPt)), 0.0f);
-    Arrays.cupPara = &Block.Para;
-    Arrays.cupImgIdx = Block.ImgIdx.data();
-    Arrays.cupObjIdx = Block.ObjIdx.data();
-    Arrays.cupImgPt = Block.ImgPt.data();
-    Arrays.cupObjPt = Block.ObjPt.data();
-    Arrays.cupPairPos = Block.PairPos.data();
-    Arrays.cupTR = TR.data();
-    Arrays.cupEop = Block.Eop.data();
-    Arrays.cupIop = Block.Iop.data();
-    Arrays.cupRms = Block.Rms.data();
-    Arrays.cupR = R.data();
-    Arrays.cupM = M.data();
-    Arrays.cupD = D.data();
-    Arrays.cupAd = Ad.data();
-    Arrays.cuptR = Arrays.cuptM = Arrays.cuptAd = Copies.data();
-  }
-  LiteralBlock(const LiteralBlock&) = delete;
-  LiteralBlock& operator=(const LiteralBlock&) = delete;
-
-  void RunAll() {
-    gpu::ComputeSumMatrix(Arrays, fGrossWeight);
-    gpu::ComputeConstVector(Arrays, fGrossWeight);
-    if (Block.Para.nMode != LayoutIop) {
-      ClearCopies();
-      gpu::ComputePreconditionerGPU(Arrays, fGrossWeight);
-    }
-    if (Block.Para.nMode == LayoutIop || Block.Para.nMode == LayoutEopIop) {
-      ClearCopies();
-      gpu::ComputePreconditionerGPU_IOP(Arrays, fGrossWeight);
-    }
-  }
-  void MultiplyBy(const std::vector<float>& d) {
-    std::copy(d.begin(), d.end(), D.begin());
-    std::fill(Ad.begin(), Ad.end(), 0.0f);
-    ClearCopies();
-    gpu::ComputeMatrixVectorAd(Arrays, fGrossWeight);
-  }
-  void ClearCopies() { std::fill(Copies.begin(), Copies.end(), 0.0f); }
-
-  KernelBlock Block;
-  float fGrossWeight;
-  std::vector<float> R, M, D, Ad, Copies, TR;
-  gpu::DeviceArrays Arrays;
-};
-
 /// What the literal kernels give, in place of a reduced system, scaled to unit diagonal.
-ReducedSystem SystemOf(const LiteralBlock& literal) {
-  const gpu::GpuPara& para = literal.Block.Para;
+ReducedSystem SystemOf(const LiteralRun& literal) {
+  const gpu::GpuPara& para = literal.block.Para;
   ReducedSystem system;
   system.n = static_cast<int32_t>(para.nUnknownLen);
   system.nLayoutMode = static_cast<int32_t>(para.nMode);
@@ -108,22 +53,24 @@ class FastAndLiteral : public testing::TestWithParam<int> {
  protected:
   static void ExpectSame(const KernelBlock& block, double tolerance,
                          float grossWeight = gpu::kGrossRayWeight) {
-    LiteralBlock literal(block, grossWeight);
+    LiteralRun literal(block, grossWeight);
     FastBlock fast(block, grossWeight);
-    literal.RunAll();
+    literal.SumMatrix();
+    literal.ConstVector();
+    literal.Preconditioner();
     fast.RunAll();
 
     // The same arithmetic decides, so here nothing may differ.
     std::vector<uint32_t> flags;
     for (size_t j = 0; j < block.ImgIdx.size() / 4; ++j) {
-      flags.push_back(literal.Block.ImgIdx[4 * j + 3]);
+      flags.push_back(literal.block.ImgIdx[4 * j + 3]);
       if (flags.back() == gpu::kRayIsLeftOut) continue;
-      ASSERT_EQ(fast.Section().pRayResidual[2 * j], literal.Block.ImgPt[4 * j + 2]);
-      ASSERT_EQ(fast.Section().pRayResidual[2 * j + 1], literal.Block.ImgPt[4 * j + 3]);
+      ASSERT_EQ(fast.Section().pRayResidual[2 * j], literal.block.ImgPt[4 * j + 2]);
+      ASSERT_EQ(fast.Section().pRayResidual[2 * j + 1], literal.block.ImgPt[4 * j + 3]);
     }
     EXPECT_EQ(fast.PlainFlags(), flags);
     EXPECT_EQ(fast.FlagsThatDiffer(), 0);
-    for (size_t k = 2; k < 4; ++k) EXPECT_NEAR(fast.Rms[k], literal.Block.Rms[k], 1e-4 * fast.Rms[k]);
+    for (size_t k = 2; k < 4; ++k) EXPECT_NEAR(fast.Rms[k], literal.block.Rms[k], 1e-4 * fast.Rms[k]);
 
     const ReducedSystem system = SystemOf(literal);
     EXPECT_LE(ConstVectorError(system, fast.R), tolerance);
@@ -132,7 +79,7 @@ class FastAndLiteral : public testing::TestWithParam<int> {
     std::uniform_real_distribution<double> uniform(-1, 1);
     std::vector<float> d;
     for (const double scale : system.Scale) d.push_back(static_cast<float>(uniform(random) / scale));
-    literal.MultiplyBy(d);
+    literal.Product(d);
     fast.MultiplyBy(d);
     EXPECT_LE(VectorDifference(system, literal.Ad, fast.Ad), tolerance);
   }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "gpu/KernelBlocks.h"
+#include "gpu/ReducedSystem.h"
 #include "gpu/kernels/RayModel.h"
 #include "normal/NormalBuilders.h"
 #include "normal/SlowAssembly.h"
