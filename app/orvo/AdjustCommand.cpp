@@ -89,6 +89,7 @@ DeviceChoice ChoiceOf(const std::string& device) {
 
 RunOptions OptionsOf(const AdjustArguments& arguments) {
   RunOptions options;
+  options.Rules = RunRules::Guarded;
   options.At = ChoiceOf(arguments.szDevice);
   if (arguments.szKernels == "literal") options.Kernels = gpu::KernelForm::Literal;
   options.nDeviceMemory = ParseMemorySize(arguments.szDeviceMemory).value_or(0);

@@ -21,6 +21,7 @@ struct RunOutcome {
   bool bDone = false;         ///< the flow came to its end
   int nOutputFailureNum = 0;  ///< output files that are missing or cut short
   std::string szOutputPath;
+  std::string szFault;  ///< what ended the run from outside (a file that can't be read), with the reason
 };
 
 /// Default settings file beside the program: AdjPara.xml, or AdjPara.ini where that is missing, telling the
@@ -35,8 +36,15 @@ enum class DeviceChoice {
   Host           ///< the device path on the processor
 };
 
+/// How much a run lets pass.
+enum class RunRules {
+  Classic,  ///< what cannot be used is skipped, and the results stand whatever they are worth
+  Guarded   ///< broken inputs are refused, the results are judged, and bad ones replace nothing
+};
+
 /// What a run takes besides its paths.
 struct RunOptions {
+  RunRules Rules = RunRules::Classic;
   DeviceChoice At = DeviceChoice::FromSettings;
   gpu::KernelForm Kernels = gpu::KernelForm::Fast;
   int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has
