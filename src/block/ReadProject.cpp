@@ -9,7 +9,7 @@ namespace orvo {
 
 int CBundleAdjustment::ReadProject(const std::string& project, const std::string& /*gcp*/) {
   nImageNum = nUnknownImageNum = nCameraNum = 0;
-  TextReader file;
+  TextReader file(&Inputs);
   if (!file.Open(project)) {
     LogPrintf("Can not open ovc file!\n");
     return 0;
@@ -35,6 +35,7 @@ int CBundleAdjustment::ReadProject(const std::string& project, const std::string
   for (int32_t i = 0; i < nImageFileNum; ++i) {
     if (ReadImage(i, imagesOfCamera, file) == 0) return 0;
   }
+  if (CheckInputs() == 0) return 0;
   nUnknownImageNum = nImageNum;
   DeleteCamerasWithoutImage(imagesOfCamera);
   if (nImageNum < nCameraNum) {
