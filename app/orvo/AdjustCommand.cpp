@@ -142,6 +142,7 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   const std::string output = paths.szOutput;
   const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, options);
   std::fflush(frontEnd.fOut);
+  if (!outcome.szFault.empty()) return Fail(frontEnd, outcome.szFault);
   if (!outcome.bDone)
     return Fail(frontEnd,
                 "the run failed: its last messages, also in " + JoinPath(output, "log.txt") + ", say why");

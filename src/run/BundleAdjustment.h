@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/OutputFolder.h"
 #include "block/Records.h"
 #include "normal/SubMatrix.h"
 #include "normal/UnknownLayout.h"
@@ -162,6 +163,7 @@ class CBundleAdjustment {
   // ---- Paths -----------------------------------------------------------------------------------------
   std::string szOutputPath, szProjectPath, szGcpPath;
   std::string szOvtPath;  ///< empty for a text project
+  OutputFolder Outputs;   ///< where output files are written; until it has begun, at their final paths
   std::FILE* fLogFile = nullptr;
   Platform System;
 

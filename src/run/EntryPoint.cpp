@@ -4,6 +4,7 @@
 
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunOutput.h"
 
 namespace orvo {
 namespace {
@@ -36,14 +37,17 @@ std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& p
   return gpu::MakeHostDevice(NativePlatform().FreePhysicalBytes(), platform.ProcessorCount());
 }
 
-RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
-                         const RunOptions& options) {
-  CBundleAdjustment block(platform, console);
-  block.SetOutputPath(paths.szProject, paths.szOutput);
-  std::string logPath;
-  block.OpenLogFile(logPath);
-  const double start = block.System.TickMilliseconds();
-  block.ReadSettings(paths.szSettings);
+OutputFate FateOf(RunRules rules, const RunOutcome& outcome) {
+  if (!outcome.szFault.empty()) return OutputFate::Discard;
+  // A classic run that ends early leaves what it has written until then, as it always did.
+  if (rules == RunRules::Classic) return outcome.bDone ? OutputFate::Replace : OutputFate::Add;
+  return outcome.bDone && outcome.nOutputFailureNum == 0 ? OutputFate::Replace : OutputFate::Discard;
+}
+
+namespace {
+
+/// The CPU or the device flow, as settings and options say.
+void RunFlow(CBundleAdjustment& block, RunPaths& paths, const Platform& platform, const RunOptions& options) {
   if (options.At != DeviceChoice::FromSettings) block.SetApplyGpu(options.At != DeviceChoice::Cpu);
   if (block.Apply_GPU) {
     gpu::GpuState& state = block.Gpu();
@@ -63,10 +67,29 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
     }
     block.RunCpuAdjustment(paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
   }
+}
+
+}  // namespace
+
+RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
+                         const RunOptions& options) {
+  CBundleAdjustment block(platform, console);
+  block.SetOutputPath(paths.szProject, paths.szOutput);
+  if (const std::string refusal = BeginOutput(block, paths); !refusal.empty()) {
+    if (options.Rules == RunRules::Classic) block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
+    return {false, 0, block.szOutputPath, refusal};
+  }
+  std::string logPath;
+  block.OpenLogFile(logPath);
+  const double start = block.System.TickMilliseconds();
+  block.ReadSettings(paths.szSettings);
+  RunFlow(block, paths, platform, options);
+  RunOutcome outcome{block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath, {}};
+  EndOutput(block, options.Rules, outcome);
   const double end = block.System.TickMilliseconds();
   block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
   block.CloseLogFile();
-  return {block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath};
+  return outcome;
 }
 
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console) {
