@@ -1,4 +1,8 @@
 // The classic command line.
+#include "base/Interruption.h"
 #include "run/EntryPoint.h"
 
-int main(int argc, char** argv) { return orvo::ClassicMain(argc, argv, orvo::NativePlatform(), stdout); }
+int main(int argc, char** argv) {
+  const orvo::InterruptionWatch watch("orvo_adjust");
+  return orvo::ClassicMain(argc, argv, orvo::NativePlatform(), stdout);
+}

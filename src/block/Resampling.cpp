@@ -1,7 +1,6 @@
 // Thinning of the tie points through a grid on every image.
 #include <algorithm>
 #include <cinttypes>
-#include <filesystem>
 #include <new>
 
 #include "block/Measurement.h"
@@ -10,8 +9,8 @@
 #include "block/TextReader.h"
 #include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
+#include "run/OutputFiles.h"
 #include "run/ParallelFor.h"
-#include "run/TextWriter.h"
 
 namespace orvo {
 namespace {
@@ -39,18 +38,6 @@ std::vector<ResampleView> MakeViews(std::span<const EopRecord> eop) {
   return views;
 }
 
-/// `wanted`, or a name beside it where that is the file to read from.
-std::string PathBesideSource(const std::string& wanted, const std::string& source) {
-  const std::string extension = TextFromLastDot(wanted);
-  const std::string stem = wanted.substr(0, wanted.size() - extension.size());
-  std::string path = wanted;
-  std::error_code failure;
-  for (int i = 1; std::filesystem::equivalent(path, source, failure); ++i) {
-    path = stem + "_" + std::to_string(i) + extension;
-  }
-  return path;
-}
-
 }  // namespace
 
 int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string& gcp,
@@ -72,9 +59,8 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
   bResampledToFile = kept > nResampleFileLimit;
 
   TextWriter newFile;
-  const std::string newPath = PathBesideSource(newOvt, ovt);
   if (bResampledToFile) {
-    if (!newFile.Open(newPath)) {
+    if (!OpenOutput(Outputs, newFile, newOvt)) {
       ++nOutputFailureNum;
       LogPrintf("Create new ovt file failed!\n");
       return 0;
@@ -90,7 +76,7 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
   LogPrintf("Sampling object points %" PRId64 " from %" PRId64 "\n", kept, total);
   int64_t imagePointSum = 0;
   FilterPoints(ovt, total, keep, kept, imagePointSum, bResampledToFile ? &newFile : nullptr);
-  const bool written = newFile.Close();
+  const bool written = CloseOutput(Outputs, newFile);
   if (!written) ++nOutputFailureNum;
   if (CheckInputs() == 0) return 0;
   if (!bResampledToFile) return MakeResampledSection(gcp, imagePointSum);
@@ -98,7 +84,7 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
     LogPrintf("Create new ovt file failed!\n");
     return 0;
   }
-  szOvtPath = newPath;
+  szOvtPath = newFile.Path();
   return 1;
 }
 

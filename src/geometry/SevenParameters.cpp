@@ -7,7 +7,7 @@
 #include "geometry/Intersection.h"
 #include "geometry/Similarity.h"
 #include "run/BundleAdjustment.h"
-#include "run/TextWriter.h"
+#include "run/OutputFiles.h"
 
 namespace orvo {
 namespace {
@@ -72,7 +72,7 @@ int CBundleAdjustment::ComputeSevenParametersFromGps() {
   }
 
   TextWriter file;
-  if (!file.Open(JoinPath(szOutputPath, "Test.txt"))) {
+  if (!OpenOutput(Outputs, file, JoinPath(szOutputPath, "Test.txt"))) {
     ++nOutputFailureNum;
     return solved;
   }
@@ -90,7 +90,7 @@ int CBundleAdjustment::ComputeSevenParametersFromGps() {
     }
     WriteGpsLine(file, own, gps);
   }
-  if (!file.Close()) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
   return solved;
 }
 

@@ -6,8 +6,8 @@
 #include "geometry/Intersection.h"
 #include "results/MeasuredPoint.h"
 #include "results/NumberText.h"
-#include "results/OutputFile.h"
 #include "run/BundleAdjustment.h"
+#include "run/OutputFiles.h"
 
 namespace orvo {
 namespace {
@@ -114,9 +114,8 @@ void WriteFigures(TextWriter& report, const double* six, const double* max) {
 
 int CBundleAdjustment::WriteReport() {
   TextWriter report, errors;
-  const bool opened =
-      CreateBeside(report, JoinPath(szOutputPath, "OrvoAdjustReport.txt"), {szProjectPath, szGcpPath}) &&
-      CreateBeside(errors, JoinPath(szOutputPath, "ObjectPointError.xyz"), {szProjectPath, szGcpPath});
+  const bool opened = OpenOutput(Outputs, report, JoinPath(szOutputPath, "OrvoAdjustReport.txt")) &&
+                      OpenOutput(Outputs, errors, JoinPath(szOutputPath, "ObjectPointError.xyz"));
   if (!opened) {
     ++nOutputFailureNum;
     return 0;
@@ -155,7 +154,7 @@ int CBundleAdjustment::WriteReport() {
   check.Store(dCheckResidual);
   WriteFigures(report, dCheckResidual, check.dMax);
 
-  const bool reportWhole = report.Close(), errorsWhole = errors.Close();
+  const bool reportWhole = CloseOutput(Outputs, report), errorsWhole = CloseOutput(Outputs, errors);
   nOutputFailureNum += (reportWhole ? 0 : 1) + (errorsWhole ? 0 : 1);
   return 1;
 }

@@ -7,6 +7,7 @@
 #include "results/NumberText.h"
 #include "results/ResidualWriter.h"
 #include "run/BundleAdjustment.h"
+#include "run/OutputFiles.h"
 
 namespace orvo {
 namespace {
@@ -35,7 +36,8 @@ void MoveResidualsBack(ResidualListing& listing, ThreadBuffers& buffers) {
 int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
   TextWriter file;
   if (x == nullptr ||
-      !file.Open(JoinPath(szOutputPath, "Corrections_" + std::to_string(iteration) + ".txt"))) {
+      !OpenOutput(Outputs, file,
+                  JoinPath(szOutputPath, "Corrections_" + std::to_string(iteration) + ".txt"))) {
     ++nOutputFailureNum;
     return 0;
   }
@@ -50,7 +52,7 @@ int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
     }
   }
   file.Write(text);
-  if (!file.Close()) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
   return 1;
 }
 
@@ -77,9 +79,9 @@ int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
     if (bytes > kSmallListing && bytes > System.FreePhysicalBytes() / 8) FinishResidualFiles();
   } else {
     TextWriter file;
-    created = file.Open(path);
+    created = OpenOutput(Outputs, file, path);
     if (created) WriteResidualFile(file, listing, processors);
-    if (created && !file.Close()) ++nOutputFailureNum;
+    if (created && !CloseOutput(Outputs, file)) ++nOutputFailureNum;
     if (pThreadBuffers) MoveResidualsBack(listing, *pThreadBuffers);
   }
   if (!created) ++nOutputFailureNum;
@@ -87,7 +89,7 @@ int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
 }
 
 void CBundleAdjustment::WriteResidualsBesideTheRun() {
-  if (!pResidualWriter) pResidualWriter = std::make_unique<ResidualWriter>();
+  if (!pResidualWriter) pResidualWriter = std::make_unique<ResidualWriter>(&Outputs);
 }
 
 void CBundleAdjustment::FinishResidualFiles() {

@@ -2,14 +2,16 @@
 #include "results/GpuResidualLines.h"
 #include "results/ResidualLines.h"
 #include "run/BundleAdjustment.h"
+#include "run/OutputFiles.h"
 
 namespace orvo {
 
 int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
                                          const gpu::GpuResidualTable& table) {
   TextWriter file;
-  if (!file.Open(JoinPath(
-          szOutputPath, "Residuals_" + std::to_string(iteration) + "_" + std::to_string(number) + ".res"))) {
+  if (!OpenOutput(Outputs, file,
+                  JoinPath(szOutputPath, "Residuals_" + std::to_string(iteration) + "_" +
+                                             std::to_string(number) + ".res"))) {
     ++nOutputFailureNum;
     return 0;
   }
@@ -18,7 +20,7 @@ int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
   WriteResidualTail(file, {fMeanResidualX / s, fMeanResidualY / s, fRmsResidualX / s, fRmsResidualY / s,
                            summary.fMaxX, summary.fMaxY, summary.fMinX, summary.nGrossNum, table.nPointNum,
                            dControlResidual, dCheckResidual});
-  if (!file.Close()) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
   return 1;
 }
 

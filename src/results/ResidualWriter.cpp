@@ -31,7 +31,7 @@ ResidualWriter::~ResidualWriter() { Join(); }
 
 bool ResidualWriter::Start(const std::string& path, ResidualListing listing, int threads) {
   Join();
-  if (!File.Open(path)) return false;
+  if (!OpenOutput(*pOutputs, File, path)) return false;
   Listing = std::move(listing);
   try {
     Thread = std::thread([this, threads] { Work(threads); });
@@ -49,7 +49,7 @@ void ResidualWriter::Work(int threads) {
   } catch (const std::bad_alloc&) {
     written = false;
   }
-  bWhole = File.Close() && written;
+  bWhole = CloseOutput(*pOutputs, File) && written;
   Listing = ResidualListing();
 }
 

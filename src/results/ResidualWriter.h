@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "results/ResidualLines.h"
-#include "run/TextWriter.h"
+#include "run/OutputFiles.h"
 
 namespace orvo {
 
@@ -36,7 +36,7 @@ void WriteResidualFile(TextWriter& file, ResidualListing& listing, int threads);
 /// Writes one residual file at a time on threads of its own.
 class ResidualWriter {
  public:
-  ResidualWriter() = default;
+  explicit ResidualWriter(OutputFolder* outputs) : pOutputs(outputs) {}
   ~ResidualWriter();
   ResidualWriter(const ResidualWriter&) = delete;
   ResidualWriter& operator=(const ResidualWriter&) = delete;
@@ -52,6 +52,7 @@ class ResidualWriter {
   void Work(int threads);
   void Join();
 
+  OutputFolder* pOutputs;
   std::thread Thread;
   TextWriter File;
   ResidualListing Listing;

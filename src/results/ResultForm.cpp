@@ -11,6 +11,7 @@
 #include "results/OutputFile.h"
 #include "results/ResultLines.h"
 #include "run/BundleAdjustment.h"
+#include "run/OutputFiles.h"
 
 namespace orvo {
 namespace {
@@ -203,7 +204,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
       JoinPath(szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
   Output ovc, listing;
   TextReader projectFile(&Inputs), gcpFile(&Inputs);
-  if (!CreateBeside(ovc.File, ovcPath, {project, gcp})) {
+  if (!OpenOutput(Outputs, ovc.File, ovcPath)) {
     ++nOutputFailureNum;
     LogPrintf("Create ovc file failed:%s!\n", ovcPath.c_str());
     return 0;
@@ -214,7 +215,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
     return 0;
   }
   if (!gcpFile.Open(gcp)) LogPrintf("Warning!Open gcp file failed!\n");
-  const bool listed = CreateBeside(listing.File, listingPath, {project, gcp});
+  const bool listed = OpenOutput(Outputs, listing.File, listingPath);
   if (!listed) {
     // The orientations are worth having without the listing, so the .ovc is written all the same.
     ++nOutputFailureNum;
@@ -241,7 +242,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   WriteCameras(projectFile, header.nCameraNum, context, ovc, listing);
   WriteImages(projectFile, header.nImageNum, context, ovc, listing);
   ovc.Flush();
-  if (!ovc.File.Close()) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs, ovc.File)) ++nOutputFailureNum;
   if (!listed) return 0;
 
   TextReader& points = context.bTiePoints ? projectFile : gcpFile;
@@ -258,7 +259,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
     fRmsResidualY = std::sqrt(sums.yy / n);
   }
   listing.Flush();
-  if (!listing.File.Close()) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs, listing.File)) ++nOutputFailureNum;
   return 1;
 }
 

@@ -5,6 +5,7 @@
 #include "block/ProjectForm.h"
 #include "results/OutputFile.h"
 #include "run/BundleAdjustment.h"
+#include "run/OutputFiles.h"
 #include "run/ParallelFor.h"
 
 namespace orvo {
@@ -82,7 +83,7 @@ int CBundleAdjustment::WriteResultOvt() {
 
   TextWriter output;
   // The doubled separator is how this one name has always been formed.
-  if (!CreateBeside(output, szOutputPath + "//OrvoResult.ovt", {szOvtPath})) {
+  if (!OpenOutput(Outputs, output, szOutputPath + "//OrvoResult.ovt")) {
     ++nOutputFailureNum;
     LogPrintf("Error!Create ovt file failed!\n");
     return 0;
@@ -113,7 +114,7 @@ int CBundleAdjustment::WriteResultOvt() {
   }
   const bool whole = CopyOvtMeasures(input, output);
   ReleaseSectionTable();
-  if (!output.Close() || !whole) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs, output) || !whole) ++nOutputFailureNum;
   return CheckInputs();
 }
 

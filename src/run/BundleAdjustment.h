@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/InputFiles.h"
+#include "base/OutputFolder.h"
 #include "block/Records.h"
 #include "normal/SubMatrix.h"
 #include "normal/UnknownLayout.h"
@@ -163,6 +164,7 @@ class CBundleAdjustment {
   // ---- Paths -----------------------------------------------------------------------------------------
   std::string szOutputPath, szProjectPath, szGcpPath;
   std::string szOvtPath;  ///< empty for a text project
+  OutputFolder Outputs;   ///< where output files are written; until it has begun, at their final paths
   std::FILE* fLogFile = nullptr;
   Platform System;
   InputFiles Inputs{System.Files};  ///< every file that the run reads, and the first fault among them

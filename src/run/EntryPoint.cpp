@@ -3,6 +3,7 @@
 #include "base/InputFile.h"
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunOutput.h"
 
 namespace orvo {
 namespace {
@@ -32,6 +33,13 @@ std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& p
   if (choice != DeviceChoice::Host) return gpu::MakeCudaDevice();
   // A bound on the memory for points says nothing about the device.
   return gpu::MakeHostDevice(NativePlatform().FreePhysicalBytes(), platform.ProcessorCount());
+}
+
+OutputFate FateOf(RunRules rules, const RunOutcome& outcome) {
+  if (!outcome.szFault.empty()) return OutputFate::Discard;
+  // A classic run that ends early leaves what it has written until then, as it always did.
+  if (rules == RunRules::Classic) return outcome.bDone ? OutputFate::Replace : OutputFate::Add;
+  return outcome.bDone && outcome.nOutputFailureNum == 0 ? OutputFate::Replace : OutputFate::Discard;
 }
 
 namespace {
@@ -73,20 +81,25 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   CBundleAdjustment block(platform, console);
   if (options.Rules == RunRules::Guarded) ExpectInputs(paths, block.Inputs);
   block.SetOutputPath(paths.szProject, paths.szOutput);
+  if (const std::string refusal = BeginOutput(block, paths); !refusal.empty()) {
+    if (options.Rules == RunRules::Classic) block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
+    return {false, 0, block.szOutputPath, refusal};
+  }
   std::string logPath;
   block.OpenLogFile(logPath);
   const double start = block.System.TickMilliseconds();
   block.ReadSettings(paths.szSettings);
   if (block.CheckInputs() == 1) RunFlow(block, paths, platform, options);
   block.CheckInputs();
-  const double end = block.System.TickMilliseconds();
-  block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
-  block.CloseLogFile();
   RunOutcome outcome{block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath, {}};
   if (block.Inputs.Any()) {
     outcome.bDone = false;
     outcome.szFault = FaultText(block.Inputs.First());
   }
+  EndOutput(block, options.Rules, outcome);
+  const double end = block.System.TickMilliseconds();
+  block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
+  block.CloseLogFile();
   return outcome;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "base/OutputFolder.h"
 #include "gpu/Device.h"
 #include "run/Platform.h"
 
@@ -21,7 +22,7 @@ struct RunOutcome {
   bool bDone = false;         ///< the flow came to its end
   int nOutputFailureNum = 0;  ///< output files that are missing or cut short
   std::string szOutputPath;
-  std::string szFault;  ///< what ended the run from outside (a file that can't be read), with the reason
+  std::string szFault;  ///< what ended the run from outside (a file that can't be read or written), and why
 };
 
 /// Default settings file beside the program: AdjPara.xml, or AdjPara.ini where that is missing, telling the
@@ -56,7 +57,12 @@ struct RunOptions {
 /// and as many processors as `platform` says.
 std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& platform);
 
-/// One run over the given paths: object, output folder, log, settings, CPU or GPU flow, elapsed time.
+/// What becomes of the files of a run with this outcome. A guarded run keeps them only where everything went
+/// well; a classic one does so whatever it is worth, but not after a failed read or write.
+OutputFate FateOf(RunRules rules, const RunOutcome& outcome);
+
+/// One run over the given paths: object, output folder, log, settings, CPU or GPU flow, output files put in
+/// place, elapsed time. A run that is refused writes nothing and has the reason in szFault.
 RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
                          const RunOptions& options = {});
 

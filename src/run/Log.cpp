@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdarg>
 #include <string>
 
@@ -13,7 +14,9 @@ void CBundleAdjustment::LogText(const char* format, std::va_list arguments, bool
   if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
   va_end(again);
   if (fConsole != nullptr) std::fwrite(text.data(), 1, text.size(), fConsole);
-  if (toLog && fLogFile != nullptr) std::fwrite(text.data(), 1, text.size(), fLogFile);
+  if (toLog && fLogFile != nullptr && std::fwrite(text.data(), 1, text.size(), fLogFile) != text.size()) {
+    Outputs.Fail({JoinPath(szOutputPath, "log.txt"), "write", errno});
+  }
 }
 
 void CBundleAdjustment::LogPrintf(const char* format, ...) {
@@ -34,7 +37,11 @@ int CBundleAdjustment::OpenLogFile(std::string& path) {
   path = JoinPath(szOutputPath, "log.txt");
   // Without an output folder there is nowhere to put a log; "/log.txt" is nobody's file.
   if (!szOutputPath.empty()) fLogFile = std::fopen(path.c_str(), "a+");
-  if (fLogFile == nullptr) {
+  if (fLogFile != nullptr) {
+    // Each message is on its way when it is told: what ends the program leaves none out.
+    std::setvbuf(fLogFile, nullptr, _IONBF, 0);
+    Outputs.SetLogPath(path);
+  } else {
     LogPrintf("Create log file failed\n");
     return 0;
   }

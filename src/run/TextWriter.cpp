@@ -1,8 +1,11 @@
 #include "run/TextWriter.h"
 
-#include <sys/types.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 
 namespace orvo {
@@ -12,19 +15,35 @@ constexpr size_t kBufferBytes = size_t{1} << 18;
 
 TextWriter::~TextWriter() { Close(); }
 
-bool TextWriter::Open(const std::string& path) {
+void TextWriter::Fail(const char* action, int error) {
+  if (!First.Any()) First = {szShown, action, error};
+}
+
+bool TextWriter::Open(const std::string& path, const std::string& shown) {
   Close();
-  bFailed = false;
+  First = {};
   nBuffered = 0;
-  fFile = std::fopen(path.c_str(), "wb");
-  if (fFile == nullptr) return false;
-  std::setvbuf(fFile, nullptr, _IONBF, 0);
+  szPath = path;
+  szShown = shown.empty() ? path : shown;
+  do {
+    nHandle = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  } while (nHandle < 0 && errno == EINTR);
+  if (nHandle < 0) {
+    Fail("create", errno);
+    return false;
+  }
   if (!pBuffer) pBuffer.reset(new char[kBufferBytes]);
   return true;
 }
 
 void TextWriter::WriteThrough(std::string_view text) {
-  if (fFile == nullptr || std::fwrite(text.data(), 1, text.size(), fFile) != text.size()) bFailed = true;
+  if (nHandle < 0) return Fail("write", EBADF);
+  while (!text.empty()) {
+    const ssize_t n = ::write(nHandle, text.data(), text.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return Fail("write", n < 0 ? errno : EIO);
+    text.remove_prefix(static_cast<size_t>(n));
+  }
 }
 
 void TextWriter::Flush() {
@@ -33,10 +52,7 @@ void TextWriter::Flush() {
 }
 
 void TextWriter::Write(std::string_view text) {
-  if (fFile == nullptr) {
-    bFailed = true;
-    return;
-  }
+  if (nHandle < 0) return Fail("write", EBADF);
   if (text.size() > kBufferBytes - nBuffered) Flush();
   if (text.size() >= kBufferBytes / 4) {
     Flush();
@@ -48,17 +64,11 @@ void TextWriter::Write(std::string_view text) {
 }
 
 void TextWriter::Overwrite(int64_t offset, std::string_view bytes) {
-  if (fFile == nullptr) {
-    bFailed = true;
-    return;
-  }
+  if (nHandle < 0) return Fail("write", EBADF);
   Flush();
-  if (::fseeko(fFile, static_cast<off_t>(offset), SEEK_SET) != 0) {
-    bFailed = true;
-    return;
-  }
+  if (::lseek(nHandle, static_cast<off_t>(offset), SEEK_SET) < 0) return Fail("write", errno);
   WriteThrough(bytes);
-  if (::fseeko(fFile, 0, SEEK_END) != 0) bFailed = true;
+  if (::lseek(nHandle, 0, SEEK_END) < 0) Fail("write", errno);
 }
 
 void TextWriter::Printf(const char* format, ...) {
@@ -69,7 +79,7 @@ void TextWriter::Printf(const char* format, ...) {
   const int length = std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   if (length < 0) {
-    bFailed = true;
+    Fail("write", EOVERFLOW);
   } else if (static_cast<size_t>(length) < sizeof text) {
     Write({text, static_cast<size_t>(length)});
   } else {
@@ -81,13 +91,14 @@ void TextWriter::Printf(const char* format, ...) {
 }
 
 bool TextWriter::Close() {
-  if (fFile != nullptr) {
+  if (nHandle >= 0) {
     Flush();
-    if (std::ferror(fFile) != 0) bFailed = true;
-    if (std::fclose(fFile) != 0) bFailed = true;
-    fFile = nullptr;
+    // Interrupted or not, the handle is gone; repeating could close another thread's file.
+    if (::close(nHandle) != 0 && errno != EINTR) Fail("write", errno);
+    nHandle = -1;
   }
-  return !bFailed;
+  if (First.Any()) errno = First.nError;
+  return !First.Any();
 }
 
 }  // namespace orvo

@@ -5,7 +5,7 @@
 
 #include "geometry/OrvoMatrix.h"
 #include "run/BundleAdjustment.h"
-#include "run/TextWriter.h"
+#include "run/OutputFiles.h"
 #include "solver/DenseSolve.h"
 
 namespace orvo {
@@ -39,12 +39,13 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
 
 void CBundleAdjustment::WriteRemainder(int32_t iteration, const std::vector<double>& remainder) {
   TextWriter file;
-  if (!file.Open(JoinPath(szOutputPath, "LM_R_Vector_" + std::to_string(iteration) + ".txt"))) {
+  if (!OpenOutput(Outputs, file,
+                  JoinPath(szOutputPath, "LM_R_Vector_" + std::to_string(iteration) + ".txt"))) {
     ++nOutputFailureNum;
     return;
   }
   for (const double element : remainder) file.Printf("%12.3lf\t\n", element);
-  if (!file.Close()) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
 }
 
 int CBundleAdjustment::UpdateUnknowns(const double* x) {

@@ -1,7 +1,9 @@
 #include "synthetic/GenerateBlock.h"
 
 #include <algorithm>
+#include <cerrno>
 
+#include "base/OutputFolder.h"
 #include "run/Platform.h"
 #include "synthetic/SyntheticFiles.h"
 
@@ -61,6 +63,9 @@ SyntheticBlock GenerateBlock(const SyntheticOptions& options, const std::string&
     block.szError = "no two images see the same ground: raise --forward-overlap or --side-overlap";
     return block;
   }
+  OutputFolder outputs;
+  block.szError = outputs.Begin(folder);
+  if (!block.szError.empty()) return block;
   block.Truth = MakeTruth(scene, field);
 
   SyntheticPaths& paths = block.Paths;
@@ -68,8 +73,13 @@ SyntheticBlock GenerateBlock(const SyntheticOptions& options, const std::string&
   const auto write = [&](std::string& path, const std::string& fileName, const auto& writer) {
     if (!block.szError.empty()) return;
     path = JoinPath(folder, fileName);
-    if (!writer(path))
-      block.szError = path + " could not be written whole: is the folder writable and the disk not full?";
+    const std::string place = outputs.PlaceOf(path);
+    if (place.empty() || !writer(place)) {
+      outputs.Fail({path, "write", errno});
+      block.szError = "cannot " + outputs.Fault().Text();
+    } else {
+      outputs.Written(place, path);
+    }
   };
   if (forms.bText) {
     write(paths.szText, name + ".prj",
@@ -98,6 +108,9 @@ SyntheticBlock GenerateBlock(const SyntheticOptions& options, const std::string&
   if (forms.bTruth) {
     write(paths.szTruth, "truth.json",
           [&](const std::string& path) { return WriteSyntheticTruth(path, truth); });
+  }
+  if (!outputs.End(block.szError.empty() ? OutputFate::Add : OutputFate::Discard) && block.szError.empty()) {
+    block.szError = "cannot " + outputs.Fault().Text();
   }
   block.bDone = block.szError.empty();
   return block;

@@ -21,7 +21,8 @@ struct SyntheticBlock {
 };
 
 /// Makes the block and writes NAME.prj, NAME.ovc with NAME.ovt, NAME_gcp.txt, NAME_pos.txt, AdjPara.xml,
-/// AdjPara.ini and truth.json into an existing folder. The same options give the same bytes on any machine.
+/// AdjPara.ini and truth.json into an existing folder, all of them or, where one fails, none. The same
+/// options give the same bytes on any machine.
 ///
 /// A measurement (x, y) is noise plus the position at which the distortion correction of the camera gives the
 /// collinear image of the true point. Every measurement lies within its image, every tie point is measured on

@@ -115,18 +115,6 @@ TEST(ResampleToFile, NewFileReadsLikeTheKeptPointsInMemory) {
   }
 }
 
-TEST(ResampleToFile, SourceOfTheSameNameIsLeftAlone) {
-  const FileBlock content = MakeRandomBlock(23, 12, 300);
-  ResamplingRun run(content, false);
-  run.block->nResampleFileLimit = 0;
-  ASSERT_EQ(run.block->ResamplePoints(run.files.szOvt, run.files.szGcp, run.files.szOvt), 1);
-  EXPECT_EQ(test::ReadFile(run.files.szOvt), content.Ovt());
-  EXPECT_EQ(run.block->szOvtPath, run.files.folder / "block_1.ovt");
-  OvtReader reader;
-  ASSERT_TRUE(reader.Open(run.block->szOvtPath));
-  EXPECT_EQ(reader.PointNum(), run.block->nTiePointNum);
-}
-
 TEST(ResampleToFile, FolderThatTakesNoFileEndsTheRun) {
   for (const Form& form : kForms) {
     ResamplingRun run(MakeRandomBlock(24, 12, 300), form.bText);

@@ -397,20 +397,6 @@ TEST(ResultFormFailure, ListingNotCreatableStillSavesTheOrientations) {
   EXPECT_EQ(block.Run.nOutputFailureNum, 1);
 }
 
-TEST(ResultFormFailure, NeverOverwritesItsInputs) {
-  TinyBlock block;
-  block.WriteFiles("out/OrvoResult.ovc");
-  EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 0);
-  EXPECT_EQ(block.Log(), "Create ovc file failed:" + (block.folder / "out/OrvoResult.ovc") + "!\n");
-  EXPECT_EQ(test::ReadFile(block.szProject), block.ProjectText());
-
-  TinyBlock linked;
-  linked.WriteFiles("block.prj");
-  std::filesystem::create_hard_link(linked.szGcp, linked.folder / "out/OrvoResult_gcp.rst");
-  EXPECT_EQ(linked.Run.WriteResultForm(linked.szProject, linked.szGcp, 1), 0);
-  EXPECT_EQ(test::ReadFile(linked.szGcp), linked.GcpText());
-}
-
 TEST(ResultFormFailure, FullDiskIsCountedAndTheRunGoesOn) {
   if (!test::Exists("/dev/full")) GTEST_SKIP();
   TinyBlock block;

@@ -168,20 +168,6 @@ TEST(ResultOvtFailure, NotCreatable) {
   EXPECT_EQ(block.Run.nOutputFailureNum, 1);
 }
 
-TEST(ResultOvtFailure, NeverOverwritesItsInput) {
-  TinyBlock block;
-  UseTiePointFile(block, "out/OrvoResult.ovc");
-  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
-  EXPECT_EQ(block.Log(), "Error!Create ovt file failed!\n");
-  EXPECT_TRUE(OvtOutput(block) == block.OvtBytes());
-
-  TinyBlock linked;
-  UseTiePointFile(linked);
-  std::filesystem::create_symlink(linked.folder / "block.ovt", linked.folder / "out/OrvoResult.ovt");
-  EXPECT_EQ(linked.Run.WriteResultOvt(), 0);
-  EXPECT_TRUE(test::ReadFile(linked.folder / "block.ovt") == linked.OvtBytes());
-}
-
 TEST(ResultOvtFailure, InputNotReadable) {
   TinyBlock block;
   UseTiePointFile(block);

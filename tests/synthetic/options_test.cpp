@@ -92,11 +92,11 @@ TEST(GenerateBlock, SaysWhenNoGroundIsSeenTwice) {
   EXPECT_NE(block.szError.find("--side-overlap"), std::string::npos) << block.szError;
 }
 
-TEST(GenerateBlock, TellsTheFileThatCannotBeWritten) {
+TEST(GenerateBlock, TellsTheFolderThatCannotBeWrittenTo) {
   test::ScratchFolder folder;
   const SyntheticBlock block = GenerateBlock({}, folder / "missing", "block");
   EXPECT_FALSE(block.bDone);
-  EXPECT_NE(block.szError.find("block.prj"), std::string::npos) << block.szError;
+  EXPECT_NE(block.szError.find(folder / "missing"), std::string::npos) << block.szError;
 }
 
 TEST(GenerateBlock, NoticesAFullDisk) {

@@ -185,22 +185,6 @@ TEST(Modes, WithoutNormalisationNothingIsShifted) {
   EXPECT_LT(block.AdjustReport().Rmse[0], 1.0);
 }
 
-TEST(Modes, FullDiskLeavesTheRunGoing) {
-  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this machine";
-  Block block(Options());
-  for (const char* name : {"Residuals_0_0.res", "Corrections_0.txt", "LM_R_Vector_0.txt", "OrvoResult.ovc"}) {
-    const std::string output = block / "full";
-    std::filesystem::create_directories(output);
-    std::filesystem::create_symlink("/dev/full", output + "/" + name);
-  }
-  BlockRun run;
-  run.szOutput = "full";
-  const RunOutcome outcome = block.Run(run);
-  EXPECT_TRUE(outcome.bDone);
-  EXPECT_GE(outcome.nOutputFailureNum, 4);
-  EXPECT_TRUE(block.AdjustReport().bRead) << "outputs that can be written are written";
-}
-
 TEST(Modes, UnwritableOutputFolderEndsTheRun) {
   Block block(Options());
   RunPaths paths;

@@ -1,0 +1,121 @@
+#include "base/Interruption.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace orvo {
+namespace {
+
+/// Wakes the watch when there is nothing left to watch.
+constexpr int kWakeSignal = SIGUSR2;
+
+std::mutex& Gate() {
+  static auto* const gate = new std::mutex;  // outlives every thread
+  return *gate;
+}
+
+std::vector<Interruptible*>& Registered() {
+  static auto* const list = new std::vector<Interruptible*>;
+  return *list;
+}
+
+/// The last work that was interruptible is done. Under the gate.
+bool bSettled = false;
+
+const char* NameOf(int signal) {
+  switch (signal) {
+    case SIGINT:
+      return "SIGINT";
+    case SIGHUP:
+      return "SIGHUP";
+    default:
+      return "SIGTERM";
+  }
+}
+
+/// The signals that end the program: those that were not ignored when it started.
+sigset_t EndingSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) sigaddset(&set, signal);
+  }
+  return set;
+}
+
+}  // namespace
+
+Interruptible::Interruptible(TidyUp tidy) : Tidy(std::move(tidy)) {
+  const std::lock_guard lock(Gate());
+  Registered().push_back(this);
+  bSettled = false;
+}
+
+Interruptible::~Interruptible() {
+  const std::lock_guard lock(Gate());
+  std::erase(Registered(), this);
+}
+
+std::unique_lock<std::mutex> Interruptible::Hold() { return std::unique_lock(Gate()); }
+
+void Interruptible::Settle() { bSettled = true; }
+
+InterruptionWatch::InterruptionWatch(const char* program) : szProgram(program) {
+  sigset_t set = EndingSignals();
+  sigaddset(&set, kWakeSignal);
+  ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  try {
+    Thread = std::thread([this] { Watch(); });
+  } catch (const std::system_error&) {
+    // Without a thread to wait in, signals end the program at once, as they always can.
+    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  }
+}
+
+InterruptionWatch::~InterruptionWatch() {
+  if (!Thread.joinable()) return;
+  {
+    const std::lock_guard lock(Gate());
+    bLast = true;
+  }
+  ::pthread_kill(Thread.native_handle(), kWakeSignal);
+  Thread.join();
+}
+
+void InterruptionWatch::Watch() const {
+  sigset_t set = EndingSignals();
+  sigaddset(&set, kWakeSignal);
+  bool again = false;
+  while (true) {
+    int signal = 0;
+    if (::sigwait(&set, &signal) != 0) continue;
+    const std::lock_guard lock(Gate());
+    if (signal == kWakeSignal) {
+      if (bLast) return;
+      continue;
+    }
+    if (!bSettled || again) End(signal);
+    // The program is ending by itself; who asks twice does not want to wait for that.
+    again = true;
+  }
+}
+
+void InterruptionWatch::End(int signal) const {
+  const char* name = NameOf(signal);
+  if (!bSettled) {
+    for (const Interruptible* one : Registered()) one->Tidy(name);
+  }
+  const std::string text = std::string(szProgram) + ": interrupted by " + name + "\n";
+  if (::write(STDERR_FILENO, text.data(), text.size()) < 0) ::_exit(128 + signal);
+  ::_exit(128 + signal);
+}
+
+}  // namespace orvo

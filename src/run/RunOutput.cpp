@@ -1,0 +1,31 @@
+#include "run/RunOutput.h"
+
+#include "base/OutputCollision.h"
+#include "block/ProjectForm.h"
+#include "run/BundleAdjustment.h"
+
+namespace orvo {
+
+std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths) {
+  if (block.szOutputPath.empty() || !block.System.FolderIsWritable(block.szOutputPath)) return {};
+  const auto collision = FindOutputThatIsInput(
+      block.szOutputPath,
+      {paths.szProject, OvtPathOfProject(paths.szProject), paths.szGcp, paths.szPos, paths.szSettings});
+  if (collision) return collision->Text();
+  return block.Outputs.Begin(block.szOutputPath);
+}
+
+void EndOutput(CBundleAdjustment& block, RunRules rules, RunOutcome& outcome) {
+  if (!block.Outputs.IsActive()) return;
+  const auto note = [&] {
+    const OutputFault fault = block.Outputs.Fault();
+    if (!fault.Any() || !outcome.szFault.empty()) return;
+    outcome.szFault = "cannot " + fault.Text();
+    block.LogPrintf("Error!No result file is put in place: %s!\n", outcome.szFault.c_str());
+  };
+  note();
+  block.Outputs.End(FateOf(rules, outcome));
+  note();
+}
+
+}  // namespace orvo
