@@ -66,7 +66,8 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
   nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
   PointSectionTable::Range range{0, nObjectPointNum};
   if (section >= 0 && section < Sections.Count()) range = Sections.ObjectPoints[static_cast<size_t>(section)];
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   std::string_view line;
   int result = 1;
   for (int32_t g = 0; g < nGcpFileNum && nTiePointNum + g <= range.nLast && file.Next(line); ++g) {
@@ -100,7 +101,8 @@ int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCo
     file.Rewind();
   }
   nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   nControlPointNum = 0;
   objectCount = imageCount = 0;
   std::string_view line;
@@ -123,7 +125,8 @@ int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCo
 int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
                                    std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
   const int32_t pointNum = ReadGcpCount(file);
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   nControlPointNum = 0;
   std::string_view line;
   for (int32_t g = 0; g < pointNum && file.Next(line); ++g) {
