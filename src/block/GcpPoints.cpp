@@ -69,7 +69,6 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
   const auto references =
       MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   std::string_view line;
-  int result = 1;
   for (int32_t g = 0; g < nGcpFileNum && nTiePointNum + g <= range.nLast && file.Next(line); ++g) {
     if (nTiePointNum + g < range.nFirst) {
       file.Skip(ReadMeasureCount(file));
@@ -84,15 +83,15 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
     int32_t wrongOrdinal = 0;
     if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(pObjectPoints.size()), point,
                         pImagePoints, &wrongOrdinal)) {
+      // Deliberate: the points in front of it are in memory and not in the counts.
       LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
-      result = -1;
-      break;
+      return -1;
     }
     pObjectPoints.push_back(point);
   }
   count = static_cast<int64_t>(pObjectPoints.size());
   imageCount = static_cast<int64_t>(pImagePoints.size());
-  return result;
+  return 1;
 }
 
 int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file) {

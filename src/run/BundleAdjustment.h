@@ -239,6 +239,7 @@ class CBundleAdjustment {
                              std::vector<ObjectPointRecord>& objectList,
                              std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
+  /// At such a reference the counts stay as they were, too.
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
   /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1.
   int ReadGcpTable(const std::string& gcp);
@@ -248,8 +249,8 @@ class CBundleAdjustment {
   void PreReadGcp(const std::string& gcp);
   int ReadImage(int32_t ordinal, std::vector<int32_t>& imagesOfCamera, TextReader& file);
   void DeleteCamerasWithoutImage(const std::vector<int32_t>& imagesOfCamera);
-  void DeleteImagesWithoutCamera();
   void DeleteCamerasBeyondUnknowns(const std::vector<int32_t>& imagesOfCamera);
+  void DeleteImagesWithoutCamera();
   void ReadSectionTiePoints(int32_t section, const std::string& project, int64_t& count, int64_t& imageCount);
   void ReserveSectionPoints(int32_t section);
   int ReadOvtMeasures(int64_t firstPoint, const OvtReader& file);
