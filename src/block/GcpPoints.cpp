@@ -67,9 +67,9 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
   nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
   PointSectionTable::Range range{0, nObjectPointNum};
   if (section >= 0 && section < Sections.Count()) range = Sections.ObjectPoints[static_cast<size_t>(section)];
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   std::string_view line;
-  int result = 1;
   for (int32_t g = 0; g < nGcpFileNum && nTiePointNum + g <= range.nLast && file.Next(line); ++g) {
     if (nTiePointNum + g < range.nFirst) {
       file.Skip(ReadMeasureCount(file));
@@ -84,15 +84,15 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
     int32_t wrongOrdinal = 0;
     if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(pObjectPoints.size()), point,
                         pImagePoints, &wrongOrdinal)) {
+      // Deliberate: the points in front of it are in memory and not in the counts.
       LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
-      result = -1;
-      break;
+      return -1;
     }
     pObjectPoints.push_back(point);
   }
   count = static_cast<int64_t>(pObjectPoints.size());
   imageCount = static_cast<int64_t>(pImagePoints.size());
-  return result;
+  return 1;
 }
 
 int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file) {
@@ -101,7 +101,8 @@ int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCo
     file.Rewind();
   }
   nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   nControlPointNum = 0;
   objectCount = imageCount = 0;
   std::string_view line;
@@ -124,7 +125,8 @@ int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCo
 int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
                                    std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
   const int32_t pointNum = ReadGcpCount(file);
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   nControlPointNum = 0;
   std::string_view line;
   for (int32_t g = 0; g < pointNum && file.Next(line); ++g) {

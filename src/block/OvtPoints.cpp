@@ -79,7 +79,8 @@ int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& i
 }
 
 int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, const OvtReader& file) {
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   // The cameras as they are now: a piece that has to enlarge one is taken again, in its turn.
   const std::vector<CameraHalf> halves = MakeCameraHalves(pIop);
   const int64_t pieceNum = PieceNum(std::ssize(pObjectPoints));

@@ -49,9 +49,8 @@ void MatchPosLines(CBundleAdjustment& block, TextReader& file, std::vector<int32
   const ImageNameIndex index(names);
   PosLine line;
   std::string_view text;
-  for (bool lineBegins = true; file.Next(text); lineBegins = file.LineEnded()) {
-    // What an overlong line holds behind its first piece is no image of its own, whatever it begins with.
-    if (!lineBegins || !ReadPosLine(text, line)) continue;
+  while (file.Next(text)) {
+    if (!ReadPosLine(text, line)) continue;
     const int32_t ordinal = index.Find(line.szName);
     if (ordinal < 0 || static_cast<size_t>(ordinal) >= stripOfImage.size()) {
       block.LogPrintf("Can not find this image name in the project file:%s\n", line.szName.c_str());

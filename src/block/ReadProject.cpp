@@ -8,7 +8,7 @@
 namespace orvo {
 
 int CBundleAdjustment::ReadProject(const std::string& project, const std::string& /*gcp*/) {
-  nImageNum = nUnknownImageNum = nCameraNum = 0;
+  nImageNum = nUnknownImageNum = nCameraNum = nCameraRowNum = 0;
   TextReader file(&Inputs);
   if (!file.Open(project)) {
     LogPrintf("Can not open ovc file!\n");
@@ -78,8 +78,8 @@ int CBundleAdjustment::ReadImage(int32_t ordinal, std::vector<int32_t>& imagesOf
 
 void CBundleAdjustment::DeleteCamerasWithoutImage(const std::vector<int32_t>& imagesOfCamera) {
   // The walk ends at the number of kept cameras though it goes over places in the project file, and the rows
-  // of pIop stay where they are: both deliberate. A camera behind such a hole may fall off the end of the
-  // table.
+  // of pIop stay where they are: both deliberate. A camera behind such a hole may lie beyond nCameraNum.
+  nCameraRowNum = nCameraNum;
   int32_t withImage = 0;
   for (int32_t camera = 0; camera < nCameraNum; ++camera) {
     if (imagesOfCamera[static_cast<size_t>(camera)] < 1) {
@@ -90,10 +90,18 @@ void CBundleAdjustment::DeleteCamerasWithoutImage(const std::vector<int32_t>& im
       ++withImage;
     }
   }
-  if (withImage == nCameraNum) return;
   nCameraNum = withImage;
-  for (int32_t& index : pCameraIndex) {
-    if (index >= nCameraNum) index = -1;
+  if (withImage < nCameraRowNum && AdjustsCameras()) DeleteCamerasBeyondUnknowns(imagesOfCamera);
+}
+
+void CBundleAdjustment::DeleteCamerasBeyondUnknowns(const std::vector<int32_t>& imagesOfCamera) {
+  nCameraRowNum = nCameraNum;
+  for (size_t camera = 0; camera < pCameraIndex.size(); ++camera) {
+    if (pCameraIndex[camera] < nCameraNum) continue;
+    pCameraIndex[camera] = -1;
+    if (imagesOfCamera[camera] < 1) continue;
+    LogPrintf("Warning!Camera %d cannot be an unknown behind a deleted camera!\n", static_cast<int>(camera));
+    LogPrintf("Automatically delete its %d images!\n", imagesOfCamera[camera]);
   }
   DeleteImagesWithoutCamera();
 }

@@ -125,7 +125,8 @@ void CBundleAdjustment::CopyKeptMeasures(const std::vector<int32_t>& fileFirst, 
 
 void CBundleAdjustment::ReadKeptMeasures(const std::vector<int32_t>& fileFirst, std::vector<int32_t>& counts,
                                          OvtReader& source) {
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   ReserveLarge(pImagePoints, static_cast<size_t>(nImagePointNum));
   OvtMeasureWindow window(source);
   for (size_t p = 0; p < pObjectPoints.size(); ++p) {
@@ -153,7 +154,8 @@ int CBundleAdjustment::FilterTextPoints(int64_t total, const std::vector<uint8_t
   }
   ReserveLarge(pObjectPoints, static_cast<size_t>(nObjectPointNum));
   SkipCamerasAndImages(file, header);
-  const auto references = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  const auto references =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   std::vector<ImagePointRecord> measures;
   std::string_view line;
   int64_t number = 0;

@@ -56,11 +56,12 @@ int CBundleAdjustment::ReadSectionPoints(int32_t section, const std::string& pro
       LogPrintf("Error!Open gcp file falied!\n");
     }
   }
-  fGsd = ComputeGsd(pObjectPoints, pImagePoints, Image_Coor_Scale);
+  const auto counted = std::span<const ImagePointRecord>(pImagePoints).first(static_cast<size_t>(imageCount));
+  fGsd = ComputeGsd(pObjectPoints, counted, Image_Coor_Scale);
   PointSectionTable::Range& imageRange = Sections.ImagePoints[static_cast<size_t>(section)];
   imageRange = {0, -1};
   if (count > 0) {
-    const ObjectPointRecord& last = pObjectPoints.back();
+    const ObjectPointRecord& last = pObjectPoints[static_cast<size_t>(count) - 1];
     imageRange = {pObjectPoints.front().nFirstImagePoint, last.nFirstImagePoint + last.nImagePointNum - 1};
   }
   return CheckInputs();

@@ -31,8 +31,8 @@ int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRe
                                       std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
   const PointSectionTable::Range range = Sections.ObjectPoints[static_cast<size_t>(section)];
   const TextPointContext context{
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum), Image_Coor_Scale,
-      Object_Coor_Scale};
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum()),
+      Image_Coor_Scale, Object_Coor_Scale};
   const ProjectHeader header = ReadHeader(file);
   const int64_t end = std::min(header.nObjectPointNum, range.nLast + 1);
   // The places are those of a walk from the first point on, and of that file only.

@@ -197,7 +197,7 @@ gpu::SectionPoints CBundleAdjustment::PointsOfGpuSection(int32_t gpuSection) {
   gpu::SectionPoints points;
   points.GcpTable = pGcpTable;
   points.nImageNum = nImageNum;
-  points.nCameraNum = nCameraNum;
+  points.nCameraNum = UsableCameraNum();
   const size_t at = 2 * static_cast<size_t>(gpuSection);
   if (gpuSection < 0 || gpuSection >= table.nGpuSectionNum || at + 1 >= table.pGpuObjRanges.size())
     return points;
@@ -232,7 +232,7 @@ int CBundleAdjustment::AllocFixedDeviceMemory() {
   device.Malloc(arrays.cupD, n);
   device.Malloc(arrays.cupAd, n);
   if (literal) device.Malloc(arrays.cuptAd, gpu::kLaunchBlocks * n);
-  const int64_t fastWords = gpu::FastWorkWords(nImageNum, nCameraNum);
+  const int64_t fastWords = gpu::FastWorkWords(nImageNum, UsableCameraNum());
   if (!literal) device.Malloc(arrays.cupFast, fastWords);
   device.Clear(arrays.cupR, n);
   if (literal) device.Clear(arrays.cuptR, gpu::kLaunchBlocks * n);
@@ -254,7 +254,7 @@ int CBundleAdjustment::AllocPointDeviceMemory(int32_t gpuSection) {
   para.nImgPt = std::ssize(section.ImagePoints);
   para.nObjPt = std::ssize(section.ObjectPoints);
   para.nImageCount = nUnknownImageNum;
-  para.nCameraCount = nCameraNum;
+  para.nCameraCount = UsableCameraNum();
   para.nEopLen = nEopSize;
   para.nIopLen = nIopSize;
   para.nUnknownLen = nUnknownNum;

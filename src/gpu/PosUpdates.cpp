@@ -36,7 +36,7 @@ std::vector<gpu::PosTerm> CBundleAdjustment::GatherPosTerms() {
   std::vector<gpu::PosTerm> terms;
   const PosModel model = ModelOf(*this);
   // Without image unknowns the groups are none either.
-  if (nLayoutMode == LayoutIop || nPosSize < 1 || nPosSize != model.ParameterNum()) return terms;
+  if (nLayoutMode == LayoutIop || nPosSize != model.ParameterNum()) return terms;
   terms.reserve(pImageIndex.size());
   for (size_t record = 0; record < pImageIndex.size(); ++record) {
     const int32_t image = pImageIndex[record];
@@ -50,7 +50,7 @@ std::vector<gpu::PosTerm> CBundleAdjustment::GatherPosTerms() {
     // image is kept. The two differ behind an image that was left out.
     if (record >= pPos.size() || pPos[record].nStatus == kPosNotObserved) continue;
     const EopRecord& eop = pEop[static_cast<size_t>(image)];
-    const double* parameters = &pPosParams[static_cast<size_t>(group) * static_cast<size_t>(nPosSize)];
+    const double* parameters = pPosParams.data() + static_cast<size_t>(group) * static_cast<size_t>(nPosSize);
     gpu::PosTerm term{image, group, eop.fTime, {}};
     if (ComputePosMisclosure(model, eop, pPos[record], parameters, term.L)) terms.push_back(term);
   }

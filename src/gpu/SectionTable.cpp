@@ -16,7 +16,7 @@ int CBundleAdjustment::ComputeGpuSections(int32_t section) {
       device.totalGlobalMem = std::min(device.totalGlobalMem, limit);
   }
   const gpu::EnabledDevices enabled =
-      gpu::EnableDevices(devices, {nUnknownNum, nDiagUpperSize, nImageNum, nCameraNum});
+      gpu::EnableDevices(devices, {nUnknownNum, nDiagUpperSize, nImageNum, UsableCameraNum()});
   state.nEnabledDeviceNum = static_cast<int32_t>(enabled.vNumbers.size());
   state.vEnabledDevices.insert(state.vEnabledDevices.end(), enabled.vNumbers.begin(), enabled.vNumbers.end());
   if (enabled.vNumbers.empty()) {

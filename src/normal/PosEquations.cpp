@@ -61,8 +61,10 @@ void AddSparse(CBundleAdjustment& block, const PosEquations& equations, const Po
     }
     std::copy_n(equations.Aed.data(), PosEquations::kEopSize * size, Aed);
     block.AddToSubMatrix(Aee, height, height, place.nImageRow, place.nImageRow, block.pSubMatrices);
-    block.AddToSubMatrix(Aed, height, size, place.nImageRow, place.nGroupRow, block.pSubMatrices);
+    if (size > 0)
+      block.AddToSubMatrix(Aed, height, size, place.nImageRow, place.nGroupRow, block.pSubMatrices);
   }
+  if (size < 1) return;
   block.AddToSubMatrix(equations.Add.data(), size, size, place.nGroupRow, place.nGroupRow,
                        block.pSubMatrices);
 }
@@ -109,8 +111,9 @@ int CBundleAdjustment::BuildPosNormalEquation(int32_t /*iteration*/) {
   model.bLinear = Correct_LinearError;
   model.fWeightXY = GPS_WeightXY;
   model.fWeightZ = GPS_WeightZ;
-  // Without image unknowns the groups are none either.
-  if (nLayoutMode == LayoutIop || nPosSize < 1 || nPosSize != model.ParameterNum()) return 1;
+  // Without image unknowns the groups are none either. Without drift parameters, which is where a single
+  // group with linear terms alone ends up, the images are observed directly.
+  if (nLayoutMode == LayoutIop || nPosSize != model.ParameterNum()) return 1;
 
   std::vector<double> diagonal(pPosParams.size(), 0.0);
   PosEquations equations;
@@ -122,7 +125,7 @@ int CBundleAdjustment::BuildPosNormalEquation(int32_t /*iteration*/) {
     const PosRecord& observed = pPos[static_cast<size_t>(image)];
     if (observed.nStatus == kPosNotObserved) continue;
     const size_t first = static_cast<size_t>(group) * static_cast<size_t>(nPosSize);
-    if (!ComputePosEquations(model, eop, observed, &pPosParams[first], equations)) continue;
+    if (!ComputePosEquations(model, eop, observed, pPosParams.data() + first, equations)) continue;
 
     const PosPlace place = PlaceOf(Layout(), image, group);
     const bool imageMoves = eop.nStatus != 1;

@@ -31,7 +31,8 @@ struct UnknownLayout {
   int32_t nLayoutMode = LayoutEop;
   int32_t nImageNum = 0;  ///< unknown images
   int32_t nCameraNum = 0;
-  int32_t nPosSize = 0;  ///< unknowns of one POS group
+  int32_t nPosSize = 0;                   ///< unknowns of one POS group
+  int32_t nUsableCameraNum = nCameraNum;  ///< more where cameras are no unknowns and unused ones left holes
 
   /// Rows whose blocks have the size FirstSize(): images, or cameras in LayoutIop.
   [[gnu::always_inline]] int32_t FirstRows() const {
@@ -55,7 +56,8 @@ struct UnknownLayout {
 
   /// True when the measurement stands on a kept image and a kept camera.
   [[gnu::always_inline]] bool Holds(const ImagePointRecord& point) const {
-    return point.nImage >= 0 && point.nImage < nImageNum && point.nCamera >= 0 && point.nCamera < nCameraNum;
+    return point.nImage >= 0 && point.nImage < nImageNum && point.nCamera >= 0 &&
+           point.nCamera < nUsableCameraNum;
   }
 };
 

@@ -138,7 +138,8 @@ int CBundleAdjustment::WriteReport() {
   ReportContext context;
   context.Frames = MakeImageFrames(KeptImages());
   context.Iop = KeptCameras();
-  context.References = MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, nCameraNum);
+  context.References =
+      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
   context.fImageScale = Image_Coor_Scale;
   context.fObjectScale = Object_Coor_Scale;
   report.Printf("Control point number:%d\n", nControlPointNum);

@@ -74,8 +74,8 @@ FormContext MakeFormContext(const CBundleAdjustment& run, bool tiePoints) {
   context.Iop = run.KeptCameras();
   context.ImageIndex = run.pImageIndex;
   context.CameraIndex = run.pCameraIndex;
-  context.References =
-      MakeImageReferences(run.pImageIndex, run.pImageCamera, run.pCameraIndex, run.nImageNum, run.nCameraNum);
+  context.References = MakeImageReferences(run.pImageIndex, run.pImageCamera, run.pCameraIndex, run.nImageNum,
+                                           run.UsableCameraNum());
   context.R = RotationsOf(context.Eop);
   context.Frames = MakeImageFrames(context.Eop);
   context.fImageScale = run.Image_Coor_Scale;

@@ -1,6 +1,7 @@
 // The one object of a run. Every subsystem is a group of its operations, defined in the subsystem's folder.
 #pragma once
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -107,6 +108,7 @@ class CBundleAdjustment {
   int32_t nImageFileNum = 0, nCameraFileNum = 0;  ///< in the project header
   int32_t nGroupNum = 0;                          ///< strip groups
   int32_t nImageNum = 0, nCameraNum = 0;          ///< kept
+  int32_t nCameraRowNum = 0;  ///< rows of pIop as read; beyond nCameraNum where unused cameras left holes
   int32_t nUnknownImageNum = 0;
   int32_t nGcpNum = 0, nGcpImagePointNum = 0;
   int64_t nObjectPointNum = 0, nTiePointNum = 0, nTieImagePointNum = 0, nImagePointNum = 0;
@@ -246,6 +248,7 @@ class CBundleAdjustment {
                              std::vector<ObjectPointRecord>& objectList,
                              std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
+  /// At such a reference the counts stay as they were, too.
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
   /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1, or 0 where reading failed.
   int ReadGcpTable(const std::string& gcp);
@@ -255,6 +258,7 @@ class CBundleAdjustment {
   void PreReadGcp(const std::string& gcp);
   int ReadImage(int32_t ordinal, std::vector<int32_t>& imagesOfCamera, TextReader& file);
   void DeleteCamerasWithoutImage(const std::vector<int32_t>& imagesOfCamera);
+  void DeleteCamerasBeyondUnknowns(const std::vector<int32_t>& imagesOfCamera);
   void DeleteImagesWithoutCamera();
   void ReadSectionTiePoints(int32_t section, const std::string& project, int64_t& count, int64_t& imageCount);
   void ReserveSectionPoints(int32_t section);
@@ -290,9 +294,17 @@ class CBundleAdjustment {
   /// Appends the whole GCP file; the counts become the numbers of points and measurement lines in it.
   int ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file);
 
-  /// The images and cameras that are unknowns: what an nImage or nCamera may point to.
+  /// False where cameras stay as they were read.
+  bool AdjustsCameras() const {
+    return Set_IOP_Unknown && !Direct_Intersection && (Apply_GPU || !Absolute_Orientation);
+  }
+  /// Rows of pIop that measurements may stand on: nCameraNum where cameras are unknowns, otherwise all.
+  int32_t UsableCameraNum() const { return std::max(nCameraNum, nCameraRowNum); }
+  /// What an nImage or nCamera may point to.
   std::span<const EopRecord> KeptImages() const { return {pEop.data(), static_cast<size_t>(nImageNum)}; }
-  std::span<const IopRecord> KeptCameras() const { return {pIop.data(), static_cast<size_t>(nCameraNum)}; }
+  std::span<const IopRecord> KeptCameras() const {
+    return {pIop.data(), static_cast<size_t>(UsableCameraNum())};
+  }
 
   // ==== geometry/ =====================================================================================
   /// Intersects every point of the section in memory (all but control points take the result) and fills
@@ -356,7 +368,9 @@ class CBundleAdjustment {
   /// The order in which a thread takes its points; empty: as they come.
   const std::vector<int32_t>& OrderOfSlice(int32_t thread, int32_t first, int32_t last);
   /// The numbering of the unknowns as it stands.
-  UnknownLayout Layout() const { return {nLayoutMode, nUnknownImageNum, nCameraNum, nPosSize}; }
+  UnknownLayout Layout() const {
+    return {nLayoutMode, nUnknownImageNum, nCameraNum, nPosSize, UsableCameraNum()};
+  }
   /// The section's points that are in memory, never more than the section has.
   std::span<const ObjectPointRecord> PointsOfSection(int32_t section) const;
   void AddPosPattern();

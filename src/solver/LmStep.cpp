@@ -15,19 +15,20 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
   bool solved = true;
   if (Apply_PCG_Model) {
     if (SolveByPcg(x.data()) == 0) return 0;
-    solved = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
   } else {
     remainder.resize(x.size());
     solved = SolveDense(pDenseNormal.get(), nUnknownNum, pConstVector.data(), x.data(), remainder.data(),
                         System.ProcessorCount()) != DenseSolution::Singular;
+    if (solved) WriteRemainder(iteration, remainder);
   }
-  if (!solved) {
+  const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
+  if (!solved || !finite) {
     // There is no step to take: the unknowns stay as they are and the iteration ends.
+    if (solved) WriteCorrections(iteration, x.data());
     bConverged = true;
     LogPrintf(">>%lf\t%lf\t%lf\n", 0.0, fRmsResidualX, fRmsResidualY);
     return 1;
   }
-  if (!Apply_PCG_Model) WriteRemainder(iteration, remainder);
   // Metres, radians and camera units in one figure: a single threshold serves them all.
   const double largest = MaxMagnitude(x.data(), nUnknownNum, 1);
   if (LM_Converge_Threshold > std::fabs(largest)) bConverged = true;

@@ -83,6 +83,34 @@ TEST(GcpPoints, AWrongOrdinalEndsTheGcpReader) {
   }
 }
 
+TEST(GcpPoints, AWrongOrdinalLeavesTheCounts) {
+  ProjectFiles files;
+  WriteFile(files.szText,
+            ProjectText(
+                2, 2, PointText("a", 0, {{0, 1, 1}, {1, 2, 2}}) + PointText("b", 0, {{0, 3, 3}, {1, 4, 4}})));
+  const std::string good = PointText("g", 1, {{0, 7, 8}, {1, 8, 8}});
+  for (const bool wrong : {false, true}) {
+    WriteFile(files.szGcp, "2\n" + good + PointText("h", 1, {{wrong ? 2 : 1, 1, 1}}));
+    LoggedBlock block;
+    files.ReadAll(*block, files.szText, files.szGcp);
+    EXPECT_EQ(wrong ? 2 : 4, Read(block, 0));
+    EXPECT_EQ((wrong ? NameList{"a", "b", "g"} : NameList{"a", "b", "g", "h"}), Names(*block));
+    EXPECT_EQ(0, block->Sections.ImagePoints[0].nFirst);
+    EXPECT_EQ(wrong ? 3 : 6, block->Sections.ImagePoints[0].nLast);
+
+    block->pObjectPoints.clear();
+    block->pImagePoints.clear();
+    TextReader file;
+    ASSERT_TRUE(file.Open(files.szGcp));
+    int64_t count = 7, imageCount = 9;
+    EXPECT_EQ(wrong ? -1 : 1, block->ReadGcpPoints(0, count, imageCount, file));
+    if (wrong) {
+      EXPECT_EQ(7, count);
+      EXPECT_EQ(9, imageCount);
+    }
+  }
+}
+
 TEST(GcpPoints, GcpOnADeletedImageStay) {
   ProjectFiles files;
   WriteFile(files.szText, "2 1 0\n" + kCamera + ImageText(0, 0) + ImageText(1, -1));

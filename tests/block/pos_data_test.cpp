@@ -255,15 +255,42 @@ TEST_F(PosData, NegativeStripIdsAreNone) {
   EXPECT_EQ(block.pPos[1].X, 1);
 }
 
-TEST_F(PosData, OverlongNamesMatchNothing) {
-  MakeImages("ab");
-  // The rest of the name behind the piece that the reader hands out first is "a", which is an image.
-  for (const size_t length : {size_t{512}, size_t{100000} / 511 * 511 + 1}) {
-    EXPECT_EQ(Read("b 1 2 3 0 0 0 0\n" + std::string(length - 1, 'x') + "a 9 9 9 0 0 0 0\n"), 1);
-    EXPECT_EQ(block.pPos[0].nStatus, kPosNotObserved);
-    EXPECT_EQ(block.pPos[1].X, 1);
+TEST_F(PosData, TheRestOfAnOverlongLineIsTheNextLine) {
+  const std::string notFound = "Can not find this image name in the project file:";
+  const std::string line = "b 1 2 3 0 0 0 0\n", blanks(600, ' '), name(511, 'x');
+  const struct {
+    const char* about;
+    std::string text, unknown;
+    double Xa;  ///< of image a, not-a-number where nothing observes it
+  } table[] = {
+      {"name of 511", name + "\n" + line, name, NAN},
+      {"rest that is no image", name + "rest 9 9 9 0 0 0 0\n" + line, "rest", NAN},
+      {"rest that is an image", name + "a 9 9 9 0 0 0 0\n" + line, name, 9},
+      {"rest of a good line", "a 4 5 6 0 0 0 0 " + blanks + "more 1 2 3\n" + line, "more", 4},
+      {"blank rest", "a 4 5 6 0 0 0 0" + blanks + "\n" + line, "", 4},
+      {"many pieces", std::string(100 * 511, 'y') + "a 7 7 7 0 0 0 0\n" + line, std::string(511, 'y'), 7},
+  };
+  for (const auto& row : table) {
+    SCOPED_TRACE(row.about);
+    CapturedLog messages;
+    CBundleAdjustment own{NativePlatform(), messages.Console()};
+    own.Apply_GPS_Data = true;
+    own.nImageFileNum = own.nImageNum = own.nUnknownImageNum = 2;
+    own.pEop.resize(2);
+    own.pImageNames.resize(2);
+    own.pImageNames[0].sz[0] = 'a';
+    own.pImageNames[1].sz[0] = 'b';
+    own.pImageIndex = {0, 1};
+    WriteFile(folder / "pos.txt", row.text);
+    EXPECT_EQ(own.ReadPosData(folder / "pos.txt"), 1);
+    EXPECT_EQ(messages.Count(notFound) > 0, !row.unknown.empty());
+    EXPECT_GE(messages.Count(notFound + row.unknown + "\n"), row.unknown.empty() ? 0 : 1);
+    EXPECT_EQ(own.pPos[0].nStatus == kPosNotObserved, std::isnan(row.Xa));
+    if (!std::isnan(row.Xa)) {
+      EXPECT_EQ(own.pPos[0].X, row.Xa);
+    }
+    EXPECT_EQ(own.pPos[1].X, 1);
   }
-  EXPECT_EQ(log.Count("Can not find this image name in the project file:"), 2);
 }
 
 TEST_F(PosData, ANameThatFillsItsRowIsReadToItsEnd) {

@@ -145,13 +145,68 @@ TEST(ReadProject, ACameraWithoutImageGoesWithAWarning) {
   EXPECT_EQ((Table{0, 1}), block->pImageIndex);
 }
 
-TEST(ReadProject, BehindADeletedCameraTheLastOneFallsOffTheTable) {
+TEST(ReadProject, RowsOfCamerasAreNotMoved) {
+  const std::string first = "Warning!Camera 0 has no corresponding image!\nAutomatically delete camera 0!\n";
+  const std::string middle = "Warning!Camera 1 has no corresponding image!\nAutomatically delete camera 1!\n";
+  const struct {
+    const char* about;
+    std::string cameras;
+    int imagesOn[2];  ///< the cameras of two images
+    int cameraNum;
+    Table index;
+    std::string log;
+  } table[] = {
+      {"first unused", Camera("50000") + Camera("60000"), {1, 1}, 1, {-1, 1}, first},
+      {"first without focal length", Camera("0") + Camera("60000"), {1, 1}, 0, {-1, 0}, first},
+      {"middle unused", Camera("50000") + Camera("60000") + Camera("70000"), {2, 0}, 2, {0, -1, 2}, middle},
+      {"all but the last unused",
+       Camera("50000") + Camera("60000") + Camera("70000"),
+       {2, 2},
+       1,
+       {-1, -1, 2},
+       first + middle},
+  };
+  const struct {
+    const char* about;
+    bool iopUnknown, direct, absolute;
+  } modes[] = {{"images only", false, false, false},
+               {"direct intersection", true, true, false},
+               {"absolute orientation", true, false, true}};
+  for (const auto& row : table) {
+    for (const auto& mode : modes) {
+      SCOPED_TRACE(std::string(row.about) + ", " + mode.about);
+      LoggedBlock block;
+      block->Set_IOP_Unknown = mode.iopUnknown;
+      block->Direct_Intersection = mode.direct;
+      block->Absolute_Orientation = mode.absolute;
+      EXPECT_EQ(1,
+                ReadText(block, "2 " + std::to_string(row.index.size()) + " 0\n" + row.cameras +
+                                    ImageText(0, row.imagesOn[0]) + ImageText(1, row.imagesOn[1], "1 1 1")));
+      EXPECT_EQ(row.log, block.Log());
+      EXPECT_EQ(row.cameraNum, block->nCameraNum);
+      EXPECT_EQ(row.index, block->pCameraIndex);
+      EXPECT_EQ((Table{0, 1}), block->pImageIndex);
+      EXPECT_EQ(2, block->nImageNum);
+      EXPECT_EQ(2, block->nUnknownImageNum);
+      const int32_t used = row.index[static_cast<size_t>(row.imagesOn[0])];
+      ASSERT_LT(used, static_cast<int32_t>(block->KeptCameras().size()));
+      const double focal = row.index.size() == 2 ? 60 : 70;
+      EXPECT_DOUBLE_EQ(focal, block->KeptCameras()[static_cast<size_t>(used)].fFocal);
+    }
+  }
+}
+
+TEST(ReadProject, ACameraBehindADeletedOneCannotBeAnUnknown) {
   LoggedBlock block;
   EXPECT_EQ(1, ReadText(block, "5 3 0\n" + Camera("50000") + Camera("60000") + Camera("70000") +
                                    ImageText(0, 2) + ImageText(1, 0, "1 1 1") + ImageText(2, 2) +
                                    ImageText(3, 0, "3 3 3") + ImageText(4, 2)));
-  EXPECT_EQ("Warning!Camera 1 has no corresponding image!\nAutomatically delete camera 1!\n", block.Log());
+  EXPECT_EQ(
+      "Warning!Camera 1 has no corresponding image!\nAutomatically delete camera 1!\n"
+      "Warning!Camera 2 cannot be an unknown behind a deleted camera!\nAutomatically delete its 3 images!\n",
+      block.Log());
   EXPECT_EQ(2, block->nCameraNum);
+  EXPECT_EQ(2u, block->KeptCameras().size());
   EXPECT_EQ((Table{0, -1, -1}), block->pCameraIndex);
   EXPECT_EQ((Table{-1, 0, -1, 1, -1}), block->pImageIndex);
   EXPECT_EQ(2, block->nImageNum);
@@ -163,21 +218,32 @@ TEST(ReadProject, BehindADeletedCameraTheLastOneFallsOffTheTable) {
   EXPECT_DOUBLE_EQ(70, block->pIop[2].fFocal);  // the rows stay where they are
 }
 
+TEST(ReadProject, OnADeviceAbsoluteOrientationAdjustsCamerasToo) {
+  LoggedBlock block;
+  block->Apply_GPU = block->Absolute_Orientation = true;
+  EXPECT_EQ(-1, ReadText(block, "1 2 0\n" + Camera("50000") + Camera("60000") + ImageText(0, 1)));
+  EXPECT_EQ(0, block->nImageNum);
+}
+
 TEST(ReadProject, TheWarningCountsPlacesInTheFileUpToTheKeptNumber) {
   // One of two cameras is kept, so only the first place is looked at, and that is the dropped one.
   LoggedBlock block;
   EXPECT_EQ(1, ReadText(block, "1 2 0\n" + Camera("0") + Camera("50000") + ImageText(0, 1)));
-  EXPECT_EQ("Warning!Camera 0 has no corresponding image!\nAutomatically delete camera 0!\n", block.Log());
+  EXPECT_EQ(
+      "Warning!Camera 0 has no corresponding image!\nAutomatically delete camera 0!\n"
+      "Warning!Camera 1 cannot be an unknown behind a deleted camera!\nAutomatically delete its 1 images!\n",
+      block.Log());
   EXPECT_EQ(0, block->nCameraNum);
   EXPECT_EQ(0, block->nImageNum);
 }
 
 TEST(ReadProject, FewerImagesThanCameras) {
-  // The second camera falls off the table and takes the only image with it.
+  // The second camera has no place behind the deleted one and takes the only image with it.
   LoggedBlock block;
   EXPECT_EQ(-1, ReadText(block, "1 2 0\n" + Camera("50000") + Camera("60000") + ImageText(0, 1)));
   EXPECT_EQ(
       "Warning!Camera 0 has no corresponding image!\nAutomatically delete camera 0!\n"
+      "Warning!Camera 1 cannot be an unknown behind a deleted camera!\nAutomatically delete its 1 images!\n"
       "Image number is less than camera\n",
       block.Log());
   EXPECT_EQ(1, block->nCameraNum);

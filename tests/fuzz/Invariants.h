@@ -23,9 +23,13 @@ inline std::string WhatIsWrongWithImages(const CBundleAdjustment& block) {
   }
   if (block.nImageNum < 0 || block.nImageNum > block.nImageFileNum) return "nImageNum";
   if (block.nCameraNum < 0 || block.nCameraNum > block.nCameraFileNum) return "nCameraNum";
+  if (block.UsableCameraNum() > block.nCameraFileNum) return "nCameraRowNum";
+  if (block.AdjustsCameras() && block.UsableCameraNum() != block.nCameraNum) {
+    return "cameras that are no unknowns in an adjustment of cameras";
+  }
   if (block.nUnknownImageNum != block.nImageNum) return "nUnknownImageNum";
   for (int32_t index : block.pCameraIndex) {
-    if (index < -1 || index >= block.nCameraNum) return "a camera index leaves the kept cameras";
+    if (index < -1 || index >= block.UsableCameraNum()) return "a camera index leaves the kept cameras";
   }
   int32_t kept = 0;
   for (size_t i = 0; i < images; ++i) {
@@ -44,7 +48,7 @@ inline std::string WhatIsWrongWithImages(const CBundleAdjustment& block) {
     }
   }
   if (kept != block.nImageNum) return "number of kept images";
-  for (int32_t c = 0; c < block.nCameraNum; ++c) {
+  for (int32_t c = 0; c < block.UsableCameraNum(); ++c) {
     const IopRecord& iop = block.pIop[static_cast<size_t>(c)];
     for (double value : {iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2}) {
       if (!std::isfinite(value)) return "a kept camera is not finite";
@@ -73,7 +77,8 @@ inline std::string WhatIsWrongWithPoints(const CBundleAdjustment& block,
       return "nObjectPoint";
     }
     if (image.nImage < -1 || image.nImage >= block.nImageNum) return "nImage";
-    if (image.nImage >= 0 && (image.nCamera < 0 || image.nCamera >= block.nCameraNum)) return "nCamera";
+    if (image.nImage >= 0 && (image.nCamera < 0 || image.nCamera >= block.UsableCameraNum()))
+      return "nCamera";
     if (!std::isfinite(image.x) || !std::isfinite(image.y)) return "measurement is not finite";
   }
   return {};

@@ -15,7 +15,8 @@ inline std::string ReadEverySection(CBundleAdjustment& block) {
     int64_t count = -1;
     if (block.ReadSectionPoints(section, block.szProjectPath, block.szGcpPath, count) != 1)
       return "section not read";
-    if (count != static_cast<int64_t>(block.pObjectPoints.size())) return "count of the section";
+    const int64_t uncounted = static_cast<int64_t>(block.pObjectPoints.size()) - count;
+    if (uncounted < 0 || uncounted > std::ssize(block.pGcpTable)) return "count of the section";
     if (count > block.Sections.ObjectPoints[static_cast<size_t>(section)].Count())
       return "more points than planned";
     const std::string wrong = WhatIsWrongWithPoints(block, block.pObjectPoints, block.pImagePoints);

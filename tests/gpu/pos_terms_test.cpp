@@ -83,7 +83,7 @@ std::vector<PosCase> AllCases() {
   for (const LayoutMode layout : {LayoutEop, LayoutMergedEopIop, LayoutEopIop}) {
     for (int bits = 0; bits < 16; ++bits) {
       const PosCase c{layout, (bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0};
-      if ((c.bGps || c.bImu) && (c.bConst || c.bLinear)) cases.push_back(c);
+      if (c.bGps || c.bImu) cases.push_back(c);
     }
   }
   return cases;
@@ -111,7 +111,7 @@ TEST_P(PosShares, EqualTheFullMatrices) {
   for (size_t i = 0; i < kImages; ++i) {
     if (own.pImageGroup[i] < 0) continue;
     const auto g = static_cast<size_t>(own.pImageGroup[i]);
-    const PosReference e(block.Model(), own.pEop[i], own.pPos[i], &own.pPosParams[g * size]);
+    const PosReference e(block.Model(), own.pEop[i], own.pPos[i], own.pPosParams.data() + g * size);
     const size_t q = firstUnknown + g * size;
     size_t element = 21 * i;
     for (size_t a = 0; a < 6; ++a) {

@@ -38,7 +38,7 @@ std::vector<Case> AllCases() {
     for (int bits = 0; bits < 32; ++bits) {
       const Case c = {layout,          (bits & 1) != 0, (bits & 2) != 0,
                       (bits & 4) != 0, (bits & 8) != 0, (bits & 16) != 0};
-      if ((c.bGps || c.bImu) && (c.bConst || c.bLinear)) cases.push_back(c);
+      if (c.bGps || c.bImu) cases.push_back(c);
     }
   }
   return cases;

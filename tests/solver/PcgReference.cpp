@@ -71,7 +71,7 @@ int ApplyPreconditioner(const BlockSystem* system, const double* r, double* out)
     if (diagonal == nullptr) continue;
     if (diagonal->nRows != diagonal->nCols) return 0;
     std::vector<double> inverse(diagonal->pData, diagonal->pData + diagonal->nRows * diagonal->nCols);
-    if (InvertGaussJordan(inverse.data(), diagonal->nRows, 1e-24) != 1) continue;
+    InvertGaussJordan(inverse.data(), diagonal->nRows, 1e-24);
     const int32_t p = system->vRowPosition[row];
     std::vector<double> product(static_cast<size_t>(diagonal->nRows));
     MultiplyRowsByVector(inverse.data(), diagonal->nRows, diagonal->nRows, r + p, diagonal->nRows,

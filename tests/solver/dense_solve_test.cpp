@@ -114,8 +114,8 @@ TEST(SolveDense, SingularSystems) {
   EXPECT_EQ(Solve({1e-28}, {1}).Kind, DenseSolution::Cholesky) << "small is not singular to Cholesky";
   EXPECT_EQ(Solve({nan, 0, 0, 1}, {1, 1}).Kind, DenseSolution::Singular);
   EXPECT_EQ(Solve({1, nan, nan, 1}, {1, 1}).Kind, DenseSolution::Singular);
-  EXPECT_EQ(Solve({1, 0, 0, 1}, {nan, 1}).Kind, DenseSolution::Singular);
-  EXPECT_EQ(Solve({1, 0, 0, 1}, {inf, 1}).Kind, DenseSolution::Singular);
+  EXPECT_EQ(Solve({1, 0, 0, 1}, {nan, 1}).Kind, DenseSolution::NotFinite);
+  EXPECT_EQ(Solve({1, 0, 0, 1}, {inf, 1}).Kind, DenseSolution::NotFinite);
   EXPECT_EQ(Solve({-1e-28}, {1}).Kind, DenseSolution::Singular);
   EXPECT_EQ(SolveDense(nullptr, 0, nullptr, nullptr, nullptr, 1), DenseSolution::Singular);
 }

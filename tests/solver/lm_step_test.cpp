@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 
@@ -91,6 +92,18 @@ TEST_F(LmStep, SingularMatrixEndsWithTheUnknownsAsTheyStand) {
   EXPECT_FALSE(Exists(folder / "Corrections_3.txt"));
 }
 
+TEST_F(LmStep, DenseSolutionOfNotANumbersIsNoStepAndIsListed) {
+  block.pConstVector[4] = NAN;
+  block.pEop[0].X = 42;
+  EXPECT_EQ(block.SolveAndUpdate(3), 1);
+  EXPECT_TRUE(block.bConverged);
+  EXPECT_EQ(block.pEop[0].X, 42);
+  EXPECT_EQ(Text(), ">>0.000000\t0.250000\t0.125000\n");
+  EXPECT_EQ(std::ranges::count(ReadFile(folder / "Corrections_3.txt"), '\n'), 11);
+  EXPECT_NE(ReadFile(folder / "Corrections_3.txt").find("nan"), std::string::npos);
+  EXPECT_NE(ReadFile(folder / "LM_R_Vector_3.txt").find("nan"), std::string::npos);
+}
+
 TEST_F(LmStep, SideFileThatCannotBeOpenedIsLeftOutSilently) {
   block.szOutputPath = folder / "no such folder";
   block.pConstVector[0] = 4;
@@ -136,7 +149,9 @@ TEST_F(LmStep, SparseSolutionOfNotANumbersIsNoStep) {
   EXPECT_EQ(block.SolveAndUpdate(2), 1);
   EXPECT_TRUE(block.bConverged);
   EXPECT_EQ(block.pEop[0].X, 0.0);
-  EXPECT_FALSE(Exists(folder / "Corrections_2.txt"));
+  const std::string corrections = ReadFile(folder / "Corrections_2.txt");
+  EXPECT_EQ(std::ranges::count(corrections, '\n'), 11);
+  EXPECT_NE(corrections.find("nan\n"), std::string::npos) << corrections;
   EXPECT_NE(Text().find(">>PCG Iteration times:1\n>>0.000000\t0.250000\t0.125000\n"), std::string::npos);
 }
 

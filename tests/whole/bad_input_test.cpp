@@ -182,6 +182,40 @@ TEST_F(BadInput, ControlFiles) {
   EXPECT_TRUE(Logged("Error!Reading failed: can't read " + path + ": it is a folder!\n"));
 }
 
+TEST_F(BadInput, AControlFileWithAWrongOrdinalObservesNothing) {
+  // Of two control points the first is good, the second is not: neither counts.
+  block.Set("Resampling_Points", "false");
+  BlockRun run;
+  run.bGcp = false;
+  ASSERT_TRUE(block.Run(run).bDone);
+  const ProjectFile without = block.Result();
+  const std::string good = ReadFile(block.Paths().szGcp);
+  const std::vector<FilePoint> points = ReadGcpFile(block.Paths().szGcp);
+  ASSERT_GE(points.size(), 2u);
+  const int second = 1 + 2 + static_cast<int>(points[0].pMeasurements.size());
+  for (const bool wrong : {true, false}) {
+    WriteFile(block.Paths().szGcp, wrong ? ReplaceLine(good, second + 2, "77 1 1") : good);
+    ASSERT_TRUE(Run(false).bDone);
+    EXPECT_EQ(Logged("Error!Image ID of the point 1 77 is out of range!\n"), wrong);
+    const ProjectFile with = block.Result();
+    ASSERT_EQ(with.pImages.size(), without.pImages.size());
+    for (size_t i = 0; i < with.pImages.size(); ++i) {
+      EXPECT_EQ(with.pImages[i].Position == without.pImages[i].Position, wrong) << i;
+    }
+  }
+}
+
+TEST_F(BadInput, TheRestOfAnOverlongPosLineIsALine) {
+  block.Set("Apply_GPS_Data", "true");
+  const std::string good = ReadFile(block.Paths().szPos);
+  const size_t end = good.find('\n');
+  WriteFile(block.Paths().szPos, good.substr(0, end) + std::string(600, ' ') + "remark" + good.substr(end));
+  BlockRun run;
+  run.bPos = true;
+  ASSERT_TRUE(block.Run(run).bDone) << block.Log();
+  EXPECT_TRUE(Logged("Can not find this image name in the project file:remark\n"));
+}
+
 TEST_F(BadInput, TiePointFiles) {
   const std::string good = ReadFile(block.Paths().szOvt);
   const auto patch = [&](size_t offset, const std::string& bytes) {

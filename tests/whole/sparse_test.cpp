@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 
 #include "support/Block.h"
 
@@ -132,6 +133,49 @@ TEST(ColonForm, RunsWithThinning) {
   ASSERT_TRUE(block.Run(run).bDone) << block.Log();
   EXPECT_NE(block.Log().find(">>Reampling image point data...\n"), std::string::npos);
   EXPECT_TRUE(block.AdjustReport().bRead);
+}
+
+/// A block whose working units are so small that the squares of the derivatives by k1 and k2 count as zero,
+/// and with them the diagonal blocks that hold a camera as singular.
+SyntheticOptions TinyUnits(int32_t cameras) {
+  SyntheticOptions options;
+  options.nStrips = 2;
+  options.nImagesPerStrip = 5;
+  options.fMeasurementsPerImage = 80;
+  options.nCameras = cameras;
+  return options;
+}
+
+void UseTinyUnits(Block& block) {
+  block.Set("Image_Coor_Scale", "4e-9");
+  block.Set("Apply_PCG_Model", "true");
+  block.Set("Max_LM_Iteration_Num", "6");
+  block.Set("Free_LM_Iteration_Num", "6");
+  block.Set("GCP_LM_Iteration_Num", "6");
+}
+
+TEST(SparseFormInTinyUnits, TheCameraIsAdjustedAsFarAsItsBlockIsInverted) {
+  Block block(TinyUnits(1));
+  UseTinyUnits(block);
+  ASSERT_TRUE(block.Run().bDone) << block.Log();
+  const FileCamera start = ReadProjectFile(block.Paths().szText).pCameras.at(0);
+  const FileCamera result = block.Result().pCameras.at(0);
+  EXPECT_GT(std::fabs(result.fFocal - start.fFocal), 0.5);
+  EXPECT_GT(std::hypot(result.fPrincipalX - start.fPrincipalX, result.fPrincipalY - start.fPrincipalY), 0.5);
+  EXPECT_LT(std::fabs(result.fFocal - start.fFocal), 100);
+  EXPECT_LT(block.AdjustReport().Rmse[0], 0.4);
+  EXPECT_LT(block.AdjustReport().Rmse[1], 0.5);
+}
+
+TEST(SparseFormInTinyUnits, MergedBlocksTakeAStep) {
+  Block block(TinyUnits(0));
+  UseTinyUnits(block);
+  ASSERT_TRUE(block.Run().bDone) << block.Log();
+  std::istringstream corrections(ReadFile(block.Output("Corrections_0.txt")));
+  int64_t lines = 0, moved = 0;
+  for (double value; corrections >> value; ++lines) moved += value != 0.0 ? 1 : 0;
+  EXPECT_EQ(lines, 11 * block.Truth().Counts.nImages);
+  EXPECT_GT(moved, lines / 2);
 }
 
 }  // namespace
