@@ -17,13 +17,14 @@ constexpr int kLanes = 2;
 #endif
 
 using Lanes [[gnu::vector_size(8 * kLanes)]] = double;
+using LanesInMemory [[gnu::vector_size(8 * kLanes), gnu::aligned(8), gnu::may_alias]] = double;
 
 [[gnu::always_inline]] inline Lanes LoadLanes(const double* p) {
-  Lanes v;
-  __builtin_memcpy(&v, p, sizeof(v));
-  return v;
+  return *reinterpret_cast<const LanesInMemory*>(p);
 }
-[[gnu::always_inline]] inline void StoreLanes(double* p, Lanes v) { __builtin_memcpy(p, &v, sizeof(v)); }
+[[gnu::always_inline]] inline void StoreLanes(double* p, Lanes v) {
+  *reinterpret_cast<LanesInMemory*>(p) = v;
+}
 [[gnu::always_inline]] inline Lanes SplatLanes(double x) { return Lanes{} + x; }
 [[gnu::always_inline]] inline double SumOfLanes(Lanes v) {
   double sum = 0;

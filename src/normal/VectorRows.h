@@ -8,25 +8,14 @@
 namespace orvo {
 namespace {
 
-using Vec2 [[gnu::vector_size(16)]] = double;
-using Vec4 [[gnu::vector_size(32)]] = double;
+// Loaded and passed by value only: behind a reference, compilers may take such a vector for an aligned one.
+using Vec2 [[gnu::vector_size(16), gnu::aligned(8), gnu::may_alias]] = double;
+using Vec4 [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
 
-// Rows stand at any multiple of 8 bytes. Copies, not references to a vector type of lesser alignment:
-// compilers may forget that on the way.
-template <class V>
-[[gnu::always_inline]] inline V LoadVector(const double* p) {
-  V v;
-  __builtin_memcpy(&v, p, sizeof(V));
-  return v;
-}
-template <class V>
-[[gnu::always_inline]] inline void StoreVector(double* p, V v) {
-  __builtin_memcpy(p, &v, sizeof(V));
-}
-[[gnu::always_inline]] inline Vec2 Load2(const double* p) { return LoadVector<Vec2>(p); }
-[[gnu::always_inline]] inline Vec4 Load4(const double* p) { return LoadVector<Vec4>(p); }
-[[gnu::always_inline]] inline void Store2(double* p, Vec2 v) { StoreVector(p, v); }
-[[gnu::always_inline]] inline void Store4(double* p, Vec4 v) { StoreVector(p, v); }
+[[gnu::always_inline]] inline Vec2 Load2(const double* p) { return *reinterpret_cast<const Vec2*>(p); }
+[[gnu::always_inline]] inline Vec4 Load4(const double* p) { return *reinterpret_cast<const Vec4*>(p); }
+[[gnu::always_inline]] inline void Store2(double* p, Vec2 v) { *reinterpret_cast<Vec2*>(p) = v; }
+[[gnu::always_inline]] inline void Store4(double* p, Vec4 v) { *reinterpret_cast<Vec4*>(p) = v; }
 [[gnu::always_inline]] inline Vec4 Splat4(double x) { return Vec4{x, x, x, x}; }
 
 struct Row4 {
@@ -40,9 +29,9 @@ struct Row4 {
 
 #ifdef __AVX512F__
 
-using Vec8 [[gnu::vector_size(64)]] = double;
-[[gnu::always_inline]] inline Vec8 Load8(const double* p) { return LoadVector<Vec8>(p); }
-[[gnu::always_inline]] inline void Store8(double* p, Vec8 v) { StoreVector(p, v); }
+using Vec8 [[gnu::vector_size(64), gnu::aligned(8), gnu::may_alias]] = double;
+[[gnu::always_inline]] inline Vec8 Load8(const double* p) { return *reinterpret_cast<const Vec8*>(p); }
+[[gnu::always_inline]] inline void Store8(double* p, Vec8 v) { *reinterpret_cast<Vec8*>(p) = v; }
 [[gnu::always_inline]] inline Vec8 Splat8(double x) { return Vec8{x, x, x, x, x, x, x, x}; }
 
 struct Row8 {
