@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Everything that is checked: release tests, the sanitizer runs, bounded fuzzing.
+# Everything that is checked: release tests, tests with Clang, the sanitizer runs, bounded fuzzing.
 #   ./test.sh                    all of it
 #   ./test.sh --quick            the release tests only
 #   ./test.sh --fuzz-seconds N   seconds for each fuzz target (12)
@@ -13,6 +13,9 @@ thread_tests='Thread|Pool|Parallel|Processors|^whole'
 # Hundreds of iterations of what the others do in ten.
 long_tests='ReturnsToTruth/Merged'
 thread_programs=(orvo_test_{block,geometry,normal,results,solver,whole})
+# The kernels and the whole runs, for Clang.
+clang_tests='^(normal|solver|gpu|whole)\.'
+clang_programs=(orvo_test_{normal,solver,gpu,whole})
 fuzz_seconds=12
 quick=false
 while [[ $# -gt 0 ]]; do
@@ -95,8 +98,31 @@ release_tests() {
   [[ $built -eq 0 ]] && count_tests ctest --preset release -j "$jobs"
 }
 
+# Clang's sanitizers find all that GCC's do, and more. What runs with them is not run with GCC's, too.
 asan_tests() {
-  build asan && count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs"
+  if ! command -v clang++ >/dev/null; then
+    build asan && count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs"
+    return
+  fi
+  build asan help >"$work/targets" || { cat "$work/targets"; return 1; }
+  local others
+  mapfile -t others < <(sed -nE 's/^(orvo_(test|replay)_[a-z_]+): phony.*$/\1/p' "$work/targets" |
+    grep -vxF "$(printf '%s\n' "${clang_programs[@]}")")
+  build asan "${others[@]}" &&
+    count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs" \
+      -E "$clang_tests|^($(IFS='|'; echo "${clang_programs[*]}"))_NOT_BUILT"
+}
+
+clang_stage() {
+  if ! command -v clang++ >/dev/null; then
+    echo "left out: there is no clang++"
+    skipped=$((skipped + 1))
+    return
+  fi
+  build clang "${clang_programs[@]}" &&
+    count_tests ctest --preset clang -j "$jobs" -R "$clang_tests" -E "$long_tests" || return
+  build clang-asan "${clang_programs[@]}" &&
+    count_tests "${fixed_addresses[@]}" ctest --preset clang-asan -j "$jobs" -R "$clang_tests"
 }
 
 tsan_tests() {
@@ -108,6 +134,7 @@ tsan_tests() {
 stage "Dependencies" scripts/install-dependencies.sh --tests
 stage "Release tests" release_tests
 if ! $quick; then
+  stage "Clang: kernels and whole runs, optimised and with its sanitizers" clang_stage
   stage "Address and undefined behaviour sanitizers" asan_tests
   stage "Thread sanitizer" tsan_tests
   if [[ -x tests/fuzz/run.sh ]]; then

@@ -22,6 +22,11 @@ class CudaDevice final : public Device {
     return status;
   }
 
+  std::string ReasonOf(int code) const override {
+    const char* reason = cudaGetErrorString(static_cast<cudaError_t>(code));
+    return reason != nullptr ? reason : "";
+  }
+
   int GetProperties(int32_t device, DeviceProperties& properties) override {
     cudaDeviceProp all{};
     int status = Status(cudaGetDeviceProperties(&all, device));

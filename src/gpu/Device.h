@@ -40,6 +40,8 @@ class Device {
  public:
   virtual ~Device() = default;
   virtual int GetDeviceCount(int32_t& count) = 0;
+  /// The device's own words for a code; may be empty.
+  virtual std::string ReasonOf(int) const { return {}; }
   virtual int GetProperties(int32_t device, DeviceProperties& properties) = 0;
   virtual int SetDevice(int32_t device) = 0;
   /// Null with a size of 0 or on failure.

@@ -1,6 +1,7 @@
 // Device arrays of the run and of a GPU section: allocated, filled, refreshed and freed.
 #include <algorithm>
 #include <array>
+#include <cinttypes>
 #include <numeric>
 
 #include "gpu/GpuState.h"
@@ -25,26 +26,22 @@ namespace {
 class Uploader {
  public:
   explicit Uploader(Device& device) : Target(device) {}
-  /// Code of the first operation that failed.
-  int Failure() const { return nFailure; }
   template <typename T>
   int Malloc(T*& array, int64_t count) {
     void* address = nullptr;
     const int code = Target.Malloc(address, Bytes<T>(count));
     array = static_cast<T*>(address);
-    return Note(code);
+    return code;
   }
   template <typename T>
   int Clear(T* array, int64_t count) {
-    return Note(Target.Clear(array, Bytes<T>(count)));
+    return Target.Clear(array, Bytes<T>(count));
   }
   template <typename T>
   int Copy(T* array, const std::vector<T>& image) {
-    return Note(Target.CopyToDevice(array, image.data(), image.size() * sizeof(T)));
+    return Target.CopyToDevice(array, image.data(), image.size() * sizeof(T));
   }
-  int Copy(GpuPara* array, const GpuPara& para) {
-    return Note(Target.CopyToDevice(array, &para, sizeof(para)));
-  }
+  int Copy(GpuPara* array, const GpuPara& para) { return Target.CopyToDevice(array, &para, sizeof(para)); }
   template <typename T>
   void Free(T*& array) {
     Target.Free(array);
@@ -56,12 +53,7 @@ class Uploader {
   static size_t Bytes(int64_t count) {
     return static_cast<size_t>(std::max<int64_t>(count, 0)) * sizeof(T);
   }
-  int Note(int code) {
-    if (nFailure == 0) nFailure = code;
-    return code;
-  }
   Device& Target;
-  int nFailure = 0;
 };
 
 FastSource FastSourceOf(const SectionPoints& section) {
@@ -147,7 +139,6 @@ void UploadLiteral(GpuState& state, const SectionPoints& section) {
   device.Copy(arrays.cupPairPos, images.PairPos);
   device.Copy(arrays.cupPara, state.Para);
   device.Clear(arrays.cupTR, TailFloats(n));
-  state.nUploadFailure = device.Failure();
 }
 
 void UploadFast(GpuState& state, const SectionPoints& section) {
@@ -168,7 +159,6 @@ void UploadFast(GpuState& state, const SectionPoints& section) {
     auto* words = reinterpret_cast<uint32_t*>(arrays.cupFast);
     device.Copy(words + FastIndexBegin(section.nImageNum, section.nCameraNum), state.FastIndex);
   }
-  state.nUploadFailure = device.Failure();
 }
 
 }  // namespace
@@ -263,13 +253,16 @@ int CBundleAdjustment::AllocPointDeviceMemory(int32_t gpuSection) {
   para.nPrecondLen = nDiagUpperSize;
   para.nControlWeight = gpu::Truncated(GCP_Weight);
   para.nGrossFactor100 = gpu::Truncated(Gross_Point_Threshold * 100.0);
+  para.nPairNum = gpu::PairNum(section.ObjectPoints);
+  if (!gpu::FitsIndices(para, state.Form)) {
+    LogPrintf("Error!Too many points in a GPU section:%" PRId64 " image points, %" PRId64
+              " object points, %" PRId64 " pairs\n",
+              para.nImgPt, para.nObjPt, para.nPairNum);
+    return 0;
+  }
   if (state.Form == gpu::KernelForm::Literal) {
-    para.nPairNum = gpu::FillPointArrays(section, state.Literal);
+    gpu::FillPointArrays(section, state.Literal);
   } else {
-    para.nPairNum = 0;
-    for (const ObjectPointRecord& point : section.ObjectPoints) {
-      para.nPairNum += int64_t{point.nImagePointNum} * point.nImagePointNum;
-    }
     gpu::FillFastImages(state, section, System.ProcessorCount());
   }
   LogPrintf(">>Allocating memory for points data...\n");
@@ -286,11 +279,11 @@ int CBundleAdjustment::AllocPointDeviceMemory(int32_t gpuSection) {
 
 int CBundleAdjustment::RefreshObjectArray(int32_t gpuSection) {
   gpu::GpuState& state = Gpu();
+  if (state.Arrays.cupObjPt == nullptr) return 0;
   const gpu::SectionPoints section = PointsOfGpuSection(gpuSection);
   if (state.Form == gpu::KernelForm::Literal) {
     gpu::FillObjectArray(section, state.ObjPt);
   } else {
-    if (state.Arrays.cupObjPt == nullptr) return 0;
     gpu::FillFastObjectImage(state, section, System.ProcessorCount());
   }
   gpu::Uploader device(*state.pDevice);
@@ -301,11 +294,10 @@ int CBundleAdjustment::RefreshOrientationArrays() {
   gpu::GpuState& state = Gpu();
   gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
   TakeThresholds(*this, state);
-  UploadRms(state);
   gpu::Uploader device(*state.pDevice);
-  device.Copy(state.Arrays.cupEop, state.Eop);
-  device.Copy(state.Arrays.cupIop, state.Iop);
-  return 1;
+  const int codes[] = {UploadRms(state), device.Copy(state.Arrays.cupEop, state.Eop),
+                       device.Copy(state.Arrays.cupIop, state.Iop)};
+  return std::ranges::all_of(codes, [](int code) { return code == 0; }) ? 1 : 0;
 }
 
 int CBundleAdjustment::FreePointDeviceMemory() {

@@ -35,7 +35,9 @@ bool GpuBundle::Iterate() {
     if (!ComputeSums()) return false;
     AddPosAndDamping();
     if (!SolvePcg()) return false;
-    if (!Step()) return true;
+    const bool finite = Step();
+    if (HasFault()) return false;
+    if (!finite) return true;
   } while (!Block.Direct_Intersection && nIteration < Block.Max_LM_Iteration_Num &&
            (nIteration < kLeastIterationNum || std::fabs(fMaxCorrection) > Block.LM_Converge_Threshold));
   return true;
@@ -62,8 +64,9 @@ bool GpuBundle::Step() {
   return finite;
 }
 
-void GpuBundle::ReleaseResident() {
+bool GpuBundle::ReleaseResident() {
   if (bResident) Block.FreePointDeviceMemory();
+  return !HasFault();
 }
 
 int32_t GpuBundle::GroupNum() const {
@@ -71,19 +74,14 @@ int32_t GpuBundle::GroupNum() const {
 }
 
 void GpuBundle::Launch(Kernel kernel) {
-  if (State.nUploadFailure != 0) return;
   KernelCall call;
   call.Form = State.Form;
   call.Which = kernel;
   call.Arrays = State.Arrays;
   call.Para = State.Para;
   call.nImageNum = Block.nImageNum;
-  // A failure shows in the next copy.
+  // A failure shows in the next copy: the device is guarded.
   Target.Launch(call);
-}
-
-int GpuBundle::Download(void* to, const void* from, size_t bytes) {
-  return State.nUploadFailure != 0 ? State.nUploadFailure : Target.CopyToHost(to, from, bytes);
 }
 
 void GpuBundle::ForgetPointSection() {
@@ -105,11 +103,16 @@ double CBundleAdjustment::ChoosePackedDamping(int32_t iteration) {
 }
 
 int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output) {
-  if (!Gpu().pDevice) return 0;
+  gpu::GpuState& state = Gpu();
+  if (!state.pDevice) return 0;
+  state.pDevice = gpu::GuardDevice(std::move(state.pDevice), state.Fault);
   gpu::GpuBundle bundle(*this);
   SetOutputPath(project, output);
-  if (!bundle.Iterate()) return 0;
-  bundle.ReleaseResident();
+  if (!bundle.Iterate() || !bundle.ReleaseResident()) {
+    if (state.Fault.IsThere())
+      LogPrintf("Error!The device failed in %s. The run ends without results.\n", state.Fault.Text().c_str());
+    return 0;
+  }
   SetLmIterationDone(bundle.IterationNum());
   SetEndTick(System.TickMilliseconds());
   RestoreData();

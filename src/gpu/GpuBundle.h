@@ -15,10 +15,10 @@ namespace orvo::gpu {
 class GpuBundle {
  public:
   explicit GpuBundle(CBundleAdjustment& block);
-  /// All iterations; false where the run ends without results.
+  /// All iterations; false where the run ends without results, which it does at the device's first fault.
   bool Iterate();
-  /// Frees a GPU section that stayed on the device.
-  void ReleaseResident();
+  /// Frees a GPU section that stayed on the device; false at the device's first fault.
+  bool ReleaseResident();
   int32_t IterationNum() const { return nIteration; }
 
  private:
@@ -27,10 +27,12 @@ class GpuBundle {
   bool SumPointSection(int32_t section);
   bool ReadPointSection(int32_t section);
   bool SumGpuSection(int32_t section, int32_t group, int32_t device);
-  void ClearSums();
+  bool AllocateRun();
+  bool ClearSums();
+  bool Fails(const char* array, int code);
   bool DownloadStatistics(int32_t group);
   bool DownloadVector(const float* from, int64_t count, std::vector<double>& sum, int& code);
-  void WriteResiduals(int32_t number, int32_t gpuSection);
+  bool WriteResiduals(int32_t number, int32_t gpuSection);
 
   // Conjugate gradients.
   void AddPosAndDamping();
@@ -43,8 +45,7 @@ class GpuBundle {
   /// GPU sections for each device.
   int32_t GroupNum() const;
   void Launch(Kernel kernel);
-  /// The device's code; that of the upload where the section did not get there whole.
-  int Download(void* to, const void* from, size_t bytes);
+  bool HasFault() const { return State.Fault.IsThere(); }
   void ForgetPointSection();
   bool HasSeveralSections() const { return Block.Sections.Count() > 1; }
   /// One of several point sections may have lost all of its points; it has nothing to add then.

@@ -18,6 +18,7 @@ bool GpuBundle::SolvePcg() {
   const PackedPreconditioner preconditioner(Blocks, M, Block.System.ProcessorCount());
   preconditioner.Apply(r, z);
   std::transform(z.begin(), z.end(), d.begin(), [](double value) { return static_cast<float>(value); });
+  // A failure shows in the next copy: the device is guarded.
   const auto uploadDirection = [this] {
     Target.CopyToDevice(State.Arrays.cupD, d.data(), d.size() * sizeof(float));
   };
@@ -55,7 +56,7 @@ bool GpuBundle::SolvePcg() {
     Block.LogPrintf(">>Get the smallest forcing sequence coef:%lf\n", etaBest);
     x = xBest;
   }
-  return true;
+  return !HasFault();
 }
 
 bool GpuBundle::Multiply() {
@@ -68,11 +69,17 @@ bool GpuBundle::Multiply() {
 
 bool GpuBundle::MultiplyPointSection(int32_t section) {
   if (HasSeveralSections()) {
-    Block.ReadSectionPoints(section);
+    // Not told in advance as in the first half: it happens in every step.
+    if (Block.ReadSectionPoints(section) != 1) {
+      Block.LogPrintf(">>>>Read points data failed!\n");
+      return false;
+    }
     if (Block.CheckInputs() == 0) return false;
-    // What fails behind it fails without a word, and the product goes on with what there is.
     Block.ComputeTiePoints(section);
-    if (!IsSkipped()) Block.ComputeGpuSections(section);
+    if (!IsSkipped() && Block.ComputeGpuSections(section) == 0) {
+      Block.LogPrintf("Compute GPU section info failed!\n");
+      return false;
+    }
   }
   for (int32_t group = 0; group < GroupNum(); ++group) {
     for (int32_t device = 0; device < State.nEnabledDeviceNum; ++device) {
@@ -86,13 +93,16 @@ bool GpuBundle::MultiplyPointSection(int32_t section) {
 bool GpuBundle::MultiplyGpuSection(int32_t group, int32_t device) {
   const auto n = static_cast<size_t>(Block.nUnknownNum) * sizeof(float);
   if (State.Form == KernelForm::Literal) Target.Clear(State.Arrays.cuptAd, kLaunchBlocks * n);
-  if (Target.Clear(State.Arrays.cupAd, n) != 0) Block.LogPrintf("Cuda memset failed!\n");
+  if (Target.Clear(State.Arrays.cupAd, n) != 0) {
+    Block.LogPrintf("Cuda memset failed!\n");
+    return false;
+  }
   if (!bResident) {
     State.Para.nSkipStatistics = 1;
-    Block.AllocPointDeviceMemory(State.nEnabledDeviceNum * group + device);
+    if (Block.AllocPointDeviceMemory(State.nEnabledDeviceNum * group + device) == 0) return false;
     Launch(Kernel::SumMatrix);
     float sums[4] = {};
-    if (const int code = Download(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
+    if (const int code = Target.CopyToHost(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
       Block.LogPrintf("Cuda device %d:%d Compute sum matrix failed!\n", group, code);
       return false;
     }

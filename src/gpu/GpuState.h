@@ -8,6 +8,7 @@
 
 #include "gpu/Device.h"
 #include "gpu/GpuSections.h"
+#include "gpu/GuardedDevice.h"
 #include "gpu/HostArrays.h"
 
 namespace orvo::gpu {
@@ -26,9 +27,8 @@ struct GpuState {
   GpuPara Para;
   std::array<float, 4> fThresholds{};  ///< mean and RMS of the residuals in x and y, as uploaded
   DeviceArrays Arrays;
-  /// Code of the first operation that failed when the GPU section was uploaded. Kernels must not follow the
-  /// indices of half a section.
-  int nUploadFailure = 0;
+  /// What ended the device path: its device is guarded from its first iteration on.
+  DeviceFault Fault;
 
   // Host images on their way to the device.
   LiteralImages Literal;

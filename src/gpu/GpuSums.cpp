@@ -111,16 +111,10 @@ bool GpuBundle::SumPointSection(int32_t section) {
   if (IsSkipped()) return true;
   if (!HasSeveralSections() && State.Sections.nGpuSectionNum == 1) {
     bResident = true;
-    // Before the first upload there is nothing to refresh, and the copy fails unseen.
+    // Before the first upload there is nothing to refresh.
     Block.RefreshObjectArray(0);
   }
-  if (nPassDone == 0) {
-    const auto enabled = static_cast<size_t>(std::max(State.nEnabledDeviceNum, 0));
-    for (size_t i = 0; i < std::min(enabled, State.vEnabledDevices.size()); ++i) {
-      Target.SetDevice(State.vEnabledDevices[i]);
-      Block.AllocFixedDeviceMemory();
-    }
-  }
+  if (nPassDone == 0 && !AllocateRun()) return false;
   ++nPassDone;
   for (int32_t group = 0; group < GroupNum(); ++group) {
     for (int32_t device = 0; device < State.nEnabledDeviceNum; ++device) {
@@ -131,6 +125,15 @@ bool GpuBundle::SumPointSection(int32_t section) {
   return true;
 }
 
+bool GpuBundle::AllocateRun() {
+  const auto enabled = static_cast<size_t>(std::max(State.nEnabledDeviceNum, 0));
+  for (size_t i = 0; i < std::min(enabled, State.vEnabledDevices.size()); ++i) {
+    Target.SetDevice(State.vEnabledDevices[i]);
+    if (Block.AllocFixedDeviceMemory() == 0) return false;
+  }
+  return true;
+}
+
 bool GpuBundle::SumGpuSection(int32_t section, int32_t group, int32_t device) {
   if (!bResident || nUploadDone == 0) {
     if (Block.AllocPointDeviceMemory(group * State.nEnabledDeviceNum + device) == 0) return false;
@@ -138,28 +141,22 @@ bool GpuBundle::SumGpuSection(int32_t section, int32_t group, int32_t device) {
     if (bResident) State.ReleasePointImages();
   }
   bHasPoints = true;
-  ClearSums();
-  if (State.Form == KernelForm::Literal) {
-    const size_t bytes = static_cast<size_t>(TailFloats(State.Para.nImgPt)) * sizeof(float);
-    if (const int code = Target.Clear(State.Arrays.cupTR, bytes); code != 0) {
-      Block.LogPrintf("Cuda memory allocating failed:cupTR %d!\n", code);
-      return false;
-    }
-  }
+  if (!ClearSums()) return false;
   Launch(Kernel::SumMatrix);
   Launch(Kernel::ConstVector);
   if (Block.nLayoutMode != LayoutIop) Launch(Kernel::Preconditioner);
   if (Block.nLayoutMode == LayoutIop || Block.nLayoutMode == LayoutEopIop) Launch(Kernel::PreconditionerIop);
 
   float sums[4] = {};
-  if (const int code = Download(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
+  if (const int code = Target.CopyToHost(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
     Block.LogPrintf("Cuda device %d:%d Compute sum matrix failed!\n", group, code);
     return false;
   }
   for (int i = 0; i < 4; ++i) fStatistics[i] += sums[i];
-  if (Block.Output_Image_Point_RMSE) {
-    WriteResiduals((GroupNum() * section + group) * State.nEnabledDeviceNum + device,
-                   group * State.nEnabledDeviceNum + device);
+  if (Block.Output_Image_Point_RMSE &&
+      !WriteResiduals((GroupNum() * section + group) * State.nEnabledDeviceNum + device,
+                      group * State.nEnabledDeviceNum + device)) {
+    return false;
   }
   int code = 0;
   if (!DownloadVector(State.Arrays.cupR, Block.nUnknownNum, r, code)) {
@@ -174,32 +171,36 @@ bool GpuBundle::SumGpuSection(int32_t section, int32_t group, int32_t device) {
   return true;
 }
 
-void GpuBundle::ClearSums() {
+bool GpuBundle::Fails(const char* array, int code) {
+  if (code != 0) Block.LogPrintf("Cuda memory allocating failed:%s %d!\n", array, code);
+  return code != 0;
+}
+
+bool GpuBundle::ClearSums() {
   const DeviceArrays& arrays = State.Arrays;
   const auto n = static_cast<size_t>(Block.nUnknownNum) * sizeof(float);
   const auto upper = static_cast<size_t>(Block.nDiagUpperSize) * sizeof(float);
+  const auto tails = static_cast<size_t>(TailFloats(State.Para.nImgPt)) * sizeof(float);
   const bool literal = State.Form == KernelForm::Literal;
-  int code = literal ? Target.Clear(arrays.cuptR, kLaunchBlocks * n) : 0;
-  if (code != 0) Block.LogPrintf("Cuda memory allocating failed:cuptR %d!\n", code);
-  code = Target.Clear(arrays.cupR, n);
-  if (code != 0) Block.LogPrintf("Cuda memory allocating failed:cupR %d!\n", code);
-  code = literal ? Target.Clear(arrays.cuptM, kLaunchBlocks * upper) : 0;
-  if (code != 0) Block.LogPrintf("Cuda memory allocating failed:cuptM %d!\n", code);
-  code = Target.Clear(arrays.cupM, upper);
-  if (code != 0) Block.LogPrintf("Cuda memory allocating failed:cupM %d!\n", code);
+  if (literal && Fails("cuptR", Target.Clear(arrays.cuptR, kLaunchBlocks * n))) return false;
+  if (Fails("cupR", Target.Clear(arrays.cupR, n))) return false;
+  if (literal && Fails("cuptM", Target.Clear(arrays.cuptM, kLaunchBlocks * upper))) return false;
+  if (Fails("cupM", Target.Clear(arrays.cupM, upper))) return false;
+  return !literal || !Fails("cupTR", Target.Clear(arrays.cupTR, tails));
 }
 
 /// Adds `count` floats of the device; false with the device's code.
 bool GpuBundle::DownloadVector(const float* from, int64_t count, std::vector<double>& sum, int& code) {
   fStaging.resize(static_cast<size_t>(count));
-  code = Download(fStaging.data(), from, fStaging.size() * sizeof(float));
+  code = Target.CopyToHost(fStaging.data(), from, fStaging.size() * sizeof(float));
   if (code != 0) return false;
   const size_t end = std::min(fStaging.size(), sum.size());
   for (size_t k = 0; k < end; ++k) sum[k] += static_cast<double>(fStaging[k]);
   return true;
 }
 
-void GpuBundle::WriteResiduals(int32_t number, int32_t gpuSection) {
+/// False where the residuals can't be had from the device; a file that can't be written is counted.
+bool GpuBundle::WriteResiduals(int32_t number, int32_t gpuSection) {
   const auto n = static_cast<size_t>(State.Para.nImgPt);
   const bool literal = State.Form == KernelForm::Literal;
   // The fast form has x, y of all image points in front of their residuals.
@@ -207,20 +208,22 @@ void GpuBundle::WriteResiduals(int32_t number, int32_t gpuSection) {
   std::vector<uint32_t> words(literal ? 4 * n : n);
   const float* from = State.Arrays.cupImgPt;
   if (!literal && from != nullptr) from += 2 * n;
-  const int valueCode = Download(values.data(), from, values.size() * sizeof(float));
-  const int wordCode = Download(words.data(), State.Arrays.cupImgIdx, words.size() * sizeof(uint32_t));
-  if (valueCode != 0 || wordCode != 0) {
-    ++Block.nOutputFailureNum;
-    return;
+  int code = Target.CopyToHost(values.data(), from, values.size() * sizeof(float));
+  if (code == 0)
+    code = Target.CopyToHost(words.data(), State.Arrays.cupImgIdx, words.size() * sizeof(uint32_t));
+  if (code != 0) {
+    Block.LogPrintf("Cuda residuals can't be fetched:%d!\n", code);
+    return false;
   }
   if (literal) {
     Block.WriteResidualsGpu(nIteration, number, TableOf(words, values));
-    return;
+    return true;
   }
   const SectionPoints section = Block.PointsOfGpuSection(gpuSection);
-  if (std::ssize(section.ImagePoints) != State.Para.nImgPt) return;
+  if (std::ssize(section.ImagePoints) != State.Para.nImgPt) return true;
   const auto firstPoint = static_cast<int32_t>(section.ObjectPoints.data() - Block.pObjectPoints.data());
   Block.WriteResidualsGpu(nIteration, number, TableOf(section.ImagePoints, firstPoint, words, values));
+  return true;
 }
 
 }  // namespace orvo::gpu

@@ -1,6 +1,7 @@
 #include "gpu/HostArrays.h"
 
 #include <cmath>
+#include <limits>
 
 #include "geometry/Intersection.h"
 #include "gpu/kernels/RayModel.h"
@@ -81,9 +82,25 @@ void FillOrientationArrays(std::span<const EopRecord> eop, std::span<const IopRe
   }
 }
 
+int64_t PairNum(std::span<const ObjectPointRecord> points) {
+  int64_t pairs = 0;
+  for (const ObjectPointRecord& point : points) pairs += int64_t{point.nImagePointNum} * point.nImagePointNum;
+  return pairs;
+}
+
+bool FitsIndices(const GpuPara& para, KernelForm form) {
+  constexpr int64_t kIndices = std::numeric_limits<int32_t>::max();
+  constexpr int64_t kPairs = std::numeric_limits<uint32_t>::max();
+  return para.nImgPt <= kIndices && para.nObjPt <= kIndices &&
+         (form != KernelForm::Literal || para.nPairNum <= kPairs);
+}
+
 int64_t Truncated(double value) {
-  constexpr double kLimit = 9e18;
-  return std::fabs(value) < kLimit ? static_cast<int64_t>(value) : 0;
+  constexpr double kLimit = 0x1p63;
+  if (std::isnan(value)) return 0;
+  if (value >= kLimit) return std::numeric_limits<int64_t>::max();
+  if (value < -kLimit) return std::numeric_limits<int64_t>::min();
+  return static_cast<int64_t>(value);
 }
 
 }  // namespace orvo::gpu

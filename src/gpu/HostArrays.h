@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "block/Records.h"
+#include "gpu/Device.h"
 #include "gpu/DeviceArrays.h"
 
 namespace orvo::gpu {
@@ -39,7 +40,15 @@ void FillObjectArray(const SectionPoints& section, std::vector<float>& objPt);
 void FillOrientationArrays(std::span<const EopRecord> eop, std::span<const IopRecord> iop,
                            std::vector<float>& cupEop, std::vector<float>& cupIop);
 
-/// Whole numbers that reach the kernels: toward zero, and 0 where there is no such number.
+/// Sum of the squared image-point counts.
+int64_t PairNum(std::span<const ObjectPointRecord> points);
+
+/// Whether the kernels can number what a GPU section holds: points and rays in 31 bits, and in the literal
+/// form the pairs of rays in 32.
+bool FitsIndices(const GpuPara& para, KernelForm form);
+
+/// Whole numbers that reach the kernels: toward zero; the largest or smallest there is where the value is
+/// beyond it, and 0 for what is not a number.
 int64_t Truncated(double value);
 
 }  // namespace orvo::gpu

@@ -37,6 +37,21 @@ class HostDevice final : public Device {
     return kDone;
   }
 
+  std::string ReasonOf(int code) const override {
+    switch (code) {
+      case kInvalidValue:
+        return "invalid argument";
+      case kOutOfMemory:
+        return "out of memory";
+      case kInvalidDevice:
+        return "invalid device ordinal";
+      case kIllegalAddress:
+        return "an illegal memory access was encountered";
+      default:
+        return {};
+    }
+  }
+
   int GetProperties(int32_t device, DeviceProperties& properties) override {
     if (device != 0) return kInvalidDevice;
     properties.szName = "Host device";

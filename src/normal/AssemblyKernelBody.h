@@ -74,12 +74,19 @@ class Assembler {
     __builtin_prefetch(record + sizeof(ObjectPointRecord) - 1);
     const int64_t begin = in.pObjectPoints[PointAt(next + 16, first)].nFirstImagePoint;
     const int64_t running = begin - in.pObjectPoints[first].nFirstImagePoint;
-    const auto* measurements = reinterpret_cast<const char*>(in.pImagePoints + begin);
-    __builtin_prefetch(measurements);
-    __builtin_prefetch(measurements + 64);
-    __builtin_prefetch(out.pResiduals + 2 * running, 1);
-    __builtin_prefetch(out.pResiduals + 2 * running + 8, 1);
-    __builtin_prefetch(out.pGrossFlags + running, 1);
+    const uintptr_t measurements = AddressOf(in.pImagePoints, begin);
+    __builtin_prefetch(reinterpret_cast<const void*>(measurements));
+    __builtin_prefetch(reinterpret_cast<const void*>(measurements + 64));
+    const uintptr_t residuals = AddressOf(out.pResiduals, 2 * running);
+    __builtin_prefetch(reinterpret_cast<const void*>(residuals), 1);
+    __builtin_prefetch(reinterpret_cast<const void*>(residuals + 8 * sizeof(float)), 1);
+    __builtin_prefetch(reinterpret_cast<const void*>(AddressOf(out.pGrossFlags, running)), 1);
+  }
+
+  /// Where an element stands, or would stand: as a number, for there may be no array, or it may end before.
+  template <class T>
+  static uintptr_t AddressOf(const T* array, int64_t element) {
+    return reinterpret_cast<uintptr_t>(array) + static_cast<uintptr_t>(element) * sizeof(T);
   }
 
   void AddBatch(int32_t pointNum, int32_t rayNum) {

@@ -8,6 +8,7 @@
 namespace orvo {
 namespace {
 
+// Loaded and passed by value only: behind a reference, compilers may take such a vector for an aligned one.
 using Vec2 [[gnu::vector_size(16), gnu::aligned(8), gnu::may_alias]] = double;
 using Vec4 [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
 

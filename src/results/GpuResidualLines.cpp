@@ -26,13 +26,13 @@ char* WriteLeft(char* out, int32_t value, std::ptrdiff_t width) {
 
 class Piece {
  public:
-  explicit Piece(double scale) : fScale(scale), Summary(scale), Text(new char[kMaxLine * kPieceLines]) {}
+  explicit Piece(double scale) : fScale(scale), Text(new char[kMaxLine * kPieceLines]) {}
 
   void Format(const GpuResidualTable& table, int64_t first) {
     const int64_t count = std::min(kPieceLines, table.nPointNum - first);
     Lines.resize(static_cast<size_t>(count));
     table.Fill(first, count, Lines.data());
-    Summary = GpuResidualSummary(fScale);
+    Summary = GpuResidualSummary();
     pEnd = Text.get();
     for (const GpuResidualLine& line : Lines) Append(line);
   }
@@ -88,7 +88,7 @@ void GpuResidualSummary::Append(const GpuResidualSummary& next) {
 
 GpuResidualSummary WriteGpuResidualLines(TextWriter& file, const GpuResidualTable& table, double scale,
                                          int threads) {
-  GpuResidualSummary summary(scale);
+  GpuResidualSummary summary;
   const int64_t pieceNum = (table.nPointNum + kPieceLines - 1) / kPieceLines;
   // Several pieces a thread and round, so that a slow one does not hold up the others for long.
   const int64_t round = threads > 1 ? std::min<int64_t>(pieceNum, 4 * threads) : 1;

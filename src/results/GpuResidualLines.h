@@ -23,11 +23,11 @@ struct GpuResidualTable {
   std::function<void(int64_t first, int64_t count, GpuResidualLine* lines)> Fill;
 };
 
-/// What the lines add up to. The extremes are those of image points that are not gross, in file image units.
+/// What the lines add up to. The extremes are those of image points that are not gross, in file image units,
+/// and 1e308 in magnitude where there is none.
 struct GpuResidualSummary {
-  explicit GpuResidualSummary(double scale)
-      : fMaxX(-1e308 / scale), fMaxY(-1e308 / scale), fMinX(1e308 / scale), fMinY(1e308 / scale) {}
-  double fMaxX, fMaxY, fMinX, fMinY;
+  static constexpr double kNone = 1e308;
+  double fMaxX = -kNone, fMaxY = -kNone, fMinX = kNone, fMinY = kNone;
   int64_t nGrossNum = 0;
 
   void Append(const GpuResidualSummary& next);

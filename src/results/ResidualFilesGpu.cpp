@@ -1,4 +1,6 @@
 // Residuals_%d_%d.res of the device path.
+#include <cmath>
+
 #include "results/GpuResidualLines.h"
 #include "results/ResidualLines.h"
 #include "run/BundleAdjustment.h"
@@ -17,9 +19,13 @@ int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
   }
   const double s = Image_Coor_Scale;
   const gpu::GpuResidualSummary summary = gpu::WriteGpuResidualLines(file, table, s, System.ProcessorCount());
+  // The divided start values tell that there is no extreme.
+  const auto shown = [s](double extreme) {
+    return std::fabs(extreme) == gpu::GpuResidualSummary::kNone ? extreme / s : extreme;
+  };
   WriteResidualTail(file, {fMeanResidualX / s, fMeanResidualY / s, fRmsResidualX / s, fRmsResidualY / s,
-                           summary.fMaxX, summary.fMaxY, summary.fMinX, summary.nGrossNum, table.nPointNum,
-                           dControlResidual, dCheckResidual});
+                           shown(summary.fMaxX), shown(summary.fMaxY), shown(summary.fMinX),
+                           summary.nGrossNum, table.nPointNum, dControlResidual, dCheckResidual});
   if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
   return 1;
 }

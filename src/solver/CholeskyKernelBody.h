@@ -18,7 +18,15 @@ constexpr int kLanes = 2, kVectors = 2, kRows = 4;
 constexpr int kStrip = kLanes * kVectors;
 static_assert(kStrip % kRows == 0 && kCholeskyPanel % kStrip == 0);
 
-using Vector [[gnu::vector_size(kLanes * sizeof(double)), gnu::aligned(8), gnu::may_alias]] = double;
+using Vector [[gnu::vector_size(kLanes * sizeof(double))]] = double;
+
+// Copies, not references to a vector type of lesser alignment: compilers may forget that on the way.
+[[gnu::always_inline]] inline Vector LoadVector(const double* p) {
+  Vector v;
+  __builtin_memcpy(&v, p, sizeof(v));
+  return v;
+}
+[[gnu::always_inline]] inline void StoreVector(double* p, Vector v) { __builtin_memcpy(p, &v, sizeof(v)); }
 
 /// kRows rows by kStrip columns.
 struct Tile {
@@ -27,12 +35,12 @@ struct Tile {
   [[gnu::always_inline]] void Load(const double* from, int64_t stride) {
     for (int r = 0; r < kRows; ++r) {
       for (int v = 0; v < kVectors; ++v) {
-        Row[r][v] = *reinterpret_cast<const Vector*>(from + r * stride + v * kLanes);
+        Row[r][v] = LoadVector(from + r * stride + v * kLanes);
       }
     }
   }
   [[gnu::always_inline]] void StoreRow(int r, double* to) const {
-    for (int v = 0; v < kVectors; ++v) *reinterpret_cast<Vector*>(to + v * kLanes) = Row[r][v];
+    for (int v = 0; v < kVectors; ++v) StoreVector(to + v * kLanes, Row[r][v]);
   }
   [[gnu::always_inline]] void Store(double* to, int64_t stride) const {
     for (int r = 0; r < kRows; ++r) StoreRow(r, to + r * stride);
@@ -41,7 +49,7 @@ struct Tile {
   [[gnu::always_inline]] void SubtractProduct(const double* left, const double* right, int32_t depth) {
     for (int32_t k = 0; k < depth; ++k, left += kStrip, right += kStrip) {
       Vector b[kVectors];
-      for (int v = 0; v < kVectors; ++v) b[v] = *reinterpret_cast<const Vector*>(right + v * kLanes);
+      for (int v = 0; v < kVectors; ++v) b[v] = LoadVector(right + v * kLanes);
       for (int r = 0; r < kRows; ++r) {
         for (int v = 0; v < kVectors; ++v) Row[r][v] -= left[r] * b[v];
       }
@@ -49,12 +57,17 @@ struct Tile {
   }
 };
 
-/// Asks for the memory of a tile ahead of its use; it need not be there.
+/// Asks for the memory of a tile ahead of its use; it need not be there, so its addresses are numbers.
 [[gnu::always_inline]] inline void FetchTile(const double* tile, int64_t stride) {
   constexpr int kLine = 8;
+  const auto begin = reinterpret_cast<uintptr_t>(tile);
+  const auto fetch = [begin](int64_t element) {
+    const uintptr_t address = begin + static_cast<uintptr_t>(element) * sizeof(double);
+    __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
+  };
   for (int r = 0; r < kRows; ++r) {
-    for (int c = 0; c < kStrip; c += kLine) __builtin_prefetch(tile + r * stride + c, 1);
-    __builtin_prefetch(tile + r * stride + kStrip - 1, 1);
+    for (int c = 0; c < kStrip; c += kLine) fetch(r * stride + c);
+    fetch(r * stride + kStrip - 1);
   }
 }
 
@@ -168,7 +181,8 @@ void UpdateStrip(const CholeskyPanel& panel, const int32_t* rowStrips, int32_t r
         tile.SubtractProduct(left + sub, right, panel.nDepth);
         for (int r = 0; r < kRows; ++r) {
           for (int v = 0; v < kVectors; ++v) {
-            *reinterpret_cast<Vector*>(target + r * panel.nOrder + v * kLanes) += tile.Row[r][v];
+            double* const out = target + r * panel.nOrder + v * kLanes;
+            StoreVector(out, LoadVector(out) + tile.Row[r][v]);
           }
         }
       } else {
@@ -184,10 +198,6 @@ void UpdateStrip(const CholeskyPanel& panel, const int32_t* rowStrips, int32_t r
 
 constexpr int kChains = 4;
 
-[[gnu::always_inline]] inline const Vector& VectorAt(const double* p) {
-  return *reinterpret_cast<const Vector*>(p);
-}
-
 template <bool kDot, bool kSubtract>
 [[gnu::always_inline]] inline double WalkRow(const double* a, const double* b, double factor, double* y,
                                              int64_t count) {
@@ -196,9 +206,9 @@ template <bool kDot, bool kSubtract>
   for (; i + kChains * kLanes <= count; i += kChains * kLanes) {
     for (int chain = 0; chain < kChains; ++chain) {
       const int64_t at = i + chain * kLanes;
-      const Vector row = VectorAt(a + at);
-      if (kDot) sums[chain] += row * VectorAt(b + at);
-      if (kSubtract) *reinterpret_cast<Vector*>(y + at) -= factor * row;
+      const Vector row = LoadVector(a + at);
+      if (kDot) sums[chain] += row * LoadVector(b + at);
+      if (kSubtract) StoreVector(y + at, LoadVector(y + at) - factor * row);
     }
   }
   double sum = 0;

@@ -61,6 +61,7 @@ class RecordingDevice final : public gpu::Device {
     properties = Record.Devices.at(static_cast<size_t>(device));
     return 0;
   }
+  std::string ReasonOf(int code) const override { return "made up reason " + std::to_string(code); }
   int SetDevice(int32_t device) override { return Note("SetDevice " + std::to_string(device)); }
   int Malloc(void*& address, size_t bytes) override {
     address = nullptr;
@@ -68,8 +69,9 @@ class RecordingDevice final : public gpu::Device {
     return code != 0 ? code : Host->Malloc(address, bytes);
   }
   int Free(void* address) override {
-    Note(address == nullptr ? "Free null" : "Free");
-    return Host->Free(address);
+    const int code = Note(address == nullptr ? "Free null" : "Free");
+    const int host = Host->Free(address);
+    return code != 0 ? code : host;
   }
   int CopyToDevice(void* to, const void* from, size_t bytes) override {
     const int code = Note("ToDevice " + std::to_string(bytes));

@@ -178,6 +178,36 @@ TEST_P(KernelsOn, TakeAnyNumberOfRaysAndCameras) {
           1e-4);
 }
 
+/// Largest difference by the largest number; infinite where a number is none.
+double Apart(const std::vector<float>& values, const std::vector<float>& expected) {
+  double difference = 0, largest = 0;
+  for (size_t k = 0; k < expected.size(); ++k) {
+    if (!std::isfinite(values[k]) || !std::isfinite(expected[k])) return HUGE_VAL;
+    difference = std::max(difference, std::fabs(static_cast<double>(values[k]) - expected[k]));
+    largest = std::max(largest, std::fabs(static_cast<double>(expected[k])));
+  }
+  return difference / largest;
+}
+
+/// The inverse of a control point is not a number then, and must not be asked for.
+TEST_P(KernelsOn, TakeAnyControlWeight) {
+  const auto host = MakeDevice(Place::Host);
+  for (const int64_t weight :
+       {int64_t{1000000}, int64_t{1000000000000000}, int64_t{100000000000000000}, INT64_MAX}) {
+    KernelBlock block = MakeKernelBlock({.nLayoutMode = Layout(), .fControlShare = 0.2});
+    block.Para.nControlWeight = weight;
+    std::vector<float> d(static_cast<size_t>(block.Para.nUnknownLen));
+    for (size_t k = 0; k < d.size(); ++k) d[k] = 0.5f + 0.01f * static_cast<float>(k % 7);
+    DeviceSection literal(*host, block, KernelForm::Literal), section(*device, block, Form());
+    literal.RunSumMatrix();
+    section.RunSumMatrix();
+    EXPECT_LE(Apart(section.ConstVector(), literal.ConstVector()), 1e-4) << weight;
+    EXPECT_LE(Apart(section.Preconditioner(), literal.Preconditioner()), 1e-5) << weight;
+    EXPECT_LE(Apart(section.Product(d), literal.Product(d)), 1e-5) << weight;
+    EXPECT_EQ(section.Status(), 0);
+  }
+}
+
 TEST_P(KernelsOn, RepeatBitForBit) {
   const KernelBlock block = MakeKernelBlock({.nLayoutMode = Layout(), .nPoints = 700, .fGrossShare = 0.1});
   std::vector<float> d(static_cast<size_t>(block.Para.nUnknownLen));

@@ -78,6 +78,14 @@ TEST(ResidualsGpu, WithoutValidPointsTheStartValuesAreDividedAndPrinted) {
             std::string::npos);
 }
 
+TEST(ResidualsGpu, ExtremesAreThoseOfTheListedNumbersWhateverTheSignOfTheScale) {
+  ResidualRun r;
+  r.Run.Image_Coor_Scale = -0.001;
+  EXPECT_NE(r.File({{0, 0, 0, 0, 0, 0.001f, -0.002f, 0}, {0, 0, 1, 0, 0, -0.003f, 0.004f, 0}})
+                .find("MAX:3.000000\t2.000000\nMIN:-1.000000\t-1.000000\n"),
+            std::string::npos);
+}
+
 TEST(ResidualsGpu, ManyLinesEqualTheObviousFormOnAnyNumberOfThreads) {
   std::vector<gpu::GpuResidualLine> lines;
   for (int32_t i = 0; i < 30000; ++i) {

@@ -115,10 +115,41 @@ TEST(FillOrientationArrays, SixAndFive) {
 }
 
 TEST(Truncated, TowardZero) {
-  const std::pair<double, int64_t> rows[] = {{33.33, 33},          {0.99, 0},         {-2.7, -2},
-                                             {1e300, 0},           {std::nan(""), 0}, {HUGE_VAL, 0},
+  const std::pair<double, int64_t> rows[] = {{33.33, 33},
+                                             {0.99, 0},
+                                             {-2.7, -2},
+                                             {1e300, INT64_MAX},
+                                             {std::nan(""), 0},
+                                             {HUGE_VAL, INT64_MAX},
+                                             {-1e19, INT64_MIN},
+                                             {0x1p63, INT64_MAX},
+                                             {-0x1p63, INT64_MIN},
+                                             {0x1.fffffffffffffp62, 9223372036854774784},
+                                             {1e17, 100000000000000000},
                                              {1e12, 1000000000000}};
   for (const auto& [value, whole] : rows) EXPECT_EQ(gpu::Truncated(value), whole) << value;
+}
+
+TEST(FitsIndices, PointsAndRaysIn31BitsPairsIn32) {
+  const struct {
+    int64_t rays, points, pairs;
+    gpu::KernelForm form;
+    bool fits;
+  } rows[] = {
+      {INT32_MAX, INT32_MAX, UINT32_MAX, gpu::KernelForm::Literal, true},
+      {int64_t{1} << 31, 5, 5, gpu::KernelForm::Literal, false},
+      {int64_t{1} << 31, 5, 5, gpu::KernelForm::Fast, false},
+      {5, int64_t{1} << 31, 5, gpu::KernelForm::Fast, false},
+      {5, 5, int64_t{1} << 32, gpu::KernelForm::Literal, false},
+      {5, 5, int64_t{1} << 32, gpu::KernelForm::Fast, true},
+  };
+  for (const auto& row : rows) {
+    gpu::GpuPara para;
+    para.nImgPt = row.rays;
+    para.nObjPt = row.points;
+    para.nPairNum = row.pairs;
+    EXPECT_EQ(gpu::FitsIndices(para, row.form), row.fits) << row.rays << ' ' << row.pairs;
+  }
 }
 
 TEST(GpuPara, OrderOfTheFields) {

@@ -3,6 +3,7 @@
 
 #include <cuda_runtime.h>
 
+#include "gpu/kernels/CudaLaunch.h"
 #include "gpu/kernels/FastStep.h"
 
 namespace orvo::gpu {
@@ -59,6 +60,10 @@ class CudaLauncher {
   template <class Step>
   void operator()(const Step& step, int64_t blocks, int lanes) {
     if (nStatus != cudaSuccess || blocks <= 0) return;
+    if (blocks > kMaxLaunchBlocks) {
+      nStatus = cudaErrorInvalidConfiguration;
+      return;
+    }
     RunStep<Step><<<static_cast<unsigned>(blocks), static_cast<unsigned>(lanes)>>>(step);
     nStatus = cudaGetLastError();
   }

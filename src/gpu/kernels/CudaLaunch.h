@@ -5,6 +5,9 @@
 
 namespace orvo::gpu {
 
+/// Most blocks of one launch.
+inline constexpr int64_t kMaxLaunchBlocks = 0x7fffffff;
+
 /// 0, or the code of the launch that was refused; what fails while it runs shows in a later call.
 int LaunchLiteralKernel(const KernelCall& call);
 /// The same for the fast form: several launches, which stop at the first that is refused.

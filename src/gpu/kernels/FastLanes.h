@@ -24,18 +24,28 @@ constexpr int kLanes = 4;
 constexpr int kSumLanes = 16;
 constexpr int kParts = kSumLanes / kLanes;
 
-using Quad [[gnu::vector_size(16), gnu::aligned(4), gnu::may_alias]] = float;
+using Quad [[gnu::vector_size(16)]] = float;
 using Floats [[gnu::vector_size(4 * kLanes)]] = float;
 using Ints [[gnu::vector_size(4 * kLanes)]] = int32_t;
-using LooseFloats [[gnu::vector_size(4 * kLanes), gnu::aligned(4), gnu::may_alias]] = float;
-using LooseInts [[gnu::vector_size(4 * kLanes), gnu::aligned(4), gnu::may_alias]] = int32_t;
 
-[[gnu::always_inline]] inline Quad LoadQuad(const float* p) { return *reinterpret_cast<const Quad*>(p); }
-[[gnu::always_inline]] inline void StoreQuad(float* p, Quad v) { *reinterpret_cast<Quad*>(p) = v; }
-[[gnu::always_inline]] inline Floats Load(const float* p) { return *reinterpret_cast<const LooseFloats*>(p); }
-[[gnu::always_inline]] inline void Store(float* p, Floats v) { *reinterpret_cast<LooseFloats*>(p) = v; }
-[[gnu::always_inline]] inline Ints Load(const uint32_t* p) { return *reinterpret_cast<const LooseInts*>(p); }
-[[gnu::always_inline]] inline void Store(uint32_t* p, Ints v) { *reinterpret_cast<LooseInts*>(p) = v; }
+// Rows stand at any multiple of 4 bytes. Copies, not references to a vector type of lesser alignment:
+// compilers may forget that on the way.
+template <class V>
+[[gnu::always_inline]] inline V LoadVector(const void* p) {
+  V v;
+  __builtin_memcpy(&v, p, sizeof(V));
+  return v;
+}
+template <class V>
+[[gnu::always_inline]] inline void StoreVector(void* p, V v) {
+  __builtin_memcpy(p, &v, sizeof(V));
+}
+[[gnu::always_inline]] inline Quad LoadQuad(const float* p) { return LoadVector<Quad>(p); }
+[[gnu::always_inline]] inline void StoreQuad(float* p, Quad v) { StoreVector(p, v); }
+[[gnu::always_inline]] inline Floats Load(const float* p) { return LoadVector<Floats>(p); }
+[[gnu::always_inline]] inline void Store(float* p, Floats v) { StoreVector(p, v); }
+[[gnu::always_inline]] inline Ints Load(const uint32_t* p) { return LoadVector<Ints>(p); }
+[[gnu::always_inline]] inline void Store(uint32_t* p, Ints v) { StoreVector(p, v); }
 [[gnu::always_inline]] inline Floats Splat(float x) { return Floats{} + x; }
 [[gnu::always_inline]] inline Ints SplatInt(int32_t x) { return Ints{} + x; }
 [[gnu::always_inline]] inline Ints BitsOf(Floats v) { return reinterpret_cast<Ints>(v); }

@@ -23,16 +23,16 @@ struct Chunk {
 /// Adds rows in their order.
 template <int kRowFloats>
 [[gnu::always_inline]] inline void AddRows(const float (*rows)[kRowFloats], int64_t count, Quad* sum) {
-  using QuadMask [[gnu::vector_size(16), gnu::aligned(4), gnu::may_alias]] = int32_t;
+  using QuadMask [[gnu::vector_size(16)]] = int32_t;
   static constexpr int32_t kMasks[8 * kFewRays] = {
       -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,  //
       -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
   const int64_t few = Smaller(count, kFewRays);
   const int32_t* masks = kMasks + 4 * (kFewRays - few);
   for (int row = 0; row < kFewRays; ++row) {
-    const QuadMask mask = *reinterpret_cast<const QuadMask*>(masks + 4 * row);
+    const auto mask = LoadVector<QuadMask>(masks + 4 * row);
     for (int k = 0; k < kRowFloats / 4; ++k)
-      sum[k] += reinterpret_cast<Quad>(*reinterpret_cast<const QuadMask*>(rows[row] + 4 * k) & mask);
+      sum[k] += reinterpret_cast<Quad>(LoadVector<QuadMask>(rows[row] + 4 * k) & mask);
   }
   for (int64_t row = few; row < count; ++row) {
     for (int k = 0; k < kRowFloats / 4; ++k) sum[k] += LoadQuad(rows[row] + 4 * k);

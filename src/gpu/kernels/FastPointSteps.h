@@ -109,13 +109,18 @@ struct SumPoints {
     const uint32_t type = BitsOf(row[kPointType]);
     FinishedPoint finished{{begin[0], begin[1], begin[2], begin[3], end[0], end[1]}, {0, 0, 0}};
     float height = row[kPointHeightDifference];
-    if (next > first && IsPointFinished(point, first, next)) {
-      finished =
-          FinishPoint({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]}, type, a.fControlWeight, height);
-      height = finished.P[2];
+    if (type == 1) {
+      // Not eliminated, and at large weights its inverse is not a number.
+      finished = {};
+    } else {
+      if (next > first && IsPointFinished(point, first, next)) {
+        finished = FinishPoint({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]}, type, a.fControlWeight,
+                               height);
+        height = finished.P[2];
+      }
+      if (point == 0 && !BlockZeroHasTail(a.Section))
+        finished = FinishPoint({}, type, a.fControlWeight, height);
     }
-    if (point == 0 && !BlockZeroHasTail(a.Section))
-      finished = FinishPoint({}, type, a.fControlWeight, height);
     for (int k = 0; k < 4; ++k) begin[k] = finished.P[k];
     end[0] = finished.P[4];
     end[1] = finished.P[5];
