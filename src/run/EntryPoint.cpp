@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include "base/PrintableName.h"
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
+#include "run/InputGate.h"
 
 namespace orvo {
 namespace {
@@ -23,8 +25,8 @@ std::string FindDefaultSettings(const std::string& program, std::FILE* console) 
   if (FileExists(xml)) return xml;
   const std::string ini = JoinPath(folder, "AdjPara.ini");
   if (console != nullptr) {
-    std::fprintf(console, "Xml setting file does not exsit:%s\n", xml.c_str());
-    std::fprintf(console, "Read default setting file:%s\n", ini.c_str());
+    std::fprintf(console, "Xml setting file does not exsit:%s\n", PrintableName(xml).c_str());
+    std::fprintf(console, "Read default setting file:%s\n", PrintableName(ini).c_str());
   }
   return ini;
 }
@@ -43,6 +45,8 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   std::string logPath;
   block.OpenLogFile(logPath);
   const double start = block.System.TickMilliseconds();
+  block.Guard.bGuarded = options.Rules == RunRules::Guarded;
+  for (const Finding& note : options.Notes) TellNote(block, note);
   block.ReadSettings(paths.szSettings);
   if (options.At != DeviceChoice::FromSettings) block.SetApplyGpu(options.At != DeviceChoice::Cpu);
   if (block.Apply_GPU) {
@@ -66,7 +70,13 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   const double end = block.System.TickMilliseconds();
   block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
   block.CloseLogFile();
-  return {block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath};
+  RunOutcome outcome;
+  outcome.bDone = block.bOutputsWritten;
+  outcome.nOutputFailureNum = block.nOutputFailureNum;
+  outcome.szOutputPath = block.szOutputPath;
+  outcome.Refusals = block.Guard.Refusals;
+  outcome.Notes = block.Guard.Notes;
+  return outcome;
 }
 
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console) {
@@ -95,7 +105,7 @@ int ClassicMain(int argc, const char* const* argv, const Platform& platform, std
   paths.szGcp = argument(next + 1);
   paths.szPos = argument(next + 2);
   paths.szOutput = argument(next + 3);
-  std::fprintf(console, "%s\n", paths.szProject.c_str());
+  std::fprintf(console, "%s\n", PrintableName(paths.szProject).c_str());
   RunAdjustment(std::move(paths), platform, console);
   return 0;
 }
