@@ -19,6 +19,7 @@ struct AdjustArguments {
   std::string szDevice;
   std::string szKernels;
   std::string szDeviceMemory;  ///< empty: what the device has
+  bool bIgnoreUnused = false;  ///< POS data and the settings need not agree
 };
 
 /// The project's folder; "." for a path without separator.
@@ -71,7 +72,7 @@ std::string ChooseSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
   }
   if (chosen.empty()) chosen = FindDefaultSettings(frontEnd.szProgram, nullptr);
   if (!IsMissing(chosen)) {
-    std::fprintf(frontEnd.fOut, "Settings: %s\n", chosen.c_str());
+    std::fprintf(frontEnd.fOut, "Settings: %s\n", PrintableName(chosen).c_str());
   } else {
     std::fprintf(frontEnd.fOut,
                  "Settings: built-in defaults, as neither the project nor the program has an AdjPara.xml or "
@@ -81,8 +82,16 @@ std::string ChooseSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
 }
 
 int Fail(const FrontEnd& frontEnd, const std::string& message) {
-  std::fprintf(frontEnd.fErr, "orvo adjust: %s\n", message.c_str());
+  std::fprintf(frontEnd.fErr, "orvo adjust: %s\n", PrintableName(message).c_str());
   return ExitFailed;
+}
+
+/// Every error in a line of its own.
+int FailWith(const FrontEnd& frontEnd, const std::vector<Finding>& findings) {
+  for (const Finding& finding : findings) {
+    if (finding.Weight == Severity::Error) std::fprintf(frontEnd.fErr, "%s\n", TextOf(finding).c_str());
+  }
+  return Fail(frontEnd, "nothing was computed, for the input is not sound");
 }
 
 DeviceChoice ChoiceOf(const std::string& device) {
@@ -133,12 +142,14 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
     const std::string obstacle = FindDeviceObstacle(options.At, device.get());
     if (!obstacle.empty()) return Fail(frontEnd, obstacle);
   }
+  paths.szSettings = ChooseSettings(paths, frontEnd);
+  options.Notes = frontEnd.Check(paths, arguments.bIgnoreUnused);
+  if (HasError(options.Notes)) return FailWith(frontEnd, options.Notes);
   if (paths.szOutput.empty()) paths.szOutput = JoinPath(FolderOf(paths.szProject), "OrvoBundleResult");
   if (!MakeOutputFolder(paths.szOutput, frontEnd.System)) {
     return Fail(frontEnd, "the output folder " + paths.szOutput +
                               " can't be made or written to: name another one with --out");
   }
-  paths.szSettings = ChooseSettings(paths, frontEnd);
 
   if (const auto bytes = ParseMemorySize(arguments.szMemory)) {
     platform.FreePhysicalBytes = [n = *bytes] { return n; };
@@ -147,6 +158,7 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, options);
   std::fflush(frontEnd.fOut);
   if (!outcome.szFault.empty()) return Fail(frontEnd, outcome.szFault);
+  if (!outcome.Refusals.empty()) return FailWith(frontEnd, outcome.Refusals);
   if (!outcome.bDone)
     return Fail(frontEnd,
                 "the run failed: its last messages, also in " + JoinPath(output, "log.txt") + ", say why");
@@ -154,7 +166,8 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
     return Fail(frontEnd, std::to_string(outcome.nOutputFailureNum) + " output files in " + output +
                               " are missing or cut short: is the disk full?");
   }
-  std::fprintf(frontEnd.fOut, "Report: %s\n", JoinPath(output, "OrvoAdjustReport.txt").c_str());
+  std::fprintf(frontEnd.fOut, "Report: %s\n",
+               PrintableName(JoinPath(output, "OrvoAdjustReport.txt")).c_str());
   return ExitDone;
 }
 
@@ -179,6 +192,8 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
          "--settings", paths.szSettings,
          "settings, .xml or .ini [AdjPara.xml or AdjPara.ini beside the project, else beside the program]")
       ->type_name("FILE");
+  app.add_flag("--ignore-unused", arguments->bIgnoreUnused,
+               "adjust also where a POS file is named and not used, or used and not named");
   app.add_option("--out", paths.szOutput, "output folder [OrvoBundleResult beside the project]")
       ->type_name("DIR");
   app.add_option("--processors", arguments->nProcessors,

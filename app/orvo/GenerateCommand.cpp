@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "base/PrintableName.h"
 #include "orvo/Command.h"
 #include "synthetic/GenerateBlock.h"
 
@@ -73,13 +74,13 @@ void PrintSummary(const SyntheticBlock& block, std::FILE* out) {
   const SyntheticPaths& paths = block.Paths;
   for (const std::string* path : {&paths.szText, &paths.szOvc, &paths.szOvt, &paths.szGcp, &paths.szPos,
                                   &paths.szXml, &paths.szIni, &paths.szTruth}) {
-    if (!path->empty()) std::fprintf(out, "%s\n", path->c_str());
+    if (!path->empty()) std::fprintf(out, "%s\n", PrintableName(*path).c_str());
   }
 }
 
 int RunGenerate(const GenerateArguments& arguments, const FrontEnd& frontEnd) {
   if (const std::string wrong = CheckSyntheticOptions(arguments.Options); !wrong.empty()) {
-    std::fprintf(frontEnd.fErr, "orvo generate: %s\n", wrong.c_str());
+    std::fprintf(frontEnd.fErr, "orvo generate: %s\n", PrintableName(wrong).c_str());
     return ExitUsage;
   }
   std::error_code error;
@@ -87,13 +88,13 @@ int RunGenerate(const GenerateArguments& arguments, const FrontEnd& frontEnd) {
   if (!frontEnd.System.FolderIsWritable(arguments.szFolder)) {
     std::fprintf(frontEnd.fErr,
                  "orvo generate: the folder %s can't be made or written to: name another one\n",
-                 arguments.szFolder.c_str());
+                 PrintableName(arguments.szFolder).c_str());
     return ExitFailed;
   }
   const SyntheticBlock block =
       GenerateBlock(arguments.Options, arguments.szFolder, arguments.szName, ChosenForms(arguments.pForms));
   if (!block.bDone) {
-    std::fprintf(frontEnd.fErr, "orvo generate: %s\n", block.szError.c_str());
+    std::fprintf(frontEnd.fErr, "orvo generate: %s\n", PrintableName(block.szError).c_str());
     return ExitFailed;
   }
   PrintSummary(block, frontEnd.fOut);

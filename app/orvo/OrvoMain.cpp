@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "base/PrintableName.h"
 #include "orvo/Command.h"
 
 namespace orvo {
@@ -17,7 +18,10 @@ int EndOfParsing(const CLI::App& app, const CLI::ParseError& error, const FrontE
   std::ostringstream out, err;
   const int code = app.exit(error, out, err);
   std::fputs(out.str().c_str(), frontEnd.fOut);
-  std::fputs(err.str().c_str(), frontEnd.fErr);
+  // Arguments are repeated in it.
+  std::istringstream lines(err.str());
+  for (std::string line; std::getline(lines, line);)
+    std::fprintf(frontEnd.fErr, "%s\n", PrintableName(line).c_str());
   return code == 0 ? ExitDone : ExitUsage;
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "run/EntryPoint.h"
+#include "run/InputCheck.h"
 #include "run/Platform.h"
 
 namespace orvo {
@@ -22,6 +23,8 @@ struct FrontEnd {
   std::FILE* fOut = stdout;
   std::FILE* fErr = stderr;
   AdjustRunner Adjust = RunAdjustment;
+  /// What is wrong with the files of a run, as CheckRunInputs tells it.
+  std::function<std::vector<Finding>(const RunPaths& paths, bool ignoreUnused)> Check = CheckRunInputs;
   /// The device platform of every choice; empty for that of the machine.
   std::function<std::unique_ptr<gpu::Device>()> MakeDevice = {};
 };

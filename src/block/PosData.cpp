@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/PrintableName.h"
 #include "block/ImageNameIndex.h"
 #include "block/PosLine.h"
 #include "block/StripGroups.h"
@@ -53,7 +54,8 @@ void MatchPosLines(CBundleAdjustment& block, TextReader& file, std::vector<int32
     if (!ReadPosLine(text, line)) continue;
     const int32_t ordinal = index.Find(line.szName);
     if (ordinal < 0 || static_cast<size_t>(ordinal) >= stripOfImage.size()) {
-      block.LogPrintf("Can not find this image name in the project file:%s\n", line.szName.c_str());
+      block.LogPrintf("Can not find this image name in the project file:%s\n",
+                      PrintableName(line.szName).c_str());
       continue;
     }
     if (!IsUsable(line, block.Apply_GPS_Data, block.Apply_IMU_Data)) continue;

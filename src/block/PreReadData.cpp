@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <limits>
 
+#include "block/OvtFacts.h"
 #include "block/OvtFile.h"
 #include "block/ProjectForm.h"
 #include "block/ProjectText.h"
@@ -16,6 +17,17 @@ namespace {
 
 constexpr int64_t kRecordsAtOnce = 16384;
 
+/// A tie point with fewer measurements than this determines nothing.
+constexpr int32_t kLeastRays = 2;
+
+bool OnlyBlankLinesFollow(TextReader& file) {
+  std::string_view line, word;
+  while (file.Next(line)) {
+    if (FieldScanner(line).Word(word)) return false;
+  }
+  return true;
+}
+
 int64_t BlockNum(int64_t records) { return (records + kRecordsAtOnce - 1) / kRecordsAtOnce; }
 
 /// What one thread reads and counts.
@@ -23,6 +35,8 @@ struct Counter {
   std::vector<char> Records;
   std::vector<int32_t> OfImage;  ///< measurements on each image
   int64_t nInvalid = -1;         ///< the first record of a block whose image can't be, -1 for none
+  OvtPointRun Run;               ///< of a block of points
+  int64_t nBroken = 0;           ///< measurements whose image can't be, or whose x or y is not finite
 
   char* Room(int64_t recordBytes) {
     Records.resize(static_cast<size_t>(kRecordsAtOnce * recordBytes));
@@ -32,12 +46,14 @@ struct Counter {
     OfImage.resize(imageNum);
     nInvalid = -1;
     for (int64_t i = 0; i < recordNum; ++i) {
+      if (!OvtMeasureIsFinite(records + i * kOvtMeasureBytes)) ++nBroken;
       const auto image = static_cast<size_t>(DecodeOvtImageOrdinal(records + i * kOvtMeasureBytes));
       if (image < imageNum) {
         ++OfImage[image];
-      } else if (nInvalid < 0) {
-        nInvalid = i;
+        continue;
       }
+      ++nBroken;
+      if (nInvalid < 0) nInvalid = i;
     }
   }
 };
@@ -50,6 +66,7 @@ int CBundleAdjustment::PreReadData(const std::string& project, const std::string
   szOvtPath = OvtPathOfProject(project);
   bTextPointCounted.clear();
   vTextPlaces.clear();
+  Facts = {};
   nTiePointNum = nTieImagePointNum = 0;
 
   TextReader file(&Inputs);
@@ -77,16 +94,19 @@ int CBundleAdjustment::PreReadTextPoints(const ProjectHeader& header, TextReader
   pPointImageCount.assign(static_cast<size_t>(nTiePointNum), 0);
   SkipCamerasAndImages(file, header);
   nTextPlaceFileSize = file.Size();
-  int64_t place = file.Tell();
+  int64_t place = file.Tell(), pointNum = 0;
   std::string_view line;
   for (int64_t point = 0; point < nTiePointNum && file.Next(line); ++point) {
     if (point % kTextPiecePoints == 0) vTextPlaces.push_back(place);
-    const int32_t count = ReadMeasureCount(file);
+    bool countIsWhole = false;
+    const int32_t count = ReadMeasureCount(file, countIsWhole);
+    if (!countIsWhole) ++Facts.nBrokenCounted;
     int32_t read = 0;
     for (; read < count && file.Next(line); ++read) {
       int32_t image = 0;
       if (!FieldScanner(line).Int(image)) continue;
       if (image < 0 || image >= header.nImageNum) {
+        ++Facts.nBrokenCounted;
         LogPrintf("Image ID is invalid:%" PRId64 " %d %d!\n", point, read, image);
         return 0;
       }
@@ -94,8 +114,12 @@ int CBundleAdjustment::PreReadTextPoints(const ProjectHeader& header, TextReader
     }
     pPointImageCount[static_cast<size_t>(point)] = read;
     nTieImagePointNum += read;
+    if (read < count) ++Facts.nBrokenCounted;
+    if (read < kLeastRays) ++Facts.nFewRays;
+    ++pointNum;
     place = file.Tell();
   }
+  if (pointNum < nTiePointNum || !OnlyBlankLinesFollow(file)) ++Facts.nBrokenCounted;
   return 1;
 }
 
@@ -109,6 +133,7 @@ int CBundleAdjustment::PreReadOvt() {
   nTieImagePointNum = file.MeasureNum();
   pPointImageCount.assign(static_cast<size_t>(nTiePointNum), 0);
 
+  OvtPointRun run;
   // More threads than this wait for the memory, and each has a count for every image.
   const int threads = std::min(System.ProcessorCount(), 8);
   std::vector<Counter> counters(static_cast<size_t>(std::max(threads, 1)));
@@ -116,14 +141,19 @@ int CBundleAdjustment::PreReadOvt() {
       BlockNum(nTiePointNum), threads,
       [&](int64_t block, int k) {
         const int64_t first = block * kRecordsAtOnce;
-        char* records = counters[static_cast<size_t>(k)].Room(kOvtPointBytes);
+        Counter& counter = counters[static_cast<size_t>(k)];
+        char* records = counter.Room(kOvtPointBytes);
+        counter.Run = {};
         const int64_t read = file.ReadPoints(first, kRecordsAtOnce, records);
         for (int64_t i = 0; i < read; ++i) {
           const int32_t count = DecodeOvtMeasureCount(records + i * kOvtPointBytes);
           pPointImageCount[static_cast<size_t>(first + i)] = std::clamp(count, 0, file.MeasureNum());
+          counter.Run.Add(records + i * kOvtPointBytes);
         }
       },
-      [](int64_t, int) {});
+      [&](int64_t, int k) { run.Append(counters[static_cast<size_t>(k)].Run); });
+  Facts.nFewRays = run.nFewRays;
+  if (!run.Covers(nTieImagePointNum)) ++Facts.nBrokenCounted;
   bool valid = true;
   ParallelInOrder(
       BlockNum(nTieImagePointNum), threads,
@@ -142,6 +172,7 @@ int CBundleAdjustment::PreReadOvt() {
       });
   for (const Counter& counter : counters) {
     for (size_t i = 0; i < counter.OfImage.size(); ++i) pImagePointCount[i] += counter.OfImage[i];
+    Facts.nBrokenCounted += counter.nBroken;
   }
   return valid ? 1 : 0;
 }

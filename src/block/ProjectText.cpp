@@ -1,6 +1,7 @@
 #include "block/ProjectText.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "block/Scan.h"
 
@@ -89,6 +90,11 @@ void ImageNameOfPath(std::string_view path, char (&name)[128]) {
 }
 
 ObjectPointRecord ParsePointLine(std::string_view line) {
+  bool whole = false;
+  return ParsePointLine(line, whole);
+}
+
+ObjectPointRecord ParsePointLine(std::string_view line, bool& whole) {
   ObjectPointRecord point;
   FieldScanner fields(line);
   std::string_view name;
@@ -98,14 +104,31 @@ ObjectPointRecord ParsePointLine(std::string_view line) {
   fields.Real(point.Y);
   fields.Real(point.Z);
   fields.Int(point.nType);
+  whole = fields.NumbersAreWhole() && std::isfinite(point.X) && std::isfinite(point.Y) &&
+          std::isfinite(point.Z) && point.nType >= 0;
   return point;
 }
 
-int32_t ReadMeasureCount(TextReader& file) { return std::max(ParseInt(file.Next()), 0); }
+int32_t ReadMeasureCount(TextReader& file) {
+  bool whole = false;
+  return ReadMeasureCount(file, whole);
+}
+
+int32_t ReadMeasureCount(TextReader& file, bool& whole) {
+  std::string_view more;
+  FieldScanner fields(file.Next());
+  int32_t count = 0;
+  fields.Int(count);
+  whole = fields.NumbersAreWhole() && count >= 0 && !fields.Word(more);
+  return std::max(count, 0);
+}
 
 bool ParseMeasure(std::string_view line, MeasureLine& measure) {
   FieldScanner fields(line);
-  return fields.Int(measure.nImageOrdinal) && fields.Real(measure.x) && fields.Real(measure.y);
+  const bool complete = fields.Int(measure.nImageOrdinal) && fields.Real(measure.x) && fields.Real(measure.y);
+  measure.bWhole =
+      fields.NumbersAreWhole() && complete && std::isfinite(measure.x) && std::isfinite(measure.y);
+  return complete;
 }
 
 void SkipCamerasAndImages(TextReader& file, const ProjectHeader& header) {

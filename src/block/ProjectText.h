@@ -50,13 +50,18 @@ void ImageNameOfPath(std::string_view path, char (&name)[128]);
 
 /// Name, coordinates in file units and type; no image points yet.
 ObjectPointRecord ParsePointLine(std::string_view line);
+/// The same; `whole` says whether all five fields are there, whole and finite, and the type not negative.
+ObjectPointRecord ParsePointLine(std::string_view line, bool& whole);
 /// The number of measurements in the next line, at least 0.
 int32_t ReadMeasureCount(TextReader& file);
+/// The same; `whole` says whether the line holds such a number and nothing else.
+int32_t ReadMeasureCount(TextReader& file, bool& whole);
 
 /// A measurement in file units.
 struct MeasureLine {
   int32_t nImageOrdinal = 0;
   double x = 0, y = 0;
+  bool bWhole = false;  ///< the three fields are there, whole and finite
 };
 /// False when one of the three fields is missing.
 bool ParseMeasure(std::string_view line, MeasureLine& measure);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cinttypes>
 
+#include "base/PrintableName.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
 #include "block/OvtRange.h"
@@ -50,7 +51,7 @@ void CBundleAdjustment::FilterPoints(const std::string& ovt, int64_t total, cons
     if (source.Open(ovt)) {
       FilterOvtPoints(total, keep, newPointCount, imagePointSum, pPointImageCount, newFile, source);
     } else {
-      LogPrintf("Open pts file failed:%s\n", ovt.c_str());
+      LogPrintf("Open pts file failed:%s\n", PrintableName(ovt).c_str());
     }
     return;
   }

@@ -9,6 +9,7 @@
 #include "block/TextReader.h"
 #include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
+#include "run/InputGate.h"
 #include "run/OutputFiles.h"
 #include "run/ParallelFor.h"
 
@@ -53,7 +54,7 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
     imageTotal = file.MeasureNum();
   }
   std::vector<uint8_t> keep(static_cast<size_t>(total), 0);
-  if (MarkResampledPoints(total, imageTotal, keep) == 0) return 0;
+  if (MarkResampledPoints(total, imageTotal, keep) == 0 || !PointsHold(*this)) return 0;
   const int64_t kept = std::count(keep.begin(), keep.end(), 1);
   nTiePointNum = kept;
   bResampledToFile = kept > nResampleFileLimit;

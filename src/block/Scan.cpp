@@ -9,6 +9,8 @@ namespace {
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
+bool EndsAField(std::string_view rest) { return rest.empty() || IsSpace(rest[0]); }
+
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 std::string_view TrimLeft(std::string_view text) {
@@ -154,18 +156,22 @@ double ParseReal(std::string_view text) {
   return value;
 }
 
-bool FieldScanner::Int(int32_t& value) {
+template <typename T>
+bool FieldScanner::Integer(T& value) {
   if (!bFailed) bFailed = !TakeInteger(sText, value);
+  if (bFailed || !EndsAField(sText)) bWhole = false;
+  // What is out of range saturates.
+  if (value == std::numeric_limits<T>::max() || value == std::numeric_limits<T>::min()) bWhole = false;
   return !bFailed;
 }
 
-bool FieldScanner::Int(int64_t& value) {
-  if (!bFailed) bFailed = !TakeInteger(sText, value);
-  return !bFailed;
-}
+bool FieldScanner::Int(int32_t& value) { return Integer(value); }
+
+bool FieldScanner::Int(int64_t& value) { return Integer(value); }
 
 bool FieldScanner::Real(double& value) {
   if (!bFailed) bFailed = !TakeReal(sText, value);
+  if (bFailed || !EndsAField(sText)) bWhole = false;
   return !bFailed;
 }
 

@@ -25,10 +25,16 @@ class FieldScanner {
   bool Word(std::string_view& word);
   bool SkipInt();
   bool SkipReal();
+  /// Every number so far ended at white space or at the end of the line, and none was too large an integer.
+  bool NumbersAreWhole() const { return bWhole; }
 
  private:
+  template <typename T>
+  bool Integer(T& value);
+
   std::string_view sText;
   bool bFailed = false;
+  bool bWhole = true;
 };
 
 }  // namespace orvo

@@ -9,19 +9,24 @@ namespace {
 template <typename Grow>
 TextPointOutcome AppendMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
                                 ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
-                                int32_t& measureNum, const Grow& grow) {
+                                int32_t& measureNum, PointFacts& facts, const Grow& grow) {
   const size_t first = imagePoints.size();
   const bool usable = MakePositionUsable(point);
-  const int32_t count = ReadMeasureCount(file);
+  bool countIsWhole = false;
+  const int32_t count = ReadMeasureCount(file, countIsWhole);
+  if (!countIsWhole) ++facts.nBroken;
   TextPointOutcome outcome = TextPointOutcome::Accepted;
   std::string_view line;
   for (int32_t m = 0; m < count && file.Next(line); ++m) {
     MeasureLine measure;
-    if (!ParseMeasure(line, measure)) continue;
+    const bool complete = ParseMeasure(line, measure);
+    if (!measure.bWhole) ++facts.nBroken;
+    if (!complete) continue;
     const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
     if (measure.nImageOrdinal < 0 || ordinal >= context.References.size()) {
       measureNum = m;
       outcome = TextPointOutcome::WrongOrdinal;
+      ++facts.nBroken;
       break;
     }
     const ImageReference reference = usable ? context.References[ordinal] : ImageReference{};
@@ -35,6 +40,7 @@ TextPointOutcome AppendMeasures(TextReader& file, const TextPointContext& contex
     imagePoints.push_back(record);
   }
   if (outcome != TextPointOutcome::Accepted) imagePoints.resize(first);
+  if (outcome == TextPointOutcome::Rejected) facts.Rejected.Add(point.szName);
   point.nFirstImagePoint = static_cast<int64_t>(first);
   point.nImagePointNum = static_cast<int32_t>(imagePoints.size() - first);
   return outcome;
@@ -42,8 +48,10 @@ TextPointOutcome AppendMeasures(TextReader& file, const TextPointContext& contex
 
 }  // namespace
 
-ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& context) {
-  ObjectPointRecord point = ParsePointLine(line);
+ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& context, PointFacts& facts) {
+  bool whole = false;
+  ObjectPointRecord point = ParsePointLine(line, whole);
+  if (!whole) ++facts.nBroken;
   point.X *= context.fObjectScale;
   point.Y *= context.fObjectScale;
   point.Z *= context.fObjectScale;
@@ -52,8 +60,8 @@ ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& c
 
 TextPointOutcome AppendTextMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
                                     ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
-                                    std::span<IopRecord> cameras, int32_t& measureNum) {
-  return AppendMeasures(file, context, objectPoint, point, imagePoints, measureNum,
+                                    std::span<IopRecord> cameras, int32_t& measureNum, PointFacts& facts) {
+  return AppendMeasures(file, context, objectPoint, point, imagePoints, measureNum, facts,
                         [cameras](int32_t camera, const MeasureLine& measure) {
                           EnlargeCamera(cameras[static_cast<size_t>(camera)], measure.x, measure.y);
                         });
@@ -64,6 +72,7 @@ void ReadTextPiece(TextReader& file, int64_t first, int64_t count, const TextPoi
   piece.Points.clear();
   piece.ImagePoints.clear();
   piece.Types.clear();
+  piece.Facts = {};
   piece.bPlain = true;
   const auto grow = [&](int32_t camera, const MeasureLine& measure) {
     const IopRecord& known = cameras[static_cast<size_t>(camera)];
@@ -75,10 +84,10 @@ void ReadTextPiece(TextReader& file, int64_t first, int64_t count, const TextPoi
   std::string_view line;
   int32_t measureNum = 0;
   for (int64_t i = first; i < first + count && piece.bPlain && file.Next(line); ++i) {
-    ObjectPointRecord point = MakeTextPoint(line, context);
+    ObjectPointRecord point = MakeTextPoint(line, context, piece.Facts);
     if (point.nType != 0) piece.Types.push_back({i, point.nType});
     switch (AppendMeasures(file, context, static_cast<int32_t>(piece.Points.size()), point, piece.ImagePoints,
-                           measureNum, grow)) {
+                           measureNum, piece.Facts, grow)) {
       case TextPointOutcome::Accepted:
         piece.Points.push_back(point);
         break;

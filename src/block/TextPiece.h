@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "block/Measurement.h"
+#include "block/ReadingFacts.h"
 #include "block/Records.h"
 #include "block/TextReader.h"
 
@@ -25,13 +26,13 @@ enum class TextPointOutcome { Accepted, Rejected, WrongOrdinal };
 /// Reads the measurements in the next lines. Appends them and gives `point` their first index and their
 /// number; one that is on a deleted image rejects them all. Cameras grow with the measurements, of a rejected
 /// point too. Nothing is appended unless the point is accepted. At an image ordinal out of range,
-/// `measureNum` is that measurement's.
+/// `measureNum` is that measurement's. Lines that don't fit are counted in `facts`, and a rejected point.
 TextPointOutcome AppendTextMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
                                     ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
-                                    std::span<IopRecord> cameras, int32_t& measureNum);
+                                    std::span<IopRecord> cameras, int32_t& measureNum, PointFacts& facts);
 
 /// The point of a line, scaled.
-ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& context);
+ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& context, PointFacts& facts);
 
 /// Points read apart from those before them: indices count from the first of them.
 struct TextPiece {
@@ -42,6 +43,7 @@ struct TextPiece {
   std::vector<ObjectPointRecord> Points;
   std::vector<ImagePointRecord> ImagePoints;
   std::vector<Counted> Types;  ///< of the points that are no tie points, rejected ones too
+  PointFacts Facts;
   /// Nothing in it depends on what stands before; otherwise it is to be read again in its turn.
   bool bPlain = false;
 };

@@ -34,6 +34,7 @@ int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRe
       MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum()),
       Image_Coor_Scale, Object_Coor_Scale};
   const ProjectHeader header = ReadHeader(file);
+  if (range.nFirst == 0) Facts.Points = {};
   const int64_t end = std::min(header.nObjectPointNum, range.nLast + 1);
   // The places are those of a walk from the first point on, and of that file only.
   const bool placesKnown =
@@ -79,6 +80,7 @@ int CBundleAdjustment::ReadTextPieces(int64_t pieceNum, int64_t end, std::span<T
         if (result != 1) return;
         if (piece.bPlain) {
           for (const TextPiece::Counted& type : piece.Types) CountTextPoint(type.nOrdinal, type.nType);
+          Facts.Points.Add(piece.Facts);
           AppendPiece(piece, objectList, imagePointList);
           return;
         }
@@ -95,11 +97,11 @@ int CBundleAdjustment::ReadTextPointsOneByOne(int64_t first, int64_t end, const 
                                               TextReader& file) {
   std::string_view line;
   for (int64_t i = first; i < end && file.Next(line); ++i) {
-    ObjectPointRecord point = MakeTextPoint(line, context);
+    ObjectPointRecord point = MakeTextPoint(line, context, Facts.Points);
     CountTextPoint(i, point.nType);
     int32_t measureNum = 0;
     switch (AppendTextMeasures(file, context, static_cast<int32_t>(objectList.size()), point, imagePointList,
-                               pIop, measureNum)) {
+                               pIop, measureNum, Facts.Points)) {
       case TextPointOutcome::Accepted:
         objectList.push_back(point);
         break;

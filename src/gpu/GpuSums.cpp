@@ -6,6 +6,7 @@
 #include "gpu/kernels/FastLayout.h"
 #include "gpu/kernels/RayModel.h"
 #include "results/GpuResidualLines.h"
+#include "run/InputGate.h"
 
 namespace orvo::gpu {
 namespace {
@@ -95,6 +96,7 @@ bool GpuBundle::ReadPointSection(int32_t section) {
       Block.LogPrintf(">>>>Read points data failed!\n");
       return false;
     }
+    if (!PointsHold(Block)) return false;
   }
   if (IsSkipped()) return true;
   if (Block.ComputeGpuSections(section) == 0) {

@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 
+#include "base/PrintableName.h"
 #include "block/ProjectText.h"
 #include "block/Scan.h"
 #include "geometry/Intersection.h"
@@ -206,12 +207,12 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   TextReader projectFile(&Inputs), gcpFile(&Inputs);
   if (!OpenOutput(Outputs, ovc.File, ovcPath)) {
     ++nOutputFailureNum;
-    LogPrintf("Create ovc file failed:%s!\n", ovcPath.c_str());
+    LogPrintf("Create ovc file failed:%s!\n", PrintableName(ovcPath).c_str());
     return 0;
   }
   if (!projectFile.Open(project)) {
     ++nOutputFailureNum;
-    LogPrintf("Error!Open prj file failed:%s!\n", project.c_str());
+    LogPrintf("Error!Open prj file failed:%s!\n", PrintableName(project).c_str());
     return 0;
   }
   if (!gcpFile.Open(gcp)) LogPrintf("Warning!Open gcp file failed!\n");
@@ -219,7 +220,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   if (!listed) {
     // The orientations are worth having without the listing, so the .ovc is written all the same.
     ++nOutputFailureNum;
-    LogPrintf("Error!Create rst file failed:%s!\n", listingPath.c_str());
+    LogPrintf("Error!Create rst file failed:%s!\n", PrintableName(listingPath).c_str());
   }
 
   const ProjectHeader header = ParseHeader(projectFile.Next());
@@ -231,7 +232,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
     if (OpenWithHeader(ovt, szOvtPath)) {
       tiePointNum = ovt.HeaderPointNum();
     } else {
-      LogPrintf("Open ovt file '%s' failed!\n", szOvtPath.c_str());
+      LogPrintf("Open ovt file '%s' failed!\n", PrintableName(szOvtPath).c_str());
     }
   }
   int32_t gcpNum = 0;

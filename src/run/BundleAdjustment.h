@@ -13,11 +13,13 @@
 
 #include "base/InputFiles.h"
 #include "base/OutputFolder.h"
+#include "block/ReadingFacts.h"
 #include "block/Records.h"
 #include "normal/SubMatrix.h"
 #include "normal/UnknownLayout.h"
 #include "normal/ZeroedArray.h"
 #include "run/Platform.h"
+#include "run/RunGuard.h"
 
 namespace orvo {
 
@@ -103,6 +105,9 @@ class CBundleAdjustment {
   double fSevenParam[16] = {};
   bool bOutputsWritten = false;   ///< the flow came to its end: every output was produced
   int32_t nOutputFailureNum = 0;  ///< output files that could not be opened or written whole
+
+  ReadingFacts Facts;  ///< what the readers noticed
+  RunGuard Guard;
 
   // ---- Counts ----------------------------------------------------------------------------------------
   int32_t nImageFileNum = 0, nCameraFileNum = 0;  ///< in the project header

@@ -1,6 +1,7 @@
 // The flow of an adjustment on the CPU, from reading to the last output file.
 #include "block/ProjectForm.h"
 #include "run/BundleAdjustment.h"
+#include "run/InputGate.h"
 
 namespace orvo {
 
@@ -9,7 +10,8 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   const bool adjusts = !Direct_Intersection && !Absolute_Orientation;
   if (adjusts) {
     LogPrintf(">>Pre-reading data...\n");
-    if (PreReadData(project, gcp) == 0) return 0;
+    const int counted = PreReadData(project, gcp);
+    if (!CountsHold(*this) || counted == 0) return 0;
   } else {
     szProjectPath = project;
     szGcpPath = gcp;
@@ -17,6 +19,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   }
   LogPrintf(">>Reading eop and camera data from project file...\n");
   if (ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
+  if (!adjusts && !WholeProjectHolds(*this)) return 0;
   if (SetOutputPath(project, output) == 0) return 0;
   SetStartTick(System.TickMilliseconds());
 
@@ -33,7 +36,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     GenerateResults(project, gcp, output);
     return 0;
   }
-  if (PrepareCpuPoints(gcp) == 0) return 0;
+  if (PrepareCpuPoints(gcp) == 0 || !PointsHold(*this)) return 0;
   ReadCpuPosData(pos);
   if (CheckInputs() == 0) return 0;
 

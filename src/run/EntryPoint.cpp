@@ -1,8 +1,10 @@
 #include "run/EntryPoint.h"
 
 #include "base/InputFile.h"
+#include "base/PrintableName.h"
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
+#include "run/InputGate.h"
 #include "run/RunOutput.h"
 
 namespace orvo {
@@ -22,8 +24,8 @@ std::string FindDefaultSettings(const std::string& program, std::FILE* console) 
   if (!IsMissing(xml)) return xml;
   const std::string ini = JoinPath(folder, "AdjPara.ini");
   if (console != nullptr) {
-    std::fprintf(console, "Xml setting file does not exsit:%s\n", xml.c_str());
-    std::fprintf(console, "Read default setting file:%s\n", ini.c_str());
+    std::fprintf(console, "Xml setting file does not exsit:%s\n", PrintableName(xml).c_str());
+    std::fprintf(console, "Read default setting file:%s\n", PrintableName(ini).c_str());
   }
   return ini;
 }
@@ -88,10 +90,17 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   std::string logPath;
   block.OpenLogFile(logPath);
   const double start = block.System.TickMilliseconds();
+  block.Guard.bGuarded = options.Rules == RunRules::Guarded;
+  for (const Finding& note : options.Notes) TellNote(block, note);
   block.ReadSettings(paths.szSettings);
   if (block.CheckInputs() == 1) RunFlow(block, paths, platform, options);
   block.CheckInputs();
-  RunOutcome outcome{block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath, {}};
+  RunOutcome outcome;
+  outcome.bDone = block.bOutputsWritten;
+  outcome.nOutputFailureNum = block.nOutputFailureNum;
+  outcome.szOutputPath = block.szOutputPath;
+  outcome.Refusals = block.Guard.Refusals;
+  outcome.Notes = block.Guard.Notes;
   if (block.Inputs.Any()) {
     outcome.bDone = false;
     outcome.szFault = FaultText(block.Inputs.First());
@@ -129,7 +138,7 @@ int ClassicMain(int argc, const char* const* argv, const Platform& platform, std
   paths.szGcp = argument(next + 1);
   paths.szPos = argument(next + 2);
   paths.szOutput = argument(next + 3);
-  std::fprintf(console, "%s\n", paths.szProject.c_str());
+  std::fprintf(console, "%s\n", PrintableName(paths.szProject).c_str());
   RunAdjustment(std::move(paths), platform, console);
   return 0;
 }

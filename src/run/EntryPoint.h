@@ -5,8 +5,10 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "base/OutputFolder.h"
+#include "check/Finding.h"
 #include "gpu/Device.h"
 #include "run/Platform.h"
 
@@ -22,7 +24,10 @@ struct RunOutcome {
   bool bDone = false;         ///< the flow came to its end
   int nOutputFailureNum = 0;  ///< output files that are missing or cut short
   std::string szOutputPath;
-  std::string szFault;  ///< what ended the run from outside (a file that can't be read or written), and why
+  /// What ended the run from outside (a file that can't be read or written), and why.
+  std::string szFault = {};
+  std::vector<Finding> Refusals = {};  ///< what a guarded run was refused for, once it had begun
+  std::vector<Finding> Notes = {};     ///< what it went on without
 };
 
 /// Default settings file beside the program: AdjPara.xml, or AdjPara.ini where that is missing, telling the
@@ -49,6 +54,8 @@ struct RunOptions {
   DeviceChoice At = DeviceChoice::FromSettings;
   gpu::KernelForm Kernels = gpu::KernelForm::Fast;
   int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has
+  /// What was found before the run, for it to tell.
+  std::vector<Finding> Notes = {};
   /// The device platform; empty for that of the choice.
   std::function<std::unique_ptr<gpu::Device>()> MakeDevice;
 };

@@ -1,5 +1,6 @@
 // The flow around the device path.
 #include "run/BundleAdjustment.h"
+#include "run/InputGate.h"
 
 namespace orvo {
 
@@ -7,7 +8,10 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
                                         const std::string& pos, std::string& output) {
   SetStartTick(System.TickMilliseconds());
   LogPrintf(">>Reading data...\n");
-  if (PreReadData(project, gcp) == 0 || ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
+  const int counted = PreReadData(project, gcp);
+  if (CheckInputs() == 0) return 0;
+  if (!CountsHold(*this) || counted == 0 || ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
+  if (Direct_Intersection && !WholeProjectHolds(*this)) return 0;
   if (Direct_Intersection) return GenerateResults(project, gcp, output);
   if (Resampling_Points) {
     LogPrintf(">>Reampling image point data...\n");
@@ -18,6 +22,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
     if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0)
       return 0;
   }
+  if (!PointsHold(*this)) return 0;
   // Normalisation changes the table, and the reader of points takes the coordinates from it.
   if (ReadGcpTable(gcp) == 0) return 0;
   if (Apply_GPS_Data || Apply_IMU_Data) {

@@ -43,16 +43,17 @@ MakeDevice DeviceOf(int64_t bytes) {
 }
 
 /// The front end on a machine of 3 processors, 777 free bytes and a device of 2 GB, unless told otherwise.
-/// Without an outcome the run is a real one.
+/// Without an outcome the run is a real one. The files are checked with `checked` only.
 Ended Call(const std::vector<std::string>& arguments,
            std::optional<RunOutcome> outcome = RunOutcome{true, 0, ""},
-           const MakeDevice& device = DeviceOf(int64_t{2} << 30)) {
+           const MakeDevice& device = DeviceOf(int64_t{2} << 30), bool checked = false) {
   std::vector<const char*> argv{"/nowhere/orvo"};
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   Ended ended;
   FrontEnd frontEnd;
   frontEnd.System = MadeUpPlatform(777, 3);
   frontEnd.MakeDevice = device;
+  if (!checked) frontEnd.Check = [](const RunPaths&, bool) { return std::vector<Finding>(); };
   frontEnd.fOut = std::tmpfile();
   frontEnd.fErr = std::tmpfile();
   if (outcome) {
@@ -265,6 +266,15 @@ TEST_F(CommandLine, AFailedRunGivesOne) {
   const Ended cut = Call({"adjust", In("b.prj")}, RunOutcome{true, 2, ""});
   EXPECT_EQ(cut.nExit, 1);
   EXPECT_NE(cut.szErr.find("2 output files"), std::string::npos) << cut.szErr;
+}
+
+TEST_F(CommandLine, RubbishIsRefusedBeforeAnythingIsMade) {
+  const Ended ended = Call({"adjust", In("b.prj")}, std::nullopt, {}, true);
+  EXPECT_EQ(ended.nExit, 1) << ended.szOut;
+  EXPECT_NE(ended.szErr.find(In("b.prj") + ":1: error: '1' are not the counts of a project."),
+            std::string::npos)
+      << ended.szErr;
+  EXPECT_FALSE(Exists(In("OrvoBundleResult")));
 }
 
 TEST_F(CommandLine, ARealRunOverRubbishFails) {

@@ -1,0 +1,110 @@
+#include <algorithm>
+#include <pugixml.hpp>
+
+#include "block/ReadingFacts.h"
+#include "check/SettingsCheck.h"
+#include "check/StrictLines.h"
+
+namespace orvo {
+namespace {
+
+/// The line of an offset in the file, from 1.
+int64_t LineOfOffset(const std::string& path, int64_t offset) {
+  TextReader file;
+  std::string_view piece;
+  int64_t line = 1;
+  if (!file.Open(path)) return 0;
+  while (file.Next(piece) && file.Tell() <= offset) line += file.LineEnded() ? 1 : 0;
+  return line;
+}
+
+class XmlChecker {
+ public:
+  XmlChecker(const std::string& path, const pugi::xml_document& document)
+      : szPath(path), Document(document) {}
+
+  void Take(const KnownSetting& setting) {
+    const pugi::xml_node parent = Document.child(setting.szXmlParent);
+    const pugi::xml_node element = parent.child(setting.szXmlElement);
+    if (!element) {
+      Missing.Add(setting.szXmlElement);
+      return;
+    }
+    ++nFound;
+    const std::string_view text = element.child_value();
+    if (const std::string fault = FaultOfValue(text, setting.Kind, true); !fault.empty())
+      Add(Severity::Error, element, Quoted(text) + " is " + fault + ": " + setting.szXmlElement,
+          setting.Kind == SettingKind::Switch ? "Write true or false, in small letters and without blanks"
+                                              : "Write a number with a decimal point, and nothing behind it");
+    if (const pugi::xml_node again = element.next_sibling(setting.szXmlElement))
+      Add(Severity::Note, again, std::string(setting.szXmlElement) + " stands there a second time",
+          "The first one counts");
+  }
+
+  /// Elements that no setting has.
+  void TakeUnknown(std::span<const KnownSetting> known) {
+    NamedCount unknown;
+    for (const pugi::xml_node parent : Document.children()) {
+      for (const pugi::xml_node element : parent.children()) {
+        const bool isKnown = std::ranges::any_of(known, [&](const KnownSetting& setting) {
+          return setting.szXmlElement != nullptr &&
+                 std::string_view(element.name()) == setting.szXmlElement &&
+                 std::string_view(parent.name()) == setting.szXmlParent;
+        });
+        if (element.type() == pugi::node_element && !isKnown) unknown.Add(element.name());
+      }
+    }
+    if (unknown.nCount > 0)
+      Findings.push_back({Severity::Note, szPath, 0, -1,
+                          CountOf(unknown.nCount, "element", unknown.Names) + ": not known, and passed over",
+                          "Look at their spelling and at the element around them"});
+  }
+
+  int nFound = 0;
+  NamedCount Missing;
+  std::vector<Finding> Findings;
+
+ private:
+  void Add(Severity weight, pugi::xml_node node, std::string what, std::string remedy) {
+    Findings.push_back(
+        {weight, szPath, LineOfOffset(szPath, node.offset_debug()), -1, std::move(what), std::move(remedy)});
+  }
+
+  std::string szPath;
+  const pugi::xml_document& Document;
+};
+
+}  // namespace
+
+std::vector<Finding> CheckXmlSettings(const std::string& path, std::span<const KnownSetting> known) {
+  pugi::xml_document document;
+  const pugi::xml_parse_result read = document.load_file(path.c_str());
+  if (!read) {
+    const bool empty = read.status == pugi::status_no_document_element;
+    std::string reason = read.description();
+    reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
+    return {{Severity::Error, path, empty ? 0 : LineOfOffset(path, read.offset), -1,
+             empty ? "the file holds no element" : "the file is no XML: " + reason,
+             "Start from a settings file that works, such as examples/seneca/AdjPara.xml"}};
+  }
+  XmlChecker checker(path, document);
+  for (const KnownSetting& setting : known) {
+    if (setting.szXmlElement != nullptr) checker.Take(setting);
+  }
+  if (checker.nFound == 0) {
+    return {{Severity::Error, path, 0, -1, "the file holds no setting",
+             "Adjustment_parameters, POS_parameters, Weight and GPU_parameters stand side by side, without "
+             "an element "
+             "around them"}};
+  }
+  checker.TakeUnknown(known);
+  if (checker.Missing.nCount > 0) {
+    checker.Findings.push_back({Severity::Note, path, 0, -1,
+                                CountOf(checker.Missing.nCount, "setting", checker.Missing.Names) +
+                                    ": not there, and taken for false or 0",
+                                "Copy them from a complete file"});
+  }
+  return checker.Findings;
+}
+
+}  // namespace orvo

@@ -1,0 +1,71 @@
+#include "run/InputCheck.h"
+
+#include <unistd.h>
+
+#include "block/ProjectForm.h"
+#include "check/GcpCheck.h"
+#include "check/OvtCheck.h"
+#include "check/PosCheck.h"
+#include "check/ProjectHead.h"
+#include "run/SettingsTable.h"
+
+namespace orvo {
+namespace {
+
+/// What the settings make of a POS file.
+PosUse PosUseOf(const std::string& settings) {
+  CBundleAdjustment reader(NativePlatform(), nullptr);
+  reader.ReadSettings(settings);
+  return {reader.Apply_GPS_Data, reader.Apply_IMU_Data};
+}
+
+/// The faults of a POS file that is named and not used, or used and not named.
+std::vector<Finding> CheckPosIsUsed(const RunPaths& paths, PosUse use) {
+  const bool used = use.bGps || use.bImu;
+  if (used == !paths.szPos.empty()) return {};
+  if (used) {
+    return {{Severity::Error, paths.szSettings, 0, -1,
+             "Apply_GPS_Data or Apply_IMU_Data is on, and no POS file is named",
+             "Name one with --pos, or switch both off; --ignore-unused adjusts without"}};
+  }
+  return {{Severity::Error, paths.szPos, 0, -1,
+           "the POS file is not used, for Apply_GPS_Data and Apply_IMU_Data are off",
+           "Switch one on in the settings, or leave --pos away; --ignore-unused adjusts without"}};
+}
+
+}  // namespace
+
+std::vector<KnownSetting> KnownSettings() {
+  std::vector<KnownSetting> known;
+  for (const Setting& setting : SettingsTable()) {
+    constexpr SettingKind kKinds[] = {SettingKind::Switch, SettingKind::Integer, SettingKind::Real};
+    known.push_back(
+        {kKinds[setting.field.index()], setting.szColonKey, setting.szXmlElement, setting.szXmlParent});
+  }
+  return known;
+}
+
+std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused) {
+  std::vector<Finding> findings;
+  if (!paths.szSettings.empty() && ::access(paths.szSettings.c_str(), R_OK) == 0)
+    Append(findings, CheckSettings(paths.szSettings, KnownSettings()));
+  const PosUse use = PosUseOf(paths.szSettings);
+  if (!ignoreUnused && !HasError(findings)) Append(findings, CheckPosIsUsed(paths, use));
+
+  const std::string ovt = OvtPathOfProject(paths.szProject);
+  ProjectHead head;
+  const std::vector<Finding> ofHead = CheckProjectHead(paths.szProject, ovt.empty(), head);
+  Append(findings, ofHead);
+  if (!ovt.empty()) {
+    if (const auto size = CheckOvtSize(ovt)) findings.push_back(*size);
+  } else if (const auto open = NoteOpenEnd(paths.szProject)) {
+    findings.push_back(*open);
+  }
+  // Without its images nothing can be said about what refers to them.
+  if (HasError(ofHead)) return findings;
+  if (!paths.szGcp.empty()) Append(findings, CheckGcp(paths.szGcp, std::ssize(head.Images)));
+  if (!paths.szPos.empty() && (use.bGps || use.bImu)) Append(findings, CheckPos(paths.szPos, head, use));
+  return findings;
+}
+
+}  // namespace orvo

@@ -1,0 +1,19 @@
+// What a guarded run checks of its files before it makes anything.
+#pragma once
+
+#include <vector>
+
+#include "check/SettingsCheck.h"
+#include "run/EntryPoint.h"
+
+namespace orvo {
+
+/// SettingsTable by names alone.
+std::vector<KnownSetting> KnownSettings();
+
+/// Settings, head of the project, GCP file, POS file, and the size of an .ovt against its counts: all but the
+/// points. `ignoreUnused`: a POS file that the settings don't use, or miss, is no fault. Without an error the
+/// findings are the notes of what the run will go on without.
+std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused);
+
+}  // namespace orvo
