@@ -1,6 +1,7 @@
 // Control and check points.
 #include <algorithm>
 
+#include "base/MemoryPurpose.h"
 #include "block/Measurement.h"
 #include "block/ProjectText.h"
 #include "run/BundleAdjustment.h"
@@ -51,6 +52,7 @@ std::vector<ObjectPointRecord> ReadGcpRecords(TextReader& file) {
 }  // namespace
 
 int CBundleAdjustment::ReadGcpTable(const std::string& gcp) {
+  const MemoryPurpose purpose("the control points");
   TextReader file;
   if (!pGcpTable.empty() || !file.Open(gcp)) return 1;
   pGcpTable = ReadGcpRecords(file);

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/MemoryPurpose.h"
 #include "block/ImageNameIndex.h"
 #include "block/PosLine.h"
 #include "block/StripGroups.h"
@@ -103,6 +104,7 @@ void AssignGroups(CBundleAdjustment& block, const std::vector<StripCount>& strip
 }  // namespace
 
 int CBundleAdjustment::ReadPosData(const std::string& pos) {
+  const MemoryPurpose purpose("the POS records");
   TextReader file;
   if (pos.empty() || !file.Open(pos)) {
     LogPrintf(pos.empty() ? "POS file is NULL!\n" : "Open POS file failed!\n");

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <new>
 
+#include "base/MemoryPurpose.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
 #include "block/ResampleOffers.h"
@@ -55,6 +56,7 @@ std::string PathBesideSource(const std::string& wanted, const std::string& sourc
 
 int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string& gcp,
                                       const std::string& newOvt) {
+  const MemoryPurpose purpose("the thinned points");
   int64_t total = nTiePointNum, imageTotal = nTieImagePointNum;
   if (!ovt.empty()) {
     OvtReader file;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/MemoryPurpose.h"
 #include "geometry/OrvoMatrix.h"
 
 namespace orvo {
@@ -105,6 +106,7 @@ double CBundleAdjustment::ChoosePackedDamping(int32_t iteration) {
 }
 
 int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output) {
+  const MemoryPurpose purpose("the device");
   if (!Gpu().pDevice) return 0;
   gpu::GpuBundle bundle(*this);
   SetOutputPath(project, output);

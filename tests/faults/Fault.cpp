@@ -97,7 +97,7 @@ bool HasMessage(const std::string& console, const std::string& usual) {
     if (known.count(line) != 0) continue;
     line = Lowered(line);
     for (const char* word :
-         {"fail", "error", "not enough", "can't", "can not", "no space", "changed", "missing"}) {
+         {"fail", "error", "not enough", "can't", "can not", "could not", "no space", "changed", "missing"}) {
       if (line.find(word) != std::string::npos) return true;
     }
   }
