@@ -2,6 +2,8 @@
 #include <filesystem>
 #include <memory>
 
+#include "base/InputFile.h"
+#include "base/PrintableName.h"
 #include "block/ProjectForm.h"
 #include "gpu/DeviceRules.h"
 #include "orvo/Command.h"
@@ -19,13 +21,6 @@ struct AdjustArguments {
   std::string szDeviceMemory;  ///< empty: what the device has
 };
 
-bool IsReadableFile(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) return false;
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-  return file != nullptr;
-}
-
 /// The project's folder; "." for a path without separator.
 std::string FolderOf(const std::string& project) {
   return project.find_first_of("/\\") == std::string::npos ? "." : CutAtLastSeparator(project);
@@ -33,20 +28,28 @@ std::string FolderOf(const std::string& project) {
 
 /// What keeps the run from working, and the remedy; empty when nothing does.
 std::string FindObstacle(const RunPaths& paths) {
-  const std::pair<const std::string&, const char*> files[] = {{paths.szProject, "project"},
-                                                              {paths.szGcp, "GCP file"},
-                                                              {paths.szPos, "POS file"},
-                                                              {paths.szSettings, "settings file"}};
+  struct Input {
+    const std::string& szPath;
+    const char* szWhat;
+    const InputUse& Use;
+  };
+  const Input files[] = {{paths.szProject, "project", kReadAgain},
+                         {paths.szGcp, "GCP file", kReadAgain},
+                         {paths.szPos, "POS file", kReadOnce},
+                         {paths.szSettings, "settings file", kReadAsSettings}};
   if (paths.szProject.empty()) return "the project has no name: give the path of a project";
-  for (const auto& [path, what] : files) {
-    if (!path.empty() && !IsReadableFile(path)) {
-      return std::string("the ") + what + " " + path + " can't be read: check its path and permissions";
+  for (const auto& [path, what, use] : files) {
+    if (path.empty()) continue;
+    if (const std::string reason = FindReadingObstacle(path, use); !reason.empty()) {
+      return std::string("the ") + what + " " + PrintableName(path) +
+             " can't be read: check its path and permissions (" + reason + ")";
     }
   }
   const std::string ovt = OvtPathOfProject(paths.szProject);
-  if (!ovt.empty() && !IsReadableFile(ovt)) {
-    return "the tie points " + ovt + " of " + paths.szProject +
-           " can't be read: an .ovc project needs its .ovt file beside it";
+  if (ovt.empty()) return {};
+  if (const std::string reason = FindReadingObstacle(ovt, kReadAgain); !reason.empty()) {
+    return "the tie points " + PrintableName(ovt) + " of " + PrintableName(paths.szProject) +
+           " can't be read: an .ovc project needs its .ovt file beside it (" + reason + ")";
   }
   return {};
 }
@@ -63,10 +66,11 @@ std::string ChooseSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
   std::string chosen = paths.szSettings;
   for (const char* name : {"AdjPara.xml", "AdjPara.ini"}) {
     const std::string beside = JoinPath(FolderOf(paths.szProject), name);
-    if (chosen.empty() && IsReadableFile(beside)) chosen = beside;
+    // One that is there is meant, and when it can't be read the run says so.
+    if (chosen.empty() && !IsMissing(beside)) chosen = beside;
   }
   if (chosen.empty()) chosen = FindDefaultSettings(frontEnd.szProgram, nullptr);
-  if (IsReadableFile(chosen)) {
+  if (!IsMissing(chosen)) {
     std::fprintf(frontEnd.fOut, "Settings: %s\n", chosen.c_str());
   } else {
     std::fprintf(frontEnd.fOut,
@@ -142,6 +146,7 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   const std::string output = paths.szOutput;
   const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, options);
   std::fflush(frontEnd.fOut);
+  if (!outcome.szFault.empty()) return Fail(frontEnd, outcome.szFault);
   if (!outcome.bDone)
     return Fail(frontEnd,
                 "the run failed: its last messages, also in " + JoinPath(output, "log.txt") + ", say why");

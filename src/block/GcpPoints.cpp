@@ -53,11 +53,12 @@ std::vector<ObjectPointRecord> ReadGcpRecords(TextReader& file) {
 
 int CBundleAdjustment::ReadGcpTable(const std::string& gcp) {
   const MemoryPurpose purpose("the control points");
-  TextReader file;
-  if (!pGcpTable.empty() || !file.Open(gcp)) return 1;
+  TextReader file(&Inputs);
+  if (!pGcpTable.empty()) return 1;
+  if (!file.Open(gcp)) return CheckInputs();
   pGcpTable = ReadGcpRecords(file);
   nGcpFileNum = static_cast<int32_t>(pGcpTable.size());
-  return 1;
+  return CheckInputs();
 }
 
 int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file) {

@@ -68,7 +68,7 @@ bool OvtReader::Open(const std::string& path) {
   Close();
   if (!File.Open(path)) return false;
   char header[kOvtHeaderBytes] = {};
-  if (File.ReadAt(0, header, kOvtHeaderBytes) != kOvtHeaderBytes) return true;
+  if (File.ReadAt(0, header, kOvtHeaderBytes) != kOvtHeaderBytes) return !File.Failed();
   nHeaderPointNum = LoadLittleEndian<int32_t>(header);
   nHeaderMeasureNum = LoadLittleEndian<int32_t>(header + 4);
 

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-#include "run/Platform.h"
+#include "base/InputFile.h"
 
 namespace orvo {
 
@@ -59,9 +59,15 @@ inline int32_t DecodeOvtImageOrdinal(const char* measureRecord) {
 /// Reads runs of records, in as few system calls as there are runs, for any number of threads.
 class OvtReader {
  public:
-  /// False when the file can't be opened or is a folder. A file too short for its header has no records.
+  explicit OvtReader(InputFiles* run = nullptr) : File(run) {}
+
+  /// False when there is no such file or it can't be read (see InputFile). A file too short for its header
+  /// has no records.
   bool Open(const std::string& path);
   void Close();
+  /// The file holds both counts.
+  bool HasHeader() const { return File.Size() >= kOvtHeaderBytes; }
+  bool Failed() const { return File.Failed(); }
 
   /// The counts, cut to the records that the file really holds.
   int32_t PointNum() const { return nPointNum; }

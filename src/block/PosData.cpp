@@ -105,8 +105,8 @@ void AssignGroups(CBundleAdjustment& block, const std::vector<StripCount>& strip
 
 int CBundleAdjustment::ReadPosData(const std::string& pos) {
   const MemoryPurpose purpose("the POS records");
-  TextReader file;
-  if (pos.empty() || !file.Open(pos)) {
+  TextReader file(&Inputs);
+  if (pos.empty() || !file.Open(pos, kReadOnce)) {
     LogPrintf(pos.empty() ? "POS file is NULL!\n" : "Open POS file failed!\n");
     Apply_GPS_Data = Apply_IMU_Data = false;
     return 0;

@@ -54,7 +54,7 @@ int CBundleAdjustment::PreReadData(const std::string& project, const std::string
   vTextPlaces.clear();
   nTiePointNum = nTieImagePointNum = 0;
 
-  TextReader file;
+  TextReader file(&Inputs);
   if (!file.Open(project)) {
     LogPrintf("Open prj file failed!\n");
     return 0;
@@ -68,6 +68,7 @@ int CBundleAdjustment::PreReadData(const std::string& project, const std::string
     if (PreReadOvt() == 0) return 0;
   }
   PreReadGcp(gcp);
+  if (CheckInputs() == 0) return 0;
   nObjectPointNum = nGcpNum + nTiePointNum;
   nImagePointNum = nGcpImagePointNum + nTieImagePointNum;
   return 1;
@@ -101,7 +102,7 @@ int CBundleAdjustment::PreReadTextPoints(const ProjectHeader& header, TextReader
 }
 
 int CBundleAdjustment::PreReadOvt() {
-  OvtReader file;
+  OvtReader file(&Inputs);
   if (!file.Open(szOvtPath)) {
     LogPrintf("Can not open ovt file!\n");
     return 0;
@@ -149,7 +150,7 @@ int CBundleAdjustment::PreReadOvt() {
 
 void CBundleAdjustment::PreReadGcp(const std::string& gcp) {
   nGcpNum = nGcpImagePointNum = nControlPointNum = nCheckPointNum = 0;
-  TextReader file;
+  TextReader file(&Inputs);
   if (!file.Open(gcp)) {
     LogPrintf("Open Gcp file failed!\n");
     return;

@@ -11,7 +11,7 @@ namespace orvo {
 int CBundleAdjustment::ReadProject(const std::string& project, const std::string& /*gcp*/) {
   const MemoryPurpose purpose("the images and cameras of the project");
   nImageNum = nUnknownImageNum = nCameraNum = 0;
-  TextReader file;
+  TextReader file(&Inputs);
   if (!file.Open(project)) {
     LogPrintf("Can not open ovc file!\n");
     return 0;
@@ -37,6 +37,7 @@ int CBundleAdjustment::ReadProject(const std::string& project, const std::string
   for (int32_t i = 0; i < nImageFileNum; ++i) {
     if (ReadImage(i, imagesOfCamera, file) == 0) return 0;
   }
+  if (CheckInputs() == 0) return 0;
   nUnknownImageNum = nImageNum;
   DeleteCamerasWithoutImage(imagesOfCamera);
   if (nImageNum < nCameraNum) {

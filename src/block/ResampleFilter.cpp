@@ -46,7 +46,7 @@ void CBundleAdjustment::FilterPoints(const std::string& ovt, int64_t total, cons
                                      int64_t newPointCount, int64_t& imagePointSum, TextWriter* newFile) {
   pPointImageCount.assign(static_cast<size_t>(nObjectPointNum), 0);
   if (!ovt.empty()) {
-    OvtReader source;
+    OvtReader source(&Inputs);
     if (source.Open(ovt)) {
       FilterOvtPoints(total, keep, newPointCount, imagePointSum, pPointImageCount, newFile, source);
     } else {
@@ -54,7 +54,7 @@ void CBundleAdjustment::FilterPoints(const std::string& ovt, int64_t total, cons
     }
     return;
   }
-  TextReader source;
+  TextReader source(&Inputs);
   if (source.Open(szProjectPath)) {
     FilterTextPoints(total, keep, imagePointSum, pPointImageCount, source);
   } else {

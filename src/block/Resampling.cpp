@@ -59,7 +59,7 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
   const MemoryPurpose purpose("the thinned points");
   int64_t total = nTiePointNum, imageTotal = nTieImagePointNum;
   if (!ovt.empty()) {
-    OvtReader file;
+    OvtReader file(&Inputs);
     if (!file.Open(ovt)) {
       LogPrintf("Can not open ovt file!\n");
       return 0;
@@ -94,6 +94,7 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
   FilterPoints(ovt, total, keep, kept, imagePointSum, bResampledToFile ? &newFile : nullptr);
   const bool written = newFile.Close();
   if (!written) ++nOutputFailureNum;
+  if (CheckInputs() == 0) return 0;
   if (!bResampledToFile) return MakeResampledSection(gcp, imagePointSum);
   if (!written) {
     LogPrintf("Create new ovt file failed!\n");
@@ -115,6 +116,7 @@ int CBundleAdjustment::MarkResampledPoints(int64_t total, int64_t imageTotal, st
   for (int32_t section = 0; section < Sections.Count(); ++section) {
     int64_t count = 0;
     ReadSectionPoints(section, szProjectPath, szGcpPath, count);
+    if (CheckInputs() == 0) return 0;
     const int offered = OfferSectionPoints(section, views, cells);
     ReleaseSectionPoints();
     if (offered == 0) return 0;
@@ -171,12 +173,13 @@ int CBundleAdjustment::OfferSectionPoints(int32_t section, const std::vector<Res
 
 int CBundleAdjustment::MakeResampledSection(const std::string& gcp, int64_t imagePointSum) {
   LogPrintf(">>>>Reading gcp file...\n");
-  TextReader file;
+  TextReader file(&Inputs);
   if (!file.Open(gcp)) LogPrintf("Open gcp file falied!\n");
   auto objectCount = static_cast<int64_t>(pObjectPoints.size());
   const int64_t keptInMemory = objectCount;
   int64_t imageCount = imagePointSum;
   ReadGcpForResample(objectCount, imageCount, file);
+  if (CheckInputs() == 0) return 0;
   if (keptInMemory + objectCount != nObjectPointNum) {
     LogPrintf("Error!GCP number is unexpected!\n");
     return 0;

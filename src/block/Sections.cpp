@@ -51,7 +51,7 @@ int CBundleAdjustment::ReadSectionPoints(int32_t section, const std::string& pro
   }
   if (range.nLast >= nTiePointNum) {
     LogPrintf(">>>>Reading gcp file...\n");
-    TextReader file;
+    TextReader file(&Inputs);
     if (file.Open(gcp)) {
       ReadGcpPoints(section, count, imageCount, file);
     } else {
@@ -65,14 +65,14 @@ int CBundleAdjustment::ReadSectionPoints(int32_t section, const std::string& pro
     const ObjectPointRecord& last = pObjectPoints.back();
     imageRange = {pObjectPoints.front().nFirstImagePoint, last.nFirstImagePoint + last.nImagePointNum - 1};
   }
-  return 1;
+  return CheckInputs();
 }
 
 void CBundleAdjustment::ReadSectionTiePoints(int32_t section, const std::string& project, int64_t& count,
                                              int64_t& imageCount) {
   if (!szOvtPath.empty()) {
     LogPrintf(">>>>Reading ovt file...%d\n", section);
-    OvtReader file;
+    OvtReader file(&Inputs);
     if (file.Open(szOvtPath)) {
       ReadOvtPoints(section, count, imageCount, file);
     } else {
@@ -81,7 +81,7 @@ void CBundleAdjustment::ReadSectionTiePoints(int32_t section, const std::string&
     return;
   }
   LogPrintf(">>>>Reading points from prj file...\n");
-  TextReader file;
+  TextReader file(&Inputs);
   if (file.Open(project)) {
     ReserveSectionPoints(section);
     ReadTextPoints(section, pObjectPoints, pImagePoints, file);

@@ -41,7 +41,8 @@ int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRe
   const int64_t pieceNum = std::min((end + kTextPiecePoints - 1) / kTextPiecePoints, std::ssize(vTextPlaces));
   const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
   if (placesKnown && threads > 1) {
-    std::vector<TextReader> files(static_cast<size_t>(threads));
+    std::vector<TextReader> files;
+    for (int k = 0; k < threads; ++k) files.emplace_back(&Inputs);
     if (std::ranges::all_of(files, [&](TextReader& own) { return own.Open(file.Path()); })) {
       return ReadTextPieces(pieceNum, end, files, context, objectList, imagePointList, file);
     }

@@ -1,60 +1,52 @@
 #include "block/TextReader.h"
 
-#include <sys/types.h>
-
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 
 namespace orvo {
 namespace {
 constexpr size_t kBufferBytes = size_t{1} << 16;
-}
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+}  // namespace
 
-bool TextReader::Open(const std::string& path) {
+bool TextReader::Open(const std::string& path, const InputUse& use) {
   Close();
-  std::error_code failure;
-  if (std::filesystem::is_directory(path, failure)) return false;
-  fFile.reset(std::fopen(path.c_str(), "rb"));
-  if (!fFile) return false;
-  std::setvbuf(fFile.get(), nullptr, _IONBF, 0);
+  if (!File.Open(path, use)) return false;
   if (!pBuffer) pBuffer.reset(new char[kBufferBytes]);
-  const std::uintmax_t size = std::filesystem::file_size(path, failure);
-  nSize = failure ? 0 : static_cast<int64_t>(size);
-  szPath = path;
   return true;
 }
 
 void TextReader::Close() {
-  fFile.reset();
-  nBegin = nEnd = 0;
-  nBufferOffset = 0;
-  nSize = 0;
-  bLineEnded = true;
-  bEndOfFile = false;
+  File.Close();
+  Seek(0);
 }
 
 void TextReader::Seek(int64_t offset) {
-  if (!fFile) return;
-  ::fseeko(fFile.get(), static_cast<off_t>(offset), SEEK_SET);
-  std::clearerr(fFile.get());
   nBegin = nEnd = 0;
   nBufferOffset = offset;
+  nLineBytes = 0;
   bLineEnded = true;
   bEndOfFile = false;
 }
 
 /// Moves what is left to the front of the buffer and reads on behind it; false when nothing came.
 bool TextReader::Fill() {
-  if (!fFile || bEndOfFile) return false;
+  if (!File.IsOpen() || bEndOfFile) return false;
   std::memmove(pBuffer.get(), pBuffer.get() + nBegin, nEnd - nBegin);
   nEnd -= nBegin;
   nBufferOffset += static_cast<int64_t>(nBegin);
   nBegin = 0;
-  const size_t got = std::fread(pBuffer.get() + nEnd, 1, kBufferBytes - nEnd, fFile.get());
-  nEnd += got;
-  if (got == 0) bEndOfFile = true;
+  const bool atStart = nBufferOffset == 0 && nEnd == 0;
+  const auto wanted = static_cast<int64_t>(kBufferBytes - nEnd);
+  const int64_t got = File.ReadAt(nBufferOffset + static_cast<int64_t>(nEnd), pBuffer.get() + nEnd, wanted);
+  nEnd += static_cast<size_t>(got);
+  bEndOfFile = got < wanted;
+  if (atStart) SkipByteOrderMark();
   return got != 0;
+}
+
+void TextReader::SkipByteOrderMark() {
+  if (std::string_view(pBuffer.get(), nEnd).starts_with(kByteOrderMark)) nBegin = kByteOrderMark.size();
 }
 
 bool TextReader::Next(std::string_view& line) {
@@ -70,16 +62,30 @@ bool TextReader::Next(std::string_view& line) {
   if (available > kMaxLine && begin[kMaxLine] == '\n' && begin[kMaxLine - 1] == '\r') ++window;
   const void* found = std::memchr(begin, '\n', window);
   if (found == nullptr) {
+    if (EndsAtLongLine(window)) return false;
     line = {begin, window};
     nBegin += window;
     bLineEnded = nBegin == nEnd && bEndOfFile;
     return true;
   }
   size_t length = static_cast<size_t>(static_cast<const char*>(found) - begin);
+  if (nLineBytes > 0 && EndsAtLongLine(length)) return false;
   nBegin += length + 1;
+  nLineBytes = 0;
   if (length > 0 && begin[length - 1] == '\r') --length;
   line = {begin, length};
   bLineEnded = true;
+  return true;
+}
+
+/// Counts a piece to its line; true where that ends the text.
+bool TextReader::EndsAtLongLine(size_t pieceBytes) {
+  nLineBytes += static_cast<int64_t>(pieceBytes);
+  if (nLineBytes <= kMaxLineBytes) return false;
+  const int64_t start = Tell() + static_cast<int64_t>(pieceBytes) - nLineBytes;
+  File.Fail("read", "a line of more than 16 MB begins at byte " + std::to_string(start));
+  nBegin = nEnd;
+  bEndOfFile = true;
   return true;
 }
 

@@ -2,25 +2,33 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include "base/InputFile.h"
 
 namespace orvo {
 
 /// Reads a text file in large blocks and hands out its lines in pieces of at most 511 characters, without
 /// their line end: a longer line comes as several lines. The line end takes a character's room, so that a
 /// line of exactly 511 characters is followed by an empty piece. CR LF reads like LF throughout. A line may
-/// hold any byte.
+/// hold any byte. A byte order mark at the start of the file is passed over. What fails, and a line of more
+/// than 16 MB, ends the text and is a fault (see InputFile).
 class TextReader {
  public:
   static constexpr size_t kMaxLine = 511;
+  static constexpr int64_t kMaxLineBytes = int64_t{16} << 20;
 
-  /// False when the file can't be opened or is a folder.
-  bool Open(const std::string& path);
+  explicit TextReader(InputFiles* run = nullptr) : File(run) {}
+
+  /// False when there is no such file or it can't be read in that way.
+  bool Open(const std::string& path, const InputUse& use = kReadAgain);
   void Close();
-  bool IsOpen() const { return fFile != nullptr; }
+  bool IsOpen() const { return File.IsOpen(); }
+  /// Something failed since the file was opened: what was read is not all that there is.
+  bool Failed() const { return File.Failed(); }
+  FileFault Fault() const { return File.Fault(); }
   /// Back to the first line.
   void Rewind() { Seek(0); }
   /// The place in the file of what Next hands out next, and back to such a place.
@@ -37,21 +45,19 @@ class TextReader {
   bool LineEnded() const { return bLineEnded; }
   bool AtEnd();
   /// Bytes in the file, an upper bound of everything that a count in it can stand for.
-  int64_t Size() const { return nSize; }
-  const std::string& Path() const { return szPath; }
+  int64_t Size() const { return File.Size(); }
+  const std::string& Path() const { return File.Path(); }
 
  private:
   bool Fill();
+  void SkipByteOrderMark();
+  bool EndsAtLongLine(size_t pieceBytes);
 
-  struct Closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::unique_ptr<std::FILE, Closer> fFile;
+  InputFile File;
   std::unique_ptr<char[]> pBuffer;
   size_t nBegin = 0, nEnd = 0;
   int64_t nBufferOffset = 0;  ///< place in the file of the first byte in the buffer
-  int64_t nSize = 0;
-  std::string szPath;
+  int64_t nLineBytes = 0;     ///< of the line that the pieces so far belong to
   bool bLineEnded = true;
   bool bEndOfFile = false;
 };

@@ -98,14 +98,14 @@ int CBundleAdjustment::ComputeSevenParametersFromGps() {
 int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
   const MemoryPurpose purpose("the similarity onto the control points");
   LogPrintf("Read Gcp file...\n");
-  TextReader file;
+  TextReader file(&Inputs);
   if (!file.Open(gcp)) {
     LogPrintf("Error!Open gcp file falied!\n");
     return -1;
   }
   std::vector<ObjectPointRecord> objectList;
   std::vector<ImagePointRecord> imagePointList;
-  if (ReadGcpList(objectList, imagePointList, file) != 1) return -1;
+  if (ReadGcpList(objectList, imagePointList, file) != 1 || CheckInputs() == 0) return -1;
   if (objectList.size() < kLeastGcpNum) {
     LogPrintf("Gcp number less than %d\n", static_cast<int>(kLeastGcpNum));
     return 0;

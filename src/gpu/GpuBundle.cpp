@@ -117,11 +117,13 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   RestoreData();
   LogPrintf(">>Generating adjustment report...\n");
   WriteReport();
+  if (CheckInputs() == 0) return 0;
   LogPrintf(">>Generating result file...\n");
   WriteResultFiles(project, gcp);
+  if (CheckInputs() == 0) return 0;
   WriteResultOvt();
-  bOutputsWritten = true;
-  return 1;
+  bOutputsWritten = CheckInputs() == 1;
+  return bOutputsWritten ? 1 : 0;
 }
 
 }  // namespace orvo

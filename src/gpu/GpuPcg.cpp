@@ -68,8 +68,9 @@ bool GpuBundle::Multiply() {
 
 bool GpuBundle::MultiplyPointSection(int32_t section) {
   if (HasSeveralSections()) {
-    // What fails here fails without a word, and the product goes on with what there is.
     Block.ReadSectionPoints(section);
+    if (Block.CheckInputs() == 0) return false;
+    // What fails behind it fails without a word, and the product goes on with what there is.
     Block.ComputeTiePoints(section);
     if (!IsSkipped()) Block.ComputeGpuSections(section);
   }

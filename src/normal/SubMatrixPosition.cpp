@@ -31,6 +31,7 @@ int CBundleAdjustment::ComputeSubMatrixPosition() {
   for (int32_t section = 0; section < Sections.Count(); ++section) {
     if (Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
     const bool read = !several || ReadSectionPoints(section) != 0;
+    if (CheckInputs() == 0) return 0;
     if (!read || pObjectPoints.empty()) {
       LogPrintf("There is no image point!\n");
       return 0;

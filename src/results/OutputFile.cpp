@@ -16,10 +16,6 @@ bool CreateBeside(TextWriter& file, const std::string& path, std::initializer_li
   return file.Open(path);
 }
 
-bool OpenWithHeader(OvtReader& file, const std::string& path) {
-  std::error_code failure;
-  const std::uintmax_t bytes = std::filesystem::file_size(path, failure);
-  return !failure && bytes >= static_cast<std::uintmax_t>(kOvtHeaderBytes) && file.Open(path);
-}
+bool OpenWithHeader(OvtReader& file, const std::string& path) { return file.Open(path) && file.HasHeader(); }
 
 }  // namespace orvo

@@ -123,7 +123,7 @@ int CBundleAdjustment::WriteReport() {
     ++nOutputFailureNum;
     return 0;
   }
-  TextReader gcp;
+  TextReader gcp(&Inputs);
   gcp.Open(szGcpPath);
 
   // From here on the object holds these four in file image units.

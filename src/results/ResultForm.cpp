@@ -204,7 +204,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   const std::string listingPath =
       JoinPath(szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
   Output ovc, listing;
-  TextReader projectFile, gcpFile;
+  TextReader projectFile(&Inputs), gcpFile(&Inputs);
   if (!CreateBeside(ovc.File, ovcPath, {project, gcp})) {
     ++nOutputFailureNum;
     LogPrintf("Create ovc file failed:%s!\n", ovcPath.c_str());
@@ -228,7 +228,7 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   if (tiePointNum == 0) {
     const std::string extension = TextFromLastDot(project);
     szOvtPath = project.substr(0, project.size() - extension.size()) + ".ovt";
-    OvtReader ovt;
+    OvtReader ovt(&Inputs);
     if (OpenWithHeader(ovt, szOvtPath)) {
       tiePointNum = ovt.HeaderPointNum();
     } else {

@@ -89,7 +89,7 @@ int CBundleAdjustment::WriteResultOvt() {
     LogPrintf("Error!Create ovt file failed!\n");
     return 0;
   }
-  OvtReader input;
+  OvtReader input(&Inputs);
   if (!OpenWithHeader(input, szOvtPath)) {
     ++nOutputFailureNum;
     LogPrintf("Error!Open ovt file failed!\n");
@@ -106,6 +106,7 @@ int CBundleAdjustment::WriteResultOvt() {
   int64_t written = 0;
   for (int32_t section = 0; section < Sections.Count(); ++section) {
     written += WriteOvtSection(section, input, output);
+    if (CheckInputs() == 0) return 0;
   }
   if (written != input.HeaderPointNum()) {
     ++nOutputFailureNum;
@@ -115,7 +116,7 @@ int CBundleAdjustment::WriteResultOvt() {
   const bool whole = CopyOvtMeasures(input, output);
   ReleaseSectionTable();
   if (!output.Close() || !whole) ++nOutputFailureNum;
-  return 1;
+  return CheckInputs();
 }
 
 int64_t CBundleAdjustment::WriteOvtSection(int32_t section, OvtReader& input, TextWriter& output) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/InputFiles.h"
 #include "block/Records.h"
 #include "normal/SubMatrix.h"
 #include "normal/UnknownLayout.h"
@@ -164,6 +165,7 @@ class CBundleAdjustment {
   std::string szOvtPath;  ///< empty for a text project
   std::FILE* fLogFile = nullptr;
   Platform System;
+  InputFiles Inputs{System.Files};  ///< every file that the run reads, and the first fault among them
 
   // ==== run/ ==========================================================================================
   int SetApplyGpu(bool flag);
@@ -188,6 +190,10 @@ class CBundleAdjustment {
   /// The same to the console alone.
   void ConsolePrintf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   int CloseLogFile();
+
+  /// 1, or 0 when a file that the run reads failed: the run has to end. Says so, once. Not for threads beside
+  /// that of the run.
+  int CheckInputs();
 
   /// 1, or 0 when the defaults stand. Never stops a run.
   int ReadSettings(const std::string& path);
@@ -220,7 +226,8 @@ class CBundleAdjustment {
   int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
                    const std::vector<int32_t>* counts);
   /// Reads one section into pObjectPoints and pImagePoints; 1, whatever the files hold, or 0 for a section
-  /// that does not exist. `count`: object points read; an empty section leaves the arrays empty.
+  /// that does not exist and where reading failed. `count`: object points read; an empty section leaves the
+  /// arrays empty.
   int ReadSectionPoints(int32_t section, const std::string& project, const std::string& gcp, int64_t& count);
   /// The same with the paths of the object.
   int ReadSectionPoints(int32_t section);
@@ -238,7 +245,7 @@ class CBundleAdjustment {
                              std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
-  /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1.
+  /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1, or 0 where reading failed.
   int ReadGcpTable(const std::string& gcp);
   // Stages of PreReadData, ReadProject and ReadSectionPoints; 1, or 0 where the operation ends.
   int PreReadTextPoints(const ProjectHeader& header, TextReader& file);

@@ -17,7 +17,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     szOvtPath = OvtPathOfProject(project);
   }
   LogPrintf(">>Reading eop and camera data from project file...\n");
-  if (ReadProject(project, gcp) == 0) return 0;
+  if (ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
   if (SetOutputPath(project, output) == 0) return 0;
   SetStartTick(System.TickMilliseconds());
 
@@ -36,6 +36,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   }
   if (PrepareCpuPoints(gcp) == 0) return 0;
   ReadCpuPosData(pos);
+  if (CheckInputs() == 0) return 0;
 
   LogPrintf(">>Adjustment preprocessing...\n");
   if (PrepareAdjustment() != 1) return 0;
@@ -61,6 +62,10 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   WriteResultFiles(project, gcp);
   LogPrintf(">>Out put adjustment report...\n");
   WriteReport();
+  if (CheckInputs() == 0) {
+    FinishResidualFiles();
+    return 0;
+  }
   // The last pass reads the sections once more and may need all of the memory for them.
   FinishResidualFiles();
   ReleaseThreadBuffers();
@@ -70,8 +75,8 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   ReleaseSubMatrixIndex();
   LogPrintf(">>Out put points data...\n");
   WriteResultOvt();
-  bOutputsWritten = true;
-  return 1;
+  bOutputsWritten = CheckInputs() == 1;
+  return bOutputsWritten ? 1 : 0;
 }
 
 int CBundleAdjustment::PrepareCpuPoints(const std::string& gcp) {
@@ -174,9 +179,10 @@ int CBundleAdjustment::GenerateResults(const std::string& project, const std::st
   WriteResultForm(project, gcp, 1);
   LogPrintf(">>Generating adjustment report...\n");
   WriteReport();
+  if (CheckInputs() == 0) return 0;
   WriteResultOvt();
-  bOutputsWritten = true;
-  return 1;
+  bOutputsWritten = CheckInputs() == 1;
+  return bOutputsWritten ? 1 : 0;
 }
 
 }  // namespace orvo

@@ -1,7 +1,6 @@
 #include "run/EntryPoint.h"
 
-#include <unistd.h>
-
+#include "base/InputFile.h"
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
 
@@ -13,14 +12,13 @@ bool IsSettingsFile(const std::string& path) {
   return extension == ".xml" || extension == ".XML" || extension == ".ini";
 }
 
-bool FileExists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
-
 }  // namespace
 
 std::string FindDefaultSettings(const std::string& program, std::FILE* console) {
   const std::string folder = CutAtLastSeparator(program);
   const std::string xml = JoinPath(folder, "AdjPara.xml");
-  if (FileExists(xml)) return xml;
+  // Where the system can't tell, opening the file does.
+  if (!IsMissing(xml)) return xml;
   const std::string ini = JoinPath(folder, "AdjPara.ini");
   if (console != nullptr) {
     std::fprintf(console, "Xml setting file does not exsit:%s\n", xml.c_str());
@@ -36,14 +34,17 @@ std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& p
   return gpu::MakeHostDevice(NativePlatform().FreePhysicalBytes(), platform.ProcessorCount());
 }
 
-RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
-                         const RunOptions& options) {
-  CBundleAdjustment block(platform, console);
-  block.SetOutputPath(paths.szProject, paths.szOutput);
-  std::string logPath;
-  block.OpenLogFile(logPath);
-  const double start = block.System.TickMilliseconds();
-  block.ReadSettings(paths.szSettings);
+namespace {
+
+/// Files that were named are there; one that goes away is a fault.
+void ExpectInputs(const RunPaths& paths, InputFiles& inputs) {
+  for (const std::string& path : {paths.szProject, paths.szGcp, paths.szPos}) {
+    if (!path.empty()) inputs.Expect(path);
+  }
+}
+
+/// The CPU or the device flow, as settings and options say.
+void RunFlow(CBundleAdjustment& block, RunPaths& paths, const Platform& platform, const RunOptions& options) {
   if (options.At != DeviceChoice::FromSettings) block.SetApplyGpu(options.At != DeviceChoice::Cpu);
   if (block.Apply_GPU) {
     gpu::GpuState& state = block.Gpu();
@@ -63,10 +64,30 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
     }
     block.RunCpuAdjustment(paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
   }
+}
+
+}  // namespace
+
+RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
+                         const RunOptions& options) {
+  CBundleAdjustment block(platform, console);
+  if (options.Rules == RunRules::Guarded) ExpectInputs(paths, block.Inputs);
+  block.SetOutputPath(paths.szProject, paths.szOutput);
+  std::string logPath;
+  block.OpenLogFile(logPath);
+  const double start = block.System.TickMilliseconds();
+  block.ReadSettings(paths.szSettings);
+  if (block.CheckInputs() == 1) RunFlow(block, paths, platform, options);
+  block.CheckInputs();
   const double end = block.System.TickMilliseconds();
   block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
   block.CloseLogFile();
-  return {block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath};
+  RunOutcome outcome{block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath, {}};
+  if (block.Inputs.Any()) {
+    outcome.bDone = false;
+    outcome.szFault = FaultText(block.Inputs.First());
+  }
+  return outcome;
 }
 
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console) {

@@ -7,11 +7,12 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
                                         const std::string& pos, std::string& output) {
   SetStartTick(System.TickMilliseconds());
   LogPrintf(">>Reading data...\n");
-  if (PreReadData(project, gcp) == 0 || ReadProject(project, gcp) == 0) return 0;
+  if (PreReadData(project, gcp) == 0 || ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
   if (Direct_Intersection) return GenerateResults(project, gcp, output);
   if (Resampling_Points) {
     LogPrintf(">>Reampling image point data...\n");
     ResamplePoints(szOvtPath, gcp, JoinPath(szOutputPath, "Resampled.ovt"));
+    if (CheckInputs() == 0) return 0;
   }
   if (!Resampling_Points || bResampledToFile) {
     if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0)
@@ -22,6 +23,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   if (Apply_GPS_Data || Apply_IMU_Data) {
     LogPrintf(">>Reading POS data...\n");
     ReadPosData(pos);
+    if (CheckInputs() == 0) return 0;
   }
   LogPrintf(">>Preprocessing data...\n");
   if (PrepareAdjustment() != 1) return 0;

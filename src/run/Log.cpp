@@ -57,4 +57,10 @@ int CBundleAdjustment::CloseLogFile() {
   return 1;
 }
 
+int CBundleAdjustment::CheckInputs() {
+  if (!Inputs.Any()) return 1;
+  if (Inputs.TakeUntold()) LogPrintf("Error!Reading failed: %s!\n", FaultText(Inputs.First()).c_str());
+  return 0;
+}
+
 }  // namespace orvo

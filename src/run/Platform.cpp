@@ -1,13 +1,11 @@
 #include "run/Platform.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <fstream>
@@ -106,40 +104,8 @@ Platform NativePlatform() {
           MakeFolder,
           FolderIsWritable,
           [] { return std::min(AvailableBytesOfKernel(), AvailableBytesOfControlGroup()); },
-          ProcessorCount};
-}
-
-bool InputFile::Open(const std::string& path) {
-  Close();
-  nHandle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  struct stat status {};
-  if (nHandle >= 0 && (::fstat(nHandle, &status) != 0 || S_ISDIR(status.st_mode))) Close();
-  return IsOpen();
-}
-
-void InputFile::Close() {
-  if (nHandle >= 0) ::close(nHandle);
-  nHandle = -1;
-}
-
-int64_t InputFile::Size() const {
-  struct stat status {};
-  return IsOpen() && ::fstat(nHandle, &status) == 0 && S_ISREG(status.st_mode)
-             ? static_cast<int64_t>(status.st_size)
-             : 0;
-}
-
-int64_t InputFile::ReadAt(int64_t offset, void* data, int64_t bytes) const {
-  int64_t done = 0;
-  while (done < bytes) {
-    const auto wanted = static_cast<size_t>(bytes - done);
-    const ssize_t got =
-        ::pread(nHandle, static_cast<char*>(data) + done, wanted, static_cast<off_t>(offset + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    done += got;
-  }
-  return done;
+          ProcessorCount,
+          NativeFileCalls()};
 }
 
 void PreferLargePages(const void* data, size_t bytes) {

@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "base/FileCalls.h"
+
 namespace orvo {
 
 struct LocalTime {
@@ -20,31 +22,11 @@ struct Platform {
   std::function<bool(const std::string&)> FolderIsWritable;  ///< a folder that can be read and written
   std::function<int64_t()> FreePhysicalBytes;
   std::function<int()> ProcessorCount;  ///< at least 1
+  FileCalls Files = NativeFileCalls();  ///< of every file that a run reads
 };
 
 /// The machine as it is: memory bounded by the process's control group, processors by its affinity mask.
 Platform NativePlatform();
-
-/// A file that any number of threads read from, each at places of its own choice.
-class InputFile {
- public:
-  InputFile() = default;
-  ~InputFile() { Close(); }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
-
-  /// False when the file can't be opened or is a folder.
-  bool Open(const std::string& path);
-  void Close();
-  bool IsOpen() const { return nHandle >= 0; }
-  /// Bytes in the file, 0 where it is no file on a disk.
-  int64_t Size() const;
-  /// Fills `data`; the number of bytes read, fewer only at the end of the file or where it can't be read.
-  int64_t ReadAt(int64_t offset, void* data, int64_t bytes) const;
-
- private:
-  int nHandle = -1;
-};
 
 /// Asks for large pages behind memory that nobody has touched yet: what is filled from end to end is backed
 /// in few steps then. Nothing but time depends on it.

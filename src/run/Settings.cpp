@@ -1,4 +1,5 @@
 #include <pugixml.hpp>
+#include <string>
 #include <string_view>
 
 #include "base/MemoryPurpose.h"
@@ -49,8 +50,8 @@ int CBundleAdjustment::ReadSettings(const std::string& path) {
     ReadSettingsXml(path);
     return 1;
   }
-  TextReader file;
-  if (!file.Open(path)) {
+  TextReader file(&Inputs);
+  if (!file.Open(path, kReadAsSettings)) {
     LogPrintf("Open initial parameter file failed!\n");
     LogPrintf("Use default parameters!\n");
     return 0;
@@ -72,7 +73,9 @@ int CBundleAdjustment::ReadSettings(const std::string& path) {
 
 int CBundleAdjustment::ReadSettingsXml(const std::string& path) {
   pugi::xml_document document;
-  document.load_file(path.c_str());
+  std::string text;
+  // Without a file, too, the elements below assign: as if each were empty.
+  if (ReadWholeFile(path, kReadAsSettings, &Inputs, text)) document.load_buffer(text.data(), text.size());
   for (const Setting& setting : SettingsTable()) {
     // An absent element assigns too: its text is empty, so a switch is off and a number 0.
     if (setting.szXmlElement != nullptr) {

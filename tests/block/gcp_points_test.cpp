@@ -62,8 +62,9 @@ TEST(ReadGcpTable, WithoutAFile) {
   ScratchFolder folder;
   LoggedBlock block;
   EXPECT_EQ(1, block->ReadGcpTable(folder / "absent"));
-  EXPECT_EQ(1, block->ReadGcpTable(folder.Path()));
   EXPECT_EQ("", block.Log());
+  EXPECT_EQ(0, block->ReadGcpTable(folder.Path()));
+  EXPECT_EQ("Error!Reading failed: can't read " + folder.Path() + ": it is a folder!\n", block.Log());
   EXPECT_TRUE(block->pGcpTable.empty());
 }
 

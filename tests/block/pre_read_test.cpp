@@ -62,11 +62,16 @@ TEST(PreReadData, FilesThatCannotBeOpened) {
   EXPECT_EQ(0, block->PreReadData(files.szOvc, files.szGcp));
   EXPECT_EQ("Can not open ovt file!\n", block.Log());
   WriteFile(files.szText, "");
-  for (const std::string& gcp : {files.szGcp, files.folder.Path(), std::string()}) {
+  block->Inputs.Forget();
+  for (const std::string& gcp : {files.szGcp, std::string()}) {
     EXPECT_EQ(1, block->PreReadData(files.szText, gcp));
     EXPECT_EQ("Open Gcp file failed!\n", block.Log());
   }
   EXPECT_EQ(0, block->nObjectPointNum);
+  EXPECT_EQ(0, block->PreReadData(files.szText, files.folder.Path()));
+  EXPECT_EQ("Open Gcp file failed!\nError!Reading failed: can't read " + files.folder.Path() +
+                ": it is a folder!\n",
+            block.Log());
 }
 
 TEST(PreReadData, ImageOrdinalOutOfRange) {

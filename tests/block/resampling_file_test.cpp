@@ -173,6 +173,7 @@ TEST(ResampleToFile, BrokenRangesTakeNothingTwice) {
   for (const int64_t limit : {int64_t{0}, int64_t{100}}) {
     ResamplingRun run(OneCellBlock({{"x", 1, 2, 3, 0, {{0, 1, 1}}}}), false);
     test::WriteFile(run.files.szOvt, test::OvtBytes(points, measures));
+    run.block->Inputs.Forget();
     run.block->PreReadData(run.files.szOvc, run.files.szGcp);
     run.block->nResampleFileLimit = limit;
     ASSERT_EQ(run.Resample(), 1) << run.block.Log();

@@ -366,21 +366,23 @@ TEST(ResamplePoints, GcpFileThatChangedEndsTheRun) {
   for (const Form& form : kForms) {
     ResamplingRun fewer(content, form.bText);
     test::WriteFile(fewer.files.szGcp, "1\n" + test::PointText("G1", 1, {{0, 1, 2}, {1, 3, 4}, {2, 5, 6}}));
+    fewer.block->Inputs.Forget();
     EXPECT_EQ(fewer.Resample(), 0);
     EXPECT_TRUE(Contains(fewer.block.Log(), "Error!GCP number is unexpected!\n"));
 
     ResamplingRun measures(content, form.bText);
     test::WriteFile(measures.files.szGcp,
                     "2\n" + test::PointText("G1", 1, {{0, 1, 2}}) + test::PointText("C1", 2, {{2, 5, 6}}));
+    measures.block->Inputs.Forget();
     EXPECT_EQ(measures.Resample(), 0);
     EXPECT_TRUE(Contains(measures.block.Log(), "Error!GCP image point number is unexpected!\n"));
 
     ResamplingRun gone(content, form.bText);
     std::filesystem::remove(gone.files.szGcp);
     EXPECT_EQ(gone.Resample(), 0);
-    EXPECT_TRUE(
-        Contains(gone.block.Log(),
-                 ">>>>Reading gcp file...\nOpen gcp file falied!\nError!GCP number is unexpected!\n"));
+    EXPECT_TRUE(Contains(gone.block.Log(),
+                         ">>>>Reading gcp file...\nOpen gcp file falied!\nError!Reading failed: can't open " +
+                             gone.files.szGcp + ": No such file or directory!\n"));
   }
 }
 
@@ -388,6 +390,7 @@ TEST(ResamplePoints, WithoutAGcpFileThereAreNoGcp) {
   for (const Form& form : kForms) {
     ResamplingRun run(MakeRandomBlock(13, 12, 100), form.bText);
     std::filesystem::remove(run.files.szGcp);
+    run.block->Inputs.Forget();
     run.block->PreReadData(run.block->szProjectPath, run.files.szGcp);
     EXPECT_EQ(run.Resample(), 1);
     EXPECT_TRUE(Contains(run.block.Log(), ">>>>Reading gcp file...\nOpen gcp file falied!\n"));
@@ -411,8 +414,7 @@ TEST(ResamplePoints, ProjectThatVanishedEndsTheRun) {
   const std::string log = run.block.Log();
   EXPECT_TRUE(Contains(log, "Error!Open prj file failed!\n"));
   EXPECT_TRUE(Contains(
-      log,
-      "\nOpen prj file failed:2\n>>>>Reading gcp file...\nError!GCP image point number is unexpected!\n"));
+      log, "\nError!Reading failed: can't open " + run.files.szText + ": No such file or directory!\n"));
 }
 
 TEST(FilterPoints, MissingSourceIsLoggedWithItsPath) {

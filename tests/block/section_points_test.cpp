@@ -71,6 +71,7 @@ TEST(SectionPoints, SampleDistanceIsTakenAtEachReading) {
   Read(block, 0);
   EXPECT_NEAR(0.2, block->fGsd, 1e-6);
   WriteFile(files.szText, ProjectText(1, 1, PointText("a", 0, {{0, 1, 1}})));
+  block->Inputs.Forget();
   files.ReadAll(*block, files.szText, "");
   Read(block, 0);
   EXPECT_TRUE(std::isnan(block->fGsd));

@@ -196,10 +196,12 @@ TEST(TextPoints, ManyThreadsReadWhatOneReads) {
     const auto read = [&](LoggedBlock& block, int processors) {
       block->System.ProcessorCount = [=] { return processors; };
       WriteFile(files.szText, text);
+      block->Inputs.Forget();
       files.ReadAll(*block, files.szText, "");
       std::string changed = text;
       if (row.was[0] != 0) changed.replace(changed.find(row.was), std::strlen(row.was), row.becomes);
       WriteFile(files.szText, changed);
+      block->Inputs.Forget();
       Read(block, 0);
     };
     LoggedBlock one;

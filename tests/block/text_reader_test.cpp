@@ -6,6 +6,7 @@
 #include <random>
 
 #include "fuzz/LineReference.h"
+#include "support/FaultyFiles.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {
@@ -144,6 +145,126 @@ TEST(TextReader, GoesBackToAnyPlace) {
   }
   reader.Rewind();
   EXPECT_EQ(reader.Next(), lines[0]);
+}
+
+TEST(TextReader, PassesOverAByteOrderMark) {
+  ScratchFolder folder;
+  const std::string mark = "\xEF\xBB\xBF";
+  const struct {
+    std::string text;
+    std::vector<std::string> lines;
+  } table[] = {
+      {mark, {}},
+      {mark + "\n", {""}},
+      {mark + "1 2\r\nb", {"1 2", "b"}},
+      {mark + mark + "a", {mark + "a"}},
+      {"a" + mark, {"a" + mark}},
+      {"\n" + mark + "\n", {"", mark}},
+      {mark.substr(0, 2), {mark.substr(0, 2)}},
+      {mark.substr(0, 2) + "a\n", {mark.substr(0, 2) + "a"}},
+      {mark + std::string(511, 'x') + "\nb", {std::string(511, 'x'), "", "b"}},
+      {mark + std::string(70000, '\n') + "b", {std::vector<std::string>(70000, "")}},
+  };
+  for (const auto& row : table) {
+    WriteFile(folder / "file", row.text);
+    TextReader file;
+    ASSERT_TRUE(file.Open(folder / "file"));
+    for (int pass = 0; pass < 2; ++pass) {
+      const int64_t start = file.Tell();
+      for (size_t i = 0; i < row.lines.size(); ++i) {
+        std::string_view line;
+        ASSERT_TRUE(file.Next(line));
+        ASSERT_EQ(line, row.lines[i]);
+        if (i > 0) continue;
+        // Back to the first line, and to the one behind it.
+        const int64_t second = file.Tell();
+        file.Seek(start);
+        ASSERT_EQ(file.Next(), row.lines[0]);
+        ASSERT_EQ(file.Tell(), second);
+        file.Seek(second);
+      }
+      if (row.lines.size() < 70000) {
+        EXPECT_TRUE(file.AtEnd());
+      }
+      file.Rewind();
+    }
+    EXPECT_FALSE(file.Failed());
+  }
+}
+
+TEST(TextReader, RefusesALineOfMoreThan16MB) {
+  ScratchFolder folder;
+  const auto limit = static_cast<size_t>(TextReader::kMaxLineBytes);
+  const struct {
+    size_t before, length;
+    const char* fault;
+  } table[] = {
+      {0, limit - 600, ""},
+      {0, limit, ""},
+      {3, limit + 1, "a line of more than 16 MB begins at byte 4"},
+      {0, limit + 1000, "a line of more than 16 MB begins at byte 0"},
+  };
+  for (const auto& row : table) {
+    const std::string head = row.before > 0 ? std::string(row.before, 'a') + "\n" : "";
+    WriteFile(folder / "file", head + std::string(row.length, 'x') + "\nend\n");
+    TextReader file;
+    ASSERT_TRUE(file.Open(folder / "file"));
+    std::string_view line, last;
+    while (file.Next(line)) last = line;
+    EXPECT_EQ(file.Fault().szReason, row.fault);
+    EXPECT_TRUE(file.AtEnd());
+    EXPECT_FALSE(file.Next(line));
+    EXPECT_EQ(file.Failed(), *row.fault != '\0');
+  }
+  // Many lines that are each below the limit.
+  WriteFile(folder / "file", [&] {
+    std::string text;
+    for (int i = 0; i < 3; ++i) text += std::string(limit / 2, 'x') + "\n";
+    return text;
+  }());
+  TextReader file;
+  ASSERT_TRUE(file.Open(folder / "file"));
+  EXPECT_GT(file.Skip(1000000), 3);
+  EXPECT_FALSE(file.Failed());
+}
+
+TEST(TextReader, EndsAtADeviceWithoutLines) {
+  TextReader file;
+  EXPECT_FALSE(file.Open("/dev/zero"));
+  TextReader once;
+  ASSERT_TRUE(once.Open("/dev/zero", kReadOnce));
+  EXPECT_LT(once.Skip(int64_t{1} << 40), 1000000);
+  EXPECT_EQ(once.Fault().szReason, "a line of more than 16 MB begins at byte 0");
+}
+
+TEST(TextReader, AFailureIsNoEnd) {
+  ScratchFolder folder;
+  std::string text;
+  for (int i = 0; i < 20000; ++i) text += "line " + std::to_string(i) + "\n";
+  WriteFile(folder / "file", text);
+  for (int k = 0; k < 8; ++k) {
+    for (const int error : {EIO, EINTR, kEndsEarly, kReadsLittle}) {
+      const FaultyFiles faulty(FileCall::ReadAt, k, error);
+      InputFiles run(faulty.Calls());
+      TextReader file(&run);
+      ASSERT_TRUE(file.Open(folder / "file"));
+      const int64_t lines = file.Skip(1000000);
+      const std::string what = "call " + std::to_string(k) + ", error " + std::to_string(error);
+      EXPECT_EQ(run.Any(), file.Failed()) << what;
+      if (!file.Failed()) {
+        EXPECT_EQ(lines, 20000) << what;
+      }
+      if (error == EIO) {
+        EXPECT_EQ(file.Failed(), faulty.Fired()) << what;
+      }
+      if (error == EINTR || error == kReadsLittle) {
+        EXPECT_FALSE(file.Failed()) << what;
+      }
+      if (error == kEndsEarly && k == 0) {
+        EXPECT_TRUE(file.Failed());
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -63,31 +63,6 @@ TEST(Platform, Folders) {
   EXPECT_FALSE(platform.FolderIsWritable(folder / "file"));
 }
 
-TEST(InputFile, ReadsAnywhere) {
-  ScratchFolder folder;
-  WriteFile(folder / "file", "0123456789");
-  InputFile file;
-  EXPECT_FALSE(file.Open(folder / "absent"));
-  EXPECT_FALSE(file.Open(folder.Path()));
-  EXPECT_FALSE(file.IsOpen());
-  EXPECT_EQ(file.Size(), 0);
-  ASSERT_TRUE(file.Open(folder / "file"));
-  EXPECT_EQ(file.Size(), 10);
-  const struct {
-    int64_t offset, bytes;
-    const char* read;
-  } table[] = {{7, 2, "78"},  {0, 10, "0123456789"}, {8, 5, "89"}, {10, 1, ""},
-               {1000, 4, ""}, {-1, 1, ""},           {3, 0, ""}};
-  for (const auto& row : table) {
-    char text[16] = {};
-    EXPECT_EQ(file.ReadAt(row.offset, text, row.bytes), static_cast<int64_t>(std::strlen(row.read)));
-    EXPECT_STREQ(text, row.read);
-  }
-  file.Close();
-  char text[1];
-  EXPECT_EQ(file.ReadAt(0, text, 1), 0);
-}
-
 TEST(LargeArray, HoldsWhatVectorsHold) {
   for (const size_t size : {size_t{0}, size_t{1}, size_t{3000000}}) {
     std::vector<int32_t> vector{7, 8};

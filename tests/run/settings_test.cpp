@@ -16,6 +16,7 @@ class Settings : public ::testing::Test {
   int Read(const std::string& name, const std::string& content) {
     const std::string path = folder / name;
     WriteFile(path, content);
+    block.Inputs.Forget();
     return block.ReadSettings(path);
   }
   ScratchFolder folder;

@@ -178,8 +178,8 @@ TEST_F(BadInput, ControlFiles) {
   EXPECT_TRUE(Run(false).bDone);
   EXPECT_TRUE(Logged("Open Gcp file failed!\n"));
   std::filesystem::create_directory(path);
-  EXPECT_TRUE(Run(false).bDone);
-  EXPECT_TRUE(Logged("Open Gcp file failed!\n"));
+  EXPECT_FALSE(Run(false).bDone);
+  EXPECT_TRUE(Logged("Error!Reading failed: can't read " + path + ": it is a folder!\n"));
 }
 
 TEST_F(BadInput, TiePointFiles) {
