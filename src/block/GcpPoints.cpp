@@ -1,6 +1,7 @@
 // Control and check points.
 #include <algorithm>
 
+#include "base/MemoryPurpose.h"
 #include "block/Measurement.h"
 #include "block/ProjectText.h"
 #include "run/BundleAdjustment.h"
@@ -51,6 +52,7 @@ std::vector<ObjectPointRecord> ReadGcpRecords(TextReader& file) {
 }  // namespace
 
 int CBundleAdjustment::ReadGcpTable(const std::string& gcp) {
+  const MemoryPurpose purpose("the control points");
   TextReader file(&Inputs);
   if (!pGcpTable.empty()) return 1;
   if (!file.Open(gcp)) return CheckInputs();

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/MemoryPurpose.h"
 #include "base/PrintableName.h"
 #include "block/ImageNameIndex.h"
 #include "block/PosLine.h"
@@ -104,6 +105,7 @@ void AssignGroups(CBundleAdjustment& block, const std::vector<StripCount>& strip
 }  // namespace
 
 int CBundleAdjustment::ReadPosData(const std::string& pos) {
+  const MemoryPurpose purpose("the POS records");
   TextReader file(&Inputs);
   if (pos.empty() || !file.Open(pos, kReadOnce)) {
     LogPrintf(pos.empty() ? "POS file is NULL!\n" : "Open POS file failed!\n");

@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <limits>
 
+#include "base/MemoryPurpose.h"
 #include "block/OvtFacts.h"
 #include "block/OvtFile.h"
 #include "block/ProjectForm.h"
@@ -61,6 +62,7 @@ struct Counter {
 }  // namespace
 
 int CBundleAdjustment::PreReadData(const std::string& project, const std::string& gcp) {
+  const MemoryPurpose purpose("the counts of the project");
   szProjectPath = project;
   szGcpPath = gcp;
   szOvtPath = OvtPathOfProject(project);

@@ -1,6 +1,7 @@
 // Cameras and images of a project, and the rules by which they are deleted.
 #include <algorithm>
 
+#include "base/MemoryPurpose.h"
 #include "block/ProjectRecords.h"
 #include "block/ProjectText.h"
 #include "run/BundleAdjustment.h"
@@ -8,6 +9,7 @@
 namespace orvo {
 
 int CBundleAdjustment::ReadProject(const std::string& project, const std::string& /*gcp*/) {
+  const MemoryPurpose purpose("the images and cameras of the project");
   nImageNum = nUnknownImageNum = nCameraNum = nCameraRowNum = 0;
   TextReader file(&Inputs);
   if (!file.Open(project)) {

@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <new>
 
+#include "base/MemoryPurpose.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
 #include "block/ResampleOffers.h"
@@ -43,6 +44,7 @@ std::vector<ResampleView> MakeViews(std::span<const EopRecord> eop) {
 
 int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string& gcp,
                                       const std::string& newOvt) {
+  const MemoryPurpose purpose("the thinned points");
   int64_t total = nTiePointNum, imageTotal = nTieImagePointNum;
   if (!ovt.empty()) {
     OvtReader file(&Inputs);

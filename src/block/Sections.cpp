@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include "base/MemoryPurpose.h"
 #include "block/Gsd.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
@@ -34,6 +35,7 @@ int CBundleAdjustment::ReadSectionPoints(int32_t section) {
 
 int CBundleAdjustment::ReadSectionPoints(int32_t section, const std::string& project, const std::string& gcp,
                                          int64_t& count) {
+  const MemoryPurpose purpose("the points of a section");
   count = 0;
   pObjectPoints.clear();
   pImagePoints.clear();

@@ -3,6 +3,7 @@
 #include <limits>
 #include <new>
 
+#include "base/MemoryPurpose.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
@@ -36,6 +37,7 @@ LayoutMode ChooseLayout(bool eopUnknown, bool iopUnknown, bool oneCameraPerImage
 }  // namespace
 
 int CBundleAdjustment::PrepareAdjustment() {
+  const MemoryPurpose purpose("the unknowns");
   nEopSize = 6;
   nIopSize = 5;
   if (!Set_EOP_Unknown && !Set_IOP_Unknown) {
@@ -104,6 +106,7 @@ int CBundleAdjustment::AllocateUnknowns() {
     if (static_cast<double>(elementCount) / freeBytes > 0.9) return 0;
   }
   try {
+    const AnswersLackOfMemory answers;
     if (nGroupNum > 0) {
       pPosParams.assign(static_cast<size_t>(nGroupNum) * static_cast<size_t>(nPosSize), 0.0);
     }

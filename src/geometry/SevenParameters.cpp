@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/MemoryPurpose.h"
 #include "block/TextReader.h"
 #include "geometry/Intersection.h"
 #include "geometry/Similarity.h"
@@ -95,6 +96,7 @@ int CBundleAdjustment::ComputeSevenParametersFromGps() {
 }
 
 int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
+  const MemoryPurpose purpose("the similarity onto the control points");
   LogPrintf("Read Gcp file...\n");
   TextReader file(&Inputs);
   if (!file.Open(gcp)) {

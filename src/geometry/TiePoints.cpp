@@ -4,6 +4,7 @@
 #include <system_error>
 #include <thread>
 
+#include "base/MemoryPurpose.h"
 #include "geometry/Intersection.h"
 #include "run/BundleAdjustment.h"
 
@@ -45,6 +46,7 @@ int64_t CBundleAdjustment::SectionPointCount(int32_t section) const {
 }
 
 int CBundleAdjustment::ComputeTiePoints(int32_t section) {
+  const MemoryPurpose purpose("the tie points");
   IntersectPointsWithStatistics(SectionPointCount(section), pObjectPoints.data(), pImagePoints, KeptImages(),
                                 KeptCameras(), dCheckResidual, dControlResidual, System.ProcessorCount());
   for (double& value : dCheckResidual) value /= dCoorScale;

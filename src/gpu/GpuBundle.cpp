@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/MemoryPurpose.h"
 #include "geometry/OrvoMatrix.h"
 
 namespace orvo {
@@ -103,6 +104,7 @@ double CBundleAdjustment::ChoosePackedDamping(int32_t iteration) {
 }
 
 int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output) {
+  const MemoryPurpose purpose("the device");
   gpu::GpuState& state = Gpu();
   if (!state.pDevice) return 0;
   state.pDevice = gpu::GuardDevice(std::move(state.pDevice), state.Fault);

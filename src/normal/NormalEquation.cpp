@@ -4,6 +4,7 @@
 #include <system_error>
 #include <thread>
 
+#include "base/MemoryPurpose.h"
 #include "normal/BlockIndex.h"
 #include "normal/BlockStore.h"
 #include "normal/PointOrder.h"
@@ -15,6 +16,7 @@ namespace orvo {
 
 int CBundleAdjustment::BuildNormalEquation(int32_t iteration, int32_t section,
                                            std::vector<int32_t>& threadNumCache) {
+  const MemoryPurpose purpose("the normal equations");
   std::vector<SubTask> tasks;
   if (!PlanThreads(section, threadNumCache) || SplitSubTasks(section, tasks) == -1) {
     LogPrintf("Compute multithread memory failed!\n");

@@ -1,6 +1,7 @@
 // The pattern of the reduced normal matrix and the numbering of its blocks.
 #include <algorithm>
 
+#include "base/MemoryPurpose.h"
 #include "normal/BlockIndex.h"
 #include "normal/BlockPattern.h"
 #include "normal/SortedColumns.h"
@@ -24,6 +25,7 @@ int CBundleAdjustment::AddSubMatrixPosition(int32_t a, int32_t b) {
 }
 
 int CBundleAdjustment::ComputeSubMatrixPosition() {
+  const MemoryPurpose purpose("the pattern of the normal equations");
   const UnknownLayout layout = Layout();
   const bool several = Sections.Count() > 1;
   for (int32_t section = 0; section < Sections.Count(); ++section) {

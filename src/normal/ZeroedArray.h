@@ -5,15 +5,15 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <new>
 #include <utility>
 
+#include "base/MemoryPurpose.h"
 #include "run/Platform.h"
 
 namespace orvo {
 
 /// Doubles, zero at first, the first one at the start of a cache line. Large pages make random access faster,
-/// but back more than is touched. Throws std::bad_alloc.
+/// but back more than is touched. Without memory: LackMemory.
 class ZeroedArray {
  public:
   ZeroedArray() = default;
@@ -29,7 +29,7 @@ class ZeroedArray {
     // The C library hands out untouched pages of the system for large sizes: what no one writes is never
     // backed.
     pMemory.reset(std::calloc(size + kLine, sizeof(double)));
-    if (!pMemory) throw std::bad_alloc();
+    if (!pMemory) LackMemory((size + kLine) * sizeof(double));
     if (largePages) PreferLargePages(pMemory.get(), (size + kLine) * sizeof(double));
     const auto address = reinterpret_cast<uintptr_t>(pMemory.get());
     const uintptr_t line = kLine * sizeof(double);

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "base/MemoryPurpose.h"
 #include "block/Scan.h"
 #include "geometry/Intersection.h"
 #include "results/MeasuredPoint.h"
@@ -113,6 +114,7 @@ void WriteFigures(TextWriter& report, const double* six, const double* max) {
 }  // namespace
 
 int CBundleAdjustment::WriteReport() {
+  const MemoryPurpose purpose("the report");
   TextWriter report, errors;
   const bool opened = OpenOutput(Outputs, report, JoinPath(szOutputPath, "OrvoAdjustReport.txt")) &&
                       OpenOutput(Outputs, errors, JoinPath(szOutputPath, "ObjectPointError.xyz"));

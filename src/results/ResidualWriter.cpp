@@ -5,6 +5,8 @@
 #include <system_error>
 #include <utility>
 
+#include "base/MemoryPurpose.h"
+
 namespace orvo {
 
 int64_t ResidualListing::Bytes() const {
@@ -43,6 +45,7 @@ bool ResidualWriter::Start(const std::string& path, ResidualListing listing, int
 }
 
 void ResidualWriter::Work(int threads) {
+  const MemoryPurpose purpose("a residual file", MemoryPurpose::Scope::Thread);
   bool written = true;
   try {
     WriteResidualFile(File, Listing, threads);

@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 
+#include "base/MemoryPurpose.h"
 #include "base/PrintableName.h"
 #include "block/ProjectText.h"
 #include "block/Scan.h"
@@ -199,6 +200,7 @@ int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::s
 }
 
 int CBundleAdjustment::WriteResultForm(const std::string& project, const std::string& gcp, int selector) {
+  const MemoryPurpose purpose("the result files");
   const FormContext context = MakeFormContext(*this, selector == kTiePointListing);
   const std::string ovcPath = JoinPath(szOutputPath, "OrvoResult.ovc");
   const std::string listingPath =

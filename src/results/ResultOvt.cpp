@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include "base/MemoryPurpose.h"
 #include "block/ProjectForm.h"
 #include "results/OutputFile.h"
 #include "run/BundleAdjustment.h"
@@ -77,6 +78,7 @@ int64_t CopyMeasures(const OvtReader& input, int64_t first, int64_t count, int t
 }  // namespace
 
 int CBundleAdjustment::WriteResultOvt() {
+  const MemoryPurpose purpose("the file of the resulting points");
   const std::string besideProject = OvtPathOfProject(szProjectPath);
   if (!besideProject.empty()) szOvtPath = besideProject;
   if (szOvtPath.empty()) return 0;

@@ -1,4 +1,5 @@
 // The flow of an adjustment on the CPU, from reading to the last output file.
+#include "base/MemoryPurpose.h"
 #include "block/ProjectForm.h"
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
@@ -161,6 +162,7 @@ int CBundleAdjustment::AddSectionToNormalEquation(int32_t iteration, int32_t sec
 }
 
 void CBundleAdjustment::MakeNormalEquation() {
+  const MemoryPurpose purpose("the normal equations");
   const auto order = static_cast<size_t>(nUnknownNum);
   pConstVector.assign(order, 0.0);
   if (Apply_PCG_Model) {

@@ -2,6 +2,7 @@
 #include <cstdarg>
 #include <string>
 
+#include "base/MemoryEnd.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
@@ -45,6 +46,7 @@ int CBundleAdjustment::OpenLogFile(std::string& path) {
     LogPrintf("Create log file failed\n");
     return 0;
   }
+  SetMemoryEndLog(::fileno(fLogFile));
   const LocalTime now = System.Now();
   LogPrintf("\nAdjustment begin:%d-%02d-%02d %02d:%02d:%02d\n", now.nYear, now.nMonth, now.nDay, now.nHour,
             now.nMinute, now.nSecond);
@@ -53,6 +55,7 @@ int CBundleAdjustment::OpenLogFile(std::string& path) {
 }
 
 int CBundleAdjustment::CloseLogFile() {
+  SetMemoryEndLog(-1);
   if (fLogFile != nullptr) {
     const bool failed = std::ferror(fLogFile) != 0;
     if (std::fclose(fLogFile) != 0 || failed) ++nOutputFailureNum;

@@ -2,6 +2,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/MemoryPurpose.h"
 #include "block/Scan.h"
 #include "block/TextReader.h"
 #include "run/BundleAdjustment.h"
@@ -38,6 +39,7 @@ void AssignTo(CBundleAdjustment& owner, const Setting& setting, std::string_view
 }  // namespace
 
 int CBundleAdjustment::ReadSettings(const std::string& path) {
+  const MemoryPurpose purpose("the settings");
   if (path.empty()) {
     LogPrintf("Open initial parameter file failed!\n");
     LogPrintf("Use default parameters!\n");

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <new>
+
+#include "base/MemoryPurpose.h"
 
 namespace orvo {
 namespace {
@@ -20,7 +21,7 @@ AlignedArray AllocateAligned(size_t size) {
   constexpr size_t kLine = 64;
   const size_t bytes = (size * sizeof(double) + kLine - 1) / kLine * kLine;
   AlignedArray array(static_cast<double*>(std::aligned_alloc(kLine, bytes)));
-  if (!array) throw std::bad_alloc();
+  if (!array) LackMemory(bytes);
   return array;
 }
 

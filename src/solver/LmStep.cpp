@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "base/MemoryPurpose.h"
 #include "geometry/OrvoMatrix.h"
 #include "run/BundleAdjustment.h"
 #include "run/OutputFiles.h"
@@ -11,6 +12,7 @@
 namespace orvo {
 
 int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
+  const MemoryPurpose purpose("the solution of the normal equations");
   std::vector<double> x(static_cast<size_t>(nUnknownNum), 0.0), remainder;
   bool solved = true;
   if (Apply_PCG_Model) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/MemoryPurpose.h"
 #include "base/OutputFolder.h"
 #include "run/Platform.h"
 #include "synthetic/SyntheticFiles.h"
@@ -54,6 +55,7 @@ SyntheticTruth MakeTruth(const SyntheticScene& scene, const TiePointField& field
 
 SyntheticBlock GenerateBlock(const SyntheticOptions& options, const std::string& folder,
                              const std::string& name, const SyntheticForms& forms) {
+  const MemoryPurpose purpose("the generated block");
   SyntheticBlock block;
   block.szError = CheckSyntheticOptions(options);
   if (!block.szError.empty()) return block;

@@ -1,0 +1,7 @@
+#include "Allocation.h"
+
+namespace orvo {
+
+void EndOnFailedAllocation(const char*, int) {}
+
+}  // namespace orvo
