@@ -21,21 +21,27 @@ int SyncFolder(int folder) noexcept {
 }
 
 /// The end of a commit whose steps are all taken.
-CommitResult DoneBefore(const CommitFolders& folders, const char* journal) noexcept {
+CommitResult DoneBefore(const CommitFolders& folders, const JournalNames& journal) noexcept {
   if (const int error = SyncFolder(folders.nTarget); error != 0) return {error, -1, false};
-  ::unlinkat(folders.nStaging, journal, 0);
+  ::unlinkat(folders.nStaging, journal.szFinal, 0);
   return {};
 }
 
 /// Everything of the commit, with nothing in it that a child of a process with threads may not do.
-CommitResult DoCommit(const CommitPlan& plan, const CommitFolders& folders, const char* journal) noexcept {
+CommitResult DoCommit(const CommitPlan& plan, const CommitFolders& folders,
+                      const JournalNames& journal) noexcept {
+  // Only now, and where no kill of the run reaches: a run that dies before has changed nothing, not even
+  // later.
+  if (::renameat(folders.nStaging, journal.szNew, folders.nStaging, journal.szFinal) != 0) {
+    return {errno, -1, true};
+  }
   CommitResult result = ApplyPlan(plan, folders);
   if (result.nError == 0) {
     // If this fails, nobody knows whether the renames will outlive a loss of power.
     const int error = SyncFolder(folders.nTarget);
     if (error != 0) result = {error, -1, TakeBackPlan(plan, folders)};
   }
-  if (result.nError == 0 || result.bUndone) ::unlinkat(folders.nStaging, journal, 0);
+  if (result.nError == 0 || result.bUndone) ::unlinkat(folders.nStaging, journal.szFinal, 0);
   return result;
 }
 
@@ -58,7 +64,8 @@ OpenFolders::~OpenFolders() {
   }
 }
 
-CommitResult RunCommitProcess(const CommitPlan& plan, const CommitFolders& folders, const char* journal) {
+CommitResult RunCommitProcess(const CommitPlan& plan, const CommitFolders& folders,
+                              const JournalNames& journal) {
   void* const shared =
       ::mmap(nullptr, sizeof(CommitResult), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) return DoCommit(plan, folders, journal);
@@ -78,10 +85,13 @@ CommitResult RunCommitProcess(const CommitPlan& plan, const CommitFolders& folde
     do {
       ended = ::waitpid(child, &status, 0);
     } while (ended < 0 && errno == EINTR);
-    // A child that was killed has left the journal: what is left to do is done here.
+    // What a child that was killed has left to do is done here.
     const bool finished = told->nError != EINTR || told->bUndone;
     result = finished ? *told : CommitResult{EINTR, -1, false};
-    if (!finished && FinishPlan(plan, folders)) result = DoneBefore(folders, journal);
+    if (!finished) {
+      ::renameat(folders.nStaging, journal.szNew, folders.nStaging, journal.szFinal);
+      if (FinishPlan(plan, folders)) result = DoneBefore(folders, journal);
+    }
   }
   ::munmap(shared, sizeof(CommitResult));
   return result;

@@ -22,9 +22,16 @@ class OpenFolders {
   int nError = 0;
 };
 
-/// Takes every step of the plan, or none, brings the target to the disk and removes the journal, which stands
-/// in the staging folder. A process in a session of its own does it, and holds what locks are open: neither
+/// The journal of a plan in the staging folder: as it was written, and when it holds.
+struct JournalNames {
+  const char* szNew;
+  const char* szFinal;
+};
+
+/// Gives the journal its final name, takes every step of the plan, or none, brings the target to the disk and
+/// removes the journal. A process in a session of its own does it, and holds what locks are open: neither
 /// Control-C nor a kill of this process stops it half way. Where no process can be made, this one does it.
-CommitResult RunCommitProcess(const CommitPlan& plan, const CommitFolders& folders, const char* journal);
+CommitResult RunCommitProcess(const CommitPlan& plan, const CommitFolders& folders,
+                              const JournalNames& journal);
 
 }  // namespace orvo

@@ -165,6 +165,8 @@ bool OutputFolder::End(OutputFate fate) {
   if (fate != OutputFate::Discard && !Fault().Any()) Prepare(fate, plan);
   if (const OutputFault fault = Sync.Finish(); fault.Any()) Fail(fault);
   if (!Fault().Any() && !plan.Steps.empty()) Rename(plan);
+  // Goes only where it is empty: made for files that did not come.
+  if (Fault().Any() && fate == OutputFate::Unusable && !bKeepStaging) ::rmdir(TargetOf(true).c_str());
   RemoveStaging();
   Lock.Release();
   pInterruptible.reset();
@@ -233,18 +235,14 @@ bool OutputFolder::Rename(const CommitPlan& plan) {
   const std::string target = TargetOf(plan.bUnusable);
   const OpenFolders folders(szStaging, szStaging + "/" + kOld, target);
   if (folders.Error() != 0) return FailWith(target, "open", folders.Error());
-  const std::string journal = szStaging + "/" + kJournal;
   const auto gate = Interruptible::Hold();
-  if (::rename((szStaging + "/" + kNewJournal).c_str(), journal.c_str()) != 0) {
-    return FailWith(journal, "rename", errno);
-  }
-  const CommitResult result = RunCommitProcess(plan, folders.Handles(), kJournal);
+  const CommitResult result = RunCommitProcess(plan, folders.Handles(), {kNewJournal, kJournal});
   if (result.nError == 0) {
     pInterruptible->Settle();
     return true;
   }
   bKeepStaging = !result.bUndone;
-  if (result.nStep < 0) return FailWith(target, "synchronize", result.nError);
+  if (result.nStep < 0) return FailWith(target, "put files in", result.nError);
   return FailWith(target + "/" + plan.Steps[static_cast<size_t>(result.nStep)].szName, "rename",
                   result.nError);
 }

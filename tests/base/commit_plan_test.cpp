@@ -8,6 +8,8 @@
 namespace orvo::test {
 namespace {
 
+constexpr JournalNames kJournal{"journal.new", "journal"};
+
 /// Two old files, one of which is renewed, and a new one.
 struct PlannedFolder {
   CommitFolder Folder;
@@ -18,7 +20,7 @@ struct PlannedFolder {
   PlannedFolder() {
     for (const auto& [name, text] : Before) Put(Folder / name, text);
     for (const auto& [name, text] : After) Put(Folder / ("s/" + name), text);
-    Put(Folder / "s/journal", Plan.Text());
+    Put(Folder / "s/journal.new", Plan.Text());
     std::filesystem::create_directory(Folder / "s/old");
   }
   OpenFolders Open() const { return {Folder / "s", Folder / "s/old", Folder.Path()}; }
@@ -89,12 +91,12 @@ TEST(CommitPlan, FinishedFromWhereverItStopped) {
 
 TEST(CommitProcess, DoesAllOrNothingAndRemovesTheJournal) {
   PlannedFolder whole, failing;
-  EXPECT_EQ(RunCommitProcess(whole.Plan, whole.Open().Handles(), "journal").nError, 0);
+  EXPECT_EQ(RunCommitProcess(whole.Plan, whole.Open().Handles(), kJournal).nError, 0);
   EXPECT_EQ(whole.Visible(), whole.After);
   EXPECT_FALSE(std::filesystem::exists(whole.Folder / "s/journal"));
 
   failing.Plan.Steps.back().szName = "absent";
-  const CommitResult result = RunCommitProcess(failing.Plan, failing.Open().Handles(), "journal");
+  const CommitResult result = RunCommitProcess(failing.Plan, failing.Open().Handles(), kJournal);
   EXPECT_EQ(result.nError, ENOENT);
   EXPECT_TRUE(result.bUndone);
   EXPECT_EQ(failing.Visible(), failing.Before);

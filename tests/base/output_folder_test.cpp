@@ -100,6 +100,16 @@ TEST(OutputFolder, FileThatCantBeSynchronizedKeepsWhatWasThere) {
   EXPECT_EQ(folder.Contents(), folder.Before);
 }
 
+TEST(OutputFolder, UnusableFilesThatFailLeaveNoFolder) {
+  const CommitFolder folder;
+  OutputFolder outputs;
+  ASSERT_EQ(outputs.Begin(folder.Path()), "");
+  outputs.Written(outputs.PlaceOf(folder / "OrvoResult.rst"), folder / "OrvoResult.rst");
+  WriteOutput(outputs, folder / "OrvoResult.ovc", "new");
+  EXPECT_FALSE(outputs.End(OutputFate::Unusable));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+}
+
 TEST(OutputFolder, FinalPathsThatTakeNoFile) {
   const CommitFolder folder;
   std::filesystem::create_directory(folder / "OrvoResult.ovc");

@@ -1,0 +1,141 @@
+// Signals at any moment of a run: the output folder holds one whole run, whichever.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "base/FolderLock.h"
+#include "support/Block.h"
+
+namespace orvo::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+class Interruption : public ::testing::Test {
+ protected:
+  Interruption() : Tried(Options()) {
+    Long = FilesOf(End(0, milliseconds(0)));
+    Tried.Set("Max_LM_Iteration_Num", "1");
+    Short = FilesOf(End(0, milliseconds(0)));
+    Tried.Set("Max_LM_Iteration_Num", "20");
+  }
+
+  static SyntheticOptions Options() {
+    SyntheticOptions options;
+    options.nStrips = 3;
+    options.nImagesPerStrip = 6;
+    return options;
+  }
+
+  std::string Out() const { return Tried / "out"; }
+
+  pid_t Start(bool ignoring = false) const {
+    const SyntheticPaths& paths = Tried.Paths();
+    const pid_t child = ::fork();
+    if (child != 0) return child;
+    if (ignoring) ::signal(SIGINT, SIG_IGN);
+    const int nowhere = ::open("/dev/null", O_WRONLY);
+    ::dup2(nowhere, 1);
+    ::dup2(nowhere, 2);
+    ::execl(ORVO_PROGRAM, ORVO_PROGRAM, "adjust", paths.szText.c_str(), "--gcp", paths.szGcp.c_str(),
+            "--settings", paths.szXml.c_str(), "--out", Out().c_str(), static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+
+  /// One run, with this signal after this time; its exit code, or minus the signal that killed it.
+  int End(int signal, milliseconds after, bool ignoring = false) const {
+    const pid_t child = Start(ignoring);
+    if (signal != 0) {
+      std::this_thread::sleep_for(after);
+      ::kill(child, signal);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+  /// The results once nobody writes any more; the report without its time.
+  std::map<std::string, std::string> FilesOf(int exitCode) const {
+    EXPECT_NE(exitCode, 127);
+    FolderLock lock;
+    while (lock.Take(Out()) == FolderLock::Result::Busy) std::this_thread::sleep_for(milliseconds(1));
+    lock.Release();
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(Out())) {
+      const std::string name = entry.path().filename().string();
+      if (name == "log.txt" || (entry.is_directory() && exitCode < 0)) continue;
+      std::string text = entry.is_directory() ? "" : ReadFile(entry.path().string());
+      if (const size_t at = text.find("Total run time:"); at != std::string::npos) {
+        text.erase(at, text.find('\n', at) - at);
+      }
+      files[name] = text;
+    }
+    return files;
+  }
+
+  Block Tried;
+  std::map<std::string, std::string> Long, Short;
+};
+
+TEST_F(Interruption, FolderHoldsOneWholeRunAtEveryMoment) {
+  ASSERT_GT(Long.size(), Short.size());
+  std::map<std::string, std::string> there = Short;
+  for (const int signal : {SIGKILL, SIGINT, SIGTERM, SIGHUP}) {
+    for (int after = 0; after < 40; after += 4) {
+      const bool toLong = there == Short;
+      Tried.Set("Max_LM_Iteration_Num", toLong ? "20" : "1");
+      const int code = End(signal, milliseconds(after));
+      const auto files = FilesOf(code);
+      EXPECT_TRUE(files == Long || files == Short) << "signal " << signal << " after " << after << " ms";
+      EXPECT_TRUE(code == 0 || code == -signal || code == 128 + signal) << code;
+      if (code == 0) {
+        EXPECT_TRUE(files == (toLong ? Long : Short));
+      }
+      if (code > 0) {
+        EXPECT_TRUE(files == there) << "signal " << signal << " after " << after << " ms";
+      }
+      there = files;
+    }
+  }
+}
+
+TEST_F(Interruption, LeavesALineInTheLogWithinASecond) {
+  int code = 0;
+  // On a busy machine a run may be over before it can be interrupted.
+  for (int i = 0; i < 20 && code == 0; ++i) {
+    const std::string log = Out() + "/log.txt";
+    const auto size = std::filesystem::file_size(log);
+    const auto there = FilesOf(0);
+    const pid_t child = Start();
+    while (std::filesystem::file_size(log) == size)
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    const auto begin = steady_clock::now();
+    ::kill(child, SIGTERM);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(1));
+    ASSERT_TRUE(WIFEXITED(status));
+    code = WEXITSTATUS(status);
+    if (code == 0) continue;
+    EXPECT_EQ(FilesOf(code), there);
+    EXPECT_NE(ReadFile(log).substr(size).find(
+                  "Error!Interrupted by SIGTERM: the results are as they were before!\n"),
+              std::string::npos);
+  }
+  EXPECT_EQ(code, 143);
+}
+
+TEST_F(Interruption, SignalsThatWereIgnoredStaySo) {
+  EXPECT_EQ(End(SIGINT, milliseconds(5), true), 0);
+  EXPECT_EQ(FilesOf(0), Long);
+}
+
+}  // namespace
+}  // namespace orvo::test
