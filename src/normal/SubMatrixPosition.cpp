@@ -28,18 +28,20 @@ int CBundleAdjustment::ComputeSubMatrixPosition() {
   const MemoryPurpose purpose("the pattern of the normal equations");
   const UnknownLayout layout = Layout();
   const bool several = Sections.Count() > 1;
+  bool any = false;
   for (int32_t section = 0; section < Sections.Count(); ++section) {
     if (Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
-    const bool read = !several || ReadSectionPoints(section) != 0;
+    if (several && ReadSectionPoints(section) == 0) return 0;
     if (CheckInputs() == 0) return 0;
-    if (!read || pObjectPoints.empty()) {
-      LogPrintf("There is no image point!\n");
-      return 0;
-    }
+    any = any || !PointsOfSection(section).empty();
     if (layout.PointRows() <= static_cast<int32_t>(pSubMatrixRows.size())) {
       AddPatternOfPoints(PointsOfSection(section), pImagePoints, layout, pSubMatrixRows);
     }
     if (several) ReleaseSectionPoints();
+  }
+  if (!any) {
+    LogPrintf("There is no image point!\n");
+    return 0;
   }
   if (Apply_GPS_Data || Apply_IMU_Data) AddPosPattern();
 

@@ -202,14 +202,16 @@ TEST(ComputeSubMatrixPosition, WithoutPointsInMemory) {
   EXPECT_EQ(console.Text(), "There is no image point!\n");
 }
 
-TEST(ComputeSubMatrixPosition, EmptySectionIsPassedOver) {
-  Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
-  SetLayout(block, LayoutEop, 2, 1);
-  block.Sections.ObjectPoints = {{0, -1}};
-  EXPECT_EQ(block.ComputeSubMatrixPosition(), 1);
-  EXPECT_EQ(block.nSubMatrixNum, 0);
-  EXPECT_EQ(console.Text(), "");
+TEST(ComputeSubMatrixPosition, NoPointAtAll) {
+  for (const std::vector<PointSectionTable::Range>& ranges :
+       {std::vector<PointSectionTable::Range>{}, {{0, -1}}, {{0, -1}, {0, -1}}}) {
+    Recording console;
+    CBundleAdjustment block(NativePlatform(), console.File());
+    SetLayout(block, LayoutEop, 2, 1);
+    block.Sections.ObjectPoints = block.Sections.ImagePoints = ranges;
+    EXPECT_EQ(block.ComputeSubMatrixPosition(), 0);
+    EXPECT_EQ(console.Text(), "There is no image point!\n");
+  }
 }
 
 TEST(ComputeSubMatrixPosition, ImageWithoutPointsHasNoDiagonalBlock) {
