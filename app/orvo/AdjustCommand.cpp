@@ -62,7 +62,8 @@ bool MakeOutputFolder(const std::string& path, const Platform& platform) {
   return platform.FolderIsWritable(path);
 }
 
-/// Settings named, else beside the project, else beside the program. Tells the console which.
+/// Settings named, else beside the project, else beside the program; empty without any. Tells the console
+/// which.
 std::string ChooseSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
   std::string chosen = paths.szSettings;
   for (const char* name : {"AdjPara.xml", "AdjPara.ini"}) {
@@ -77,6 +78,7 @@ std::string ChooseSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
     std::fprintf(frontEnd.fOut,
                  "Settings: built-in defaults, as neither the project nor the program has an AdjPara.xml or "
                  "AdjPara.ini beside it\n");
+    chosen.clear();
   }
   return chosen;
 }

@@ -48,7 +48,7 @@ namespace {
 
 /// Files that were named are there; one that goes away is a fault.
 void ExpectInputs(const RunPaths& paths, InputFiles& inputs) {
-  for (const std::string& path : {paths.szProject, paths.szGcp, paths.szPos}) {
+  for (const std::string& path : {paths.szProject, paths.szGcp, paths.szPos, paths.szSettings}) {
     if (!path.empty()) inputs.Expect(path);
   }
 }

@@ -72,10 +72,11 @@ int CBundleAdjustment::ReadSettings(const std::string& path) {
 }
 
 int CBundleAdjustment::ReadSettingsXml(const std::string& path) {
+  std::string text;  // the document is made of it
   pugi::xml_document document;
-  std::string text;
   // Without a file, too, the elements below assign: as if each were empty.
-  if (ReadWholeFile(path, kReadAsSettings, &Inputs, text)) document.load_buffer(text.data(), text.size());
+  if (ReadWholeFile(path, kReadAsSettings, &Inputs, text))
+    document.load_buffer_inplace(text.data(), text.size());
   for (const Setting& setting : SettingsTable()) {
     // An absent element assigns too: its text is empty, so a switch is off and a number 0.
     if (setting.szXmlElement != nullptr) {

@@ -208,7 +208,7 @@ TEST_F(CommandLine, WithoutOptionsTheMachineAndTheProjectDecide) {
   EXPECT_EQ(ended.Asked->Options.At, DeviceChoice::FromSettings);
   EXPECT_EQ(ended.Asked->Options.Kernels, gpu::KernelForm::Fast);
   EXPECT_EQ(ended.Asked->Options.nDeviceMemory, 0);
-  EXPECT_EQ(ended.Asked->Paths.szSettings, "/nowhere/AdjPara.ini");
+  EXPECT_EQ(ended.Asked->Paths.szSettings, "");
   EXPECT_NE(ended.szOut.find("Settings: built-in defaults"), std::string::npos) << ended.szOut;
 }
 
@@ -245,6 +245,8 @@ TEST_F(CommandLine, RefusalsNameFileAndRemedyAndStartNothing) {
       {{In("b.prj"), "--gcp", In("no.txt")}, In("no.txt"), "check its path"},
       {{In("b.prj"), "--pos", In("no.txt")}, In("no.txt"), "check its path"},
       {{In("b.prj"), "--settings", In("no.xml")}, In("no.xml"), "check its path"},
+      {{In("b.prj"), "--gcp", Folder.Path()}, Folder.Path(), "it is a folder"},
+      {{In("b.prj"), "--gcp", "/dev/null"}, "/dev/null", "it is no file on a disk"},
       {{In("b.prj"), "--out", In("gcp.txt/x")}, In("gcp.txt/x"), "--out"},
   };
   for (auto row : rows) {
@@ -263,6 +265,9 @@ TEST_F(CommandLine, AFailedRunGivesOne) {
   EXPECT_EQ(failed.nExit, 1);
   EXPECT_NE(failed.szErr.find("log.txt"), std::string::npos);
   EXPECT_EQ(failed.szOut.find("Report:"), std::string::npos);
+  const Ended unread = Call({"adjust", In("b.prj")}, RunOutcome{false, 0, "", "can't read it: no reason"});
+  EXPECT_EQ(unread.nExit, 1);
+  EXPECT_EQ(unread.szErr, "orvo adjust: can't read it: no reason\n");
   const Ended cut = Call({"adjust", In("b.prj")}, RunOutcome{true, 2, ""});
   EXPECT_EQ(cut.nExit, 1);
   EXPECT_NE(cut.szErr.find("2 output files"), std::string::npos) << cut.szErr;

@@ -41,9 +41,26 @@ void ExpectLikeReference(const std::string& path, const std::string& text) {
 TEST(TextReader, SmallFiles) {
   ScratchFolder folder;
   using namespace std::string_literals;
-  for (const std::string& text :
-       {""s, "\n"s, "\r\n"s, "\r"s, "a"s, "a\n"s, "a\r\n"s, "a\nb"s, "a\r\nb\r\n"s, "\n\n\n"s, "a\rb\n"s,
-        "a\r\r\n"s, "a\0b\nc\0"s, "\0"s, " \t\n"s, "a\n\r"s, "\n\r\n"s}) {
+  for (const std::string& text : {""s,
+                                  "\xEF\xBB\xBF"s,
+                                  "\xEF\xBB\xBFx\r\n"s,
+                                  "\xEF\xBB"s,
+                                  "\n"s,
+                                  "\r\n"s,
+                                  "\r"s,
+                                  "a"s,
+                                  "a\n"s,
+                                  "a\r\n"s,
+                                  "a\nb"s,
+                                  "a\r\nb\r\n"s,
+                                  "\n\n\n"s,
+                                  "a\rb\n"s,
+                                  "a\r\r\n"s,
+                                  "a\0b\nc\0"s,
+                                  "\0"s,
+                                  " \t\n"s,
+                                  "a\n\r"s,
+                                  "\n\r\n"s}) {
     ExpectLikeReference(folder / "text", text);
   }
 }

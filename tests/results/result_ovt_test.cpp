@@ -185,6 +185,7 @@ TEST(ResultOvtFailure, InputCutAtEveryByte) {
   const size_t pointsEnd = 8 + 68 * block.TiePoints.size();
   for (size_t length = 0; length < input.size(); ++length) {
     test::WriteFile(block.folder / "block.ovt", input.substr(0, length));
+    block.Run.Inputs.Forget();
     block.Run.nOutputFailureNum = 0;
     const int result = block.Run.WriteResultOvt();
     const std::string output = OvtOutput(block);
