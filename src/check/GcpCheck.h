@@ -9,7 +9,7 @@
 
 namespace orvo {
 
-/// The first fault, or notes. `imageNum`: images in the project.
-std::vector<Finding> CheckGcp(const std::string& path, int64_t imageNum);
+/// The first fault, or notes. `lost`: whether an image of the project is left out, by its ordinal.
+std::vector<Finding> CheckGcp(const std::string& path, const std::vector<bool>& lost);
 
 }  // namespace orvo

@@ -30,12 +30,13 @@ int32_t CheckCountLine(StrictLines& lines, const std::string& name) {
   return -1;
 }
 
-void CheckMeasureLine(StrictLines& lines, const std::string& name, const std::string& place,
-                      int64_t imageNum) {
+/// True where the measurement is on a lost image.
+bool CheckMeasureLine(StrictLines& lines, const std::string& name, const std::string& place,
+                      const std::vector<bool>& lost) {
   std::string_view line;
   if (!lines.Next(line)) {
     lines.Refuse("the file ends before measurement " + place + " of the point " + name, kCounts, true);
-    return;
+    return false;
   }
   MeasureLine measure;
   ParseMeasure(line, measure);
@@ -45,14 +46,19 @@ void CheckMeasureLine(StrictLines& lines, const std::string& name, const std::st
         RemedyOfLine(line,
                      "It holds the image ordinal, x and y. Look for a missing line, or correct the count "
                      "of measurements"));
-  } else if (measure.nImageOrdinal < 0 || measure.nImageOrdinal >= imageNum) {
+  } else if (measure.nImageOrdinal < 0 || measure.nImageOrdinal >= std::ssize(lost)) {
     lines.Refuse("there is no image " + std::to_string(measure.nImageOrdinal),
                  "Images are referred to by their place in the project, from 0 to " +
-                     std::to_string(imageNum - 1) + ". Look for a missing or doubled line before it, too");
+                     std::to_string(std::ssize(lost) - 1) +
+                     ". Look for a missing or doubled line before it, too");
+  } else {
+    return lost[static_cast<size_t>(measure.nImageOrdinal)];
   }
+  return false;
 }
 
-void CheckPoint(StrictLines& lines, const std::string& place, int64_t imageNum, NamedCount& typeless) {
+void CheckPoint(StrictLines& lines, const std::string& place, const std::vector<bool>& lost,
+                PointNotes& notes) {
   std::string_view line;
   if (!lines.Next(line)) {
     lines.Refuse("the file ends before point " + place, kCounts, true);
@@ -69,30 +75,31 @@ void CheckPoint(StrictLines& lines, const std::string& place, int64_t imageNum, 
     return;
   }
   const std::string name = point.szName;
-  if (point.nType == 0) typeless.Add(point.szName);
+  if (point.nType == 0) notes.OfTypeZero.Add(point.szName);
   const int32_t count = CheckCountLine(lines, name);
+  bool onLost = false;
   for (int32_t m = 0; m < count && !lines.Fault(); ++m)
-    CheckMeasureLine(lines, name, Place(m, count), imageNum);
+    onLost |= CheckMeasureLine(lines, name, Place(m, count), lost);
+  if (onLost) notes.OnLostImage.Add(name.c_str());
 }
 
 }  // namespace
 
-NamedCount CheckPointLines(StrictLines& lines, int64_t pointNum, int64_t imageNum) {
-  NamedCount typeless;
-  for (int64_t i = 0; i < pointNum && !lines.Fault(); ++i)
-    CheckPoint(lines, Place(i, pointNum), imageNum, typeless);
+PointNotes CheckPointLines(StrictLines& lines, int64_t pointNum, const std::vector<bool>& lost) {
+  PointNotes notes;
+  for (int64_t i = 0; i < pointNum && !lines.Fault(); ++i) CheckPoint(lines, Place(i, pointNum), lost, notes);
   std::string_view line;
   if (!lines.Fault() && lines.NextFilled(line)) {
     lines.Refuse(Quoted(line) + " stands behind the last of " + std::to_string(pointNum) + " points",
                  "Look for a doubled line, or correct the number of points in the first line");
   }
-  return typeless;
+  return notes;
 }
 
 std::optional<Finding> FindFaultOfTextProject(const std::string& path) {
   StrictLines lines(path);
   const ProjectHead head = ReadProjectHead(lines, true);
-  if (!lines.Fault()) CheckPointLines(lines, head.nPointNum, std::ssize(head.Images));
+  if (!lines.Fault()) CheckPointLines(lines, head.nPointNum, LostImages(head));
   return lines.Fault();
 }
 

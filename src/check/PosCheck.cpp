@@ -1,6 +1,7 @@
 #include "check/PosCheck.h"
 
 #include <cmath>
+#include <utility>
 
 #include "block/ReadingFacts.h"
 #include "block/Scan.h"
@@ -57,7 +58,8 @@ bool AreFinite(const double* values) {
 
 class PosChecker {
  public:
-  PosChecker(const std::string& path, PosUse use) : szPath(path), Use(use) {}
+  PosChecker(const std::string& path, const ProjectHead& head, PosUse use)
+      : Names(head), szPath(path), Use(use) {}
 
   void Take(std::string_view line, int64_t number) {
     const PosText pos = ParsePos(line);
@@ -65,7 +67,7 @@ class PosChecker {
       Refuse(number, Quoted(line) + " is no POS line", RemedyOfLine(line, kFields));
       return;
     }
-    if (LineOfName.empty()) Wanted = pos.Have;
+    if (std::exchange(bFirst, false)) Wanted = pos.Have;
     if (pos.Have != Wanted) {
       Refuse(number, Quoted(line) + " has not the fields that the first line has",
              std::string(kFields) + ". What a line leaves out is taken from the line before it");
@@ -74,9 +76,8 @@ class PosChecker {
     if (Use.bImu && Wanted == PosFields::Position) {
       Refuse(number, "the line has no angles, and Apply_IMU_Data is on", kFields);
     }
-    const auto [known, isNew] = LineOfName.try_emplace(pos.szName, number);
-    if (!isNew) {
-      Refuse(number, pos.szName + " has a line already, line " + std::to_string(known->second),
+    if (const int64_t before = Names.Take(pos.szName, number); before > 0) {
+      Refuse(number, pos.szName + " has a line already, line " + std::to_string(before),
              "Remove one of the two lines");
     }
     if ((Use.bGps && !AreFinite(pos.value)) || (Use.bImu && !AreFinite(pos.value + 3)))
@@ -84,7 +85,7 @@ class PosChecker {
   }
 
   std::vector<Finding> Faults;
-  std::map<std::string, int64_t> LineOfName;
+  PosNames Names;
   NamedCount NotFinite;
 
  private:
@@ -96,20 +97,21 @@ class PosChecker {
   std::string szPath;
   PosUse Use;
   PosFields Wanted = PosFields::Strip;
+  bool bFirst = true;
 };
 
 }  // namespace
 
 std::vector<Finding> CheckPos(const std::string& path, const ProjectHead& head, PosUse use) {
   StrictLines lines(path);
-  PosChecker checker(path, use);
+  PosChecker checker(path, head, use);
   std::string_view line;
   while (checker.Faults.size() < kMostPosFaults && lines.NextFilled(line))
     checker.Take(line, lines.LineNumber());
   std::vector<Finding> findings = std::move(checker.Faults);
   if (lines.Fault()) findings.push_back(*lines.Fault());
   if (!findings.empty()) return findings;
-  findings = ComparePosNames(path, checker.LineOfName, head);
+  findings = checker.Names.Compare(path);
   if (checker.NotFinite.nCount > 0) {
     findings.push_back({Severity::Note, path, 0, -1,
                         CountOf(checker.NotFinite.nCount, "line", checker.NotFinite.Names) +

@@ -2,37 +2,46 @@
 
 #include <set>
 
-#include "block/ReadingFacts.h"
-
 namespace orvo {
 
-std::vector<Finding> ComparePosNames(const std::string& path,
-                                     const std::map<std::string, int64_t>& lineOfName,
-                                     const ProjectHead& head) {
-  std::set<std::string> images;
-  NamedCount unobserved, unknown;
-  for (const HeadImage& image : head.Images) {
+PosNames::PosNames(const ProjectHead& head) : Head(head) {
+  for (const HeadImage& image : head.Images) LineOfName.try_emplace(image.szName, 0);
+}
+
+int64_t PosNames::Take(const std::string& name, int64_t line) {
+  const auto known = LineOfName.find(name);
+  if (known == LineOfName.end()) {
+    Unknown.Add(name.c_str());
+    return 0;
+  }
+  const int64_t before = known->second;
+  if (before == 0) known->second = line;
+  return before;
+}
+
+std::vector<Finding> PosNames::Compare(const std::string& path) const {
+  constexpr const char* kNames =
+      "Names stand without folder and extension, upper and lower case as in the project";
+  NamedCount unobserved;
+  std::set<std::string_view> seen;
+  for (const HeadImage& image : Head.Images) {
     // Of several images with one name only the first is observed.
-    const bool first = images.insert(image.szName).second;
-    if (!first || !lineOfName.contains(image.szName)) unobserved.Add(image.szName.c_str());
+    const bool first = seen.insert(image.szName).second;
+    if (!first || LineOfName.find(image.szName)->second == 0) unobserved.Add(image.szName.c_str());
   }
-  for (const auto& [name, line] : lineOfName) {
-    if (!images.contains(name)) unknown.Add(name.c_str());
-  }
-  if (unobserved.nCount == std::ssize(head.Images)) {
+  if (unobserved.nCount == std::ssize(Head.Images)) {
     std::string what = "no image of the project has a line";
-    if (unknown.nCount > 0 && !head.Images.empty())
-      what += ": the names here are such as " + unknown.Names[0] + ", those of the project such as " +
-              head.Images[0].szName;
-    return {{Severity::Error, path, 0, -1, what,
-             "Names stand without folder and extension, upper and lower case as in the project"}};
+    if (Unknown.nCount > 0 && !Head.Images.empty()) {
+      what += ": the names here are such as " + Unknown.Names[0] + ", those of the project such as " +
+              Head.Images[0].szName;
+    }
+    return {{Severity::Error, path, 0, -1, what, kNames}};
   }
   std::vector<Finding> notes;
-  if (unknown.nCount > 0) {
+  if (Unknown.nCount > 0) {
     notes.push_back(
         {Severity::Note, path, 0, -1,
-         CountOf(unknown.nCount, "name", unknown.Names) + ": no image of the project is called so",
-         "Names stand without folder and extension, upper and lower case as in the project"});
+         CountOf(Unknown.nCount, "name", Unknown.Names) + ": no image of the project is called so", kNames});
   }
   if (unobserved.nCount > 0) {
     notes.push_back(

@@ -5,15 +5,26 @@
 #include <string>
 #include <vector>
 
+#include "block/ReadingFacts.h"
 #include "check/Finding.h"
 #include "check/ProjectHead.h"
 
 namespace orvo {
 
-/// `lineOfName`: the line of each name in the POS file. An error where no image has a line, notes for the
-/// rest.
-std::vector<Finding> ComparePosNames(const std::string& path,
-                                     const std::map<std::string, int64_t>& lineOfName,
-                                     const ProjectHead& head);
+/// Takes the lines of a POS file by their names. What it keeps grows with the images, not with the lines.
+class PosNames {
+ public:
+  explicit PosNames(const ProjectHead& head);
+
+  /// The line that the name has already, 0 where it has none. `line` becomes its line then.
+  int64_t Take(const std::string& name, int64_t line);
+  /// An error where no image has a line, else notes of names and images that nothing belongs to.
+  std::vector<Finding> Compare(const std::string& path) const;
+
+ private:
+  const ProjectHead& Head;
+  std::map<std::string, int64_t, std::less<>> LineOfName;  ///< of each image's name, 0 without a line
+  NamedCount Unknown;
+};
 
 }  // namespace orvo

@@ -112,10 +112,12 @@ bool ReadImage(StrictLines& lines, int32_t ordinal, int32_t count, int32_t camer
         "Cameras are referred to by their place in the project, from 0 to " + std::to_string(cameras - 1));
   }
   if (!NextOfImage(lines, ordinal, count, line)) return false;
-  FieldScanner(line).Word(path);
+  FieldScanner words(line);
+  words.Word(path);
   char name[128];
   ImageNameOfPath(path, name);
   image.szName = name;
+  image.bPathGoesOn = words.Word(path);
   double R[9] = {}, position[3] = {};
   if (!NextOfImage(lines, ordinal, count, line)) return false;
   FieldScanner rotation(line);
@@ -161,8 +163,15 @@ ProjectHead ReadProjectHead(StrictLines& lines, bool withPoints) {
   return head;
 }
 
+std::vector<bool> LostImages(const ProjectHead& head) {
+  std::vector<bool> lost;
+  for (const HeadImage& image : head.Images)
+    lost.push_back(image.bAtOrigin || !head.Cameras[static_cast<size_t>(image.nCamera)].bUsable);
+  return lost;
+}
+
 std::vector<Finding> NoteLosses(const ProjectHead& head, const std::string& path) {
-  NamedCount cameras, undistorted, atOrigin, withoutCamera;
+  NamedCount cameras, undistorted, atOrigin, withoutCamera, goesOn;
   for (size_t i = 0; i < head.Cameras.size(); ++i) {
     const std::string name = "ordinal " + std::to_string(i);
     if (!head.Cameras[i].bUsable) cameras.Add(name.c_str());
@@ -171,6 +180,7 @@ std::vector<Finding> NoteLosses(const ProjectHead& head, const std::string& path
   for (size_t i = 0; i < head.Images.size(); ++i) {
     const HeadImage& image = head.Images[i];
     const std::string name = NameOf(image, i);
+    if (image.bPathGoesOn) goesOn.Add(name.c_str());
     if (!head.Cameras[static_cast<size_t>(image.nCamera)].bUsable) {
       withoutCamera.Add(name.c_str());
     } else if (image.bAtOrigin) {
@@ -188,6 +198,8 @@ std::vector<Finding> NoteLosses(const ProjectHead& head, const std::string& path
   note(undistorted, "camera", "k1 or k2 is missing or too large, and taken for 0",
        "They are given per squared and per fourth power of an image unit, at most 1e-5 and 1e-11");
   note(atOrigin, "image", "left out, for the position is 0 0 0", "Give the image a start position");
+  note(goesOn, "image", "the path holds a blank, which ends the name",
+       "A POS file can't name the image then: take the blank out");
   return notes;
 }
 

@@ -16,9 +16,10 @@ struct HeadCamera {
 };
 
 struct HeadImage {
-  std::string szName;      ///< as POS lines give it
-  int32_t nCamera = 0;     ///< ordinal
-  bool bAtOrigin = false;  ///< X, Y, Z all 0: left out
+  std::string szName;        ///< as POS lines give it
+  int32_t nCamera = 0;       ///< ordinal
+  bool bAtOrigin = false;    ///< X, Y, Z all 0: left out
+  bool bPathGoesOn = false;  ///< behind a blank, which ends the name
 };
 
 struct ProjectHead {
@@ -30,6 +31,9 @@ struct ProjectHead {
 /// Reads up to the last image; the first fault ends it and stays in `lines`. `withPoints`: the first line has
 /// to hold a number of points.
 ProjectHead ReadProjectHead(StrictLines& lines, bool withPoints);
+
+/// By ordinal: the image is left out, for its position or its camera.
+std::vector<bool> LostImages(const ProjectHead& head);
 
 /// What a run over these cameras and images goes on without.
 std::vector<Finding> NoteLosses(const ProjectHead& head, const std::string& path);

@@ -1,5 +1,6 @@
 #include "normal/PosObservation.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -29,6 +30,8 @@ bool ComputePosMisclosure(const PosModel& model, const EopRecord& image, const P
     L[rows++] = AngleDifference(observed.fOmega, image.fOmega);
     L[rows++] = AngleDifference(observed.fKappa, image.fKappa);
   }
+  // Deliberate: without a drift model the differences never enter, and the weights alone hold the image.
+  if (model.ParameterNum() == 0) std::fill_n(L, rows, 0.0);
   const std::array<double, 6> P = PosWeights(model);
   for (int32_t row = 0; row < rows; ++row) {
     if (model.bConst) L[row] -= parameters[row];

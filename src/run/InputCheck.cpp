@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "block/ProjectForm.h"
 #include "check/GcpCheck.h"
 #include "check/OvtCheck.h"
@@ -33,6 +35,20 @@ std::vector<Finding> CheckPosIsUsed(const RunPaths& paths, PosUse use) {
            "Switch one on in the settings, or leave --pos away; --ignore-unused adjusts without"}};
 }
 
+/// What is not stored on a disk is gone when it was read for the first time.
+std::vector<Finding> CheckAreFiles(const RunPaths& paths) {
+  std::vector<Finding> findings;
+  std::error_code unknown;
+  for (const std::string& path :
+       {paths.szProject, OvtPathOfProject(paths.szProject), paths.szGcp, paths.szPos, paths.szSettings}) {
+    if (path.empty() || !std::filesystem::exists(path, unknown)) continue;
+    if (std::filesystem::is_regular_file(path, unknown)) continue;
+    findings.push_back({Severity::Error, path, 0, -1,
+                        "it is no plain file, and has to be read more than once", "Copy it to a file first"});
+  }
+  return findings;
+}
+
 }  // namespace
 
 std::vector<KnownSetting> KnownSettings() {
@@ -46,7 +62,8 @@ std::vector<KnownSetting> KnownSettings() {
 }
 
 std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused) {
-  std::vector<Finding> findings;
+  std::vector<Finding> findings = CheckAreFiles(paths);
+  if (!findings.empty()) return findings;
   if (!paths.szSettings.empty() && ::access(paths.szSettings.c_str(), R_OK) == 0)
     Append(findings, CheckSettings(paths.szSettings, KnownSettings()));
   const PosUse use = PosUseOf(paths.szSettings);
@@ -63,7 +80,7 @@ std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused) {
   }
   // Without its images nothing can be said about what refers to them.
   if (HasError(ofHead)) return findings;
-  if (!paths.szGcp.empty()) Append(findings, CheckGcp(paths.szGcp, std::ssize(head.Images)));
+  if (!paths.szGcp.empty()) Append(findings, CheckGcp(paths.szGcp, LostImages(head)));
   if (!paths.szPos.empty() && (use.bGps || use.bImu)) Append(findings, CheckPos(paths.szPos, head, use));
   return findings;
 }

@@ -8,12 +8,12 @@
 namespace orvo::test {
 namespace {
 
-const std::string kGood = "2\nA 1 2 3 1\n2\n0 1 2\n1 3 4\nB 1 2 3 2\n1\n1 5 6\n";
+const std::string kGood = "2\nA 1 2 3 1\n2\n0 1 2\n2 3 4\nB 1 2 3 2\n1\n2 5 6\n";
 
 std::string Check(const std::string& content) {
   ScratchFolder folder;
   WriteFile(folder / "gcp.txt", content);
-  return Brief(CheckGcp(folder / "gcp.txt", 2));
+  return Brief(CheckGcp(folder / "gcp.txt", {false, true, false}));
 }
 
 TEST(GcpCheck, Faults) {
@@ -41,7 +41,9 @@ TEST(GcpCheck, Faults) {
       {"1\nA 1,5 2 3 1\n0\n", ":2: error: 'A 1,5 2 3 1' is not the line of point 1 of 1."},
       {"1\nA 1 2 3\n0\n", ":2: error: 'A 1 2 3' is not the line of point 1 of 1."},
       {"1\nA 1 2 3 1\n1\n0 1\n", ":4: error: '0 1' is not measurement 1 of 1 of the point A."},
-      {"1\nA 1 2 3 1\n1\n2 1 1\n", ":4: error: there is no image 2."},
+      {"1\nA 1 2 3 1\n1\n3 1 1\n", ":4: error: there is no image 3."},
+      {"1\nA 1 2 3 1\n2\n0 1 1\n1 1 1\n",
+       ": note: 1 point: A: with a measurement on an image that is left out, which does not count."},
       {"1\nA 1 2 3 1\n1\n447 1 1\n", ":4: error: there is no image 447."},
   };
   for (const auto& row : rows) EXPECT_EQ(Check(row.content), row.findings) << row.content;
@@ -56,11 +58,11 @@ TEST(GcpCheck, RemediesSayWhatIsWrong) {
       {"# points\n", "Comments are not known"},
       {"A;1;2;3\n", "Separate fields by blanks"},
       {"1\nA 1,5 2 3 1\n0\n", "decimal point"},
-      {"1\nA 1 2 3 1\n1\n447 1 1\n", "place in the project, from 0 to 1"},
+      {"1\nA 1 2 3 1\n1\n447 1 1\n", "place in the project, from 0 to 2"},
   };
   for (const auto& row : rows) {
     WriteFile(folder / "gcp.txt", row.content);
-    const std::vector<Finding> findings = CheckGcp(folder / "gcp.txt", 2);
+    const std::vector<Finding> findings = CheckGcp(folder / "gcp.txt", {false, true, false});
     ASSERT_EQ(findings.size(), 1u);
     EXPECT_NE(findings[0].szRemedy.find(row.remedy), std::string::npos) << findings[0].szRemedy;
   }

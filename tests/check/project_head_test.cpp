@@ -82,6 +82,8 @@ TEST(ProjectHead, Losses) {
        ": note: 2 images: A and B: left out with the camera."},
       {kCounts + kCamera + kFirst + "8 0\nx/B.b.jpg\n1 0 0 0 1 0 0 0 1\n0 0.0 -0\n",
        ": note: 1 image: B.b: left out, for the position is 0 0 0."},
+      {kCounts + kCamera + kFirst + "8 0\nmy/images/B 1.jpg\n1 0 0 0 1 0 0 0 1\n1 2 3\n",
+       ": note: 1 image: B: the path holds a blank, which ends the name."},
   };
   ExpectRows(rows, false);
 }

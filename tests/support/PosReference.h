@@ -1,6 +1,7 @@
 // The slow obvious form of one POS observation: a matrix for everything.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -50,6 +51,8 @@ struct PosReference {
       for (int j = 0; j < D.cols; ++j) d.data[j] = parameters[j];
       L = COrvoMatrix::Subtract(L, COrvoMatrix::Multiply(D, d));
     }
+    // Without a drift model nothing ever writes the misclosure.
+    if (kinds == 0) std::fill_n(L.data, s, 0.0);
     const COrvoMatrix EtP = COrvoMatrix::Multiply(E.Transposed(), P);
     const COrvoMatrix DtP = COrvoMatrix::Multiply(D.Transposed(), P);
     Aee = COrvoMatrix::Multiply(EtP, E);
