@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "gpu/DeviceRules.h"
 
@@ -68,6 +69,7 @@ GpuSectionPlan PlanGpuSections(std::span<const ObjectPointRecord> points, int64_
   if (imagePointNum < 1 || !AreContiguous(points, imagePointNum)) return plan;
   const double cuts = PointDeviceBytes(std::ssize(points), imagePointNum) / devices.fFreeBytes + 1.0;
   if (!(cuts < static_cast<double>(imagePointNum) + 1.0)) return plan;
+  if (cuts * static_cast<double>(devices.vNumbers.size()) > std::numeric_limits<int32_t>::max()) return plan;
   plan.nCut = static_cast<int64_t>(cuts);
 
   std::vector<int64_t> images{0}, objects{0};

@@ -342,18 +342,22 @@ TEST_F(OnCuda, FailuresAnswerForThemselvesOnly) {
 }
 
 TEST_F(OnCuda, ARefusedLaunchShowsInEveryLaterCopy) {
-  void* address = nullptr;
-  ASSERT_EQ(device->Malloc(address, 4), 0);
-  gpu::KernelCall call;
-  call.Which = gpu::Kernel::SumMatrix;
-  // More blocks than a launch may have.
-  call.nImageNum = int64_t{1} << 39;
-  const int status = device->Launch(call);
-  EXPECT_NE(status, 0);
-  float number = 0;
-  EXPECT_EQ(device->CopyToHost(&number, address, sizeof number), status);
-  EXPECT_EQ(device->CopyToDevice(address, &number, sizeof number), status);
-  EXPECT_EQ(device->Free(address), 0);
+  // More blocks than a launch may have; of the last, 32 bits would hold a single one.
+  for (const int64_t images : {int64_t{1} << 39, (int64_t{1} << 39) + 128}) {
+    device = MakeDevice(Place::Cuda);
+    void* address = nullptr;
+    ASSERT_EQ(device->Malloc(address, 4), 0);
+    gpu::KernelCall call;
+    call.Which = gpu::Kernel::SumMatrix;
+    call.nImageNum = images;
+    const int status = device->Launch(call);
+    EXPECT_NE(status, 0);
+    float number = 0;
+    EXPECT_EQ(device->CopyToHost(&number, address, sizeof number), status);
+    EXPECT_EQ(device->CopyToDevice(address, &number, sizeof number), status);
+    EXPECT_EQ(device->Free(address), 0);
+    EXPECT_FALSE(device->ReasonOf(status).empty());
+  }
 }
 
 #ifndef ORVO_WITH_CUDA

@@ -86,6 +86,12 @@ TEST(PlanGpuSections, CutsGoOnToTheEndOfTheirPoint) {
   EXPECT_EQ(plan.Table.pGpuImgRanges, (std::vector<int64_t>{0, 4, 5, 7, 8, 9}));
 }
 
+TEST(PlanGpuSections, NoMoreSectionsThanTheirNumbersHold) {
+  const std::vector<int32_t> counts(3, INT32_MAX);
+  EXPECT_FALSE(Plan(counts, Room(counts, 3e9)).bDone);
+  EXPECT_TRUE(Plan(counts, Room(counts, 1)).bDone);
+}
+
 TEST(PlanGpuSections, PointsWithoutImagePoints) {
   const std::vector<int32_t> counts{0, 3, 0, 0, 3, 0};
   const gpu::GpuSectionPlan plan = Plan(counts, Room(counts, 2));
