@@ -6,6 +6,7 @@
 #include "gpu/DeviceRules.h"
 #include "orvo/Command.h"
 #include "orvo/MemorySize.h"
+#include "verdict/VerdictText.h"
 
 namespace orvo {
 namespace {
@@ -17,6 +18,7 @@ struct AdjustArguments {
   std::string szDevice;
   std::string szKernels;
   std::string szDeviceMemory;  ///< empty: what the device has
+  bool bStrict = false;        ///< a doubtful result is no success either
 };
 
 bool IsReadableFile(const std::string& path) {
@@ -117,6 +119,15 @@ std::string FindDeviceObstacle(DeviceChoice choice, gpu::Device* device) {
   return {};
 }
 
+/// The end of a run that came to its end: report, verdict, exit code.
+int TellVerdict(const RunOutcome& outcome, bool strict, const std::string& output, const FrontEnd& frontEnd) {
+  std::fprintf(frontEnd.fOut, "Report: %s\n", JoinPath(output, "OrvoAdjustReport.txt").c_str());
+  if (!outcome.Judgement.bJudged) return ExitDone;
+  std::fputs(VerdictText(outcome.Judgement).c_str(), frontEnd.fOut);
+  const Grade limit = strict ? Grade::Doubtful : Grade::Unusable;
+  return outcome.Judgement.Result >= limit ? ExitUnusable : ExitDone;
+}
+
 int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   RunPaths paths = arguments.Paths;
   if (const std::string obstacle = FindObstacle(paths); !obstacle.empty()) return Fail(frontEnd, obstacle);
@@ -142,15 +153,16 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   const std::string output = paths.szOutput;
   const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, options);
   std::fflush(frontEnd.fOut);
-  if (!outcome.bDone)
+  if (!outcome.bDone) {
+    std::fputs(ReasonText(outcome.Judgement).c_str(), frontEnd.fErr);
     return Fail(frontEnd,
                 "the run failed: its last messages, also in " + JoinPath(output, "log.txt") + ", say why");
+  }
   if (outcome.nOutputFailureNum > 0) {
     return Fail(frontEnd, std::to_string(outcome.nOutputFailureNum) + " output files in " + output +
                               " are missing or cut short: is the disk full?");
   }
-  std::fprintf(frontEnd.fOut, "Report: %s\n", JoinPath(output, "OrvoAdjustReport.txt").c_str());
-  return ExitDone;
+  return TellVerdict(outcome, arguments.bStrict, output, frontEnd);
 }
 
 std::string CheckMemorySize(const std::string& text) {
@@ -195,6 +207,7 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
                  "device memory to plan for at most: bytes, or with K, M, G, T")
       ->type_name("SIZE")
       ->check(CLI::Validator(CheckMemorySize, "", "memory size"));
+  app.add_flag("--strict", arguments->bStrict, "exit with 3 when the verdict is doubtful, too");
   return [arguments, &frontEnd] { return RunAdjust(*arguments, frontEnd); };
 }
 

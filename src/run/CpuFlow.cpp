@@ -1,6 +1,7 @@
 // The flow of an adjustment on the CPU, from reading to the last output file.
 #include "block/ProjectForm.h"
 #include "run/BundleAdjustment.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 
@@ -38,6 +39,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
 
   LogPrintf(">>Adjustment preprocessing...\n");
   if (PrepareAdjustment() != 1) return 0;
+  NoteStart(*this, pos);
   if (Coor_Normalization) {
     LogPrintf(">>Normalizing data...\n");
     ComputeNormalization();
@@ -50,6 +52,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     FinishResidualFiles();
     return 0;
   }
+  JudgePoints(*this);
 
   if (Coor_Normalization) {
     LogPrintf(">>Unnormalizing data...\n");
@@ -69,6 +72,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   ReleaseSubMatrixIndex();
   LogPrintf(">>Out put points data...\n");
   WriteResultOvt();
+  JudgeRun(*this);
   bOutputsWritten = true;
   return 1;
 }
@@ -115,6 +119,7 @@ int CBundleAdjustment::RunCpuIterations() {
       if (Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
       if (AddSectionToNormalEquation(iteration, section, threadNumCache) == 0) return 0;
     }
+    NoteIteration(*this, fRmsResidualX * fRmsResidualX, fRmsResidualY * fRmsResidualY);
     if (Apply_GPS_Data || Apply_IMU_Data) {
       LogPrintf(">>>>Building GPS normal equation %d...\n", iteration);
       BuildPosNormalEquation(iteration);
@@ -173,6 +178,7 @@ int CBundleAdjustment::GenerateResults(const std::string& project, const std::st
   LogPrintf(">>Generating adjustment report...\n");
   WriteReport();
   WriteResultOvt();
+  JudgeRun(*this);
   bOutputsWritten = true;
   return 1;
 }

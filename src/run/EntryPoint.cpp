@@ -4,6 +4,8 @@
 
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
+#include "verdict/RunTrack.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
@@ -39,6 +41,7 @@ std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& p
 RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
                          const RunOptions& options) {
   CBundleAdjustment block(platform, console);
+  if (options.Rules == RunRules::Guarded) block.pTrack = std::make_unique<RunTrack>();
   block.SetOutputPath(paths.szProject, paths.szOutput);
   std::string logPath;
   block.OpenLogFile(logPath);
@@ -66,7 +69,10 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   const double end = block.System.TickMilliseconds();
   block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
   block.CloseLogFile();
-  return {block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath};
+  RunOutcome outcome{block.bOutputsWritten, block.nOutputFailureNum, block.szOutputPath, {}, {}};
+  if (!outcome.bDone) JudgeFailure(block);
+  if (block.pTrack) outcome.Judgement = std::move(block.pTrack->Judgement);
+  return outcome;
 }
 
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console) {

@@ -8,6 +8,7 @@
 
 #include "gpu/Device.h"
 #include "run/Platform.h"
+#include "verdict/Judge.h"
 
 namespace orvo {
 
@@ -21,6 +22,7 @@ struct RunOutcome {
   bool bDone = false;         ///< the flow came to its end
   int nOutputFailureNum = 0;  ///< output files that are missing or cut short
   std::string szOutputPath;
+  Verdict Judgement;    ///< of a guarded run that came to its end
   std::string szFault;  ///< what ended the run from outside (a file that can't be read), with the reason
 };
 

@@ -7,6 +7,7 @@
 #include "run/BundleAdjustment.h"
 #include "run/TextWriter.h"
 #include "solver/DenseSolve.h"
+#include "verdict/RunTrack.h"
 
 namespace orvo {
 
@@ -18,8 +19,18 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
     solved = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
   } else {
     remainder.resize(x.size());
+    DenseLook look;
+    if (pTrack) {
+      look = [&](const DenseSystem& system) {
+        if (IsLastStep(iteration, x.data())) PredictDense(system, x.data());
+      };
+    }
     solved = SolveDense(pDenseNormal.get(), nUnknownNum, pConstVector.data(), x.data(), remainder.data(),
-                        System.ProcessorCount()) != DenseSolution::Singular;
+                        System.ProcessorCount(), look) != DenseSolution::Singular;
+  }
+  if (pTrack) {
+    pTrack->bSingular = !solved;
+    if (Apply_PCG_Model && solved && IsLastStep(iteration, x.data())) PredictSparse(x.data());
   }
   if (!solved) {
     // There is no step to take: the unknowns stay as they are and the iteration ends.
