@@ -3,11 +3,13 @@
 #include <memory>
 
 #include "base/InputFile.h"
+#include "base/OutputNames.h"
 #include "base/PrintableName.h"
 #include "block/ProjectForm.h"
 #include "gpu/DeviceRules.h"
 #include "orvo/Command.h"
 #include "orvo/MemorySize.h"
+#include "verdict/VerdictText.h"
 
 namespace orvo {
 namespace {
@@ -20,6 +22,7 @@ struct AdjustArguments {
   std::string szKernels;
   std::string szDeviceMemory;  ///< empty: what the device has
   bool bIgnoreUnused = false;  ///< POS data and the settings need not agree
+  bool bStrict = false;        ///< a doubtful result is no success either
 };
 
 /// The project's folder; "." for a path without separator.
@@ -105,6 +108,7 @@ DeviceChoice ChoiceOf(const std::string& device) {
 RunOptions OptionsOf(const AdjustArguments& arguments) {
   RunOptions options;
   options.Rules = RunRules::Guarded;
+  options.bStrict = arguments.bStrict;
   options.At = ChoiceOf(arguments.szDevice);
   if (arguments.szKernels == "literal") options.Kernels = gpu::KernelForm::Literal;
   options.nDeviceMemory = ParseMemorySize(arguments.szDeviceMemory).value_or(0);
@@ -130,6 +134,20 @@ std::string FindDeviceObstacle(DeviceChoice choice, gpu::Device* device) {
       return "the CUDA device has a watchdog that ends long kernels: switch it off" + remedy;
   }
   return {};
+}
+
+/// The end of a run that came to its end: report, verdict, exit code.
+int TellVerdict(const RunOutcome& outcome, bool strict, const std::string& output, const FrontEnd& frontEnd) {
+  const bool kept = FateOf(RunRules::Guarded, outcome, strict) == OutputFate::Replace;
+  const std::string folder = kept ? output : JoinPath(output, kUnusableFolder);
+  std::fprintf(frontEnd.fOut, "Report: %s\n",
+               PrintableName(JoinPath(folder, "OrvoAdjustReport.txt")).c_str());
+  if (!outcome.Judgement.bJudged) return ExitDone;
+  std::fputs(VerdictText(outcome.Judgement).c_str(), frontEnd.fOut);
+  if (kept) return ExitDone;
+  std::fprintf(frontEnd.fOut, "The files of this run are in %s; earlier results are as they were.\n",
+               PrintableName(folder).c_str());
+  return ExitUnusable;
 }
 
 int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
@@ -161,16 +179,16 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   std::fflush(frontEnd.fOut);
   if (!outcome.szFault.empty()) return Fail(frontEnd, outcome.szFault);
   if (!outcome.Refusals.empty()) return FailWith(frontEnd, outcome.Refusals);
-  if (!outcome.bDone)
+  if (!outcome.bDone) {
+    std::fputs(ReasonText(outcome.Judgement).c_str(), frontEnd.fErr);
     return Fail(frontEnd,
                 "the run failed: its last messages, also in " + JoinPath(output, "log.txt") + ", say why");
+  }
   if (outcome.nOutputFailureNum > 0) {
     return Fail(frontEnd, std::to_string(outcome.nOutputFailureNum) + " output files in " + output +
                               " are missing or cut short: is the disk full?");
   }
-  std::fprintf(frontEnd.fOut, "Report: %s\n",
-               PrintableName(JoinPath(output, "OrvoAdjustReport.txt")).c_str());
-  return ExitDone;
+  return TellVerdict(outcome, arguments.bStrict, output, frontEnd);
 }
 
 std::string CheckMemorySize(const std::string& text) {
@@ -217,6 +235,7 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
                  "device memory to plan for at most: bytes, or with K, M, G, T")
       ->type_name("SIZE")
       ->check(CLI::Validator(CheckMemorySize, "", "memory size"));
+  app.add_flag("--strict", arguments->bStrict, "exit with 3 when the verdict is doubtful, too");
   return [arguments, &frontEnd] { return RunAdjust(*arguments, frontEnd); };
 }
 

@@ -34,7 +34,10 @@ int OrvoMain(int argc, const char* const* argv, FrontEnd frontEnd) {
   CLI::App app("Bundle block adjustment for aerial photogrammetry", "orvo");
   app.set_version_flag("--version", "orvo " ORVO_VERSION);
   app.require_subcommand(1);
-  app.footer("Exit codes: 0 done, 1 the run failed, 2 wrong usage.");
+  app.footer(
+      "Exit codes: 0 done, 1 the run failed or was refused, 2 wrong usage, 3 the result is unusable, or with "
+      "--strict "
+      "doubtful.");
   std::vector<std::pair<CLI::App*, std::function<int()>>> commands;
   for (const Command& command : Commands()) {
     CLI::App* subcommand = app.add_subcommand(command.szName, command.szDescription);

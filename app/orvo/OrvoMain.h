@@ -11,7 +11,7 @@
 namespace orvo {
 
 /// Exit codes of the front end.
-enum ExitCode : int { ExitDone = 0, ExitFailed = 1, ExitUsage = 2 };
+enum ExitCode : int { ExitDone = 0, ExitFailed = 1, ExitUsage = 2, ExitUnusable = 3 };
 
 using AdjustRunner = std::function<RunOutcome(RunPaths paths, const Platform& platform, std::FILE* console,
                                               const RunOptions& options)>;

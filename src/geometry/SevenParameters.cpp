@@ -9,6 +9,7 @@
 #include "geometry/Similarity.h"
 #include "run/BundleAdjustment.h"
 #include "run/OutputFiles.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
@@ -64,6 +65,7 @@ int CBundleAdjustment::ComputeSevenParametersFromGps() {
     pairs.Add(PositionOf(pEop[i]), PositionOf(pPos[i]));
   }
 
+  NoteSimilarity(*this, true, pairs.vSource, pairs.vTarget, {});
   double parameters[SevenParameterNum];
   const int solved = SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, parameters);
   if (solved == 1) {
@@ -113,6 +115,7 @@ int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
   LogPrintf("Gcp number:%d\n", static_cast<int>(objectList.size()));
 
   PositionPairs pairs;
+  std::vector<std::string> names;
   for (const ObjectPointRecord& given : objectList) {
     if (given.nType != 1) continue;
     if (!IsSeenFromTwoImages(given, imagePointList, KeptImages(), KeptCameras())) continue;
@@ -121,7 +124,9 @@ int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
     point.X = point.Y = point.Z = std::nan("");
     IntersectPoints(1, &point, imagePointList, KeptImages(), KeptCameras());
     pairs.Add(PositionOf(point), PositionOf(given));
+    if (names.size() < pairs.vSource.size()) names.emplace_back(given.szName);
   }
+  NoteSimilarity(*this, false, pairs.vSource, pairs.vTarget, std::move(names));
   if (SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, fSevenParam) != 1) {
     LogPrintf("Calculate seven parameters failed!%d\n", nControlPointNum);
     std::fill_n(fSevenParam, SevenParameterNum, 0.0);
@@ -135,6 +140,7 @@ int CBundleAdjustment::ApplySevenParameters() {
   // After failed starts there is nothing to apply; all-zero parameters would turn every position into
   // not-a-number.
   if (!HoldsTransform(fSevenParam)) return 1;
+  NoteViews(*this, false);
   for (size_t i = 0; i < KeptImages().size(); ++i) {
     EopRecord& image = pEop[i];
     Position position = PositionOf(image);
@@ -144,6 +150,7 @@ int CBundleAdjustment::ApplySevenParameters() {
     image.Z = position[2];
     RotateEop(fSevenParam, image.fPhi, image.fOmega, image.fKappa);
   }
+  NoteViews(*this, true);
   return 1;
 }
 

@@ -5,6 +5,10 @@
 
 #include "base/MemoryPurpose.h"
 #include "geometry/OrvoMatrix.h"
+#include "solver/PredictedDecrease.h"
+#include "verdict/DatumDirections.h"
+#include "verdict/RunTrack.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace gpu {
@@ -12,6 +16,9 @@ namespace {
 
 /// Iterations that are done whatever the corrections are.
 constexpr int32_t kLeastIterationNum = 3;
+
+/// Products of the prediction at most; each reads the points anew where they are in several sections.
+constexpr int32_t kPredictionSteps = 10, kPredictionStepsInSections = 4;
 
 int32_t PosGroupNum(const CBundleAdjustment& block) {
   const bool pos = block.Apply_GPS_Data || block.Apply_IMU_Data;
@@ -35,7 +42,7 @@ bool GpuBundle::Iterate() {
   do {
     if (!ComputeSums()) return false;
     AddPosAndDamping();
-    if (!SolvePcg()) return false;
+    if (!SolvePcg() || !Predict()) return false;
     const bool finite = Step();
     if (HasFault()) return false;
     if (!finite) return true;
@@ -47,8 +54,53 @@ bool GpuBundle::Iterate() {
 void GpuBundle::AddPosAndDamping() {
   Block.UpdatePosConstVector(r);
   Block.UpdatePosPreconditioner(M);
+  if (Block.pTrack) {
+    vUndamped = M;
+    vRightSide = r;
+  }
   Block.LogPrintf(">>>>Adding damping coefficients....\n");
   AddPackedDamping(Blocks, Block.ChoosePackedDamping(nIteration), M, damp);
+}
+
+/// For the verdict: the gain of one more step without damping, from the equations of the last iteration.
+bool GpuBundle::Predict() {
+  const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
+  if (!Block.pTrack) return true;
+  Block.pTrack->bSingular = !finite;
+  const bool last = nIteration + 1 >= Block.Max_LM_Iteration_Num ||
+                    (nIteration + 1 >= kLeastIterationNum &&
+                     std::fabs(MaxMagnitude(x.data(), Block.nUnknownNum, 1)) <= Block.LM_Converge_Threshold);
+  if (!finite || !last) return true;
+  const PackedPreconditioner preconditioner(Blocks, vUndamped, Block.System.ProcessorCount());
+  bool done = true;
+  // The product takes the direction d from the device and leaves Ad.
+  const auto multiply = [&](const double* p, double* q) {
+    std::transform(p, p + d.size(), d.begin(), [](double value) { return static_cast<float>(value); });
+    Target.CopyToDevice(State.Arrays.cupD, d.data(), d.size() * sizeof(float));
+    done = done && Multiply();
+    Block.UpdatePosNormalEquation(d, Ad);
+    std::copy(Ad.begin(), Ad.end(), q);
+  };
+  std::vector<double> remainder(x.size());
+  multiply(x.data(), remainder.data());
+  for (size_t i = 0; i < remainder.size(); ++i) remainder[i] = vRightSide[i] - remainder[i];
+  if (Block.IsFree()) RemoveDatum(Block.Layout(), Block.KeptImages(), remainder);
+  const double n = static_cast<double>(std::max<int64_t>(Block.nImagePointNum, 1));
+  const double floor = VerdictLimits().fRmseFloor * Block.Image_Coor_Scale;
+  const double squares = n * std::max(Block.pTrack->fLastSquares, floor * floor);
+  DecreaseLimits limits;
+  limits.fEnough = 5 * VerdictLimits().fDecrease / 100 * squares;
+  limits.nMaxStepNum = HasSeveralSections() ? kPredictionStepsInSections : kPredictionSteps;
+  std::vector<double> own(x.size());
+  Block.pTrack->fPredictedShare = PredictedDecrease(std::move(remainder), limits, multiply,
+                                                    [&](const double* from, double* to) {
+                                                      own.assign(from, from + own.size());
+                                                      std::fill(z.begin(), z.end(), 0.0);
+                                                      preconditioner.Apply(own, z);
+                                                      std::copy(z.begin(), z.end(), to);
+                                                    }) /
+                                  squares;
+  return done;
 }
 
 /// Applies the correction; false where it is no number, which ends the iteration with the unknowns as they
@@ -117,6 +169,7 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   }
   SetLmIterationDone(bundle.IterationNum());
   SetEndTick(System.TickMilliseconds());
+  JudgePoints(*this);
   RestoreData();
   LogPrintf(">>Generating adjustment report...\n");
   WriteReport();
@@ -125,6 +178,7 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   WriteResultFiles(project, gcp);
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
+  JudgeRun(*this);
   bOutputsWritten = CheckInputs() == 1;
   return bOutputsWritten ? 1 : 0;
 }

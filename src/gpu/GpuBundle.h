@@ -41,6 +41,7 @@ class GpuBundle {
   bool MultiplyPointSection(int32_t section);
   bool MultiplyGpuSection(int32_t group, int32_t device);
 
+  bool Predict();
   bool Step();
   /// GPU sections for each device.
   int32_t GroupNum() const;
@@ -62,6 +63,7 @@ class GpuBundle {
   float fStatistics[4] = {};
   double fMaxCorrection = 0;
   std::vector<double> x, r, M, z, Ad, damp, xBest;
+  std::vector<double> vUndamped, vRightSide;  ///< of the iteration, for the verdict
   std::vector<float> d, fStaging;
 };
 

@@ -7,6 +7,7 @@
 #include "gpu/kernels/RayModel.h"
 #include "results/GpuResidualLines.h"
 #include "run/InputGate.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo::gpu {
 namespace {
@@ -80,6 +81,8 @@ bool GpuBundle::ComputeSums() {
   const auto N = static_cast<float>(Block.nImagePointNum);
   for (int i = 0; i < 2; ++i) fStatistics[i] /= N;
   for (int i = 2; i < 4; ++i) fStatistics[i] = std::sqrt(fStatistics[i] / N);
+  NoteIteration(Block, static_cast<double>(fStatistics[2]) * static_cast<double>(fStatistics[2]),
+                static_cast<double>(fStatistics[3]) * static_cast<double>(fStatistics[3]));
   Block.SetResidualStatistics(fStatistics[0], fStatistics[1], fStatistics[2], fStatistics[3]);
   Block.LogPrintf(">>>>Image point reprojection error:%lf\t%lf\n", static_cast<double>(fStatistics[2]),
                   static_cast<double>(fStatistics[3]));

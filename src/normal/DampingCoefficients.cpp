@@ -3,6 +3,7 @@
 
 #include "normal/Damping.h"
 #include "run/BundleAdjustment.h"
+#include "verdict/RunTrack.h"
 
 namespace orvo {
 namespace {
@@ -41,6 +42,17 @@ int CBundleAdjustment::AddDampingCoefficients(int32_t iteration) {
   const double mu = DampingFactor(
       {bSevenParamApplied, Free_LM_Iteration_Num, GCP_LM_Iteration_Num, Damping_Coefficient, fDampingBase},
       iteration);
+  if (pTrack) {
+    pTrack->fMu = mu;
+    if (!Apply_PCG_Model && pDenseNormal) {
+      pTrack->vDiagonal.resize(static_cast<size_t>(nUnknownNum));
+      const double* d = pDenseNormal.get();
+      for (double& element : pTrack->vDiagonal) {
+        element = *d;
+        d += nUnknownNum + 1;
+      }
+    }
+  }
   return Apply_PCG_Model ? DampSparse(mu) : DampDense(mu);
 }
 

@@ -8,6 +8,7 @@
 #include "run/BundleAdjustment.h"
 #include "run/OutputFiles.h"
 #include "run/ParallelFor.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
@@ -132,6 +133,7 @@ int64_t CBundleAdjustment::WriteOvtSection(int32_t section, OvtReader& input, Te
   if (count > 0) {
     LogPrintf("Computing tie point 3D coordinates...\n");
     ComputeTiePointsThreaded(section);
+    JudgeSectionPoints(*this, {pObjectPoints.data(), static_cast<size_t>(count)});
     LogPrintf("Writing tie point 3D coordinates...\n");
     LogPrintf("Number:%" PRId64 "\n", count);
     count = CopyPoints(input, range.nFirst, {pObjectPoints.data(), static_cast<size_t>(count)},

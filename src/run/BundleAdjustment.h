@@ -30,6 +30,7 @@ struct PosTerm;
 struct SectionPoints;
 }  // namespace gpu
 class BlockIndex;
+struct DenseSystem;
 class OvtMeasureWindow;
 class OvtReader;
 class ResampleCells;
@@ -40,6 +41,7 @@ struct ImageReference;
 struct PointOrder;
 struct ProjectHeader;
 struct ResampleView;
+struct RunTrack;
 struct TextPointContext;
 struct ThreadBuffers;
 
@@ -167,6 +169,9 @@ class CBundleAdjustment {
   double dCoorMean[3] = {};
   double dCoorScale = 1.0;
   bool bNormalized = false;  ///< the data is shifted and scaled now
+
+  // ---- Verdict ---------------------------------------------------------------------------------------
+  std::unique_ptr<RunTrack> pTrack;  ///< what a guarded run remembers for its verdict; null in a classic one
 
   // ---- Paths -----------------------------------------------------------------------------------------
   std::string szOutputPath, szProjectPath, szGcpPath;
@@ -393,6 +398,13 @@ class CBundleAdjustment {
   int UpdateUnknowns(const double* x);
   void WriteRemainder(int32_t iteration, const std::vector<double>& remainder);
   int SolveByPcg(double* x);
+  /// For the verdict: what one more step without damping would gain behind the step x, as a share of the sum
+  /// of squares. PredictSparse takes the damping off the matrix.
+  void PredictSparse(const double* x);
+  void PredictDense(const DenseSystem& system, const double* x);
+  /// True when nothing ties the block to a frame, and when the iteration ends behind the step x.
+  bool IsFree() const;
+  bool IsLastStep(int32_t iteration, const double* x) const;
 
   // ==== gpu/ ==========================================================================================
   /// What the device path keeps; made when it is first asked for.

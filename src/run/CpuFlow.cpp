@@ -3,6 +3,7 @@
 #include "block/ProjectForm.h"
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 
@@ -43,6 +44,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
 
   LogPrintf(">>Adjustment preprocessing...\n");
   if (PrepareAdjustment() != 1) return 0;
+  NoteStart(*this, pos);
   if (Coor_Normalization) {
     LogPrintf(">>Normalizing data...\n");
     ComputeNormalization();
@@ -55,6 +57,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     FinishResidualFiles();
     return 0;
   }
+  JudgePoints(*this);
 
   if (Coor_Normalization) {
     LogPrintf(">>Unnormalizing data...\n");
@@ -78,6 +81,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   ReleaseSubMatrixIndex();
   LogPrintf(">>Out put points data...\n");
   WriteResultOvt();
+  JudgeRun(*this);
   bOutputsWritten = CheckInputs() == 1;
   return bOutputsWritten ? 1 : 0;
 }
@@ -124,6 +128,7 @@ int CBundleAdjustment::RunCpuIterations() {
       if (Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
       if (AddSectionToNormalEquation(iteration, section, threadNumCache) == 0) return 0;
     }
+    NoteIteration(*this, fRmsResidualX * fRmsResidualX, fRmsResidualY * fRmsResidualY);
     if (Apply_GPS_Data || Apply_IMU_Data) {
       LogPrintf(">>>>Building GPS normal equation %d...\n", iteration);
       BuildPosNormalEquation(iteration);
@@ -184,6 +189,7 @@ int CBundleAdjustment::GenerateResults(const std::string& project, const std::st
   WriteReport();
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
+  JudgeRun(*this);
   bOutputsWritten = CheckInputs() == 1;
   return bOutputsWritten ? 1 : 0;
 }

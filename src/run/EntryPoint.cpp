@@ -6,6 +6,8 @@
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
 #include "run/RunOutput.h"
+#include "verdict/RunTrack.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
@@ -37,11 +39,13 @@ std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& p
   return gpu::MakeHostDevice(NativePlatform().FreePhysicalBytes(), platform.ProcessorCount());
 }
 
-OutputFate FateOf(RunRules rules, const RunOutcome& outcome) {
+OutputFate FateOf(RunRules rules, const RunOutcome& outcome, bool strict) {
   if (!outcome.szFault.empty()) return OutputFate::Discard;
   // A classic run that ends early leaves what it has written until then, as it always did.
   if (rules == RunRules::Classic) return outcome.bDone ? OutputFate::Replace : OutputFate::Add;
-  return outcome.bDone && outcome.nOutputFailureNum == 0 ? OutputFate::Replace : OutputFate::Discard;
+  if (!outcome.bDone || outcome.nOutputFailureNum > 0) return OutputFate::Discard;
+  const Grade limit = strict ? Grade::Doubtful : Grade::Unusable;
+  return outcome.Judgement.Result >= limit ? OutputFate::Unusable : OutputFate::Replace;
 }
 
 namespace {
@@ -81,11 +85,17 @@ void RunFlow(CBundleAdjustment& block, RunPaths& paths, const Platform& platform
 RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
                          const RunOptions& options) {
   CBundleAdjustment block(platform, console);
-  if (options.Rules == RunRules::Guarded) ExpectInputs(paths, block.Inputs);
+  if (options.Rules == RunRules::Guarded) {
+    ExpectInputs(paths, block.Inputs);
+    block.pTrack = std::make_unique<RunTrack>();
+  }
   block.SetOutputPath(paths.szProject, paths.szOutput);
   if (const std::string refusal = BeginOutput(block, paths); !refusal.empty()) {
     if (options.Rules == RunRules::Classic) block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
-    return {false, 0, block.szOutputPath, refusal};
+    RunOutcome outcome;
+    outcome.szOutputPath = block.szOutputPath;
+    outcome.szFault = refusal;
+    return outcome;
   }
   std::string logPath;
   block.OpenLogFile(logPath);
@@ -105,7 +115,9 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
     outcome.bDone = false;
     outcome.szFault = FaultText(block.Inputs.First());
   }
-  EndOutput(block, options.Rules, outcome);
+  if (!outcome.bDone) JudgeFailure(block);
+  if (block.pTrack) outcome.Judgement = std::move(block.pTrack->Judgement);
+  EndOutput(block, options, outcome);
   const double end = block.System.TickMilliseconds();
   block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
   block.CloseLogFile();

@@ -11,6 +11,7 @@
 #include "check/Finding.h"
 #include "gpu/Device.h"
 #include "run/Platform.h"
+#include "verdict/Judge.h"
 
 namespace orvo {
 
@@ -28,6 +29,7 @@ struct RunOutcome {
   std::string szFault = {};
   std::vector<Finding> Refusals = {};  ///< what a guarded run was refused for, once it had begun
   std::vector<Finding> Notes = {};     ///< what it went on without
+  Verdict Judgement = {};              ///< of a guarded run that came to its end
 };
 
 /// Default settings file beside the program: AdjPara.xml, or AdjPara.ini where that is missing, telling the
@@ -51,6 +53,7 @@ enum class RunRules {
 /// What a run takes besides its paths.
 struct RunOptions {
   RunRules Rules = RunRules::Classic;
+  bool bStrict = false;  ///< a doubtful result of a guarded run replaces nothing either
   DeviceChoice At = DeviceChoice::FromSettings;
   gpu::KernelForm Kernels = gpu::KernelForm::Fast;
   int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has
@@ -66,7 +69,7 @@ std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& p
 
 /// What becomes of the files of a run with this outcome. A guarded run keeps them only where everything went
 /// well; a classic one does so whatever it is worth, but not after a failed read or write.
-OutputFate FateOf(RunRules rules, const RunOutcome& outcome);
+OutputFate FateOf(RunRules rules, const RunOutcome& outcome, bool strict = false);
 
 /// One run over the given paths: object, output folder, log, settings, CPU or GPU flow, output files put in
 /// place, elapsed time. A run that is refused writes nothing and has the reason in szFault.

@@ -1,6 +1,7 @@
 // The flow around the device path.
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 
@@ -32,6 +33,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   }
   LogPrintf(">>Preprocessing data...\n");
   if (PrepareAdjustment() != 1) return 0;
+  NoteStart(*this, pos);
   ComputeNormalization();
   NormalizeData();
   RunGpuBundle(project, gcp, output);

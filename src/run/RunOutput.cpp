@@ -15,7 +15,7 @@ std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths) {
   return block.Outputs.Begin(block.szOutputPath);
 }
 
-void EndOutput(CBundleAdjustment& block, RunRules rules, RunOutcome& outcome) {
+void EndOutput(CBundleAdjustment& block, const RunOptions& options, RunOutcome& outcome) {
   if (!block.Outputs.IsActive()) return;
   const auto note = [&] {
     const OutputFault fault = block.Outputs.Fault();
@@ -24,7 +24,7 @@ void EndOutput(CBundleAdjustment& block, RunRules rules, RunOutcome& outcome) {
     block.LogPrintf("Error!No result file is put in place: %s!\n", outcome.szFault.c_str());
   };
   note();
-  block.Outputs.End(FateOf(rules, outcome));
+  block.Outputs.End(FateOf(options.Rules, outcome, options.bStrict));
   note();
 }
 

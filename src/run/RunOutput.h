@@ -16,6 +16,6 @@ std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths);
 
 /// Puts the files of the run in place, or throws them away, as FateOf says. What failed goes to log and
 /// console, and into `outcome`.
-void EndOutput(CBundleAdjustment& block, RunRules rules, RunOutcome& outcome);
+void EndOutput(CBundleAdjustment& block, const RunOptions& options, RunOutcome& outcome);
 
 }  // namespace orvo

@@ -73,11 +73,12 @@ DenseSolution SolveUncleared(Cholesky& cholesky, const double* N, int32_t n, con
 
 }  // namespace
 
-DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder,
-                         int32_t threads) {
+DenseSolution SolveDense(double* N, int32_t n, const double* b, double* x, double* remainder, int32_t threads,
+                         const DenseLook& look) {
   if (n < 1) return DenseSolution::Singular;
   Cholesky cholesky(N, n);
   const DenseSolution solution = SolveUncleared(cholesky, N, n, b, x, remainder, threads);
+  if (look && solution != DenseSolution::Singular) look({cholesky, solution});
   cholesky.Clear();
   return solution;
 }

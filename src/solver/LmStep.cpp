@@ -8,6 +8,7 @@
 #include "run/BundleAdjustment.h"
 #include "run/OutputFiles.h"
 #include "solver/DenseSolve.h"
+#include "verdict/RunTrack.h"
 
 namespace orvo {
 
@@ -19,11 +20,21 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
     if (SolveByPcg(x.data()) == 0) return 0;
   } else {
     remainder.resize(x.size());
+    DenseLook look;
+    if (pTrack) {
+      look = [&](const DenseSystem& system) {
+        if (IsLastStep(iteration, x.data())) PredictDense(system, x.data());
+      };
+    }
     solved = SolveDense(pDenseNormal.get(), nUnknownNum, pConstVector.data(), x.data(), remainder.data(),
-                        System.ProcessorCount()) != DenseSolution::Singular;
+                        System.ProcessorCount(), look) != DenseSolution::Singular;
     if (solved) WriteRemainder(iteration, remainder);
   }
   const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
+  if (pTrack) {
+    pTrack->bSingular = !solved || !finite;
+    if (Apply_PCG_Model && finite && IsLastStep(iteration, x.data())) PredictSparse(x.data());
+  }
   if (!solved || !finite) {
     // There is no step to take: the unknowns stay as they are and the iteration ends.
     if (solved) WriteCorrections(iteration, x.data());

@@ -3,25 +3,10 @@
 #include "run/BundleAdjustment.h"
 #include "solver/BlockOperator.h"
 #include "solver/PcgLoop.h"
+#include "solver/SolverThreads.h"
 #include "solver/WorkerPool.h"
 
 namespace orvo {
-namespace {
-
-// Below this many values in all blocks a product takes less time than waking a thread.
-constexpr int64_t kLeastValuesPerThread = 200000;
-// A product is not divided into more parts than this.
-constexpr int64_t kMaxThreadNum = 16;
-
-int32_t SolverThreadNum(const Platform& system, std::span<const SubMatrix> blocks) {
-  int64_t values = 0;
-  for (const SubMatrix& block : blocks) values += int64_t{block.nRows} * block.nCols;
-  const int64_t worthwhile = std::clamp<int64_t>(values / kLeastValuesPerThread, 1, kMaxThreadNum);
-  return static_cast<int32_t>(std::clamp<int64_t>(system.ProcessorCount(), 1, worthwhile));
-}
-
-}  // namespace
-
 int CBundleAdjustment::SolveByPcg(double* x) {
   if (x == nullptr || pConstVector.size() < static_cast<size_t>(std::max(nUnknownNum, 0))) return 1;
   std::vector<int32_t> rowPosition(static_cast<size_t>(std::max(nBlockRowNum, 0)));
@@ -29,7 +14,7 @@ int CBundleAdjustment::SolveByPcg(double* x) {
     int32_t column = 0;
     GetUnknownPosition(row, row, rowPosition[static_cast<size_t>(row)], column);
   }
-  WorkerPool pool(SolverThreadNum(System, pSubMatrices));
+  WorkerPool pool(SolverThreadNum(System.ProcessorCount(), pSubMatrices));
   BlockOperator matrix(pSubMatrices, rowPosition, nUnknownNum);
   const BlockPreconditioner preconditioner(matrix, pool);
 

@@ -142,6 +142,18 @@ TEST(OutputsByRules, FateOfARun) {
   EXPECT_EQ(FateOf(RunRules::Guarded, ended), OutputFate::Discard);
   EXPECT_EQ(FateOf(RunRules::Guarded, short1), OutputFate::Discard);
   EXPECT_EQ(FateOf(RunRules::Guarded, failed), OutputFate::Discard);
+  const struct {
+    Grade grade;
+    OutputFate plain, strict;
+  } grades[] = {{Grade::Good, OutputFate::Replace, OutputFate::Replace},
+                {Grade::Doubtful, OutputFate::Replace, OutputFate::Unusable},
+                {Grade::Unusable, OutputFate::Unusable, OutputFate::Unusable}};
+  for (const auto& [grade, plain, strict] : grades) {
+    RunOutcome judged = done;
+    judged.Judgement.Result = grade;
+    EXPECT_EQ(FateOf(RunRules::Guarded, judged), plain);
+    EXPECT_EQ(FateOf(RunRules::Guarded, judged, true), strict);
+  }
   EXPECT_EQ(FateOf(RunRules::Classic, done), OutputFate::Replace);
   EXPECT_EQ(FateOf(RunRules::Classic, ended), OutputFate::Add);
   EXPECT_EQ(FateOf(RunRules::Classic, short1), OutputFate::Replace);

@@ -1,0 +1,49 @@
+// The one table of what makes a result doubtful or unusable.
+#pragma once
+
+#include <span>
+
+namespace orvo {
+
+/// docs/verdict.md tells why each is what it is, in a table that a test holds to this one.
+struct VerdictLimits {
+  // Unusable.
+  double fRmseGrowth = 1.5;
+  double fNotInFront = 5;
+  double fCentresBelow = 50;
+  double fLeastUsed = 50;
+  // Doubtful.
+  double fDecrease = 0.5;
+  double fLastChange = 1;
+  double fRmseFloor = 0.25;
+  double fRmseRise = 1.1;
+  double fGross = 2;
+  double fFocalChange = 5;
+  double fMeanErrors = 3;
+  double fMeanFloor = 0.1;
+  double fGroundRatio = 5;
+  double fGroundPixels = 4;
+  double fGroundFloor = 2;
+  double fGroundDepth = 3;
+  double fPosRatio = 6;
+  double fGroupRatio = 3;
+  double fLeastShared = 3;
+  double fLeastWidth = 5;
+  double fTilt = 20;
+  double fLeastImages = 2;
+  double fStartMiss = 10;
+  double fMisfitRatio = 5;
+  double fMisfitFloor = 5;
+  double fScaleWindow = 3;
+};
+
+struct VerdictLimit {
+  double VerdictLimits::*pValue;
+  const char* szName;
+  const char* szUnit;
+  const char* szMeaning;
+};
+
+std::span<const VerdictLimit> VerdictLimitTable();
+
+}  // namespace orvo

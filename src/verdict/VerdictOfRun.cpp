@@ -1,0 +1,257 @@
+// The figures of a finished run, its verdict, and verdict.txt.
+#include "verdict/VerdictOfRun.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "geometry/Intersection.h"
+#include "geometry/Rotation.h"
+#include "run/BundleAdjustment.h"
+#include "run/OutputFiles.h"
+#include "verdict/GroundPoints.h"
+#include "verdict/RunTrack.h"
+#include "verdict/VerdictText.h"
+
+namespace orvo {
+namespace {
+
+constexpr double kViewsAgree = 0.9;  ///< nearly all images within some 25 degrees of the mean
+
+std::string ImageName(const CBundleAdjustment& run, int32_t image) {
+  const auto i = static_cast<size_t>(image);
+  const size_t ordinal = i < run.pImageOrdinal.size() ? static_cast<size_t>(run.pImageOrdinal[i]) : i;
+  return ordinal < run.pImageNames.size() ? run.pImageNames[ordinal].sz : std::to_string(ordinal);
+}
+
+/// Cameras have no names; they are told by their place in the project, from 0.
+std::string CameraName(const CBundleAdjustment& run, size_t camera) {
+  const auto& index = run.pCameraIndex;
+  const auto at = std::ranges::find(index, static_cast<int32_t>(camera));
+  return std::to_string(at == index.end() ? static_cast<ptrdiff_t>(camera) : at - index.begin());
+}
+
+bool IsFinite(const EopRecord& e) {
+  return std::isfinite(e.X + e.Y + e.Z) && std::isfinite(e.fPhi + e.fOmega + e.fKappa);
+}
+bool IsFinite(const IopRecord& c) {
+  return std::isfinite(c.fFocal + c.fPrincipalX + c.fPrincipalY) && std::isfinite(c.fK1 + c.fK2);
+}
+
+void FillUnknowns(const CBundleAdjustment& run, VerdictFigures& figures) {
+  const auto images = run.KeptImages();
+  for (size_t i = 0; i < images.size() && figures.bFinite; ++i) {
+    if (IsFinite(images[i])) continue;
+    figures.bFinite = false;
+    figures.szNotFinite = "image " + ImageName(run, static_cast<int32_t>(i));
+  }
+  const auto cameras = run.KeptCameras();
+  const std::vector<IopRecord>& start = run.pTrack->vStartCameras;
+  for (size_t i = 0; i < cameras.size(); ++i) {
+    const std::string name = CameraName(run, i);
+    if (!IsFinite(cameras[i]) && figures.bFinite) {
+      figures.bFinite = false;
+      figures.szNotFinite = "camera " + name;
+    }
+    if (i >= start.size()) continue;
+    figures.vCameras.push_back(
+        {name, start[i].fFocal / run.Image_Coor_Scale, cameras[i].fFocal / run.Image_Coor_Scale});
+  }
+  if (figures.bFinite && !std::ranges::all_of(run.pPosParams, [](double p) { return std::isfinite(p); })) {
+    figures.bFinite = false;
+    figures.szNotFinite = "drift of the POS data";
+  }
+}
+
+void FillIteration(const CBundleAdjustment& run, VerdictFigures& figures) {
+  const RunTrack& track = *run.pTrack;
+  figures.nIterations = track.nIterations;
+  figures.bLastAllowed = track.nIterations >= run.Max_LM_Iteration_Num;
+  figures.bSingular = track.bSingular;
+  figures.fStartRmse = std::sqrt(track.fStartSquares) / run.Image_Coor_Scale;
+  double last = track.fLastSquares;
+  // The device path divides by all measurements, gross ones included.
+  if (run.Apply_GPU && track.Pass && track.Pass->Sums().nUsed > 0) {
+    last *= static_cast<double>(run.nImagePointNum) / static_cast<double>(track.Pass->Sums().nUsed);
+  }
+  figures.fLastRmse = std::sqrt(last) / run.Image_Coor_Scale;
+  figures.bPredicted = track.fPredictedShare.has_value();
+  figures.fPredictedShare = track.fPredictedShare.value_or(0);
+}
+
+GroupFigure GroupOf(std::string name, int64_t used, int64_t gross, double squares, double scale) {
+  return {std::move(name), used, gross,
+          used > 0 ? std::sqrt(squares / static_cast<double>(used)) / scale : 0};
+}
+
+/// Groups of images that hang together by themselves, and images that hardly hang together with any other.
+void FillParts(const CBundleAdjustment& run, VerdictFigures& figures) {
+  const RunTrack& track = *run.pTrack;
+  const auto& images = track.Pass->Sums().vImages;
+  const auto least = static_cast<int64_t>(VerdictLimits().fLeastShared);
+  for (size_t i = 0; i < images.size(); ++i) {
+    if (images[i].nShared < least) figures.vLooseImages.push_back(ImageName(run, static_cast<int32_t>(i)));
+  }
+  for (size_t part = 1; part < track.vParts.size(); ++part) {
+    std::vector<std::string> names;
+    for (const int32_t image : track.vParts[part]) names.push_back(ImageName(run, image));
+    // Told already as an image without enough points.
+    if (names.size() == 1 &&
+        std::ranges::find(figures.vLooseImages, names[0]) != figures.vLooseImages.end()) {
+      continue;
+    }
+    figures.vLooseParts.push_back(std::move(names));
+  }
+}
+
+void FillPoints(const CBundleAdjustment& run, VerdictFigures& figures) {
+  if (!run.pTrack->Pass) return;
+  const PointPassSums& sums = run.pTrack->Pass->Sums();
+  const double scale = run.Image_Coor_Scale, n = static_cast<double>(sums.nUsed);
+  figures.bHasPoints = sums.nMeasurements > 0;
+  figures.nPoints = sums.nPoints - sums.nNotSolved;
+  figures.nPointsNotInFront = sums.nNotInFront;
+  figures.nPointsNotSolved = sums.nNotSolved;
+  figures.nMeasurements = sums.nMeasurements;
+  figures.nUsed = sums.nUsed;
+  figures.nGross = sums.nGross;
+  figures.fMeanX = sums.fSumX / n / scale;
+  figures.fMeanY = sums.fSumY / n / scale;
+  figures.fRmseX = std::sqrt(sums.fSquaresX / n) / scale;
+  figures.fRmseY = std::sqrt(sums.fSquaresY / n) / scale;
+  figures.fEndRmse = std::sqrt((sums.fSquaresX + sums.fSquaresY) / n) / scale;
+  for (size_t i = 0; i < sums.vImages.size(); ++i) {
+    const ImageSums& image = sums.vImages[i];
+    figures.vImages.push_back(
+        GroupOf(ImageName(run, static_cast<int32_t>(i)), image.nUsed, image.nGross, image.fSquares, scale));
+  }
+  for (size_t i = 0; i < sums.vCameras.size(); ++i) {
+    const CameraSums& camera = sums.vCameras[i];
+    figures.vCameraResiduals.push_back(
+        GroupOf(CameraName(run, i), camera.nUsed, camera.nGross, camera.fSquares, scale));
+  }
+  figures.nCentres = run.pTrack->nCentres;
+  figures.nCentresBelow = run.pTrack->nCentresBelow;
+  figures.fGsd = run.pTrack->fGsd;
+  if (run.Set_EOP_Unknown) FillParts(run, figures);
+}
+
+GroundFigure GroundOf(const CBundleAdjustment& run, const ObjectPointRecord& given,
+                      const GroundPoints& ground, std::span<const ImageFrame> frames) {
+  GroundFigure figure;
+  figure.szName = given.szName;
+  figure.bControl = given.nType == 1;
+  ObjectPointRecord point = given;
+  point.X = std::nan("");
+  IntersectPoints(1, &point, ground.Measurements, frames, run.KeptCameras());
+  figure.bIntersected = std::isfinite(point.X);
+  if (figure.bIntersected) {
+    figure.fDifference = std::hypot(point.X - given.X, point.Y - given.Y, point.Z - given.Z);
+  }
+  const ObjectPointRecord& place = figure.bControl || !figure.bIntersected ? given : point;
+  const double P[3] = {place.X, place.Y, place.Z};
+  std::vector<int32_t> images;
+  double squares = 0;
+  int64_t count = 0;
+  for (const ImagePointRecord& ray : MeasurementsOf(given, ground.Measurements)) {
+    if (!IsOnKeptImage(ray, run.KeptImages(), run.KeptCameras())) continue;
+    images.push_back(ray.nImage);
+    const ImageCoordinates v = RayResidualOf(frames[static_cast<size_t>(ray.nImage)],
+                                             run.KeptCameras()[static_cast<size_t>(ray.nCamera)], ray, P);
+    const double length = std::hypot(v.x, v.y) / run.Image_Coor_Scale;
+    squares += length * length;
+    ++count;
+    if (count > 1 && length <= figure.fWorst) continue;
+    figure.fWorst = length;
+    figure.szWorstImage = ImageName(run, ray.nImage);
+  }
+  std::ranges::sort(images);
+  figure.nImages = static_cast<int32_t>(std::unique(images.begin(), images.end()) - images.begin());
+  if (count > 0) figure.fRmse = std::sqrt(squares / static_cast<double>(count));
+  return figure;
+}
+
+void FillGround(CBundleAdjustment& run, VerdictFigures& figures) {
+  const GroundPoints ground = ReadGroundPoints(run);
+  const std::vector<ImageFrame> frames = MakeImageFrames(run.KeptImages());
+  for (const ObjectPointRecord& given : ground.Points) {
+    if (given.nType != 0) figures.vGround.push_back(GroundOf(run, given, ground, frames));
+  }
+  const auto controlNum = std::ranges::count_if(figures.vGround, &GroundFigure::bControl);
+  figures.bHasControl = controlNum > 0;
+  figures.fStartMiss = run.pTrack->fStartMiss;
+  figures.bStartInFrame = !(100 * figures.fStartMiss > VerdictLimits().fStartMiss);
+}
+
+void FillSimilarity(const CBundleAdjustment& run, VerdictFigures& figures) {
+  const RunTrack& track = *run.pTrack;
+  SimilarityFigures& similarity = figures.Similarity;
+  similarity.bApplied = track.bTransformApplied;
+  if (!similarity.bApplied) return;
+  similarity.bFromGps = track.bFromGps;
+  similarity.fWidth = WidthOverLength(track.vTarget);
+  similarity.fScale = track.fTransformScale;
+  similarity.fExtent = track.fTargetSize;
+  similarity.bViewsAgree = track.After.fAgreement > kViewsAgree;
+  similarity.fTilt = AngleBetween(track.After.Up, {0, 0, 1});
+  similarity.fTurn = AngleBetween(track.Before.Up, track.After.Up);
+  if (track.bFromGps) return;
+  const std::vector<double> misfits = RobustMisfits(track.vSource, track.vTarget);
+  for (size_t i = 0; i < std::min(misfits.size(), track.vPairNames.size()); ++i) {
+    GroundFigure misfit;
+    misfit.szName = track.vPairNames[i];
+    misfit.fDifference = misfits[i];
+    similarity.vMisfits.push_back(std::move(misfit));
+  }
+}
+
+void FillImages(const CBundleAdjustment& run, VerdictFigures& figures) {
+  figures.nImagesInFile = run.nImageFileNum;
+  for (size_t ordinal = 0; ordinal < run.pImageIndex.size(); ++ordinal) {
+    if (run.pImageIndex[ordinal] >= 0) continue;
+    const std::string name = ordinal < run.pImageNames.size() ? run.pImageNames[ordinal].sz : "";
+    figures.vLostImages.push_back(name.empty() ? "number " + std::to_string(ordinal) : name);
+  }
+}
+
+}  // namespace
+
+void JudgeFailure(CBundleAdjustment& run) {
+  if (!run.pTrack || run.pTrack->nIterations > 0 || run.pTrack->vSource.empty()) return;
+  run.pTrack->bTransformApplied = true;
+  VerdictFigures figures;
+  figures.szGcpFile = run.szGcpPath;
+  figures.szPosFile = run.pTrack->szPosFile;
+  FillSimilarity(run, figures);
+  run.pTrack->Judgement = Judge(figures);
+}
+
+void JudgeRun(CBundleAdjustment& run) {
+  if (!run.pTrack) return;
+  VerdictFigures figures;
+  figures.bAdjusted = !run.Direct_Intersection && !run.Absolute_Orientation;
+  figures.szProjectFile = run.szProjectPath;
+  figures.szGcpFile = run.szGcpPath;
+  figures.szPosFile = run.pTrack->szPosFile;
+  figures.bHasGps = run.Apply_GPS_Data && figures.bAdjusted;
+  figures.vPos = run.pTrack->vPos;
+  figures.bPosAnglesInRadians = run.pTrack->bPosAnglesInRadians;
+  if (!figures.bAdjusted) JudgeTextPoints(run);
+  NoteHeights(run);
+  FillUnknowns(run, figures);
+  FillIteration(run, figures);
+  FillPoints(run, figures);
+  FillGround(run, figures);
+  FillSimilarity(run, figures);
+  FillImages(run, figures);
+  run.pTrack->Judgement = Judge(figures);
+
+  TextWriter file;
+  if (!OpenOutput(run.Outputs, file, JoinPath(run.szOutputPath, "verdict.txt"))) {
+    ++run.nOutputFailureNum;
+    return;
+  }
+  file.Write(VerdictText(run.pTrack->Judgement));
+  if (!CloseOutput(run.Outputs, file)) ++run.nOutputFailureNum;
+}
+
+}  // namespace orvo

@@ -1,0 +1,165 @@
+// The rules of the verdict, one case a line.
+#include "verdict/Judge.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+#include "verdict/VerdictText.h"
+
+namespace orvo::test {
+namespace {
+
+GroundFigure Ground(const char* name, bool control, double difference, double rmse, double worst) {
+  GroundFigure point;
+  point.szName = name;
+  point.bControl = control;
+  point.nImages = 3;
+  point.bIntersected = true;
+  point.fDifference = difference;
+  point.fRmse = rmse;
+  point.fWorst = worst;
+  point.szWorstImage = "IMG_7";
+  return point;
+}
+
+/// An adjusted block of half a pixel that nothing speaks against.
+VerdictFigures GoodFigures() {
+  VerdictFigures f;
+  f.bAdjusted = f.bHasControl = f.bHasPoints = f.bPredicted = true;
+  f.szGcpFile = "b_gcp.txt";
+  f.szPosFile = "b_pos.txt";
+  f.szProjectFile = "b.prj";
+  f.nIterations = 7;
+  f.fStartRmse = 25;
+  f.fLastRmse = f.fEndRmse = 0.5;
+  f.fPredictedShare = 1e-5;
+  f.nPoints = 1000;
+  f.nMeasurements = 4000;
+  f.nUsed = 3990;
+  f.nGross = 10;
+  f.fRmseX = f.fRmseY = 0.35;
+  f.nCentres = 30;
+  f.fGsd = 0.1;
+  f.vCameras = {{"0", 12000, 12003}};
+  f.vImages = {{"IMG_1", 100, 1, 0.5}, {"IMG_2", 100, 0, 0.6}};
+  f.vCameraResiduals = {{"0", 200, 1, 0.5}, {"1", 200, 0, 0.5}};
+  for (const char* name : {"G1", "G2", "G3", "G4", "G5"})
+    f.vGround.push_back(Ground(name, true, 0.1, 0.5, 0.9));
+  for (const char* name : {"C1", "C2", "C3"}) f.vGround.push_back(Ground(name, false, 0.1, 0.4, 0.8));
+  for (const char* name : {"IMG_1", "IMG_2", "IMG_3"}) f.vPos.push_back({name, 0.05});
+  f.nImagesInFile = 30;
+  f.Similarity.bApplied = f.Similarity.bViewsAgree = true;
+  f.Similarity.fWidth = 0.7;
+  f.Similarity.fExtent = 1000;
+  return f;
+}
+
+struct Case {
+  const char* szName;
+  std::function<void(VerdictFigures&)> Change;
+  Grade Expected;
+  const char* szSaid;  ///< part of the text; "" where nothing is said
+};
+
+class Rules : public ::testing::TestWithParam<Case> {};
+
+TEST_P(Rules, Hold) {
+  VerdictFigures figures = GoodFigures();
+  GetParam().Change(figures);
+  const Verdict verdict = Judge(figures);
+  const std::string text = VerdictText(verdict);
+  EXPECT_TRUE(verdict.bJudged);
+  EXPECT_EQ(verdict.Result, GetParam().Expected) << text;
+  EXPECT_NE(text.find(GetParam().szSaid), std::string::npos) << text;
+  EXPECT_EQ(verdict.vReasons.empty(), GetParam().Expected == Grade::Good) << text;
+}
+
+constexpr Grade kGood = Grade::Good, kDoubt = Grade::Doubtful, kUnusable = Grade::Unusable;
+using F = VerdictFigures;
+
+const Case kCases[] = {
+    {"Nothing", [](F&) {}, kGood, "Verdict: good\n"},
+    {"NotFinite", [](F& f) { f.bFinite = false, f.szNotFinite = "image IMG_3"; }, kUnusable, "image IMG_3"},
+    {"RmseNotFinite", [](F& f) { f.fEndRmse = NAN; }, kUnusable, "RMSE is not a number"},
+    {"RmseGrown", [](F& f) { f.fStartRmse = 20, f.fEndRmse = f.fLastRmse = 31; }, kUnusable,
+     "limit 1.5 times"},
+    {"RmseRisen", [](F& f) { f.fStartRmse = 27, f.fEndRmse = f.fLastRmse = 38; }, kDoubt,
+     "27 px at the start"},
+    {"StartAtTheEnd", [](F& f) { f.fStartRmse = 0.499; }, kGood, ""},
+    {"NoiseFreeGrowth", [](F& f) { f.fStartRmse = 1e-4, f.fEndRmse = f.fLastRmse = 1e-3; }, kGood, ""},
+    {"Behind", [](F& f) { f.nPointsNotInFront = 51; }, kUnusable, "5.1 % of the points"},
+    {"FewBehind", [](F& f) { f.nPointsNotInFront = 50; }, kGood, ""},
+    {"Below", [](F& f) { f.nCentresBelow = 16; }, kUnusable, "below the points"},
+    {"BelowInAFreeFrame", [](F& f) { f.nCentresBelow = 30, f.bHasControl = false; }, kGood, ""},
+    {"FewUsed", [](F& f) { f.nUsed = 1999, f.nGross = 0; }, kUnusable, "50 % of the measurements are in"},
+    {"NotConverged", [](F& f) { f.fPredictedShare = 0.006; }, kDoubt, "would fall by 0.6 %"},
+    {"PredictionNotFinite", [](F& f) { f.fPredictedShare = NAN; }, kDoubt, "not converged"},
+    {"StillChanging", [](F& f) { f.fLastRmse = 0.51; }, kDoubt, "from 0.51 px to 0.5 px"},
+    {"EndedEarly", [](F& f) { f.fLastRmse = 0.51, f.bLastAllowed = true; }, kDoubt, "last allowed step"},
+    {"EndedWhereItShould", [](F& f) { f.bLastAllowed = true; }, kGood, ""},
+    {"Singular", [](F& f) { f.bSingular = true; }, kDoubt, "could not be solved"},
+    {"Gross", [](F& f) { f.nGross = 81; }, kDoubt, "are gross; limit 2 %"},
+    {"Focal", [](F& f) { f.vCameras[0].fEndFocal = 12601; }, kDoubt, "camera 0 moved from 12000 to 12601"},
+    {"FocalTurned", [](F& f) { f.vCameras[0].fEndFocal = -1.16e6; }, kUnusable, "to -1.16e+06"},
+    {"FocalWithin", [](F& f) { f.vCameras[0].fEndFocal = 12599; }, kGood, ""},
+    {"Mean", [](F& f) { f.fMeanX = 0.05; }, kDoubt, "mean residual in x 0.05 px"},
+    {"MeanOfNoWeight", [](F& f) { f.fMeanX = 0.03; }, kGood, ""},
+    {"Image", [](F& f) { f.vImages[1].fRmse = 1.51; }, kDoubt, "image IMG_2: RMSE 1.51 px"},
+    {"ImageOfGrossOnes", [](F& f) { f.vImages[1].nGross = 101; }, kDoubt, "IMG_2: 101 of 201"},
+    {"Camera", [](F& f) { f.vCameraResiduals[1].fRmse = 1.51; }, kDoubt, "camera 1: RMSE"},
+    {"ControlInTheImage", [](F& f) { f.vGround[1].fWorst = 3; }, kDoubt,
+     "control point G2: image residual 3 px in image IMG_7"},
+    {"ControlInSpace", [](F& f) { f.vGround[1].fDifference = 1; }, kDoubt, "control point G2: off by 1"},
+    {"Check", [](F& f) { f.vGround[6].fDifference = 1; }, kDoubt, "check point C2: off by 1"},
+    {"ControlOnce", [](F& f) { f.vGround[0].nImages = 1; }, kDoubt, "fewer than 2 images: G1"},
+    {"Gps", [](F& f) { f.vPos[2].fMisclosure = 30; }, kDoubt, "GPS positions of IMG_3 off by up to 30"},
+    {"Radians", [](F& f) { f.bPosAnglesInRadians = true; }, kDoubt, "b_pos.txt look like radians"},
+    {"Lost", [](F& f) { f.vLostImages = {"A", "B", "C", "D", "E", "F", "G"}; }, kDoubt,
+     "7 of 30 images were left out: A, B, C, D, E and 2 more"},
+    {"Loose", [](F& f) { f.vLooseImages = {"IMG_9"}; }, kDoubt, "with the rest: IMG_9"},
+    {"Parts",
+     [](F& f) {
+       f.vLooseParts = {{"IMG_8", "IMG_9"}};
+     },
+     kDoubt, "2 images share fewer"},
+    {"Line", [](F& f) { f.Similarity.fWidth = 0.04; }, kDoubt, "nearly on a line"},
+    {"Tilt", [](F& f) { f.Similarity.fTilt = f.Similarity.fTurn = 44; }, kDoubt,
+     "44 degrees off the vertical"},
+    {"ObliqueBefore", [](F& f) { f.Similarity.fTilt = 44, f.Similarity.fTurn = 2; }, kGood, ""},
+    {"ViewsOfAllKinds",
+     [](F& f) { f.Similarity.fTilt = f.Similarity.fTurn = 44, f.Similarity.bViewsAgree = false; }, kGood, ""},
+    {"Feet", [](F& f) { f.Similarity.fScale = 3.28; }, kDoubt, "feet for metres"},
+    {"Metres", [](F& f) { f.Similarity.fScale = 0.3046; }, kDoubt, "feet for metres"},
+    {"AnyScale", [](F& f) { f.Similarity.fScale = 2.5; }, kGood, ""},
+    {"Misfit",
+     [](F& f) {
+       for (const char* name : {"G1", "G2", "G3", "G4"})
+         f.Similarity.vMisfits.push_back(Ground(name, true, 2, 0, 0));
+       f.Similarity.vMisfits[3].fDifference = 300;
+     },
+     kDoubt, "control point G4 does not fit the others"},
+    {"Frame", [](F& f) { f.bStartInFrame = false, f.fStartMiss = 0.25; }, kDoubt, "off by 25 %"},
+    {"OnlyIntersected",
+     [](F& f) { f.bAdjusted = f.bPredicted = false, f.fStartRmse = f.fLastRmse = 0, f.vCameras.clear(); },
+     kGood, ""},
+    {"ControlCharacters", [](F& f) { f.vLooseImages = {"a\x1b[31m"}; }, kDoubt, "a\\x1b[31m"},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, Rules, ::testing::ValuesIn(kCases),
+                         [](const auto& row) { return std::string(row.param.szName); });
+
+TEST(Verdict, TellsTheGravestFirst) {
+  VerdictFigures figures = GoodFigures();
+  figures.nGross = 200;
+  figures.bFinite = false;
+  const Verdict verdict = Judge(figures);
+  ASSERT_EQ(verdict.vReasons.size(), 2u);
+  EXPECT_EQ(verdict.vReasons[0].Weight, Grade::Unusable);
+  EXPECT_EQ(verdict.vReasons[1].Weight, Grade::Doubtful);
+  EXPECT_EQ(VerdictText(verdict).rfind("Verdict: unusable\nunusable: ", 0), 0u);
+}
+
+}  // namespace
+}  // namespace orvo::test
