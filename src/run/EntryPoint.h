@@ -22,8 +22,8 @@ struct RunOutcome {
   bool bDone = false;         ///< the flow came to its end
   int nOutputFailureNum = 0;  ///< output files that are missing or cut short
   std::string szOutputPath;
-  Verdict Judgement;    ///< of a guarded run that came to its end
-  std::string szFault;  ///< what ended the run from outside (a file that can't be read), with the reason
+  Verdict Judgement = {};    ///< of a guarded run that came to its end
+  std::string szFault = {};  ///< what ended the run from outside (a file that can't be read), with the reason
 };
 
 /// Default settings file beside the program: AdjPara.xml, or AdjPara.ini where that is missing, telling the
