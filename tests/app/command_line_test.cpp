@@ -282,6 +282,30 @@ TEST_F(CommandLine, RubbishIsRefusedBeforeAnythingIsMade) {
   EXPECT_FALSE(Exists(In("OrvoBundleResult")));
 }
 
+TEST_F(CommandLine, TheVerdictDecidesTheExitCode) {
+  const struct {
+    Grade Result;
+    bool bStrict;
+    int nExit;
+  } rows[] = {{Grade::Good, false, 0},    {Grade::Good, true, 0},      {Grade::Doubtful, false, 0},
+              {Grade::Doubtful, true, 3}, {Grade::Unusable, false, 3}, {Grade::Unusable, true, 3}};
+  for (const auto& row : rows) {
+    RunOutcome outcome{true, 0, ""};
+    outcome.Judgement.bJudged = true;
+    outcome.Judgement.Result = row.Result;
+    outcome.Judgement.vReasons = {{row.Result, "what was found", "5 px", "What to do"}};
+    std::vector<std::string> arguments = {"adjust", In("b.prj")};
+    if (row.bStrict) arguments.push_back("--strict");
+    const Ended ended = Call(arguments, outcome);
+    EXPECT_EQ(ended.nExit, row.nExit);
+    const std::string grade = GradeName(row.Result);
+    EXPECT_NE(ended.szOut.find("\nVerdict: " + grade + "\n" + grade +
+                               ": what was found; limit 5 px. What to do.\n"),
+              std::string::npos)
+        << ended.szOut;
+  }
+}
+
 TEST_F(CommandLine, ARealRunOverRubbishFails) {
   const Ended ended = Call({"adjust", In("b.prj")}, std::nullopt);
   EXPECT_EQ(ended.nExit, 1) << ended.szOut;
