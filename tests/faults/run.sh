@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Lets calls of the system fail under the release programs, and kills runs.
+# Lets calls of the system fail under the release programs, kills runs, and gives them little memory.
 #   tests/faults/run.sh          some calls of every kind, 30 kills
 #   tests/faults/run.sh --long   every call of every run, 200 kills, what crafted inputs cost: hours
 # The last line says "N passed, N failed"; the exit status is 0 when nothing failed.
@@ -28,8 +28,9 @@ try() {
 }
 try "Calls that fail" build/release/bin/orvo_fault_suite --most "$most"
 try "Kills" build/release/bin/orvo_kill_suite "$kills"
+try "Little memory" build/release/bin/orvo_memory_suite 0 8
 if [[ ${1:-} == --long ]]; then
-  try "Memory" build/release/bin/orvo_memory_suite 20 10
+  try "Crafted inputs" build/release/bin/orvo_memory_suite 20 10
 fi
 printf '%d passed, %d failed\n' "$passed" "$failed"
 [[ $failed -eq 0 ]]
