@@ -99,6 +99,16 @@ release_tests() {
 }
 
 # Clang's sanitizers find all that GCC's do, and more. What runs with them is not run with GCC's, too.
+# The suites of the release build; their closing lines count.
+fault_tests() {
+  local status=0 good=0 bad=0
+  tests/faults/run.sh 2>&1 | tee "$work/faults" || status=$?
+  read -r good bad < <(sed -nE 's/^([0-9]+) passed, ([0-9]+) failed$/\1 \2/p' "$work/faults" | tail -n 1) || true
+  passed=$((passed + ${good:-0}))
+  failed=$((failed + ${bad:-0}))
+  return "$status"
+}
+
 asan_tests() {
   if ! command -v clang++ >/dev/null; then
     build asan && count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs"
@@ -134,6 +144,7 @@ tsan_tests() {
 stage "Dependencies" scripts/install-dependencies.sh --tests
 stage "Release tests" release_tests
 if ! $quick; then
+  stage "Faults" fault_tests
   stage "Clang: kernels and whole runs, optimised and with its sanitizers" clang_stage
   stage "Address and undefined behaviour sanitizers" asan_tests
   stage "Thread sanitizer" tsan_tests

@@ -94,6 +94,8 @@ void EndOnLackOfMemory(const char* program, int exitCode) {
   std::set_terminate(EndOfUncaught);
 }
 
+void SetMemoryEndExitCode(int exitCode) { nExitCode = exitCode; }
+
 void SetMemoryEndLog(int descriptor) { nLog = descriptor; }
 
 void* LastMemory(size_t bytes, size_t alignment) {

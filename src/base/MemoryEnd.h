@@ -11,6 +11,9 @@ namespace orvo {
 /// @param program  its name for the message; a text that lives as long as the program
 void EndOnLackOfMemory(const char* program, int exitCode);
 
+/// Another exit code from now on: 0 once the results are in place.
+void SetMemoryEndExitCode(int exitCode);
+
 /// The log of the run, which gets the message, too; -1: none. Kept open by the caller until it says -1.
 void SetMemoryEndLog(int descriptor);
 

@@ -10,6 +10,7 @@
 
 #include "base/CommitProcess.h"
 #include "base/FolderList.h"
+#include "base/MemoryEnd.h"
 #include "base/OutputNames.h"
 
 namespace orvo {
@@ -179,17 +180,19 @@ void OutputFolder::RemoveStaging() {
   if (!bKeepStaging) RemoveStagingFolder(szStaging);
 }
 
-CommitPlan OutputFolder::PlanOf(OutputFate fate, const std::vector<std::string>& staged,
-                                const std::string& target) const {
-  CommitPlan plan;
+bool OutputFolder::MakePlan(OutputFate fate, const std::vector<std::string>& staged,
+                            const std::string& target, CommitPlan& plan) {
+  int error = 0;
+  const std::vector<std::string> present = NamesInFolder(target, &error);
+  if (error != 0) return FailWith(target, "read", error);
   plan.bUnusable = fate == OutputFate::Unusable;
-  for (const std::string& name : NamesInFolder(target)) {
+  for (const std::string& name : present) {
     const bool renewed = std::ranges::binary_search(staged, name);
     const bool stale = fate != OutputFate::Add && IsOutputName(name);
     if ((renewed || stale) && !IsFolder(target + "/" + name)) plan.Steps.push_back({true, name});
   }
   for (const std::string& name : staged) plan.Steps.push_back({false, name});
-  return plan;
+  return true;
 }
 
 bool OutputFolder::WriteJournal(const CommitPlan& plan) {
@@ -225,8 +228,7 @@ bool OutputFolder::Prepare(OutputFate fate, CommitPlan& plan) {
   }
   const std::string old = szStaging + "/" + kOld;
   if (::mkdir(old.c_str(), 0777) != 0) return FailWith(old, "create", errno);
-  plan = PlanOf(fate, staged, target);
-  return WriteJournal(plan);
+  return MakePlan(fate, staged, target, plan) && WriteJournal(plan);
 }
 
 // The journal gets its name when everything that it speaks of is on the disk. No folder is synchronized in
@@ -239,6 +241,8 @@ bool OutputFolder::Rename(const CommitPlan& plan) {
   const CommitResult result = RunCommitProcess(plan, folders.Handles(), {kNewJournal, kJournal});
   if (result.nError == 0) {
     pInterruptible->Settle();
+    // What little is left to do needs no memory that could fail these results.
+    if (!plan.bUnusable) SetMemoryEndExitCode(0);
     return true;
   }
   bKeepStaging = !result.bUndone;

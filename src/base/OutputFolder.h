@@ -63,7 +63,8 @@ class OutputFolder {
   std::string Take();
   bool Recover();
   bool Prepare(OutputFate fate, CommitPlan& plan);
-  CommitPlan PlanOf(OutputFate fate, const std::vector<std::string>& staged, const std::string& target) const;
+  bool MakePlan(OutputFate fate, const std::vector<std::string>& staged, const std::string& target,
+                CommitPlan& plan);
   bool WriteJournal(const CommitPlan& plan);
   bool Rename(const CommitPlan& plan);
   std::string TargetOf(bool unusable) const;

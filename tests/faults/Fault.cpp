@@ -96,8 +96,8 @@ bool HasMessage(const std::string& console, const std::string& usual) {
   for (std::istringstream lines(console); std::getline(lines, line);) {
     if (known.count(line) != 0) continue;
     line = Lowered(line);
-    for (const char* word :
-         {"fail", "error", "not enough", "can't", "can not", "could not", "no space", "changed", "missing"}) {
+    for (const char* word : {"fail", "error", "not enough", "can't", "can not", "could not", "cannot",
+                             "no space", "changed", "missing"}) {
       if (line.find(word) != std::string::npos) return true;
     }
   }
@@ -115,13 +115,30 @@ std::string MixedFile(const FolderState& earlier, const FolderState& expected, c
   return {};
 }
 
-Outcome Judge(const Scenario& scenario, const Truth& truth, const ChildEnd& end, const FolderState& out,
-              const std::string& console) {
+/// Where renames are denied for good, those done before can't be taken back: then every earlier file still
+/// lies in the run's own folder, for the next run to finish.
+std::string LostFile(const FolderState& earlier, const FolderState& out) {
+  for (const auto& [name, content] : ResultsOf(earlier)) {
+    bool found = false;
+    for (const auto& [path, kept] : out) {
+      found |= kept == content &&
+               (path == name || (path.rfind(".orvo", 0) == 0 && path.size() > name.size() &&
+                                 path.compare(path.size() - name.size(), name.size(), name) == 0));
+    }
+    if (!found) return name + " is lost";
+  }
+  return {};
+}
+
+Outcome Judge(const Scenario& scenario, const Truth& truth, const Mode& mode, const ChildEnd& end,
+              const FolderState& out, const std::string& console) {
   if (!IsUnhurt(end)) return {Ending::Bad, end.Text()};
   const FolderState results = WithoutTimes(ResultsOf(out));
   const std::string off = Difference(WithoutTimes(truth.Results), results);
   if (end.nExit == 0 && off.empty()) return {Ending::Unaffected, {}};
-  const std::string touched = Difference(ResultsOf(truth.Earlier), ResultsOf(out));
+  std::string touched = Difference(ResultsOf(truth.Earlier), ResultsOf(out));
+  const bool denied = mode.Which == Kind::Rename && mode.bStays;
+  if (!touched.empty() && denied && !LeftoversOf(out).empty()) touched = LostFile(truth.Earlier, out);
   if (scenario.Which == Program::OrvoAdjust) {
     if (end.nExit != 0) return {Ending::Bad, end.Text()};
     if (!touched.empty()) return {Ending::Bad, off + "; beside the earlier results, " + touched};
@@ -189,7 +206,7 @@ Outcome TryFault(const Scenario& scenario, const Truth& truth, const Mode& mode,
   run.Environment.push_back(PlanOf(mode, at));
   const ChildEnd end = RunChild(run);
   const FolderState out = ReadFolder(place.Out());
-  Outcome outcome = Judge(scenario, truth, end, out, ReadWhole(place.szConsole));
+  Outcome outcome = Judge(scenario, truth, mode, end, out, ReadWhole(place.szConsole));
   const FolderState inputs = ReadFolder(place.In());
   if (const std::string changed = Difference(truth.Inputs, inputs); !changed.empty()) {
     RestoreFolder(place.In(), truth.Inputs, inputs);

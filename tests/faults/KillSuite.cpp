@@ -62,7 +62,13 @@ std::string TroubleOfEnd(int signal, const ChildEnd& end, Whole whole, const std
 }
 
 std::string TroubleOfNextRun(const Scenario& scenario, const Truth& truth, const Place& place) {
-  const ChildEnd end = RunChild(MakeRun(scenario, place.szFolder, place.szConsole));
+  ChildEnd end;
+  // Where renames of the killed run are still under way, the folder is in use, as the next run says.
+  for (int pass = 0; pass < 50; ++pass) {
+    end = RunChild(MakeRun(scenario, place.szFolder, place.szConsole));
+    if (end.nExit == 0 && ReadWhole(place.szConsole).find("is in use") == std::string::npos) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
   const FolderState out = ReadFolder(place.Out());
   if (end.bHung || end.nSignal != 0 || end.nExit != 0) {
     return "the next run ends with " + end.Text() + ": " + ReadWhole(place.szConsole);

@@ -78,7 +78,7 @@ void RunInLittleMemory(const Place& place, int64_t stepMegabytes, Tally& tally) 
                                          Program::OrvoAdjust,
                                          {"in/AdjPara.xml", "in/large.prj", "in/large_gcp.txt", "", "out"}}};
   for (const Scenario& scenario : scenarios) {
-    for (int64_t megabytes = 100; megabytes <= 4000; megabytes += stepMegabytes) {
+    for (int64_t megabytes = 20; megabytes <= 4000; megabytes += stepMegabytes) {
       RestoreFolder(place.Out(), earlier, ReadFolder(place.Out()));
       ChildRun run = MakeRun(scenario, place.szFolder, place.szConsole);
       run.nAddressBytes = static_cast<uint64_t>(megabytes * kMegabyte);
@@ -111,12 +111,14 @@ void RunInLittleMemory(const Place& place, int64_t stepMegabytes, Tally& tally) 
 int main(int argc, char** argv) {
   using namespace orvo::faults;
   const int64_t megabytes = argc > 1 ? std::atoll(argv[1]) : 5, step = argc > 2 ? std::atoll(argv[2]) : 200;
-  if (megabytes < 1 || step < 1) Stop("orvo_memory_suite [MEGABYTES-OF-INPUT] [MEGABYTES-OF-STEP]");
+  if (megabytes < 0 || step < 1) {
+    Stop("orvo_memory_suite [MEGABYTES-OF-CRAFTED-INPUT, 0 for none] [MEGABYTES-OF-STEP]");
+  }
   const std::string work =
       std::filesystem::temp_directory_path().string() + "/orvo-memory-" + std::to_string(::getpid());
   const Place place(work);
   Tally tally;
-  MeasureCrafted(place, MakeInputs(place), megabytes * kMegabyte, tally);
+  if (megabytes > 0) MeasureCrafted(place, MakeInputs(place), megabytes * kMegabyte, tally);
   RunInLittleMemory(place, step, tally);
   std::printf("%d tried, %d bad\n", tally.nTried, tally.nBad);
   std::filesystem::remove_all(work);
