@@ -98,7 +98,6 @@ release_tests() {
   [[ $built -eq 0 ]] && count_tests ctest --preset release -j "$jobs"
 }
 
-# Clang's sanitizers find all that GCC's do, and more. What runs with them is not run with GCC's, too.
 # The suites of the release build; their closing lines count.
 fault_tests() {
   local status=0 good=0 bad=0
@@ -109,6 +108,7 @@ fault_tests() {
   return "$status"
 }
 
+# Clang's sanitizers find all that GCC's do, and more. What runs with them is not run with GCC's, too.
 asan_tests() {
   if ! command -v clang++ >/dev/null; then
     build asan && count_tests "${fixed_addresses[@]}" ctest --preset asan -j "$jobs"
