@@ -108,11 +108,6 @@ struct DriftCase {
 
 void PrintTo(const DriftCase& drift, std::ostream* out) { *out << drift.szName; }
 
-/// Largest distance of a projection centre from the truth.
-double PositionError(const Block& block) {
-  return CompareOrientations(block.Truth(), block.Result()).fPosition;
-}
-
 double SquareSum(const std::string& numbers) {
   std::istringstream text(numbers);
   double sum = 0;
