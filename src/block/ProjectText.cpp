@@ -9,13 +9,12 @@
 namespace orvo {
 namespace {
 
-/// What a record takes at least: as lines of any kind, and as lines that hold all their fields.
+/// What a record takes at least: as lines of any kind, and with all its fields. In a block of more than
+/// kAlwaysTaken images, cameras or control points, their numbers and coordinates are not of one digit each.
 struct RecordBytes {
   int64_t nEmpty, nWhole;
 };
-constexpr RecordBytes kCameraBytes{1, 10}, kImageBytes{4, 29}, kPointBytes{2, 12};
-/// Coordinates and names of more than kAlwaysTaken control points are not of one digit each.
-constexpr RecordBytes kGcpBytes{2, 24};
+constexpr RecordBytes kCameraBytes{1, 20}, kImageBytes{4, 44}, kPointBytes{2, 12}, kGcpBytes{2, 28};
 /// Up to so many records the lines may be empty.
 constexpr int64_t kAlwaysTaken = 32768;
 

@@ -18,11 +18,11 @@ struct ProjectHeader {
 ProjectHeader ParseHeader(std::string_view line);
 /// The counts made such that tables of their size can be filled from a file of `fileBytes`: never negative, a
 /// camera takes at least 1 byte, an image 4, an object point 2. Above 32,768 of a kind, as many as fit with
-/// all their fields side by side: a camera takes 10 bytes then, an image 29, an object point 12.
+/// all their fields side by side: a camera takes 20 bytes then, an image 44, an object point 12.
 ProjectHeader CutToFile(ProjectHeader header, int64_t fileBytes);
 /// The next line of the file, its counts cut to what the file can hold.
 ProjectHeader ReadHeader(TextReader& file);
-/// The same for the points of a GCP file; above 32,768 of them, each takes at least 24 bytes.
+/// The same for the points of a GCP file; above 32,768 of them, each takes at least 28 bytes.
 int32_t CutGcpCount(int32_t count, int64_t fileBytes);
 /// The count line of a GCP file, cut to what the file can hold.
 int32_t ReadGcpCount(TextReader& file);

@@ -62,17 +62,17 @@ TEST(ProjectText, CountsOfALargeFileAreCutToWholeRecords) {
   };
   constexpr int64_t kBytes = 12000000;
   for (const Row& row :
-       {Row{{INT32_MAX, 0, 0}, kBytes, kBytes / 29, 0, 0}, Row{{0, INT32_MAX, 0}, kBytes, 0, kBytes / 10, 0},
+       {Row{{INT32_MAX, 0, 0}, kBytes, kBytes / 44, 0, 0}, Row{{0, INT32_MAX, 0}, kBytes, 0, kBytes / 20, 0},
         Row{{0, 0, INT64_MAX}, kBytes, 0, 0, kBytes / 12},
         // Lines that stand side by side share the file.
-        Row{{100000, 50000, INT64_MAX}, kBytes, 100000, 50000, (kBytes - 100000 * 29 - 50000 * 10) / 12},
-        Row{{100000, 50000, 700000}, kBytes, 100000, 50000, 700000},
-        Row{{INT32_MAX, INT32_MAX, INT64_MAX}, kBytes, 32768, kBytes / 10, 32768},
+        Row{{100000, 50000, INT64_MAX}, kBytes, 100000, 50000, (kBytes - 100000 * 44 - 50000 * 20) / 12},
+        Row{{100000, 50000, 550000}, kBytes, 100000, 50000, 550000},
+        Row{{INT32_MAX, INT32_MAX, INT64_MAX}, kBytes, 32768, kBytes / 20, 32768},
         // As many may have empty lines.
         Row{{32768, 32768, 32768}, 32768 * 4, 32768, 32768, 32768},
         // The last line may have no end.
-        Row{{100000, 0, 0}, 100000 * 29 - 1, 100000, 0, 0},
-        Row{{100000, 0, 0}, 100000 * 29 - 2, 99999, 0, 0}}) {
+        Row{{100000, 0, 0}, 100000 * 44 - 1, 100000, 0, 0},
+        Row{{100000, 0, 0}, 100000 * 44 - 2, 99999, 0, 0}}) {
     const ProjectHeader cut = CutToFile(row.counts, row.bytes);
     EXPECT_EQ(row.images, cut.nImageNum) << row.counts.nImageNum;
     EXPECT_EQ(row.cameras, cut.nCameraNum) << row.counts.nCameraNum;
@@ -84,8 +84,8 @@ TEST(ProjectText, GcpCountIsCutToWhatTheFileCanHold) {
   EXPECT_EQ(50, CutGcpCount(INT32_MAX, 100));
   EXPECT_EQ(32768, CutGcpCount(32768, 32768 * 2));
   EXPECT_EQ(32768, CutGcpCount(INT32_MAX, 32768 * 2));
-  EXPECT_EQ(500000, CutGcpCount(500000, 12000000));
-  EXPECT_EQ(500000, CutGcpCount(500001, 12000000));
+  EXPECT_EQ(400000, CutGcpCount(400000, 28 * 400000));
+  EXPECT_EQ(400000, CutGcpCount(400001, 28 * 400000));
   EXPECT_EQ(0, CutGcpCount(-1, 12000000));
 }
 
