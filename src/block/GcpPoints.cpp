@@ -20,7 +20,7 @@ bool AppendMeasures(TextReader& file, std::span<const ImageReference> references
   const bool usable = MakePositionUsable(point);
   const int32_t count = ReadMeasureCount(file);
   std::string_view line;
-  for (int32_t m = 0; m < count && file.Next(line); ++m) {
+  for (int32_t m = 0; m < count && NextMeasure(file, m, line); ++m) {
     MeasureLine measure;
     if (!ParseMeasure(line, measure)) continue;
     const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
@@ -41,10 +41,11 @@ bool AppendMeasures(TextReader& file, std::span<const ImageReference> references
 std::vector<ObjectPointRecord> ReadGcpRecords(TextReader& file) {
   std::vector<ObjectPointRecord> table;
   const int32_t count = ReadGcpCount(file);
+  table.reserve(static_cast<size_t>(count));
   std::string_view line;
   for (int32_t g = 0; g < count && file.Next(line); ++g) {
     table.push_back(ParsePointLine(line));
-    table.back().nImagePointNum = static_cast<int32_t>(file.Skip(ReadMeasureCount(file)));
+    table.back().nImagePointNum = SkipMeasures(file);
   }
   return table;
 }
@@ -74,7 +75,7 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
   std::string_view line;
   for (int32_t g = 0; g < nGcpFileNum && nTiePointNum + g <= range.nLast && file.Next(line); ++g) {
     if (nTiePointNum + g < range.nFirst) {
-      file.Skip(ReadMeasureCount(file));
+      SkipMeasures(file);
       continue;
     }
     ObjectPointRecord point = ParsePointLine(line);

@@ -104,7 +104,7 @@ int CBundleAdjustment::PreReadTextPoints(const ProjectHeader& header, TextReader
     const int32_t count = ReadMeasureCount(file, countIsWhole);
     if (!countIsWhole) ++Facts.nBrokenCounted;
     int32_t read = 0;
-    for (; read < count && file.Next(line); ++read) {
+    for (; read < count && NextMeasure(file, read, line); ++read) {
       int32_t image = 0;
       if (!FieldScanner(line).Int(image)) continue;
       if (image < 0 || image >= header.nImageNum) {
@@ -193,7 +193,7 @@ void CBundleAdjustment::PreReadGcp(const std::string& gcp) {
     const int32_t type = ParsePointLine(line).nType;
     if (type == 1) ++nControlPointNum;
     if (type > 1) ++nCheckPointNum;
-    imagePointNum += file.Skip(ReadMeasureCount(file));
+    imagePointNum += SkipMeasures(file);
   }
   nGcpImagePointNum =
       static_cast<int32_t>(std::min<int64_t>(imagePointNum, std::numeric_limits<int32_t>::max()));

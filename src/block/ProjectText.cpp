@@ -2,17 +2,27 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "block/Scan.h"
 
 namespace orvo {
 namespace {
 
-constexpr int64_t kLeastImageBytes = 4, kLeastPointBytes = 2;
+/// What a record takes at least: as lines of any kind, and with all its fields. In a block of more than
+/// kAlwaysTaken images, cameras or control points, their numbers and coordinates are not of one digit each.
+struct RecordBytes {
+  int64_t nEmpty, nWhole;
+};
+constexpr RecordBytes kCameraBytes{1, 20}, kImageBytes{4, 44}, kPointBytes{2, 12}, kGcpBytes{2, 28};
+/// Up to so many records the lines may be empty.
+constexpr int64_t kAlwaysTaken = 32768;
 
 template <typename T>
-T Cut(T count, int64_t atMost) {
-  return static_cast<T>(std::clamp<int64_t>(count, 0, std::max<int64_t>(atMost, 0)));
+T Cut(T count, int64_t emptyBytes, int64_t wholeBytes, const RecordBytes& record) {
+  const int64_t whole = std::max<int64_t>(wholeBytes / record.nWhole, kAlwaysTaken);
+  const int64_t atMost = std::clamp<int64_t>(emptyBytes / record.nEmpty, 0, whole);
+  return static_cast<T>(std::clamp<int64_t>(count, 0, atMost));
 }
 
 /// As much of the text as fits with its end mark, up to a NUL.
@@ -35,15 +45,22 @@ ProjectHeader ParseHeader(std::string_view line) {
 }
 
 ProjectHeader CutToFile(ProjectHeader header, int64_t fileBytes) {
-  header.nImageNum = Cut(header.nImageNum, fileBytes / kLeastImageBytes);
-  header.nCameraNum = Cut(header.nCameraNum, fileBytes);
-  header.nObjectPointNum = Cut(header.nObjectPointNum, fileBytes / kLeastPointBytes);
+  int64_t left = fileBytes + 1;  // the last line may have no end
+  header.nCameraNum = Cut(header.nCameraNum, fileBytes, left, kCameraBytes);
+  left -= header.nCameraNum * kCameraBytes.nWhole;
+  header.nImageNum = Cut(header.nImageNum, fileBytes, left, kImageBytes);
+  left -= header.nImageNum * kImageBytes.nWhole;
+  header.nObjectPointNum = Cut(header.nObjectPointNum, fileBytes, left, kPointBytes);
   return header;
 }
 
 ProjectHeader ReadHeader(TextReader& file) { return CutToFile(ParseHeader(file.Next()), file.Size()); }
 
-int32_t ReadGcpCount(TextReader& file) { return Cut(ParseInt(file.Next()), file.Size() / kLeastPointBytes); }
+int32_t CutGcpCount(int32_t count, int64_t fileBytes) {
+  return Cut(count, fileBytes, fileBytes + 1, kGcpBytes);
+}
+
+int32_t ReadGcpCount(TextReader& file) { return CutGcpCount(ParseInt(file.Next()), file.Size()); }
 
 CameraLine ParseCameraLine(std::string_view line) {
   CameraLine camera;
@@ -121,6 +138,22 @@ int32_t ReadMeasureCount(TextReader& file, bool& whole) {
   fields.Int(count);
   whole = fields.NumbersAreWhole() && count >= 0 && !fields.Word(more);
   return std::max(count, 0);
+}
+
+bool NextMeasure(TextReader& file, int64_t before, std::string_view& line) {
+  if (!file.Next(line)) return false;
+  if (before < kMostMeasures) return true;
+  file.Refuse("a point has more than " + std::to_string(kMostMeasures) + " measurements");
+  line = {};
+  return false;
+}
+
+int32_t SkipMeasures(TextReader& file) {
+  const int32_t count = ReadMeasureCount(file);
+  std::string_view line;
+  int32_t passed = 0;
+  while (passed < count && NextMeasure(file, passed, line)) ++passed;
+  return passed;
 }
 
 bool ParseMeasure(std::string_view line, MeasureLine& measure) {

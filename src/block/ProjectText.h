@@ -17,10 +17,13 @@ struct ProjectHeader {
 /// The counts as the line says them.
 ProjectHeader ParseHeader(std::string_view line);
 /// The counts made such that tables of their size can be filled from a file of `fileBytes`: never negative, a
-/// camera takes at least 1 byte, an image 4, an object point 2.
+/// camera takes at least 1 byte, an image 4, an object point 2. Above 32,768 of a kind, as many as fit with
+/// all their fields side by side: a camera takes 20 bytes then, an image 44, an object point 12.
 ProjectHeader CutToFile(ProjectHeader header, int64_t fileBytes);
 /// The next line of the file, its counts cut to what the file can hold.
 ProjectHeader ReadHeader(TextReader& file);
+/// The same for the points of a GCP file; above 32,768 of them, each takes at least 28 bytes.
+int32_t CutGcpCount(int32_t count, int64_t fileBytes);
 /// The count line of a GCP file, cut to what the file can hold.
 int32_t ReadGcpCount(TextReader& file);
 
@@ -56,6 +59,14 @@ ObjectPointRecord ParsePointLine(std::string_view line, bool& whole);
 int32_t ReadMeasureCount(TextReader& file);
 /// The same; `whole` says whether the line holds such a number and nothing else.
 int32_t ReadMeasureCount(TextReader& file, bool& whole);
+
+/// A point is measured at most so often: each thread of an assembly has room for all of a point at once.
+inline constexpr int32_t kMostMeasures = 16384;
+/// The line of a point's next measurement; `before`: those read of it. False at the end of the file, and at a
+/// line beyond kMostMeasures, which is a fault of the file.
+bool NextMeasure(TextReader& file, int64_t before, std::string_view& line);
+/// Passes over a count line and its measurements; the number of those that are there.
+int32_t SkipMeasures(TextReader& file);
 
 /// A measurement in file units.
 struct MeasureLine {

@@ -17,7 +17,7 @@ TextPointOutcome AppendMeasures(TextReader& file, const TextPointContext& contex
   if (!countIsWhole) ++facts.nBroken;
   TextPointOutcome outcome = TextPointOutcome::Accepted;
   std::string_view line;
-  for (int32_t m = 0; m < count && file.Next(line); ++m) {
+  for (int32_t m = 0; m < count && NextMeasure(file, m, line); ++m) {
     MeasureLine measure;
     const bool complete = ParseMeasure(line, measure);
     if (!measure.bWhole) ++facts.nBroken;

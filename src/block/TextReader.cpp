@@ -83,10 +83,14 @@ bool TextReader::EndsAtLongLine(size_t pieceBytes) {
   nLineBytes += static_cast<int64_t>(pieceBytes);
   if (nLineBytes <= kMaxLineBytes) return false;
   const int64_t start = Tell() + static_cast<int64_t>(pieceBytes) - nLineBytes;
-  File.Fail("read", "a line of more than 16 MB begins at byte " + std::to_string(start));
+  Refuse("a line of more than 16 MB begins at byte " + std::to_string(start));
+  return true;
+}
+
+void TextReader::Refuse(const std::string& reason) {
+  File.Fail("read", reason);
   nBegin = nEnd;
   bEndOfFile = true;
-  return true;
 }
 
 std::string_view TextReader::Next() {

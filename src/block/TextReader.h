@@ -29,6 +29,8 @@ class TextReader {
   /// Something failed since the file was opened: what was read is not all that there is.
   bool Failed() const { return File.Failed(); }
   FileFault Fault() const { return File.Fault(); }
+  /// Says that the text can't be used, and ends it.
+  void Refuse(const std::string& reason);
   /// Back to the first line.
   void Rewind() { Seek(0); }
   /// The place in the file of what Next hands out next, and back to such a place.

@@ -1,5 +1,6 @@
 #include "check/GcpCheck.h"
 
+#include "block/ProjectText.h"
 #include "block/Scan.h"
 #include "check/PointLines.h"
 
@@ -23,6 +24,9 @@ std::vector<Finding> CheckGcp(const std::string& path, const std::vector<bool>& 
   }
   PointNotes told;
   if (!lines.Fault()) told = CheckPointLines(lines, count, lost);
+  if (CutGcpCount(count, lines.FileBytes()) < count) {
+    lines.Refuse("the file is too small for " + std::to_string(count) + " points", kCount);
+  }
   if (lines.Fault()) return {*lines.Fault()};
   std::vector<Finding> notes;
   const auto note = [&](const NamedCount& points, const char* what, const char* remedy) {

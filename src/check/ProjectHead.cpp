@@ -37,8 +37,10 @@ bool ReadCounts(StrictLines& lines, bool withPoints, int32_t& images, int32_t& c
         "the project has " + std::to_string(images) + " images and " + std::to_string(cameras) + " cameras",
         std::string(kHeader) + "; it needs an image and a camera");
   }
-  // Every camera takes a byte and more, every image four.
-  if (int64_t{cameras} + int64_t{4} * images > lines.FileBytes()) {
+  const ProjectHeader held = CutToFile({images, cameras, points}, lines.FileBytes());
+  // Every camera takes a byte and more, every image four, and more where there are many.
+  if (int64_t{cameras} + int64_t{4} * images > lines.FileBytes() || held.nImageNum < images ||
+      held.nCameraNum < cameras) {
     lines.Refuse("the file is too short for " + std::to_string(images) + " images and " +
                      std::to_string(cameras) + " cameras",
                  kCounts);

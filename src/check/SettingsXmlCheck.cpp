@@ -2,6 +2,7 @@
 #include <pugixml.hpp>
 
 #include "block/ReadingFacts.h"
+#include "block/SettingsText.h"
 #include "check/SettingsCheck.h"
 #include "check/StrictLines.h"
 
@@ -77,8 +78,13 @@ class XmlChecker {
 }  // namespace
 
 std::vector<Finding> CheckXmlSettings(const std::string& path, std::span<const KnownSetting> known) {
+  std::string text;  // the document is made of it
+  InputFiles files;
+  files.Expect(path);
+  if (!ReadXmlText(path, files, text))
+    return {{Severity::Error, path, 0, -1, files.First().szReason, "Name a settings file"}};
   pugi::xml_document document;
-  const pugi::xml_parse_result read = document.load_file(path.c_str());
+  const pugi::xml_parse_result read = document.load_buffer_inplace(text.data(), text.size());
   if (!read) {
     const bool empty = read.status == pugi::status_no_document_element;
     std::string reason = read.description();

@@ -4,6 +4,7 @@
 
 #include "base/MemoryPurpose.h"
 #include "block/Scan.h"
+#include "block/SettingsText.h"
 #include "block/TextReader.h"
 #include "run/BundleAdjustment.h"
 #include "run/SettingsTable.h"
@@ -75,8 +76,7 @@ int CBundleAdjustment::ReadSettingsXml(const std::string& path) {
   std::string text;  // the document is made of it
   pugi::xml_document document;
   // Without a file, too, the elements below assign: as if each were empty.
-  if (ReadWholeFile(path, kReadAsSettings, &Inputs, text))
-    document.load_buffer_inplace(text.data(), text.size());
+  if (ReadXmlText(path, Inputs, text)) document.load_buffer_inplace(text.data(), text.size());
   for (const Setting& setting : SettingsTable()) {
     // An absent element assigns too: its text is empty, so a switch is off and a number 0.
     if (setting.szXmlElement != nullptr) {

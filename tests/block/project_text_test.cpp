@@ -53,6 +53,58 @@ TEST(ProjectText, CountsAreCutToWhatTheFileCanHold) {
   EXPECT_EQ(500, fitting.nObjectPointNum);
 }
 
+TEST(ProjectText, CountsOfALargeFileAreCutToWholeRecords) {
+  struct Row {
+    ProjectHeader counts;
+    int64_t bytes;
+    int32_t images, cameras;
+    int64_t points;
+  };
+  constexpr int64_t kBytes = 12000000;
+  for (const Row& row :
+       {Row{{INT32_MAX, 0, 0}, kBytes, kBytes / 44, 0, 0}, Row{{0, INT32_MAX, 0}, kBytes, 0, kBytes / 20, 0},
+        Row{{0, 0, INT64_MAX}, kBytes, 0, 0, kBytes / 12},
+        // Lines that stand side by side share the file.
+        Row{{100000, 50000, INT64_MAX}, kBytes, 100000, 50000, (kBytes - 100000 * 44 - 50000 * 20) / 12},
+        Row{{100000, 50000, 550000}, kBytes, 100000, 50000, 550000},
+        Row{{INT32_MAX, INT32_MAX, INT64_MAX}, kBytes, 32768, kBytes / 20, 32768},
+        // As many may have empty lines.
+        Row{{32768, 32768, 32768}, 32768 * 4, 32768, 32768, 32768},
+        // The last line may have no end.
+        Row{{100000, 0, 0}, 100000 * 44 - 1, 100000, 0, 0},
+        Row{{100000, 0, 0}, 100000 * 44 - 2, 99999, 0, 0}}) {
+    const ProjectHeader cut = CutToFile(row.counts, row.bytes);
+    EXPECT_EQ(row.images, cut.nImageNum) << row.counts.nImageNum;
+    EXPECT_EQ(row.cameras, cut.nCameraNum) << row.counts.nCameraNum;
+    EXPECT_EQ(row.points, cut.nObjectPointNum) << row.counts.nObjectPointNum;
+  }
+}
+
+TEST(ProjectText, GcpCountIsCutToWhatTheFileCanHold) {
+  EXPECT_EQ(50, CutGcpCount(INT32_MAX, 100));
+  EXPECT_EQ(32768, CutGcpCount(32768, 32768 * 2));
+  EXPECT_EQ(32768, CutGcpCount(INT32_MAX, 32768 * 2));
+  EXPECT_EQ(400000, CutGcpCount(400000, 28 * 400000));
+  EXPECT_EQ(400000, CutGcpCount(400001, 28 * 400000));
+  EXPECT_EQ(0, CutGcpCount(-1, 12000000));
+}
+
+TEST(ProjectText, APointOfTooManyMeasurementsIsAFault) {
+  ScratchFolder folder;
+  for (const int32_t more : {0, 1}) {
+    const int32_t count = kMostMeasures + more;
+    std::string text = "2147483647\n";
+    for (int32_t i = 0; i < count; ++i) text += "0 1 1\n";
+    WriteFile(folder / "text", text);
+    TextReader file;
+    ASSERT_TRUE(file.Open(folder / "text"));
+    EXPECT_EQ(kMostMeasures, SkipMeasures(file));
+    EXPECT_EQ(more == 1, file.Failed());
+    EXPECT_EQ(more == 1 ? "a point has more than 16384 measurements" : "", file.Fault().szReason);
+    EXPECT_TRUE(file.AtEnd());
+  }
+}
+
 TEST(ProjectText, CameraLine) {
   const CameraLine camera = ParseCameraLine("7 4000 3000 0.5 100000 10 -20 9 1e-9 1e-15 8 8 8 8 8");
   EXPECT_EQ(4000, camera.nImageWidth);

@@ -16,6 +16,14 @@ std::string Check(const std::string& content) {
   return Brief(CheckGcp(folder / "gcp.txt", {false, true, false}));
 }
 
+TEST(GcpCheck, PointsOfShorterLinesThanCoordinatesHave) {
+  for (const int count : {32768, 32769}) {
+    std::string text = std::to_string(count) + "\n";
+    for (int i = 0; i < count; ++i) text += "A 1 2 3 1\n0\n";
+    EXPECT_EQ(Check(text), count == 32768 ? "" : ":65539: error: the file is too small for 32769 points.");
+  }
+}
+
 TEST(GcpCheck, Faults) {
   const struct {
     std::string content;

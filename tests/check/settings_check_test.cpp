@@ -30,6 +30,12 @@ std::string With(const std::string& from, const std::string& to) {
   return text.replace(text.find(from), from.size(), to);
 }
 
+TEST(SettingsCheck, XmlOfTooManyMarks) {
+  std::string text;
+  for (int i = 0; i < 100000; ++i) text += "<C/>";
+  EXPECT_EQ(Check("a.xml", kXml + text), ": error: it has more than 100000 XML marks.");
+}
+
 TEST(SettingsCheck, Xml) {
   const struct {
     std::string content;

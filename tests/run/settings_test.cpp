@@ -39,6 +39,24 @@ TEST_F(Settings, MissingColonFileKeepsTheDefaults) {
   EXPECT_EQ(block.Max_LM_Iteration_Num, 20);
 }
 
+TEST_F(Settings, XmlOfTooManyMarksIsAFault) {
+  const struct {
+    const char *head, *body, *tail;
+    int count;
+    bool bFails;
+  } rows[] = {{"<a>", "<b/>", "</a>", 99998, false},
+              {"<a>", "<b/>", "</a>", 99999, true},
+              {"<a ", "b='' ", "/>", 100000, false},
+              {"<a ", "b='' ", "/>", 100001, true}};
+  for (const auto& row : rows) {
+    std::string text = row.head;
+    for (int i = 0; i < row.count; ++i) text += row.body;
+    Read("marks.xml", text + row.tail);
+    EXPECT_EQ(row.bFails, block.Inputs.Any()) << row.body << row.count;
+    EXPECT_EQ(row.bFails ? "it has more than 100000 XML marks" : "", block.Inputs.First().szReason);
+  }
+}
+
 TEST_F(Settings, FolderIsNoColonFile) { EXPECT_EQ(block.ReadSettings(folder.Path()), 0); }
 
 TEST_F(Settings, EveryColonKeySetsItsFieldAndNoOther) {
