@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -26,8 +28,12 @@ std::vector<Interruptible*>& Registered() {
   return *list;
 }
 
-/// The last work that was interruptible is done. Under the gate.
+/// The last work that was interruptible is done, and has replaced what was there before. Under the gate.
 bool bSettled = false;
+bool bReplaced = false;
+
+/// Who sends a signal to a program and to its group sends it twice.
+constexpr std::chrono::seconds kSameSignal{1};
 
 const char* NameOf(int signal) {
   switch (signal) {
@@ -56,7 +62,7 @@ sigset_t EndingSignals() {
 Interruptible::Interruptible(TidyUp tidy) : Tidy(std::move(tidy)) {
   const std::lock_guard lock(Gate());
   Registered().push_back(this);
-  bSettled = false;
+  bSettled = bReplaced = false;
 }
 
 Interruptible::~Interruptible() {
@@ -66,9 +72,15 @@ Interruptible::~Interruptible() {
 
 std::unique_lock<std::mutex> Interruptible::Hold() { return std::unique_lock(Gate()); }
 
-void Interruptible::Settle() { bSettled = true; }
+void Interruptible::Settle(bool replaced) {
+  bSettled = true;
+  bReplaced = replaced;
+}
 
 InterruptionWatch::InterruptionWatch(const char* program) : szProgram(program) {
+  // The write that fails tells it, and a console that is gone is no reason to end.
+  ::signal(SIGXFSZ, SIG_IGN);
+  ::signal(SIGPIPE, SIG_IGN);
   sigset_t set = EndingSignals();
   sigaddset(&set, kWakeSignal);
   ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
@@ -93,7 +105,7 @@ InterruptionWatch::~InterruptionWatch() {
 void InterruptionWatch::Watch() const {
   sigset_t set = EndingSignals();
   sigaddset(&set, kWakeSignal);
-  bool again = false;
+  std::optional<std::chrono::steady_clock::time_point> first;
   while (true) {
     int signal = 0;
     if (::sigwait(&set, &signal) != 0) continue;
@@ -102,9 +114,10 @@ void InterruptionWatch::Watch() const {
       if (bLast) return;
       continue;
     }
-    if (!bSettled || again) End(signal);
-    // The program is ending by itself; who asks twice does not want to wait for that.
-    again = true;
+    const auto now = std::chrono::steady_clock::now();
+    if (!first || !bSettled) first = now;
+    // When all is settled the program is ending by itself; who asks twice does not want to wait for that.
+    if (!bSettled || now - *first > kSameSignal) End(signal);
   }
 }
 
@@ -114,8 +127,9 @@ void InterruptionWatch::End(int signal) const {
     for (const Interruptible* one : Registered()) one->Tidy(name);
   }
   const std::string text = std::string(szProgram) + ": interrupted by " + name + "\n";
-  if (::write(STDERR_FILENO, text.data(), text.size()) < 0) ::_exit(128 + signal);
-  ::_exit(128 + signal);
+  const int code = bReplaced ? 0 : 128 + signal;
+  if (::write(STDERR_FILENO, text.data(), text.size()) < 0) ::_exit(code);
+  ::_exit(code);
 }
 
 }  // namespace orvo

@@ -22,8 +22,9 @@ class Interruptible {
   /// While the result lives no signal ends the program. One that came before has the program end here.
   static std::unique_lock<std::mutex> Hold();
   /// The work is done and stays: called while Hold's result lives. From now on a signal finds nothing to
-  /// interrupt, and the program ends by itself.
-  void Settle();
+  /// interrupt, and the program ends by itself. One that comes again a second later ends it at once, with 0
+  /// where the work replaced what was there before.
+  void Settle(bool replaced);
 
  private:
   friend class InterruptionWatch;
@@ -31,8 +32,8 @@ class Interruptible {
 };
 
 /// Waits for SIGINT, SIGTERM and SIGHUP and ends the program by them: tidies up, tells stderr, and exits with
-/// 128 and the number of the signal. Signals that were ignored when the program started stay so. A program
-/// makes one before it starts any thread.
+/// 128 and the number of the signal. Signals that were ignored when the program started stay so; those that a
+/// failed write sends (SIGPIPE, SIGXFSZ) are ignored. A program makes one before it starts any thread.
 class InterruptionWatch {
  public:
   explicit InterruptionWatch(const char* program);

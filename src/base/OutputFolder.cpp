@@ -240,7 +240,7 @@ bool OutputFolder::Rename(const CommitPlan& plan) {
   const auto gate = Interruptible::Hold();
   const CommitResult result = RunCommitProcess(plan, folders.Handles(), {kNewJournal, kJournal});
   if (result.nError == 0) {
-    pInterruptible->Settle();
+    pInterruptible->Settle(!plan.bUnusable);
     // What little is left to do needs no memory that could fail these results.
     if (!plan.bUnusable) SetMemoryEndExitCode(0);
     return true;

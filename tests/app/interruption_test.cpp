@@ -2,11 +2,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
+#include <set>
 #include <thread>
 
 #include "base/FolderLock.h"
@@ -36,26 +39,32 @@ class Interruption : public ::testing::Test {
 
   std::string Out() const { return Tried / "out"; }
 
-  pid_t Start(bool ignoring = false) const {
+  /// With the console nowhere; what is to be otherwise in the new process comes last.
+  pid_t Start(const std::function<void()>& change = [] {}) const {
     const SyntheticPaths& paths = Tried.Paths();
     const pid_t child = ::fork();
     if (child != 0) return child;
-    if (ignoring) ::signal(SIGINT, SIG_IGN);
     const int nowhere = ::open("/dev/null", O_WRONLY);
     ::dup2(nowhere, 1);
     ::dup2(nowhere, 2);
+    change();
     ::execl(ORVO_PROGRAM, ORVO_PROGRAM, "adjust", paths.szText.c_str(), "--gcp", paths.szGcp.c_str(),
             "--settings", paths.szXml.c_str(), "--out", Out().c_str(), static_cast<char*>(nullptr));
     ::_exit(127);
   }
 
   /// One run, with this signal after this time; its exit code, or minus the signal that killed it.
-  int End(int signal, milliseconds after, bool ignoring = false) const {
-    const pid_t child = Start(ignoring);
+  int End(
+      int signal, milliseconds after, const std::function<void()>& change = [] {}) const {
+    const pid_t child = Start(change);
     if (signal != 0) {
       std::this_thread::sleep_for(after);
       ::kill(child, signal);
     }
+    return CodeOf(child);
+  }
+
+  static int CodeOf(pid_t child) {
     int status = 0;
     ::waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
@@ -70,7 +79,9 @@ class Interruption : public ::testing::Test {
     std::map<std::string, std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(Out())) {
       const std::string name = entry.path().filename().string();
-      if (name == "log.txt" || (entry.is_directory() && exitCode < 0)) continue;
+      // What a killed run leaves stays until a run gets as far as to take the folder.
+      if (entry.is_directory() && exitCode < 0) LeftByKills.insert(name);
+      if (name == "log.txt" || LeftByKills.contains(name)) continue;
       std::string text = entry.is_directory() ? "" : ReadFile(entry.path().string());
       if (const size_t at = text.find("Total run time:"); at != std::string::npos) {
         text.erase(at, text.find('\n', at) - at);
@@ -82,6 +93,7 @@ class Interruption : public ::testing::Test {
 
   Block Tried;
   std::map<std::string, std::string> Long, Short;
+  mutable std::set<std::string> LeftByKills;
 };
 
 TEST_F(Interruption, FolderHoldsOneWholeRunAtEveryMoment) {
@@ -133,8 +145,55 @@ TEST_F(Interruption, LeavesALineInTheLogWithinASecond) {
 }
 
 TEST_F(Interruption, SignalsThatWereIgnoredStaySo) {
-  EXPECT_EQ(End(SIGINT, milliseconds(5), true), 0);
+  EXPECT_EQ(End(SIGINT, milliseconds(5), [] { ::signal(SIGINT, SIG_IGN); }), 0);
   EXPECT_EQ(FilesOf(0), Long);
+}
+
+// As timeout sends it: to the process, and then to its group.
+TEST_F(Interruption, SameSignalTwiceIsOne) {
+  const std::string log = Out() + "/log.txt";
+  for (int i = 0; i < 20; ++i) {
+    const auto size = std::filesystem::file_size(log);
+    const auto there = FilesOf(0);
+    Tried.Set("Max_LM_Iteration_Num", there == Short ? "20" : "1");
+    const pid_t child = Start();
+    // The last line before the files come in place.
+    while (ReadFile(log).substr(size).find(">>Out put points data...\n") == std::string::npos)
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    std::this_thread::sleep_for(std::chrono::microseconds(200 * i));
+    ::kill(child, SIGTERM);
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    ::kill(child, SIGTERM);
+    const int code = CodeOf(child);
+    const auto files = FilesOf(code);
+    if (code == 0) {
+      EXPECT_EQ(files, there == Short ? Long : Short);
+    } else {
+      EXPECT_EQ(code, 143);
+      EXPECT_EQ(files, there);
+    }
+  }
+}
+
+TEST_F(Interruption, ConsoleThatIsGoneEndsNoRun) {
+  const auto intoNothing = [] {
+    int ends[2];
+    if (::pipe(ends) != 0) ::_exit(127);
+    ::dup2(ends[1], 1);
+    ::close(ends[0]);
+    ::close(ends[1]);
+  };
+  EXPECT_EQ(End(0, milliseconds(0), intoNothing), 0);
+  EXPECT_EQ(FilesOf(0), Long);
+}
+
+TEST_F(Interruption, LimitOfFileSizesIsAFailedWrite) {
+  const auto limited = [] {
+    const rlimit limit{2000, 2000};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  };
+  EXPECT_EQ(End(0, milliseconds(0), limited), 1);
+  EXPECT_EQ(FilesOf(1), Short);
 }
 
 }  // namespace

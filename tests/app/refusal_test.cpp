@@ -98,8 +98,12 @@ TEST_F(Refusal, SmallFilesMakeNoFolder) {
 }
 
 TEST_F(Refusal, WhatIsNoFileIsRefused) {
-  for (const char* option : {"--gcp", "--pos", "--settings"})
+  for (const char* option : {"--pos", "--settings"})
     ExpectRefused({option, "/dev/null"}, "/dev/null: error: it is no plain file");
+  // What every run reads twice is found out before anything else.
+  const Ended ended = Adjust({"--gcp", "/dev/null"});
+  EXPECT_EQ(ended.nExit, 1);
+  EXPECT_NE(ended.szErr.find("the GCP file /dev/null can't be read: "), std::string::npos) << ended.szErr;
 }
 
 TEST_F(Refusal, UnusedPosDataCanBeIgnored) {
