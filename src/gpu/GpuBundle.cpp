@@ -89,7 +89,7 @@ bool GpuBundle::Predict() {
   const double floor = VerdictLimits().fRmseFloor * Block.Image_Coor_Scale;
   const double squares = n * std::max(Block.pTrack->fLastSquares, floor * floor);
   DecreaseLimits limits;
-  limits.fEnough = 5 * VerdictLimits().fDecrease / 100 * squares;
+  limits.fEnough = 2 * DecreaseLimit(DecreaseBasisOf(Block)) / 100 * squares;
   limits.nMaxStepNum = HasSeveralSections() ? kPredictionStepsInSections : kPredictionSteps;
   std::vector<double> own(x.size());
   Block.pTrack->fPredictedShare = PredictedDecrease(std::move(remainder), limits, multiply,

@@ -7,7 +7,7 @@ namespace {
 
 /// Gains of this many steps in a row below this share of the limit end the search.
 constexpr int32_t kIdleSteps = 3;
-constexpr double kIdleShare = 0.005;
+constexpr double kIdleShare = 0.025;
 
 double Dot(const std::vector<double>& a, const std::vector<double>& b) {
   double sums[4] = {};

@@ -13,6 +13,7 @@
 #include "solver/WorkerPool.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
+#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
@@ -71,10 +72,10 @@ double JudgedSquares(const CBundleAdjustment& run) {
                   floor * floor * static_cast<double>(std::max(run.nValidImagePointNum, 1)));
 }
 
-DecreaseLimits LimitsOf(double squares) {
+DecreaseLimits LimitsOf(const CBundleAdjustment& run, double squares) {
   DecreaseLimits limits;
   // Some way above the limit, so that the figure told says more than that it was passed.
-  limits.fEnough = 5 * VerdictLimits().fDecrease / 100 * squares;
+  limits.fEnough = 2 * DecreaseLimit(DecreaseBasisOf(run)) / 100 * squares;
   return limits;
 }
 
@@ -103,7 +104,7 @@ void CBundleAdjustment::PredictDense(const DenseSystem& system, const double* x)
   const bool factorServes = system.Solution == DenseSolution::Cholesky && pTrack->fMu <= kMuOfGoodFactor;
   std::optional<DiagonalInverses> inverses;
   if (!factorServes) inverses.emplace(pDenseNormal.get(), diagonal, Layout(), nBlockRowNum);
-  pTrack->fPredictedShare = PredictedDecrease(std::move(r), LimitsOf(squares), multiply,
+  pTrack->fPredictedShare = PredictedDecrease(std::move(r), LimitsOf(*this, squares), multiply,
                                               [&](const double* from, double* z) {
                                                 if (inverses) return inverses->Apply(from, z);
                                                 std::copy_n(from, n, z);
@@ -135,7 +136,8 @@ void CBundleAdjustment::PredictSparse(const double* x) {
   const double squares = JudgedSquares(*this);
   pTrack->fPredictedShare =
       PredictedDecrease(
-          std::move(r), LimitsOf(squares), [&](const double* p, double* q) { matrix.Multiply(p, q, pool); },
+          std::move(r), LimitsOf(*this, squares),
+          [&](const double* p, double* q) { matrix.Multiply(p, q, pool); },
           [&](const double* from, double* z) {
             pool.Run(matrix.PanelNum(), [&](int32_t panel) { preconditioner.Apply(panel, from, z); });
           }) /

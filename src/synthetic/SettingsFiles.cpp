@@ -40,6 +40,22 @@ struct FittingSetting {
 
 std::string Number(double value) { return fmt::format("{}", value); }
 
+constexpr int64_t kMostDenseUnknowns = 6000;
+
+bool HasOwnCameras(const SyntheticTruth& truth) {
+  return truth.Counts.nImages > 1 && truth.Counts.nCameras == truth.Counts.nImages;
+}
+
+const char* FittingDamping(const SyntheticTruth& truth, bool sparse) {
+  const bool control = truth.Counts.nControlPoints >= 4;
+  // A camera of its own leaves an image with directions that its points hardly determine. The sparse form
+  // runs away along them without damping; the dense form, whose damping of such a block is uneven, has to go
+  // along them nearly undamped where control tells, and not too far where none does.
+  if (HasOwnCameras(truth)) return sparse ? "1e-4" : control ? "1e-14" : "1e-10";
+  // Without control points only the damping holds the block's frame.
+  return control ? "1e-8" : "1e-4";
+}
+
 std::vector<FittingSetting> FitSettings(const SyntheticTruth& truth) {
   constexpr const char *kAdjust = "Adjustment_parameters", *kPos = "POS_parameters", *kWeight = "Weight";
   std::vector<FittingSetting> settings;
@@ -53,23 +69,23 @@ std::vector<FittingSetting> FitSettings(const SyntheticTruth& truth) {
     settings.push_back({kAdjust, name, nullptr, "false", ""});
   }
   const int64_t unknowns = 6 * truth.Counts.nImages + 5 * truth.Counts.nCameras;
-  addSwitch(kAdjust, "Apply_PCG_Model", unknowns > 6000);
+  addSwitch(kAdjust, "Apply_PCG_Model", unknowns > kMostDenseUnknowns);
   addSwitch(kAdjust, "Set_EOP_Unknown", true);
   addSwitch(kAdjust, "Set_IOP_Unknown", true);
   addSwitch(kAdjust, "Coor_Normalization", true);
   addSwitch(kAdjust, "Output_Image_Point_RMSE", true);
   add(kAdjust, "Image_Coor_Scale", Number(kImageScale));
   add(kAdjust, "Object_Coor_Scale", "1.0");
-  // Without control points only the damping holds the block's frame.
-  add(kAdjust, "Damping_Coefficient", truth.Counts.nControlPoints >= 4 ? "1e-8" : "1e-4");
+  add(kAdjust, "Damping_Coefficient", FittingDamping(truth, unknowns > kMostDenseUnknowns));
   add(kAdjust, "PCG_Converge_Threshold", "1e-6");
   add(kAdjust, "PCG_IGN_Converge_Threshold", "0.1");
   add(kAdjust, "LM_Converge_Threshold", "1e-5");
   add(kAdjust, "Gross_Point_Threshold", "5.0");
   add(kAdjust, "Max_PCG_Iteration_Num", "300");
   add(kAdjust, "Max_LM_Iteration_Num", "20");
-  add(kAdjust, "Free_LM_Iteration_Num", "8");
-  add(kAdjust, "GCP_LM_Iteration_Num", "8");
+  const char* held = HasOwnCameras(truth) ? "18" : "8";
+  add(kAdjust, "Free_LM_Iteration_Num", held);
+  add(kAdjust, "GCP_LM_Iteration_Num", held);
   add(kAdjust, "Min_Image_Point_Num", "2");
   add(kAdjust, "Point_Thinned_Interval", "1");
   settings.push_back({kAdjust, "Point_Resample_Number", nullptr, "6", ""});

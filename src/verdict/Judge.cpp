@@ -134,10 +134,11 @@ void Judgement::Convergence() {
   }
   const char* remedy = "Give larger Free_LM_Iteration_Num and Max_LM_Iteration_Num, or start from the result";
   const double change = 100 * std::fabs(Floor(F.fEndRmse) / Floor(F.fLastRmse) - 1);
-  if (F.bPredicted && !(100 * F.fPredictedShare <= L.fDecrease)) {
+  const double decreaseLimit = DecreaseLimit(F.Decrease, L);
+  if (F.bPredicted && !(100 * F.fPredictedShare <= decreaseLimit)) {
     Doubt(Format("not converged after %d iterations: the sum of squares would fall by %.2g %%", F.nIterations,
                  100 * F.fPredictedShare),
-          Format("%.4g %%", L.fDecrease), remedy);
+          Format("%.3g %%", decreaseLimit), remedy);
   } else if (F.bHasPoints && !(change <= L.fLastChange)) {
     Doubt(Format("%s: the last step changed the RMSE from %.4g px to %.4g px",
                  F.bLastAllowed ? "the iteration ended at its last allowed step" : "not converged",

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "verdict/VerdictLimits.h"
+
 namespace orvo {
 
 /// Residuals of one image or camera.
@@ -65,6 +67,7 @@ struct VerdictFigures {
   double fEndRmse = 0;         ///< at the result
   double fPredictedShare = 0;  ///< the sum of squares would fall by this share with one more, undamped step
   bool bPredicted = false;
+  DecreaseBasis Decrease;  ///< what its limit depends on
 
   // The last pass over the points.
   bool bHasPoints = false;

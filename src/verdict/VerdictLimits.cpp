@@ -1,5 +1,7 @@
 #include "verdict/VerdictLimits.h"
 
+#include <algorithm>
+
 namespace orvo {
 namespace {
 
@@ -13,6 +15,11 @@ constexpr VerdictLimit kTable[] = {
     {&L::fLeastUsed, "measurements used", "%", "unusable when fewer take part in the solution"},
     {&L::fDecrease, "decrease ahead", "%",
      "not converged when one more step without damping would lower the sum of squares by more"},
+    {&L::fDecreaseInexact, "decrease ahead, inexact solver", "%",
+     "the same in the sparse form and on the device"},
+    {&L::fDecreaseCamera, "decrease ahead, own cameras", "times the variance of a measurement",
+     "comes on top for each unknown of a camera where each image has a camera of its own"},
+    {&L::fDecreaseCameras, "decrease ahead, all own cameras", "%", "what all of these add at most"},
     {&L::fLastChange, "last change", "%", "not converged when the last step changed the RMSE by more"},
     {&L::fRmseFloor, "RMSE floor", "px",
      "residuals below this count as this where decreases, changes and ratios are judged"},
@@ -50,6 +57,15 @@ constexpr VerdictLimit kTable[] = {
 };
 
 }  // namespace
+
+double DecreaseLimit(const DecreaseBasis& basis, const VerdictLimits& limits) {
+  const double limit = basis.bInexact ? limits.fDecreaseInexact : limits.fDecrease;
+  if (basis.nOwnCameraUnknowns < 1) return limit;
+  // The sum of squares is the redundancy times the variance of a measurement.
+  const double cameras = 100 * limits.fDecreaseCamera * static_cast<double>(basis.nOwnCameraUnknowns) /
+                         static_cast<double>(std::max<int64_t>(basis.nRedundancy, 1));
+  return limit + std::min(cameras, limits.fDecreaseCameras);
+}
 
 std::span<const VerdictLimit> VerdictLimitTable() { return kTable; }
 

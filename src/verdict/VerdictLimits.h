@@ -1,6 +1,7 @@
 // The one table of what makes a result doubtful or unusable.
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 namespace orvo {
@@ -13,7 +14,10 @@ struct VerdictLimits {
   double fCentresBelow = 50;
   double fLeastUsed = 50;
   // Doubtful.
-  double fDecrease = 0.5;
+  double fDecrease = 0.1;
+  double fDecreaseInexact = 0.5;
+  double fDecreaseCamera = 1;
+  double fDecreaseCameras = 5;
   double fLastChange = 1;
   double fRmseFloor = 0.25;
   double fRmseRise = 1.1;
@@ -36,6 +40,17 @@ struct VerdictLimits {
   double fMisfitFloor = 5;
   double fScaleWindow = 3;
 };
+
+/// What the limit of the decrease ahead depends on.
+struct DecreaseBasis {
+  bool bInexact = false;  ///< the solver stops at a share of the right side: sparse form and device
+  int64_t nOwnCameraUnknowns =
+      0;                    ///< unknowns of cameras of which each image has its own; 0 in other layouts
+  int64_t nRedundancy = 0;  ///< equations less unknowns, coordinates of points among them
+};
+
+/// Percent of the sum of squares.
+double DecreaseLimit(const DecreaseBasis& basis, const VerdictLimits& limits = {});
 
 struct VerdictLimit {
   double VerdictLimits::*pValue;

@@ -76,6 +76,7 @@ void FillIteration(const CBundleAdjustment& run, VerdictFigures& figures) {
   figures.fLastRmse = std::sqrt(last) / run.Image_Coor_Scale;
   figures.bPredicted = track.fPredictedShare.has_value();
   figures.fPredictedShare = track.fPredictedShare.value_or(0);
+  figures.Decrease = DecreaseBasisOf(run);
 }
 
 GroupFigure GroupOf(std::string name, int64_t used, int64_t gross, double squares, double scale) {
@@ -214,6 +215,14 @@ void FillImages(const CBundleAdjustment& run, VerdictFigures& figures) {
 }
 
 }  // namespace
+
+DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run) {
+  DecreaseBasis basis;
+  basis.bInexact = run.Apply_PCG_Model || run.Apply_GPU;
+  if (run.nLayoutMode == LayoutMergedEopIop) basis.nOwnCameraUnknowns = int64_t{5} * run.nUnknownImageNum;
+  basis.nRedundancy = 2 * run.nImagePointNum - 3 * run.nObjectPointNum - run.nUnknownNum;
+  return basis;
+}
 
 void JudgeFailure(CBundleAdjustment& run) {
   if (!run.pTrack || run.pTrack->nIterations > 0 || run.pTrack->vSource.empty()) return;

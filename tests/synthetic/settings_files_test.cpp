@@ -63,5 +63,22 @@ TEST(SettingsFiles, ABlockWithoutControlIsHeldByItsDamping) {
   EXPECT_EQ(object.Damping_Coefficient, 1e-4);
 }
 
+TEST(SettingsFiles, OwnCamerasGetMoreStepsAndLessDamping) {
+  const auto holds = [](int32_t control, double damping) {
+    SyntheticOptions options;
+    options.nControlPoints = control;
+    options.nCameras = 0;
+    const Block block(options);
+    CBundleAdjustment object(NativePlatform(), nullptr);
+    object.ReadSettings(block.Paths().szXml);
+    EXPECT_EQ(object.Damping_Coefficient, damping);
+    EXPECT_EQ(object.GCP_LM_Iteration_Num, 18);
+    EXPECT_EQ(object.Free_LM_Iteration_Num, 18);
+    EXPECT_FALSE(object.Apply_PCG_Model);
+  };
+  holds(6, 1e-14);
+  holds(0, 1e-10);
+}
+
 }  // namespace
 }  // namespace orvo::test

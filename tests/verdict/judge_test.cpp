@@ -95,6 +95,26 @@ const Case kCases[] = {
     {"BelowInAFreeFrame", [](F& f) { f.nCentresBelow = 30, f.bHasControl = false; }, kGood, ""},
     {"FewUsed", [](F& f) { f.nUsed = 1999, f.nGross = 0; }, kUnusable, "50 % of the measurements are in"},
     {"NotConverged", [](F& f) { f.fPredictedShare = 0.006; }, kDoubt, "would fall by 0.6 %"},
+    {"NotConvergedDense", [](F& f) { f.fPredictedShare = 0.002; }, kDoubt, "0.2 %; limit 0.1 %"},
+    {"ConvergedInexact", [](F& f) { f.fPredictedShare = 0.004, f.Decrease.bInexact = true; }, Grade::Good,
+     ""},
+    {"NotConvergedInexact", [](F& f) { f.fPredictedShare = 0.006, f.Decrease.bInexact = true; }, kDoubt,
+     "0.6 %; limit 0.5 %"},
+    {"ConvergedOwnCameras",
+     [](F& f) {
+       f.fPredictedShare = 0.015, f.Decrease = {false, 150, 10000};
+     },
+     Grade::Good, ""},
+    {"NotConvergedOwnCameras",
+     [](F& f) {
+       f.fPredictedShare = 0.017, f.Decrease = {false, 150, 10000};
+     },
+     kDoubt, "1.7 %; limit 1.6 %"},
+    {"OwnCamerasAddSoMuch",
+     [](F& f) {
+       f.fPredictedShare = 0.06, f.Decrease = {false, 150, -1};
+     },
+     kDoubt, "limit 5.1 %"},
     {"PredictionNotFinite", [](F& f) { f.fPredictedShare = NAN; }, kDoubt, "not converged"},
     {"StillChanging", [](F& f) { f.fLastRmse = 0.51; }, kDoubt, "from 0.51 px to 0.5 px"},
     {"EndedEarly", [](F& f) { f.fLastRmse = 0.51, f.bLastAllowed = true; }, kDoubt, "last allowed step"},
