@@ -1,18 +1,20 @@
 #!/usr/bin/env bash
 # Lets calls of the system fail under the release programs, kills runs, and gives them little memory.
-#   tests/faults/run.sh          some calls of every kind, 30 kills
-#   tests/faults/run.sh --long   every call of every run, 200 kills, what crafted inputs cost: hours
+#   tests/faults/run.sh          some calls of every kind, 30 kills, crafted inputs of 2 MB
+#   tests/faults/run.sh --long   every call of every run, 200 kills, crafted inputs of 20 MB: hours
 # The last line says "N passed, N failed"; the exit status is 0 when nothing failed.
 set -euo pipefail
 export LC_ALL=C
 cd "$(dirname "$0")/../.."
 most=2
 kills=30
+crafted=2
 case "${1:-}" in
   "") ;;
   --long)
     most=0
-    kills=200 ;;
+    kills=200
+    crafted=20 ;;
   *) sed -n '2,4s/^# \{0,1\}//p' "$0"; exit 2 ;;
 esac
 
@@ -29,8 +31,6 @@ try() {
 try "Calls that fail" build/release/bin/orvo_fault_suite --most "$most"
 try "Kills" build/release/bin/orvo_kill_suite "$kills"
 try "Little memory" build/release/bin/orvo_memory_suite 0 8
-if [[ ${1:-} == --long ]]; then
-  try "Crafted inputs" build/release/bin/orvo_memory_suite 20 10
-fi
+try "Crafted inputs" build/release/bin/orvo_memory_suite "$crafted" 5000
 printf '%d passed, %d failed\n' "$passed" "$failed"
 [[ $failed -eq 0 ]]
