@@ -65,9 +65,13 @@ printf '  after                          %8.3f  %8.3f\n' "$after_x" "$after_y"
 awk -v n="$iterations" -v adjust="$run_time" -v begin="$begin" -v end="$end" 'BEGIN {
   printf "Time: %.2f s from start to end, %.2f s of it for %d iterations\n", (end - begin) / 1e9, adjust, n }'
 
+echo
+cat "$out/verdict.txt"
+
 cat <<END
 
 Open these (docs/formats.md explains each):
+  $out/verdict.txt             what the result is worth, and why
   $report    accuracy of the block
   $out/OrvoResult.ovc          adjusted cameras and orientations
   ${first/Residuals_0/Residuals_*}      residual of every measurement, by iteration
