@@ -262,6 +262,7 @@ class SevenParametersFromGcp : public SevenParameters {
     std::string text = std::to_string(points.size()) + "\n";
     for (const std::string& point : points) text += point;
     WriteFile(folder / "gcp.txt", text);
+    block.Inputs.Forget();
     return block.ComputeSevenParametersFromGcp(folder / "gcp.txt");
   }
 
