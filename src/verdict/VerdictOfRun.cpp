@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/PrintableName.h"
 #include "geometry/Intersection.h"
 #include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
@@ -232,6 +233,16 @@ void JudgeFailure(CBundleAdjustment& run) {
   figures.szPosFile = run.pTrack->szPosFile;
   FillSimilarity(run, figures);
   run.pTrack->Judgement = Judge(figures);
+  std::vector<VerdictReason>& reasons = run.pTrack->Judgement.vReasons;
+  if (!reasons.empty()) return;
+  run.pTrack->Judgement.Result = Grade::Doubtful;
+  reasons.push_back({Grade::Doubtful,
+                     "no similarity transform leads from the block to the " +
+                         std::to_string(run.pTrack->vSource.size()) + " control points of " +
+                         PrintableName(run.szGcpPath),
+                     "",
+                     "Look for the order east, north, up, exchanged names, image ordinals that are IDs, and "
+                     "points on one line"});
 }
 
 void JudgeRun(CBundleAdjustment& run) {

@@ -275,6 +275,7 @@ const Blunder kBlunders[] = {
     {"TwoPointsExchanged", 6, ExchangePoints, "control point G00001 does not fit"},
     {"TwoOfThreeExchanged", 3, ExchangePoints, "unusable: RMSE"},
     {"EastAndNorthExchanged", 3, ExchangeAxes, "unusable: "},
+    {"EastAndNorthOfSixExchanged", 6, ExchangeAxes, "doubtful: "},
     {"Feet", 6, [](Block& block) { Multiply(block, 1 / 0.3048); }, "feet for metres"},
     {"FeetOfThree", 3, [](Block& block) { Multiply(block, 1 / 0.3048); }, "unusable: "},
     {"OneMeasurement", 6, ShiftOneMeasurement, "control point G00001: "},
