@@ -63,6 +63,7 @@ OutputFolder::~OutputFolder() { End(OutputFate::Discard); }
 std::string OutputFolder::Begin(const std::string& folder) {
   End(OutputFate::Discard);
   First = {};
+  bBarred = false;
   szFolder = folder;
   szStaging = folder + "/" + kStagingPrefix + std::to_string(::getpid());
   bKeepStaging = false;
@@ -127,6 +128,10 @@ bool OutputFolder::IsWithin(const std::string& path) const {
 }
 
 std::string OutputFolder::PlaceOf(const std::string& path) {
+  if (bBarred) {
+    FailWith(path, "create", errno = ENOENT);
+    return {};
+  }
   if (!bActive || !IsWithin(path)) return path;
   if (const int error = LackOfTarget(path); error != 0) {
     FailWith(path, "create", error);

@@ -41,6 +41,8 @@ class OutputFolder {
   /// Empty, or why the run can't write there: another run does, or the system's reason. `folder` exists.
   std::string Begin(const std::string& folder);
   bool IsActive() const { return bActive; }
+  /// Nothing can be written until the next Begin.
+  void Bar() { bBarred = true; }
 
   /// Where the file with this final path is written. Paths outside of the folder are their own places. Notes
   /// a fault and gives an empty path where the final one is no place for a file (a folder, or
@@ -74,6 +76,7 @@ class OutputFolder {
 
   std::string szFolder, szStaging, szLogPath;
   bool bActive = false;
+  bool bBarred = false;
   bool bKeepStaging = false;  ///< renames could not be taken back: the next run finishes them
   FolderLock Lock;
   FileSync Sync;

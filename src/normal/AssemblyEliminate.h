@@ -133,7 +133,7 @@ class Eliminator {
     if constexpr (kHasCameras && Part::kSize > 8) {
       return {Row8::Load(node.pN + d * kKept), Row8::Load(node.pCameraN[d])};
     } else if constexpr (kHasCameras && kFrom >= 8) {
-      return Part::Load(node.pCameraN[d] + kFrom - 8);
+      return Part::Load(node.pCameraN[d] + (kFrom - 8));
     } else {
       return Part::Load(node.pN + d * kKept + kFrom);
     }

@@ -89,8 +89,8 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
     ExpectInputs(paths, block.Inputs);
     block.pTrack = std::make_unique<RunTrack>();
   }
-  block.SetOutputPath(paths.szProject, paths.szOutput);
-  if (const std::string refusal = BeginOutput(block, paths); !refusal.empty()) {
+  const bool folderIsThere = block.SetOutputPath(paths.szProject, paths.szOutput) == 1;
+  if (const std::string refusal = BeginOutput(block, paths, folderIsThere); !refusal.empty()) {
     if (options.Rules == RunRules::Classic) block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
     RunOutcome outcome;
     outcome.szOutputPath = block.szOutputPath;

@@ -6,8 +6,12 @@
 
 namespace orvo {
 
-std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths) {
-  if (block.szOutputPath.empty() || !block.System.FolderIsWritable(block.szOutputPath)) return {};
+std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths, bool folderIsThere) {
+  if (!folderIsThere) {
+    // A folder that comes into being later would be written to without its lock.
+    block.Outputs.Bar();
+    return {};
+  }
   const auto collision = FindOutputThatIsInput(
       block.szOutputPath,
       {paths.szProject, OvtPathOfProject(paths.szProject), paths.szGcp, paths.szPos, paths.szSettings});

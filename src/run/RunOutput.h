@@ -10,9 +10,9 @@ namespace orvo {
 class CBundleAdjustment;
 
 /// Takes the output folder for the run; empty, or why the run is refused: an output would replace one of the
-/// inputs, another run is writing there, or the system does not let it. Without a folder that can be written
-/// to there is nothing to take: the run tells that itself.
-std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths);
+/// inputs, another run is writing there, or the system does not let it. Without a folder there is nothing to
+/// take: the run tells that itself, and can write nothing.
+std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths, bool folderIsThere);
 
 /// Puts the files of the run in place, or throws them away, as FateOf says. What failed goes to log and
 /// console, and into `outcome`.
