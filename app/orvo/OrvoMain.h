@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <functional>
 
+#include "base/Platform.h"
 #include "run/EntryPoint.h"
 #include "run/InputCheck.h"
-#include "run/Platform.h"
 
 namespace orvo {
 

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <random>
 
-#include "gpu/kernels/FastLayout.h"
 #include "gpu/kernels/RayModel.h"
-#include "normal/UnknownLayout.h"
+#include "gpu/kernels/fast/FastLayout.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo::bench {
 namespace {

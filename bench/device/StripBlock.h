@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "gpu/GpuPara.h"
+#include "gpu/kernels/GpuPara.h"
 
 namespace orvo::bench {
 

@@ -15,8 +15,8 @@
 #include "device/CopyBandwidth.h"
 #include "device/StripBlock.h"
 #include "gpu/Device.h"
-#include "gpu/kernels/FastLayout.h"
-#include "normal/UnknownLayout.h"
+#include "gpu/kernels/fast/FastLayout.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo::bench {
 namespace {

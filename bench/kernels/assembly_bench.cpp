@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
+#include "base/ZeroedArray.h"
 #include "kernels/LoadedBlock.h"
 #include "normal/AssemblyKernel.h"
 #include "normal/BlockStore.h"
 #include "normal/ImagePointPartials.h"
-#include "normal/ZeroedArray.h"
 
 namespace orvo::bench {
 namespace {
@@ -34,7 +34,8 @@ void Linearize(benchmark::State& state, const char* caseName) {
     for (const ObjectPointRecord& point : block.pObjectPoints) {
       for (const ImagePointRecord& m : MeasurementsOf(point, block.pImagePoints)) {
         if (!layout.Holds(m)) continue;
-        LinearizeImagePoint<double>(m.x, m.y, point.X, point.Y, point.Z, images[static_cast<size_t>(m.nImage)],
+        LinearizeImagePoint<double>(m.x, m.y, point.X, point.Y, point.Z,
+                                    images[static_cast<size_t>(m.nImage)],
                                     cameras[static_cast<size_t>(m.nCamera)], rows);
         benchmark::DoNotOptimize(rows);
       }

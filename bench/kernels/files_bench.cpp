@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
+#include "base/TextReader.h"
 #include "block/OvtFile.h"
-#include "block/TextReader.h"
 #include "kernels/LoadedBlock.h"
 
 namespace orvo::bench {

@@ -1,9 +1,9 @@
 // The sparse form: gathering the matrix, products, the preconditioner.
 #include <benchmark/benchmark.h>
 
+#include "base/WorkerPool.h"
 #include "kernels/LoadedBlock.h"
 #include "solver/BlockOperator.h"
-#include "solver/WorkerPool.h"
 
 namespace orvo::bench {
 namespace {

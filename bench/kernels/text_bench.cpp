@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "base/FixedFormat.h"
+#include "base/NumberText.h"
+#include "base/Scan.h"
 #include "block/ProjectText.h"
-#include "block/Scan.h"
-#include "results/FixedFormat.h"
-#include "results/NumberText.h"
 #include "results/ResidualLines.h"
 
 namespace orvo::bench {

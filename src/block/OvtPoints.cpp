@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include "base/LargeArray.h"
+#include "base/ParallelFor.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
 #include "block/OvtMeasures.h"
 #include "run/BundleAdjustment.h"
-#include "run/LargeArray.h"
-#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "block/OvtFile.h"
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 

@@ -5,10 +5,10 @@
 
 #include "base/MemoryPurpose.h"
 #include "base/PrintableName.h"
+#include "base/TextReader.h"
 #include "block/ImageNameIndex.h"
 #include "block/PosLine.h"
 #include "block/StripGroups.h"
-#include "block/TextReader.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {

@@ -1,6 +1,6 @@
 #include "block/PosLine.h"
 
-#include "block/Scan.h"
+#include "base/Scan.h"
 
 namespace orvo {
 

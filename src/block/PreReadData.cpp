@@ -4,14 +4,14 @@
 #include <limits>
 
 #include "base/MemoryPurpose.h"
+#include "base/ParallelFor.h"
+#include "base/Scan.h"
 #include "block/OvtFacts.h"
 #include "block/OvtFile.h"
 #include "block/ProjectForm.h"
 #include "block/ProjectText.h"
-#include "block/Scan.h"
 #include "block/TextPiece.h"
 #include "run/BundleAdjustment.h"
-#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {

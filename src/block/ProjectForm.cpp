@@ -1,6 +1,6 @@
 #include "block/ProjectForm.h"
 
-#include "run/Platform.h"
+#include "base/Platform.h"
 
 namespace orvo {
 

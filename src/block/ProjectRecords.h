@@ -2,7 +2,7 @@
 #pragma once
 
 #include "block/ProjectText.h"
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 

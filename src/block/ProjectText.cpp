@@ -4,7 +4,7 @@
 #include <cmath>
 #include <string>
 
-#include "block/Scan.h"
+#include "base/Scan.h"
 
 namespace orvo {
 namespace {

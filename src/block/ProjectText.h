@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "block/Records.h"
-#include "block/TextReader.h"
+#include "base/TextReader.h"
+#include "records/Records.h"
 
 namespace orvo {
 

@@ -3,14 +3,14 @@
 #include <cerrno>
 #include <cinttypes>
 
+#include "base/LargeArray.h"
 #include "base/PrintableName.h"
+#include "base/TextWriter.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
 #include "block/OvtRange.h"
 #include "block/ProjectText.h"
 #include "run/BundleAdjustment.h"
-#include "run/LargeArray.h"
-#include "run/TextWriter.h"
 
 namespace orvo {
 namespace {

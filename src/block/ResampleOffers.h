@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
 #include "block/ResampleCells.h"
 #include "block/ResampleScore.h"
+#include "records/Records.h"
 
 namespace orvo {
 

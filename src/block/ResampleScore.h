@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 

@@ -4,15 +4,15 @@
 #include <new>
 
 #include "base/MemoryPurpose.h"
+#include "base/OutputFiles.h"
+#include "base/ParallelFor.h"
+#include "base/TextReader.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
 #include "block/ResampleOffers.h"
-#include "block/TextReader.h"
 #include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
-#include "run/OutputFiles.h"
-#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {

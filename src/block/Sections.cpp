@@ -2,14 +2,14 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include "base/LargeArray.h"
 #include "base/MemoryPurpose.h"
+#include "base/TextReader.h"
 #include "block/Gsd.h"
 #include "block/Measurement.h"
 #include "block/OvtFile.h"
 #include "block/SectionPlan.h"
-#include "block/TextReader.h"
 #include "run/BundleAdjustment.h"
-#include "run/LargeArray.h"
 
 namespace orvo {
 

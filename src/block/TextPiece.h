@@ -5,10 +5,10 @@
 #include <span>
 #include <vector>
 
+#include "base/TextReader.h"
 #include "block/Measurement.h"
-#include "block/ReadingFacts.h"
-#include "block/Records.h"
-#include "block/TextReader.h"
+#include "records/ReadingFacts.h"
+#include "records/Records.h"
 
 namespace orvo {
 

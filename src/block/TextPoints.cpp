@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include "base/ParallelFor.h"
 #include "block/ProjectText.h"
 #include "block/TextPiece.h"
 #include "run/BundleAdjustment.h"
-#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {

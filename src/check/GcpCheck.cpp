@@ -1,7 +1,7 @@
 #include "check/GcpCheck.h"
 
+#include "base/Scan.h"
 #include "block/ProjectText.h"
-#include "block/Scan.h"
 #include "check/PointLines.h"
 
 namespace orvo {

@@ -1,7 +1,7 @@
 #include "check/PointLines.h"
 
+#include "base/Scan.h"
 #include "block/ProjectText.h"
-#include "block/Scan.h"
 #include "check/ProjectHead.h"
 
 namespace orvo {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "block/ReadingFacts.h"
 #include "check/StrictLines.h"
+#include "records/ReadingFacts.h"
 
 namespace orvo {
 

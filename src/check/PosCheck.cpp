@@ -3,10 +3,10 @@
 #include <cmath>
 #include <utility>
 
-#include "block/ReadingFacts.h"
-#include "block/Scan.h"
+#include "base/Scan.h"
 #include "check/PosNames.h"
 #include "check/StrictLines.h"
+#include "records/ReadingFacts.h"
 
 namespace orvo {
 namespace {

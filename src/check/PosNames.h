@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "block/ReadingFacts.h"
 #include "check/Finding.h"
 #include "check/ProjectHead.h"
+#include "records/ReadingFacts.h"
 
 namespace orvo {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/Scan.h"
 #include "block/ProjectText.h"
-#include "block/ReadingFacts.h"
-#include "block/Scan.h"
+#include "records/ReadingFacts.h"
 
 namespace orvo {
 namespace {

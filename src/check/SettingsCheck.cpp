@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "block/Scan.h"
-#include "run/Platform.h"
+#include "base/Platform.h"
+#include "base/Scan.h"
 
 namespace orvo {
 

@@ -1,8 +1,8 @@
 #include <map>
 
-#include "block/ReadingFacts.h"
 #include "check/SettingsCheck.h"
 #include "check/StrictLines.h"
+#include "records/ReadingFacts.h"
 
 namespace orvo {
 namespace {

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <pugixml.hpp>
 
-#include "block/ReadingFacts.h"
 #include "block/SettingsText.h"
 #include "check/SettingsCheck.h"
 #include "check/StrictLines.h"
+#include "records/ReadingFacts.h"
 
 namespace orvo {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "block/TextReader.h"
+#include "base/TextReader.h"
 #include "check/Finding.h"
 
 namespace orvo {

@@ -2,7 +2,7 @@
 // All lengths of camera and image are in working image units (file units times Image_Coor_Scale).
 #pragma once
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/ParallelFor.h"
 #include "geometry/Intersection.h"
 #include "geometry/RaySums.h"
-#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 

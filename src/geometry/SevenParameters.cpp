@@ -4,11 +4,11 @@
 #include <cmath>
 
 #include "base/MemoryPurpose.h"
-#include "block/TextReader.h"
+#include "base/OutputFiles.h"
+#include "base/TextReader.h"
 #include "geometry/Intersection.h"
 #include "geometry/Similarity.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
 #include "verdict/VerdictOfRun.h"
 
 namespace orvo {

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "gpu/DeviceArrays.h"
-#include "gpu/GpuPara.h"
+#include "gpu/kernels/DeviceArrays.h"
+#include "gpu/kernels/GpuPara.h"
 
 namespace orvo::gpu {
 

@@ -4,10 +4,10 @@
 #include <cinttypes>
 #include <numeric>
 
+#include "base/ParallelFor.h"
 #include "gpu/GpuState.h"
-#include "gpu/kernels/FastFill.h"
+#include "gpu/kernels/fast/FastFill.h"
 #include "run/BundleAdjustment.h"
-#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace gpu {

@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
 #include "gpu/Device.h"
+#include "records/Records.h"
 
 namespace orvo::gpu {
 

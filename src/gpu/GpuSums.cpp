@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "gpu/GpuBundle.h"
-#include "gpu/kernels/FastLayout.h"
 #include "gpu/kernels/RayModel.h"
+#include "gpu/kernels/fast/FastLayout.h"
 #include "results/GpuResidualLines.h"
 #include "run/InputGate.h"
 #include "verdict/VerdictOfRun.h"

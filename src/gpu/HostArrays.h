@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
 #include "gpu/Device.h"
-#include "gpu/DeviceArrays.h"
+#include "gpu/kernels/DeviceArrays.h"
+#include "records/Records.h"
 
 namespace orvo::gpu {
 

@@ -5,9 +5,9 @@
 #include <optional>
 
 #include "gpu/Device.h"
-#include "gpu/kernels/FastKernels.h"
-#include "gpu/kernels/FastLayout.h"
-#include "gpu/kernels/LiteralKernels.h"
+#include "gpu/kernels/fast/FastKernels.h"
+#include "gpu/kernels/fast/FastLayout.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 
 namespace orvo::gpu {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "run/ParallelFor.h"
+#include "base/ParallelFor.h"
 #include "solver/BlockInverse.h"
 #include "solver/BlockKernels.h"
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "normal/Damping.h"
-#include "normal/UnknownLayout.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo::gpu {
 

@@ -2,9 +2,9 @@
 // instruction set compiles for itself: everything stands in an unnamed namespace.
 #pragma once
 
+#include "base/simd/VectorLanes.h"
 #include "normal/AssemblyForms.h"
 #include "normal/AssemblyScratch.h"
-#include "normal/VectorLanes.h"
 
 namespace orvo {
 namespace {

@@ -3,10 +3,10 @@
 // namespace.
 #pragma once
 
+#include "base/simd/VectorLanes.h"
 #include "normal/AssemblyForms.h"
 #include "normal/AssemblyPointCameras.h"
 #include "normal/AssemblyScratch.h"
-#include "normal/VectorLanes.h"
 #include "normal/VectorRows.h"
 
 namespace orvo {

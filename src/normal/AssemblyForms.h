@@ -3,8 +3,8 @@
 // unnamed namespace too.
 #pragma once
 
+#include "base/simd/VectorLanes.h"
 #include "normal/AssemblyKernel.h"
-#include "normal/VectorLanes.h"
 #include "normal/VectorRows.h"
 
 namespace orvo {

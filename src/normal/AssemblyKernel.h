@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "block/Records.h"
 #include "normal/AssemblyScratch.h"
 #include "normal/BlockIndex.h"
 #include "normal/ImagePointPartials.h"
-#include "normal/UnknownLayout.h"
+#include "records/Records.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 

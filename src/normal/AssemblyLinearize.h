@@ -2,10 +2,10 @@
 // kernels, which each instruction set compiles for itself: everything stands in an unnamed namespace.
 #pragma once
 
+#include "base/simd/VectorLanes.h"
 #include "normal/AssemblyForms.h"
 #include "normal/AssemblyKernel.h"
 #include "normal/ImagePointPartials.h"
-#include "normal/VectorLanes.h"
 
 namespace orvo {
 namespace {

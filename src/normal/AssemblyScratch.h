@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "normal/UnknownLayout.h"
-#include "normal/ZeroedArray.h"
+#include "base/ZeroedArray.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "normal/SubMatrix.h"
-#include "normal/UnknownLayout.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 

@@ -1,7 +1,7 @@
 // Observation equations of one measurement: misclosure and partial derivatives of the collinearity equations.
 #pragma once
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 

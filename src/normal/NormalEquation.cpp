@@ -4,13 +4,13 @@
 #include <system_error>
 #include <thread>
 
+#include "base/LargeArray.h"
 #include "base/MemoryPurpose.h"
 #include "normal/BlockIndex.h"
 #include "normal/BlockStore.h"
 #include "normal/PointOrder.h"
 #include "normal/ThreadBuffers.h"
 #include "run/BundleAdjustment.h"
-#include "run/LargeArray.h"
 
 namespace orvo {
 

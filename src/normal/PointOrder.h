@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
 #include "normal/AssemblyKernel.h"
-#include "normal/UnknownLayout.h"
+#include "records/Records.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 
@@ -42,8 +42,8 @@ struct PosEquations {
 /// Weights of the rows of an observation: the first two fWeightXY, the third fWeightZ, the others 1.
 std::array<double, 6> PosWeights(const PosModel& model);
 
-/// Misclosure of each of the model.RowNum() rows: observed minus orientation minus drift, and 0 where the model
-/// has neither kind of drift. False when a number of the equations would not be finite.
+/// Misclosure of each of the model.RowNum() rows: observed minus orientation minus drift, and 0 where the
+/// model has neither kind of drift. False when a number of the equations would not be finite.
 bool ComputePosMisclosure(const PosModel& model, const EopRecord& image, const PosRecord& observed,
                           const double* parameters, double* L);
 

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/ZeroedArray.h"
 #include "normal/AssemblyKernel.h"
 #include "normal/SubMatrix.h"
-#include "normal/ZeroedArray.h"
 
 namespace orvo {
 

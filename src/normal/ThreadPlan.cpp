@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/ParallelFor.h"
 #include "normal/BlockPattern.h"
-#include "run/ParallelFor.h"
 
 namespace orvo {
 namespace {

@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
 #include "normal/BlockIndex.h"
+#include "records/Records.h"
 
 namespace orvo {
 

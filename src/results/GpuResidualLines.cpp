@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "results/FixedFormat.h"
-#include "run/ParallelFor.h"
+#include "base/FixedFormat.h"
+#include "base/ParallelFor.h"
 
 namespace orvo::gpu {
 namespace {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <limits>
 
-#include "run/TextWriter.h"
+#include "base/TextWriter.h"
 
 namespace orvo::gpu {
 

@@ -1,7 +1,7 @@
 // Image residuals of the point listings.
 #pragma once
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo {
 

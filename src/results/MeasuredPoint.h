@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
+#include "base/TextReader.h"
 #include "block/Measurement.h"
-#include "block/Records.h"
-#include "block/TextReader.h"
+#include "records/Records.h"
 
 namespace orvo {
 

@@ -3,12 +3,12 @@
 #include <limits>
 
 #include "base/MemoryPurpose.h"
-#include "block/Scan.h"
+#include "base/NumberText.h"
+#include "base/OutputFiles.h"
+#include "base/Scan.h"
 #include "geometry/Intersection.h"
 #include "results/MeasuredPoint.h"
-#include "results/NumberText.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
 
 namespace orvo {
 namespace {

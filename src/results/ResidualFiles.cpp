@@ -3,11 +3,11 @@
 
 #include <utility>
 
+#include "base/NumberText.h"
+#include "base/OutputFiles.h"
 #include "normal/ThreadBuffers.h"
-#include "results/NumberText.h"
 #include "results/ResidualWriter.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
 
 namespace orvo {
 namespace {

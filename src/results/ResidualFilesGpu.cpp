@@ -1,10 +1,10 @@
 // Residuals_%d_%d.res of the device path.
 #include <cmath>
 
+#include "base/OutputFiles.h"
 #include "results/GpuResidualLines.h"
 #include "results/ResidualLines.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
 
 namespace orvo {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "run/TextWriter.h"
+#include "base/TextWriter.h"
 
 namespace orvo {
 

@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/OutputFiles.h"
 #include "results/ResidualLines.h"
-#include "run/OutputFiles.h"
 
 namespace orvo {
 

@@ -3,17 +3,17 @@
 #include <cmath>
 
 #include "base/MemoryPurpose.h"
+#include "base/NumberText.h"
+#include "base/OutputFiles.h"
 #include "base/PrintableName.h"
+#include "base/Scan.h"
 #include "block/ProjectText.h"
-#include "block/Scan.h"
 #include "geometry/Intersection.h"
 #include "geometry/Rotation.h"
 #include "results/MeasuredPoint.h"
-#include "results/NumberText.h"
 #include "results/OutputFile.h"
 #include "results/ResultLines.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
 
 namespace orvo {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "results/NumberText.h"
+#include "base/NumberText.h"
 
 namespace orvo {
 

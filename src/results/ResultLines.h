@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/TextReader.h"
 #include "block/ProjectText.h"
-#include "block/Records.h"
-#include "block/TextReader.h"
+#include "records/Records.h"
 #include "results/ListingResidual.h"
 
 namespace orvo {

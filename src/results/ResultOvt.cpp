@@ -3,11 +3,11 @@
 #include <cinttypes>
 
 #include "base/MemoryPurpose.h"
+#include "base/OutputFiles.h"
+#include "base/ParallelFor.h"
 #include "block/ProjectForm.h"
 #include "results/OutputFile.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
-#include "run/ParallelFor.h"
 #include "verdict/VerdictOfRun.h"
 
 namespace orvo {

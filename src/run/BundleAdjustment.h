@@ -13,12 +13,12 @@
 
 #include "base/InputFiles.h"
 #include "base/OutputFolder.h"
-#include "block/ReadingFacts.h"
-#include "block/Records.h"
+#include "base/Platform.h"
+#include "base/ZeroedArray.h"
 #include "normal/SubMatrix.h"
-#include "normal/UnknownLayout.h"
-#include "normal/ZeroedArray.h"
-#include "run/Platform.h"
+#include "records/ReadingFacts.h"
+#include "records/Records.h"
+#include "records/UnknownLayout.h"
 #include "run/RunGuard.h"
 
 namespace orvo {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "base/OutputFolder.h"
+#include "base/Platform.h"
 #include "check/Finding.h"
 #include "gpu/Device.h"
-#include "run/Platform.h"
 #include "verdict/Judge.h"
 
 namespace orvo {

@@ -3,9 +3,9 @@
 #include <string_view>
 
 #include "base/MemoryPurpose.h"
-#include "block/Scan.h"
+#include "base/Scan.h"
+#include "base/TextReader.h"
 #include "block/SettingsText.h"
-#include "block/TextReader.h"
 #include "run/BundleAdjustment.h"
 #include "run/SettingsTable.h"
 

@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
+#include "base/WorkerPool.h"
 #include "normal/SubMatrix.h"
 #include "solver/BlockKernels.h"
-#include "solver/WorkerPool.h"
 
 namespace orvo {
 

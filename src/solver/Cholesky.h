@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "base/WorkerPool.h"
 #include "solver/CholeskyKernel.h"
-#include "solver/WorkerPool.h"
 
 namespace orvo {
 

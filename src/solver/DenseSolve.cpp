@@ -4,9 +4,9 @@
 #include <cmath>
 #include <vector>
 
+#include "base/WorkerPool.h"
 #include "geometry/OrvoMatrix.h"
 #include "solver/Cholesky.h"
-#include "solver/WorkerPool.h"
 
 namespace orvo {
 namespace {

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "base/MemoryPurpose.h"
+#include "base/OutputFiles.h"
 #include "geometry/OrvoMatrix.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
 #include "solver/DenseSolve.h"
 #include "verdict/RunTrack.h"
 

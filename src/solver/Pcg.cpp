@@ -1,10 +1,10 @@
 #include <algorithm>
 
+#include "base/WorkerPool.h"
 #include "run/BundleAdjustment.h"
 #include "solver/BlockOperator.h"
 #include "solver/PcgLoop.h"
 #include "solver/SolverThreads.h"
-#include "solver/WorkerPool.h"
 
 namespace orvo {
 int CBundleAdjustment::SolveByPcg(double* x) {

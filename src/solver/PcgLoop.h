@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <functional>
 
+#include "base/WorkerPool.h"
 #include "solver/BlockOperator.h"
-#include "solver/WorkerPool.h"
 
 namespace orvo {
 

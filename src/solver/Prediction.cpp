@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/WorkerPool.h"
 #include "geometry/OrvoMatrix.h"
 #include "run/BundleAdjustment.h"
 #include "solver/BlockInverse.h"
@@ -10,7 +11,6 @@
 #include "solver/DenseSolve.h"
 #include "solver/PredictedDecrease.h"
 #include "solver/SolverThreads.h"
-#include "solver/WorkerPool.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
 #include "verdict/VerdictOfRun.h"

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "run/TextWriter.h"
+#include "base/TextWriter.h"
 
 namespace orvo {
 

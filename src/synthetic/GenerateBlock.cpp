@@ -5,7 +5,7 @@
 
 #include "base/MemoryPurpose.h"
 #include "base/OutputFolder.h"
-#include "run/Platform.h"
+#include "base/Platform.h"
 #include "synthetic/SyntheticFiles.h"
 
 namespace orvo {

@@ -4,8 +4,8 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
-#include "normal/UnknownLayout.h"
+#include "records/Records.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 

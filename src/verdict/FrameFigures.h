@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
 #include "geometry/Similarity.h"
+#include "records/Records.h"
 
 namespace orvo {
 

@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "block/Records.h"
-#include "normal/UnknownLayout.h"
+#include "records/Records.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 

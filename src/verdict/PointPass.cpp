@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/ParallelFor.h"
 #include "geometry/RaySums.h"
-#include "normal/UnknownLayout.h"
-#include "run/ParallelFor.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 namespace {

@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
-#include "block/Records.h"
 #include "geometry/CameraModel.h"
 #include "geometry/Intersection.h"
+#include "records/Records.h"
 #include "verdict/Connectivity.h"
 
 namespace orvo {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "block/Records.h"
 #include "geometry/Similarity.h"
+#include "records/Records.h"
 #include "verdict/FrameFigures.h"
 #include "verdict/Judge.h"
 #include "verdict/PointPass.h"

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "block/TextReader.h"
+#include "base/TextReader.h"
 #include "geometry/Intersection.h"
 #include "run/BundleAdjustment.h"
 #include "verdict/GroundPoints.h"

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/OutputFiles.h"
 #include "base/PrintableName.h"
 #include "geometry/Intersection.h"
 #include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
-#include "run/OutputFiles.h"
 #include "verdict/GroundPoints.h"
 #include "verdict/RunTrack.h"
 #include "verdict/VerdictText.h"

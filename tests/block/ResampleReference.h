@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo::test {
 

@@ -1,8 +1,8 @@
 // Control and check points.
 #include <gtest/gtest.h>
 
+#include "base/TextReader.h"
 #include "block/SectionReading.h"
-#include "block/TextReader.h"
 
 namespace orvo::test {
 namespace {

@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/TextReader.h"
 #include "block/ResampleBlocks.h"
 #include "block/ResampleCells.h"
 #include "block/ResampleScore.h"
-#include "block/TextReader.h"
 
 namespace orvo {
 namespace {

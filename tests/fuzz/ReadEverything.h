@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "base/TextReader.h"
 #include "block/OvtFile.h"
-#include "block/TextReader.h"
 #include "fuzz/Invariants.h"
 
 namespace orvo::test {

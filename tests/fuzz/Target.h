@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "run/Platform.h"
+#include "base/Platform.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 

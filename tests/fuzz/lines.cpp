@@ -1,5 +1,5 @@
 // The line reader against a slow one.
-#include "block/TextReader.h"
+#include "base/TextReader.h"
 #include "fuzz/LineReference.h"
 #include "fuzz/Target.h"
 

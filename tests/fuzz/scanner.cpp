@@ -2,7 +2,7 @@
 #include <bit>
 #include <cmath>
 
-#include "block/Scan.h"
+#include "base/Scan.h"
 #include "fuzz/Target.h"
 
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "block/Records.h"
 #include "geometry/CameraModel.h"
 #include "geometry/Rotation.h"
+#include "records/Records.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo::test {

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "gpu/FastBlock.h"
-#include "gpu/kernels/FastFill.h"
-#include "gpu/kernels/FastLayout.h"
 #include "gpu/kernels/RayModel.h"
+#include "gpu/kernels/fast/FastFill.h"
+#include "gpu/kernels/fast/FastLayout.h"
 
 namespace orvo::test {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "gpu/kernels/FastFill.h"
 #include "gpu/kernels/RayModel.h"
+#include "gpu/kernels/fast/FastFill.h"
 
 namespace orvo::test {
 

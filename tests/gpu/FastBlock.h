@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "block/Records.h"
 #include "gpu/Device.h"
 #include "gpu/KernelBlocks.h"
-#include "gpu/kernels/FastKernels.h"
-#include "gpu/kernels/FastLayout.h"
+#include "gpu/kernels/fast/FastKernels.h"
+#include "gpu/kernels/fast/FastLayout.h"
+#include "records/Records.h"
 
 namespace orvo::test {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "block/Records.h"
-#include "gpu/GpuPara.h"
-#include "normal/UnknownLayout.h"
+#include "gpu/kernels/GpuPara.h"
+#include "records/Records.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo::test {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "gpu/DeviceArrays.h"
 #include "gpu/ReducedSystem.h"
-#include "gpu/kernels/LiteralKernels.h"
+#include "gpu/kernels/DeviceArrays.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 
 namespace orvo::test {
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <memory>
 
-#include "gpu/kernels/FastPlan.h"
+#include "gpu/kernels/fast/steps/FastPlan.h"
 
 namespace orvo::test {
 namespace {

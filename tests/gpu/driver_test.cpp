@@ -7,7 +7,7 @@
 #include "RecordingDevice.h"
 #include "gpu/GpuSections.h"
 #include "gpu/GpuState.h"
-#include "gpu/kernels/FastLayout.h"
+#include "gpu/kernels/fast/FastLayout.h"
 #include "run/BundleAdjustment.h"
 #include "support/Block.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "gpu/Device.h"
-#include "gpu/kernels/FastFill.h"
+#include "gpu/kernels/fast/FastFill.h"
 
 namespace orvo::test {
 namespace {

@@ -11,7 +11,7 @@
 #include "gpu/LiteralRun.h"
 #include "gpu/ReducedSystem.h"
 #include "gpu/kernels/RayModel.h"
-#include "normal/UnknownLayout.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo::test {
 namespace {

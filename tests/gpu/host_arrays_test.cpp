@@ -8,7 +8,7 @@
 #include <limits>
 
 #include "RecordingDevice.h"
-#include "gpu/GpuPara.h"
+#include "gpu/kernels/GpuPara.h"
 
 namespace orvo::test {
 namespace {

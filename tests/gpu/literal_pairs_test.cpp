@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "gpu/LiteralRun.h"
-#include "gpu/kernels/LiteralPairs.h"
+#include "gpu/kernels/literal/LiteralPairs.h"
 
 namespace orvo::test {
 namespace {

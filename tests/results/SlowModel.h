@@ -4,7 +4,7 @@
 #include <array>
 #include <span>
 
-#include "block/Records.h"
+#include "records/Records.h"
 
 namespace orvo::test {
 

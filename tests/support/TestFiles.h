@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "run/Platform.h"
+#include "base/Platform.h"
 
 namespace orvo::test {
 

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "gpu/kernels/HostDevice.h"
+#include "base/HostDeviceMark.h"
 
 namespace orvo::gpu {
 
