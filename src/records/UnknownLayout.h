@@ -26,6 +26,13 @@ inline std::span<const ImagePointRecord> MeasurementsOf(const ObjectPointRecord&
   return imagePoints.subspan(static_cast<size_t>(first), static_cast<size_t>(count));
 }
 
+/// Sizes of the blocks and numbers of the unknowns.
+struct UnknownCounts {
+  int32_t nLayoutMode = LayoutEop;
+  int32_t nEopSize = 0, nIopSize = 0, nPosSize = 0;
+  int32_t nBlockRowNum = 0, nDiagSize = 0, nDiagUpperSize = 0, nUnknownNum = 0;
+};
+
 /// Block rows and scalar positions of one layout. Rows of POS groups stand behind all others.
 struct UnknownLayout {
   int32_t nLayoutMode = LayoutEop;

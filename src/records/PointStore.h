@@ -1,0 +1,35 @@
+// The points of a block: what is in memory of them, and how many there are.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "records/ReadingFacts.h"
+#include "records/Records.h"
+
+namespace orvo {
+
+/// The arrays are empty until a reader makes them.
+struct PointStore {
+  PointSectionTable Sections;
+  int32_t nCurrentSection = -1;                  ///< section whose points are in memory
+  std::vector<ObjectPointRecord> pObjectPoints;  ///< points of the current section
+  std::vector<ImagePointRecord> pImagePoints;
+  std::vector<ObjectPointRecord> pGcpTable;  ///< control and check points, normalised with the block
+  std::vector<int32_t> pPointImageCount;     ///< by tie point ordinal
+
+  int32_t nGcpNum = 0, nGcpImagePointNum = 0;
+  int64_t nObjectPointNum = 0, nTiePointNum = 0, nTieImagePointNum = 0, nImagePointNum = 0;
+  int32_t nControlPointNum = 0, nCheckPointNum = 0;
+  int32_t nGcpFileNum = 0;
+
+  bool bResampledToFile = false;
+  int64_t nResampleFileLimit = 10000000;  ///< more kept tie points than this go to a file
+
+  ReadingFacts Facts;                   ///< what the readers noticed
+  std::vector<int64_t> vTextPlaces;     ///< in a text project, of every kTextPiecePoints-th point
+  int64_t nTextPlaceFileSize = -1;      ///< of the file that they are places in
+  std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
+};
+
+}  // namespace orvo

@@ -1,0 +1,4 @@
+// The device path.
+#include "run/BundleAdjustment.h"
+
+namespace orvo {}  // namespace orvo
