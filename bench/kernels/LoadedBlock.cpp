@@ -45,7 +45,7 @@ CBundleAdjustment& AssembledBlock(const std::string& caseName) {
   static std::set<std::string> assembled;
   if (!assembled.insert(caseName).second) return block;
   // The listing goes nowhere.
-  block.szOutputPath = "/dev/null";
+  block.Paths.szOutputPath = "/dev/null";
   block.MakeNormalEquation();
   std::vector<int32_t> threads(1, 1);
   if (block.BuildNormalEquation(0, 0, threads) != 1 || block.AddDampingCoefficients(0) == 0) std::exit(1);

@@ -14,13 +14,13 @@ namespace {
 
 std::vector<ImageTerms> TermsOfImages(const CBundleAdjustment& block) {
   std::vector<ImageTerms> terms;
-  for (const EopRecord& eop : block.KeptImages()) terms.push_back(MakeImageTerms(eop));
+  for (const EopRecord& eop : block.Images.Kept()) terms.push_back(MakeImageTerms(eop));
   return terms;
 }
 
 std::vector<CameraTerms> TermsOfCameras(const CBundleAdjustment& block) {
   std::vector<CameraTerms> terms;
-  for (const IopRecord& iop : block.KeptCameras()) terms.push_back(MakeCameraTerms(iop));
+  for (const IopRecord& iop : block.Cameras.Usable()) terms.push_back(MakeCameraTerms(iop));
   return terms;
 }
 
@@ -31,8 +31,8 @@ void Linearize(benchmark::State& state, const char* caseName) {
   const UnknownLayout layout = block.Layout();
   PartialRows<double> rows;
   for (auto _ : state) {
-    for (const ObjectPointRecord& point : block.pObjectPoints) {
-      for (const ImagePointRecord& m : MeasurementsOf(point, block.pImagePoints)) {
+    for (const ObjectPointRecord& point : block.Points.pObjectPoints) {
+      for (const ImagePointRecord& m : MeasurementsOf(point, block.Points.pImagePoints)) {
         if (!layout.Holds(m)) continue;
         LinearizeImagePoint<double>(m.x, m.y, point.X, point.Y, point.Z,
                                     images[static_cast<size_t>(m.nImage)],
@@ -41,7 +41,7 @@ void Linearize(benchmark::State& state, const char* caseName) {
       }
     }
   }
-  state.SetItemsProcessed(state.iterations() * std::ssize(block.pImagePoints));
+  state.SetItemsProcessed(state.iterations() * std::ssize(block.Points.pImagePoints));
 }
 
 BENCHMARK_CAPTURE(Linearize, 100, "100/eopiop")->Unit(benchmark::kMillisecond);
@@ -52,27 +52,27 @@ void Assemble(benchmark::State& state, const char* caseName, AssemblyKernels ker
   const auto images = TermsOfImages(block);
   const auto cameras = TermsOfCameras(block);
   const UnknownLayout layout = block.Layout();
-  const BlockIndex index(block.pSubMatrixRows, layout);
+  const BlockIndex index(block.Normal.pSubMatrixRows, layout);
   size_t largest = 0;
-  for (const ObjectPointRecord& point : block.pObjectPoints)
-    largest = std::max(largest, MeasurementsOf(point, block.pImagePoints).size());
+  for (const ObjectPointRecord& point : block.Points.pObjectPoints)
+    largest = std::max(largest, MeasurementsOf(point, block.Points.pImagePoints).size());
 
   AssemblyInput in;
-  in.pObjectPoints = block.pObjectPoints.data();
-  in.pImagePoints = block.pImagePoints.data();
-  in.nImagePointNum = std::ssize(block.pImagePoints);
+  in.pObjectPoints = block.Points.pObjectPoints.data();
+  in.pImagePoints = block.Points.pImagePoints.data();
+  in.nImagePointNum = std::ssize(block.Points.pImagePoints);
   in.pImages = images.data();
   in.pCameras = cameras.data();
   in.Layout = layout;
   in.Index = index.View();
   in.nSpareOffset = index.StoreSize();
-  in.fControlWeight = block.GCP_Weight;
+  in.fControlWeight = block.Settings.GCP_Weight;
   in.fGrossX = in.fGrossY = 1e30;
 
   ZeroedArray store(static_cast<size_t>(index.StoreSize() + kSpareBlockSize));
-  std::vector<double> constVector(static_cast<size_t>(block.nUnknownNum));
-  std::vector<float> residuals(2 * block.pImagePoints.size());
-  std::vector<int32_t> gross(block.pImagePoints.size());
+  std::vector<double> constVector(static_cast<size_t>(block.Unknowns.nUnknownNum));
+  std::vector<float> residuals(2 * block.Points.pImagePoints.size());
+  std::vector<int32_t> gross(block.Points.pImagePoints.size());
   std::vector<uint8_t> rowFlags(static_cast<size_t>(layout.PointRows()));
   std::vector<MissingBlock> missing;
   AssemblyScratch scratch(static_cast<int64_t>(largest), layout);
@@ -84,10 +84,11 @@ void Assemble(benchmark::State& state, const char* caseName, AssemblyKernels ker
     out.pGrossFlags = gross.data();
     out.pRowFlags = rowFlags.data();
     out.pMissing = &missing;
-    kernels.ByLayout[block.nLayoutMode](in, scratch, out, 0, std::ssize(block.pObjectPoints) - 1);
+    kernels.ByLayout[block.Unknowns.nLayoutMode](in, scratch, out, 0,
+                                                 std::ssize(block.Points.pObjectPoints) - 1);
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(state.iterations() * std::ssize(block.pImagePoints));
+  state.SetItemsProcessed(state.iterations() * std::ssize(block.Points.pImagePoints));
   state.counters["store MB"] = static_cast<double>(index.StoreSize()) * 8e-6;
 }
 

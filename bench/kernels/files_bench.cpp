@@ -20,15 +20,15 @@ int64_t TiePointBytes(const std::string& project) {
 void ReadPoints(benchmark::State& state, const char* caseName) {
   CBundleAdjustment& loaded = LoadedBlock(caseName);
   // The object of the others keeps its intersected points.
-  const auto points = loaded.pObjectPoints;
-  const auto measures = loaded.pImagePoints;
+  const auto points = loaded.Points.pObjectPoints;
+  const auto measures = loaded.Points.pImagePoints;
   for (auto _ : state) {
     if (loaded.ReadSectionPoints(0) == 0) state.SkipWithError("the points can't be read");
   }
-  state.SetItemsProcessed(state.iterations() * std::ssize(loaded.pImagePoints));
+  state.SetItemsProcessed(state.iterations() * std::ssize(loaded.Points.pImagePoints));
   state.SetBytesProcessed(state.iterations() * TiePointBytes(ProjectOf(caseName)));
-  loaded.pObjectPoints = points;
-  loaded.pImagePoints = measures;
+  loaded.Points.pObjectPoints = points;
+  loaded.Points.pImagePoints = measures;
 }
 
 /// The least that reading an .ovt can take.

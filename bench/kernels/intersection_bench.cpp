@@ -8,13 +8,14 @@ namespace {
 
 void IntersectAll(benchmark::State& state, const char* caseName) {
   CBundleAdjustment& block = LoadedBlock(caseName);
-  std::vector<ObjectPointRecord> points = block.pObjectPoints;
-  const std::vector<ImageFrame> frames = MakeImageFrames(block.KeptImages());
+  std::vector<ObjectPointRecord> points = block.Points.pObjectPoints;
+  const std::vector<ImageFrame> frames = MakeImageFrames(block.Images.Kept());
   for (auto _ : state) {
-    IntersectPoints(std::ssize(points), points.data(), block.pImagePoints, frames, block.KeptCameras());
+    IntersectPoints(std::ssize(points), points.data(), block.Points.pImagePoints, frames,
+                    block.Cameras.Usable());
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(state.iterations() * std::ssize(block.pImagePoints));
+  state.SetItemsProcessed(state.iterations() * std::ssize(block.Points.pImagePoints));
 }
 
 BENCHMARK_CAPTURE(IntersectAll, 100, "100/eopiop")->Unit(benchmark::kMillisecond);
@@ -23,8 +24,8 @@ BENCHMARK_CAPTURE(IntersectAll, 1000_random, "1000/random")->Unit(benchmark::kMi
 
 void Frames(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = LoadedBlock(caseName);
-  for (auto _ : state) benchmark::DoNotOptimize(MakeImageFrames(block.KeptImages()));
-  state.SetItemsProcessed(state.iterations() * block.nImageNum);
+  for (auto _ : state) benchmark::DoNotOptimize(MakeImageFrames(block.Images.Kept()));
+  state.SetItemsProcessed(state.iterations() * block.Images.nImageNum);
 }
 
 BENCHMARK_CAPTURE(Frames, 1000, "1000/eopiop")->Unit(benchmark::kMicrosecond);

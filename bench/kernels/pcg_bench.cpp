@@ -10,7 +10,8 @@ namespace {
 
 std::vector<int32_t> RowPositions(const CBundleAdjustment& block) {
   std::vector<int32_t> positions;
-  for (int32_t row = 0; row < block.nBlockRowNum; ++row) positions.push_back(block.Layout().Position(row));
+  for (int32_t row = 0; row < block.Unknowns.nBlockRowNum; ++row)
+    positions.push_back(block.Layout().Position(row));
   return positions;
 }
 
@@ -18,7 +19,7 @@ void Gather(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   const std::vector<int32_t> positions = RowPositions(block);
   for (auto _ : state) {
-    BlockOperator matrix(block.pSubMatrices, positions, block.nUnknownNum);
+    BlockOperator matrix(block.Normal.pSubMatrices, positions, block.Unknowns.nUnknownNum);
     benchmark::DoNotOptimize(matrix);
   }
 }
@@ -26,12 +27,12 @@ void Gather(benchmark::State& state, const char* caseName) {
 void Multiply(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   WorkerPool pool(static_cast<int32_t>(state.range(0)));
-  BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum,
+  BlockOperator matrix(block.Normal.pSubMatrices, RowPositions(block), block.Unknowns.nUnknownNum,
                        static_cast<KernelForm>(state.range(1)));
-  const std::vector<double> v(block.pConstVector);
+  const std::vector<double> v(block.Normal.pConstVector);
   std::vector<double> out(v.size());
   int64_t values = 0;
-  for (const SubMatrix& sub : block.pSubMatrices) values += int64_t{sub.nRows} * sub.nCols;
+  for (const SubMatrix& sub : block.Normal.pSubMatrices) values += int64_t{sub.nRows} * sub.nCols;
   for (auto _ : state) {
     matrix.Multiply(v.data(), out.data(), pool);
     benchmark::ClobberMemory();
@@ -42,7 +43,7 @@ void Multiply(benchmark::State& state, const char* caseName) {
 void MakePreconditioner(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   WorkerPool pool(1);
-  const BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum);
+  const BlockOperator matrix(block.Normal.pSubMatrices, RowPositions(block), block.Unknowns.nUnknownNum);
   for (auto _ : state) {
     BlockPreconditioner preconditioner(matrix, pool);
     benchmark::DoNotOptimize(preconditioner);
@@ -52,12 +53,12 @@ void MakePreconditioner(benchmark::State& state, const char* caseName) {
 void ApplyPreconditioner(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   WorkerPool pool(1);
-  const BlockOperator matrix(block.pSubMatrices, RowPositions(block), block.nUnknownNum);
+  const BlockOperator matrix(block.Normal.pSubMatrices, RowPositions(block), block.Unknowns.nUnknownNum);
   const BlockPreconditioner preconditioner(matrix, pool);
-  std::vector<double> z(block.pConstVector.size());
+  std::vector<double> z(block.Normal.pConstVector.size());
   for (auto _ : state) {
     for (int32_t panel = 0; panel < matrix.PanelNum(); ++panel)
-      preconditioner.Apply(panel, block.pConstVector.data(), z.data());
+      preconditioner.Apply(panel, block.Normal.pConstVector.data(), z.data());
     benchmark::ClobberMemory();
   }
 }

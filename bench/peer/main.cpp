@@ -70,10 +70,10 @@ Parameters TakeParameters(const CBundleAdjustment& block) {
   Parameters p;
   const bool merged = block.nLayoutMode == LayoutMergedEopIop;
   p.nImageStride = merged ? 11 : 6;
-  for (const IopRecord& iop : block.KeptCameras())
+  for (const IopRecord& iop : block.Cameras.Usable())
     p.Cameras.insert(p.Cameras.end(), {iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2});
-  for (size_t i = 0; i < block.KeptImages().size(); ++i) {
-    const EopRecord& eop = block.KeptImages()[i];
+  for (size_t i = 0; i < block.Images.Kept().size(); ++i) {
+    const EopRecord& eop = block.Images.Kept()[i];
     p.Images.insert(p.Images.end(), {eop.X, eop.Y, eop.Z, eop.fPhi, eop.fOmega, eop.fKappa});
     if (merged)
       p.Images.insert(p.Images.end(), p.Camera(static_cast<int32_t>(i)),
@@ -169,7 +169,7 @@ class Peer {
   double Rms() {
     double sum = 0;
     int64_t count = 0;
-    std::vector<Frame> current(block.KeptImages().size());
+    std::vector<Frame> current(block.Images.Kept().size());
     for (size_t i = 0; i < current.size(); ++i)
       current[i] = MakeFrame(parameters.Image(static_cast<int32_t>(i)));
     for (const Observation& observation : observations) {
@@ -199,7 +199,7 @@ class Peer {
  private:
   std::vector<const double*> ImagePointers() {
     std::vector<const double*> pointers;
-    for (size_t i = 0; i < block.KeptImages().size(); ++i)
+    for (size_t i = 0; i < block.Images.Kept().size(); ++i)
       pointers.push_back(parameters.Image(static_cast<int32_t>(i)));
     return pointers;
   }

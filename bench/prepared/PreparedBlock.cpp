@@ -12,22 +12,22 @@ bool PrepareBlock(CBundleAdjustment& block, const std::string& project, const st
   };
   // The dense normal matrix would be allocated in vain.
   if (block.ReadSettings(settings) == 0) return fail("reading the settings");
-  block.Apply_PCG_Model = true;
-  block.szGcpPath = gcp;
-  if (block.Resampling_Points || block.Apply_GPS_Data || block.Apply_IMU_Data)
+  block.Limits.Apply_PCG_Model = true;
+  block.Paths.szGcpPath = gcp;
+  if (block.Settings.Resampling_Points || block.Limits.Apply_GPS_Data || block.Limits.Apply_IMU_Data)
     return fail("leaving out thinning and POS data");
   if (block.PreReadData(project, gcp) == 0) return fail("counting the points");
   if (block.ReadProject(project, gcp) != 1) return fail("reading the project");
-  if (block.PlanSections(block.nImageNum, block.nCameraNum, block.nObjectPointNum, block.nImagePointNum,
-                         &block.pPointImageCount) == 0 ||
-      block.Sections.Count() != 1)
+  if (block.PlanSections(block.Images.nImageNum, block.Cameras.nCameraNum, block.Points.nObjectPointNum,
+                         block.Points.nImagePointNum, &block.Points.pPointImageCount) == 0 ||
+      block.Points.Sections.Count() != 1)
     return fail("taking all points at once");
   int64_t count = 0;
   if (block.ReadSectionPoints(0, project, gcp, count) == 0) return fail("reading the points");
-  block.nObjectPointNum = count;
-  block.Sections.ObjectPoints[0] = {0, count - 1};
+  block.Points.nObjectPointNum = count;
+  block.Points.Sections.ObjectPoints[0] = {0, count - 1};
   if (block.PrepareAdjustment() != 1) return fail("preparing the adjustment");
-  if (block.Coor_Normalization) {
+  if (block.Limits.Coor_Normalization) {
     block.ComputeNormalization();
     block.NormalizeData();
   }

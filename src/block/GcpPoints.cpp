@@ -55,70 +55,73 @@ std::vector<ObjectPointRecord> ReadGcpRecords(TextReader& file) {
 int CBundleAdjustment::ReadGcpTable(const std::string& gcp) {
   const MemoryPurpose purpose("the control points");
   TextReader file(&Inputs);
-  if (!pGcpTable.empty()) return 1;
+  if (!Points.pGcpTable.empty()) return 1;
   if (!file.Open(gcp)) return CheckInputs();
-  pGcpTable = ReadGcpRecords(file);
-  nGcpFileNum = static_cast<int32_t>(pGcpTable.size());
+  Points.pGcpTable = ReadGcpRecords(file);
+  Points.nGcpFileNum = static_cast<int32_t>(Points.pGcpTable.size());
   return CheckInputs();
 }
 
 int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file) {
-  if (pGcpTable.empty()) {
-    pGcpTable = ReadGcpRecords(file);
+  if (Points.pGcpTable.empty()) {
+    Points.pGcpTable = ReadGcpRecords(file);
     file.Rewind();
   }
-  nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
-  PointSectionTable::Range range{0, nObjectPointNum};
-  if (section >= 0 && section < Sections.Count()) range = Sections.ObjectPoints[static_cast<size_t>(section)];
-  const auto references =
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
+  Points.nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(Points.pGcpTable.size()));
+  PointSectionTable::Range range{0, Points.nObjectPointNum};
+  if (section >= 0 && section < Points.Sections.Count())
+    range = Points.Sections.ObjectPoints[static_cast<size_t>(section)];
+  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
+                                              Images.nImageNum, Cameras.UsableNum());
   std::string_view line;
-  for (int32_t g = 0; g < nGcpFileNum && nTiePointNum + g <= range.nLast && file.Next(line); ++g) {
-    if (nTiePointNum + g < range.nFirst) {
+  for (int32_t g = 0; g < Points.nGcpFileNum && Points.nTiePointNum + g <= range.nLast && file.Next(line);
+       ++g) {
+    if (Points.nTiePointNum + g < range.nFirst) {
       SkipMeasures(file);
       continue;
     }
     ObjectPointRecord point = ParsePointLine(line);
     // Normalisation changes the table, not the file.
-    const ObjectPointRecord& known = pGcpTable[static_cast<size_t>(g)];
+    const ObjectPointRecord& known = Points.pGcpTable[static_cast<size_t>(g)];
     point.X = known.X;
     point.Y = known.Y;
     point.Z = known.Z;
     int32_t wrongOrdinal = 0;
-    if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(pObjectPoints.size()), point,
-                        pImagePoints, &wrongOrdinal)) {
+    if (!AppendMeasures(file, references, Settings.Image_Coor_Scale,
+                        static_cast<int32_t>(Points.pObjectPoints.size()), point, Points.pImagePoints,
+                        &wrongOrdinal)) {
       // Deliberate: the points in front of it are in memory and not in the counts.
       LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
       return -1;
     }
-    pObjectPoints.push_back(point);
+    Points.pObjectPoints.push_back(point);
   }
-  count = static_cast<int64_t>(pObjectPoints.size());
-  imageCount = static_cast<int64_t>(pImagePoints.size());
+  count = static_cast<int64_t>(Points.pObjectPoints.size());
+  imageCount = static_cast<int64_t>(Points.pImagePoints.size());
   return 1;
 }
 
 int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file) {
-  if (pGcpTable.empty()) {
-    pGcpTable = ReadGcpRecords(file);
+  if (Points.pGcpTable.empty()) {
+    Points.pGcpTable = ReadGcpRecords(file);
     file.Rewind();
   }
-  nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(pGcpTable.size()));
-  const auto references =
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
-  nControlPointNum = 0;
+  Points.nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(Points.pGcpTable.size()));
+  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
+                                              Images.nImageNum, Cameras.UsableNum());
+  Points.nControlPointNum = 0;
   objectCount = imageCount = 0;
   std::string_view line;
-  for (int32_t g = 0; g < nGcpFileNum && file.Next(line); ++g) {
+  for (int32_t g = 0; g < Points.nGcpFileNum && file.Next(line); ++g) {
     ObjectPointRecord point = ParsePointLine(line);
-    const ObjectPointRecord& known = pGcpTable[static_cast<size_t>(g)];
+    const ObjectPointRecord& known = Points.pGcpTable[static_cast<size_t>(g)];
     point.X = known.X;
     point.Y = known.Y;
     point.Z = known.Z;
-    AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(pObjectPoints.size()), point,
-                   pImagePoints, nullptr);
-    pObjectPoints.push_back(point);
-    if (point.nType == 1) ++nControlPointNum;
+    AppendMeasures(file, references, Settings.Image_Coor_Scale,
+                   static_cast<int32_t>(Points.pObjectPoints.size()), point, Points.pImagePoints, nullptr);
+    Points.pObjectPoints.push_back(point);
+    if (point.nType == 1) ++Points.nControlPointNum;
     ++objectCount;
     imageCount += known.nImagePointNum;
   }
@@ -128,19 +131,19 @@ int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCo
 int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
                                    std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
   const int32_t pointNum = ReadGcpCount(file);
-  const auto references =
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
-  nControlPointNum = 0;
+  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
+                                              Images.nImageNum, Cameras.UsableNum());
+  Points.nControlPointNum = 0;
   std::string_view line;
   for (int32_t g = 0; g < pointNum && file.Next(line); ++g) {
     ObjectPointRecord point = ParsePointLine(line);
     int32_t wrongOrdinal = 0;
-    if (!AppendMeasures(file, references, Image_Coor_Scale, static_cast<int32_t>(objectList.size()), point,
-                        imagePointList, &wrongOrdinal)) {
+    if (!AppendMeasures(file, references, Settings.Image_Coor_Scale, static_cast<int32_t>(objectList.size()),
+                        point, imagePointList, &wrongOrdinal)) {
       LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
       return -1;
     }
-    if (point.nType == 1) ++nControlPointNum;
+    if (point.nType == 1) ++Points.nControlPointNum;
     objectList.push_back(point);
   }
   return 1;

@@ -42,10 +42,10 @@ void DecodePoints(const OvtReader& file, int64_t first, int64_t count, Piece& pi
 }  // namespace
 
 int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file) {
-  const PointSectionTable::Range range = Sections.ObjectPoints[static_cast<size_t>(section)];
+  const PointSectionTable::Range range = Points.Sections.ObjectPoints[static_cast<size_t>(section)];
   const bool withGcp = range.nLast + 1 > file.PointNum();
   const int64_t pointNum = std::clamp<int64_t>(file.PointNum() - range.nFirst, 0, range.Count());
-  ReserveLarge(pObjectPoints, static_cast<size_t>(pointNum + (withGcp ? nGcpNum : 0)));
+  ReserveLarge(Points.pObjectPoints, static_cast<size_t>(pointNum + (withGcp ? Points.nGcpNum : 0)));
 
   const int64_t pieceNum = PieceNum(pointNum);
   const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
@@ -68,27 +68,28 @@ int CBundleAdjustment::ReadOvtPoints(int32_t section, int64_t& count, int64_t& i
           point.nImagePointNum = ranges.Take(point.nFirstImagePoint, point.nImagePointNum);
           imagePointNum += point.nImagePointNum;
         }
-        Append(points, pObjectPoints);
+        Append(points, Points.pObjectPoints);
       });
   pieces.clear();
-  ReserveLarge(pImagePoints, static_cast<size_t>(imagePointNum + (withGcp ? nGcpImagePointNum : 0)));
+  ReserveLarge(Points.pImagePoints,
+               static_cast<size_t>(imagePointNum + (withGcp ? Points.nGcpImagePointNum : 0)));
   const int result = ReadOvtMeasures(range.nFirst, file);
-  count = static_cast<int64_t>(pObjectPoints.size());
-  imageCount = static_cast<int64_t>(pImagePoints.size());
+  count = static_cast<int64_t>(Points.pObjectPoints.size());
+  imageCount = static_cast<int64_t>(Points.pImagePoints.size());
   return result;
 }
 
 int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, const OvtReader& file) {
-  const auto references =
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
+  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
+                                              Images.nImageNum, Cameras.UsableNum());
   // The cameras as they are now: a piece that has to enlarge one is taken again, in its turn.
-  const std::vector<CameraHalf> halves = MakeCameraHalves(pIop);
-  const int64_t pieceNum = PieceNum(std::ssize(pObjectPoints));
+  const std::vector<CameraHalf> halves = MakeCameraHalves(Cameras.pIop);
+  const int64_t pieceNum = PieceNum(std::ssize(Points.pObjectPoints));
   const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
   std::vector<Piece> pieces(static_cast<size_t>(threads));
   std::vector<OvtMeasureWindow> windows(static_cast<size_t>(threads), OvtMeasureWindow(file));
   const auto pointsOf = [&](int64_t i) {
-    const std::span<ObjectPointRecord> points(pObjectPoints);
+    const std::span<ObjectPointRecord> points(Points.pObjectPoints);
     const auto first = static_cast<size_t>(i * kPiecePoints);
     return points.subspan(first, std::min<size_t>(kPiecePoints, points.size() - first));
   };
@@ -99,9 +100,9 @@ int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, const OvtReader& file
       [&](int64_t i, int k) {
         Piece& piece = pieces[static_cast<size_t>(k)];
         piece.ImagePoints.clear();
-        piece.bPlain =
-            AppendPlainMeasures(pointsOf(i), static_cast<int32_t>(i * kPiecePoints), references, halves,
-                                Image_Coor_Scale, windows[static_cast<size_t>(k)], piece.ImagePoints);
+        piece.bPlain = AppendPlainMeasures(pointsOf(i), static_cast<int32_t>(i * kPiecePoints), references,
+                                           halves, Settings.Image_Coor_Scale, windows[static_cast<size_t>(k)],
+                                           piece.ImagePoints);
       },
       [&](int64_t i, int k) {
         const Piece& piece = pieces[static_cast<size_t>(k)];
@@ -114,8 +115,8 @@ int CBundleAdjustment::ReadOvtMeasures(int64_t firstPoint, const OvtReader& file
           }
           return;
         }
-        auto first = static_cast<int64_t>(pImagePoints.size());
-        if (readable) Append(piece.ImagePoints, pImagePoints);
+        auto first = static_cast<int64_t>(Points.pImagePoints.size());
+        if (readable) Append(piece.ImagePoints, Points.pImagePoints);
         for (ObjectPointRecord& point : pointsOf(i)) {
           point.nFirstImagePoint = first;
           if (!readable) {
@@ -137,7 +138,7 @@ int CBundleAdjustment::ReadOvtMeasuresOneByOne(int64_t firstRow, std::span<Objec
     const int64_t fileIndex = point.nFirstImagePoint;
     const int32_t wanted = readable ? point.nImagePointNum : 0;
     const bool usable = MakePositionUsable(point);
-    point.nFirstImagePoint = static_cast<int64_t>(pImagePoints.size());
+    point.nFirstImagePoint = static_cast<int64_t>(Points.pImagePoints.size());
     point.nImagePointNum = 0;
     for (int32_t m = 0; m < wanted; ++m) {
       const char* record = window.At(fileIndex + m);
@@ -145,7 +146,7 @@ int CBundleAdjustment::ReadOvtMeasuresOneByOne(int64_t firstRow, std::span<Objec
       if (!readable) break;
       const OvtMeasure measure = DecodeOvtMeasure(record);
       // An ordinal just behind the last image passes, deliberately, as one on a deleted image.
-      if (measure.nImageOrdinal < 0 || measure.nImageOrdinal > nImageFileNum) {
+      if (measure.nImageOrdinal < 0 || measure.nImageOrdinal > Images.nImageFileNum) {
         LogPrintf("Error!Image ID of the point %" PRId64 " is out of range!\n", firstPoint + row);
         result = -1;
         readable = false;
@@ -156,11 +157,12 @@ int CBundleAdjustment::ReadOvtMeasuresOneByOne(int64_t firstRow, std::span<Objec
       if (reference.nImage < 0) {
         LogPrintf("Image ID is invalid:%" PRId64 " %d\n", fileIndex + m, measure.nImageOrdinal);
       }
-      pImagePoints.push_back(MakeImagePoint(usable ? reference : ImageReference{}, measure.x, measure.y,
-                                            Image_Coor_Scale, static_cast<int32_t>(row)));
+      Points.pImagePoints.push_back(MakeImagePoint(usable ? reference : ImageReference{}, measure.x,
+                                                   measure.y, Settings.Image_Coor_Scale,
+                                                   static_cast<int32_t>(row)));
       ++point.nImagePointNum;
-      const int32_t camera = pImagePoints.back().nCamera;
-      if (camera >= 0) EnlargeCamera(pIop[static_cast<size_t>(camera)], measure.x, measure.y);
+      const int32_t camera = Points.pImagePoints.back().nCamera;
+      if (camera >= 0) EnlargeCamera(Cameras.pIop[static_cast<size_t>(camera)], measure.x, measure.y);
     }
     ++row;
   }

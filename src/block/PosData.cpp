@@ -18,7 +18,7 @@ namespace {
 /// the disk, and only those that occur are listed.
 constexpr int32_t kLargestListedStrip = 100000;
 
-std::vector<std::string_view> NamesOf(const std::vector<CBundleAdjustment::ImageName>& table) {
+std::vector<std::string_view> NamesOf(const std::vector<ImageName>& table) {
   std::vector<std::string_view> names;
   names.reserve(table.size());
   for (const auto& name : table) names.emplace_back(name.sz, strnlen(name.sz, sizeof(name.sz)));
@@ -47,7 +47,7 @@ PosRecord RecordOf(const PosLine& line) {
 
 void MatchPosLines(CBundleAdjustment& block, TextReader& file, std::vector<int32_t>& stripOfImage) {
   const double startTick = block.System.TickMilliseconds();
-  const std::vector<std::string_view> names = NamesOf(block.pImageNames);
+  const std::vector<std::string_view> names = NamesOf(block.Images.pImageNames);
   const ImageNameIndex index(names);
   PosLine line;
   std::string_view text;
@@ -59,11 +59,11 @@ void MatchPosLines(CBundleAdjustment& block, TextReader& file, std::vector<int32
                       PrintableName(line.szName).c_str());
       continue;
     }
-    if (!IsUsable(line, block.Apply_GPS_Data, block.Apply_IMU_Data)) continue;
+    if (!IsUsable(line, block.Limits.Apply_GPS_Data, block.Limits.Apply_IMU_Data)) continue;
     stripOfImage[static_cast<size_t>(ordinal)] = line.nStrip;
-    const int32_t image = block.pImageIndex[static_cast<size_t>(ordinal)];
-    if (image >= 0 && static_cast<size_t>(image) < block.pPos.size()) {
-      block.pPos[static_cast<size_t>(image)] = RecordOf(line);
+    const int32_t image = block.Images.pImageIndex[static_cast<size_t>(ordinal)];
+    if (image >= 0 && static_cast<size_t>(image) < block.Images.pPos.size()) {
+      block.Images.pPos[static_cast<size_t>(image)] = RecordOf(line);
     }
   }
   block.LogPrintf("Find image name elapsed time:%lfs\n",
@@ -88,18 +88,18 @@ void AssignGroups(CBundleAdjustment& block, const std::vector<StripCount>& strip
                   const std::vector<int32_t>& stripOfImage) {
   int32_t assigned = 0;
   for (size_t ordinal = 0; ordinal < stripOfImage.size(); ++ordinal) {
-    const int32_t image = block.pImageIndex[ordinal];
+    const int32_t image = block.Images.pImageIndex[ordinal];
     if (image < 0) continue;
     const int32_t group = GroupOfStrip(strips, stripOfImage[ordinal]);
-    if (image >= block.nImageNum) {
+    if (image >= block.Images.nImageNum) {
       block.LogPrintf("==========================Error!\n");
       if (group >= 0) block.LogPrintf("Image ID invalid!\n");
       continue;
     }
-    block.pImageGroup[static_cast<size_t>(image)] = group;
+    block.Images.pImageGroup[static_cast<size_t>(image)] = group;
     if (group >= 0) ++assigned;
   }
-  if (assigned < block.nImageNum) block.LogPrintf("Warning!Part of images have no strip ID!\n");
+  if (assigned < block.Images.nImageNum) block.LogPrintf("Warning!Part of images have no strip ID!\n");
 }
 
 }  // namespace
@@ -109,29 +109,31 @@ int CBundleAdjustment::ReadPosData(const std::string& pos) {
   TextReader file(&Inputs);
   if (pos.empty() || !file.Open(pos, kReadOnce)) {
     LogPrintf(pos.empty() ? "POS file is NULL!\n" : "Open POS file failed!\n");
-    Apply_GPS_Data = Apply_IMU_Data = false;
+    Limits.Apply_GPS_Data = Limits.Apply_IMU_Data = false;
     return 0;
   }
   PosRecord none;
   none.nStatus = kPosNotObserved;
-  pPos.assign(pImageIndex.size(), none);
-  pImageGroup.resize(static_cast<size_t>(nImageNum), 0);
-  std::vector<int32_t> stripOfImage(pImageIndex.size(), -1);
+  Images.pPos.assign(Images.pImageIndex.size(), none);
+  Images.pImageGroup.resize(static_cast<size_t>(Images.nImageNum), 0);
+  std::vector<int32_t> stripOfImage(Images.pImageIndex.size(), -1);
   MatchPosLines(*this, file, stripOfImage);
 
-  const std::vector<StripCount> strips = FormStripGroups(stripOfImage, pImageIndex);
+  const std::vector<StripCount> strips = FormStripGroups(stripOfImage, Images.pImageIndex);
   if (strips.empty() || strips.back().nStrip < 1) {
-    nGroupNum = 1;
+    Images.nGroupNum = 1;
     return 1;
   }
   LogStrips(*this, strips);
-  nGroupNum = CountGroups(strips);
-  LogPrintf("New group number:%d\n", nGroupNum);
+  Images.nGroupNum = CountGroups(strips);
+  LogPrintf("New group number:%d\n", Images.nGroupNum);
   AssignGroups(*this, strips, stripOfImage);
-  for (int32_t image = 0; image < nImageNum; ++image) {
-    if (pImageGroup[static_cast<size_t>(image)] < 0) LogPrintf("Warning!Image %d have no strip ID!\n", image);
+  for (int32_t image = 0; image < Images.nImageNum; ++image) {
+    if (Images.pImageGroup[static_cast<size_t>(image)] < 0)
+      LogPrintf("Warning!Image %d have no strip ID!\n", image);
   }
-  ComputeStripTimes(pImageGroup, nGroupNum, Aircraft_Speed, {pEop.data(), static_cast<size_t>(nImageNum)});
+  ComputeStripTimes(Images.pImageGroup, Images.nGroupNum, Settings.Aircraft_Speed,
+                    {Images.pEop.data(), static_cast<size_t>(Images.nImageNum)});
   return 1;
 }
 

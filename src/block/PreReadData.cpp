@@ -63,13 +63,13 @@ struct Counter {
 
 int CBundleAdjustment::PreReadData(const std::string& project, const std::string& gcp) {
   const MemoryPurpose purpose("the counts of the project");
-  szProjectPath = project;
-  szGcpPath = gcp;
-  szOvtPath = OvtPathOfProject(project);
-  bTextPointCounted.clear();
-  vTextPlaces.clear();
-  Facts = {};
-  nTiePointNum = nTieImagePointNum = 0;
+  Paths.szProjectPath = project;
+  Paths.szGcpPath = gcp;
+  Paths.szOvtPath = OvtPathOfProject(project);
+  Points.bTextPointCounted.clear();
+  Points.vTextPlaces.clear();
+  Points.Facts = {};
+  Points.nTiePointNum = Points.nTieImagePointNum = 0;
 
   TextReader file(&Inputs);
   if (!file.Open(project)) {
@@ -77,8 +77,8 @@ int CBundleAdjustment::PreReadData(const std::string& project, const std::string
     return 0;
   }
   const ProjectHeader header = ReadHeader(file);
-  pImagePointCount.assign(static_cast<size_t>(header.nImageNum), 0);
-  if (szOvtPath.empty()) {
+  Images.pImagePointCount.assign(static_cast<size_t>(header.nImageNum), 0);
+  if (Paths.szOvtPath.empty()) {
     if (PreReadTextPoints(header, file) == 0) return 0;
   } else {
     file.Close();
@@ -86,61 +86,61 @@ int CBundleAdjustment::PreReadData(const std::string& project, const std::string
   }
   PreReadGcp(gcp);
   if (CheckInputs() == 0) return 0;
-  nObjectPointNum = nGcpNum + nTiePointNum;
-  nImagePointNum = nGcpImagePointNum + nTieImagePointNum;
+  Points.nObjectPointNum = Points.nGcpNum + Points.nTiePointNum;
+  Points.nImagePointNum = Points.nGcpImagePointNum + Points.nTieImagePointNum;
   return 1;
 }
 
 int CBundleAdjustment::PreReadTextPoints(const ProjectHeader& header, TextReader& file) {
-  nTiePointNum = header.nObjectPointNum;
-  pPointImageCount.assign(static_cast<size_t>(nTiePointNum), 0);
+  Points.nTiePointNum = header.nObjectPointNum;
+  Points.pPointImageCount.assign(static_cast<size_t>(Points.nTiePointNum), 0);
   SkipCamerasAndImages(file, header);
-  nTextPlaceFileSize = file.Size();
+  Points.nTextPlaceFileSize = file.Size();
   int64_t place = file.Tell(), pointNum = 0;
   std::string_view line;
-  for (int64_t point = 0; point < nTiePointNum && file.Next(line); ++point) {
-    if (point % kTextPiecePoints == 0) vTextPlaces.push_back(place);
+  for (int64_t point = 0; point < Points.nTiePointNum && file.Next(line); ++point) {
+    if (point % kTextPiecePoints == 0) Points.vTextPlaces.push_back(place);
     bool countIsWhole = false;
     const int32_t count = ReadMeasureCount(file, countIsWhole);
-    if (!countIsWhole) ++Facts.nBrokenCounted;
+    if (!countIsWhole) ++Points.Facts.nBrokenCounted;
     int32_t read = 0;
     for (; read < count && NextMeasure(file, read, line); ++read) {
       int32_t image = 0;
       if (!FieldScanner(line).Int(image)) continue;
       if (image < 0 || image >= header.nImageNum) {
-        ++Facts.nBrokenCounted;
+        ++Points.Facts.nBrokenCounted;
         LogPrintf("Image ID is invalid:%" PRId64 " %d %d!\n", point, read, image);
         return 0;
       }
-      ++pImagePointCount[static_cast<size_t>(image)];
+      ++Images.pImagePointCount[static_cast<size_t>(image)];
     }
-    pPointImageCount[static_cast<size_t>(point)] = read;
-    nTieImagePointNum += read;
-    if (read < count) ++Facts.nBrokenCounted;
-    if (read < kLeastRays) ++Facts.nFewRays;
+    Points.pPointImageCount[static_cast<size_t>(point)] = read;
+    Points.nTieImagePointNum += read;
+    if (read < count) ++Points.Facts.nBrokenCounted;
+    if (read < kLeastRays) ++Points.Facts.nFewRays;
     ++pointNum;
     place = file.Tell();
   }
-  if (pointNum < nTiePointNum || !OnlyBlankLinesFollow(file)) ++Facts.nBrokenCounted;
+  if (pointNum < Points.nTiePointNum || !OnlyBlankLinesFollow(file)) ++Points.Facts.nBrokenCounted;
   return 1;
 }
 
 int CBundleAdjustment::PreReadOvt() {
   OvtReader file(&Inputs);
-  if (!file.Open(szOvtPath)) {
+  if (!file.Open(Paths.szOvtPath)) {
     LogPrintf("Can not open ovt file!\n");
     return 0;
   }
-  nTiePointNum = file.PointNum();
-  nTieImagePointNum = file.MeasureNum();
-  pPointImageCount.assign(static_cast<size_t>(nTiePointNum), 0);
+  Points.nTiePointNum = file.PointNum();
+  Points.nTieImagePointNum = file.MeasureNum();
+  Points.pPointImageCount.assign(static_cast<size_t>(Points.nTiePointNum), 0);
 
   OvtPointRun run;
   // More threads than this wait for the memory, and each has a count for every image.
   const int threads = std::min(System.ProcessorCount(), 8);
   std::vector<Counter> counters(static_cast<size_t>(std::max(threads, 1)));
   ParallelInOrder(
-      BlockNum(nTiePointNum), threads,
+      BlockNum(Points.nTiePointNum), threads,
       [&](int64_t block, int k) {
         const int64_t first = block * kRecordsAtOnce;
         Counter& counter = counters[static_cast<size_t>(k)];
@@ -149,21 +149,21 @@ int CBundleAdjustment::PreReadOvt() {
         const int64_t read = file.ReadPoints(first, kRecordsAtOnce, records);
         for (int64_t i = 0; i < read; ++i) {
           const int32_t count = DecodeOvtMeasureCount(records + i * kOvtPointBytes);
-          pPointImageCount[static_cast<size_t>(first + i)] = std::clamp(count, 0, file.MeasureNum());
+          Points.pPointImageCount[static_cast<size_t>(first + i)] = std::clamp(count, 0, file.MeasureNum());
           counter.Run.Add(records + i * kOvtPointBytes);
         }
       },
       [&](int64_t, int k) { run.Append(counters[static_cast<size_t>(k)].Run); });
-  Facts.nFewRays = run.nFewRays;
-  if (!run.Covers(nTieImagePointNum)) ++Facts.nBrokenCounted;
+  Points.Facts.nFewRays = run.nFewRays;
+  if (!run.Covers(Points.nTieImagePointNum)) ++Points.Facts.nBrokenCounted;
   bool valid = true;
   ParallelInOrder(
-      BlockNum(nTieImagePointNum), threads,
+      BlockNum(Points.nTieImagePointNum), threads,
       [&](int64_t block, int k) {
         Counter& counter = counters[static_cast<size_t>(k)];
         char* records = counter.Room(kOvtMeasureBytes);
         const int64_t read = file.ReadMeasures(block * kRecordsAtOnce, kRecordsAtOnce, records);
-        counter.Count(records, read, pImagePointCount.size());
+        counter.Count(records, read, Images.pImagePointCount.size());
       },
       [&](int64_t block, int k) {
         const Counter& counter = counters[static_cast<size_t>(k)];
@@ -173,14 +173,14 @@ int CBundleAdjustment::PreReadOvt() {
                   DecodeOvtImageOrdinal(counter.Records.data() + counter.nInvalid * kOvtMeasureBytes));
       });
   for (const Counter& counter : counters) {
-    for (size_t i = 0; i < counter.OfImage.size(); ++i) pImagePointCount[i] += counter.OfImage[i];
-    Facts.nBrokenCounted += counter.nBroken;
+    for (size_t i = 0; i < counter.OfImage.size(); ++i) Images.pImagePointCount[i] += counter.OfImage[i];
+    Points.Facts.nBrokenCounted += counter.nBroken;
   }
   return valid ? 1 : 0;
 }
 
 void CBundleAdjustment::PreReadGcp(const std::string& gcp) {
-  nGcpNum = nGcpImagePointNum = nControlPointNum = nCheckPointNum = 0;
+  Points.nGcpNum = Points.nGcpImagePointNum = Points.nControlPointNum = Points.nCheckPointNum = 0;
   TextReader file(&Inputs);
   if (!file.Open(gcp)) {
     LogPrintf("Open Gcp file failed!\n");
@@ -189,13 +189,13 @@ void CBundleAdjustment::PreReadGcp(const std::string& gcp) {
   const int32_t count = ReadGcpCount(file);
   int64_t imagePointNum = 0;
   std::string_view line;
-  for (; nGcpNum < count && file.Next(line); ++nGcpNum) {
+  for (; Points.nGcpNum < count && file.Next(line); ++Points.nGcpNum) {
     const int32_t type = ParsePointLine(line).nType;
-    if (type == 1) ++nControlPointNum;
-    if (type > 1) ++nCheckPointNum;
+    if (type == 1) ++Points.nControlPointNum;
+    if (type > 1) ++Points.nCheckPointNum;
     imagePointNum += SkipMeasures(file);
   }
-  nGcpImagePointNum =
+  Points.nGcpImagePointNum =
       static_cast<int32_t>(std::min<int64_t>(imagePointNum, std::numeric_limits<int32_t>::max()));
 }
 

@@ -45,19 +45,19 @@ TextPointUse ReadTextPoint(TextReader& file, std::span<const ImageReference> ref
 
 void CBundleAdjustment::FilterPoints(const std::string& ovt, int64_t total, const std::vector<uint8_t>& keep,
                                      int64_t newPointCount, int64_t& imagePointSum, TextWriter* newFile) {
-  pPointImageCount.assign(static_cast<size_t>(nObjectPointNum), 0);
+  Points.pPointImageCount.assign(static_cast<size_t>(Points.nObjectPointNum), 0);
   if (!ovt.empty()) {
     OvtReader source(&Inputs);
     if (source.Open(ovt)) {
-      FilterOvtPoints(total, keep, newPointCount, imagePointSum, pPointImageCount, newFile, source);
+      FilterOvtPoints(total, keep, newPointCount, imagePointSum, Points.pPointImageCount, newFile, source);
     } else {
       LogPrintf("Open pts file failed:%s\n", PrintableName(ovt).c_str());
     }
     return;
   }
   TextReader source(&Inputs);
-  if (source.Open(szProjectPath)) {
-    FilterTextPoints(total, keep, imagePointSum, pPointImageCount, source);
+  if (source.Open(Paths.szProjectPath)) {
+    FilterTextPoints(total, keep, imagePointSum, Points.pPointImageCount, source);
   } else {
     LogPrintf("Open prj file failed:%d\n", errno);
   }
@@ -71,7 +71,7 @@ int CBundleAdjustment::FilterOvtPoints(int64_t total, const std::vector<uint8_t>
     source.Close();
     return 0;
   }
-  if (newFile == nullptr) ReserveLarge(pObjectPoints, static_cast<size_t>(nObjectPointNum));
+  if (newFile == nullptr) ReserveLarge(Points.pObjectPoints, static_cast<size_t>(Points.nObjectPointNum));
   std::vector<int32_t> fileFirst;
   fileFirst.reserve(static_cast<size_t>(newPointCount));
   OvtRangeCheck ranges(source.MeasureNum());
@@ -94,11 +94,11 @@ int CBundleAdjustment::FilterOvtPoints(int64_t total, const std::vector<uint8_t>
         EncodeOvtPoint(point, record);
         newFile->Write(record, kOvtPointBytes);
       } else {
-        pObjectPoints.push_back(MakeObjectPoint(point));
+        Points.pObjectPoints.push_back(MakeObjectPoint(point));
       }
     }
   }
-  nImagePointNum = nGcpImagePointNum + imagePointSum;
+  Points.nImagePointNum = Points.nGcpImagePointNum + imagePointSum;
   LogPrintf("Sampling image points %" PRId64 " from %d\n", imagePointSum, source.MeasureNum());
   if (newFile != nullptr) {
     CopyKeptMeasures(fileFirst, imagePointSum, counts, *newFile, source);
@@ -126,21 +126,22 @@ void CBundleAdjustment::CopyKeptMeasures(const std::vector<int32_t>& fileFirst, 
 
 void CBundleAdjustment::ReadKeptMeasures(const std::vector<int32_t>& fileFirst, std::vector<int32_t>& counts,
                                          OvtReader& source) {
-  const auto references =
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
-  ReserveLarge(pImagePoints, static_cast<size_t>(nImagePointNum));
+  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
+                                              Images.nImageNum, Cameras.UsableNum());
+  ReserveLarge(Points.pImagePoints, static_cast<size_t>(Points.nImagePointNum));
   OvtMeasureWindow window(source);
-  for (size_t p = 0; p < pObjectPoints.size(); ++p) {
-    ObjectPointRecord& point = pObjectPoints[p];
+  for (size_t p = 0; p < Points.pObjectPoints.size(); ++p) {
+    ObjectPointRecord& point = Points.pObjectPoints[p];
     const bool usable = MakePositionUsable(point);
-    point.nFirstImagePoint = static_cast<int64_t>(pImagePoints.size());
+    point.nFirstImagePoint = static_cast<int64_t>(Points.pImagePoints.size());
     for (int32_t m = 0; m < counts[p]; ++m) {
       const char* record = window.At(int64_t{fileFirst[p]} + m);
       const OvtMeasure measure = record != nullptr ? DecodeOvtMeasure(record) : OvtMeasure{-1};
       const auto ordinal = static_cast<size_t>(measure.nImageOrdinal);
       const bool known = usable && measure.nImageOrdinal >= 0 && ordinal < references.size();
-      pImagePoints.push_back(MakeImagePoint(known ? references[ordinal] : ImageReference{}, measure.x,
-                                            measure.y, Image_Coor_Scale, static_cast<int32_t>(p)));
+      Points.pImagePoints.push_back(MakeImagePoint(known ? references[ordinal] : ImageReference{}, measure.x,
+                                                   measure.y, Settings.Image_Coor_Scale,
+                                                   static_cast<int32_t>(p)));
     }
   }
 }
@@ -153,41 +154,41 @@ int CBundleAdjustment::FilterTextPoints(int64_t total, const std::vector<uint8_t
     LogPrintf("Total object point number is unexpected!\n");
     return 0;
   }
-  ReserveLarge(pObjectPoints, static_cast<size_t>(nObjectPointNum));
+  ReserveLarge(Points.pObjectPoints, static_cast<size_t>(Points.nObjectPointNum));
   SkipCamerasAndImages(file, header);
-  const auto references =
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
+  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
+                                              Images.nImageNum, Cameras.UsableNum());
   std::vector<ImagePointRecord> measures;
   std::string_view line;
   int64_t number = 0;
   for (int64_t i = 0; i < header.nObjectPointNum && file.Next(line); ++i) {
     ObjectPointRecord point = ParsePointLine(line);
     ObjectPointRecord scaled = point;
-    scaled.X *= Object_Coor_Scale;
-    scaled.Y *= Object_Coor_Scale;
-    scaled.Z *= Object_Coor_Scale;
+    scaled.X *= Settings.Object_Coor_Scale;
+    scaled.Y *= Settings.Object_Coor_Scale;
+    scaled.Z *= Settings.Object_Coor_Scale;
     // Such a point had no number when the sections were read either.
     const bool usable = MakePositionUsable(scaled) && MakePositionUsable(point);
-    const TextPointUse use = ReadTextPoint(file, references, Image_Coor_Scale, usable, measures);
+    const TextPointUse use = ReadTextPoint(file, references, Settings.Image_Coor_Scale, usable, measures);
     if (use == TextPointUse::EndsReading) break;
     if (use == TextPointUse::Rejected) continue;
     if (number >= total) LogPrintf("Error!\n");
     const bool kept = number < total && keep[static_cast<size_t>(number)] != 0;
     ++number;
     if (!kept) continue;
-    point.nFirstImagePoint = static_cast<int64_t>(pImagePoints.size());
+    point.nFirstImagePoint = static_cast<int64_t>(Points.pImagePoints.size());
     point.nImagePointNum = static_cast<int32_t>(measures.size());
     for (ImagePointRecord& measure : measures)
-      measure.nObjectPoint = static_cast<int32_t>(pObjectPoints.size());
-    counts[pObjectPoints.size()] = point.nImagePointNum;
-    pImagePoints.insert(pImagePoints.end(), measures.begin(), measures.end());
+      measure.nObjectPoint = static_cast<int32_t>(Points.pObjectPoints.size());
+    counts[Points.pObjectPoints.size()] = point.nImagePointNum;
+    Points.pImagePoints.insert(Points.pImagePoints.end(), measures.begin(), measures.end());
     // Deliberately without Object_Coor_Scale, unlike the reading of sections.
-    pObjectPoints.push_back(point);
+    Points.pObjectPoints.push_back(point);
   }
-  imagePointSum = static_cast<int64_t>(pImagePoints.size());
-  nImagePointNum = nGcpImagePointNum + imagePointSum;
-  LogPrintf("Sampling image points %" PRId64 " from %" PRId64 "\n", imagePointSum, nTieImagePointNum);
-  ReserveLarge(pImagePoints, static_cast<size_t>(nImagePointNum));
+  imagePointSum = static_cast<int64_t>(Points.pImagePoints.size());
+  Points.nImagePointNum = Points.nGcpImagePointNum + imagePointSum;
+  LogPrintf("Sampling image points %" PRId64 " from %" PRId64 "\n", imagePointSum, Points.nTieImagePointNum);
+  ReserveLarge(Points.pImagePoints, static_cast<size_t>(Points.nImagePointNum));
   return 1;
 }
 

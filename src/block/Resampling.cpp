@@ -45,7 +45,7 @@ std::vector<ResampleView> MakeViews(std::span<const EopRecord> eop) {
 int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string& gcp,
                                       const std::string& newOvt) {
   const MemoryPurpose purpose("the thinned points");
-  int64_t total = nTiePointNum, imageTotal = nTieImagePointNum;
+  int64_t total = Points.nTiePointNum, imageTotal = Points.nTieImagePointNum;
   if (!ovt.empty()) {
     OvtReader file(&Inputs);
     if (!file.Open(ovt)) {
@@ -58,13 +58,13 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
   std::vector<uint8_t> keep(static_cast<size_t>(total), 0);
   if (MarkResampledPoints(total, imageTotal, keep) == 0 || !PointsHold(*this)) return 0;
   const int64_t kept = std::count(keep.begin(), keep.end(), 1);
-  nTiePointNum = kept;
-  bResampledToFile = kept > nResampleFileLimit;
+  Points.nTiePointNum = kept;
+  Points.bResampledToFile = kept > Points.nResampleFileLimit;
 
   TextWriter newFile;
-  if (bResampledToFile) {
-    if (!OpenOutput(Outputs, newFile, newOvt)) {
-      ++nOutputFailureNum;
+  if (Points.bResampledToFile) {
+    if (!OpenOutput(Outputs.Folder, newFile, newOvt)) {
+      ++Outputs.nOutputFailureNum;
       LogPrintf("Create new ovt file failed!\n");
       return 0;
     }
@@ -73,36 +73,37 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
     newFile.Write(header, sizeof header);
     // The points of a text project deliberately stay in memory, however many there are; of the file only the
     // header is written, and the run goes on as without it.
-    if (ovt.empty()) bResampledToFile = false;
+    if (ovt.empty()) Points.bResampledToFile = false;
   }
-  nObjectPointNum = nGcpNum + kept;
+  Points.nObjectPointNum = Points.nGcpNum + kept;
   LogPrintf("Sampling object points %" PRId64 " from %" PRId64 "\n", kept, total);
   int64_t imagePointSum = 0;
-  FilterPoints(ovt, total, keep, kept, imagePointSum, bResampledToFile ? &newFile : nullptr);
-  const bool written = CloseOutput(Outputs, newFile);
-  if (!written) ++nOutputFailureNum;
+  FilterPoints(ovt, total, keep, kept, imagePointSum, Points.bResampledToFile ? &newFile : nullptr);
+  const bool written = CloseOutput(Outputs.Folder, newFile);
+  if (!written) ++Outputs.nOutputFailureNum;
   if (CheckInputs() == 0) return 0;
-  if (!bResampledToFile) return MakeResampledSection(gcp, imagePointSum);
+  if (!Points.bResampledToFile) return MakeResampledSection(gcp, imagePointSum);
   if (!written) {
     LogPrintf("Create new ovt file failed!\n");
     return 0;
   }
-  szOvtPath = newFile.Path();
+  Paths.szOvtPath = newFile.Path();
   return 1;
 }
 
 int CBundleAdjustment::MarkResampledPoints(int64_t total, int64_t imageTotal, std::vector<uint8_t>& keep) {
-  const int32_t N = Point_Resample_Number;
-  if (N < 1 || !CellsFitMemory(N, nImageNum, System.FreePhysicalBytes())) {
+  const int32_t N = Settings.Point_Resample_Number;
+  if (N < 1 || !CellsFitMemory(N, Images.nImageNum, System.FreePhysicalBytes())) {
     LogPrintf("Error!Point_Resample_Number %d cannot be used!\n", N);
     return 0;
   }
-  ResampleCells cells(N, nImageNum);
-  if (PlanSections(nImageNum, nCameraNum, total, imageTotal, &pPointImageCount) == 0) return 0;
-  const std::vector<ResampleView> views = MakeViews(KeptImages());
-  for (int32_t section = 0; section < Sections.Count(); ++section) {
+  ResampleCells cells(N, Images.nImageNum);
+  if (PlanSections(Images.nImageNum, Cameras.nCameraNum, total, imageTotal, &Points.pPointImageCount) == 0)
+    return 0;
+  const std::vector<ResampleView> views = MakeViews(Images.Kept());
+  for (int32_t section = 0; section < Points.Sections.Count(); ++section) {
     int64_t count = 0;
-    ReadSectionPoints(section, szProjectPath, szGcpPath, count);
+    ReadSectionPoints(section, Paths.szProjectPath, Paths.szGcpPath, count);
     if (CheckInputs() == 0) return 0;
     const int offered = OfferSectionPoints(section, views, cells);
     ReleaseSectionPoints();
@@ -126,11 +127,11 @@ int CBundleAdjustment::OfferSectionPoints(int32_t section, const std::vector<Res
                                           ResampleCells& cells) {
   // Only now: reading the section has made the cameras hold its measurements.
   std::vector<ResampleGrid> grids;
-  for (const IopRecord& camera : KeptCameras()) {
-    grids.emplace_back(camera, Point_Resample_Number, Image_Coor_Scale);
+  for (const IopRecord& camera : Cameras.Usable()) {
+    grids.emplace_back(camera, Settings.Point_Resample_Number, Settings.Image_Coor_Scale);
   }
-  const std::span<const ObjectPointRecord> points(pObjectPoints);
-  const int64_t firstNumber = Sections.ObjectPoints[static_cast<size_t>(section)].nFirst + 1;
+  const std::span<const ObjectPointRecord> points(Points.pObjectPoints);
+  const int64_t firstNumber = Points.Sections.ObjectPoints[static_cast<size_t>(section)].nFirst + 1;
   const int64_t pieceNum = (std::ssize(points) + kPiecePoints - 1) / kPiecePoints;
   const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
   std::vector<ResampleOffers> offers(static_cast<size_t>(threads));
@@ -141,7 +142,8 @@ int CBundleAdjustment::OfferSectionPoints(int32_t section, const std::vector<Res
       [&](int64_t i, int k) {
         const int64_t first = i * kPiecePoints, count = std::min(kPiecePoints, std::ssize(points) - first);
         ScorePoints(points.subspan(static_cast<size_t>(first), static_cast<size_t>(count)),
-                    firstNumber + first, pImagePoints, views, grids, cells, offers[static_cast<size_t>(k)]);
+                    firstNumber + first, Points.pImagePoints, views, grids, cells,
+                    offers[static_cast<size_t>(k)]);
       },
       [&](int64_t, int k) {
         const ResampleOffers& made = offers[static_cast<size_t>(k)];
@@ -162,24 +164,24 @@ int CBundleAdjustment::MakeResampledSection(const std::string& gcp, int64_t imag
   LogPrintf(">>>>Reading gcp file...\n");
   TextReader file(&Inputs);
   if (!file.Open(gcp)) LogPrintf("Open gcp file falied!\n");
-  auto objectCount = static_cast<int64_t>(pObjectPoints.size());
+  auto objectCount = static_cast<int64_t>(Points.pObjectPoints.size());
   const int64_t keptInMemory = objectCount;
   int64_t imageCount = imagePointSum;
   ReadGcpForResample(objectCount, imageCount, file);
   if (CheckInputs() == 0) return 0;
-  if (keptInMemory + objectCount != nObjectPointNum) {
+  if (keptInMemory + objectCount != Points.nObjectPointNum) {
     LogPrintf("Error!GCP number is unexpected!\n");
     return 0;
   }
-  if (imagePointSum + imageCount != nImagePointNum) {
+  if (imagePointSum + imageCount != Points.nImagePointNum) {
     LogPrintf("Error!GCP image point number is unexpected!\n");
     return 0;
   }
   // Lines that hold no measurement were counted and are not there.
-  nImagePointNum = static_cast<int64_t>(pImagePoints.size());
-  Sections.ObjectPoints.assign(1, {0, nObjectPointNum - 1});
-  Sections.ImagePoints.assign(1, {0, nImagePointNum - 1});
-  nCurrentSection = 0;
+  Points.nImagePointNum = static_cast<int64_t>(Points.pImagePoints.size());
+  Points.Sections.ObjectPoints.assign(1, {0, Points.nObjectPointNum - 1});
+  Points.Sections.ImagePoints.assign(1, {0, Points.nImagePointNum - 1});
+  Points.nCurrentSection = 0;
   return 1;
 }
 

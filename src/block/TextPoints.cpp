@@ -29,17 +29,19 @@ void AppendPiece(const TextPiece& piece, std::vector<ObjectPointRecord>& points,
 
 int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                                       std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
-  const PointSectionTable::Range range = Sections.ObjectPoints[static_cast<size_t>(section)];
+  const PointSectionTable::Range range = Points.Sections.ObjectPoints[static_cast<size_t>(section)];
   const TextPointContext context{
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum()),
-      Image_Coor_Scale, Object_Coor_Scale};
+      MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex, Images.nImageNum,
+                          Cameras.UsableNum()),
+      Settings.Image_Coor_Scale, Settings.Object_Coor_Scale};
   const ProjectHeader header = ReadHeader(file);
-  if (range.nFirst == 0) Facts.Points = {};
+  if (range.nFirst == 0) Points.Facts.Points = {};
   const int64_t end = std::min(header.nObjectPointNum, range.nLast + 1);
   // The places are those of a walk from the first point on, and of that file only.
   const bool placesKnown =
-      range.nFirst == 0 && nTextPlaceFileSize == file.Size() && szProjectPath == file.Path();
-  const int64_t pieceNum = std::min((end + kTextPiecePoints - 1) / kTextPiecePoints, std::ssize(vTextPlaces));
+      range.nFirst == 0 && Points.nTextPlaceFileSize == file.Size() && Paths.szProjectPath == file.Path();
+  const int64_t pieceNum =
+      std::min((end + kTextPiecePoints - 1) / kTextPiecePoints, std::ssize(Points.vTextPlaces));
   const int threads = ParallelThreadNum(pieceNum, System.ProcessorCount());
   if (placesKnown && threads > 1) {
     std::vector<TextReader> files;
@@ -64,14 +66,14 @@ int CBundleAdjustment::ReadTextPieces(int64_t pieceNum, int64_t end, std::span<T
                                       std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
   std::vector<TextPiece> pieces(files.size());
   // A copy: reading one by one enlarges the cameras, in its turn.
-  const std::vector<IopRecord> cameras = pIop;
+  const std::vector<IopRecord> cameras = Cameras.pIop;
   const auto countOf = [&](int64_t i) { return std::min(kTextPiecePoints, end - i * kTextPiecePoints); };
   int result = 1;
   ParallelInOrder(
       pieceNum, static_cast<int>(files.size()),
       [&](int64_t i, int k) {
         TextReader& own = files[static_cast<size_t>(k)];
-        own.Seek(vTextPlaces[static_cast<size_t>(i)]);
+        own.Seek(Points.vTextPlaces[static_cast<size_t>(i)]);
         ReadTextPiece(own, i * kTextPiecePoints, countOf(i), context, cameras,
                       pieces[static_cast<size_t>(k)]);
       },
@@ -80,11 +82,11 @@ int CBundleAdjustment::ReadTextPieces(int64_t pieceNum, int64_t end, std::span<T
         if (result != 1) return;
         if (piece.bPlain) {
           for (const TextPiece::Counted& type : piece.Types) CountTextPoint(type.nOrdinal, type.nType);
-          Facts.Points.Add(piece.Facts);
+          Points.Facts.Points.Add(piece.Facts);
           AppendPiece(piece, objectList, imagePointList);
           return;
         }
-        file.Seek(vTextPlaces[static_cast<size_t>(i)]);
+        file.Seek(Points.vTextPlaces[static_cast<size_t>(i)]);
         const int64_t first = i * kTextPiecePoints;
         result = ReadTextPointsOneByOne(first, first + countOf(i), context, objectList, imagePointList, file);
       });
@@ -97,11 +99,11 @@ int CBundleAdjustment::ReadTextPointsOneByOne(int64_t first, int64_t end, const 
                                               TextReader& file) {
   std::string_view line;
   for (int64_t i = first; i < end && file.Next(line); ++i) {
-    ObjectPointRecord point = MakeTextPoint(line, context, Facts.Points);
+    ObjectPointRecord point = MakeTextPoint(line, context, Points.Facts.Points);
     CountTextPoint(i, point.nType);
     int32_t measureNum = 0;
     switch (AppendTextMeasures(file, context, static_cast<int32_t>(objectList.size()), point, imagePointList,
-                               pIop, measureNum, Facts.Points)) {
+                               Cameras.pIop, measureNum, Points.Facts.Points)) {
       case TextPointOutcome::Accepted:
         objectList.push_back(point);
         break;
@@ -118,10 +120,10 @@ int CBundleAdjustment::ReadTextPointsOneByOne(int64_t first, int64_t end, const 
 void CBundleAdjustment::CountTextPoint(int64_t ordinal, int32_t type) {
   if (type != 1 && type != 2) return;
   const auto i = static_cast<size_t>(ordinal);
-  if (i >= bTextPointCounted.size()) bTextPointCounted.resize(i + 1, false);
-  if (bTextPointCounted[i]) return;
-  bTextPointCounted[i] = true;
-  ++(type == 1 ? nControlPointNum : nCheckPointNum);
+  if (i >= Points.bTextPointCounted.size()) Points.bTextPointCounted.resize(i + 1, false);
+  if (Points.bTextPointCounted[i]) return;
+  Points.bTextPointCounted[i] = true;
+  ++(type == 1 ? Points.nControlPointNum : Points.nCheckPointNum);
 }
 
 }  // namespace orvo

@@ -59,10 +59,10 @@ void NormalizeGcpInMemory(std::span<ObjectPointRecord> points, std::span<const O
 
 int CBundleAdjustment::ComputeNormalization() {
   double least[3] = {1e308, 1e308, 1e308}, greatest[3] = {-1e308, -1e308, -1e308};
-  for (const EopRecord& eop : KeptImages()) {
+  for (const EopRecord& eop : Images.Kept()) {
     const double position[3] = {eop.X, eop.Y, eop.Z};
     for (int i = 0; i < 3; ++i) {
-      dCoorMean[i] += position[i];
+      Frame.dCoorMean[i] += position[i];
       if (position[i] > greatest[i]) greatest[i] = position[i];
       if (position[i] < least[i]) least[i] = position[i];
     }
@@ -73,54 +73,54 @@ int CBundleAdjustment::ComputeNormalization() {
   }
   // A block without extent is shifted only; nothing could be divided by its size.
   const double scale = kNormalizedExtent / extent;
-  dCoorScale = extent > 0.0 && std::isfinite(extent) && std::isfinite(scale) ? scale : 1.0;
-  for (double& mean : dCoorMean) {
-    mean /= nImageNum;
+  Frame.dCoorScale = extent > 0.0 && std::isfinite(extent) && std::isfinite(scale) ? scale : 1.0;
+  for (double& mean : Frame.dCoorMean) {
+    mean /= Images.nImageNum;
     if (!std::isfinite(mean)) mean = 0.0;
   }
   return 1;
 }
 
 int CBundleAdjustment::NormalizeData() {
-  if (!Coor_Normalization) return 0;
-  if (dCoorScale > 0.9 && std::fabs(dCoorMean[0]) < 1e-5 && std::fabs(dCoorMean[1]) < 1e-5 &&
-      std::fabs(dCoorMean[2]) < 1e-5) {
+  if (!Limits.Coor_Normalization) return 0;
+  if (Frame.dCoorScale > 0.9 && std::fabs(Frame.dCoorMean[0]) < 1e-5 &&
+      std::fabs(Frame.dCoorMean[1]) < 1e-5 && std::fabs(Frame.dCoorMean[2]) < 1e-5) {
     // The data stands for normalised as it is. What is divided by the scale later must not change it either.
-    dCoorScale = 1.0;
-    std::fill_n(dCoorMean, 3, 0.0);
+    Frame.dCoorScale = 1.0;
+    std::fill_n(Frame.dCoorMean, 3, 0.0);
     return 0;
   }
-  const Normalization normalization{dCoorMean, dCoorScale};
-  bNormalized = true;
-  for (int32_t i = 0; i < nImageNum; ++i) normalization.Apply(pEop[static_cast<size_t>(i)]);
-  for (ObjectPointRecord& point : pGcpTable) normalization.Apply(point);
+  const Normalization normalization{Frame.dCoorMean, Frame.dCoorScale};
+  Frame.bNormalized = true;
+  for (int32_t i = 0; i < Images.nImageNum; ++i) normalization.Apply(Images.pEop[static_cast<size_t>(i)]);
+  for (ObjectPointRecord& point : Points.pGcpTable) normalization.Apply(point);
   const auto inMemory = static_cast<size_t>(
-      std::clamp<int64_t>(nObjectPointNum, 0, static_cast<int64_t>(pObjectPoints.size())));
-  NormalizeGcpInMemory(std::span(pObjectPoints).first(inMemory), pGcpTable, normalization);
-  if (Apply_GPS_Data) {
-    for (PosRecord& pos : pPos) normalization.Apply(pos);
+      std::clamp<int64_t>(Points.nObjectPointNum, 0, static_cast<int64_t>(Points.pObjectPoints.size())));
+  NormalizeGcpInMemory(std::span(Points.pObjectPoints).first(inMemory), Points.pGcpTable, normalization);
+  if (Limits.Apply_GPS_Data) {
+    for (PosRecord& pos : Images.pPos) normalization.Apply(pos);
   }
   return 1;
 }
 
 void CBundleAdjustment::NormalizeProjectControl() {
-  if (!bNormalized) return;
-  const Normalization normalization{dCoorMean, dCoorScale};
-  for (ObjectPointRecord& point : pObjectPoints) {
+  if (!Frame.bNormalized) return;
+  const Normalization normalization{Frame.dCoorMean, Frame.dCoorScale};
+  for (ObjectPointRecord& point : Points.pObjectPoints) {
     if (point.nType != 0) normalization.Apply(point);
   }
 }
 
 int CBundleAdjustment::RestoreData() {
-  if (!Coor_Normalization) return 0;
-  const Normalization normalization{dCoorMean, dCoorScale};
-  bNormalized = false;
-  for (int32_t i = 0; i < nImageNum; ++i) normalization.Undo(pEop[static_cast<size_t>(i)]);
-  if (!Apply_GPS_Data) return 1;
-  for (size_t i = 0; i < pPos.size(); ++i) {
+  if (!Limits.Coor_Normalization) return 0;
+  const Normalization normalization{Frame.dCoorMean, Frame.dCoorScale};
+  Frame.bNormalized = false;
+  for (int32_t i = 0; i < Images.nImageNum; ++i) normalization.Undo(Images.pEop[static_cast<size_t>(i)]);
+  if (!Limits.Apply_GPS_Data) return 1;
+  for (size_t i = 0; i < Images.pPos.size(); ++i) {
     // Nothing is wrong with these records; the line is part of the log all the same. Deliberate.
     if (i >= kPosRecordLimit) LogPrintf("Error!===================\n");
-    normalization.Undo(pPos[i]);
+    normalization.Undo(Images.pPos[i]);
   }
   return 1;
 }

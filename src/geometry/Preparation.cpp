@@ -38,21 +38,22 @@ LayoutMode ChooseLayout(bool eopUnknown, bool iopUnknown, bool oneCameraPerImage
 
 int CBundleAdjustment::PrepareAdjustment() {
   const MemoryPurpose purpose("the unknowns");
-  nEopSize = 6;
-  nIopSize = 5;
-  if (!Set_EOP_Unknown && !Set_IOP_Unknown) {
+  Unknowns.nEopSize = 6;
+  Unknowns.nIopSize = 5;
+  if (!Settings.Set_EOP_Unknown && !Settings.Set_IOP_Unknown) {
     LogPrintf("Error!No unknown parameter is defined!\n");
     return 0;
   }
-  nLayoutMode = ChooseLayout(Set_EOP_Unknown, Set_IOP_Unknown, nCameraNum == nUnknownImageNum);
-  if (nLayoutMode != LayoutIop) PreparePosUnknowns();
+  Unknowns.nLayoutMode = ChooseLayout(Settings.Set_EOP_Unknown, Settings.Set_IOP_Unknown,
+                                      Cameras.nCameraNum == Images.nUnknownImageNum);
+  if (Unknowns.nLayoutMode != LayoutIop) PreparePosUnknowns();
   if (CountUnknowns() == 0 || AllocateUnknowns() == 0) {
     LogPrintf("Error!Not enough memory for normal matrix!\n");
     return 0;
   }
   // A project that lost all of its images has nothing to adjust, and must not replace the results of one that
   // had.
-  if (nUnknownImageNum < 1 || nUnknownNum == 0) {
+  if (Images.nUnknownImageNum < 1 || Unknowns.nUnknownNum == 0) {
     LogPrintf("Error!No unknown parameter is defined!\n");
     return 0;
   }
@@ -60,46 +61,47 @@ int CBundleAdjustment::PrepareAdjustment() {
 }
 
 void CBundleAdjustment::PreparePosUnknowns() {
-  if (!Correct_Const_Error && !Correct_LinearError) Correct_Const_Error = true;
-  if (nGroupNum < 2) {
+  if (!Limits.Correct_Const_Error && !Limits.Correct_LinearError) Limits.Correct_Const_Error = true;
+  if (Images.nGroupNum < 2) {
     // A single strip can't tell drift from orientation.
-    GPS_WeightXY = 0.001;
-    GPS_WeightZ = 0.00001;
-    Correct_LinearError = false;
+    Limits.GPS_WeightXY = 0.001;
+    Limits.GPS_WeightZ = 0.00001;
+    Limits.Correct_LinearError = false;
   }
-  const int32_t perSensor = 3 * (Correct_Const_Error + Correct_LinearError);
-  if (Apply_GPS_Data) nPosSize += perSensor;
-  if (Apply_IMU_Data) nPosSize += perSensor;
+  const int32_t perSensor = 3 * (Limits.Correct_Const_Error + Limits.Correct_LinearError);
+  if (Limits.Apply_GPS_Data) Unknowns.nPosSize += perSensor;
+  if (Limits.Apply_IMU_Data) Unknowns.nPosSize += perSensor;
 }
 
 int CBundleAdjustment::CountUnknowns() {
-  SystemSizes sizes{nBlockRowNum, nUnknownNum, 0, 0};
-  switch (nLayoutMode) {
+  SystemSizes sizes{Unknowns.nBlockRowNum, Unknowns.nUnknownNum, 0, 0};
+  switch (Unknowns.nLayoutMode) {
     case LayoutEop:
-      sizes.AddBlocks(nUnknownImageNum, nEopSize);
+      sizes.AddBlocks(Images.nUnknownImageNum, Unknowns.nEopSize);
       break;
     case LayoutIop:
-      sizes.AddBlocks(nCameraNum, nIopSize);
+      sizes.AddBlocks(Cameras.nCameraNum, Unknowns.nIopSize);
       break;
     case LayoutMergedEopIop:
-      sizes.AddBlocks(nUnknownImageNum, nEopSize + nIopSize);
+      sizes.AddBlocks(Images.nUnknownImageNum, Unknowns.nEopSize + Unknowns.nIopSize);
       break;
     default:
-      sizes.AddBlocks(nUnknownImageNum, nEopSize);
-      sizes.AddBlocks(nCameraNum, nIopSize);
+      sizes.AddBlocks(Images.nUnknownImageNum, Unknowns.nEopSize);
+      sizes.AddBlocks(Cameras.nCameraNum, Unknowns.nIopSize);
   }
-  if (nLayoutMode != LayoutIop && (Apply_GPS_Data || Apply_IMU_Data)) sizes.AddBlocks(nGroupNum, nPosSize);
+  if (Unknowns.nLayoutMode != LayoutIop && (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data))
+    sizes.AddBlocks(Images.nGroupNum, Unknowns.nPosSize);
   if (!sizes.Fit()) return 0;
-  nBlockRowNum = static_cast<int32_t>(sizes.blockRows);
-  nUnknownNum = static_cast<int32_t>(sizes.unknowns);
-  nDiagSize = static_cast<int32_t>(sizes.diagonal);
-  nDiagUpperSize = static_cast<int32_t>(sizes.diagonalUpper);
+  Unknowns.nBlockRowNum = static_cast<int32_t>(sizes.blockRows);
+  Unknowns.nUnknownNum = static_cast<int32_t>(sizes.unknowns);
+  Unknowns.nDiagSize = static_cast<int32_t>(sizes.diagonal);
+  Unknowns.nDiagUpperSize = static_cast<int32_t>(sizes.diagonalUpper);
   return 1;
 }
 
 int CBundleAdjustment::AllocateUnknowns() {
-  const int64_t elementCount = static_cast<int64_t>(nUnknownNum) * nUnknownNum;
-  const bool isDense = !Apply_GPU && !Apply_PCG_Model;
+  const int64_t elementCount = static_cast<int64_t>(Unknowns.nUnknownNum) * Unknowns.nUnknownNum;
+  const bool isDense = !Limits.Apply_GPU && !Limits.Apply_PCG_Model;
   if (isDense) {
     // Elements against bytes, so that matrices up to 7.2 times the free memory pass. Deliberate.
     const auto freeBytes = static_cast<double>(std::max<int64_t>(System.FreePhysicalBytes(), 0));
@@ -107,12 +109,13 @@ int CBundleAdjustment::AllocateUnknowns() {
   }
   try {
     const AnswersLackOfMemory answers;
-    if (nGroupNum > 0) {
-      pPosParams.assign(static_cast<size_t>(nGroupNum) * static_cast<size_t>(nPosSize), 0.0);
+    if (Images.nGroupNum > 0) {
+      Normal.pPosParams.assign(static_cast<size_t>(Images.nGroupNum) * static_cast<size_t>(Unknowns.nPosSize),
+                               0.0);
     }
-    pConstVector.assign(static_cast<size_t>(nUnknownNum), 0.0);
-    pSubMatrixRows.assign(static_cast<size_t>(nBlockRowNum), SubMatrixRow());
-    if (isDense) pDenseNormal = ZeroedArray(static_cast<size_t>(elementCount), false);
+    Normal.pConstVector.assign(static_cast<size_t>(Unknowns.nUnknownNum), 0.0);
+    Normal.pSubMatrixRows.assign(static_cast<size_t>(Unknowns.nBlockRowNum), SubMatrixRow());
+    if (isDense) Normal.pDenseNormal = ZeroedArray(static_cast<size_t>(elementCount), false);
   } catch (const std::bad_alloc&) {
     return 0;
   }
@@ -120,14 +123,14 @@ int CBundleAdjustment::AllocateUnknowns() {
 }
 
 int CBundleAdjustment::TransformToObjectFrame() {
-  if (nControlPointNum >= kControlPointsForTransform) {
-    if (ComputeSevenParametersFromGcp(szGcpPath) != 1) {
+  if (Points.nControlPointNum >= kControlPointsForTransform) {
+    if (ComputeSevenParametersFromGcp(Paths.szGcpPath) != 1) {
       LogPrintf("Error! Compute Seven Parameters with GCP failed!\n");
       return -1;
     }
     ApplySevenParameters();
-    bSevenParamApplied = true;
-  } else if (Apply_GPS_Data) {
+    Frame.bSevenParamApplied = true;
+  } else if (Limits.Apply_GPS_Data) {
     ComputeSevenParametersFromGps();
     ApplySevenParameters();
   }

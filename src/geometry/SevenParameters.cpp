@@ -55,37 +55,37 @@ void WriteGpsLine(TextWriter& file, const Position& own, const Position& gps) {
 
 int CBundleAdjustment::ComputeSevenParametersFromGps() {
   PositionPairs pairs;
-  for (size_t i = 0; i < KeptImages().size(); ++i) {
-    if (i >= pPos.size()) {
+  for (size_t i = 0; i < Images.Kept().size(); ++i) {
+    if (i >= Images.pPos.size()) {
       LogPrintf("Error!=================\n");
       continue;
     }
     // All zero: an image without a line in the POS file.
-    if (pPos[i].X == 0 && pPos[i].Y == 0 && pPos[i].Z == 0) continue;
-    pairs.Add(PositionOf(pEop[i]), PositionOf(pPos[i]));
+    if (Images.pPos[i].X == 0 && Images.pPos[i].Y == 0 && Images.pPos[i].Z == 0) continue;
+    pairs.Add(PositionOf(Images.pEop[i]), PositionOf(Images.pPos[i]));
   }
 
   NoteSimilarity(*this, true, pairs.vSource, pairs.vTarget, {});
   double parameters[SevenParameterNum];
   const int solved = SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, parameters);
   if (solved == 1) {
-    std::copy_n(parameters, SevenParameterNum, fSevenParam);
+    std::copy_n(parameters, SevenParameterNum, Frame.fSevenParam);
   } else {
     LogPrintf("Calculate seven parameters from GPS data failed!%d\n", 0);
   }
 
   TextWriter file;
-  if (!OpenOutput(Outputs, file, JoinPath(szOutputPath, "Test.txt"))) {
-    ++nOutputFailureNum;
+  if (!OpenOutput(Outputs.Folder, file, JoinPath(Paths.szOutputPath, "Test.txt"))) {
+    ++Outputs.nOutputFailureNum;
     return solved;
   }
-  for (size_t i = 0; i < KeptImages().size(); ++i) {
-    if (i >= pPos.size()) {
+  for (size_t i = 0; i < Images.Kept().size(); ++i) {
+    if (i >= Images.pPos.size()) {
       LogPrintf("Error!=================\n");
       continue;
     }
-    const Position own = PositionOf(pEop[i]);
-    Position gps = PositionOf(pPos[i]);
+    const Position own = PositionOf(Images.pEop[i]);
+    Position gps = PositionOf(Images.pPos[i]);
     if (solved == 1) {
       Position moved;
       TransformPoints({&own, 1}, parameters, {&moved, 1});
@@ -93,7 +93,7 @@ int CBundleAdjustment::ComputeSevenParametersFromGps() {
     }
     WriteGpsLine(file, own, gps);
   }
-  if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs.Folder, file)) ++Outputs.nOutputFailureNum;
   return solved;
 }
 
@@ -118,37 +118,37 @@ int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
   std::vector<std::string> names;
   for (const ObjectPointRecord& given : objectList) {
     if (given.nType != 1) continue;
-    if (!IsSeenFromTwoImages(given, imagePointList, KeptImages(), KeptCameras())) continue;
+    if (!IsSeenFromTwoImages(given, imagePointList, Images.Kept(), Cameras.Usable())) continue;
     ObjectPointRecord point = given;
     // A point that can't be intersected keeps its coordinates; these make sure that it gives no pair.
     point.X = point.Y = point.Z = std::nan("");
-    IntersectPoints(1, &point, imagePointList, KeptImages(), KeptCameras());
+    IntersectPoints(1, &point, imagePointList, Images.Kept(), Cameras.Usable());
     pairs.Add(PositionOf(point), PositionOf(given));
     if (names.size() < pairs.vSource.size()) names.emplace_back(given.szName);
   }
   NoteSimilarity(*this, false, pairs.vSource, pairs.vTarget, std::move(names));
-  if (SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, fSevenParam) != 1) {
-    LogPrintf("Calculate seven parameters failed!%d\n", nControlPointNum);
-    std::fill_n(fSevenParam, SevenParameterNum, 0.0);
+  if (SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, Frame.fSevenParam) != 1) {
+    LogPrintf("Calculate seven parameters failed!%d\n", Points.nControlPointNum);
+    std::fill_n(Frame.fSevenParam, SevenParameterNum, 0.0);
     return 0;
   }
-  LogPrintf("Calculate seven parameters successed!%d\n", nControlPointNum);
+  LogPrintf("Calculate seven parameters successed!%d\n", Points.nControlPointNum);
   return 1;
 }
 
 int CBundleAdjustment::ApplySevenParameters() {
   // After failed starts there is nothing to apply; all-zero parameters would turn every position into
   // not-a-number.
-  if (!HoldsTransform(fSevenParam)) return 1;
+  if (!HoldsTransform(Frame.fSevenParam)) return 1;
   NoteViews(*this, false);
-  for (size_t i = 0; i < KeptImages().size(); ++i) {
-    EopRecord& image = pEop[i];
+  for (size_t i = 0; i < Images.Kept().size(); ++i) {
+    EopRecord& image = Images.pEop[i];
     Position position = PositionOf(image);
-    TransformPoints({&position, 1}, fSevenParam, {&position, 1});
+    TransformPoints({&position, 1}, Frame.fSevenParam, {&position, 1});
     image.X = position[0];
     image.Y = position[1];
     image.Z = position[2];
-    RotateEop(fSevenParam, image.fPhi, image.fOmega, image.fKappa);
+    RotateEop(Frame.fSevenParam, image.fPhi, image.fOmega, image.fKappa);
   }
   NoteViews(*this, true);
   return 1;

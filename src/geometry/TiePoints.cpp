@@ -40,23 +40,24 @@ std::thread StartThread(const Work& work) {
 }  // namespace
 
 int64_t CBundleAdjustment::SectionPointCount(int32_t section) const {
-  if (section < 0 || section >= Sections.Count()) return 0;
-  const int64_t planned = Sections.ObjectPoints[static_cast<size_t>(section)].Count();
-  return std::clamp<int64_t>(planned, 0, static_cast<int64_t>(pObjectPoints.size()));
+  if (section < 0 || section >= Points.Sections.Count()) return 0;
+  const int64_t planned = Points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
+  return std::clamp<int64_t>(planned, 0, static_cast<int64_t>(Points.pObjectPoints.size()));
 }
 
 int CBundleAdjustment::ComputeTiePoints(int32_t section) {
   const MemoryPurpose purpose("the tie points");
-  IntersectPointsWithStatistics(SectionPointCount(section), pObjectPoints.data(), pImagePoints, KeptImages(),
-                                KeptCameras(), dCheckResidual, dControlResidual, System.ProcessorCount());
-  for (double& value : dCheckResidual) value /= dCoorScale;
-  for (double& value : dControlResidual) value /= dCoorScale;
+  IntersectPointsWithStatistics(SectionPointCount(section), Points.pObjectPoints.data(), Points.pImagePoints,
+                                Images.Kept(), Cameras.Usable(), Residuals.dCheckResidual,
+                                Residuals.dControlResidual, System.ProcessorCount());
+  for (double& value : Residuals.dCheckResidual) value /= Frame.dCoorScale;
+  for (double& value : Residuals.dControlResidual) value /= Frame.dCoorScale;
   return 1;
 }
 
 int CBundleAdjustment::ComputeTiePointsThreaded(int32_t section) {
   const int64_t pointCount = SectionPointCount(section);
-  const std::vector<ImageFrame> frames = MakeImageFrames(KeptImages());
+  const std::vector<ImageFrame> frames = MakeImageFrames(Images.Kept());
   const std::vector<Share> shares = MakeShares(pointCount, std::max(System.ProcessorCount() - 1, 1));
   for (size_t i = 0; i < shares.size(); ++i) {
     LogPrintf("Sub task %d: %" PRId64 " %" PRId64 " %" PRId64 "\n", static_cast<int>(i), shares[i].nFirst,
@@ -68,8 +69,8 @@ int CBundleAdjustment::ComputeTiePointsThreaded(int32_t section) {
     if (shares[i].Count() < 1) continue;
     // A share of exactly one point overwrites a control point, as any call for one point does. Deliberate.
     threads[i] = StartThread([this, &frames, &share = shares[i], &result = results[i]] {
-      result = IntersectPoints(share.Count(), pObjectPoints.data() + share.nFirst, pImagePoints, frames,
-                               KeptCameras());
+      result = IntersectPoints(share.Count(), Points.pObjectPoints.data() + share.nFirst, Points.pImagePoints,
+                               frames, Cameras.Usable());
     });
   }
   for (size_t i = 0; i < shares.size(); ++i) {

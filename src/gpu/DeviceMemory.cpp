@@ -169,8 +169,9 @@ namespace {
 /// The residual statistics so far decide what is gross until the next step. Later uploads of an iteration
 /// take the same, so that constant vector, preconditioner and product belong to one system.
 void TakeThresholds(const CBundleAdjustment& block, gpu::GpuState& state) {
-  state.fThresholds = {static_cast<float>(block.fMeanResidualX), static_cast<float>(block.fMeanResidualY),
-                       static_cast<float>(block.fRmsResidualX), static_cast<float>(block.fRmsResidualY)};
+  state.fThresholds = {
+      static_cast<float>(block.Residuals.fMeanResidualX), static_cast<float>(block.Residuals.fMeanResidualY),
+      static_cast<float>(block.Residuals.fRmsResidualX), static_cast<float>(block.Residuals.fRmsResidualY)};
 }
 
 /// The thresholds, and zeros for the sums.
@@ -185,9 +186,9 @@ int UploadRms(gpu::GpuState& state) {
 gpu::SectionPoints CBundleAdjustment::PointsOfGpuSection(int32_t gpuSection) {
   const gpu::GpuSectionTable& table = Gpu().Sections;
   gpu::SectionPoints points;
-  points.GcpTable = pGcpTable;
-  points.nImageNum = nImageNum;
-  points.nCameraNum = UsableCameraNum();
+  points.GcpTable = Points.pGcpTable;
+  points.nImageNum = Images.nImageNum;
+  points.nCameraNum = Cameras.UsableNum();
   const size_t at = 2 * static_cast<size_t>(gpuSection);
   if (gpuSection < 0 || gpuSection >= table.nGpuSectionNum || at + 1 >= table.pGpuObjRanges.size())
     return points;
@@ -196,8 +197,8 @@ gpu::SectionPoints CBundleAdjustment::PointsOfGpuSection(int32_t gpuSection) {
     if (first < 0 || count < 0 || first + count > std::ssize(all)) return all.first(0);
     return all.subspan(static_cast<size_t>(first), static_cast<size_t>(count));
   };
-  points.ObjectPoints = part(std::span<const ObjectPointRecord>(pObjectPoints), table.pGpuObjRanges);
-  points.ImagePoints = part(std::span<const ImagePointRecord>(pImagePoints), table.pGpuImgRanges);
+  points.ObjectPoints = part(std::span<const ObjectPointRecord>(Points.pObjectPoints), table.pGpuObjRanges);
+  points.ImagePoints = part(std::span<const ImagePointRecord>(Points.pImagePoints), table.pGpuImgRanges);
   return points;
 }
 
@@ -206,9 +207,9 @@ int CBundleAdjustment::AllocFixedDeviceMemory() {
   gpu::DeviceArrays& arrays = state.Arrays;
   gpu::Uploader device(*state.pDevice);
   const bool literal = state.Form == gpu::KernelForm::Literal;
-  const int64_t n = nUnknownNum, upper = nDiagUpperSize;
+  const int64_t n = Unknowns.nUnknownNum, upper = Unknowns.nDiagUpperSize;
   TakeThresholds(*this, state);
-  gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
+  gpu::FillOrientationArrays(Images.Kept(), Cameras.Usable(), state.Eop, state.Iop);
   LogPrintf(">>Allocating memory for image data...\n");
   device.Malloc(arrays.cupEop, std::ssize(state.Eop));
   device.Malloc(arrays.cupIop, std::ssize(state.Iop));
@@ -222,7 +223,7 @@ int CBundleAdjustment::AllocFixedDeviceMemory() {
   device.Malloc(arrays.cupD, n);
   device.Malloc(arrays.cupAd, n);
   if (literal) device.Malloc(arrays.cuptAd, gpu::kLaunchBlocks * n);
-  const int64_t fastWords = gpu::FastWorkWords(nImageNum, UsableCameraNum());
+  const int64_t fastWords = gpu::FastWorkWords(Images.nImageNum, Cameras.UsableNum());
   if (!literal) device.Malloc(arrays.cupFast, fastWords);
   device.Clear(arrays.cupR, n);
   if (literal) device.Clear(arrays.cuptR, gpu::kLaunchBlocks * n);
@@ -243,16 +244,16 @@ int CBundleAdjustment::AllocPointDeviceMemory(int32_t gpuSection) {
   gpu::GpuPara& para = state.Para;
   para.nImgPt = std::ssize(section.ImagePoints);
   para.nObjPt = std::ssize(section.ObjectPoints);
-  para.nImageCount = nUnknownImageNum;
-  para.nCameraCount = UsableCameraNum();
-  para.nEopLen = nEopSize;
-  para.nIopLen = nIopSize;
-  para.nUnknownLen = nUnknownNum;
-  para.nMode = nLayoutMode;
-  para.nBlockLen = nLayoutMode == LayoutEop ? 6 : nLayoutMode == LayoutIop ? 5 : 11;
-  para.nPrecondLen = nDiagUpperSize;
-  para.nControlWeight = gpu::Truncated(GCP_Weight);
-  para.nGrossFactor100 = gpu::Truncated(Gross_Point_Threshold * 100.0);
+  para.nImageCount = Images.nUnknownImageNum;
+  para.nCameraCount = Cameras.UsableNum();
+  para.nEopLen = Unknowns.nEopSize;
+  para.nIopLen = Unknowns.nIopSize;
+  para.nUnknownLen = Unknowns.nUnknownNum;
+  para.nMode = Unknowns.nLayoutMode;
+  para.nBlockLen = Unknowns.nLayoutMode == LayoutEop ? 6 : Unknowns.nLayoutMode == LayoutIop ? 5 : 11;
+  para.nPrecondLen = Unknowns.nDiagUpperSize;
+  para.nControlWeight = gpu::Truncated(Settings.GCP_Weight);
+  para.nGrossFactor100 = gpu::Truncated(Settings.Gross_Point_Threshold * 100.0);
   para.nPairNum = gpu::PairNum(section.ObjectPoints);
   if (!gpu::FitsIndices(para, state.Form)) {
     LogPrintf("Error!Too many points in a GPU section:%" PRId64 " image points, %" PRId64
@@ -292,7 +293,7 @@ int CBundleAdjustment::RefreshObjectArray(int32_t gpuSection) {
 
 int CBundleAdjustment::RefreshOrientationArrays() {
   gpu::GpuState& state = Gpu();
-  gpu::FillOrientationArrays(KeptImages(), KeptCameras(), state.Eop, state.Iop);
+  gpu::FillOrientationArrays(Images.Kept(), Cameras.Usable(), state.Eop, state.Iop);
   TakeThresholds(*this, state);
   gpu::Uploader device(*state.pDevice);
   const int codes[] = {UploadRms(state), device.Copy(state.Arrays.cupEop, state.Eop),

@@ -21,8 +21,8 @@ constexpr int32_t kLeastIterationNum = 3;
 constexpr int32_t kPredictionSteps = 10, kPredictionStepsInSections = 4;
 
 int32_t PosGroupNum(const CBundleAdjustment& block) {
-  const bool pos = block.Apply_GPS_Data || block.Apply_IMU_Data;
-  return pos && block.nLayoutMode != LayoutIop ? block.nGroupNum : 0;
+  const bool pos = block.Limits.Apply_GPS_Data || block.Limits.Apply_IMU_Data;
+  return pos && block.Unknowns.nLayoutMode != LayoutIop ? block.Images.nGroupNum : 0;
 }
 
 }  // namespace
@@ -32,7 +32,8 @@ GpuBundle::GpuBundle(CBundleAdjustment& block)
       State(block.Gpu()),
       Target(*State.pDevice),
       Blocks(MakePackedBlocks(block.Layout(), PosGroupNum(block))) {
-  const auto n = static_cast<size_t>(block.nUnknownNum), diagonal = static_cast<size_t>(block.nDiagSize);
+  const auto n = static_cast<size_t>(block.Unknowns.nUnknownNum),
+             diagonal = static_cast<size_t>(block.Unknowns.nDiagSize);
   for (std::vector<double>* vector : {&x, &r, &z, &Ad, &damp}) vector->assign(n, 0.0);
   M.assign(diagonal, 0.0);
   d.assign(n, 0.0f);
@@ -46,8 +47,9 @@ bool GpuBundle::Iterate() {
     const bool finite = Step();
     if (HasFault()) return false;
     if (!finite) return true;
-  } while (!Block.Direct_Intersection && nIteration < Block.Max_LM_Iteration_Num &&
-           (nIteration < kLeastIterationNum || std::fabs(fMaxCorrection) > Block.LM_Converge_Threshold));
+  } while (
+      !Block.Settings.Direct_Intersection && nIteration < Block.Settings.Max_LM_Iteration_Num &&
+      (nIteration < kLeastIterationNum || std::fabs(fMaxCorrection) > Block.Settings.LM_Converge_Threshold));
   return true;
 }
 
@@ -67,9 +69,10 @@ bool GpuBundle::Predict() {
   const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
   if (!Block.pTrack) return true;
   Block.pTrack->bSingular = !finite;
-  const bool last = nIteration + 1 >= Block.Max_LM_Iteration_Num ||
+  const bool last = nIteration + 1 >= Block.Settings.Max_LM_Iteration_Num ||
                     (nIteration + 1 >= kLeastIterationNum &&
-                     std::fabs(MaxMagnitude(x.data(), Block.nUnknownNum, 1)) <= Block.LM_Converge_Threshold);
+                     std::fabs(MaxMagnitude(x.data(), Block.Unknowns.nUnknownNum, 1)) <=
+                         Block.Settings.LM_Converge_Threshold);
   if (!finite || !last) return true;
   const PackedPreconditioner preconditioner(Blocks, vUndamped, Block.System.ProcessorCount());
   bool done = true;
@@ -84,9 +87,9 @@ bool GpuBundle::Predict() {
   std::vector<double> remainder(x.size());
   multiply(x.data(), remainder.data());
   for (size_t i = 0; i < remainder.size(); ++i) remainder[i] = vRightSide[i] - remainder[i];
-  if (Block.IsFree()) RemoveDatum(Block.Layout(), Block.KeptImages(), remainder);
-  const double n = static_cast<double>(std::max<int64_t>(Block.nImagePointNum, 1));
-  const double floor = VerdictLimits().fRmseFloor * Block.Image_Coor_Scale;
+  if (Block.IsFree()) RemoveDatum(Block.Layout(), Block.Images.Kept(), remainder);
+  const double n = static_cast<double>(std::max<int64_t>(Block.Points.nImagePointNum, 1));
+  const double floor = VerdictLimits().fRmseFloor * Block.Settings.Image_Coor_Scale;
   const double squares = n * std::max(Block.pTrack->fLastSquares, floor * floor);
   DecreaseLimits limits;
   limits.fEnough = 2 * DecreaseLimit(DecreaseBasisOf(Block)) / 100 * squares;
@@ -107,7 +110,7 @@ bool GpuBundle::Predict() {
 /// were.
 bool GpuBundle::Step() {
   const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
-  fMaxCorrection = finite ? MaxMagnitude(x.data(), Block.nUnknownNum, 1) : std::nan("");
+  fMaxCorrection = finite ? MaxMagnitude(x.data(), Block.Unknowns.nUnknownNum, 1) : std::nan("");
   Block.WriteCorrections(nIteration, x.data());
   Block.LogPrintf(">>>>PCG iteration times:%d\n", nPcgDone);
   Block.LogPrintf(">>>>Max correction value:%12.6lf\n\n", fMaxCorrection);
@@ -132,7 +135,7 @@ void GpuBundle::Launch(Kernel kernel) {
   call.Which = kernel;
   call.Arrays = State.Arrays;
   call.Para = State.Para;
-  call.nImageNum = Block.nImageNum;
+  call.nImageNum = Block.Images.nImageNum;
   // A failure shows in the next copy: the device is guarded.
   Target.Launch(call);
 }
@@ -148,10 +151,11 @@ void GpuBundle::ForgetPointSection() {
 double CBundleAdjustment::ChoosePackedDamping(int32_t iteration) {
   constexpr int32_t kRoughIterations = 2;
   // Deliberate: the settings of these two never reach the solution.
-  PCG_IGN_Converge_Threshold = 0.1;
-  Max_PCG_Iteration_Num = iteration <= kRoughIterations ? 30 : 10;
-  const DampingSchedule schedule{bSevenParamApplied, Free_LM_Iteration_Num, GCP_LM_Iteration_Num,
-                                 Damping_Coefficient, fDampingBase};
+  Limits.PCG_IGN_Converge_Threshold = 0.1;
+  Limits.Max_PCG_Iteration_Num = iteration <= kRoughIterations ? 30 : 10;
+  const DampingSchedule schedule{Frame.bSevenParamApplied, Settings.Free_LM_Iteration_Num,
+                                 Settings.GCP_LM_Iteration_Num, Settings.Damping_Coefficient,
+                                 Settings.fDampingBase};
   return gpu::PackedDampingFactor(schedule, iteration);
 }
 
@@ -179,8 +183,8 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
   JudgeRun(*this);
-  bOutputsWritten = CheckInputs() == 1;
-  return bOutputsWritten ? 1 : 0;
+  Outputs.bOutputsWritten = CheckInputs() == 1;
+  return Outputs.bOutputsWritten ? 1 : 0;
 }
 
 }  // namespace orvo

@@ -48,9 +48,9 @@ class GpuBundle {
   void Launch(Kernel kernel);
   bool HasFault() const { return State.Fault.IsThere(); }
   void ForgetPointSection();
-  bool HasSeveralSections() const { return Block.Sections.Count() > 1; }
+  bool HasSeveralSections() const { return Block.Points.Sections.Count() > 1; }
   /// One of several point sections may have lost all of its points; it has nothing to add then.
-  bool IsSkipped() const { return HasSeveralSections() && Block.pImagePoints.empty(); }
+  bool IsSkipped() const { return HasSeveralSections() && Block.Points.pImagePoints.empty(); }
 
   CBundleAdjustment& Block;
   GpuState& State;

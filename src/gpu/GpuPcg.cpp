@@ -26,8 +26,8 @@ bool GpuBundle::SolvePcg() {
   nPcgDone = 0;
   const double bNorm = std::sqrt(DotProduct(r, r));
   Block.LogPrintf(">>>>Start PCG iteration %d\n", nIteration);
-  const double etaLimit = Block.PCG_IGN_Converge_Threshold;
-  const int32_t stepLimit = Block.Max_PCG_Iteration_Num;
+  const double etaLimit = Block.Limits.PCG_IGN_Converge_Threshold;
+  const int32_t stepLimit = Block.Limits.Max_PCG_Iteration_Num;
   double etaBest = 100.0, eta = 0, rho = 0, alpha = 0, beta = 0;
   xBest.assign(x.size(), 0.0);
   do {
@@ -61,7 +61,7 @@ bool GpuBundle::SolvePcg() {
 
 bool GpuBundle::Multiply() {
   std::fill(Ad.begin(), Ad.end(), 0.0);
-  for (int32_t section = 0; section < Block.Sections.Count(); ++section) {
+  for (int32_t section = 0; section < Block.Points.Sections.Count(); ++section) {
     if (!MultiplyPointSection(section)) return false;
   }
   return true;
@@ -91,7 +91,7 @@ bool GpuBundle::MultiplyPointSection(int32_t section) {
 }
 
 bool GpuBundle::MultiplyGpuSection(int32_t group, int32_t device) {
-  const auto n = static_cast<size_t>(Block.nUnknownNum) * sizeof(float);
+  const auto n = static_cast<size_t>(Block.Unknowns.nUnknownNum) * sizeof(float);
   if (State.Form == KernelForm::Literal) Target.Clear(State.Arrays.cuptAd, kLaunchBlocks * n);
   if (Target.Clear(State.Arrays.cupAd, n) != 0) {
     Block.LogPrintf("Cuda memset failed!\n");
@@ -109,7 +109,7 @@ bool GpuBundle::MultiplyGpuSection(int32_t group, int32_t device) {
   }
   Launch(Kernel::MatrixVectorAd);
   int code = 0;
-  if (!DownloadVector(State.Arrays.cupAd, Block.nUnknownNum, Ad, code)) {
+  if (!DownloadVector(State.Arrays.cupAd, Block.Unknowns.nUnknownNum, Ad, code)) {
     Block.LogPrintf("Compute matrix-vector Ad failed:%d!\n", code);
     return false;
   }

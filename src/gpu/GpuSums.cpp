@@ -69,7 +69,7 @@ bool GpuBundle::ComputeSums() {
   Block.LogPrintf(">>>>Computing sum matrix, constant vector and preconditioner....\n");
   State.Para.nSkipStatistics = 0;
   bHasPoints = false;
-  for (int32_t section = 0; section < Block.Sections.Count(); ++section) {
+  for (int32_t section = 0; section < Block.Points.Sections.Count(); ++section) {
     if (!SumPointSection(section)) return false;
   }
   if (!bHasPoints) {
@@ -78,7 +78,7 @@ bool GpuBundle::ComputeSums() {
     return false;
   }
   // Deliberate: the divisor counts gross image points, too, which the sums leave out.
-  const auto N = static_cast<float>(Block.nImagePointNum);
+  const auto N = static_cast<float>(Block.Points.nImagePointNum);
   for (int i = 0; i < 2; ++i) fStatistics[i] /= N;
   for (int i = 2; i < 4; ++i) fStatistics[i] = std::sqrt(fStatistics[i] / N);
   NoteIteration(Block, static_cast<double>(fStatistics[2]) * static_cast<double>(fStatistics[2]),
@@ -92,7 +92,7 @@ bool GpuBundle::ComputeSums() {
 /// Reads and divides the section where it is not there from an earlier iteration.
 bool GpuBundle::ReadPointSection(int32_t section) {
   if (!HasSeveralSections() && nPassDone != 0) return true;
-  const bool inMemory = Block.Resampling_Points && !Block.bResampledToFile;
+  const bool inMemory = Block.Settings.Resampling_Points && !Block.Points.bResampledToFile;
   if (!inMemory) {
     Block.LogPrintf(">>>>Read points data %d....\n", section);
     if (Block.ReadSectionPoints(section) != 1) {
@@ -149,8 +149,9 @@ bool GpuBundle::SumGpuSection(int32_t section, int32_t group, int32_t device) {
   if (!ClearSums()) return false;
   Launch(Kernel::SumMatrix);
   Launch(Kernel::ConstVector);
-  if (Block.nLayoutMode != LayoutIop) Launch(Kernel::Preconditioner);
-  if (Block.nLayoutMode == LayoutIop || Block.nLayoutMode == LayoutEopIop) Launch(Kernel::PreconditionerIop);
+  if (Block.Unknowns.nLayoutMode != LayoutIop) Launch(Kernel::Preconditioner);
+  if (Block.Unknowns.nLayoutMode == LayoutIop || Block.Unknowns.nLayoutMode == LayoutEopIop)
+    Launch(Kernel::PreconditionerIop);
 
   float sums[4] = {};
   if (const int code = Target.CopyToHost(sums, State.Arrays.cupRms, sizeof(sums)); code != 0) {
@@ -158,17 +159,17 @@ bool GpuBundle::SumGpuSection(int32_t section, int32_t group, int32_t device) {
     return false;
   }
   for (int i = 0; i < 4; ++i) fStatistics[i] += sums[i];
-  if (Block.Output_Image_Point_RMSE &&
+  if (Block.Settings.Output_Image_Point_RMSE &&
       !WriteResiduals((GroupNum() * section + group) * State.nEnabledDeviceNum + device,
                       group * State.nEnabledDeviceNum + device)) {
     return false;
   }
   int code = 0;
-  if (!DownloadVector(State.Arrays.cupR, Block.nUnknownNum, r, code)) {
+  if (!DownloadVector(State.Arrays.cupR, Block.Unknowns.nUnknownNum, r, code)) {
     Block.LogPrintf("Cuda device %d:%dCompute const vector failed!\n", group, code);
     return false;
   }
-  if (!DownloadVector(State.Arrays.cupM, Block.nDiagUpperSize, M, code)) {
+  if (!DownloadVector(State.Arrays.cupM, Block.Unknowns.nDiagUpperSize, M, code)) {
     Block.LogPrintf("Compute preconditioner failed: %d!\n", code);
     return false;
   }
@@ -183,8 +184,8 @@ bool GpuBundle::Fails(const char* array, int code) {
 
 bool GpuBundle::ClearSums() {
   const DeviceArrays& arrays = State.Arrays;
-  const auto n = static_cast<size_t>(Block.nUnknownNum) * sizeof(float);
-  const auto upper = static_cast<size_t>(Block.nDiagUpperSize) * sizeof(float);
+  const auto n = static_cast<size_t>(Block.Unknowns.nUnknownNum) * sizeof(float);
+  const auto upper = static_cast<size_t>(Block.Unknowns.nDiagUpperSize) * sizeof(float);
   const auto tails = static_cast<size_t>(TailFloats(State.Para.nImgPt)) * sizeof(float);
   const bool literal = State.Form == KernelForm::Literal;
   if (literal && Fails("cuptR", Target.Clear(arrays.cuptR, kLaunchBlocks * n))) return false;
@@ -226,7 +227,8 @@ bool GpuBundle::WriteResiduals(int32_t number, int32_t gpuSection) {
   }
   const SectionPoints section = Block.PointsOfGpuSection(gpuSection);
   if (std::ssize(section.ImagePoints) != State.Para.nImgPt) return true;
-  const auto firstPoint = static_cast<int32_t>(section.ObjectPoints.data() - Block.pObjectPoints.data());
+  const auto firstPoint =
+      static_cast<int32_t>(section.ObjectPoints.data() - Block.Points.pObjectPoints.data());
   Block.WriteResidualsGpu(nIteration, number, TableOf(section.ImagePoints, firstPoint, words, values));
   return true;
 }

@@ -15,20 +15,21 @@ int CBundleAdjustment::ComputeGpuSections(int32_t section) {
     for (gpu::DeviceProperties& device : devices)
       device.totalGlobalMem = std::min(device.totalGlobalMem, limit);
   }
-  const gpu::EnabledDevices enabled =
-      gpu::EnableDevices(devices, {nUnknownNum, nDiagUpperSize, nImageNum, UsableCameraNum()});
+  const gpu::EnabledDevices enabled = gpu::EnableDevices(
+      devices, {Unknowns.nUnknownNum, Unknowns.nDiagUpperSize, Images.nImageNum, Cameras.UsableNum()});
   state.nEnabledDeviceNum = static_cast<int32_t>(enabled.vNumbers.size());
   state.vEnabledDevices.insert(state.vEnabledDevices.end(), enabled.vNumbers.begin(), enabled.vNumbers.end());
   if (enabled.vNumbers.empty()) {
     LogPrintf("Available GPU device is none!\n");
     return 0;
   }
-  const auto points = std::span<const ObjectPointRecord>(pObjectPoints)
+  const auto points = std::span<const ObjectPointRecord>(Points.pObjectPoints)
                           .first(static_cast<size_t>(SectionPointCount(section)));
   const int64_t imagePoints =
       points.empty() ? 0 : points.back().nFirstImagePoint + points.back().nImagePointNum;
   gpu::GpuSectionPlan plan;
-  if (imagePoints <= std::ssize(pImagePoints)) plan = gpu::PlanGpuSections(points, imagePoints, enabled);
+  if (imagePoints <= std::ssize(Points.pImagePoints))
+    plan = gpu::PlanGpuSections(points, imagePoints, enabled);
   if (!plan.bDone) {
     LogPrintf("Error!Unexpected image point number!\n");
     return 0;

@@ -48,10 +48,10 @@ DenseOutcome AccumulateDense(const double* source, int32_t rows, int32_t cols, i
 
 int CBundleAdjustment::AddToSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row,
                                       int32_t col, std::vector<SubMatrix>& target) {
-  if (!source || target.empty() || row >= nBlockRowNum || col >= nBlockRowNum) return -1;
+  if (!source || target.empty() || row >= Unknowns.nBlockRowNum || col >= Unknowns.nBlockRowNum) return -1;
   if (col < row) return 2;
   const int32_t id = GetSubMatrixId(row, col);
-  if (id < 0 || id >= nSubMatrixNum || static_cast<size_t>(id) >= target.size()) {
+  if (id < 0 || id >= Normal.nSubMatrixNum || static_cast<size_t>(id) >= target.size()) {
     LogPrintf("Sub matrix ID out of range:%d %d %d!\n", row, col, id);
     return 0;
   }
@@ -63,7 +63,7 @@ int CBundleAdjustment::AddToSubMatrix(const double* source, int32_t rows, int32_
 
 int CBundleAdjustment::SubtractFromSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row,
                                              int32_t col, std::vector<SubMatrix>& target) {
-  if (!source || target.empty() || row >= nBlockRowNum || col >= nBlockRowNum) return -1;
+  if (!source || target.empty() || row >= Unknowns.nBlockRowNum || col >= Unknowns.nBlockRowNum) return -1;
   if (col < row) return 0;
   const int32_t id = GetSubMatrixId(row, col);
   if (id < 0 || static_cast<size_t>(id) >= target.size()) {

@@ -37,34 +37,36 @@ class Diagonal {
 
 int CBundleAdjustment::AddDampingCoefficients(int32_t iteration) {
   // Deliberate: the settings of these two never reach the solver.
-  PCG_IGN_Converge_Threshold = 0.1;
-  Max_PCG_Iteration_Num = 300;
-  const double mu = DampingFactor(
-      {bSevenParamApplied, Free_LM_Iteration_Num, GCP_LM_Iteration_Num, Damping_Coefficient, fDampingBase},
-      iteration);
+  Limits.PCG_IGN_Converge_Threshold = 0.1;
+  Limits.Max_PCG_Iteration_Num = 300;
+  const double mu =
+      DampingFactor({Frame.bSevenParamApplied, Settings.Free_LM_Iteration_Num, Settings.GCP_LM_Iteration_Num,
+                     Settings.Damping_Coefficient, Settings.fDampingBase},
+                    iteration);
   if (pTrack) {
     pTrack->fMu = mu;
-    if (!Apply_PCG_Model && pDenseNormal) {
-      pTrack->vDiagonal.resize(static_cast<size_t>(nUnknownNum));
-      const double* d = pDenseNormal.get();
+    if (!Limits.Apply_PCG_Model && Normal.pDenseNormal) {
+      pTrack->vDiagonal.resize(static_cast<size_t>(Unknowns.nUnknownNum));
+      const double* d = Normal.pDenseNormal.get();
       for (double& element : pTrack->vDiagonal) {
         element = *d;
-        d += nUnknownNum + 1;
+        d += Unknowns.nUnknownNum + 1;
       }
     }
   }
-  return Apply_PCG_Model ? DampSparse(mu) : DampDense(mu);
+  return Limits.Apply_PCG_Model ? DampSparse(mu) : DampDense(mu);
 }
 
 int CBundleAdjustment::DampSparse(double mu) {
   const auto diagonalBlock = [this](int32_t row) -> SubMatrix* {
     const int32_t id = GetSubMatrixId(row, row);
-    return id < 0 || static_cast<size_t>(id) >= pSubMatrices.size() ? nullptr
-                                                                    : &pSubMatrices[static_cast<size_t>(id)];
+    return id < 0 || static_cast<size_t>(id) >= Normal.pSubMatrices.size()
+               ? nullptr
+               : &Normal.pSubMatrices[static_cast<size_t>(id)];
   };
   int32_t rows = 0;
-  if (nLayoutMode != LayoutMergedEopIop) {
-    for (int32_t image = 0; Set_EOP_Unknown && image < nUnknownImageNum; ++image, ++rows) {
+  if (Unknowns.nLayoutMode != LayoutMergedEopIop) {
+    for (int32_t image = 0; Settings.Set_EOP_Unknown && image < Images.nUnknownImageNum; ++image, ++rows) {
       SubMatrix* block = diagonalBlock(image);
       if (!block) {
         LogPrintf("Error!EOP Sub Matrix %d %d ID invalid!\n", image, image);
@@ -77,7 +79,7 @@ int CBundleAdjustment::DampSparse(double mu) {
       DampBlock(*block, 6, mu);
     }
     const int32_t eopRows = rows;
-    for (int32_t camera = 0; Set_IOP_Unknown && camera < nCameraNum; ++camera, ++rows) {
+    for (int32_t camera = 0; Settings.Set_IOP_Unknown && camera < Cameras.nCameraNum; ++camera, ++rows) {
       SubMatrix* block = diagonalBlock(eopRows + camera);
       if (!block) {
         LogPrintf("Error!IOP Sub Matrix %d %d ID invalid!\n", eopRows, camera);
@@ -90,7 +92,7 @@ int CBundleAdjustment::DampSparse(double mu) {
       DampBlock(*block, 5, mu);
     }
   } else {
-    for (; rows < nUnknownImageNum; ++rows) {
+    for (; rows < Images.nUnknownImageNum; ++rows) {
       SubMatrix* block = diagonalBlock(rows);
       if (!block) {
         LogPrintf("Error!Sub Matrix %d %d ID invalid!\n", rows, rows);
@@ -104,8 +106,8 @@ int CBundleAdjustment::DampSparse(double mu) {
     }
   }
   // Cameras alone have no POS blocks.
-  const bool pos = (Apply_GPS_Data || Apply_IMU_Data) && nLayoutMode != LayoutIop;
-  for (int32_t group = 0; pos && group < nGroupNum; ++group) {
+  const bool pos = (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) && Unknowns.nLayoutMode != LayoutIop;
+  for (int32_t group = 0; pos && group < Images.nGroupNum; ++group) {
     SubMatrix* block = diagonalBlock(rows + group);
     if (!block) {
       // Deliberate: this one goes to the console alone.
@@ -122,21 +124,22 @@ int CBundleAdjustment::DampSparse(double mu) {
 }
 
 int CBundleAdjustment::DampDense(double mu) {
-  Diagonal diagonal(pDenseNormal.get(), pDenseNormal ? nUnknownNum : 0);
-  if (nLayoutMode != LayoutMergedEopIop) {
-    const int64_t eop = Set_EOP_Unknown ? int64_t{6} * nUnknownImageNum : 0;
-    const int64_t iop = Set_IOP_Unknown ? int64_t{5} * nCameraNum : 0;
+  Diagonal diagonal(Normal.pDenseNormal.get(), Normal.pDenseNormal ? Unknowns.nUnknownNum : 0);
+  if (Unknowns.nLayoutMode != LayoutMergedEopIop) {
+    const int64_t eop = Settings.Set_EOP_Unknown ? int64_t{6} * Images.nUnknownImageNum : 0;
+    const int64_t iop = Settings.Set_IOP_Unknown ? int64_t{5} * Cameras.nCameraNum : 0;
     for (int64_t k = 0; k < eop + iop; ++k) diagonal.Damp(k, k, mu);
   } else {
-    for (int64_t image = 0; image < nUnknownImageNum; ++image) {
+    for (int64_t image = 0; image < Images.nUnknownImageNum; ++image) {
       // Deliberate: the source steps by 6 while the target steps by 11, so from the second image on the
       // increment comes from another element, which may be damped already.
       for (int64_t k = 0; k < 11; ++k) diagonal.Damp(11 * image + k, 6 * image + k, mu);
     }
   }
-  if (Apply_GPS_Data || Apply_IMU_Data) {
-    const int64_t base = int64_t{6} * nUnknownImageNum + (Set_IOP_Unknown ? int64_t{5} * nCameraNum : 0);
-    const int64_t count = int64_t{nPosSize} * nGroupNum;
+  if (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) {
+    const int64_t base = int64_t{6} * Images.nUnknownImageNum +
+                         (Settings.Set_IOP_Unknown ? int64_t{5} * Cameras.nCameraNum : 0);
+    const int64_t count = int64_t{Unknowns.nPosSize} * Images.nGroupNum;
     for (int64_t k = 0; k < count; ++k) diagonal.Damp(base + k, base + k, mu);
   }
   return 1;

@@ -50,11 +50,11 @@ int CBundleAdjustment::BuildNormalEquation(int32_t iteration, int32_t section,
   if (result == 1) {
     // Without any valid measurement these are not numbers, no gross test is true then, and everything counts
     // again.
-    const double count = nValidImagePointNum;
-    fMeanResidualX = fResidualSumX / count;
-    fMeanResidualY = fResidualSumY / count;
-    fRmsResidualX = std::sqrt(fResidualSquareSumX / count);
-    fRmsResidualY = std::sqrt(fResidualSquareSumY / count);
+    const double count = Residuals.nValidImagePointNum;
+    Residuals.fMeanResidualX = Residuals.fResidualSumX / count;
+    Residuals.fMeanResidualY = Residuals.fResidualSumY / count;
+    Residuals.fRmsResidualX = std::sqrt(Residuals.fResidualSquareSumX / count);
+    Residuals.fRmsResidualY = std::sqrt(Residuals.fResidualSquareSumY / count);
     WriteResidualsCpu(iteration, section);
   }
   ReleaseThreadBuffers();
@@ -63,45 +63,46 @@ int CBundleAdjustment::BuildNormalEquation(int32_t iteration, int32_t section,
 
 bool CBundleAdjustment::PlanThreads(int32_t section, std::vector<int32_t>& threadNumCache) {
   // Deliberate: Thread_Num of the settings has no say in this.
-  nThreadNum = 1;
-  if (bMultiThread) {
+  Limits.nThreadNum = 1;
+  if (Settings.bMultiThread) {
     const int processors = System.ProcessorCount();
     if (processors > 1) {
-      nThreadNum = processors - 1;
-      LogPrintf("CPU thread number:%d\n", nThreadNum);
+      Limits.nThreadNum = processors - 1;
+      LogPrintf("CPU thread number:%d\n", Limits.nThreadNum);
     }
   }
   int32_t& cached = threadNumCache[static_cast<size_t>(section)];
   if (cached != 0) {
-    nThreadNum = cached;
+    Limits.nThreadNum = cached;
     return true;
   }
   // The plan goes by the free memory, of which a residual file on its way holds some.
   FinishResidualFiles();
   // A single thread has no copies that the plan could save.
-  if (nThreadNum > 1 && ComputeMultithreadMemory(section) < 0) return false;
-  cached = nThreadNum;
+  if (Limits.nThreadNum > 1 && ComputeMultithreadMemory(section) < 0) return false;
+  cached = Limits.nThreadNum;
   return true;
 }
 
 int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
   const UnknownLayout layout = Layout();
-  if (!pBlockIndex) pBlockIndex = std::make_unique<BlockIndex>(pSubMatrixRows, layout);
-  const auto storeSize = static_cast<size_t>(pBlockIndex->StoreSize() + kSpareBlockSize);
-  if (Apply_PCG_Model && SubMatrixStore.size() != storeSize) {
-    pSubMatrices.clear();
-    pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
-    SubMatrixStore = ZeroedArray(storeSize);
+  if (!Normal.pBlockIndex) Normal.pBlockIndex = std::make_unique<BlockIndex>(Normal.pSubMatrixRows, layout);
+  const auto storeSize = static_cast<size_t>(Normal.pBlockIndex->StoreSize() + kSpareBlockSize);
+  if (Limits.Apply_PCG_Model && Normal.SubMatrixStore.size() != storeSize) {
+    Normal.pSubMatrices.clear();
+    Normal.pSubMatrices.resize(static_cast<size_t>(Normal.nSubMatrixNum));
+    Normal.SubMatrixStore = ZeroedArray(storeSize);
   }
-  if (!Apply_PCG_Model && !pDenseNormal) {
-    pDenseNormal = ZeroedArray(static_cast<size_t>(nUnknownNum) * static_cast<size_t>(nUnknownNum), false);
+  if (!Limits.Apply_PCG_Model && !Normal.pDenseNormal) {
+    Normal.pDenseNormal = ZeroedArray(
+        static_cast<size_t>(Unknowns.nUnknownNum) * static_cast<size_t>(Unknowns.nUnknownNum), false);
   }
-  pConstVector.resize(static_cast<size_t>(nUnknownNum));
+  Normal.pConstVector.resize(static_cast<size_t>(Unknowns.nUnknownNum));
 
-  pThreadBuffers = std::make_unique<ThreadBuffers>();
-  ThreadBuffers& buffers = *pThreadBuffers;
+  Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
+  ThreadBuffers& buffers = *Normal.pThreadBuffers;
   const size_t threadNum = tasks.size();
-  pPointOrders.resize(threadNum);
+  Normal.pPointOrders.resize(threadNum);
   buffers.pThreadResidualSum.resize(threadNum);
   buffers.pThreadResidualSquareSum.resize(threadNum);
   buffers.pThreadValidNum.resize(threadNum);
@@ -114,20 +115,20 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
   buffers.pThreadMissing.resize(threadNum);
   buffers.pThreadOutput.resize(threadNum);
 
-  for (const EopRecord& eop : KeptImages()) buffers.pImageTerms.push_back(MakeImageTerms(eop));
-  for (const IopRecord& iop : KeptCameras()) buffers.pCameraTerms.push_back(MakeCameraTerms(iop));
+  for (const EopRecord& eop : Images.Kept()) buffers.pImageTerms.push_back(MakeImageTerms(eop));
+  for (const IopRecord& iop : Cameras.Usable()) buffers.pCameraTerms.push_back(MakeCameraTerms(iop));
   AssemblyInput& in = buffers.Input;
-  in.pObjectPoints = pObjectPoints.data();
-  in.pImagePoints = pImagePoints.data();
-  in.nImagePointNum = std::ssize(pImagePoints);
+  in.pObjectPoints = Points.pObjectPoints.data();
+  in.pImagePoints = Points.pImagePoints.data();
+  in.nImagePointNum = std::ssize(Points.pImagePoints);
   in.pImages = buffers.pImageTerms.data();
   in.pCameras = buffers.pCameraTerms.data();
   in.Layout = layout;
-  in.Index = pBlockIndex->View();
-  in.nSpareOffset = pBlockIndex->StoreSize();
-  in.fControlWeight = GCP_Weight;
-  in.fGrossX = Gross_Point_Threshold * fRmsResidualX;
-  in.fGrossY = Gross_Point_Threshold * fRmsResidualY;
+  in.Index = Normal.pBlockIndex->View();
+  in.nSpareOffset = Normal.pBlockIndex->StoreSize();
+  in.fControlWeight = Settings.GCP_Weight;
+  in.fGrossX = Settings.Gross_Point_Threshold * Residuals.fRmsResidualX;
+  in.fGrossY = Settings.Gross_Point_Threshold * Residuals.fRmsResidualY;
 
   // A private copy may stay half untouched: large pages are for where there is room to spare.
   const bool largePages = static_cast<double>(threadNum) * static_cast<double>(storeSize) * 16 <
@@ -139,34 +140,35 @@ int CBundleAdjustment::AllocateThreadBuffers(std::vector<SubTask>& tasks) {
     AssignZerosLarge(buffers.pThreadResiduals[k], 2 * measurementNum);
     buffers.pThreadRowFlags[k].resize(static_cast<size_t>(layout.PointRows()));
     buffers.pThreadScratch.emplace_back(tasks[k].nLargestPoint, layout);
-    if (k > 0 || !Apply_PCG_Model) buffers.pThreadBlocks[k] = ZeroedArray(storeSize, largePages);
-    if (k > 0) buffers.pThreadConstVector[k].resize(static_cast<size_t>(nUnknownNum));
+    if (k > 0 || !Limits.Apply_PCG_Model) buffers.pThreadBlocks[k] = ZeroedArray(storeSize, largePages);
+    if (k > 0) buffers.pThreadConstVector[k].resize(static_cast<size_t>(Unknowns.nUnknownNum));
 
     AssemblyOutput& out = buffers.pThreadOutput[k];
-    out.pBlocks = k > 0 || !Apply_PCG_Model ? buffers.pThreadBlocks[k].get() : SubMatrixStore.get();
-    out.pConstVector = k > 0 ? buffers.pThreadConstVector[k].data() : pConstVector.data();
+    out.pBlocks =
+        k > 0 || !Limits.Apply_PCG_Model ? buffers.pThreadBlocks[k].get() : Normal.SubMatrixStore.get();
+    out.pConstVector = k > 0 ? buffers.pThreadConstVector[k].data() : Normal.pConstVector.data();
     out.pResiduals = buffers.pThreadResiduals[k].data();
     out.pGrossFlags = buffers.pThreadGrossFlags[k].data();
     out.pRowFlags = buffers.pThreadRowFlags[k].data();
     out.pMissing = &buffers.pThreadMissing[k];
-    out.fMaxX = fMaxResidualX;
-    out.fMaxY = fMaxResidualY;
-    out.fMinX = fMinResidualX;
-    out.fMinY = fMinResidualY;
+    out.fMaxX = Residuals.fMaxResidualX;
+    out.fMaxY = Residuals.fMaxResidualY;
+    out.fMinX = Residuals.fMinResidualX;
+    out.fMinY = Residuals.fMinResidualY;
   }
   return 1;
 }
 
 int CBundleAdjustment::BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last) {
   const auto k = static_cast<size_t>(thread);
-  ThreadBuffers& buffers = *pThreadBuffers;
+  ThreadBuffers& buffers = *Normal.pThreadBuffers;
   // The threads' running figures would share cache lines if they stood side by side.
   AssemblyOutput out = buffers.pThreadOutput[k];
   static const AssemblyKernels kernels = UsableAssemblyKernels().back();
   const std::vector<int32_t>& order = OrderOfSlice(thread, first, last);
   out.pPointOrder = order.empty() ? nullptr : order.data();
   const double minY = out.fMinY;
-  kernels.ByLayout[nLayoutMode](buffers.Input, buffers.pThreadScratch[k], out, first, last);
+  kernels.ByLayout[Unknowns.nLayoutMode](buffers.Input, buffers.pThreadScratch[k], out, first, last);
   if (out.pPointOrder) {
     out.fMinY = SmallestResidualY(buffers.Input, first, last, out.pResiduals, out.pGrossFlags, minY);
     std::ranges::stable_sort(buffers.pThreadMissing[k], {}, &MissingBlock::nObjectPoint);
@@ -180,15 +182,17 @@ int CBundleAdjustment::BuildNormalEquationTask(int32_t thread, int32_t first, in
 }
 
 const std::vector<int32_t>& CBundleAdjustment::OrderOfSlice(int32_t thread, int32_t first, int32_t last) {
-  PointOrder& order = pPointOrders[static_cast<size_t>(thread)];
-  if (order.nSection != nCurrentSection || order.nFirst != first || order.nLast != last) {
-    order = {nCurrentSection, first, last, {}};
+  PointOrder& order = Normal.pPointOrders[static_cast<size_t>(thread)];
+  if (order.nSection != Points.nCurrentSection || order.nFirst != first || order.nLast != last) {
+    order = {Points.nCurrentSection, first, last, {}};
     // The few blocks of cameras are close by in any order.
-    if (nLayoutMode != LayoutIop && IsScattered(pObjectPoints, pImagePoints, first, last)) {
-      order.vPoints = OrderByImages(pObjectPoints, pImagePoints, Layout(), first, last);
+    if (Unknowns.nLayoutMode != LayoutIop &&
+        IsScattered(Points.pObjectPoints, Points.pImagePoints, first, last)) {
+      order.vPoints = OrderByImages(Points.pObjectPoints, Points.pImagePoints, Layout(), first, last);
     }
   }
-  if (!order.vPoints.empty() && !FollowEachOther(pObjectPoints, std::ssize(pImagePoints), first, last)) {
+  if (!order.vPoints.empty() &&
+      !FollowEachOther(Points.pObjectPoints, std::ssize(Points.pImagePoints), first, last)) {
     order.vPoints.clear();
   }
   return order.vPoints;
@@ -196,38 +200,39 @@ const std::vector<int32_t>& CBundleAdjustment::OrderOfSlice(int32_t thread, int3
 
 void CBundleAdjustment::MergeThread(int32_t thread) {
   const auto k = static_cast<size_t>(thread);
-  ThreadBuffers& buffers = *pThreadBuffers;
-  fResidualSumX += buffers.pThreadResidualSum[k][0];
-  fResidualSumY += buffers.pThreadResidualSum[k][1];
-  fResidualSquareSumX += buffers.pThreadResidualSquareSum[k][0];
-  fResidualSquareSumY += buffers.pThreadResidualSquareSum[k][1];
-  nValidImagePointNum += buffers.pThreadValidNum[k];
+  ThreadBuffers& buffers = *Normal.pThreadBuffers;
+  Residuals.fResidualSumX += buffers.pThreadResidualSum[k][0];
+  Residuals.fResidualSumY += buffers.pThreadResidualSum[k][1];
+  Residuals.fResidualSquareSumX += buffers.pThreadResidualSquareSum[k][0];
+  Residuals.fResidualSquareSumY += buffers.pThreadResidualSquareSum[k][1];
+  Residuals.nValidImagePointNum += buffers.pThreadValidNum[k];
   const AssemblyOutput& out = buffers.pThreadOutput[k];
-  fMaxResidualX = std::max(fMaxResidualX, out.fMaxX);
-  fMaxResidualY = std::max(fMaxResidualY, out.fMaxY);
-  fMinResidualX = std::min(fMinResidualX, out.fMinX);
+  Residuals.fMaxResidualX = std::max(Residuals.fMaxResidualX, out.fMaxX);
+  Residuals.fMaxResidualY = std::max(Residuals.fMaxResidualY, out.fMaxY);
+  Residuals.fMinResidualX = std::min(Residuals.fMinResidualX, out.fMinX);
   // What stands here may be above the former figure, as it is a residual in x.
-  fMinResidualY = thread == 0 ? out.fMinY : std::min(fMinResidualY, out.fMinY);
+  Residuals.fMinResidualY = thread == 0 ? out.fMinY : std::min(Residuals.fMinResidualY, out.fMinY);
   ReportMissingBlocks(thread);
 
   if (thread == 0) return;
-  AddStore(*pBlockIndex, buffers.pThreadRowFlags[k], out.pBlocks, buffers.pThreadOutput[0].pBlocks,
+  AddStore(*Normal.pBlockIndex, buffers.pThreadRowFlags[k], out.pBlocks, buffers.pThreadOutput[0].pBlocks,
            System.ProcessorCount());
-  for (size_t i = 0; i < pConstVector.size(); ++i) pConstVector[i] += buffers.pThreadConstVector[k][i];
+  for (size_t i = 0; i < Normal.pConstVector.size(); ++i)
+    Normal.pConstVector[i] += buffers.pThreadConstVector[k][i];
   buffers.pThreadBlocks[k] = ZeroedArray();
   std::vector<double>().swap(buffers.pThreadConstVector[k]);
 }
 
 void CBundleAdjustment::ReportMissingBlocks(int32_t thread) {
-  for (const MissingBlock& block : pThreadBuffers->pThreadMissing[static_cast<size_t>(thread)]) {
+  for (const MissingBlock& block : Normal.pThreadBuffers->pThreadMissing[static_cast<size_t>(thread)]) {
     if (block.nImagePoint < 0) {
       LogPrintf("Warning!Cannot find sub matrix ID\n");
       continue;
     }
     LogPrintf("Sub matrix ID out of range:%d %d %d!\n", block.nRow, block.nCol, -1);
-    if (nLayoutMode != LayoutEop && nLayoutMode != LayoutEopIop) continue;
-    const ImagePointRecord& measurement = pImagePoints[static_cast<size_t>(block.nImagePoint)];
-    const int64_t first = pObjectPoints[static_cast<size_t>(block.nObjectPoint)].nFirstImagePoint;
+    if (Unknowns.nLayoutMode != LayoutEop && Unknowns.nLayoutMode != LayoutEopIop) continue;
+    const ImagePointRecord& measurement = Points.pImagePoints[static_cast<size_t>(block.nImagePoint)];
+    const int64_t first = Points.pObjectPoints[static_cast<size_t>(block.nObjectPoint)].nFirstImagePoint;
     LogPrintf("%d %d %d %lf %lf\n", static_cast<int32_t>(block.nObjectPoint),
               static_cast<int32_t>(block.nImagePoint - first), measurement.nImage,
               static_cast<double>(measurement.x), static_cast<double>(measurement.y));
@@ -235,13 +240,13 @@ void CBundleAdjustment::ReportMissingBlocks(int32_t thread) {
 }
 
 int CBundleAdjustment::FinishBlocks() {
-  double* store = pThreadBuffers->pThreadOutput[0].pBlocks;
-  if (!Apply_PCG_Model) {
-    AddStoreToDense(*pBlockIndex, Layout(), store, pDenseNormal.get(), nUnknownNum);
+  double* store = Normal.pThreadBuffers->pThreadOutput[0].pBlocks;
+  if (!Limits.Apply_PCG_Model) {
+    AddStoreToDense(*Normal.pBlockIndex, Layout(), store, Normal.pDenseNormal.get(), Unknowns.nUnknownNum);
     return 1;
   }
   int32_t id = 0;
-  switch (AttachBlocks(*pBlockIndex, pSubMatrixRows, store, pSubMatrices, id)) {
+  switch (AttachBlocks(*Normal.pBlockIndex, Normal.pSubMatrixRows, store, Normal.pSubMatrices, id)) {
     case AttachFault::Size:
       LogPrintf("Sub matrix %d size inconsictency!\n", id);
       return 0;

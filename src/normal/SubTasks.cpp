@@ -18,25 +18,25 @@ int64_t FirstImagePointOf(std::span<const ObjectPointRecord> points, int64_t poi
 }  // namespace
 
 std::span<const ObjectPointRecord> CBundleAdjustment::PointsOfSection(int32_t section) const {
-  const int64_t count = Sections.ObjectPoints[static_cast<size_t>(section)].Count();
-  return {pObjectPoints.data(),
-          static_cast<size_t>(std::clamp<int64_t>(count, 0, std::ssize(pObjectPoints)))};
+  const int64_t count = Points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
+  return {Points.pObjectPoints.data(),
+          static_cast<size_t>(std::clamp<int64_t>(count, 0, std::ssize(Points.pObjectPoints)))};
 }
 
 int CBundleAdjustment::ComputeMultithreadMemory(int32_t section) {
   const std::span<const ObjectPointRecord> points = PointsOfSection(section);
-  std::vector<int32_t> lastSlice(static_cast<size_t>(std::max(0, nSubMatrixNum)), -1);
+  std::vector<int32_t> lastSlice(static_cast<size_t>(std::max(0, Normal.nSubMatrixNum)), -1);
   int32_t sliceNumber = 0;
-  const int32_t planned = nThreadNum;
+  const int32_t planned = Limits.nThreadNum;
   int32_t threads = planned;
   for (; threads > 0; --threads) {
     const std::vector<PointSlice> slices = SlicePoints(points, threads);
     std::vector<int64_t> doubles;
     for (const PointSlice& slice : slices) {
-      doubles.push_back(
-          CountTouchedDoubles(points.subspan(static_cast<size_t>(slice.nFirst),
-                                             static_cast<size_t>(slice.nLast - slice.nFirst + 1)),
-                              pImagePoints, Layout(), pSubMatrixRows, sliceNumber++, lastSlice));
+      doubles.push_back(CountTouchedDoubles(
+          points.subspan(static_cast<size_t>(slice.nFirst),
+                         static_cast<size_t>(slice.nLast - slice.nFirst + 1)),
+          Points.pImagePoints, Layout(), Normal.pSubMatrixRows, sliceNumber++, lastSlice));
     }
     const int64_t available = System.FreePhysicalBytes();
     const double usable = static_cast<double>(kUsableShare) * static_cast<double>(available);
@@ -44,7 +44,7 @@ int CBundleAdjustment::ComputeMultithreadMemory(int32_t section) {
     for (size_t k = 0; k < doubles.size(); ++k) {
       // Thread 0 adds to the main matrix, which exists from the second section on.
       if (k == 0 && section > 0) continue;
-      const double bytes = static_cast<double>((doubles[k] + 2 * int64_t{nSubMatrixNum}) * 8);
+      const double bytes = static_cast<double>((doubles[k] + 2 * int64_t{Normal.nSubMatrixNum}) * 8);
       total += bytes;
       if (bytes >= usable) {
         LogPrintf("Not enough memory for sparse normal matrix!\n");
@@ -63,17 +63,17 @@ int CBundleAdjustment::ComputeMultithreadMemory(int32_t section) {
   }
   if (threads == planned) return 1;
   LogPrintf("Automatic change thread number from %d to %d\n", planned, threads);
-  nThreadNum = threads;
+  Limits.nThreadNum = threads;
   return 0;
 }
 
 int CBundleAdjustment::SplitSubTasks(int32_t section, std::vector<SubTask>& tasks) {
   const std::span<const ObjectPointRecord> points = PointsOfSection(section);
-  const std::vector<PointSums> pieces = SumPieces(points, pImagePoints, System.ProcessorCount());
-  const std::vector<PointSlice> slices = SlicePoints(points, pieces, nThreadNum);
+  const std::vector<PointSums> pieces = SumPieces(points, Points.pImagePoints, System.ProcessorCount());
+  const std::vector<PointSlice> slices = SlicePoints(points, pieces, Limits.nThreadNum);
   PointSums whole;
   for (const PointSums& piece : pieces) whole.Add(piece);
-  const int64_t firstOfSection = Sections.ObjectPoints[static_cast<size_t>(section)].nFirst;
+  const int64_t firstOfSection = Points.Sections.ObjectPoints[static_cast<size_t>(section)].nFirst;
 
   tasks.assign(slices.size(), SubTask());
   for (size_t k = 0; k < slices.size(); ++k) {
@@ -82,7 +82,7 @@ int CBundleAdjustment::SplitSubTasks(int32_t section, std::vector<SubTask>& task
     task.nFirst = slice.nFirst;
     task.nLast = slice.nLast;
     task.nThread = static_cast<int32_t>(k);
-    const PointSums sums = SumRange(points, pImagePoints, pieces, slice.nFirst, slice.nLast);
+    const PointSums sums = SumRange(points, Points.pImagePoints, pieces, slice.nFirst, slice.nLast);
     task.nMeasurementNum = sums.nMeasurementNum;
     task.nLargestPoint = sums.nLargestPoint;
     const int64_t firstImagePoint = FirstImagePointOf(points, slice.nFirst);

@@ -116,49 +116,51 @@ void WriteFigures(TextWriter& report, const double* six, const double* max) {
 int CBundleAdjustment::WriteReport() {
   const MemoryPurpose purpose("the report");
   TextWriter report, errors;
-  const bool opened = OpenOutput(Outputs, report, JoinPath(szOutputPath, "OrvoAdjustReport.txt")) &&
-                      OpenOutput(Outputs, errors, JoinPath(szOutputPath, "ObjectPointError.xyz"));
+  const bool opened =
+      OpenOutput(Outputs.Folder, report, JoinPath(Paths.szOutputPath, "OrvoAdjustReport.txt")) &&
+      OpenOutput(Outputs.Folder, errors, JoinPath(Paths.szOutputPath, "ObjectPointError.xyz"));
   if (!opened) {
-    ++nOutputFailureNum;
+    ++Outputs.nOutputFailureNum;
     return 0;
   }
   TextReader gcp(&Inputs);
-  gcp.Open(szGcpPath);
+  gcp.Open(Paths.szGcpPath);
 
   // From here on the object holds these four in file image units.
-  fMeanResidualX /= Image_Coor_Scale;
-  fMeanResidualY /= Image_Coor_Scale;
-  fRmsResidualX /= Image_Coor_Scale;
-  fRmsResidualY /= Image_Coor_Scale;
+  Residuals.fMeanResidualX /= Settings.Image_Coor_Scale;
+  Residuals.fMeanResidualY /= Settings.Image_Coor_Scale;
+  Residuals.fRmsResidualX /= Settings.Image_Coor_Scale;
+  Residuals.fRmsResidualY /= Settings.Image_Coor_Scale;
   report.Printf("###Adjustment information\n");
-  report.Printf("Total run time:%.3lfs\n", (fEndTick - fStartTick) / 1000.0);
+  report.Printf("Total run time:%.3lfs\n", (Progress.fEndTick - Progress.fStartTick) / 1000.0);
   report.Printf("Image point reprojection error:\n");
-  report.Printf("MEAN:%12.6lf\t%12.6lf\n", fMeanResidualX, fMeanResidualY);
-  report.Printf("RMSE:%12.6lf\t%12.6lf\n", fRmsResidualX, fRmsResidualY);
-  report.Printf("GSD:%12.6lf\n\n", static_cast<double>(fGsd));
+  report.Printf("MEAN:%12.6lf\t%12.6lf\n", Residuals.fMeanResidualX, Residuals.fMeanResidualY);
+  report.Printf("RMSE:%12.6lf\t%12.6lf\n", Residuals.fRmsResidualX, Residuals.fRmsResidualY);
+  report.Printf("GSD:%12.6lf\n\n", static_cast<double>(Frame.fGsd));
 
   ReportContext context;
-  context.Frames = MakeImageFrames(KeptImages());
-  context.Iop = KeptCameras();
-  context.References =
-      MakeImageReferences(pImageIndex, pImageCamera, pCameraIndex, nImageNum, UsableCameraNum());
-  context.fImageScale = Image_Coor_Scale;
-  context.fObjectScale = Object_Coor_Scale;
-  report.Printf("Control point number:%d\n", nControlPointNum);
+  context.Frames = MakeImageFrames(Images.Kept());
+  context.Iop = Cameras.Usable();
+  context.References = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
+                                           Images.nImageNum, Cameras.UsableNum());
+  context.fImageScale = Settings.Image_Coor_Scale;
+  context.fObjectScale = Settings.Object_Coor_Scale;
+  report.Printf("Control point number:%d\n", Points.nControlPointNum);
   report.Printf("Control point residuals:\n");
   const PointResiduals control = ListPoints(gcp, true, context, report, errors);
-  control.Store(dControlResidual);
-  WriteFigures(report, dControlResidual, control.dMax);
+  control.Store(Residuals.dControlResidual);
+  WriteFigures(report, Residuals.dControlResidual, control.dMax);
 
   report.Printf("\n");
-  report.Printf("Check point number:%d\n", nCheckPointNum);
+  report.Printf("Check point number:%d\n", Points.nCheckPointNum);
   report.Printf("Check point residuals:\n");
   const PointResiduals check = ListPoints(gcp, false, context, report, errors);
-  check.Store(dCheckResidual);
-  WriteFigures(report, dCheckResidual, check.dMax);
+  check.Store(Residuals.dCheckResidual);
+  WriteFigures(report, Residuals.dCheckResidual, check.dMax);
 
-  const bool reportWhole = CloseOutput(Outputs, report), errorsWhole = CloseOutput(Outputs, errors);
-  nOutputFailureNum += (reportWhole ? 0 : 1) + (errorsWhole ? 0 : 1);
+  const bool reportWhole = CloseOutput(Outputs.Folder, report),
+             errorsWhole = CloseOutput(Outputs.Folder, errors);
+  Outputs.nOutputFailureNum += (reportWhole ? 0 : 1) + (errorsWhole ? 0 : 1);
   return 1;
 }
 

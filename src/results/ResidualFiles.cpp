@@ -36,14 +36,14 @@ void MoveResidualsBack(ResidualListing& listing, ThreadBuffers& buffers) {
 int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
   TextWriter file;
   if (x == nullptr ||
-      !OpenOutput(Outputs, file,
-                  JoinPath(szOutputPath, "Corrections_" + std::to_string(iteration) + ".txt"))) {
-    ++nOutputFailureNum;
+      !OpenOutput(Outputs.Folder, file,
+                  JoinPath(Paths.szOutputPath, "Corrections_" + std::to_string(iteration) + ".txt"))) {
+    ++Outputs.nOutputFailureNum;
     return 0;
   }
   constexpr size_t kBlockBytes = size_t{1} << 16;
   std::string text;
-  for (int32_t i = 0; i < nUnknownNum; ++i) {
+  for (int32_t i = 0; i < Unknowns.nUnknownNum; ++i) {
     AppendScientific(text, x[i], 20, 9);
     text += '\n';
     if (text.size() >= kBlockBytes) {
@@ -52,23 +52,23 @@ int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
     }
   }
   file.Write(text);
-  if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs.Folder, file)) ++Outputs.nOutputFailureNum;
   return 1;
 }
 
 int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
   const std::string path = JoinPath(
-      szOutputPath, "Residuals_" + std::to_string(iteration) + "_" + std::to_string(section) + ".res");
-  const double s = Image_Coor_Scale;
+      Paths.szOutputPath, "Residuals_" + std::to_string(iteration) + "_" + std::to_string(section) + ".res");
+  const double s = Settings.Image_Coor_Scale;
   ResidualListing listing;
   listing.fScale = s;
-  listing.fMeanX = fMeanResidualX / s;
-  listing.fMeanY = fMeanResidualY / s;
-  listing.fRmsX = fRmsResidualX / s;
-  listing.fRmsY = fRmsResidualY / s;
-  std::ranges::copy(dControlResidual, listing.Control.begin());
-  std::ranges::copy(dCheckResidual, listing.Check.begin());
-  if (pThreadBuffers) MoveResiduals(*pThreadBuffers, listing);
+  listing.fMeanX = Residuals.fMeanResidualX / s;
+  listing.fMeanY = Residuals.fMeanResidualY / s;
+  listing.fRmsX = Residuals.fRmsResidualX / s;
+  listing.fRmsY = Residuals.fRmsResidualY / s;
+  std::ranges::copy(Residuals.dControlResidual, listing.Control.begin());
+  std::ranges::copy(Residuals.dCheckResidual, listing.Check.begin());
+  if (Normal.pThreadBuffers) MoveResiduals(*Normal.pThreadBuffers, listing);
   const int processors = System.ProcessorCount();
   bool created;
   if (pResidualWriter) {
@@ -79,21 +79,21 @@ int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
     if (bytes > kSmallListing && bytes > System.FreePhysicalBytes() / 8) FinishResidualFiles();
   } else {
     TextWriter file;
-    created = OpenOutput(Outputs, file, path);
+    created = OpenOutput(Outputs.Folder, file, path);
     if (created) WriteResidualFile(file, listing, processors);
-    if (created && !CloseOutput(Outputs, file)) ++nOutputFailureNum;
-    if (pThreadBuffers) MoveResidualsBack(listing, *pThreadBuffers);
+    if (created && !CloseOutput(Outputs.Folder, file)) ++Outputs.nOutputFailureNum;
+    if (Normal.pThreadBuffers) MoveResidualsBack(listing, *Normal.pThreadBuffers);
   }
-  if (!created) ++nOutputFailureNum;
+  if (!created) ++Outputs.nOutputFailureNum;
   return created ? 1 : 0;
 }
 
 void CBundleAdjustment::WriteResidualsBesideTheRun() {
-  if (!pResidualWriter) pResidualWriter = std::make_unique<ResidualWriter>(&Outputs);
+  if (!pResidualWriter) pResidualWriter = std::make_unique<ResidualWriter>(&Outputs.Folder);
 }
 
 void CBundleAdjustment::FinishResidualFiles() {
-  if (pResidualWriter) nOutputFailureNum += pResidualWriter->Finish();
+  if (pResidualWriter) Outputs.nOutputFailureNum += pResidualWriter->Finish();
 }
 
 }  // namespace orvo

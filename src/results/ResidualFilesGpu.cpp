@@ -11,22 +11,23 @@ namespace orvo {
 int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
                                          const gpu::GpuResidualTable& table) {
   TextWriter file;
-  if (!OpenOutput(Outputs, file,
-                  JoinPath(szOutputPath, "Residuals_" + std::to_string(iteration) + "_" +
-                                             std::to_string(number) + ".res"))) {
-    ++nOutputFailureNum;
+  if (!OpenOutput(Outputs.Folder, file,
+                  JoinPath(Paths.szOutputPath, "Residuals_" + std::to_string(iteration) + "_" +
+                                                   std::to_string(number) + ".res"))) {
+    ++Outputs.nOutputFailureNum;
     return 0;
   }
-  const double s = Image_Coor_Scale;
+  const double s = Settings.Image_Coor_Scale;
   const gpu::GpuResidualSummary summary = gpu::WriteGpuResidualLines(file, table, s, System.ProcessorCount());
   // The divided start values tell that there is no extreme.
   const auto shown = [s](double extreme) {
     return std::fabs(extreme) == gpu::GpuResidualSummary::kNone ? extreme / s : extreme;
   };
-  WriteResidualTail(file, {fMeanResidualX / s, fMeanResidualY / s, fRmsResidualX / s, fRmsResidualY / s,
-                           shown(summary.fMaxX), shown(summary.fMaxY), shown(summary.fMinX),
-                           summary.nGrossNum, table.nPointNum, dControlResidual, dCheckResidual});
-  if (!CloseOutput(Outputs, file)) ++nOutputFailureNum;
+  WriteResidualTail(
+      file, {Residuals.fMeanResidualX / s, Residuals.fMeanResidualY / s, Residuals.fRmsResidualX / s,
+             Residuals.fRmsResidualY / s, shown(summary.fMaxX), shown(summary.fMaxY), shown(summary.fMinX),
+             summary.nGrossNum, table.nPointNum, Residuals.dControlResidual, Residuals.dCheckResidual});
+  if (!CloseOutput(Outputs.Folder, file)) ++Outputs.nOutputFailureNum;
   return 1;
 }
 

@@ -72,16 +72,17 @@ Rotations RotationsOf(std::span<const EopRecord> images) {
 
 FormContext MakeFormContext(const CBundleAdjustment& run, bool tiePoints) {
   FormContext context;
-  context.Eop = run.KeptImages();
-  context.Iop = run.KeptCameras();
-  context.ImageIndex = run.pImageIndex;
-  context.CameraIndex = run.pCameraIndex;
-  context.References = MakeImageReferences(run.pImageIndex, run.pImageCamera, run.pCameraIndex, run.nImageNum,
-                                           run.UsableCameraNum());
+  context.Eop = run.Images.Kept();
+  context.Iop = run.Cameras.Usable();
+  context.ImageIndex = run.Images.pImageIndex;
+  context.CameraIndex = run.Cameras.pCameraIndex;
+  context.References =
+      MakeImageReferences(run.Images.pImageIndex, run.Images.pImageCamera, run.Cameras.pCameraIndex,
+                          run.Images.nImageNum, run.Cameras.UsableNum());
   context.R = RotationsOf(context.Eop);
   context.Frames = MakeImageFrames(context.Eop);
-  context.fImageScale = run.Image_Coor_Scale;
-  context.fObjectScale = run.Object_Coor_Scale;
+  context.fImageScale = run.Settings.Image_Coor_Scale;
+  context.fObjectScale = run.Settings.Object_Coor_Scale;
   context.bTiePoints = tiePoints;
   return context;
 }
@@ -194,7 +195,8 @@ void WritePoints(TextReader& file, int64_t pointNum, const FormContext& context,
 }  // namespace
 
 int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::string& gcp) {
-  if (!Direct_Intersection && Absolute_Orientation) WriteResultForm(project, gcp, kTiePointListing);
+  if (!Settings.Direct_Intersection && Settings.Absolute_Orientation)
+    WriteResultForm(project, gcp, kTiePointListing);
   WriteResultForm(project, gcp, 1);
   return 1;
 }
@@ -202,26 +204,26 @@ int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::s
 int CBundleAdjustment::WriteResultForm(const std::string& project, const std::string& gcp, int selector) {
   const MemoryPurpose purpose("the result files");
   const FormContext context = MakeFormContext(*this, selector == kTiePointListing);
-  const std::string ovcPath = JoinPath(szOutputPath, "OrvoResult.ovc");
+  const std::string ovcPath = JoinPath(Paths.szOutputPath, "OrvoResult.ovc");
   const std::string listingPath =
-      JoinPath(szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
+      JoinPath(Paths.szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
   Output ovc, listing;
   TextReader projectFile(&Inputs), gcpFile(&Inputs);
-  if (!OpenOutput(Outputs, ovc.File, ovcPath)) {
-    ++nOutputFailureNum;
+  if (!OpenOutput(Outputs.Folder, ovc.File, ovcPath)) {
+    ++Outputs.nOutputFailureNum;
     LogPrintf("Create ovc file failed:%s!\n", PrintableName(ovcPath).c_str());
     return 0;
   }
   if (!projectFile.Open(project)) {
-    ++nOutputFailureNum;
+    ++Outputs.nOutputFailureNum;
     LogPrintf("Error!Open prj file failed:%s!\n", PrintableName(project).c_str());
     return 0;
   }
   if (!gcpFile.Open(gcp)) LogPrintf("Warning!Open gcp file failed!\n");
-  const bool listed = OpenOutput(Outputs, listing.File, listingPath);
+  const bool listed = OpenOutput(Outputs.Folder, listing.File, listingPath);
   if (!listed) {
     // The orientations are worth having without the listing, so the .ovc is written all the same.
-    ++nOutputFailureNum;
+    ++Outputs.nOutputFailureNum;
     LogPrintf("Error!Create rst file failed:%s!\n", PrintableName(listingPath).c_str());
   }
 
@@ -229,12 +231,12 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   int64_t tiePointNum = header.nObjectPointNum;
   if (tiePointNum == 0) {
     const std::string extension = TextFromLastDot(project);
-    szOvtPath = project.substr(0, project.size() - extension.size()) + ".ovt";
+    Paths.szOvtPath = project.substr(0, project.size() - extension.size()) + ".ovt";
     OvtReader ovt(&Inputs);
-    if (OpenWithHeader(ovt, szOvtPath)) {
+    if (OpenWithHeader(ovt, Paths.szOvtPath)) {
       tiePointNum = ovt.HeaderPointNum();
     } else {
-      LogPrintf("Open ovt file '%s' failed!\n", PrintableName(szOvtPath).c_str());
+      LogPrintf("Open ovt file '%s' failed!\n", PrintableName(Paths.szOvtPath).c_str());
     }
   }
   int32_t gcpNum = 0;
@@ -245,24 +247,24 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
   WriteCameras(projectFile, header.nCameraNum, context, ovc, listing);
   WriteImages(projectFile, header.nImageNum, context, ovc, listing);
   ovc.Flush();
-  if (!CloseOutput(Outputs, ovc.File)) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs.Folder, ovc.File)) ++Outputs.nOutputFailureNum;
   if (!listed) return 0;
 
   TextReader& points = context.bTiePoints ? projectFile : gcpFile;
   const int64_t pointNum = context.bTiePoints ? header.nObjectPointNum : gcpNum;
   ResidualSums sums;
-  sums.fLimitX = Gross_Point_Threshold * fRmsResidualX;
-  sums.fLimitY = Gross_Point_Threshold * fRmsResidualY;
+  sums.fLimitX = Settings.Gross_Point_Threshold * Residuals.fRmsResidualX;
+  sums.fLimitY = Settings.Gross_Point_Threshold * Residuals.fRmsResidualY;
   WritePoints(points, pointNum, context, listing, sums);
   if (sums.n > 0 && context.bTiePoints) {
     const auto n = static_cast<double>(sums.n);
-    fMeanResidualX = sums.x / n;
-    fMeanResidualY = sums.y / n;
-    fRmsResidualX = std::sqrt(sums.xx / n);
-    fRmsResidualY = std::sqrt(sums.yy / n);
+    Residuals.fMeanResidualX = sums.x / n;
+    Residuals.fMeanResidualY = sums.y / n;
+    Residuals.fRmsResidualX = std::sqrt(sums.xx / n);
+    Residuals.fRmsResidualY = std::sqrt(sums.yy / n);
   }
   listing.Flush();
-  if (!CloseOutput(Outputs, listing.File)) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs.Folder, listing.File)) ++Outputs.nOutputFailureNum;
   return 1;
 }
 

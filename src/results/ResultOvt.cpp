@@ -80,20 +80,20 @@ int64_t CopyMeasures(const OvtReader& input, int64_t first, int64_t count, int t
 
 int CBundleAdjustment::WriteResultOvt() {
   const MemoryPurpose purpose("the file of the resulting points");
-  const std::string besideProject = OvtPathOfProject(szProjectPath);
-  if (!besideProject.empty()) szOvtPath = besideProject;
-  if (szOvtPath.empty()) return 0;
+  const std::string besideProject = OvtPathOfProject(Paths.szProjectPath);
+  if (!besideProject.empty()) Paths.szOvtPath = besideProject;
+  if (Paths.szOvtPath.empty()) return 0;
 
   TextWriter output;
   // The doubled separator is how this one name has always been formed.
-  if (!OpenOutput(Outputs, output, szOutputPath + "//OrvoResult.ovt")) {
-    ++nOutputFailureNum;
+  if (!OpenOutput(Outputs.Folder, output, Paths.szOutputPath + "//OrvoResult.ovt")) {
+    ++Outputs.nOutputFailureNum;
     LogPrintf("Error!Create ovt file failed!\n");
     return 0;
   }
   OvtReader input(&Inputs);
-  if (!OpenWithHeader(input, szOvtPath)) {
-    ++nOutputFailureNum;
+  if (!OpenWithHeader(input, Paths.szOvtPath)) {
+    ++Outputs.nOutputFailureNum;
     LogPrintf("Error!Open ovt file failed!\n");
     return 0;
   }
@@ -102,41 +102,42 @@ int CBundleAdjustment::WriteResultOvt() {
   output.Write(header, sizeof header);
 
   ReleaseSectionTable();
-  PlanSections(nImageNum, nCameraNum, input.PointNum(), input.MeasureNum(), nullptr);
-  Point_Thinned_Interval = 1;
-  nTiePointNum = input.PointNum();  // no control points behind the last section
+  PlanSections(Images.nImageNum, Cameras.nCameraNum, input.PointNum(), input.MeasureNum(), nullptr);
+  Limits.Point_Thinned_Interval = 1;
+  Points.nTiePointNum = input.PointNum();  // no control points behind the last section
   int64_t written = 0;
-  for (int32_t section = 0; section < Sections.Count(); ++section) {
+  for (int32_t section = 0; section < Points.Sections.Count(); ++section) {
     written += WriteOvtSection(section, input, output);
     if (CheckInputs() == 0) return 0;
   }
   if (written != input.HeaderPointNum()) {
-    ++nOutputFailureNum;
+    ++Outputs.nOutputFailureNum;
     LogPrintf("Number of object point is unexpected!\n");
     return 0;
   }
   const bool whole = CopyOvtMeasures(input, output);
   ReleaseSectionTable();
-  if (!CloseOutput(Outputs, output) || !whole) ++nOutputFailureNum;
+  if (!CloseOutput(Outputs.Folder, output) || !whole) ++Outputs.nOutputFailureNum;
   return CheckInputs();
 }
 
 int64_t CBundleAdjustment::WriteOvtSection(int32_t section, OvtReader& input, TextWriter& output) {
   // The plan rounds the sections up and may run past the last point.
-  PointSectionTable::Range& range = Sections.ObjectPoints[static_cast<size_t>(section)];
+  PointSectionTable::Range& range = Points.Sections.ObjectPoints[static_cast<size_t>(section)];
   range.nLast = std::min<int64_t>(range.nLast, input.PointNum() - 1);
   if (range.Count() < 1) return 0;
   int64_t count = 0;
-  ReadSectionPoints(section, szProjectPath, szGcpPath, count);
-  count = std::clamp<int64_t>(count, 0, std::min(range.Count(), static_cast<int64_t>(pObjectPoints.size())));
+  ReadSectionPoints(section, Paths.szProjectPath, Paths.szGcpPath, count);
+  count = std::clamp<int64_t>(count, 0,
+                              std::min(range.Count(), static_cast<int64_t>(Points.pObjectPoints.size())));
   range.nLast = range.nFirst + count - 1;
   if (count > 0) {
     LogPrintf("Computing tie point 3D coordinates...\n");
     ComputeTiePointsThreaded(section);
-    JudgeSectionPoints(*this, {pObjectPoints.data(), static_cast<size_t>(count)});
+    JudgeSectionPoints(*this, {Points.pObjectPoints.data(), static_cast<size_t>(count)});
     LogPrintf("Writing tie point 3D coordinates...\n");
     LogPrintf("Number:%" PRId64 "\n", count);
-    count = CopyPoints(input, range.nFirst, {pObjectPoints.data(), static_cast<size_t>(count)},
+    count = CopyPoints(input, range.nFirst, {Points.pObjectPoints.data(), static_cast<size_t>(count)},
                        System.ProcessorCount(), output);
   }
   ReleaseSectionPoints();
@@ -147,7 +148,7 @@ bool CBundleAdjustment::CopyOvtMeasures(OvtReader& input, TextWriter& output) {
   const int64_t total = std::max<int64_t>(input.HeaderMeasureNum(), 0);
   LogPrintf("Writing image point coordinates...\n");
   LogPrintf("Total image point number:%" PRId64 "\n", total);
-  int64_t chunkNum = std::max<int64_t>(Sections.Count(), 1);
+  int64_t chunkNum = std::max<int64_t>(Points.Sections.Count(), 1);
   if (total / chunkNum > kMaxChunk) chunkNum = total / kMaxChunk;
   const int64_t chunk = total / chunkNum;
   int64_t copied = 0;

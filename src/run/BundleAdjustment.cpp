@@ -20,76 +20,73 @@ void Free(std::vector<T>& array) {
 }  // namespace
 
 CBundleAdjustment::CBundleAdjustment(Platform platform, std::FILE* console)
-    : System(std::move(platform)), fConsole(console) {
-  // Before any residual is known, everything below 100 pixels at the default scale counts as plausible.
-  fMeanResidualX = fMeanResidualY = fRmsResidualX = fRmsResidualY = 100.0 * Image_Coor_Scale;
-}
+    : System(std::move(platform)), Log(console, Outputs.Folder) {}
 
 CBundleAdjustment::~CBundleAdjustment() { CloseLogFile(); }
 
 int CBundleAdjustment::SetApplyGpu(bool flag) {
-  Apply_GPU = flag;
+  Limits.Apply_GPU = flag;
   return 1;
 }
 
 int CBundleAdjustment::SetStartTick(double value) {
-  fStartTick = value;
+  Progress.fStartTick = value;
   return 1;
 }
 
 int CBundleAdjustment::SetEndTick(double value) {
-  fEndTick = value;
+  Progress.fEndTick = value;
   return 1;
 }
 
 int CBundleAdjustment::SetResidualStatistics(float meanX, float meanY, float rmsX, float rmsY) {
-  fMeanResidualX = meanX;
-  fMeanResidualY = meanY;
-  fRmsResidualX = rmsX;
-  fRmsResidualY = rmsY;
+  Residuals.fMeanResidualX = meanX;
+  Residuals.fMeanResidualY = meanY;
+  Residuals.fRmsResidualX = rmsX;
+  Residuals.fRmsResidualY = rmsY;
   return 1;
 }
 
 int CBundleAdjustment::SetLmIterationDone(int32_t count) {
-  nLmIterationDone = count;
+  Progress.nLmIterationDone = count;
   return 1;
 }
 
 int CBundleAdjustment::ReleaseSectionPoints() {
-  Free(pObjectPoints);
-  Free(pImagePoints);
-  Free(pPointOrders);
+  Free(Points.pObjectPoints);
+  Free(Points.pImagePoints);
+  Free(Normal.pPointOrders);
   return 1;
 }
 
 int CBundleAdjustment::ReleaseSectionTable() {
-  Free(Sections.ObjectPoints);
-  Free(Sections.ImagePoints);
+  Free(Points.Sections.ObjectPoints);
+  Free(Points.Sections.ImagePoints);
   return 1;
 }
 
 int CBundleAdjustment::ReleaseSubMatrixIndex() {
-  Free(pSubMatrixRows);
-  pBlockIndex.reset();
+  Free(Normal.pSubMatrixRows);
+  Normal.pBlockIndex.reset();
   return 1;
 }
 
 int CBundleAdjustment::ReleaseNormalEquation() {
-  Free(pSubMatrices);
-  SubMatrixStore = ZeroedArray();
-  pDenseNormal = ZeroedArray();
-  Free(pConstVector);
+  Free(Normal.pSubMatrices);
+  Normal.SubMatrixStore = ZeroedArray();
+  Normal.pDenseNormal = ZeroedArray();
+  Free(Normal.pConstVector);
   return 1;
 }
 
 int CBundleAdjustment::ReleasePosData() {
-  Free(pPos);
-  Free(pPosParams);
+  Free(Images.pPos);
+  Free(Normal.pPosParams);
   return 1;
 }
 
 int CBundleAdjustment::ReleaseThreadBuffers() {
-  pThreadBuffers.reset();
+  Normal.pThreadBuffers.reset();
   return 1;
 }
 

@@ -12,12 +12,19 @@
 #include <vector>
 
 #include "base/InputFiles.h"
-#include "base/OutputFolder.h"
+#include "base/OutputLedger.h"
 #include "base/Platform.h"
-#include "base/ZeroedArray.h"
-#include "normal/SubMatrix.h"
-#include "records/ReadingFacts.h"
-#include "records/Records.h"
+#include "base/RunLog.h"
+#include "normal/NormalEquations.h"
+#include "records/AdjustmentSettings.h"
+#include "records/CameraTable.h"
+#include "records/FilePaths.h"
+#include "records/ImageTable.h"
+#include "records/ObjectFrame.h"
+#include "records/PointStore.h"
+#include "records/ResidualStatistics.h"
+#include "records/RunLimits.h"
+#include "records/RunProgress.h"
 #include "records/UnknownLayout.h"
 #include "run/RunGuard.h"
 
@@ -29,7 +36,6 @@ struct GpuState;
 struct PosTerm;
 struct SectionPoints;
 }  // namespace gpu
-class BlockIndex;
 struct DenseSystem;
 class OvtMeasureWindow;
 class OvtReader;
@@ -38,12 +44,10 @@ class ResidualWriter;
 class TextReader;
 class TextWriter;
 struct ImageReference;
-struct PointOrder;
 struct ProjectHeader;
 struct ResampleView;
 struct RunTrack;
 struct TextPointContext;
-struct ThreadBuffers;
 
 class CBundleAdjustment {
  public:
@@ -53,133 +57,25 @@ class CBundleAdjustment {
   CBundleAdjustment(const CBundleAdjustment&) = delete;
   CBundleAdjustment& operator=(const CBundleAdjustment&) = delete;
 
-  // ---- Settings; the fields bear their settings keys -------------------------------------------------
-  bool Apply_GPU = false;
-  bool Apply_PCG_Model = false;
-  bool Set_IOP_Unknown = true;
-  bool Set_EOP_Unknown = true;
-  bool Apply_GPS_Data = false;
-  bool Apply_IMU_Data = false;
-  bool Correct_Const_Error = true;
-  bool Correct_LinearError = true;
-  bool Output_Image_Point_RMSE = true;
-  bool Coor_Normalization = true;
-  bool Direct_Intersection = false;
-  bool Absolute_Orientation = false;
-  bool Resampling_Points = true;
-  bool bMultiThread = true;
-
-  int32_t Point_Thinned_Interval = 1;
-  int32_t Block_Num = 64;
-  int32_t Max_PCG_Iteration_Num = 1;
-  int32_t Max_LM_Iteration_Num = 20;
-  int32_t Free_LM_Iteration_Num = 4;
-  int32_t GCP_LM_Iteration_Num = 4;
-  int32_t Min_Image_Point_Num = 2;
-  int32_t Point_Resample_Number = 6;
-  int32_t nThreadNum = 0;  ///< assembly threads
-
-  double Damping_Coefficient = 0.001;
-  double fDampingBase = 1000.0;
-  double Image_Coor_Scale = 0.001;
-  double Object_Coor_Scale = 1.0;
-  double LM_Converge_Threshold = 1e-5;
-  double PCG_Converge_Threshold = 1e-6;
-  double PCG_IGN_Converge_Threshold = 0.1;
-  double Gross_Point_Threshold = 5.0;
-  double Aircraft_Speed = 100.0;
-  double Gross_Point_Weight = 1e-6;
-  double Initial_Weight = 1.0;
-  double GCP_Weight = 100.0;
-  double GPS_WeightXY = 0.01;
-  double GPS_WeightZ = 0.01;
-  double IMU_Weight = 0.01;
-
-  // ---- Run state -------------------------------------------------------------------------------------
-  float fGsd = 0.1f;                ///< ground size of one file image unit
-  bool bSevenParamApplied = false;  ///< orientations were transformed by control points
-  bool bConverged = false;
-  bool bResampledToFile = false;
-  int64_t nResampleFileLimit = 10000000;  ///< more kept tie points than this go to a file
-  int32_t nCurrentSection = -1;           ///< section whose points are in memory
-  int32_t nLmIterationDone = 0;
-  double fStartTick = 0, fEndTick = 0;  ///< milliseconds
-  double fSevenParam[16] = {};
-  bool bOutputsWritten = false;   ///< the flow came to its end: every output was produced
-  int32_t nOutputFailureNum = 0;  ///< output files that could not be opened or written whole
-
-  ReadingFacts Facts;  ///< what the readers noticed
-  RunGuard Guard;
-
-  // ---- Counts ----------------------------------------------------------------------------------------
-  int32_t nImageFileNum = 0, nCameraFileNum = 0;  ///< in the project header
-  int32_t nGroupNum = 0;                          ///< strip groups
-  int32_t nImageNum = 0, nCameraNum = 0;          ///< kept
-  int32_t nCameraRowNum = 0;  ///< rows of pIop as read; beyond nCameraNum where unused cameras left holes
-  int32_t nUnknownImageNum = 0;
-  int32_t nGcpNum = 0, nGcpImagePointNum = 0;
-  int64_t nObjectPointNum = 0, nTiePointNum = 0, nTieImagePointNum = 0, nImagePointNum = 0;
-  int32_t nControlPointNum = 0, nCheckPointNum = 0;
-  int32_t nGcpFileNum = 0;
-
-  // ---- Unknowns --------------------------------------------------------------------------------------
-  int32_t nEopSize = 0, nIopSize = 0, nPosSize = 0;
-  int32_t nLayoutMode = LayoutEop;
-  int32_t nBlockRowNum = 0, nDiagSize = 0, nDiagUpperSize = 0, nUnknownNum = 0, nSubMatrixNum = 0;
-
-  // ---- Block tables; empty until a reader makes them --------------------------------------------------
-  std::vector<EopRecord> pEop;  ///< nImageFileNum rows, the first nImageNum kept
-  std::vector<PosRecord> pPos;  ///< nImageFileNum rows, by kept image
-  std::vector<IopRecord> pIop;  ///< nCameraFileNum rows
-  PointSectionTable Sections;
-  std::vector<ObjectPointRecord> pObjectPoints;  ///< points of the current section
-  std::vector<ImagePointRecord> pImagePoints;
-  std::vector<ObjectPointRecord> pGcpTable;  ///< control and check points, normalised with the block
-  std::vector<int32_t> pImageGroup;          ///< kept image -> group, -1 without
-  std::vector<int32_t> pImageIndex;          ///< project image ordinal -> kept image, -1 deleted
-  std::vector<int32_t> pImageOrdinal;        ///< kept image -> project image ordinal
-  std::vector<int32_t> pImageCamera;         ///< project image ordinal -> project camera ordinal
-  std::vector<int32_t> pCameraIndex;         ///< project camera ordinal -> row of pIop, -1 deleted
-  std::vector<int32_t> pImagePointCount;     ///< by project image ordinal
-  std::vector<int32_t> pPointImageCount;     ///< by tie point ordinal
-  struct ImageName {
-    char sz[128] = {};
-  };
-  std::vector<ImageName> pImageNames;  ///< by project image ordinal, without folder and extension
-
-  // ---- Normal equations ------------------------------------------------------------------------------
-  std::vector<SubMatrixRow> pSubMatrixRows;
-  std::vector<SubMatrix> pSubMatrices;      ///< sparse form: upper block triangle
-  ZeroedArray SubMatrixStore;               ///< sparse form: data of all blocks that points fill
-  std::unique_ptr<BlockIndex> pBlockIndex;  ///< places of blocks in a store; made from pSubMatrixRows
-  ZeroedArray pDenseNormal;                 ///< dense form: nUnknownNum squared, row-major
-  std::vector<double> pConstVector;
-  std::vector<double> pPosParams;                 ///< nGroupNum times nPosSize drift parameters
-  std::unique_ptr<ThreadBuffers> pThreadBuffers;  ///< work of the assembly threads
-  std::vector<PointOrder> pPointOrders;           ///< by assembly thread, for the section in memory
-
-  // ---- Statistics, in working image units -------------------------------------------------------------
-  double fResidualSumX = 0, fResidualSumY = 0, fResidualSquareSumX = 0, fResidualSquareSumY = 0;
-  double fMeanResidualX, fMeanResidualY, fRmsResidualX, fRmsResidualY;
-  double dControlResidual[6] = {}, dCheckResidual[6] = {};  ///< mean X, Y, Z, RMSE X, Y, Z
-  int32_t nValidImagePointNum = 0;
-  double fMaxResidualX = -1e308, fMaxResidualY = -1e308, fMinResidualX = 1e308, fMinResidualY = 1e308;
-
-  // ---- Normalisation -----------------------------------------------------------------------------------
-  double dCoorMean[3] = {};
-  double dCoorScale = 1.0;
-  bool bNormalized = false;  ///< the data is shifted and scaled now
-
-  // ---- Verdict ---------------------------------------------------------------------------------------
-  std::unique_ptr<RunTrack> pTrack;  ///< what a guarded run remembers for its verdict; null in a classic one
-
-  // ---- Paths -----------------------------------------------------------------------------------------
-  std::string szOutputPath, szProjectPath, szGcpPath;
-  std::string szOvtPath;  ///< empty for a text project
-  OutputFolder Outputs;   ///< where output files are written; until it has begun, at their final paths
-  std::FILE* fLogFile = nullptr;
+  // ---- The parts of a run ----------------------------------------------------------------------------
+  AdjustmentSettings Settings;            ///< written by the readers of settings alone
+  RunLimits Limits = LimitsOf(Settings);  ///< the settings in force
+  FilePaths Paths;
   Platform System;
   InputFiles Inputs{System.Files};  ///< every file that the run reads, and the first fault among them
+  OutputLedger Outputs;
+  RunLog Log;
+  RunProgress Progress;
+  RunGuard Guard;
+  std::unique_ptr<RunTrack> pTrack;  ///< what a guarded run remembers for its verdict; null in a classic one
+
+  ImageTable Images;
+  CameraTable Cameras;
+  PointStore Points;
+  ObjectFrame Frame;
+  UnknownCounts Unknowns;
+  NormalEquations Normal;
+  ResidualStatistics Residuals;
 
   // ==== run/ ==========================================================================================
   int SetApplyGpu(bool flag);
@@ -306,14 +202,8 @@ class CBundleAdjustment {
 
   /// False where cameras stay as they were read.
   bool AdjustsCameras() const {
-    return Set_IOP_Unknown && !Direct_Intersection && (Apply_GPU || !Absolute_Orientation);
-  }
-  /// Rows of pIop that measurements may stand on: nCameraNum where cameras are unknowns, otherwise all.
-  int32_t UsableCameraNum() const { return std::max(nCameraNum, nCameraRowNum); }
-  /// What an nImage or nCamera may point to.
-  std::span<const EopRecord> KeptImages() const { return {pEop.data(), static_cast<size_t>(nImageNum)}; }
-  std::span<const IopRecord> KeptCameras() const {
-    return {pIop.data(), static_cast<size_t>(UsableCameraNum())};
+    return Settings.Set_IOP_Unknown && !Settings.Direct_Intersection &&
+           (Limits.Apply_GPU || !Settings.Absolute_Orientation);
   }
 
   // ==== geometry/ =====================================================================================
@@ -379,7 +269,8 @@ class CBundleAdjustment {
   const std::vector<int32_t>& OrderOfSlice(int32_t thread, int32_t first, int32_t last);
   /// The numbering of the unknowns as it stands.
   UnknownLayout Layout() const {
-    return {nLayoutMode, nUnknownImageNum, nCameraNum, nPosSize, UsableCameraNum()};
+    return {Unknowns.nLayoutMode, Images.nUnknownImageNum, Cameras.nCameraNum, Unknowns.nPosSize,
+            Cameras.UsableNum()};
   }
   /// The section's points that are in memory, never more than the section has.
   std::span<const ObjectPointRecord> PointsOfSection(int32_t section) const;
@@ -469,12 +360,7 @@ class CBundleAdjustment {
 
  private:
   std::unique_ptr<gpu::GpuState> pGpu;
-  void LogText(const char* format, std::va_list arguments, bool toLog) __attribute__((format(printf, 2, 0)));
-  std::FILE* fConsole;
   std::unique_ptr<ResidualWriter> pResidualWriter;
-  std::vector<int64_t> vTextPlaces;     ///< in a text project, of every kTextPiecePoints-th point
-  int64_t nTextPlaceFileSize = -1;      ///< of the file that they are places in
-  std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
 };
 
 }  // namespace orvo

@@ -9,15 +9,15 @@ namespace orvo {
 
 int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::string& gcp,
                                         const std::string& pos, std::string& output) {
-  const bool adjusts = !Direct_Intersection && !Absolute_Orientation;
+  const bool adjusts = !Settings.Direct_Intersection && !Settings.Absolute_Orientation;
   if (adjusts) {
     LogPrintf(">>Pre-reading data...\n");
     const int counted = PreReadData(project, gcp);
     if (!CountsHold(*this) || counted == 0) return 0;
   } else {
-    szProjectPath = project;
-    szGcpPath = gcp;
-    szOvtPath = OvtPathOfProject(project);
+    Paths.szProjectPath = project;
+    Paths.szGcpPath = gcp;
+    Paths.szOvtPath = OvtPathOfProject(project);
   }
   LogPrintf(">>Reading eop and camera data from project file...\n");
   if (ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
@@ -25,11 +25,11 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   if (SetOutputPath(project, output) == 0) return 0;
   SetStartTick(System.TickMilliseconds());
 
-  if (Direct_Intersection) {
+  if (Settings.Direct_Intersection) {
     GenerateResults(project, gcp, output);
     return 0;
   }
-  if (Absolute_Orientation) {
+  if (Settings.Absolute_Orientation) {
     if (ComputeSevenParametersFromGcp(gcp) != 1) {
       LogPrintf("Error! Compute Seven Parameters with GCP failed!\n");
       return -1;
@@ -45,7 +45,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   LogPrintf(">>Adjustment preprocessing...\n");
   if (PrepareAdjustment() != 1) return 0;
   NoteStart(*this, pos);
-  if (Coor_Normalization) {
+  if (Limits.Coor_Normalization) {
     LogPrintf(">>Normalizing data...\n");
     ComputeNormalization();
     NormalizeData();
@@ -59,7 +59,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   }
   JudgePoints(*this);
 
-  if (Coor_Normalization) {
+  if (Limits.Coor_Normalization) {
     LogPrintf(">>Unnormalizing data...\n");
     RestoreData();
   }
@@ -82,34 +82,36 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
   LogPrintf(">>Out put points data...\n");
   WriteResultOvt();
   JudgeRun(*this);
-  bOutputsWritten = CheckInputs() == 1;
-  return bOutputsWritten ? 1 : 0;
+  Outputs.bOutputsWritten = CheckInputs() == 1;
+  return Outputs.bOutputsWritten ? 1 : 0;
 }
 
 int CBundleAdjustment::PrepareCpuPoints(const std::string& gcp) {
-  if (Resampling_Points) {
+  if (Settings.Resampling_Points) {
     LogPrintf(">>Reampling image point data...\n");
-    if (ResamplePoints(szOvtPath, gcp, JoinPath(szOutputPath, "Resampled.ovt")) == 0) return 0;
-    if (!bResampledToFile) return 1;
+    if (ResamplePoints(Paths.szOvtPath, gcp, JoinPath(Paths.szOutputPath, "Resampled.ovt")) == 0) return 0;
+    if (!Points.bResampledToFile) return 1;
   }
-  if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0) return 0;
-  if (Sections.Count() != 1) {
+  if (PlanSections(Images.nImageNum, Cameras.nCameraNum, Points.nObjectPointNum, Points.nImagePointNum,
+                   &Points.pPointImageCount) == 0)
+    return 0;
+  if (Points.Sections.Count() != 1) {
     // Normalisation changes the table and the reader of each section takes the coordinates from it, so the
     // table has to be there before the first section is read.
     return ReadGcpTable(gcp);
   }
   LogPrintf(">>Reading points data...\n");
   int64_t count = 0;
-  if (ReadSectionPoints(0, szProjectPath, gcp, count) == 0) return 0;
-  nObjectPointNum = count;
-  Sections.ObjectPoints[0] = {0, count - 1};
+  if (ReadSectionPoints(0, Paths.szProjectPath, gcp, count) == 0) return 0;
+  Points.nObjectPointNum = count;
+  Points.Sections.ObjectPoints[0] = {0, count - 1};
   return 1;
 }
 
 void CBundleAdjustment::ReadCpuPosData(const std::string& pos) {
-  if (!Apply_GPS_Data && !Apply_IMU_Data) return;
+  if (!Limits.Apply_GPS_Data && !Limits.Apply_IMU_Data) return;
   if (pos.empty()) {
-    Apply_GPS_Data = Apply_IMU_Data = false;
+    Limits.Apply_GPS_Data = Limits.Apply_IMU_Data = false;
     return;
   }
   LogPrintf(">>Reading pos data...\n");
@@ -118,18 +120,20 @@ void CBundleAdjustment::ReadCpuPosData(const std::string& pos) {
 }
 
 int CBundleAdjustment::RunCpuIterations() {
-  std::vector<int32_t> threadNumCache(static_cast<size_t>(Sections.Count()), 0);
+  std::vector<int32_t> threadNumCache(static_cast<size_t>(Points.Sections.Count()), 0);
   int32_t iteration = 0;
   do {
-    nValidImagePointNum = 0;
-    fResidualSumX = fResidualSumY = fResidualSquareSumX = fResidualSquareSumY = 0;
+    Residuals.nValidImagePointNum = 0;
+    Residuals.fResidualSumX = Residuals.fResidualSumY = Residuals.fResidualSquareSumX =
+        Residuals.fResidualSquareSumY = 0;
     MakeNormalEquation();
-    for (int32_t section = 0; section < Sections.Count(); ++section) {
-      if (Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
+    for (int32_t section = 0; section < Points.Sections.Count(); ++section) {
+      if (Points.Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
       if (AddSectionToNormalEquation(iteration, section, threadNumCache) == 0) return 0;
     }
-    NoteIteration(*this, fRmsResidualX * fRmsResidualX, fRmsResidualY * fRmsResidualY);
-    if (Apply_GPS_Data || Apply_IMU_Data) {
+    NoteIteration(*this, Residuals.fRmsResidualX * Residuals.fRmsResidualX,
+                  Residuals.fRmsResidualY * Residuals.fRmsResidualY);
+    if (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) {
       LogPrintf(">>>>Building GPS normal equation %d...\n", iteration);
       BuildPosNormalEquation(iteration);
     }
@@ -139,10 +143,10 @@ int CBundleAdjustment::RunCpuIterations() {
     if (SolveAndUpdate(iteration) == 0) return 0;
     // The solution leaves the dense matrix cleared, and its memory is kept: to get it anew from the system
     // would take longer than to clear it.
-    if (Apply_PCG_Model) ReleaseNormalEquation();
-    if (bConverged) break;
+    if (Limits.Apply_PCG_Model) ReleaseNormalEquation();
+    if (Progress.bConverged) break;
     ++iteration;
-  } while (iteration < Max_LM_Iteration_Num);
+  } while (iteration < Settings.Max_LM_Iteration_Num);
   ReleaseNormalEquation();
   SetLmIterationDone(iteration);
   return 1;
@@ -150,7 +154,7 @@ int CBundleAdjustment::RunCpuIterations() {
 
 int CBundleAdjustment::AddSectionToNormalEquation(int32_t iteration, int32_t section,
                                                   std::vector<int32_t>& threadNumCache) {
-  const bool several = Sections.Count() > 1;
+  const bool several = Points.Sections.Count() > 1;
   if (several) {
     LogPrintf(">>Reading points data section %d...\n", section);
     if (ReadSectionPoints(section) == 0) return 0;
@@ -168,30 +172,30 @@ int CBundleAdjustment::AddSectionToNormalEquation(int32_t iteration, int32_t sec
 
 void CBundleAdjustment::MakeNormalEquation() {
   const MemoryPurpose purpose("the normal equations");
-  const auto order = static_cast<size_t>(nUnknownNum);
-  pConstVector.assign(order, 0.0);
-  if (Apply_PCG_Model) {
-    if (pSubMatrices.empty()) pSubMatrices.resize(static_cast<size_t>(nSubMatrixNum));
-    ClearSubMatrices(pSubMatrices);
-  } else if (!pDenseNormal) {
-    pDenseNormal = ZeroedArray(order * order, false);
+  const auto order = static_cast<size_t>(Unknowns.nUnknownNum);
+  Normal.pConstVector.assign(order, 0.0);
+  if (Limits.Apply_PCG_Model) {
+    if (Normal.pSubMatrices.empty()) Normal.pSubMatrices.resize(static_cast<size_t>(Normal.nSubMatrixNum));
+    ClearSubMatrices(Normal.pSubMatrices);
+  } else if (!Normal.pDenseNormal) {
+    Normal.pDenseNormal = ZeroedArray(order * order, false);
   }
 }
 
 int CBundleAdjustment::GenerateResults(const std::string& project, const std::string& gcp,
                                        const std::string& /*output*/) {
-  szGcpPath = gcp;
+  Paths.szGcpPath = gcp;
   SetEndTick(System.TickMilliseconds());
   LogPrintf(">>Generating result file...\n");
-  if (!Direct_Intersection && Absolute_Orientation) WriteResultForm(project, gcp, 0);
+  if (!Settings.Direct_Intersection && Settings.Absolute_Orientation) WriteResultForm(project, gcp, 0);
   WriteResultForm(project, gcp, 1);
   LogPrintf(">>Generating adjustment report...\n");
   WriteReport();
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
   JudgeRun(*this);
-  bOutputsWritten = CheckInputs() == 1;
-  return bOutputsWritten ? 1 : 0;
+  Outputs.bOutputsWritten = CheckInputs() == 1;
+  return Outputs.bOutputsWritten ? 1 : 0;
 }
 
 }  // namespace orvo

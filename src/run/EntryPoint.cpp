@@ -60,19 +60,19 @@ void ExpectInputs(const RunPaths& paths, InputFiles& inputs) {
 /// The CPU or the device flow, as settings and options say.
 void RunFlow(CBundleAdjustment& block, RunPaths& paths, const Platform& platform, const RunOptions& options) {
   if (options.At != DeviceChoice::FromSettings) block.SetApplyGpu(options.At != DeviceChoice::Cpu);
-  if (block.Apply_GPU) {
+  if (block.Limits.Apply_GPU) {
     gpu::GpuState& state = block.Gpu();
     state.pDevice = options.MakeDevice ? options.MakeDevice() : MakeDeviceOf(options.At, platform);
     state.Form = options.Kernels;
     state.nDeviceMemory = options.nDeviceMemory;
   }
-  if (block.Apply_GPU && block.DetectCudaDevices() != 0) {
-    block.Apply_PCG_Model = true;
-    block.Coor_Normalization = true;
-    block.Max_PCG_Iteration_Num = 2;
+  if (block.Limits.Apply_GPU && block.DetectCudaDevices() != 0) {
+    block.Limits.Apply_PCG_Model = true;
+    block.Limits.Coor_Normalization = true;
+    block.Limits.Max_PCG_Iteration_Num = 2;
     block.RunGpuAdjustment(paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
   } else {
-    if (block.Apply_GPU) {
+    if (block.Limits.Apply_GPU) {
       block.LogPrintf(">>There is no device supporting CUDA, shift to CPU mode.\n");
       block.SetApplyGpu(false);
     }
@@ -93,7 +93,7 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   if (const std::string refusal = BeginOutput(block, paths, folderIsThere); !refusal.empty()) {
     if (options.Rules == RunRules::Classic) block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
     RunOutcome outcome;
-    outcome.szOutputPath = block.szOutputPath;
+    outcome.szOutputPath = block.Paths.szOutputPath;
     outcome.szFault = refusal;
     return outcome;
   }
@@ -106,9 +106,9 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   if (block.CheckInputs() == 1) RunFlow(block, paths, platform, options);
   block.CheckInputs();
   RunOutcome outcome;
-  outcome.bDone = block.bOutputsWritten;
-  outcome.nOutputFailureNum = block.nOutputFailureNum;
-  outcome.szOutputPath = block.szOutputPath;
+  outcome.bDone = block.Outputs.bOutputsWritten;
+  outcome.nOutputFailureNum = block.Outputs.nOutputFailureNum;
+  outcome.szOutputPath = block.Paths.szOutputPath;
   outcome.Refusals = block.Guard.Refusals;
   outcome.Notes = block.Guard.Notes;
   if (block.Inputs.Any()) {

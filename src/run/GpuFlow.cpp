@@ -12,21 +12,22 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   const int counted = PreReadData(project, gcp);
   if (CheckInputs() == 0) return 0;
   if (!CountsHold(*this) || counted == 0 || ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
-  if (Direct_Intersection && !WholeProjectHolds(*this)) return 0;
-  if (Direct_Intersection) return GenerateResults(project, gcp, output);
-  if (Resampling_Points) {
+  if (Settings.Direct_Intersection && !WholeProjectHolds(*this)) return 0;
+  if (Settings.Direct_Intersection) return GenerateResults(project, gcp, output);
+  if (Settings.Resampling_Points) {
     LogPrintf(">>Reampling image point data...\n");
-    ResamplePoints(szOvtPath, gcp, JoinPath(szOutputPath, "Resampled.ovt"));
+    ResamplePoints(Paths.szOvtPath, gcp, JoinPath(Paths.szOutputPath, "Resampled.ovt"));
     if (CheckInputs() == 0) return 0;
   }
-  if (!Resampling_Points || bResampledToFile) {
-    if (PlanSections(nImageNum, nCameraNum, nObjectPointNum, nImagePointNum, &pPointImageCount) == 0)
+  if (!Settings.Resampling_Points || Points.bResampledToFile) {
+    if (PlanSections(Images.nImageNum, Cameras.nCameraNum, Points.nObjectPointNum, Points.nImagePointNum,
+                     &Points.pPointImageCount) == 0)
       return 0;
   }
   if (!PointsHold(*this)) return 0;
   // Normalisation changes the table, and the reader of points takes the coordinates from it.
   if (ReadGcpTable(gcp) == 0) return 0;
-  if (Apply_GPS_Data || Apply_IMU_Data) {
+  if (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) {
     LogPrintf(">>Reading POS data...\n");
     ReadPosData(pos);
     if (CheckInputs() == 0) return 0;

@@ -9,6 +9,7 @@
 #include "check/OvtCheck.h"
 #include "check/PosCheck.h"
 #include "check/ProjectHead.h"
+#include "run/SettingsReading.h"
 #include "run/SettingsTable.h"
 
 namespace orvo {
@@ -16,9 +17,10 @@ namespace {
 
 /// What the settings make of a POS file.
 PosUse PosUseOf(const std::string& settings) {
-  CBundleAdjustment reader(NativePlatform(), nullptr);
-  reader.ReadSettings(settings);
-  return {reader.Apply_GPS_Data, reader.Apply_IMU_Data};
+  InputFiles inputs;
+  AdjustmentSettings read;
+  ReadSettingsFile(settings, inputs, read);
+  return {read.Apply_GPS_Data, read.Apply_IMU_Data};
 }
 
 /// The faults of a POS file that is named and not used, or used and not named.

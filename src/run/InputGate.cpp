@@ -7,14 +7,14 @@ namespace orvo {
 namespace {
 
 std::optional<Finding> FindFault(const CBundleAdjustment& block) {
-  if (block.szOvtPath.empty()) return FindFaultOfTextProject(block.szProjectPath);
-  return FindFaultOfOvt(block.szOvtPath, block.nImageFileNum);
+  if (block.Paths.szOvtPath.empty()) return FindFaultOfTextProject(block.Paths.szProjectPath);
+  return FindFaultOfOvt(block.Paths.szOvtPath, block.Images.nImageFileNum);
 }
 
 /// Ends the run for it. The console has it from whoever asked for the run.
 bool Keep(CBundleAdjustment& block, const Finding& refusal) {
   block.Guard.Refusals.push_back(refusal);
-  if (block.fLogFile != nullptr) std::fprintf(block.fLogFile, "%s\n", TextOf(refusal).c_str());
+  block.Log.WriteToFile(TextOf(refusal) + "\n");
   return false;
 }
 
@@ -22,7 +22,8 @@ bool Keep(CBundleAdjustment& block, const Finding& refusal) {
 bool Refuse(CBundleAdjustment& block) {
   std::optional<Finding> fault = FindFault(block);
   if (!fault) {
-    const std::string& path = block.szOvtPath.empty() ? block.szProjectPath : block.szOvtPath;
+    const std::string& path =
+        block.Paths.szOvtPath.empty() ? block.Paths.szProjectPath : block.Paths.szOvtPath;
     fault = Finding{
         Severity::Error, path, 0, -1, "the file changed while it was read", "Run again when it is complete"};
   }
@@ -34,14 +35,14 @@ void TellLostImages(CBundleAdjustment& block) {
   block.Guard.bToldImages = true;
   NamedCount images;
   int64_t measures = 0;
-  for (size_t i = 0; i < block.pImageIndex.size() && i < block.pImagePointCount.size(); ++i) {
-    if (block.pImageIndex[i] >= 0) continue;
-    measures += block.pImagePointCount[i];
-    if (block.pImagePointCount[i] < 1) images.Add(block.pImageNames[i].sz);
+  for (size_t i = 0; i < block.Images.pImageIndex.size() && i < block.Images.pImagePointCount.size(); ++i) {
+    if (block.Images.pImageIndex[i] >= 0) continue;
+    measures += block.Images.pImagePointCount[i];
+    if (block.Images.pImagePointCount[i] < 1) images.Add(block.Images.pImageNames[i].sz);
   }
   if (images.nCount > 0) {
     TellNote(block, {Severity::Note,
-                     block.szProjectPath,
+                     block.Paths.szProjectPath,
                      0,
                      -1,
                      CountOf(images.nCount, "image", images.Names) +
@@ -50,18 +51,18 @@ void TellLostImages(CBundleAdjustment& block) {
   }
   if (measures > 0) {
     TellNote(block, {Severity::Note,
-                     block.szProjectPath,
+                     block.Paths.szProjectPath,
                      0,
                      -1,
                      CountOf(measures, "measurement", {}) + " on images that are left out",
                      {}});
   }
-  if (block.Facts.nFewRays > 0) {
+  if (block.Points.Facts.nFewRays > 0) {
     TellNote(block, {Severity::Note,
-                     block.szProjectPath,
+                     block.Paths.szProjectPath,
                      0,
                      -1,
-                     CountOf(block.Facts.nFewRays, "tie point", {}) +
+                     CountOf(block.Points.Facts.nFewRays, "tie point", {}) +
                          " with fewer than 2 measurements, which determine nothing",
                      {}});
   }
@@ -70,10 +71,10 @@ void TellLostImages(CBundleAdjustment& block) {
 void TellLostPoints(CBundleAdjustment& block) {
   if (block.Guard.bToldPoints) return;
   block.Guard.bToldPoints = true;
-  const NamedCount& rejected = block.Facts.Points.Rejected;
+  const NamedCount& rejected = block.Points.Facts.Points.Rejected;
   if (rejected.nCount < 1) return;
   TellNote(block, {Severity::Note,
-                   block.szProjectPath,
+                   block.Paths.szProjectPath,
                    0,
                    -1,
                    CountOf(rejected.nCount, "tie point", rejected.Names) +
@@ -86,7 +87,7 @@ void TellLostPoints(CBundleAdjustment& block) {
 bool CountsHold(CBundleAdjustment& block) {
   if (!block.Guard.bGuarded) return true;
   if (!block.Guard.Refusals.empty()) return false;
-  if (block.Facts.nBrokenCounted > 0) return Refuse(block);
+  if (block.Points.Facts.nBrokenCounted > 0) return Refuse(block);
   return true;
 }
 
@@ -94,14 +95,14 @@ bool PointsHold(CBundleAdjustment& block) {
   if (!CountsHold(block)) return false;
   if (!block.Guard.bGuarded) return true;
   TellLostImages(block);
-  if (!block.szOvtPath.empty()) return true;
-  if (block.Sections.Count() > 1) {
-    return Keep(block, {Severity::Error, block.szProjectPath, 0, -1,
+  if (!block.Paths.szOvtPath.empty()) return true;
+  if (block.Points.Sections.Count() > 1) {
+    return Keep(block, {Severity::Error, block.Paths.szProjectPath, 0, -1,
                         "the text project does not fit into the memory at once, and its later "
                         "sections would be read out of step",
                         "Count on more with --memory, or convert the project to .ovc and .ovt"});
   }
-  if (block.Facts.Points.nBroken > 0) return Refuse(block);
+  if (block.Points.Facts.Points.nBroken > 0) return Refuse(block);
   TellLostPoints(block);
   return true;
 }

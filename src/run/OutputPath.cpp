@@ -10,7 +10,7 @@ int CBundleAdjustment::SetOutputPath(const std::string& project, std::string& ou
     }
     output = JoinPath(CutAtLastSeparator(project), "OrvoBundleResult");
   }
-  szOutputPath = output;
+  Paths.szOutputPath = output;
   if (System.FolderIsWritable(output) || System.MakeFolder(output)) return 1;
   LogPrintf("Create output path failed!\n");
   return 0;

@@ -7,6 +7,7 @@
 #include "base/TextReader.h"
 #include "block/SettingsText.h"
 #include "run/BundleAdjustment.h"
+#include "run/SettingsReading.h"
 #include "run/SettingsTable.h"
 
 namespace orvo {
@@ -33,30 +34,11 @@ void Assign(double& field, const Setting& setting, std::string_view text, bool x
   }
 }
 
-void AssignTo(CBundleAdjustment& owner, const Setting& setting, std::string_view text, bool xml) {
+void AssignTo(AdjustmentSettings& owner, const Setting& setting, std::string_view text, bool xml) {
   std::visit([&](auto field) { Assign(owner.*field, setting, text, xml); }, setting.field);
 }
 
-}  // namespace
-
-int CBundleAdjustment::ReadSettings(const std::string& path) {
-  const MemoryPurpose purpose("the settings");
-  if (path.empty()) {
-    LogPrintf("Open initial parameter file failed!\n");
-    LogPrintf("Use default parameters!\n");
-    return 0;
-  }
-  const std::string extension = TextFromLastDot(path);
-  if (extension == ".xml" || extension == ".XML") {
-    ReadSettingsXml(path);
-    return 1;
-  }
-  TextReader file(&Inputs);
-  if (!file.Open(path, kReadAsSettings)) {
-    LogPrintf("Open initial parameter file failed!\n");
-    LogPrintf("Use default parameters!\n");
-    return 0;
-  }
+void ReadColons(TextReader& file, AdjustmentSettings& settings) {
   std::string_view line;
   while (file.Next(line)) {
     // The last colon ends the key, so a second one on the line makes the key unknown.
@@ -65,24 +47,53 @@ int CBundleAdjustment::ReadSettings(const std::string& path) {
     const std::string_view key = line.substr(0, colon);
     for (const Setting& setting : SettingsTable()) {
       if (setting.szColonKey != nullptr && key == setting.szColonKey) {
-        AssignTo(*this, setting, line.substr(colon + 1), false);
+        AssignTo(settings, setting, line.substr(colon + 1), false);
       }
     }
   }
-  return 1;
 }
 
-int CBundleAdjustment::ReadSettingsXml(const std::string& path) {
+}  // namespace
+
+void ReadSettingsXmlFile(const std::string& path, InputFiles& inputs, AdjustmentSettings& settings) {
   std::string text;  // the document is made of it
   pugi::xml_document document;
   // Without a file, too, the elements below assign: as if each were empty.
-  if (ReadXmlText(path, Inputs, text)) document.load_buffer_inplace(text.data(), text.size());
+  if (ReadXmlText(path, inputs, text)) document.load_buffer_inplace(text.data(), text.size());
   for (const Setting& setting : SettingsTable()) {
     // An absent element assigns too: its text is empty, so a switch is off and a number 0.
     if (setting.szXmlElement != nullptr) {
-      AssignTo(*this, setting, document.child(setting.szXmlParent).child_value(setting.szXmlElement), true);
+      AssignTo(settings, setting, document.child(setting.szXmlParent).child_value(setting.szXmlElement),
+               true);
     }
   }
+}
+
+bool ReadSettingsFile(const std::string& path, InputFiles& inputs, AdjustmentSettings& settings) {
+  const std::string extension = TextFromLastDot(path);
+  if (extension == ".xml" || extension == ".XML") {
+    ReadSettingsXmlFile(path, inputs, settings);
+    return true;
+  }
+  TextReader file(&inputs);
+  if (path.empty() || !file.Open(path, kReadAsSettings)) return false;
+  ReadColons(file, settings);
+  return true;
+}
+
+int CBundleAdjustment::ReadSettings(const std::string& path) {
+  const MemoryPurpose purpose("the settings");
+  const bool read = ReadSettingsFile(path, Inputs, Settings);
+  Limits = LimitsOf(Settings);
+  if (read) return 1;
+  LogPrintf("Open initial parameter file failed!\n");
+  LogPrintf("Use default parameters!\n");
+  return 0;
+}
+
+int CBundleAdjustment::ReadSettingsXml(const std::string& path) {
+  ReadSettingsXmlFile(path, Inputs, Settings);
+  Limits = LimitsOf(Settings);
   return 1;
 }
 

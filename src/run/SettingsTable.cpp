@@ -3,7 +3,7 @@
 namespace orvo {
 namespace {
 
-using C = CBundleAdjustment;
+using C = AdjustmentSettings;
 
 constexpr const char* kAdjustment = "Adjustment_parameters";
 constexpr const char* kPos = "POS_parameters";

@@ -4,7 +4,7 @@
 #include <span>
 #include <variant>
 
-#include "run/BundleAdjustment.h"
+#include "records/AdjustmentSettings.h"
 
 namespace orvo {
 
@@ -16,7 +16,7 @@ enum class XmlRule {
 };
 
 struct Setting {
-  std::variant<bool CBundleAdjustment::*, int32_t CBundleAdjustment::*, double CBundleAdjustment::*> field;
+  std::variant<bool AdjustmentSettings::*, int32_t AdjustmentSettings::*, double AdjustmentSettings::*> field;
   const char* szName;        ///< of the field
   const char* szColonKey;    ///< null: the colon form can't set it
   const char* szXmlElement;  ///< null: the XML form can't set it

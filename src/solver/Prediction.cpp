@@ -67,9 +67,9 @@ class DiagonalInverses {
 /// The sum of squares that a decrease is a share of; never less than that of the smallest residuals that
 /// count.
 double JudgedSquares(const CBundleAdjustment& run) {
-  const double floor = VerdictLimits().fRmseFloor * run.Image_Coor_Scale;
-  return std::max(run.fResidualSquareSumX + run.fResidualSquareSumY,
-                  floor * floor * static_cast<double>(std::max(run.nValidImagePointNum, 1)));
+  const double floor = VerdictLimits().fRmseFloor * run.Settings.Image_Coor_Scale;
+  return std::max(run.Residuals.fResidualSquareSumX + run.Residuals.fResidualSquareSumY,
+                  floor * floor * static_cast<double>(std::max(run.Residuals.nValidImagePointNum, 1)));
 }
 
 DecreaseLimits LimitsOf(const CBundleAdjustment& run, double squares) {
@@ -81,29 +81,31 @@ DecreaseLimits LimitsOf(const CBundleAdjustment& run, double squares) {
 
 }  // namespace
 
-bool CBundleAdjustment::IsFree() const { return nControlPointNum == 0 && !Apply_GPS_Data && !Apply_IMU_Data; }
+bool CBundleAdjustment::IsFree() const {
+  return Points.nControlPointNum == 0 && !Limits.Apply_GPS_Data && !Limits.Apply_IMU_Data;
+}
 
 bool CBundleAdjustment::IsLastStep(int32_t iteration, const double* x) const {
-  return iteration + 1 >= Max_LM_Iteration_Num ||
-         LM_Converge_Threshold > std::fabs(MaxMagnitude(x, nUnknownNum, 1));
+  return iteration + 1 >= Settings.Max_LM_Iteration_Num ||
+         Settings.LM_Converge_Threshold > std::fabs(MaxMagnitude(x, Unknowns.nUnknownNum, 1));
 }
 
 void CBundleAdjustment::PredictDense(const DenseSystem& system, const double* x) {
-  const auto n = static_cast<size_t>(nUnknownNum);
+  const auto n = static_cast<size_t>(Unknowns.nUnknownNum);
   const std::vector<double>& diagonal = pTrack->vDiagonal;
   if (diagonal.size() != n) return;
   std::vector<double> r(n);
   const std::vector<double> zero(n, 0.0);
-  system.Factor.Remainder(diagonal.data(), pConstVector.data(), x, r.data());
+  system.Factor.Remainder(diagonal.data(), Normal.pConstVector.data(), x, r.data());
   const auto multiply = [&](const double* p, double* q) {
     system.Factor.Remainder(diagonal.data(), zero.data(), p, q);
     for (size_t i = 0; i < n; ++i) q[i] = -q[i];
   };
-  if (IsFree()) RemoveDatum(Layout(), KeptImages(), r);
+  if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);
   const double squares = JudgedSquares(*this);
   const bool factorServes = system.Solution == DenseSolution::Cholesky && pTrack->fMu <= kMuOfGoodFactor;
   std::optional<DiagonalInverses> inverses;
-  if (!factorServes) inverses.emplace(pDenseNormal.get(), diagonal, Layout(), nBlockRowNum);
+  if (!factorServes) inverses.emplace(Normal.pDenseNormal.get(), diagonal, Layout(), Unknowns.nBlockRowNum);
   pTrack->fPredictedShare = PredictedDecrease(std::move(r), LimitsOf(*this, squares), multiply,
                                               [&](const double* from, double* z) {
                                                 if (inverses) return inverses->Apply(from, z);
@@ -114,25 +116,25 @@ void CBundleAdjustment::PredictDense(const DenseSystem& system, const double* x)
 }
 
 void CBundleAdjustment::PredictSparse(const double* x) {
-  std::vector<int32_t> rowPosition(static_cast<size_t>(std::max(nBlockRowNum, 0)));
-  for (int32_t row = 0; row < nBlockRowNum; ++row) {
+  std::vector<int32_t> rowPosition(static_cast<size_t>(std::max(Unknowns.nBlockRowNum, 0)));
+  for (int32_t row = 0; row < Unknowns.nBlockRowNum; ++row) {
     int32_t column = 0;
     GetUnknownPosition(row, row, rowPosition[static_cast<size_t>(row)], column);
     const int32_t id = GetSubMatrixId(row, row);
-    if (id < 0 || static_cast<size_t>(id) >= pSubMatrices.size()) continue;
-    SubMatrix& block = pSubMatrices[static_cast<size_t>(id)];
+    if (id < 0 || static_cast<size_t>(id) >= Normal.pSubMatrices.size()) continue;
+    SubMatrix& block = Normal.pSubMatrices[static_cast<size_t>(id)];
     for (int32_t k = 0; block.pData != nullptr && k < std::min(block.nRows, block.nCols); ++k) {
       block.pData[static_cast<ptrdiff_t>(k) * (block.nCols + 1)] /= 1 + pTrack->fMu;
     }
   }
-  const auto n = static_cast<size_t>(nUnknownNum);
-  WorkerPool pool(SolverThreadNum(System.ProcessorCount(), pSubMatrices));
-  BlockOperator matrix(pSubMatrices, rowPosition, nUnknownNum);
+  const auto n = static_cast<size_t>(Unknowns.nUnknownNum);
+  WorkerPool pool(SolverThreadNum(System.ProcessorCount(), Normal.pSubMatrices));
+  BlockOperator matrix(Normal.pSubMatrices, rowPosition, Unknowns.nUnknownNum);
   const BlockPreconditioner preconditioner(matrix, pool);
   std::vector<double> r(n);
   matrix.Multiply(x, r.data(), pool);
-  for (size_t i = 0; i < n; ++i) r[i] = pConstVector[i] - r[i];
-  if (IsFree()) RemoveDatum(Layout(), KeptImages(), r);
+  for (size_t i = 0; i < n; ++i) r[i] = Normal.pConstVector[i] - r[i];
+  if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);
   const double squares = JudgedSquares(*this);
   pTrack->fPredictedShare =
       PredictedDecrease(

@@ -37,11 +37,11 @@ bool AnglesLookLikeRadians(const CBundleAdjustment& run) {
   constexpr double kFits = 0.1, kDegrees = 180 / std::numbers::pi;
   constexpr double kTurn = 2 * std::numbers::pi;
   std::vector<double> asDegrees, asRadians;
-  for (size_t i = 0; i < std::min(run.KeptImages().size(), run.pPos.size()); ++i) {
-    const PosRecord& pos = run.pPos[i];
+  for (size_t i = 0; i < std::min(run.Images.Kept().size(), run.Images.pPos.size()); ++i) {
+    const PosRecord& pos = run.Images.pPos[i];
     if (pos.nStatus == kPosNotObserved || !std::isfinite(pos.fKappa)) continue;
-    asDegrees.push_back(std::fabs(std::remainder(pos.fKappa - run.pEop[i].fKappa, kTurn)));
-    asRadians.push_back(std::fabs(std::remainder(pos.fKappa * kDegrees - run.pEop[i].fKappa, kTurn)));
+    asDegrees.push_back(std::fabs(std::remainder(pos.fKappa - run.Images.pEop[i].fKappa, kTurn)));
+    asRadians.push_back(std::fabs(std::remainder(pos.fKappa * kDegrees - run.Images.pEop[i].fKappa, kTurn)));
   }
   return !asDegrees.empty() && Median(asRadians) < kFits && Median(asDegrees) > kFits;
 }
@@ -55,11 +55,11 @@ double StartMiss(CBundleAdjustment& run) {
     if (given.nType != 1) continue;
     ObjectPointRecord point = given;
     point.X = std::nan("");
-    IntersectPoints(1, &point, ground.Measurements, run.KeptImages(), run.KeptCameras());
+    IntersectPoints(1, &point, ground.Measurements, run.Images.Kept(), run.Cameras.Usable());
     if (!std::isfinite(point.X)) continue;
     for (const ImagePointRecord& ray : MeasurementsOf(given, ground.Measurements)) {
-      if (!IsOnKeptImage(ray, run.KeptImages(), run.KeptCameras())) continue;
-      const EopRecord& image = run.pEop[static_cast<size_t>(ray.nImage)];
+      if (!IsOnKeptImage(ray, run.Images.Kept(), run.Cameras.Usable())) continue;
+      const EopRecord& image = run.Images.pEop[static_cast<size_t>(ray.nImage)];
       misses.push_back(std::hypot(point.X - given.X, point.Y - given.Y, point.Z - given.Z) /
                        std::hypot(point.X - image.X, point.Y - image.Y, point.Z - image.Z));
       break;
@@ -85,7 +85,7 @@ void NoteSimilarity(CBundleAdjustment& run, bool fromGps, std::span<const Positi
 
 void NoteViews(CBundleAdjustment& run, bool applied) {
   if (!run.pTrack) return;
-  (applied ? run.pTrack->After : run.pTrack->Before) = ViewOf(run.KeptImages());
+  (applied ? run.pTrack->After : run.pTrack->Before) = ViewOf(run.Images.Kept());
   run.pTrack->bTransformApplied = applied;
 }
 
@@ -93,9 +93,9 @@ void NoteStart(CBundleAdjustment& run, const std::string& pos) {
   if (!run.pTrack) return;
   RunTrack& track = *run.pTrack;
   track.szPosFile = pos;
-  track.vStartCameras.assign(run.KeptCameras().begin(), run.KeptCameras().end());
-  if (run.Apply_IMU_Data) track.bPosAnglesInRadians = AnglesLookLikeRadians(run);
-  if (run.nControlPointNum > 0 && !track.bTransformApplied) track.fStartMiss = StartMiss(run);
+  track.vStartCameras.assign(run.Cameras.Usable().begin(), run.Cameras.Usable().end());
+  if (run.Limits.Apply_IMU_Data) track.bPosAnglesInRadians = AnglesLookLikeRadians(run);
+  if (run.Points.nControlPointNum > 0 && !track.bTransformApplied) track.fStartMiss = StartMiss(run);
 }
 
 void NoteIteration(CBundleAdjustment& run, double meanSquareX, double meanSquareY) {

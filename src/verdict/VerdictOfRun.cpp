@@ -20,13 +20,15 @@ constexpr double kViewsAgree = 0.9;  ///< nearly all images within some 25 degre
 
 std::string ImageName(const CBundleAdjustment& run, int32_t image) {
   const auto i = static_cast<size_t>(image);
-  const size_t ordinal = i < run.pImageOrdinal.size() ? static_cast<size_t>(run.pImageOrdinal[i]) : i;
-  return ordinal < run.pImageNames.size() ? run.pImageNames[ordinal].sz : std::to_string(ordinal);
+  const size_t ordinal =
+      i < run.Images.pImageOrdinal.size() ? static_cast<size_t>(run.Images.pImageOrdinal[i]) : i;
+  return ordinal < run.Images.pImageNames.size() ? run.Images.pImageNames[ordinal].sz
+                                                 : std::to_string(ordinal);
 }
 
 /// Cameras have no names; they are told by their place in the project, from 0.
 std::string CameraName(const CBundleAdjustment& run, size_t camera) {
-  const auto& index = run.pCameraIndex;
+  const auto& index = run.Cameras.pCameraIndex;
   const auto at = std::ranges::find(index, static_cast<int32_t>(camera));
   return std::to_string(at == index.end() ? static_cast<ptrdiff_t>(camera) : at - index.begin());
 }
@@ -39,13 +41,13 @@ bool IsFinite(const IopRecord& c) {
 }
 
 void FillUnknowns(const CBundleAdjustment& run, VerdictFigures& figures) {
-  const auto images = run.KeptImages();
+  const auto images = run.Images.Kept();
   for (size_t i = 0; i < images.size() && figures.bFinite; ++i) {
     if (IsFinite(images[i])) continue;
     figures.bFinite = false;
     figures.szNotFinite = "image " + ImageName(run, static_cast<int32_t>(i));
   }
-  const auto cameras = run.KeptCameras();
+  const auto cameras = run.Cameras.Usable();
   const std::vector<IopRecord>& start = run.pTrack->vStartCameras;
   for (size_t i = 0; i < cameras.size(); ++i) {
     const std::string name = CameraName(run, i);
@@ -54,10 +56,11 @@ void FillUnknowns(const CBundleAdjustment& run, VerdictFigures& figures) {
       figures.szNotFinite = "camera " + name;
     }
     if (i >= start.size()) continue;
-    figures.vCameras.push_back(
-        {name, start[i].fFocal / run.Image_Coor_Scale, cameras[i].fFocal / run.Image_Coor_Scale});
+    figures.vCameras.push_back({name, start[i].fFocal / run.Settings.Image_Coor_Scale,
+                                cameras[i].fFocal / run.Settings.Image_Coor_Scale});
   }
-  if (figures.bFinite && !std::ranges::all_of(run.pPosParams, [](double p) { return std::isfinite(p); })) {
+  if (figures.bFinite &&
+      !std::ranges::all_of(run.Normal.pPosParams, [](double p) { return std::isfinite(p); })) {
     figures.bFinite = false;
     figures.szNotFinite = "drift of the POS data";
   }
@@ -66,15 +69,15 @@ void FillUnknowns(const CBundleAdjustment& run, VerdictFigures& figures) {
 void FillIteration(const CBundleAdjustment& run, VerdictFigures& figures) {
   const RunTrack& track = *run.pTrack;
   figures.nIterations = track.nIterations;
-  figures.bLastAllowed = track.nIterations >= run.Max_LM_Iteration_Num;
+  figures.bLastAllowed = track.nIterations >= run.Settings.Max_LM_Iteration_Num;
   figures.bSingular = track.bSingular;
-  figures.fStartRmse = std::sqrt(track.fStartSquares) / run.Image_Coor_Scale;
+  figures.fStartRmse = std::sqrt(track.fStartSquares) / run.Settings.Image_Coor_Scale;
   double last = track.fLastSquares;
   // The device path divides by all measurements, gross ones included.
-  if (run.Apply_GPU && track.Pass && track.Pass->Sums().nUsed > 0) {
-    last *= static_cast<double>(run.nImagePointNum) / static_cast<double>(track.Pass->Sums().nUsed);
+  if (run.Limits.Apply_GPU && track.Pass && track.Pass->Sums().nUsed > 0) {
+    last *= static_cast<double>(run.Points.nImagePointNum) / static_cast<double>(track.Pass->Sums().nUsed);
   }
-  figures.fLastRmse = std::sqrt(last) / run.Image_Coor_Scale;
+  figures.fLastRmse = std::sqrt(last) / run.Settings.Image_Coor_Scale;
   figures.bPredicted = track.fPredictedShare.has_value();
   figures.fPredictedShare = track.fPredictedShare.value_or(0);
   figures.Decrease = DecreaseBasisOf(run);
@@ -108,7 +111,7 @@ void FillParts(const CBundleAdjustment& run, VerdictFigures& figures) {
 void FillPoints(const CBundleAdjustment& run, VerdictFigures& figures) {
   if (!run.pTrack->Pass) return;
   const PointPassSums& sums = run.pTrack->Pass->Sums();
-  const double scale = run.Image_Coor_Scale, n = static_cast<double>(sums.nUsed);
+  const double scale = run.Settings.Image_Coor_Scale, n = static_cast<double>(sums.nUsed);
   figures.bHasPoints = sums.nMeasurements > 0;
   figures.nPoints = sums.nPoints - sums.nNotSolved;
   figures.nPointsNotInFront = sums.nNotInFront;
@@ -134,7 +137,7 @@ void FillPoints(const CBundleAdjustment& run, VerdictFigures& figures) {
   figures.nCentres = run.pTrack->nCentres;
   figures.nCentresBelow = run.pTrack->nCentresBelow;
   figures.fGsd = run.pTrack->fGsd;
-  if (run.Set_EOP_Unknown) FillParts(run, figures);
+  if (run.Settings.Set_EOP_Unknown) FillParts(run, figures);
 }
 
 GroundFigure GroundOf(const CBundleAdjustment& run, const ObjectPointRecord& given,
@@ -144,7 +147,7 @@ GroundFigure GroundOf(const CBundleAdjustment& run, const ObjectPointRecord& giv
   figure.bControl = given.nType == 1;
   ObjectPointRecord point = given;
   point.X = std::nan("");
-  IntersectPoints(1, &point, ground.Measurements, frames, run.KeptCameras());
+  IntersectPoints(1, &point, ground.Measurements, frames, run.Cameras.Usable());
   figure.bIntersected = std::isfinite(point.X);
   if (figure.bIntersected) {
     figure.fDifference = std::hypot(point.X - given.X, point.Y - given.Y, point.Z - given.Z);
@@ -155,11 +158,11 @@ GroundFigure GroundOf(const CBundleAdjustment& run, const ObjectPointRecord& giv
   double squares = 0;
   int64_t count = 0;
   for (const ImagePointRecord& ray : MeasurementsOf(given, ground.Measurements)) {
-    if (!IsOnKeptImage(ray, run.KeptImages(), run.KeptCameras())) continue;
+    if (!IsOnKeptImage(ray, run.Images.Kept(), run.Cameras.Usable())) continue;
     images.push_back(ray.nImage);
     const ImageCoordinates v = RayResidualOf(frames[static_cast<size_t>(ray.nImage)],
-                                             run.KeptCameras()[static_cast<size_t>(ray.nCamera)], ray, P);
-    const double length = std::hypot(v.x, v.y) / run.Image_Coor_Scale;
+                                             run.Cameras.Usable()[static_cast<size_t>(ray.nCamera)], ray, P);
+    const double length = std::hypot(v.x, v.y) / run.Settings.Image_Coor_Scale;
     squares += length * length;
     ++count;
     if (count > 1 && length <= figure.fWorst) continue;
@@ -174,7 +177,7 @@ GroundFigure GroundOf(const CBundleAdjustment& run, const ObjectPointRecord& giv
 
 void FillGround(CBundleAdjustment& run, VerdictFigures& figures) {
   const GroundPoints ground = ReadGroundPoints(run);
-  const std::vector<ImageFrame> frames = MakeImageFrames(run.KeptImages());
+  const std::vector<ImageFrame> frames = MakeImageFrames(run.Images.Kept());
   for (const ObjectPointRecord& given : ground.Points) {
     if (given.nType != 0) figures.vGround.push_back(GroundOf(run, given, ground, frames));
   }
@@ -207,10 +210,11 @@ void FillSimilarity(const CBundleAdjustment& run, VerdictFigures& figures) {
 }
 
 void FillImages(const CBundleAdjustment& run, VerdictFigures& figures) {
-  figures.nImagesInFile = run.nImageFileNum;
-  for (size_t ordinal = 0; ordinal < run.pImageIndex.size(); ++ordinal) {
-    if (run.pImageIndex[ordinal] >= 0) continue;
-    const std::string name = ordinal < run.pImageNames.size() ? run.pImageNames[ordinal].sz : "";
+  figures.nImagesInFile = run.Images.nImageFileNum;
+  for (size_t ordinal = 0; ordinal < run.Images.pImageIndex.size(); ++ordinal) {
+    if (run.Images.pImageIndex[ordinal] >= 0) continue;
+    const std::string name =
+        ordinal < run.Images.pImageNames.size() ? run.Images.pImageNames[ordinal].sz : "";
     figures.vLostImages.push_back(name.empty() ? "number " + std::to_string(ordinal) : name);
   }
 }
@@ -219,9 +223,11 @@ void FillImages(const CBundleAdjustment& run, VerdictFigures& figures) {
 
 DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run) {
   DecreaseBasis basis;
-  basis.bInexact = run.Apply_PCG_Model || run.Apply_GPU;
-  if (run.nLayoutMode == LayoutMergedEopIop) basis.nOwnCameraUnknowns = int64_t{5} * run.nUnknownImageNum;
-  basis.nRedundancy = 2 * run.nImagePointNum - 3 * run.nObjectPointNum - run.nUnknownNum;
+  basis.bInexact = run.Limits.Apply_PCG_Model || run.Limits.Apply_GPU;
+  if (run.Unknowns.nLayoutMode == LayoutMergedEopIop)
+    basis.nOwnCameraUnknowns = int64_t{5} * run.Images.nUnknownImageNum;
+  basis.nRedundancy =
+      2 * run.Points.nImagePointNum - 3 * run.Points.nObjectPointNum - run.Unknowns.nUnknownNum;
   return basis;
 }
 
@@ -229,7 +235,7 @@ void JudgeFailure(CBundleAdjustment& run) {
   if (!run.pTrack || run.pTrack->nIterations > 0 || run.pTrack->vSource.empty()) return;
   run.pTrack->bTransformApplied = true;
   VerdictFigures figures;
-  figures.szGcpFile = run.szGcpPath;
+  figures.szGcpFile = run.Paths.szGcpPath;
   figures.szPosFile = run.pTrack->szPosFile;
   FillSimilarity(run, figures);
   run.pTrack->Judgement = Judge(figures);
@@ -239,7 +245,7 @@ void JudgeFailure(CBundleAdjustment& run) {
   reasons.push_back({Grade::Doubtful,
                      "no similarity transform leads from the block to the " +
                          std::to_string(run.pTrack->vSource.size()) + " control points of " +
-                         PrintableName(run.szGcpPath),
+                         PrintableName(run.Paths.szGcpPath),
                      "",
                      "Look for the order east, north, up, exchanged names, image ordinals that are IDs, and "
                      "points on one line"});
@@ -248,11 +254,11 @@ void JudgeFailure(CBundleAdjustment& run) {
 void JudgeRun(CBundleAdjustment& run) {
   if (!run.pTrack) return;
   VerdictFigures figures;
-  figures.bAdjusted = !run.Direct_Intersection && !run.Absolute_Orientation;
-  figures.szProjectFile = run.szProjectPath;
-  figures.szGcpFile = run.szGcpPath;
+  figures.bAdjusted = !run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation;
+  figures.szProjectFile = run.Paths.szProjectPath;
+  figures.szGcpFile = run.Paths.szGcpPath;
   figures.szPosFile = run.pTrack->szPosFile;
-  figures.bHasGps = run.Apply_GPS_Data && figures.bAdjusted;
+  figures.bHasGps = run.Limits.Apply_GPS_Data && figures.bAdjusted;
   figures.vPos = run.pTrack->vPos;
   figures.bPosAnglesInRadians = run.pTrack->bPosAnglesInRadians;
   if (!figures.bAdjusted) JudgeTextPoints(run);
@@ -266,12 +272,12 @@ void JudgeRun(CBundleAdjustment& run) {
   run.pTrack->Judgement = Judge(figures);
 
   TextWriter file;
-  if (!OpenOutput(run.Outputs, file, JoinPath(run.szOutputPath, "verdict.txt"))) {
-    ++run.nOutputFailureNum;
+  if (!OpenOutput(run.Outputs.Folder, file, JoinPath(run.Paths.szOutputPath, "verdict.txt"))) {
+    ++run.Outputs.nOutputFailureNum;
     return;
   }
   file.Write(VerdictText(run.pTrack->Judgement));
-  if (!CloseOutput(run.Outputs, file)) ++run.nOutputFailureNum;
+  if (!CloseOutput(run.Outputs.Folder, file)) ++run.Outputs.nOutputFailureNum;
 }
 
 }  // namespace orvo

@@ -114,8 +114,8 @@ struct ProjectFiles {
   static void ReadAll(CBundleAdjustment& block, const std::string& project, const std::string& gcp) {
     block.PreReadData(project, gcp);
     block.ReadProject(project, gcp);
-    block.PlanSections(block.nImageNum, block.nCameraNum, block.nObjectPointNum, block.nImagePointNum,
-                       &block.pPointImageCount);
+    block.PlanSections(block.Images.nImageNum, block.Cameras.nCameraNum, block.Points.nObjectPointNum,
+                       block.Points.nImagePointNum, &block.Points.pPointImageCount);
   }
 };
 

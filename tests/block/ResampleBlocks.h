@@ -133,24 +133,25 @@ struct ResamplingRun {
     block.Log();
   }
   std::string NewOvt() const { return files.folder / "Resampled.ovt"; }
-  int Resample() { return block->ResamplePoints(block->szOvtPath, files.szGcp, NewOvt()); }
+  int Resample() { return block->ResamplePoints(block->Paths.szOvtPath, files.szGcp, NewOvt()); }
 };
 
 /// What the slow form keeps of the points that the form's reader accepts.
 inline std::vector<FilePoint> ReferenceKept(const FileBlock& content, CBundleAdjustment& block, bool text) {
   std::vector<ReferencePoint> points;
   std::vector<const FilePoint*> accepted;
-  std::vector<IopRecord> iop = block.pIop;
+  std::vector<IopRecord> iop = block.Cameras.pIop;
   for (const FilePoint& p : content.vPoints) {
     ReferencePoint point{p.X, p.Y, p.Z, {}};
     bool complete = true;
     for (const MeasureText& m : p.vMeasures) {
       ReferenceMeasure measure;
-      measure.nImage = block.pImageIndex[static_cast<size_t>(m.image)];
+      measure.nImage = block.Images.pImageIndex[static_cast<size_t>(m.image)];
       complete = complete && measure.nImage >= 0;
       if (measure.nImage >= 0) {
         measure.nCamera =
-            block.pCameraIndex[static_cast<size_t>(block.pImageCamera[static_cast<size_t>(m.image)])];
+            block.Cameras
+                .pCameraIndex[static_cast<size_t>(block.Images.pImageCamera[static_cast<size_t>(m.image)])];
         IopRecord& camera = iop[static_cast<size_t>(measure.nCamera)];
         if (std::fabs(m.x) > camera.nImageWidth / 2) {
           camera.nImageWidth = (static_cast<int32_t>(std::fabs(m.x)) + 1) * 2;
@@ -159,16 +160,17 @@ inline std::vector<FilePoint> ReferenceKept(const FileBlock& content, CBundleAdj
           camera.nImageHeight = (static_cast<int32_t>(std::fabs(m.y)) + 1) * 2;
         }
       }
-      measure.x = static_cast<float>(m.x * block.Image_Coor_Scale);
-      measure.y = static_cast<float>(m.y * block.Image_Coor_Scale);
+      measure.x = static_cast<float>(m.x * block.Settings.Image_Coor_Scale);
+      measure.y = static_cast<float>(m.y * block.Settings.Image_Coor_Scale);
       point.vMeasures.push_back(measure);
     }
     if (text && !complete) continue;
     points.push_back(point);
     accepted.push_back(&p);
   }
-  const auto keep = ReferenceThinning(points, {block.pEop.begin(), block.pEop.begin() + block.nImageNum}, iop,
-                                      block.Point_Resample_Number, block.Image_Coor_Scale);
+  const auto keep = ReferenceThinning(
+      points, {block.Images.pEop.begin(), block.Images.pEop.begin() + block.Images.nImageNum}, iop,
+      block.Settings.Point_Resample_Number, block.Settings.Image_Coor_Scale);
   EXPECT_TRUE(keep.has_value());
   std::vector<FilePoint> kept;
   for (size_t p = 0; keep && p < points.size(); ++p) {
@@ -185,24 +187,24 @@ inline int64_t MeasureNum(const std::vector<FilePoint>& points) {
 
 /// The object holds these tie points, whole and in order, and nothing between them.
 inline void ExpectInMemory(CBundleAdjustment& block, const std::vector<FilePoint>& kept) {
-  ASSERT_GE(block.pObjectPoints.size(), kept.size());
+  ASSERT_GE(block.Points.pObjectPoints.size(), kept.size());
   int64_t next = 0;
   for (size_t p = 0; p < kept.size(); ++p) {
-    const ObjectPointRecord& point = block.pObjectPoints[p];
+    const ObjectPointRecord& point = block.Points.pObjectPoints[p];
     ASSERT_EQ(point.szName, kept[p].szName);
     EXPECT_EQ(point.X, kept[p].X);
     EXPECT_EQ(point.nType, kept[p].nType);
     EXPECT_EQ(point.nFirstImagePoint, next);
     ASSERT_EQ(point.nImagePointNum, static_cast<int32_t>(kept[p].vMeasures.size()));
-    EXPECT_EQ(block.pPointImageCount[p], point.nImagePointNum);
+    EXPECT_EQ(block.Points.pPointImageCount[p], point.nImagePointNum);
     for (const MeasureText& m : kept[p].vMeasures) {
-      const ImagePointRecord& measure = block.pImagePoints[static_cast<size_t>(next++)];
-      EXPECT_EQ(measure.nImage, block.pImageIndex[static_cast<size_t>(m.image)]);
+      const ImagePointRecord& measure = block.Points.pImagePoints[static_cast<size_t>(next++)];
+      EXPECT_EQ(measure.nImage, block.Images.pImageIndex[static_cast<size_t>(m.image)]);
       EXPECT_EQ(measure.nObjectPoint, static_cast<int32_t>(p));
-      EXPECT_EQ(measure.x,
-                static_cast<float>(static_cast<double>(static_cast<float>(m.x)) * block.Image_Coor_Scale));
-      EXPECT_EQ(measure.y,
-                static_cast<float>(static_cast<double>(static_cast<float>(m.y)) * block.Image_Coor_Scale));
+      EXPECT_EQ(measure.x, static_cast<float>(static_cast<double>(static_cast<float>(m.x)) *
+                                              block.Settings.Image_Coor_Scale));
+      EXPECT_EQ(measure.y, static_cast<float>(static_cast<double>(static_cast<float>(m.y)) *
+                                              block.Settings.Image_Coor_Scale));
     }
   }
 }

@@ -16,26 +16,26 @@ using NameList = std::vector<std::string>;
 /// Names of the points in memory.
 inline NameList Names(const CBundleAdjustment& block) {
   NameList names;
-  for (const ObjectPointRecord& point : block.pObjectPoints) names.emplace_back(point.szName);
+  for (const ObjectPointRecord& point : block.Points.pObjectPoints) names.emplace_back(point.szName);
   return names;
 }
 
 /// Reads one section and tests what must hold whatever was read.
 inline int64_t Read(LoggedBlock& block, int32_t section) {
   int64_t count = -1;
-  EXPECT_EQ(1, block->ReadSectionPoints(section, block->szProjectPath, block->szGcpPath, count));
-  EXPECT_EQ("", WhatIsWrongWithPoints(*block, block->pObjectPoints, block->pImagePoints));
+  EXPECT_EQ(1, block->ReadSectionPoints(section, block->Paths.szProjectPath, block->Paths.szGcpPath, count));
+  EXPECT_EQ("", WhatIsWrongWithPoints(*block, block->Points.pObjectPoints, block->Points.pImagePoints));
   // A wrong ordinal in the GCP file leaves its points in memory and out of the count.
-  const int64_t uncounted = static_cast<int64_t>(block->pObjectPoints.size()) - count;
+  const int64_t uncounted = static_cast<int64_t>(block->Points.pObjectPoints.size()) - count;
   EXPECT_GE(uncounted, 0);
-  EXPECT_LE(uncounted, static_cast<int64_t>(block->pGcpTable.size()));
-  EXPECT_EQ(section, block->nCurrentSection);
+  EXPECT_LE(uncounted, static_cast<int64_t>(block->Points.pGcpTable.size()));
+  EXPECT_EQ(section, block->Points.nCurrentSection);
   return count;
 }
 
 inline void MakeSections(CBundleAdjustment& block, const std::vector<PointSectionTable::Range>& ranges) {
-  block.Sections.ObjectPoints = ranges;
-  block.Sections.ImagePoints.assign(ranges.size(), {});
+  block.Points.Sections.ObjectPoints = ranges;
+  block.Points.Sections.ImagePoints.assign(ranges.size(), {});
 }
 
 }  // namespace orvo::test

@@ -42,11 +42,11 @@ Harvest ReadAll(const std::string& project, const std::string& gcp, int64_t memo
   LoggedBlock block(memory);
   EXPECT_EQ("", ReadForAdjustment(*block, project, gcp));
   Harvest harvest;
-  for (int32_t s = 0; s < block->Sections.Count(); ++s) {
+  for (int32_t s = 0; s < block->Points.Sections.Count(); ++s) {
     harvest.points += static_cast<size_t>(Read(block, s));
-    harvest.measures += block->pImagePoints.size();
+    harvest.measures += block->Points.pImagePoints.size();
   }
-  harvest.images = block->nImageNum;
+  harvest.images = block->Images.nImageNum;
   return harvest;
 }
 
@@ -123,8 +123,8 @@ TEST(BrokenFiles, ProjectsCutAtEveryByte) {
         LoggedBlock adjusted(memory), results(memory);
         EXPECT_EQ("", ReadForAdjustment(*adjusted, path, files.szGcp));
         EXPECT_EQ("", ReadForResults(*results, path, files.szGcp, path == files.szOvc ? files.szOvt : ""));
-        EXPECT_GE(results->nImageNum, images);
-        images = results->nImageNum;
+        EXPECT_GE(results->Images.nImageNum, images);
+        images = results->Images.nImageNum;
       }
     }
     EXPECT_EQ(2, images);
@@ -151,14 +151,14 @@ TEST(BrokenFiles, CarriageReturnsAndTheLastLineEndMakeNoDifference) {
     ProjectFiles::ReadAll(*other, files.szText, files.szGcp);
     Read(other, 0);
     EXPECT_EQ(Names(*plain), Names(*other));
-    EXPECT_EQ(plain->nImagePointNum, other->nImagePointNum);
-    ASSERT_EQ(plain->pImagePoints.size(), other->pImagePoints.size());
-    for (size_t i = 0; i < plain->pImagePoints.size(); ++i) {
-      EXPECT_EQ(plain->pImagePoints[i].x, other->pImagePoints[i].x);
-      EXPECT_EQ(plain->pImagePoints[i].y, other->pImagePoints[i].y);
-      EXPECT_EQ(plain->pImagePoints[i].nImage, other->pImagePoints[i].nImage);
+    EXPECT_EQ(plain->Points.nImagePointNum, other->Points.nImagePointNum);
+    ASSERT_EQ(plain->Points.pImagePoints.size(), other->Points.pImagePoints.size());
+    for (size_t i = 0; i < plain->Points.pImagePoints.size(); ++i) {
+      EXPECT_EQ(plain->Points.pImagePoints[i].x, other->Points.pImagePoints[i].x);
+      EXPECT_EQ(plain->Points.pImagePoints[i].y, other->Points.pImagePoints[i].y);
+      EXPECT_EQ(plain->Points.pImagePoints[i].nImage, other->Points.pImagePoints[i].nImage);
     }
-    EXPECT_STREQ(plain->pImageNames[2].sz, other->pImageNames[2].sz);
+    EXPECT_STREQ(plain->Images.pImageNames[2].sz, other->Images.pImageNames[2].sz);
     for (const std::string& path : {files.szText, files.szGcp}) {
       WriteFile(path, path == files.szGcp ? kGcp : "3 1 4\n" + kCamera + Images() + kPoints);
     }
@@ -213,8 +213,8 @@ TEST(BrokenFiles, EmptyFiles) {
     EXPECT_EQ(1, block->ReadProject(project, files.szGcp));
     EXPECT_EQ("", block.Log());
     EXPECT_EQ("", ReadForAdjustment(*block, project, files.szGcp));
-    EXPECT_EQ(0, block->nObjectPointNum);
-    EXPECT_EQ(0, block->nImageNum);
+    EXPECT_EQ(0, block->Points.nObjectPointNum);
+    EXPECT_EQ(0, block->Images.nImageNum);
   }
 }
 

@@ -12,8 +12,8 @@ void ReadGcp(LoggedBlock& block, ProjectFiles& files, const std::string& gcp) {
   WriteFile(files.szText, ProjectText(2, 0, ""));
   WriteFile(files.szGcp, gcp);
   block->ReadProject(files.szText, "");
-  block->szProjectPath = files.szText;
-  block->szGcpPath = files.szGcp;
+  block->Paths.szProjectPath = files.szText;
+  block->Paths.szGcpPath = files.szGcp;
   MakeSections(*block, {{0, 100}});
   Read(block, 0);
 }
@@ -21,20 +21,20 @@ void ReadGcp(LoggedBlock& block, ProjectFiles& files, const std::string& gcp) {
 TEST(GcpPoints, TheTableOfControlPointsTakesThePlaceOfTheFile) {
   ProjectFiles files;
   LoggedBlock block;
-  block->Object_Coor_Scale = 5;
+  block->Settings.Object_Coor_Scale = 5;
   ReadGcp(block, files, "2\n" + PointText("g", 1, {{0, 7, 8}}, "4 5 6") + PointText("h", 2, {}, "7 8 9"));
-  EXPECT_EQ(2, block->nGcpFileNum);
-  ASSERT_EQ(2u, block->pGcpTable.size());
-  EXPECT_STREQ("h", block->pGcpTable[1].szName);
-  EXPECT_EQ(2, block->pGcpTable[1].nType);
-  EXPECT_EQ(4, block->pObjectPoints[0].X);
-  EXPECT_EQ(9, block->pObjectPoints[1].Z);
-  block->pGcpTable[0].X = 0.25;
-  block->pGcpTable[1].Z = 0.5;
+  EXPECT_EQ(2, block->Points.nGcpFileNum);
+  ASSERT_EQ(2u, block->Points.pGcpTable.size());
+  EXPECT_STREQ("h", block->Points.pGcpTable[1].szName);
+  EXPECT_EQ(2, block->Points.pGcpTable[1].nType);
+  EXPECT_EQ(4, block->Points.pObjectPoints[0].X);
+  EXPECT_EQ(9, block->Points.pObjectPoints[1].Z);
+  block->Points.pGcpTable[0].X = 0.25;
+  block->Points.pGcpTable[1].Z = 0.5;
   Read(block, 0);
-  EXPECT_EQ(0.25, block->pObjectPoints[0].X);
-  EXPECT_EQ(5, block->pObjectPoints[0].Y);
-  EXPECT_EQ(0.5, block->pObjectPoints[1].Z);
+  EXPECT_EQ(0.25, block->Points.pObjectPoints[0].X);
+  EXPECT_EQ(5, block->Points.pObjectPoints[0].Y);
+  EXPECT_EQ(0.5, block->Points.pObjectPoints[1].Z);
 }
 
 TEST(ReadGcpTable, TheWholeFileBeforeAnySection) {
@@ -47,15 +47,15 @@ TEST(ReadGcpTable, TheWholeFileBeforeAnySection) {
   block.Log();
   EXPECT_EQ(1, block->ReadGcpTable(files.szGcp));
   EXPECT_EQ("", block.Log());
-  ASSERT_EQ(3u, block->pGcpTable.size());
-  EXPECT_EQ(3, block->nGcpFileNum);
-  EXPECT_EQ(2, block->pGcpTable[0].nImagePointNum);
-  block->pGcpTable[1].X = 77;
+  ASSERT_EQ(3u, block->Points.pGcpTable.size());
+  EXPECT_EQ(3, block->Points.nGcpFileNum);
+  EXPECT_EQ(2, block->Points.pGcpTable[0].nImagePointNum);
+  block->Points.pGcpTable[1].X = 77;
   EXPECT_EQ(1, block->ReadGcpTable(files.szGcp));
-  EXPECT_EQ(77, block->pGcpTable[1].X) << "a table that exists stands";
+  EXPECT_EQ(77, block->Points.pGcpTable[1].X) << "a table that exists stands";
   MakeSections(*block, {{0, 0}, {1, 2}});
   EXPECT_EQ(2, Read(block, 1));
-  EXPECT_EQ(77, block->pObjectPoints[0].X) << "a section that starts behind the first control point";
+  EXPECT_EQ(77, block->Points.pObjectPoints[0].X) << "a section that starts behind the first control point";
 }
 
 TEST(ReadGcpTable, WithoutAFile) {
@@ -65,7 +65,7 @@ TEST(ReadGcpTable, WithoutAFile) {
   EXPECT_EQ("", block.Log());
   EXPECT_EQ(0, block->ReadGcpTable(folder.Path()));
   EXPECT_EQ("Error!Reading failed: can't read " + folder.Path() + ": it is a folder!\n", block.Log());
-  EXPECT_TRUE(block->pGcpTable.empty());
+  EXPECT_TRUE(block->Points.pGcpTable.empty());
 }
 
 TEST(GcpPoints, AWrongOrdinalEndsTheGcpReader) {
@@ -79,7 +79,7 @@ TEST(GcpPoints, AWrongOrdinalEndsTheGcpReader) {
                   " is out of range!\n",
               block.Log());
     EXPECT_EQ((NameList{"g"}), Names(*block));
-    EXPECT_EQ(1u, block->pImagePoints.size());
+    EXPECT_EQ(1u, block->Points.pImagePoints.size());
   }
 }
 
@@ -95,11 +95,11 @@ TEST(GcpPoints, AWrongOrdinalLeavesTheCounts) {
     files.ReadAll(*block, files.szText, files.szGcp);
     EXPECT_EQ(wrong ? 2 : 4, Read(block, 0));
     EXPECT_EQ((wrong ? NameList{"a", "b", "g"} : NameList{"a", "b", "g", "h"}), Names(*block));
-    EXPECT_EQ(0, block->Sections.ImagePoints[0].nFirst);
-    EXPECT_EQ(wrong ? 3 : 6, block->Sections.ImagePoints[0].nLast);
+    EXPECT_EQ(0, block->Points.Sections.ImagePoints[0].nFirst);
+    EXPECT_EQ(wrong ? 3 : 6, block->Points.Sections.ImagePoints[0].nLast);
 
-    block->pObjectPoints.clear();
-    block->pImagePoints.clear();
+    block->Points.pObjectPoints.clear();
+    block->Points.pImagePoints.clear();
     TextReader file;
     ASSERT_TRUE(file.Open(files.szGcp));
     int64_t count = 7, imageCount = 9;
@@ -117,11 +117,11 @@ TEST(GcpPoints, GcpOnADeletedImageStay) {
   WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 9e5, 8}, {1, 1, 1}}));
   LoggedBlock block;
   files.ReadAll(*block, files.szText, files.szGcp);
-  block->pImageIndex = {0, -1};
+  block->Images.pImageIndex = {0, -1};
   EXPECT_EQ(1, Read(block, 0));
-  ASSERT_EQ(2u, block->pImagePoints.size());
-  EXPECT_EQ(-1, block->pImagePoints[1].nImage);
-  EXPECT_EQ(4000, block->pIop[0].nImageWidth) << "no camera grows for a control point";
+  ASSERT_EQ(2u, block->Points.pImagePoints.size());
+  EXPECT_EQ(-1, block->Points.pImagePoints[1].nImage);
+  EXPECT_EQ(4000, block->Cameras.pIop[0].nImageWidth) << "no camera grows for a control point";
 }
 
 TEST(GcpPoints, WhatAGcpFileDoesNotHoldIsLeftOut) {
@@ -141,11 +141,11 @@ TEST(GcpPoints, WhatAGcpFileDoesNotHoldIsLeftOut) {
     LoggedBlock block;
     ReadGcp(block, files, row.text);
     EXPECT_EQ(row.names, Names(*block)) << row.text;
-    EXPECT_EQ(row.measures, block->pImagePoints.size()) << row.text;
+    EXPECT_EQ(row.measures, block->Points.pImagePoints.size()) << row.text;
     size_t onKept = 0;
-    for (const ImagePointRecord& image : block->pImagePoints) onKept += image.nImage >= 0;
+    for (const ImagePointRecord& image : block->Points.pImagePoints) onKept += image.nImage >= 0;
     EXPECT_EQ(row.onKept, onKept) << row.text;
-    EXPECT_EQ(static_cast<int32_t>(block->pGcpTable.size()), block->nGcpFileNum) << row.text;
+    EXPECT_EQ(static_cast<int32_t>(block->Points.pGcpTable.size()), block->Points.nGcpFileNum) << row.text;
   }
 }
 
@@ -155,9 +155,9 @@ TEST(ReadGcpList, TheWholeFileWithoutSections) {
   WriteFile(files.szGcp, "3\n" + PointText("g", 1, {{0, 700, 8}, {1, 1, 1}}, "4 5 6") +
                              PointText("h", 2, {{1, 2, 2}}) + PointText("i", 1, {}));
   LoggedBlock block;
-  block->Object_Coor_Scale = 5;
+  block->Settings.Object_Coor_Scale = 5;
   block->ReadProject(files.szText, "");
-  block->nControlPointNum = 99;
+  block->Points.nControlPointNum = 99;
   TextReader file;
   ASSERT_TRUE(file.Open(files.szGcp));
   std::vector<ObjectPointRecord> points;
@@ -166,7 +166,7 @@ TEST(ReadGcpList, TheWholeFileWithoutSections) {
   EXPECT_EQ("", WhatIsWrongWithPoints(*block, points, images));
   ASSERT_EQ(3u, points.size());
   EXPECT_EQ(3u, images.size());
-  EXPECT_EQ(2, block->nControlPointNum);
+  EXPECT_EQ(2, block->Points.nControlPointNum);
   EXPECT_EQ(4, points[0].X);
   EXPECT_EQ(2, points[1].nFirstImagePoint);
   EXPECT_EQ(0.7f, images[0].x);

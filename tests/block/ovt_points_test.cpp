@@ -34,22 +34,22 @@ TEST(OvtPoints, OvcProject) {
                                   {{0, 1000, 2000, 0}, {2, 3, 4, 0}, {1, 5, 6, 0}}));
   WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 7, 8}, {1, 9, 10}}));
   LoggedBlock block;
-  block->Object_Coor_Scale = 2;
+  block->Settings.Object_Coor_Scale = 2;
   files.ReadAll(*block, files.szOvc, files.szGcp);
   block.Log();
   EXPECT_EQ(3, Read(block, 0));
   EXPECT_EQ(">>>>Reading ovt file...0\n>>>>Reading gcp file...\n", block.Log());
   EXPECT_EQ((NameList{"a", "b", "g"}), Names(*block));
-  EXPECT_EQ(1, block->pObjectPoints[0].X) << "the coordinates of an .ovt are not scaled";
-  EXPECT_EQ(0, block->pObjectPoints[0].nFirstImagePoint);
-  EXPECT_EQ(3, block->pObjectPoints[2].nFirstImagePoint)
+  EXPECT_EQ(1, block->Points.pObjectPoints[0].X) << "the coordinates of an .ovt are not scaled";
+  EXPECT_EQ(0, block->Points.pObjectPoints[0].nFirstImagePoint);
+  EXPECT_EQ(3, block->Points.pObjectPoints[2].nFirstImagePoint)
       << "the first one of the GCP stands right behind the last";
-  ASSERT_EQ(5u, block->pImagePoints.size());
-  EXPECT_EQ(1.0f, block->pImagePoints[0].x);
-  EXPECT_EQ(2, block->pImagePoints[1].nImage);
-  EXPECT_EQ(1, block->pImagePoints[2].nObjectPoint);
-  EXPECT_EQ(2, block->pImagePoints[3].nObjectPoint);
-  EXPECT_EQ(4, block->Sections.ImagePoints[0].nLast);
+  ASSERT_EQ(5u, block->Points.pImagePoints.size());
+  EXPECT_EQ(1.0f, block->Points.pImagePoints[0].x);
+  EXPECT_EQ(2, block->Points.pImagePoints[1].nImage);
+  EXPECT_EQ(1, block->Points.pImagePoints[2].nObjectPoint);
+  EXPECT_EQ(2, block->Points.pImagePoints[3].nObjectPoint);
+  EXPECT_EQ(4, block->Points.Sections.ImagePoints[0].nLast);
 }
 
 TEST(OvtPoints, OvtPointsGrowTheCamera) {
@@ -59,8 +59,8 @@ TEST(OvtPoints, OvtPointsGrowTheCamera) {
   LoggedBlock block;
   files.ReadAll(*block, files.szOvc, "");
   Read(block, 0);
-  EXPECT_EQ(102, block->pIop[0].nImageWidth);
-  EXPECT_EQ(64, block->pIop[0].nImageHeight);
+  EXPECT_EQ(102, block->Cameras.pIop[0].nImageWidth);
+  EXPECT_EQ(64, block->Cameras.pIop[0].nImageHeight);
 }
 
 TEST(OvtPoints, AMeasureOnADeletedImageStaysInAnOvt) {
@@ -73,11 +73,11 @@ TEST(OvtPoints, AMeasureOnADeletedImageStaysInAnOvt) {
   block.Log();
   EXPECT_EQ(1, Read(block, 0));
   EXPECT_EQ(">>>>Reading ovt file...0\nImage ID is invalid:1 1\n", block.Log());
-  ASSERT_EQ(3u, block->pImagePoints.size());
-  EXPECT_EQ(0, block->pImagePoints[0].nImage);
-  EXPECT_EQ(-1, block->pImagePoints[1].nImage);
-  EXPECT_EQ(1, block->pImagePoints[2].nImage);
-  EXPECT_EQ(4000, block->pIop[0].nImageWidth);
+  ASSERT_EQ(3u, block->Points.pImagePoints.size());
+  EXPECT_EQ(0, block->Points.pImagePoints[0].nImage);
+  EXPECT_EQ(-1, block->Points.pImagePoints[1].nImage);
+  EXPECT_EQ(1, block->Points.pImagePoints[2].nImage);
+  EXPECT_EQ(4000, block->Cameras.pIop[0].nImageWidth);
 }
 
 /// A block of 2 images whose tie points are read though nobody counted them.
@@ -85,9 +85,9 @@ void ReadOvtUncounted(LoggedBlock& block, ProjectFiles& files, const std::string
   WriteFile(files.szOvc, ProjectText(2, 0, ""));
   WriteFile(files.szOvt, ovt);
   block->ReadProject(files.szOvc, "");
-  block->szProjectPath = files.szOvc;
-  block->szOvtPath = files.szOvt;
-  block->nTiePointNum = points;
+  block->Paths.szProjectPath = files.szOvc;
+  block->Paths.szOvtPath = files.szOvt;
+  block->Points.nTiePointNum = points;
   MakeSections(*block, {{0, points - 1}});
   Read(block, 0);
 }
@@ -103,9 +103,9 @@ TEST(OvtPoints, AnOrdinalOfAnOvtOutOfRangeEndsTheReader) {
         3);
     EXPECT_EQ(">>>>Reading ovt file...0\nError!Image ID of the point 1 is out of range!\n", block.Log());
     EXPECT_EQ((NameList{"a", "b", "c"}), Names(*block));
-    EXPECT_EQ(1, block->pObjectPoints[0].nImagePointNum);
-    EXPECT_EQ(1, block->pObjectPoints[1].nImagePointNum);
-    EXPECT_EQ(0, block->pObjectPoints[2].nImagePointNum);
+    EXPECT_EQ(1, block->Points.pObjectPoints[0].nImagePointNum);
+    EXPECT_EQ(1, block->Points.pObjectPoints[1].nImagePointNum);
+    EXPECT_EQ(0, block->Points.pObjectPoints[2].nImagePointNum);
   }
 }
 
@@ -114,9 +114,9 @@ TEST(OvtPoints, AnOrdinalEqualToTheImageCountPassesAsADeletedImage) {
   LoggedBlock block;
   ReadOvtUncounted(block, files, OvtBytes({MakeOvtPoint("a", 0, 2, 0)}, {{2, 1, 1, 0}, {1, 1, 1, 0}}), 1);
   EXPECT_EQ(">>>>Reading ovt file...0\nImage ID is invalid:0 2\n", block.Log());
-  ASSERT_EQ(2u, block->pImagePoints.size());
-  EXPECT_EQ(-1, block->pImagePoints[0].nImage);
-  EXPECT_EQ(1, block->pImagePoints[1].nImage);
+  ASSERT_EQ(2u, block->Points.pImagePoints.size());
+  EXPECT_EQ(-1, block->Points.pImagePoints[0].nImage);
+  EXPECT_EQ(1, block->Points.pImagePoints[1].nImage);
 }
 
 TEST(OvtPoints, CoordinatesOfAnOvtThatAreNotFinite) {
@@ -129,11 +129,11 @@ TEST(OvtPoints, CoordinatesOfAnOvtThatAreNotFinite) {
   points[2].Z = nan;
   ReadOvtUncounted(block, files, OvtBytes(points, {{0, nan, 1, 0}, {1, 1, 1, 0}, {1, 1, 1, 0}}), 3);
   EXPECT_EQ(">>>>Reading ovt file...0\n", block.Log());
-  ASSERT_EQ(3u, block->pImagePoints.size());
-  EXPECT_EQ(-1, block->pImagePoints[0].nImage);
-  EXPECT_EQ(1, block->pImagePoints[1].nImage);
-  EXPECT_EQ(0, block->pObjectPoints[1].X);
-  EXPECT_EQ(-1, block->pImagePoints[2].nImage);
+  ASSERT_EQ(3u, block->Points.pImagePoints.size());
+  EXPECT_EQ(-1, block->Points.pImagePoints[0].nImage);
+  EXPECT_EQ(1, block->Points.pImagePoints[1].nImage);
+  EXPECT_EQ(0, block->Points.pObjectPoints[1].X);
+  EXPECT_EQ(-1, block->Points.pImagePoints[2].nImage);
 }
 
 TEST(OvtPoints, IndicesOfAnOvtThatMakeNoSense) {
@@ -164,10 +164,10 @@ TEST(OvtPoints, IndicesOfAnOvtThatMakeNoSense) {
                  measures),
         3);
     std::vector<int> read;
-    for (const ImagePointRecord& image : block->pImagePoints)
+    for (const ImagePointRecord& image : block->Points.pImagePoints)
       read.push_back(static_cast<int>(std::lround(image.x * 1000)));
     EXPECT_EQ(row.read, read) << row.about;
-    EXPECT_EQ(3u, block->pObjectPoints.size()) << row.about;
+    EXPECT_EQ(3u, block->Points.pObjectPoints.size()) << row.about;
   }
 }
 
@@ -179,15 +179,16 @@ void ReadOvtOneByOne(LoggedBlock& block, const std::string& path) {
   OvtRangeCheck ranges(file.MeasureNum());
   char record[kOvtPointBytes];
   for (int64_t i = 0; i < file.PointNum() && file.ReadPoints(i, 1, record) == 1; ++i) {
-    block->pObjectPoints.push_back(MakeObjectPoint(DecodeOvtPoint(record)));
-    ObjectPointRecord& point = block->pObjectPoints.back();
+    block->Points.pObjectPoints.push_back(MakeObjectPoint(DecodeOvtPoint(record)));
+    ObjectPointRecord& point = block->Points.pObjectPoints.back();
     point.nImagePointNum = ranges.Take(point.nFirstImagePoint, point.nImagePointNum);
   }
-  const auto references = MakeImageReferences(block->pImageIndex, block->pImageCamera, block->pCameraIndex,
-                                              block->nImageNum, block->nCameraNum);
+  const auto references =
+      MakeImageReferences(block->Images.pImageIndex, block->Images.pImageCamera, block->Cameras.pCameraIndex,
+                          block->Images.nImageNum, block->Cameras.nCameraNum);
   OvtMeasureWindow window(file);
   bool readable = true;
-  block->ReadOvtMeasuresOneByOne(0, block->pObjectPoints, 0, references, window, readable);
+  block->ReadOvtMeasuresOneByOne(0, block->Points.pObjectPoints, 0, references, window, readable);
 }
 
 TEST(OvtPoints, ManyThreadsReadWhatOneByOneReads) {
@@ -242,24 +243,24 @@ TEST(OvtPoints, ManyThreadsReadWhatOneByOneReads) {
       fast->System.ProcessorCount = [=] { return processors; };
       fast->ReadProject(files.szOvc, "");
       fast.Log();
-      fast->szProjectPath = files.szOvc;
-      fast->szOvtPath = files.szOvt;
-      fast->nTiePointNum = 9000;
+      fast->Paths.szProjectPath = files.szOvc;
+      fast->Paths.szOvtPath = files.szOvt;
+      fast->Points.nTiePointNum = 9000;
       MakeSections(*fast, {{0, 8999}});
       Read(fast, 0);
       EXPECT_TRUE(fast.Log() == log) << row.about;
-      ASSERT_EQ(fast->pObjectPoints.size(), slow->pObjectPoints.size()) << row.about;
-      ASSERT_EQ(fast->pImagePoints.size(), slow->pImagePoints.size()) << row.about;
-      for (size_t i = 0; i < slow->pObjectPoints.size(); ++i) {
-        const ObjectPointRecord &a = slow->pObjectPoints[i], &b = fast->pObjectPoints[i];
+      ASSERT_EQ(fast->Points.pObjectPoints.size(), slow->Points.pObjectPoints.size()) << row.about;
+      ASSERT_EQ(fast->Points.pImagePoints.size(), slow->Points.pImagePoints.size()) << row.about;
+      for (size_t i = 0; i < slow->Points.pObjectPoints.size(); ++i) {
+        const ObjectPointRecord &a = slow->Points.pObjectPoints[i], &b = fast->Points.pObjectPoints[i];
         ASSERT_TRUE(std::memcmp(&a, &b, sizeof a) == 0) << row.about << " " << i;
       }
-      for (size_t i = 0; i < slow->pImagePoints.size(); ++i) {
-        const ImagePointRecord &a = slow->pImagePoints[i], &b = fast->pImagePoints[i];
+      for (size_t i = 0; i < slow->Points.pImagePoints.size(); ++i) {
+        const ImagePointRecord &a = slow->Points.pImagePoints[i], &b = fast->Points.pImagePoints[i];
         ASSERT_TRUE(std::memcmp(&a, &b, sizeof a) == 0) << row.about << " " << i;
       }
-      EXPECT_EQ(fast->pIop[0].nImageWidth, slow->pIop[0].nImageWidth) << row.about;
-      EXPECT_EQ(fast->pIop[0].nImageHeight, slow->pIop[0].nImageHeight) << row.about;
+      EXPECT_EQ(fast->Cameras.pIop[0].nImageWidth, slow->Cameras.pIop[0].nImageWidth) << row.about;
+      EXPECT_EQ(fast->Cameras.pIop[0].nImageHeight, slow->Cameras.pIop[0].nImageHeight) << row.about;
     }
   }
 }
@@ -272,25 +273,26 @@ TEST(OvtPoints, SeveralSectionsOfAnOvtAreTheOneSection) {
                              PointText("i", 1, {}));
   LoggedBlock whole;
   files.ReadAll(*whole, files.szOvc, files.szGcp);
-  ASSERT_EQ(1, whole->Sections.Count());
+  ASSERT_EQ(1, whole->Points.Sections.Count());
   ASSERT_EQ(53, Read(whole, 0));
 
   for (int64_t memory : {0, 300, 1000, 3000, 8000}) {
     LoggedBlock parts(memory);
     files.ReadAll(*parts, files.szOvc, files.szGcp);
     EXPECT_EQ("", WhatIsWrongWithSections(*parts, 53));
-    EXPECT_GT(parts->Sections.Count(), 1);
+    EXPECT_GT(parts->Points.Sections.Count(), 1);
     size_t point = 0, imagePoint = 0;
-    for (int32_t s = 0; s < parts->Sections.Count(); ++s) {
+    for (int32_t s = 0; s < parts->Points.Sections.Count(); ++s) {
       const int64_t count = Read(parts, s);
-      EXPECT_EQ(parts->Sections.ObjectPoints[static_cast<size_t>(s)].Count(), count);
-      for (const ObjectPointRecord& read : parts->pObjectPoints) {
-        const ObjectPointRecord& expected = whole->pObjectPoints[point++];
+      EXPECT_EQ(parts->Points.Sections.ObjectPoints[static_cast<size_t>(s)].Count(), count);
+      for (const ObjectPointRecord& read : parts->Points.pObjectPoints) {
+        const ObjectPointRecord& expected = whole->Points.pObjectPoints[point++];
         EXPECT_STREQ(expected.szName, read.szName);
         ASSERT_EQ(expected.nImagePointNum, read.nImagePointNum);
         for (int32_t m = 0; m < read.nImagePointNum; ++m) {
-          const ImagePointRecord& a = whole->pImagePoints[imagePoint++];
-          const ImagePointRecord& b = parts->pImagePoints[static_cast<size_t>(read.nFirstImagePoint + m)];
+          const ImagePointRecord& a = whole->Points.pImagePoints[imagePoint++];
+          const ImagePointRecord& b =
+              parts->Points.pImagePoints[static_cast<size_t>(read.nFirstImagePoint + m)];
           EXPECT_EQ(a.nImage, b.nImage);
           EXPECT_EQ(a.x, b.x);
           EXPECT_EQ(a.y, b.y);
@@ -298,7 +300,7 @@ TEST(OvtPoints, SeveralSectionsOfAnOvtAreTheOneSection) {
       }
     }
     EXPECT_EQ(53u, point);
-    EXPECT_EQ(whole->pImagePoints.size(), imagePoint);
+    EXPECT_EQ(whole->Points.pImagePoints.size(), imagePoint);
   }
 }
 
@@ -309,10 +311,10 @@ TEST(OvtPoints, MoreOvtRecordsThanOneReadTakes) {
   LoggedBlock block;
   files.ReadAll(*block, files.szOvc, "");
   EXPECT_EQ(40000, Read(block, 0));
-  ASSERT_EQ(200000u, block->pImagePoints.size());
+  ASSERT_EQ(200000u, block->Points.pImagePoints.size());
   for (size_t i = 0; i < 200000; i += 7) {
-    ASSERT_EQ(static_cast<float>(static_cast<double>(i / 5) * 0.001), block->pImagePoints[i].x);
-    ASSERT_EQ(static_cast<int32_t>((i / 5 + i % 5) % 3), block->pImagePoints[i].nImage);
+    ASSERT_EQ(static_cast<float>(static_cast<double>(i / 5) * 0.001), block->Points.pImagePoints[i].x);
+    ASSERT_EQ(static_cast<int32_t>((i / 5 + i % 5) % 3), block->Points.pImagePoints[i].nImage);
   }
 }
 
@@ -329,7 +331,7 @@ TEST(OvtPoints, TheSectionBeginsInTheMiddleOfTheGcp) {
   EXPECT_EQ((NameList{"p0", "p1", "p2", "p3", "g"}), Names(*block));
   EXPECT_EQ(1, Read(block, 1));
   EXPECT_EQ((NameList{"h"}), Names(*block));
-  EXPECT_EQ(0, block->pObjectPoints[0].nFirstImagePoint);
+  EXPECT_EQ(0, block->Points.pObjectPoints[0].nFirstImagePoint);
   EXPECT_EQ(1, Read(block, 2));
   EXPECT_EQ((NameList{"i"}), Names(*block));
   block.Log();

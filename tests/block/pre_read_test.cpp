@@ -18,19 +18,19 @@ TEST(PreReadData, TextProject) {
   LoggedBlock block;
   ASSERT_EQ(1, block->PreReadData(files.szText, files.szGcp));
   EXPECT_EQ("", block.Log());
-  EXPECT_EQ(files.szText, block->szProjectPath);
-  EXPECT_EQ(files.szGcp, block->szGcpPath);
-  EXPECT_EQ("", block->szOvtPath);
-  EXPECT_EQ((Counts{2, 0, 3}), block->pImagePointCount);
-  EXPECT_EQ((Counts{2, 3}), block->pPointImageCount);
-  EXPECT_EQ(2, block->nTiePointNum);
-  EXPECT_EQ(5, block->nTieImagePointNum);
-  EXPECT_EQ(4, block->nGcpNum);
-  EXPECT_EQ(4, block->nGcpImagePointNum);
-  EXPECT_EQ(1, block->nControlPointNum);
-  EXPECT_EQ(2, block->nCheckPointNum);
-  EXPECT_EQ(6, block->nObjectPointNum);
-  EXPECT_EQ(9, block->nImagePointNum);
+  EXPECT_EQ(files.szText, block->Paths.szProjectPath);
+  EXPECT_EQ(files.szGcp, block->Paths.szGcpPath);
+  EXPECT_EQ("", block->Paths.szOvtPath);
+  EXPECT_EQ((Counts{2, 0, 3}), block->Images.pImagePointCount);
+  EXPECT_EQ((Counts{2, 3}), block->Points.pPointImageCount);
+  EXPECT_EQ(2, block->Points.nTiePointNum);
+  EXPECT_EQ(5, block->Points.nTieImagePointNum);
+  EXPECT_EQ(4, block->Points.nGcpNum);
+  EXPECT_EQ(4, block->Points.nGcpImagePointNum);
+  EXPECT_EQ(1, block->Points.nControlPointNum);
+  EXPECT_EQ(2, block->Points.nCheckPointNum);
+  EXPECT_EQ(6, block->Points.nObjectPointNum);
+  EXPECT_EQ(9, block->Points.nImagePointNum);
 }
 
 TEST(PreReadData, OvcProject) {
@@ -41,14 +41,14 @@ TEST(PreReadData, OvcProject) {
   LoggedBlock block;
   ASSERT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
   EXPECT_EQ("Open Gcp file failed!\n", block.Log());
-  EXPECT_EQ(files.szOvt, block->szOvtPath);
-  EXPECT_EQ((Counts{1, 0, 2}), block->pImagePointCount);
-  EXPECT_EQ((Counts{2, 1}), block->pPointImageCount);
-  EXPECT_EQ(2, block->nTiePointNum);
-  EXPECT_EQ(3, block->nTieImagePointNum);
-  EXPECT_EQ(0, block->nGcpNum);
-  EXPECT_EQ(2, block->nObjectPointNum);
-  EXPECT_EQ(3, block->nImagePointNum);
+  EXPECT_EQ(files.szOvt, block->Paths.szOvtPath);
+  EXPECT_EQ((Counts{1, 0, 2}), block->Images.pImagePointCount);
+  EXPECT_EQ((Counts{2, 1}), block->Points.pPointImageCount);
+  EXPECT_EQ(2, block->Points.nTiePointNum);
+  EXPECT_EQ(3, block->Points.nTieImagePointNum);
+  EXPECT_EQ(0, block->Points.nGcpNum);
+  EXPECT_EQ(2, block->Points.nObjectPointNum);
+  EXPECT_EQ(3, block->Points.nImagePointNum);
 }
 
 TEST(PreReadData, FilesThatCannotBeOpened) {
@@ -67,7 +67,7 @@ TEST(PreReadData, FilesThatCannotBeOpened) {
     EXPECT_EQ(1, block->PreReadData(files.szText, gcp));
     EXPECT_EQ("Open Gcp file failed!\n", block.Log());
   }
-  EXPECT_EQ(0, block->nObjectPointNum);
+  EXPECT_EQ(0, block->Points.nObjectPointNum);
   EXPECT_EQ(0, block->PreReadData(files.szText, files.folder.Path()));
   EXPECT_EQ("Open Gcp file failed!\nError!Reading failed: can't read " + files.folder.Path() +
                 ": it is a folder!\n",
@@ -98,7 +98,7 @@ TEST(PreReadData, OrdinalsOfControlPointsAreNotTested) {
   WriteFile(files.szGcp, "1\n" + PointText("c", 1, {{-5, 1, 1}, {99, 1, 1}}));
   EXPECT_EQ(1, block->PreReadData(files.szText, files.szGcp));
   EXPECT_EQ("", block.Log());
-  EXPECT_EQ(2, block->nGcpImagePointNum);
+  EXPECT_EQ(2, block->Points.nGcpImagePointNum);
 }
 
 TEST(PreReadData, CountsThatTheTextCannotHold) {
@@ -117,8 +117,8 @@ TEST(PreReadData, CountsThatTheTextCannotHold) {
     WriteFile(files.szText, images + row.points);
     LoggedBlock block;
     ASSERT_EQ(1, block->PreReadData(files.szText, files.szGcp)) << row.points;
-    EXPECT_EQ(row.tiePointNum, block->nTiePointNum) << row.points;
-    EXPECT_EQ(row.counts, block->pPointImageCount) << row.points;
+    EXPECT_EQ(row.tiePointNum, block->Points.nTiePointNum) << row.points;
+    EXPECT_EQ(row.counts, block->Points.pPointImageCount) << row.points;
   }
 }
 
@@ -137,9 +137,9 @@ TEST(PreReadData, CountsThatTheGcpFileCannotHold) {
     WriteFile(files.szGcp, row.text);
     LoggedBlock block;
     ASSERT_EQ(1, block->PreReadData(files.szText, files.szGcp)) << row.text;
-    EXPECT_EQ(row.points, block->nGcpNum) << row.text;
-    EXPECT_EQ(row.imagePoints, block->nGcpImagePointNum) << row.text;
-    EXPECT_EQ(row.control, block->nControlPointNum) << row.text;
+    EXPECT_EQ(row.points, block->Points.nGcpNum) << row.text;
+    EXPECT_EQ(row.imagePoints, block->Points.nGcpImagePointNum) << row.text;
+    EXPECT_EQ(row.control, block->Points.nControlPointNum) << row.text;
   }
 }
 
@@ -149,7 +149,7 @@ TEST(PreReadData, AMeasureWithoutOrdinalIsOnNoImage) {
   WriteFile(files.szText, ProjectText(2, 1, "a 1 2 3 0\n3\n1 5 5\nleft 5 5\n\n"));
   LoggedBlock block;
   EXPECT_EQ(1, block->PreReadData(files.szText, files.szGcp));
-  EXPECT_EQ((Counts{0, 1}), block->pImagePointCount);
+  EXPECT_EQ((Counts{0, 1}), block->Images.pImagePointCount);
 }
 
 TEST(PreReadData, MeasureCountsOfAnOvtThatMakeNoSense) {
@@ -160,7 +160,7 @@ TEST(PreReadData, MeasureCountsOfAnOvtThatMakeNoSense) {
                                   {{0, 1, 1, 0}, {0, 1, 1, 0}}));
   LoggedBlock block;
   EXPECT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
-  EXPECT_EQ((Counts{0, 2}), block->pPointImageCount);
+  EXPECT_EQ((Counts{0, 2}), block->Points.pPointImageCount);
 }
 
 TEST(PreReadData, MoreRecordsThanOneReadTakes) {
@@ -180,10 +180,10 @@ TEST(PreReadData, MoreRecordsThanOneReadTakes) {
     LoggedBlock block;
     block->System.ProcessorCount = [=] { return processors; };
     EXPECT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
-    EXPECT_EQ((Counts{20000, 20000, 40000}), block->pImagePointCount);
-    EXPECT_EQ(40000u, block->pPointImageCount.size());
-    EXPECT_EQ(1, block->pPointImageCount.back());
-    EXPECT_EQ(2, block->pPointImageCount.front());
+    EXPECT_EQ((Counts{20000, 20000, 40000}), block->Images.pImagePointCount);
+    EXPECT_EQ(40000u, block->Points.pPointImageCount.size());
+    EXPECT_EQ(1, block->Points.pPointImageCount.back());
+    EXPECT_EQ(2, block->Points.pPointImageCount.front());
   }
   for (const size_t wrong : {79000u, 33001u, 33000u, 50000u}) measures[wrong].nImageOrdinal = 3;
   WriteFile(files.szOvt, OvtBytes(points, measures));

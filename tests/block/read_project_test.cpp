@@ -24,30 +24,30 @@ std::string Camera(const std::string& focal) { return "0 4000 3000 0 " + focal +
 
 TEST(ReadProject, CamerasAndImages) {
   LoggedBlock block;
-  block->Object_Coor_Scale = 10;
+  block->Settings.Object_Coor_Scale = 10;
   ASSERT_EQ(1, ReadText(block, "2 1 0\n" + kCamera + "7 0\nd/left.tif\n1 0 .1 .2 .3 .4 0 0 .5\n1 2 3\n" +
                                    "8 0\nD:\\x\\right.tif\n1 0 0 0 1 0 0 0 1\n4 5 6\n"));
   EXPECT_EQ("", block.Log());
-  EXPECT_EQ(2, block->nImageFileNum);
-  EXPECT_EQ(1, block->nCameraFileNum);
-  EXPECT_EQ(2, block->nImageNum);
-  EXPECT_EQ(2, block->nUnknownImageNum);
-  EXPECT_EQ(1, block->nCameraNum);
-  EXPECT_EQ((Table{0, 1}), block->pImageIndex);
-  EXPECT_EQ((Table{0, 1}), block->pImageOrdinal);
-  EXPECT_EQ((Table{0, 0}), block->pImageCamera);
-  EXPECT_EQ((Table{0}), block->pCameraIndex);
-  EXPECT_STREQ("left", block->pImageNames[0].sz);
-  EXPECT_STREQ("right", block->pImageNames[1].sz);
-  EXPECT_EQ(10, block->pEop[0].X);
-  EXPECT_EQ(60, block->pEop[1].Z);
-  EXPECT_DOUBLE_EQ(std::atan2(-.1, .5), block->pEop[0].fPhi);
-  EXPECT_DOUBLE_EQ(std::asin(-.4), block->pEop[0].fOmega);
-  EXPECT_DOUBLE_EQ(std::atan2(.2, .3), block->pEop[0].fKappa);
-  EXPECT_DOUBLE_EQ(50, block->pIop[0].fFocal);
-  EXPECT_DOUBLE_EQ(1e-3, block->pIop[0].fK1);
-  EXPECT_EQ(4000, block->pIop[0].nImageWidth);
-  EXPECT_EQ(3000, block->pIop[0].nImageHeight);
+  EXPECT_EQ(2, block->Images.nImageFileNum);
+  EXPECT_EQ(1, block->Cameras.nCameraFileNum);
+  EXPECT_EQ(2, block->Images.nImageNum);
+  EXPECT_EQ(2, block->Images.nUnknownImageNum);
+  EXPECT_EQ(1, block->Cameras.nCameraNum);
+  EXPECT_EQ((Table{0, 1}), block->Images.pImageIndex);
+  EXPECT_EQ((Table{0, 1}), block->Images.pImageOrdinal);
+  EXPECT_EQ((Table{0, 0}), block->Images.pImageCamera);
+  EXPECT_EQ((Table{0}), block->Cameras.pCameraIndex);
+  EXPECT_STREQ("left", block->Images.pImageNames[0].sz);
+  EXPECT_STREQ("right", block->Images.pImageNames[1].sz);
+  EXPECT_EQ(10, block->Images.pEop[0].X);
+  EXPECT_EQ(60, block->Images.pEop[1].Z);
+  EXPECT_DOUBLE_EQ(std::atan2(-.1, .5), block->Images.pEop[0].fPhi);
+  EXPECT_DOUBLE_EQ(std::asin(-.4), block->Images.pEop[0].fOmega);
+  EXPECT_DOUBLE_EQ(std::atan2(.2, .3), block->Images.pEop[0].fKappa);
+  EXPECT_DOUBLE_EQ(50, block->Cameras.pIop[0].fFocal);
+  EXPECT_DOUBLE_EQ(1e-3, block->Cameras.pIop[0].fK1);
+  EXPECT_EQ(4000, block->Cameras.pIop[0].nImageWidth);
+  EXPECT_EQ(3000, block->Cameras.pIop[0].nImageHeight);
 }
 
 TEST(ReadProject, WhichImagesAreKept) {
@@ -76,8 +76,8 @@ TEST(ReadProject, WhichImagesAreKept) {
     LoggedBlock block;
     ASSERT_EQ(1, ReadText(block, "2 2 0\n" + Camera("50000") + Camera("0") + ImageText(0, 0) + row.image))
         << row.about;
-    EXPECT_EQ((Table{0, row.kept ? 1 : -1}), block->pImageIndex) << row.about;
-    EXPECT_EQ(row.kept ? 2 : 1, block->nImageNum) << row.about;
+    EXPECT_EQ((Table{0, row.kept ? 1 : -1}), block->Images.pImageIndex) << row.about;
+    EXPECT_EQ(row.kept ? 2 : 1, block->Images.nImageNum) << row.about;
     EXPECT_EQ("", block.Log()) << row.about;
   }
 }
@@ -86,13 +86,13 @@ TEST(ReadProject, KeptImagesCloseRanks) {
   LoggedBlock block;
   ASSERT_EQ(1, ReadText(block, "4 1 0\n" + kCamera + ImageText(0, 0, "0 0 0") + ImageText(1, 0, "1 1 1") +
                                    ImageText(2, -1) + ImageText(3, 0, "3 3 3")));
-  EXPECT_EQ((Table{-1, 0, -1, 1}), block->pImageIndex);
-  EXPECT_EQ(1, block->pImageOrdinal[0]);
-  EXPECT_EQ(3, block->pImageOrdinal[1]);
-  EXPECT_EQ(1, block->pEop[0].X);
-  EXPECT_EQ(3, block->pEop[1].X);
-  EXPECT_EQ(4u, block->pEop.size());
-  EXPECT_STREQ("img0", block->pImageNames[0].sz);
+  EXPECT_EQ((Table{-1, 0, -1, 1}), block->Images.pImageIndex);
+  EXPECT_EQ(1, block->Images.pImageOrdinal[0]);
+  EXPECT_EQ(3, block->Images.pImageOrdinal[1]);
+  EXPECT_EQ(1, block->Images.pEop[0].X);
+  EXPECT_EQ(3, block->Images.pEop[1].X);
+  EXPECT_EQ(4u, block->Images.pEop.size());
+  EXPECT_STREQ("img0", block->Images.pImageNames[0].sz);
 }
 
 TEST(ReadProject, ImagesWithoutMeasureGoWithAWarning) {
@@ -104,15 +104,15 @@ TEST(ReadProject, ImagesWithoutMeasureGoWithAWarning) {
   block.Log();
   EXPECT_EQ(1, block->ReadProject(files.szText, ""));
   EXPECT_EQ("Warning!There is no point in image 80\nAutomatically delete this image 80!\n", block.Log());
-  EXPECT_EQ((Table{0, -1, -1}), block->pImageIndex);
+  EXPECT_EQ((Table{0, -1, -1}), block->Images.pImageIndex);
 }
 
 TEST(ReadProject, NegativeImageIdEndsTheReading) {
   LoggedBlock block;
   EXPECT_EQ(0, ReadText(block, "3 1 0\n" + kCamera + ImageText(0, 0) + ImageText(-1, 0) + ImageText(2, 0)));
   EXPECT_EQ("Image ID invalid!\n", block.Log());
-  EXPECT_EQ((Table{-1, -1, -1}), block->pImageIndex);
-  EXPECT_EQ(0, block->nImageNum);
+  EXPECT_EQ((Table{-1, -1, -1}), block->Images.pImageIndex);
+  EXPECT_EQ(0, block->Images.nImageNum);
 }
 
 TEST(ReadProject, FilesThatCannotBeOpened) {
@@ -129,8 +129,8 @@ TEST(ReadProject, ACameraOutOfRangeIsDroppedWithItsImages) {
     LoggedBlock block;
     EXPECT_EQ(1, ReadText(block, "3 2 0\n" + Camera("50000") + Camera(focal) + ImageText(0, 0) +
                                      ImageText(1, 1) + ImageText(2, 0)));
-    EXPECT_EQ((Table{0, -1}), block->pCameraIndex) << focal;
-    EXPECT_EQ((Table{0, -1, 1}), block->pImageIndex) << focal;
+    EXPECT_EQ((Table{0, -1}), block->Cameras.pCameraIndex) << focal;
+    EXPECT_EQ((Table{0, -1, 1}), block->Images.pImageIndex) << focal;
     EXPECT_EQ("", block.Log()) << focal;
   }
 }
@@ -140,9 +140,9 @@ TEST(ReadProject, ACameraWithoutImageGoesWithAWarning) {
   EXPECT_EQ(
       1, ReadText(block, "2 2 0\n" + Camera("50000") + Camera("60000") + ImageText(0, 0) + ImageText(1, 0)));
   EXPECT_EQ("Warning!Camera 1 has no corresponding image!\nAutomatically delete camera 1!\n", block.Log());
-  EXPECT_EQ(1, block->nCameraNum);
-  EXPECT_EQ((Table{0, -1}), block->pCameraIndex);
-  EXPECT_EQ((Table{0, 1}), block->pImageIndex);
+  EXPECT_EQ(1, block->Cameras.nCameraNum);
+  EXPECT_EQ((Table{0, -1}), block->Cameras.pCameraIndex);
+  EXPECT_EQ((Table{0, 1}), block->Images.pImageIndex);
 }
 
 TEST(ReadProject, RowsOfCamerasAreNotMoved) {
@@ -176,22 +176,22 @@ TEST(ReadProject, RowsOfCamerasAreNotMoved) {
     for (const auto& mode : modes) {
       SCOPED_TRACE(std::string(row.about) + ", " + mode.about);
       LoggedBlock block;
-      block->Set_IOP_Unknown = mode.iopUnknown;
-      block->Direct_Intersection = mode.direct;
-      block->Absolute_Orientation = mode.absolute;
+      block->Settings.Set_IOP_Unknown = mode.iopUnknown;
+      block->Settings.Direct_Intersection = mode.direct;
+      block->Settings.Absolute_Orientation = mode.absolute;
       EXPECT_EQ(1,
                 ReadText(block, "2 " + std::to_string(row.index.size()) + " 0\n" + row.cameras +
                                     ImageText(0, row.imagesOn[0]) + ImageText(1, row.imagesOn[1], "1 1 1")));
       EXPECT_EQ(row.log, block.Log());
-      EXPECT_EQ(row.cameraNum, block->nCameraNum);
-      EXPECT_EQ(row.index, block->pCameraIndex);
-      EXPECT_EQ((Table{0, 1}), block->pImageIndex);
-      EXPECT_EQ(2, block->nImageNum);
-      EXPECT_EQ(2, block->nUnknownImageNum);
+      EXPECT_EQ(row.cameraNum, block->Cameras.nCameraNum);
+      EXPECT_EQ(row.index, block->Cameras.pCameraIndex);
+      EXPECT_EQ((Table{0, 1}), block->Images.pImageIndex);
+      EXPECT_EQ(2, block->Images.nImageNum);
+      EXPECT_EQ(2, block->Images.nUnknownImageNum);
       const int32_t used = row.index[static_cast<size_t>(row.imagesOn[0])];
-      ASSERT_LT(used, static_cast<int32_t>(block->KeptCameras().size()));
+      ASSERT_LT(used, static_cast<int32_t>(block->Cameras.Usable().size()));
       const double focal = row.index.size() == 2 ? 60 : 70;
-      EXPECT_DOUBLE_EQ(focal, block->KeptCameras()[static_cast<size_t>(used)].fFocal);
+      EXPECT_DOUBLE_EQ(focal, block->Cameras.Usable()[static_cast<size_t>(used)].fFocal);
     }
   }
 }
@@ -205,24 +205,24 @@ TEST(ReadProject, ACameraBehindADeletedOneCannotBeAnUnknown) {
       "Warning!Camera 1 has no corresponding image!\nAutomatically delete camera 1!\n"
       "Warning!Camera 2 cannot be an unknown behind a deleted camera!\nAutomatically delete its 3 images!\n",
       block.Log());
-  EXPECT_EQ(2, block->nCameraNum);
-  EXPECT_EQ(2u, block->KeptCameras().size());
-  EXPECT_EQ((Table{0, -1, -1}), block->pCameraIndex);
-  EXPECT_EQ((Table{-1, 0, -1, 1, -1}), block->pImageIndex);
-  EXPECT_EQ(2, block->nImageNum);
-  EXPECT_EQ(2, block->nUnknownImageNum);
-  EXPECT_EQ(1, block->pImageOrdinal[0]);
-  EXPECT_EQ(3, block->pImageOrdinal[1]);
-  EXPECT_EQ(1, block->pEop[0].X);
-  EXPECT_EQ(3, block->pEop[1].X);
-  EXPECT_DOUBLE_EQ(70, block->pIop[2].fFocal);  // the rows stay where they are
+  EXPECT_EQ(2, block->Cameras.nCameraNum);
+  EXPECT_EQ(2u, block->Cameras.Usable().size());
+  EXPECT_EQ((Table{0, -1, -1}), block->Cameras.pCameraIndex);
+  EXPECT_EQ((Table{-1, 0, -1, 1, -1}), block->Images.pImageIndex);
+  EXPECT_EQ(2, block->Images.nImageNum);
+  EXPECT_EQ(2, block->Images.nUnknownImageNum);
+  EXPECT_EQ(1, block->Images.pImageOrdinal[0]);
+  EXPECT_EQ(3, block->Images.pImageOrdinal[1]);
+  EXPECT_EQ(1, block->Images.pEop[0].X);
+  EXPECT_EQ(3, block->Images.pEop[1].X);
+  EXPECT_DOUBLE_EQ(70, block->Cameras.pIop[2].fFocal);  // the rows stay where they are
 }
 
 TEST(ReadProject, OnADeviceAbsoluteOrientationAdjustsCamerasToo) {
   LoggedBlock block;
-  block->Apply_GPU = block->Absolute_Orientation = true;
+  block->Limits.Apply_GPU = block->Settings.Absolute_Orientation = true;
   EXPECT_EQ(-1, ReadText(block, "1 2 0\n" + Camera("50000") + Camera("60000") + ImageText(0, 1)));
-  EXPECT_EQ(0, block->nImageNum);
+  EXPECT_EQ(0, block->Images.nImageNum);
 }
 
 TEST(ReadProject, TheWarningCountsPlacesInTheFileUpToTheKeptNumber) {
@@ -233,8 +233,8 @@ TEST(ReadProject, TheWarningCountsPlacesInTheFileUpToTheKeptNumber) {
       "Warning!Camera 0 has no corresponding image!\nAutomatically delete camera 0!\n"
       "Warning!Camera 1 cannot be an unknown behind a deleted camera!\nAutomatically delete its 1 images!\n",
       block.Log());
-  EXPECT_EQ(0, block->nCameraNum);
-  EXPECT_EQ(0, block->nImageNum);
+  EXPECT_EQ(0, block->Cameras.nCameraNum);
+  EXPECT_EQ(0, block->Images.nImageNum);
 }
 
 TEST(ReadProject, FewerImagesThanCameras) {
@@ -246,8 +246,8 @@ TEST(ReadProject, FewerImagesThanCameras) {
       "Warning!Camera 1 cannot be an unknown behind a deleted camera!\nAutomatically delete its 1 images!\n"
       "Image number is less than camera\n",
       block.Log());
-  EXPECT_EQ(1, block->nCameraNum);
-  EXPECT_EQ(0, block->nImageNum);
+  EXPECT_EQ(1, block->Cameras.nCameraNum);
+  EXPECT_EQ(0, block->Images.nImageNum);
 }
 
 TEST(ReadProject, HeadersThatMakeNoSense) {
@@ -256,7 +256,7 @@ TEST(ReadProject, HeadersThatMakeNoSense) {
     LoggedBlock block;
     const int result = ReadText(block, header + kCamera + ImageText(0, 0));
     EXPECT_TRUE(result == 1 || result == 0 || result == -1) << header;
-    EXPECT_EQ(0, block->nImageNum) << header;
+    EXPECT_EQ(0, block->Images.nImageNum) << header;
   }
 }
 
@@ -266,17 +266,17 @@ TEST(ReadProject, CarriageReturnsMakeNoDifference) {
   LoggedBlock plain, returns;
   EXPECT_EQ(1, ReadText(plain, text));
   EXPECT_EQ(1, ReadText(returns, withReturns));
-  EXPECT_EQ(plain->pImageIndex, returns->pImageIndex);
-  EXPECT_EQ(plain->pEop[1].Z, returns->pEop[1].Z);
-  EXPECT_STREQ("img1", returns->pImageNames[1].sz);
+  EXPECT_EQ(plain->Images.pImageIndex, returns->Images.pImageIndex);
+  EXPECT_EQ(plain->Images.pEop[1].Z, returns->Images.pEop[1].Z);
+  EXPECT_STREQ("img1", returns->Images.pImageNames[1].sz);
 }
 
 TEST(ReadProject, ReadingAgainStartsAfresh) {
   LoggedBlock block;
   EXPECT_EQ(1, ReadText(block, "2 1 0\n" + kCamera + ImageText(0, 0) + ImageText(1, 0)));
   EXPECT_EQ(1, ReadText(block, "1 1 0\n" + kCamera + ImageText(0, 0)));
-  EXPECT_EQ(1, block->nImageNum);
-  EXPECT_EQ(1, block->nCameraNum);
+  EXPECT_EQ(1, block->Images.nImageNum);
+  EXPECT_EQ(1, block->Cameras.nCameraNum);
 }
 
 }  // namespace

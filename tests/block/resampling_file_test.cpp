@@ -26,20 +26,20 @@ using test::ResamplingRun;
 TEST(ResampleToFile, LimitIsTenMillionAndReachingItStaysInMemory) {
   const FileBlock content = MakeRandomBlock(20, 12, 300);
   ResamplingRun probe(content, false);
-  EXPECT_EQ(probe.block->nResampleFileLimit, 10000000);
+  EXPECT_EQ(probe.block->Points.nResampleFileLimit, 10000000);
   ASSERT_EQ(probe.Resample(), 1);
-  const int64_t K = probe.block->nTiePointNum;
+  const int64_t K = probe.block->Points.nTiePointNum;
 
   ResamplingRun equal(content, false);
-  equal.block->nResampleFileLimit = K;
+  equal.block->Points.nResampleFileLimit = K;
   ASSERT_EQ(equal.Resample(), 1);
-  EXPECT_FALSE(equal.block->bResampledToFile);
+  EXPECT_FALSE(equal.block->Points.bResampledToFile);
   EXPECT_FALSE(test::Exists(equal.NewOvt()));
 
   ResamplingRun above(content, false);
-  above.block->nResampleFileLimit = K - 1;
+  above.block->Points.nResampleFileLimit = K - 1;
   ASSERT_EQ(above.Resample(), 1);
-  EXPECT_TRUE(above.block->bResampledToFile);
+  EXPECT_TRUE(above.block->Points.bResampledToFile);
   EXPECT_TRUE(test::Exists(above.NewOvt()));
 }
 
@@ -48,18 +48,18 @@ TEST(ResampleToFile, WritesTheKeptPointsWithAllTheirMeasurements) {
   content.szGcp = "1\n" + test::PointText("G1", 1, {{0, 1, 2}, {1, 3, 4}});
   for (const int64_t freeBytes : {int64_t{1} << 40, int64_t{40000}}) {
     ResamplingRun run(content, false, freeBytes);
-    run.block->nResampleFileLimit = 10;
+    run.block->Points.nResampleFileLimit = 10;
     const std::vector<FilePoint> kept = ReferenceKept(content, *run.block, false);
-    const int64_t total = run.block->nTiePointNum, imageTotal = run.block->nTieImagePointNum;
+    const int64_t total = run.block->Points.nTiePointNum, imageTotal = run.block->Points.nTieImagePointNum;
     ASSERT_EQ(run.Resample(), 1);
     CBundleAdjustment& block = *run.block;
-    EXPECT_EQ(block.szOvtPath, run.NewOvt());
-    EXPECT_TRUE(block.pObjectPoints.empty());
-    EXPECT_EQ(block.nTiePointNum, static_cast<int64_t>(kept.size()));
-    EXPECT_EQ(block.nObjectPointNum, block.nTiePointNum + 1);
-    EXPECT_EQ(block.nImagePointNum, MeasureNum(kept) + 2);
-    EXPECT_EQ(block.pPointImageCount.size(), kept.size() + 1);
-    const std::string log = block.nOutputFailureNum == 0 ? run.block.Log() : "";
+    EXPECT_EQ(block.Paths.szOvtPath, run.NewOvt());
+    EXPECT_TRUE(block.Points.pObjectPoints.empty());
+    EXPECT_EQ(block.Points.nTiePointNum, static_cast<int64_t>(kept.size()));
+    EXPECT_EQ(block.Points.nObjectPointNum, block.Points.nTiePointNum + 1);
+    EXPECT_EQ(block.Points.nImagePointNum, MeasureNum(kept) + 2);
+    EXPECT_EQ(block.Points.pPointImageCount.size(), kept.size() + 1);
+    const std::string log = block.Outputs.nOutputFailureNum == 0 ? run.block.Log() : "";
     const std::string tail = "Sampling object points " + std::to_string(kept.size()) + " from " +
                              std::to_string(total) + "\nSampling image points " +
                              std::to_string(MeasureNum(kept)) + " from " + std::to_string(imageTotal) + "\n";
@@ -93,60 +93,62 @@ TEST(ResampleToFile, NewFileReadsLikeTheKeptPointsInMemory) {
   FileBlock content = MakeRandomBlock(22, 12, 500, 3);
   content.szGcp = "1\n" + test::PointText("G1", 1, {{0, 1, 2}, {1, 3, 4}});
   ResamplingRun memory(content, false), file(content, false);
-  file.block->nResampleFileLimit = 0;
+  file.block->Points.nResampleFileLimit = 0;
   ASSERT_EQ(memory.Resample(), 1);
   ASSERT_EQ(file.Resample(), 1);
   CBundleAdjustment &a = *memory.block, &b = *file.block;
-  b.PlanSections(b.nImageNum, b.nCameraNum, b.nObjectPointNum, b.nImagePointNum, &b.pPointImageCount);
+  b.PlanSections(b.Images.nImageNum, b.Cameras.nCameraNum, b.Points.nObjectPointNum, b.Points.nImagePointNum,
+                 &b.Points.pPointImageCount);
   int64_t count = 0;
-  ASSERT_EQ(b.ReadSectionPoints(0, b.szProjectPath, file.files.szGcp, count), 1);
-  ASSERT_EQ(a.pObjectPoints.size(), b.pObjectPoints.size());
-  ASSERT_EQ(a.pImagePoints.size(), b.pImagePoints.size());
-  for (size_t i = 0; i < a.pObjectPoints.size(); ++i) {
-    EXPECT_STREQ(a.pObjectPoints[i].szName, b.pObjectPoints[i].szName);
-    EXPECT_EQ(a.pObjectPoints[i].nFirstImagePoint, b.pObjectPoints[i].nFirstImagePoint);
-    EXPECT_EQ(a.pObjectPoints[i].nImagePointNum, b.pObjectPoints[i].nImagePointNum);
+  ASSERT_EQ(b.ReadSectionPoints(0, b.Paths.szProjectPath, file.files.szGcp, count), 1);
+  ASSERT_EQ(a.Points.pObjectPoints.size(), b.Points.pObjectPoints.size());
+  ASSERT_EQ(a.Points.pImagePoints.size(), b.Points.pImagePoints.size());
+  for (size_t i = 0; i < a.Points.pObjectPoints.size(); ++i) {
+    EXPECT_STREQ(a.Points.pObjectPoints[i].szName, b.Points.pObjectPoints[i].szName);
+    EXPECT_EQ(a.Points.pObjectPoints[i].nFirstImagePoint, b.Points.pObjectPoints[i].nFirstImagePoint);
+    EXPECT_EQ(a.Points.pObjectPoints[i].nImagePointNum, b.Points.pObjectPoints[i].nImagePointNum);
   }
-  for (size_t i = 0; i < a.pImagePoints.size(); ++i) {
-    EXPECT_EQ(a.pImagePoints[i].nImage, b.pImagePoints[i].nImage);
-    EXPECT_EQ(a.pImagePoints[i].nCamera, b.pImagePoints[i].nCamera);
-    EXPECT_EQ(a.pImagePoints[i].nObjectPoint, b.pImagePoints[i].nObjectPoint);
-    EXPECT_EQ(a.pImagePoints[i].x, b.pImagePoints[i].x);
+  for (size_t i = 0; i < a.Points.pImagePoints.size(); ++i) {
+    EXPECT_EQ(a.Points.pImagePoints[i].nImage, b.Points.pImagePoints[i].nImage);
+    EXPECT_EQ(a.Points.pImagePoints[i].nCamera, b.Points.pImagePoints[i].nCamera);
+    EXPECT_EQ(a.Points.pImagePoints[i].nObjectPoint, b.Points.pImagePoints[i].nObjectPoint);
+    EXPECT_EQ(a.Points.pImagePoints[i].x, b.Points.pImagePoints[i].x);
   }
 }
 
 TEST(ResampleToFile, FolderThatTakesNoFileEndsTheRun) {
   for (const Form& form : kForms) {
     ResamplingRun run(MakeRandomBlock(24, 12, 300), form.bText);
-    run.block->nResampleFileLimit = 0;
-    const std::string source = run.block->szOvtPath;
+    run.block->Points.nResampleFileLimit = 0;
+    const std::string source = run.block->Paths.szOvtPath;
     EXPECT_EQ(run.block->ResamplePoints(source, run.files.szGcp, run.files.folder / "no/Resampled.ovt"), 0);
     EXPECT_TRUE(Contains(run.block.Log(), "Create new ovt file failed!\n"));
-    EXPECT_EQ(run.block->nOutputFailureNum, 1);
-    EXPECT_EQ(run.block->szOvtPath, source);
+    EXPECT_EQ(run.block->Outputs.nOutputFailureNum, 1);
+    EXPECT_EQ(run.block->Paths.szOvtPath, source);
   }
 }
 
 TEST(ResampleToFile, FullDiskEndsTheRun) {
   if (!test::Exists("/dev/full")) GTEST_SKIP();
   ResamplingRun run(MakeRandomBlock(25, 12, 300), false);
-  run.block->nResampleFileLimit = 0;
-  const std::string source = run.block->szOvtPath;
+  run.block->Points.nResampleFileLimit = 0;
+  const std::string source = run.block->Paths.szOvtPath;
   EXPECT_EQ(run.block->ResamplePoints(source, run.files.szGcp, "/dev/full"), 0);
   EXPECT_TRUE(Contains(run.block.Log(), "Create new ovt file failed!\n"));
-  EXPECT_EQ(run.block->nOutputFailureNum, 1);
-  EXPECT_EQ(run.block->szOvtPath, source);
+  EXPECT_EQ(run.block->Outputs.nOutputFailureNum, 1);
+  EXPECT_EQ(run.block->Paths.szOvtPath, source);
 }
 
 TEST(ResampleToFile, TextProjectWritesAHeaderAndStaysInMemory) {
   const FileBlock content = MakeRandomBlock(26, 12, 300);
   ResamplingRun run(content, true);
   const std::vector<FilePoint> kept = ReferenceKept(content, *run.block, true);
-  run.block->nResampleFileLimit = 0;
+  run.block->Points.nResampleFileLimit = 0;
   ASSERT_EQ(run.Resample(), 1);
   ExpectInMemory(*run.block, kept);
-  EXPECT_TRUE(run.block->szOvtPath.empty());
-  EXPECT_FALSE(run.block->bResampledToFile) << "or the flow would plan sections over a file without points";
+  EXPECT_TRUE(run.block->Paths.szOvtPath.empty());
+  EXPECT_FALSE(run.block->Points.bResampledToFile)
+      << "or the flow would plan sections over a file without points";
   std::string header(8, '\0');
   EncodeOvtHeader(static_cast<int32_t>(kept.size()), 0, header.data());
   EXPECT_EQ(test::ReadFile(run.NewOvt()), header);
@@ -163,10 +165,10 @@ TEST(ResampleToFile, BrokenRangesTakeNothingTwice) {
     test::WriteFile(run.files.szOvt, test::OvtBytes(points, measures));
     run.block->Inputs.Forget();
     run.block->PreReadData(run.files.szOvc, run.files.szGcp);
-    run.block->nResampleFileLimit = limit;
+    run.block->Points.nResampleFileLimit = limit;
     ASSERT_EQ(run.Resample(), 1) << run.block.Log();
-    EXPECT_EQ(run.block->nImagePointNum, 4);
-    EXPECT_EQ(run.block->nTiePointNum, 2);
+    EXPECT_EQ(run.block->Points.nImagePointNum, 4);
+    EXPECT_EQ(run.block->Points.nTiePointNum, 2);
   }
 }
 

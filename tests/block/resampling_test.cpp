@@ -36,18 +36,19 @@ TEST(ResamplePoints, KeepsWhatTheObviousFormKeeps) {
         SCOPED_TRACE(form.szName + " N " + std::to_string(N) + " deleted " + std::to_string(deleted));
         const FileBlock content = MakeRandomBlock(static_cast<uint32_t>(N), 12, 700, deleted);
         ResamplingRun run(content, form.bText);
-        run.block->Point_Resample_Number = N;
+        run.block->Settings.Point_Resample_Number = N;
         const std::vector<FilePoint> kept = ReferenceKept(content, *run.block, form.bText);
-        const int64_t total = run.block->nTiePointNum, imageTotal = run.block->nTieImagePointNum;
+        const int64_t total = run.block->Points.nTiePointNum,
+                      imageTotal = run.block->Points.nTieImagePointNum;
         ASSERT_EQ(run.Resample(), 1);
         ASSERT_LT(kept.size(), content.vPoints.size());
         const auto K = static_cast<int64_t>(kept.size());
-        EXPECT_EQ(run.block->nTiePointNum, K);
-        EXPECT_EQ(run.block->nObjectPointNum, K);
-        EXPECT_EQ(run.block->nImagePointNum, MeasureNum(kept));
-        EXPECT_EQ(run.block->pObjectPoints.size(), kept.size());
-        EXPECT_EQ(run.block->pImagePoints.size(), static_cast<size_t>(MeasureNum(kept)));
-        EXPECT_EQ(run.block->pPointImageCount.size(), kept.size());
+        EXPECT_EQ(run.block->Points.nTiePointNum, K);
+        EXPECT_EQ(run.block->Points.nObjectPointNum, K);
+        EXPECT_EQ(run.block->Points.nImagePointNum, MeasureNum(kept));
+        EXPECT_EQ(run.block->Points.pObjectPoints.size(), kept.size());
+        EXPECT_EQ(run.block->Points.pImagePoints.size(), static_cast<size_t>(MeasureNum(kept)));
+        EXPECT_EQ(run.block->Points.pPointImageCount.size(), kept.size());
         ExpectInMemory(*run.block, kept);
         const std::string tail = "Sampling object points " + std::to_string(K) + " from " +
                                  std::to_string(total) + "\nSampling image points " +
@@ -55,7 +56,7 @@ TEST(ResamplePoints, KeepsWhatTheObviousFormKeeps) {
                                  "\n>>>>Reading gcp file...\n";
         const std::string log = run.block.Log();
         EXPECT_EQ(log.substr(log.size() - tail.size()), tail);
-        EXPECT_FALSE(run.block->bResampledToFile);
+        EXPECT_FALSE(run.block->Points.bResampledToFile);
         EXPECT_FALSE(test::Exists(run.NewOvt()));
       }
     }
@@ -72,7 +73,7 @@ TEST(ResamplePoints, KeepsTheSameOnAnyNumberOfProcessors) {
     for (const int processors : {1, 2, 5}) {
       ResamplingRun run(content, form.bText);
       run.block->System.ProcessorCount = [=] { return processors; };
-      run.block->Point_Resample_Number = 9;
+      run.block->Settings.Point_Resample_Number = 9;
       const std::vector<FilePoint> kept = ReferenceKept(content, *run.block, form.bText);
       ASSERT_EQ(run.Resample(), 1);
       SCOPED_TRACE(form.szName + " " + std::to_string(processors));
@@ -87,7 +88,7 @@ TEST(ResamplePoints, FirstFaultEndsTheRunOnAnyNumberOfProcessors) {
   for (const int processors : {1, 2, 5}) {
     ResamplingRun run(content, false);
     run.block->System.ProcessorCount = [=] { return processors; };
-    run.block->Point_Resample_Number = 3000;
+    run.block->Settings.Point_Resample_Number = 3000;
     run.block.Log();
     EXPECT_EQ(run.Resample(), 0);
     EXPECT_TRUE(run.block.Log().ends_with("\nImage point coordinates out of range!\n"));
@@ -101,15 +102,16 @@ TEST(ResamplePoints, MakesOneSectionOfWhatIsKept) {
   for (const Form& form : kForms) {
     ResamplingRun run(content, form.bText);
     ASSERT_EQ(run.Resample(), 1);
-    const PointSectionTable& sections = run.block->Sections;
+    const PointSectionTable& sections = run.block->Points.Sections;
     ASSERT_EQ(sections.Count(), 1);
     EXPECT_EQ(sections.ObjectPoints[0].nFirst, 0);
-    EXPECT_EQ(sections.ObjectPoints[0].nLast, run.block->nObjectPointNum - 1);
+    EXPECT_EQ(sections.ObjectPoints[0].nLast, run.block->Points.nObjectPointNum - 1);
     EXPECT_EQ(sections.ImagePoints[0].nFirst, 0);
-    EXPECT_EQ(sections.ImagePoints[0].nLast, run.block->nImagePointNum - 1);
-    EXPECT_EQ(run.block->nCurrentSection, 0);
-    EXPECT_EQ(static_cast<int64_t>(run.block->pObjectPoints.size()), run.block->nObjectPointNum);
-    EXPECT_EQ(static_cast<int64_t>(run.block->pImagePoints.size()), run.block->nImagePointNum);
+    EXPECT_EQ(sections.ImagePoints[0].nLast, run.block->Points.nImagePointNum - 1);
+    EXPECT_EQ(run.block->Points.nCurrentSection, 0);
+    EXPECT_EQ(static_cast<int64_t>(run.block->Points.pObjectPoints.size()),
+              run.block->Points.nObjectPointNum);
+    EXPECT_EQ(static_cast<int64_t>(run.block->Points.pImagePoints.size()), run.block->Points.nImagePointNum);
   }
 }
 
@@ -119,30 +121,30 @@ TEST(ResamplePoints, AppendsControlAndCheckPoints) {
                   test::PointText("C1", 2, {{99, 5, 6}, {2, 7, 8}}) + test::PointText("G2", 1, {});
   for (const Form& form : kForms) {
     ResamplingRun run(content, form.bText);
-    run.block->Object_Coor_Scale = 10.0;
-    run.block->nControlPointNum = 77;
+    run.block->Settings.Object_Coor_Scale = 10.0;
+    run.block->Points.nControlPointNum = 77;
     ASSERT_EQ(run.Resample(), 1) << run.block.Log();
     CBundleAdjustment& block = *run.block;
-    const auto K = static_cast<size_t>(block.nTiePointNum);
-    ASSERT_EQ(block.pObjectPoints.size(), K + 3);
-    EXPECT_EQ(block.nObjectPointNum, static_cast<int64_t>(K) + 3);
-    EXPECT_EQ(block.nControlPointNum, 2) << "counted anew";
-    EXPECT_EQ(block.nCheckPointNum, 1);
-    EXPECT_EQ(block.nGcpFileNum, 3);
-    const ObjectPointRecord& control = block.pObjectPoints[K];
+    const auto K = static_cast<size_t>(block.Points.nTiePointNum);
+    ASSERT_EQ(block.Points.pObjectPoints.size(), K + 3);
+    EXPECT_EQ(block.Points.nObjectPointNum, static_cast<int64_t>(K) + 3);
+    EXPECT_EQ(block.Points.nControlPointNum, 2) << "counted anew";
+    EXPECT_EQ(block.Points.nCheckPointNum, 1);
+    EXPECT_EQ(block.Points.nGcpFileNum, 3);
+    const ObjectPointRecord& control = block.Points.pObjectPoints[K];
     EXPECT_STREQ(control.szName, "G1");
     EXPECT_EQ(control.X, 7.0) << "never scaled";
     EXPECT_EQ(control.nImagePointNum, 2);
     const auto first = static_cast<size_t>(control.nFirstImagePoint);
-    EXPECT_EQ(block.pImagePoints[first].nObjectPoint, static_cast<int32_t>(K));
-    EXPECT_EQ(block.pImagePoints[first].nImage, 0);
-    EXPECT_EQ(block.pImagePoints[first + 1].nImage, -1) << "on the deleted image";
-    EXPECT_EQ(block.pImagePoints[first + 2].nImage, -1) << "an ordinal out of range ends nothing";
-    EXPECT_EQ(block.pImagePoints[first + 3].nImage, block.pImageIndex[2]);
-    ASSERT_EQ(block.pGcpTable.size(), 3u);
-    EXPECT_EQ(block.pGcpTable[0].X, 7.0);
-    EXPECT_EQ(block.pPointImageCount.size(), K + 3);
-    EXPECT_EQ(block.pPointImageCount[K], 0);
+    EXPECT_EQ(block.Points.pImagePoints[first].nObjectPoint, static_cast<int32_t>(K));
+    EXPECT_EQ(block.Points.pImagePoints[first].nImage, 0);
+    EXPECT_EQ(block.Points.pImagePoints[first + 1].nImage, -1) << "on the deleted image";
+    EXPECT_EQ(block.Points.pImagePoints[first + 2].nImage, -1) << "an ordinal out of range ends nothing";
+    EXPECT_EQ(block.Points.pImagePoints[first + 3].nImage, block.Images.pImageIndex[2]);
+    ASSERT_EQ(block.Points.pGcpTable.size(), 3u);
+    EXPECT_EQ(block.Points.pGcpTable[0].X, 7.0);
+    EXPECT_EQ(block.Points.pPointImageCount.size(), K + 3);
+    EXPECT_EQ(block.Points.pPointImageCount[K], 0);
   }
 }
 
@@ -151,10 +153,10 @@ TEST(ResamplePoints, TakesNormalisedCoordinatesFromTheTable) {
   content.szGcp = "1\n" + test::PointText("G1", 1, {{0, 1, 2}}, "7 8 9");
   ResamplingRun run(content, false);
   ASSERT_EQ(run.block->ReadGcpTable(run.files.szGcp), 1);
-  run.block->pGcpTable[0].X = 0.25;
+  run.block->Points.pGcpTable[0].X = 0.25;
   ASSERT_EQ(run.Resample(), 1);
-  EXPECT_EQ(run.block->pObjectPoints.back().X, 0.25);
-  EXPECT_EQ(run.block->pObjectPoints.back().Y, 8.0);
+  EXPECT_EQ(run.block->Points.pObjectPoints.back().X, 0.25);
+  EXPECT_EQ(run.block->Points.pObjectPoints.back().Y, 8.0);
 }
 
 TEST(ResamplePoints, SeveralSectionsKeepTheSame) {
@@ -169,15 +171,15 @@ TEST(ResamplePoints, SeveralSectionsKeepTheSame) {
   EXPECT_TRUE(Contains(log, ">>>>Reading ovt file...2\n"));
   ExpectInMemory(*one.block, kept);
   ExpectInMemory(*many.block, kept);
-  EXPECT_EQ(many.block->Sections.Count(), 1);
+  EXPECT_EQ(many.block->Points.Sections.Count(), 1);
 }
 
 TEST(ResamplePoints, KeepsAtMostACellsWorthOfPoints) {
   const FileBlock content = MakeRandomBlock(8, 100, 6000);
   ResamplingRun run(content, false);
   ASSERT_EQ(run.Resample(), 1);
-  EXPECT_LE(run.block->nTiePointNum, 3600);
-  EXPECT_GT(run.block->nTiePointNum, 100);
+  EXPECT_LE(run.block->Points.nTiePointNum, 3600);
+  EXPECT_GT(run.block->Points.nTiePointNum, 100);
 }
 
 TEST(ResamplePoints, FirstOfEqualScoresStays) {
@@ -188,10 +190,10 @@ TEST(ResamplePoints, FirstOfEqualScoresStays) {
   for (const Form& form : kForms) {
     for (const auto& points : {std::vector<FilePoint>{better, again, worse}, {worse, better, again}}) {
       ResamplingRun run(OneCellBlock(points), form.bText);
-      run.block->Point_Resample_Number = 1;
+      run.block->Settings.Point_Resample_Number = 1;
       ASSERT_EQ(run.Resample(), 1);
-      ASSERT_EQ(run.block->pObjectPoints.size(), 1u);
-      EXPECT_STREQ(run.block->pObjectPoints[0].szName, "better");
+      ASSERT_EQ(run.block->Points.pObjectPoints.size(), 1u);
+      EXPECT_STREQ(run.block->Points.pObjectPoints[0].szName, "better");
     }
   }
 }
@@ -208,15 +210,15 @@ TEST(ResamplePoints, MeasurementsOnDeletedImagesTakeNoPart) {
   // In the tie-point file the measurement stays with its point; a text project drops the point.
   ResamplingRun binary(content, false), text(content, true);
   for (ResamplingRun* run : {&binary, &text}) {
-    run->block->Point_Resample_Number = 1;
+    run->block->Settings.Point_Resample_Number = 1;
     ASSERT_EQ(run->Resample(), 1);
-    ASSERT_EQ(run->block->pObjectPoints.size(), 1u);
+    ASSERT_EQ(run->block->Points.pObjectPoints.size(), 1u);
   }
-  EXPECT_STREQ(binary.block->pObjectPoints[0].szName, "both");
-  ASSERT_EQ(binary.block->pImagePoints.size(), 2u);
-  EXPECT_EQ(binary.block->pImagePoints[0].nImage, 0);
-  EXPECT_EQ(binary.block->pImagePoints[1].nImage, -1);
-  EXPECT_STREQ(text.block->pObjectPoints[0].szName, "worse");
+  EXPECT_STREQ(binary.block->Points.pObjectPoints[0].szName, "both");
+  ASSERT_EQ(binary.block->Points.pImagePoints.size(), 2u);
+  EXPECT_EQ(binary.block->Points.pImagePoints[0].nImage, 0);
+  EXPECT_EQ(binary.block->Points.pImagePoints[1].nImage, -1);
+  EXPECT_STREQ(text.block->Points.pObjectPoints[0].szName, "worse");
 }
 
 TEST(ResamplePoints, NotANumberTakesNoPart) {
@@ -224,10 +226,10 @@ TEST(ResamplePoints, NotANumberTakesNoPart) {
       good{"good", 10, 10, 0, 0, {{0, 130, 100}}};
   for (const Form& form : kForms) {
     ResamplingRun run(OneCellBlock({bad, good}), form.bText);
-    run.block->Point_Resample_Number = 1;
+    run.block->Settings.Point_Resample_Number = 1;
     ASSERT_EQ(run.Resample(), 1);
-    ASSERT_EQ(run.block->pObjectPoints.size(), 1u);
-    EXPECT_STREQ(run.block->pObjectPoints[0].szName, "good");
+    ASSERT_EQ(run.block->Points.pObjectPoints.size(), 1u);
+    EXPECT_STREQ(run.block->Points.pObjectPoints[0].szName, "good");
   }
 }
 
@@ -241,19 +243,19 @@ TEST(ResamplePoints, RejectedTextPointsTakeNoNumber) {
   content.nImageNum = 2;
   content.szHead += test::ImageText(1, 0, "0 0 0");
   ResamplingRun run(content, true);
-  run.block->Point_Resample_Number = 1;
+  run.block->Settings.Point_Resample_Number = 1;
   ASSERT_EQ(run.Resample(), 1);
-  ASSERT_EQ(run.block->pObjectPoints.size(), 1u);
-  EXPECT_STREQ(run.block->pObjectPoints[0].szName, "best");
+  ASSERT_EQ(run.block->Points.pObjectPoints.size(), 1u);
+  EXPECT_STREQ(run.block->Points.pObjectPoints[0].szName, "best");
 }
 
 TEST(ResamplePoints, TextPointsComeWithoutTheObjectScale) {
   FileBlock content = OneCellBlock({{"a", 1, 1, 0, 0, {{0, 100, 100}}}});
   ResamplingRun run(content, true);
-  run.block->Object_Coor_Scale = 10.0;
+  run.block->Settings.Object_Coor_Scale = 10.0;
   ASSERT_EQ(run.Resample(), 1);
-  ASSERT_EQ(run.block->pObjectPoints.size(), 1u);
-  EXPECT_EQ(run.block->pObjectPoints[0].X, 1.0);
+  ASSERT_EQ(run.block->Points.pObjectPoints.size(), 1u);
+  EXPECT_EQ(run.block->Points.pObjectPoints[0].X, 1.0);
 }
 
 TEST(ResamplePoints, ControlPointsAmongTextPointsAreCountedBeforeTheGcp) {
@@ -262,17 +264,17 @@ TEST(ResamplePoints, ControlPointsAmongTextPointsAreCountedBeforeTheGcp) {
   content.szGcp = "1\n" + test::PointText("G1", 1, {{0, 1, 2}});
   ResamplingRun run(content, true);
   ASSERT_EQ(run.Resample(), 1);
-  EXPECT_EQ(run.block->nControlPointNum, 1) << "those of the GCP file alone";
-  EXPECT_EQ(run.block->nCheckPointNum, 1);
+  EXPECT_EQ(run.block->Points.nControlPointNum, 1) << "those of the GCP file alone";
+  EXPECT_EQ(run.block->Points.nCheckPointNum, 1);
 }
 
 TEST(ResamplePoints, WithoutPointsKeepsNone) {
   for (const Form& form : kForms) {
     ResamplingRun run(OneCellBlock({}), form.bText);
     EXPECT_EQ(run.Resample(), 1);
-    EXPECT_EQ(run.block->nObjectPointNum, 0);
-    EXPECT_EQ(run.block->Sections.Count(), 1);
-    EXPECT_EQ(run.block->Sections.ObjectPoints[0].Count(), 0);
+    EXPECT_EQ(run.block->Points.nObjectPointNum, 0);
+    EXPECT_EQ(run.block->Points.Sections.Count(), 1);
+    EXPECT_EQ(run.block->Points.Sections.ObjectPoints[0].Count(), 0);
   }
 }
 
@@ -287,7 +289,7 @@ TEST(ResamplePoints, ImpossibleGridEndsTheRun) {
   for (const Form& form : kForms) {
     for (const int32_t N : {0, -1, std::numeric_limits<int32_t>::min(), 2000000000, 100000}) {
       ResamplingRun run(MakeRandomBlock(10, 30, 50), form.bText, int64_t{8} << 30);
-      run.block->Point_Resample_Number = N;
+      run.block->Settings.Point_Resample_Number = N;
       EXPECT_EQ(run.Resample(), 0) << N;
       EXPECT_EQ(run.block.Log(), "Error!Point_Resample_Number " + std::to_string(N) + " cannot be used!\n");
     }
@@ -296,7 +298,7 @@ TEST(ResamplePoints, ImpossibleGridEndsTheRun) {
 
 TEST(ResamplePoints, LargeGridsWorkWhateverTheMemoryIsSaidToBe) {
   ResamplingRun run(MakeRandomBlock(11, 5, 50), false, 1 << 20);
-  run.block->Point_Resample_Number = 400;
+  run.block->Settings.Point_Resample_Number = 400;
   EXPECT_EQ(run.Resample(), 1);
 }
 
@@ -307,15 +309,15 @@ struct InMemory {
   std::vector<ResampleView> views;
 
   explicit InMemory(ImagePointRecord measure) {
-    block->nImageNum = 2;
-    block->nCameraNum = 1;
-    block->pEop.resize(2);
-    block->pIop = {IopRecord{3000, 4000, 5, 0, 0, 0, 0}};
-    block->pObjectPoints.resize(1);
-    block->pObjectPoints[0].nImagePointNum = 1;
-    block->pImagePoints = {measure};
-    block->Sections.ObjectPoints = {{0, 0}};
-    block->Sections.ImagePoints = {{0, 0}};
+    block->Images.nImageNum = 2;
+    block->Cameras.nCameraNum = 1;
+    block->Images.pEop.resize(2);
+    block->Cameras.pIop = {IopRecord{3000, 4000, 5, 0, 0, 0, 0}};
+    block->Points.pObjectPoints.resize(1);
+    block->Points.pObjectPoints[0].nImagePointNum = 1;
+    block->Points.pImagePoints = {measure};
+    block->Points.Sections.ObjectPoints = {{0, 0}};
+    block->Points.Sections.ImagePoints = {{0, 0}};
     views.assign(2, {0, 0, 500, {1, 0, 0, 0, 1, 0, 0, 0, 1}});
   }
   int Offer() { return block->OfferSectionPoints(0, views, cells); }
@@ -353,7 +355,7 @@ TEST(ResamplePoints, GridFinerThanHalfThePixelsEndsTheRunThroughTheWideNet) {
   for (const auto& [x, result] : {std::pair{-3.5, 1}, {-0.5, 1}, {0.5, 0}, {3.5, 0}}) {
     content.vPoints[0].vMeasures[0].x = x;
     ResamplingRun run(content, false);
-    run.block->Point_Resample_Number = 12;
+    run.block->Settings.Point_Resample_Number = 12;
     EXPECT_EQ(run.Resample(), result) << "columns of one pixel, of which five pass: " << x;
     EXPECT_EQ(Contains(run.block.Log(), "Image point coordinates out of range!\n"), result == 0);
   }
@@ -391,10 +393,10 @@ TEST(ResamplePoints, WithoutAGcpFileThereAreNoGcp) {
     ResamplingRun run(MakeRandomBlock(13, 12, 100), form.bText);
     std::filesystem::remove(run.files.szGcp);
     run.block->Inputs.Forget();
-    run.block->PreReadData(run.block->szProjectPath, run.files.szGcp);
+    run.block->PreReadData(run.block->Paths.szProjectPath, run.files.szGcp);
     EXPECT_EQ(run.Resample(), 1);
     EXPECT_TRUE(Contains(run.block.Log(), ">>>>Reading gcp file...\nOpen gcp file falied!\n"));
-    EXPECT_EQ(run.block->nControlPointNum, 0);
+    EXPECT_EQ(run.block->Points.nControlPointNum, 0);
   }
 }
 
@@ -403,8 +405,8 @@ TEST(ResamplePoints, GcpMeasurementWithoutCoordinatesIsLeftOut) {
   content.szGcp = "1\nG1 1 2 3 1\n2\n0\n1 3 4\n";
   ResamplingRun run(content, false);
   ASSERT_EQ(run.Resample(), 1) << run.block.Log();
-  EXPECT_EQ(run.block->pObjectPoints.back().nImagePointNum, 1);
-  EXPECT_EQ(run.block->nImagePointNum, static_cast<int64_t>(run.block->pImagePoints.size()));
+  EXPECT_EQ(run.block->Points.pObjectPoints.back().nImagePointNum, 1);
+  EXPECT_EQ(run.block->Points.nImagePointNum, static_cast<int64_t>(run.block->Points.pImagePoints.size()));
 }
 
 TEST(ResamplePoints, ProjectThatVanishedEndsTheRun) {
@@ -429,9 +431,9 @@ TEST(FilterPoints, SourceWithMorePointsThanCountedIsRefused) {
   for (const Form& form : kForms) {
     ResamplingRun run(content, form.bText);
     int64_t sum = 0;
-    run.block->FilterPoints(run.block->szOvtPath, 49, std::vector<uint8_t>(49, 1), 49, sum, nullptr);
+    run.block->FilterPoints(run.block->Paths.szOvtPath, 49, std::vector<uint8_t>(49, 1), 49, sum, nullptr);
     EXPECT_EQ(run.block.Log(), "Total object point number is unexpected!\n");
-    EXPECT_TRUE(run.block->pObjectPoints.empty());
+    EXPECT_TRUE(run.block->Points.pObjectPoints.empty());
   }
 }
 
@@ -446,7 +448,7 @@ TEST(FilterPoints, TextPointBeyondTheTotalIsLoggedAndNotKept) {
   TextReader file;
   ASSERT_TRUE(file.Open(run.files.szText));
   EXPECT_EQ(run.block->FilterTextPoints(3, std::vector<uint8_t>(3, 1), sum, counts, file), 1);
-  EXPECT_EQ(run.block->pObjectPoints.size(), 3u);
+  EXPECT_EQ(run.block->Points.pObjectPoints.size(), 3u);
 }
 
 }  // namespace

@@ -81,9 +81,9 @@ TEST(SectionPlan, NoGapAndNoOverlapWhateverTheCounts) {
     const auto points = static_cast<int64_t>(counts.size()) + gcp(random);
     const int32_t sections =
         std::uniform_int_distribution<int32_t>(1, std::max<int32_t>(1, static_cast<int32_t>(points)))(random);
-    block->Sections = DivideByImagePoints(sections, points, images(random), counts);
+    block->Points.Sections = DivideByImagePoints(sections, points, images(random), counts);
     ASSERT_EQ("", WhatIsWrongWithSections(*block, points));
-    block->Sections = DivideByObjectPoints(sections, points, images(random));
+    block->Points.Sections = DivideByObjectPoints(sections, points, images(random));
     ASSERT_EQ("", WhatIsWrongWithSections(*block, points));
   }
 }
@@ -109,10 +109,10 @@ TEST(PlanSections, WithoutAnyMemory) {
   LoggedBlock block(0);
   const std::vector<int32_t> counts(3, 2);
   EXPECT_EQ(1, block->PlanSections(4, 1, 3, 6, &counts));
-  EXPECT_EQ(3, block->Sections.Count());
+  EXPECT_EQ(3, block->Points.Sections.Count());
   EXPECT_EQ(1, block->PlanSections(4, 1, 0, 0, nullptr));
-  EXPECT_EQ(1, block->Sections.Count());
-  EXPECT_EQ(0, block->Sections.ObjectPoints[0].Count());
+  EXPECT_EQ(1, block->Points.Sections.Count());
+  EXPECT_EQ(0, block->Points.Sections.ObjectPoints[0].Count());
 }
 
 }  // namespace

@@ -11,32 +11,32 @@ namespace {
 TEST(SectionPoints, FilesThatHaveGone) {
   ProjectFiles files;
   LoggedBlock block;
-  block->szProjectPath = files.szText;
-  block->szGcpPath = files.szGcp;
-  block->nTiePointNum = 2;
+  block->Paths.szProjectPath = files.szText;
+  block->Paths.szGcpPath = files.szGcp;
+  block->Points.nTiePointNum = 2;
   MakeSections(*block, {{0, 3}});
   EXPECT_EQ(0, Read(block, 0));
   EXPECT_EQ(
       ">>>>Reading points from prj file...\nError!Open prj file failed!\n>>>>Reading gcp file...\n"
       "Error!Open gcp file falied!\n",
       block.Log());
-  block->szOvtPath = files.szOvt;
+  block->Paths.szOvtPath = files.szOvt;
   EXPECT_EQ(0, Read(block, 0));
   EXPECT_EQ(
       ">>>>Reading ovt file...0\nOpen ovt file failed!\n>>>>Reading gcp file...\nError!Open gcp file "
       "falied!\n",
       block.Log());
-  EXPECT_EQ(0, block->Sections.ImagePoints[0].Count());
+  EXPECT_EQ(0, block->Points.Sections.ImagePoints[0].Count());
 }
 
 TEST(SectionPoints, AnEmptySectionClearsTheArrays) {
   LoggedBlock block;
-  block->pObjectPoints.resize(3);
-  block->pImagePoints.resize(3);
+  block->Points.pObjectPoints.resize(3);
+  block->Points.pImagePoints.resize(3);
   MakeSections(*block, {{5, 4}});
   EXPECT_EQ(0, Read(block, 0));
-  EXPECT_TRUE(block->pObjectPoints.empty());
-  EXPECT_TRUE(block->pImagePoints.empty());
+  EXPECT_TRUE(block->Points.pObjectPoints.empty());
+  EXPECT_TRUE(block->Points.pImagePoints.empty());
   EXPECT_EQ("", block.Log());
 }
 
@@ -69,12 +69,12 @@ TEST(SectionPoints, SampleDistanceIsTakenAtEachReading) {
   LoggedBlock block;
   files.ReadAll(*block, files.szText, "");
   Read(block, 0);
-  EXPECT_NEAR(0.2, block->fGsd, 1e-6);
+  EXPECT_NEAR(0.2, block->Frame.fGsd, 1e-6);
   WriteFile(files.szText, ProjectText(1, 1, PointText("a", 0, {{0, 1, 1}})));
   block->Inputs.Forget();
   files.ReadAll(*block, files.szText, "");
   Read(block, 0);
-  EXPECT_TRUE(std::isnan(block->fGsd));
+  EXPECT_TRUE(std::isnan(block->Frame.fGsd));
 }
 
 }  // namespace

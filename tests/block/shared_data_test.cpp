@@ -13,19 +13,19 @@ TEST(SharedData, BothFormsOfTheSmallBlockAreTheSameBlock) {
   LoggedBlock a, b;
   ProjectFiles::ReadAll(*a, *text, *gcp);
   ProjectFiles::ReadAll(*b, *ovc, *gcp);
-  EXPECT_EQ(165, a->nImageNum);
-  EXPECT_EQ(165, b->nImageNum);
-  EXPECT_EQ(1, a->nCameraNum);
-  EXPECT_EQ(a->nTiePointNum, Read(a, 0));
-  EXPECT_EQ(b->nTiePointNum, Read(b, 0));
-  EXPECT_EQ(a->pPointImageCount, b->pPointImageCount);
-  EXPECT_EQ(a->pImagePointCount, b->pImagePointCount);
-  ASSERT_EQ(a->pImagePoints.size(), b->pImagePoints.size());
-  for (size_t i = 0; i < a->pImagePoints.size(); ++i) {
-    ASSERT_EQ(a->pImagePoints[i].nImage, b->pImagePoints[i].nImage);
-    ASSERT_EQ(a->pImagePoints[i].nObjectPoint, b->pImagePoints[i].nObjectPoint);
-    ASSERT_NEAR(a->pImagePoints[i].x, b->pImagePoints[i].x, 1e-5);
-    ASSERT_NEAR(a->pImagePoints[i].y, b->pImagePoints[i].y, 1e-5);
+  EXPECT_EQ(165, a->Images.nImageNum);
+  EXPECT_EQ(165, b->Images.nImageNum);
+  EXPECT_EQ(1, a->Cameras.nCameraNum);
+  EXPECT_EQ(a->Points.nTiePointNum, Read(a, 0));
+  EXPECT_EQ(b->Points.nTiePointNum, Read(b, 0));
+  EXPECT_EQ(a->Points.pPointImageCount, b->Points.pPointImageCount);
+  EXPECT_EQ(a->Images.pImagePointCount, b->Images.pImagePointCount);
+  ASSERT_EQ(a->Points.pImagePoints.size(), b->Points.pImagePoints.size());
+  for (size_t i = 0; i < a->Points.pImagePoints.size(); ++i) {
+    ASSERT_EQ(a->Points.pImagePoints[i].nImage, b->Points.pImagePoints[i].nImage);
+    ASSERT_EQ(a->Points.pImagePoints[i].nObjectPoint, b->Points.pImagePoints[i].nObjectPoint);
+    ASSERT_NEAR(a->Points.pImagePoints[i].x, b->Points.pImagePoints[i].x, 1e-5);
+    ASSERT_NEAR(a->Points.pImagePoints[i].y, b->Points.pImagePoints[i].y, 1e-5);
   }
 }
 
@@ -35,21 +35,21 @@ TEST(SharedData, TheFullBlockInSections) {
   LoggedBlock whole, parts(4000000);
   ProjectFiles::ReadAll(*whole, *ovc, "");
   ProjectFiles::ReadAll(*parts, *ovc, "");
-  EXPECT_EQ(580686, whole->nImagePointNum);
-  EXPECT_EQ(whole->nTiePointNum, Read(whole, 0));
-  EXPECT_EQ(580686u, whole->pImagePoints.size());
-  ASSERT_GT(parts->Sections.Count(), 5);
+  EXPECT_EQ(580686, whole->Points.nImagePointNum);
+  EXPECT_EQ(whole->Points.nTiePointNum, Read(whole, 0));
+  EXPECT_EQ(580686u, whole->Points.pImagePoints.size());
+  ASSERT_GT(parts->Points.Sections.Count(), 5);
   size_t measures = 0;
   int64_t points = 0;
-  for (int32_t s = 0; s < parts->Sections.Count(); ++s) {
+  for (int32_t s = 0; s < parts->Points.Sections.Count(); ++s) {
     points += Read(parts, s);
-    for (const ImagePointRecord& image : parts->pImagePoints) {
-      ASSERT_EQ(whole->pImagePoints[measures].x, image.x);
-      ASSERT_EQ(whole->pImagePoints[measures].nImage, image.nImage);
+    for (const ImagePointRecord& image : parts->Points.pImagePoints) {
+      ASSERT_EQ(whole->Points.pImagePoints[measures].x, image.x);
+      ASSERT_EQ(whole->Points.pImagePoints[measures].nImage, image.nImage);
       ++measures;
     }
   }
-  EXPECT_EQ(whole->nTiePointNum, points);
+  EXPECT_EQ(whole->Points.nTiePointNum, points);
   EXPECT_EQ(580686u, measures);
 }
 

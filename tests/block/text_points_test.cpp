@@ -16,13 +16,13 @@ TEST(TextPoints, TextProject) {
                                           PointText("b", 0, {{1, 5, 6}})));
   WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 7, 8}, {1, 9, 10}}, "40 50 60"));
   LoggedBlock block;
-  block->Object_Coor_Scale = 2;
+  block->Settings.Object_Coor_Scale = 2;
   files.ReadAll(*block, files.szText, files.szGcp);
   block.Log();
   EXPECT_EQ(3, Read(block, 0));
   EXPECT_EQ(">>>>Reading points from prj file...\n>>>>Reading gcp file...\n", block.Log());
   EXPECT_EQ((NameList{"a", "b", "g"}), Names(*block));
-  const auto& points = block->pObjectPoints;
+  const auto& points = block->Points.pObjectPoints;
   EXPECT_EQ(20, points[0].X);
   EXPECT_EQ(40, points[0].Y);
   EXPECT_EQ(60, points[0].Z);
@@ -32,7 +32,7 @@ TEST(TextPoints, TextProject) {
   EXPECT_EQ(40, points[2].X) << "control points are not scaled";
   EXPECT_EQ(3, points[2].nFirstImagePoint);
   EXPECT_EQ(1, points[2].nType);
-  const auto& images = block->pImagePoints;
+  const auto& images = block->Points.pImagePoints;
   ASSERT_EQ(5u, images.size());
   EXPECT_EQ(0, images[0].nImage);
   EXPECT_EQ(1.0f, images[0].x);
@@ -41,8 +41,8 @@ TEST(TextPoints, TextProject) {
   EXPECT_EQ(1, images[2].nObjectPoint);
   EXPECT_EQ(2, images[4].nObjectPoint);
   EXPECT_EQ(0.01f, images[4].y);
-  EXPECT_EQ(0, block->Sections.ImagePoints[0].nFirst);
-  EXPECT_EQ(4, block->Sections.ImagePoints[0].nLast);
+  EXPECT_EQ(0, block->Points.Sections.ImagePoints[0].nFirst);
+  EXPECT_EQ(4, block->Points.Sections.ImagePoints[0].nLast);
 }
 
 TEST(TextPoints, TextPointsGrowTheCamera) {
@@ -52,8 +52,8 @@ TEST(TextPoints, TextPointsGrowTheCamera) {
   LoggedBlock block;
   files.ReadAll(*block, files.szText, "");
   Read(block, 0);
-  EXPECT_EQ(102, block->pIop[0].nImageWidth);
-  EXPECT_EQ(62, block->pIop[0].nImageHeight);
+  EXPECT_EQ(102, block->Cameras.pIop[0].nImageWidth);
+  EXPECT_EQ(62, block->Cameras.pIop[0].nImageHeight);
 }
 
 TEST(TextPoints, AMeasureOnADeletedImageRemovesATextPoint) {
@@ -65,10 +65,10 @@ TEST(TextPoints, AMeasureOnADeletedImageRemovesATextPoint) {
   files.ReadAll(*block, files.szText, "");
   EXPECT_EQ(1, Read(block, 0));
   EXPECT_EQ((NameList{"b"}), Names(*block));
-  ASSERT_EQ(2u, block->pImagePoints.size());
-  EXPECT_EQ(0, block->pObjectPoints[0].nFirstImagePoint);
-  EXPECT_EQ(0, block->pImagePoints[0].nObjectPoint);
-  EXPECT_EQ(0.002f, block->pImagePoints[0].x);
+  ASSERT_EQ(2u, block->Points.pImagePoints.size());
+  EXPECT_EQ(0, block->Points.pObjectPoints[0].nFirstImagePoint);
+  EXPECT_EQ(0, block->Points.pImagePoints[0].nObjectPoint);
+  EXPECT_EQ(0.002f, block->Points.pImagePoints[0].x);
 }
 
 TEST(TextPoints, AWrongOrdinalEndsTheTextReader) {
@@ -80,9 +80,9 @@ TEST(TextPoints, AWrongOrdinalEndsTheTextReader) {
   WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 1, 1}}));
   LoggedBlock block;
   block->ReadProject(files.szText, "");
-  block->szProjectPath = files.szText;
-  block->szGcpPath = files.szGcp;
-  block->nTiePointNum = 3;
+  block->Paths.szProjectPath = files.szText;
+  block->Paths.szGcpPath = files.szGcp;
+  block->Points.nTiePointNum = 3;
   MakeSections(*block, {{0, 3}});
   EXPECT_EQ(2, Read(block, 0));
   EXPECT_EQ(">>>>Reading points from prj file...\nError!Image ID is invalid:1 1\n>>>>Reading gcp file...\n",
@@ -99,16 +99,16 @@ TEST(TextPoints, ControlPointsOfATextProjectCountOnce) {
   WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 1, 1}}));
   LoggedBlock block;
   files.ReadAll(*block, files.szText, files.szGcp);
-  EXPECT_EQ(1, block->nControlPointNum);
+  EXPECT_EQ(1, block->Points.nControlPointNum);
   for (int pass = 0; pass < 3; ++pass) {
     EXPECT_EQ(6, Read(block, 0));
-    EXPECT_EQ(3, block->nControlPointNum);
-    EXPECT_EQ(1, block->nCheckPointNum);
+    EXPECT_EQ(3, block->Points.nControlPointNum);
+    EXPECT_EQ(1, block->Points.nCheckPointNum);
   }
   block->PreReadData(files.szText, files.szGcp);
-  EXPECT_EQ(1, block->nControlPointNum);
+  EXPECT_EQ(1, block->Points.nControlPointNum);
   Read(block, 0);
-  EXPECT_EQ(3, block->nControlPointNum);
+  EXPECT_EQ(3, block->Points.nControlPointNum);
 }
 
 TEST(TextPoints, ATextPointIsPassedOverByTheOrdinalOfItsFirstMeasure) {
@@ -126,9 +126,9 @@ TEST(TextPoints, ATextPointIsPassedOverByTheOrdinalOfItsFirstMeasure) {
   EXPECT_EQ((NameList{"a", "b"}), Names(*block));
   EXPECT_EQ(2, Read(block, 1));
   EXPECT_EQ((NameList{"c", "d"}), Names(*block));
-  EXPECT_EQ(0, block->pObjectPoints[0].nFirstImagePoint);
-  EXPECT_EQ(0, block->Sections.ImagePoints[1].nFirst);
-  EXPECT_EQ(2, block->Sections.ImagePoints[1].nLast);
+  EXPECT_EQ(0, block->Points.pObjectPoints[0].nFirstImagePoint);
+  EXPECT_EQ(0, block->Points.Sections.ImagePoints[1].nFirst);
+  EXPECT_EQ(2, block->Points.Sections.ImagePoints[1].nLast);
   MakeSections(*block, {{0, 2}, {3, 3}});
   // c's first ordinal 1 swallows the line behind its measure, so that what follows is out of step.
   EXPECT_EQ(1, Read(block, 1));
@@ -153,12 +153,12 @@ TEST(TextPoints, WhatATextLineDoesNotHoldIsLeftOut) {
     WriteFile(files.szText, ProjectText(2, 2, row.points));
     LoggedBlock block;
     block->ReadProject(files.szText, "");
-    block->szProjectPath = files.szText;
-    block->nTiePointNum = 2;
+    block->Paths.szProjectPath = files.szText;
+    block->Points.nTiePointNum = 2;
     MakeSections(*block, {{0, 1}});
     Read(block, 0);
     EXPECT_EQ(row.names, Names(*block)) << row.points;
-    EXPECT_EQ(row.measures, block->pImagePoints.size()) << row.points;
+    EXPECT_EQ(row.measures, block->Points.pImagePoints.size()) << row.points;
   }
 }
 
@@ -206,24 +206,24 @@ TEST(TextPoints, ManyThreadsReadWhatOneReads) {
     };
     LoggedBlock one;
     read(one, 1);
-    ASSERT_GT(one->pObjectPoints.size(), 3000u) << row.about;
+    ASSERT_GT(one->Points.pObjectPoints.size(), 3000u) << row.about;
     const std::string log = one.Log();
     for (const int processors : {2, 5}) {
       LoggedBlock many;
       read(many, processors);
       EXPECT_TRUE(many.Log() == log) << row.about;
-      ASSERT_EQ(many->pObjectPoints.size(), one->pObjectPoints.size()) << row.about;
-      ASSERT_EQ(many->pImagePoints.size(), one->pImagePoints.size()) << row.about;
-      EXPECT_TRUE(std::memcmp(many->pObjectPoints.data(), one->pObjectPoints.data(),
-                              one->pObjectPoints.size() * sizeof(ObjectPointRecord)) == 0)
+      ASSERT_EQ(many->Points.pObjectPoints.size(), one->Points.pObjectPoints.size()) << row.about;
+      ASSERT_EQ(many->Points.pImagePoints.size(), one->Points.pImagePoints.size()) << row.about;
+      EXPECT_TRUE(std::memcmp(many->Points.pObjectPoints.data(), one->Points.pObjectPoints.data(),
+                              one->Points.pObjectPoints.size() * sizeof(ObjectPointRecord)) == 0)
           << row.about;
-      EXPECT_TRUE(std::memcmp(many->pImagePoints.data(), one->pImagePoints.data(),
-                              one->pImagePoints.size() * sizeof(ImagePointRecord)) == 0)
+      EXPECT_TRUE(std::memcmp(many->Points.pImagePoints.data(), one->Points.pImagePoints.data(),
+                              one->Points.pImagePoints.size() * sizeof(ImagePointRecord)) == 0)
           << row.about;
-      EXPECT_EQ(many->pIop[0].nImageWidth, one->pIop[0].nImageWidth) << row.about;
-      EXPECT_EQ(many->pIop[0].nImageHeight, one->pIop[0].nImageHeight) << row.about;
-      EXPECT_EQ(many->nControlPointNum, one->nControlPointNum) << row.about;
-      EXPECT_EQ(many->nCheckPointNum, one->nCheckPointNum) << row.about;
+      EXPECT_EQ(many->Cameras.pIop[0].nImageWidth, one->Cameras.pIop[0].nImageWidth) << row.about;
+      EXPECT_EQ(many->Cameras.pIop[0].nImageHeight, one->Cameras.pIop[0].nImageHeight) << row.about;
+      EXPECT_EQ(many->Points.nControlPointNum, one->Points.nControlPointNum) << row.about;
+      EXPECT_EQ(many->Points.nCheckPointNum, one->Points.nCheckPointNum) << row.about;
     }
   }
 }

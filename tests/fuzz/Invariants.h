@@ -11,45 +11,47 @@ namespace orvo::test {
 
 /// The maps between project ordinals and kept images and cameras. Empty when all is well, else what is wrong.
 inline std::string WhatIsWrongWithImages(const CBundleAdjustment& block) {
-  const auto images = static_cast<size_t>(block.nImageFileNum),
-             cameras = static_cast<size_t>(block.nCameraFileNum);
-  if (block.pEop.size() != images || block.pImageIndex.size() != images ||
-      block.pImageCamera.size() != images || block.pImageOrdinal.size() != images ||
-      block.pImageNames.size() != images) {
+  const auto images = static_cast<size_t>(block.Images.nImageFileNum),
+             cameras = static_cast<size_t>(block.Cameras.nCameraFileNum);
+  if (block.Images.pEop.size() != images || block.Images.pImageIndex.size() != images ||
+      block.Images.pImageCamera.size() != images || block.Images.pImageOrdinal.size() != images ||
+      block.Images.pImageNames.size() != images) {
     return "an image table has not the size of the image count";
   }
-  if (block.pIop.size() != cameras || block.pCameraIndex.size() != cameras) {
+  if (block.Cameras.pIop.size() != cameras || block.Cameras.pCameraIndex.size() != cameras) {
     return "a camera table has not the size of the camera count";
   }
-  if (block.nImageNum < 0 || block.nImageNum > block.nImageFileNum) return "nImageNum";
-  if (block.nCameraNum < 0 || block.nCameraNum > block.nCameraFileNum) return "nCameraNum";
-  if (block.UsableCameraNum() > block.nCameraFileNum) return "nCameraRowNum";
-  if (block.AdjustsCameras() && block.UsableCameraNum() != block.nCameraNum) {
+  if (block.Images.nImageNum < 0 || block.Images.nImageNum > block.Images.nImageFileNum) return "nImageNum";
+  if (block.Cameras.nCameraNum < 0 || block.Cameras.nCameraNum > block.Cameras.nCameraFileNum)
+    return "nCameraNum";
+  if (block.Cameras.UsableNum() > block.Cameras.nCameraFileNum) return "nCameraRowNum";
+  if (block.AdjustsCameras() && block.Cameras.UsableNum() != block.Cameras.nCameraNum) {
     return "cameras that are no unknowns in an adjustment of cameras";
   }
-  if (block.nUnknownImageNum != block.nImageNum) return "nUnknownImageNum";
-  for (int32_t index : block.pCameraIndex) {
-    if (index < -1 || index >= block.UsableCameraNum()) return "a camera index leaves the kept cameras";
+  if (block.Images.nUnknownImageNum != block.Images.nImageNum) return "nUnknownImageNum";
+  for (int32_t index : block.Cameras.pCameraIndex) {
+    if (index < -1 || index >= block.Cameras.UsableNum()) return "a camera index leaves the kept cameras";
   }
   int32_t kept = 0;
   for (size_t i = 0; i < images; ++i) {
-    if (std::memchr(block.pImageNames[i].sz, 0, sizeof block.pImageNames[i].sz) == nullptr)
+    if (std::memchr(block.Images.pImageNames[i].sz, 0, sizeof block.Images.pImageNames[i].sz) == nullptr)
       return "open image name";
-    const int32_t index = block.pImageIndex[i];
+    const int32_t index = block.Images.pImageIndex[i];
     if (index == -1) continue;
     if (index != kept++) return "kept images are not numbered in file order";
-    if (block.pImageOrdinal[static_cast<size_t>(index)] != static_cast<int32_t>(i)) return "pImageOrdinal";
-    const int32_t camera = block.pImageCamera[i];
-    if (camera < 0 || camera >= block.nCameraFileNum) return "camera ordinal of a kept image";
-    if (block.pCameraIndex[static_cast<size_t>(camera)] < 0) return "kept image on a deleted camera";
-    const EopRecord& eop = block.pEop[static_cast<size_t>(index)];
+    if (block.Images.pImageOrdinal[static_cast<size_t>(index)] != static_cast<int32_t>(i))
+      return "pImageOrdinal";
+    const int32_t camera = block.Images.pImageCamera[i];
+    if (camera < 0 || camera >= block.Cameras.nCameraFileNum) return "camera ordinal of a kept image";
+    if (block.Cameras.pCameraIndex[static_cast<size_t>(camera)] < 0) return "kept image on a deleted camera";
+    const EopRecord& eop = block.Images.pEop[static_cast<size_t>(index)];
     for (double value : {eop.X, eop.Y, eop.Z, eop.fPhi, eop.fOmega, eop.fKappa}) {
       if (!std::isfinite(value)) return "orientation of a kept image is not finite";
     }
   }
-  if (kept != block.nImageNum) return "number of kept images";
-  for (int32_t c = 0; c < block.UsableCameraNum(); ++c) {
-    const IopRecord& iop = block.pIop[static_cast<size_t>(c)];
+  if (kept != block.Images.nImageNum) return "number of kept images";
+  for (int32_t c = 0; c < block.Cameras.UsableNum(); ++c) {
+    const IopRecord& iop = block.Cameras.pIop[static_cast<size_t>(c)];
     for (double value : {iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2}) {
       if (!std::isfinite(value)) return "a kept camera is not finite";
     }
@@ -76,8 +78,8 @@ inline std::string WhatIsWrongWithPoints(const CBundleAdjustment& block,
     if (image.nObjectPoint < 0 || static_cast<size_t>(image.nObjectPoint) >= objectPoints.size()) {
       return "nObjectPoint";
     }
-    if (image.nImage < -1 || image.nImage >= block.nImageNum) return "nImage";
-    if (image.nImage >= 0 && (image.nCamera < 0 || image.nCamera >= block.UsableCameraNum()))
+    if (image.nImage < -1 || image.nImage >= block.Images.nImageNum) return "nImage";
+    if (image.nImage >= 0 && (image.nCamera < 0 || image.nCamera >= block.Cameras.UsableNum()))
       return "nCamera";
     if (!std::isfinite(image.x) || !std::isfinite(image.y)) return "measurement is not finite";
   }
@@ -86,11 +88,11 @@ inline std::string WhatIsWrongWithPoints(const CBundleAdjustment& block,
 
 /// The section table over `objectPointNum` points.
 inline std::string WhatIsWrongWithSections(const CBundleAdjustment& block, int64_t objectPointNum) {
-  if (block.Sections.Count() < 1) return "no section";
-  if (block.Sections.Count() > 1 && block.Sections.Count() > objectPointNum)
+  if (block.Points.Sections.Count() < 1) return "no section";
+  if (block.Points.Sections.Count() > 1 && block.Points.Sections.Count() > objectPointNum)
     return "more sections than points";
   int64_t next = 0;
-  for (const PointSectionTable::Range& range : block.Sections.ObjectPoints) {
+  for (const PointSectionTable::Range& range : block.Points.Sections.ObjectPoints) {
     if (range.nFirst != next) return "gap or overlap between sections";
     if (range.nLast < range.nFirst - 1) return "range runs backwards";
     next = range.nLast + 1;

@@ -11,15 +11,16 @@ namespace orvo::test {
 
 /// Reads every planned section; empty when all is well, else what is wrong.
 inline std::string ReadEverySection(CBundleAdjustment& block) {
-  for (int32_t section = 0; section < block.Sections.Count(); ++section) {
+  for (int32_t section = 0; section < block.Points.Sections.Count(); ++section) {
     int64_t count = -1;
-    if (block.ReadSectionPoints(section, block.szProjectPath, block.szGcpPath, count) != 1)
+    if (block.ReadSectionPoints(section, block.Paths.szProjectPath, block.Paths.szGcpPath, count) != 1)
       return "section not read";
-    const int64_t uncounted = static_cast<int64_t>(block.pObjectPoints.size()) - count;
-    if (uncounted < 0 || uncounted > std::ssize(block.pGcpTable)) return "count of the section";
-    if (count > block.Sections.ObjectPoints[static_cast<size_t>(section)].Count())
+    const int64_t uncounted = static_cast<int64_t>(block.Points.pObjectPoints.size()) - count;
+    if (uncounted < 0 || uncounted > std::ssize(block.Points.pGcpTable)) return "count of the section";
+    if (count > block.Points.Sections.ObjectPoints[static_cast<size_t>(section)].Count())
       return "more points than planned";
-    const std::string wrong = WhatIsWrongWithPoints(block, block.pObjectPoints, block.pImagePoints);
+    const std::string wrong =
+        WhatIsWrongWithPoints(block, block.Points.pObjectPoints, block.Points.pImagePoints);
     if (!wrong.empty()) return wrong;
     block.ReleaseSectionPoints();
   }
@@ -30,32 +31,34 @@ inline std::string ReadEverySection(CBundleAdjustment& block) {
 inline std::string ReadForAdjustment(CBundleAdjustment& block, const std::string& project,
                                      const std::string& gcp) {
   if (block.PreReadData(project, gcp) == 0) return {};
-  if (block.pPointImageCount.size() != static_cast<size_t>(block.nTiePointNum)) return "pPointImageCount";
+  if (block.Points.pPointImageCount.size() != static_cast<size_t>(block.Points.nTiePointNum))
+    return "pPointImageCount";
   const int result = block.ReadProject(project, gcp);
   std::string wrong = WhatIsWrongWithImages(block);
   if (!wrong.empty() || result == 0) return wrong;
-  block.PlanSections(block.nImageNum, block.nCameraNum, block.nObjectPointNum, block.nImagePointNum,
-                     &block.pPointImageCount);
-  wrong = WhatIsWrongWithSections(block, block.nObjectPointNum);
+  block.PlanSections(block.Images.nImageNum, block.Cameras.nCameraNum, block.Points.nObjectPointNum,
+                     block.Points.nImagePointNum, &block.Points.pPointImageCount);
+  wrong = WhatIsWrongWithSections(block, block.Points.nObjectPointNum);
   if (!wrong.empty()) return wrong;
   if (block.ReadGcpTable(gcp) != 1) return "ReadGcpTable";
-  if (block.nGcpFileNum != block.nGcpNum) return "nGcpFileNum";
-  if (block.nGcpFileNum != static_cast<int32_t>(block.pGcpTable.size())) return "pGcpTable";
+  if (block.Points.nGcpFileNum != block.Points.nGcpNum) return "nGcpFileNum";
+  if (block.Points.nGcpFileNum != static_cast<int32_t>(block.Points.pGcpTable.size())) return "pGcpTable";
   wrong = ReadEverySection(block);
   if (!wrong.empty()) return wrong;
-  const int32_t control = block.nControlPointNum, check = block.nCheckPointNum;
+  const int32_t control = block.Points.nControlPointNum, check = block.Points.nCheckPointNum;
   wrong = ReadEverySection(block);
   if (!wrong.empty()) return wrong;
-  if (control != block.nControlPointNum || check != block.nCheckPointNum) return "points were counted twice";
+  if (control != block.Points.nControlPointNum || check != block.Points.nCheckPointNum)
+    return "points were counted twice";
   return {};
 }
 
 /// The way of the modes that adjust nothing: nothing is counted, the .ovt is divided by its points.
 inline std::string ReadForResults(CBundleAdjustment& block, const std::string& project,
                                   const std::string& gcp, const std::string& ovt) {
-  block.szProjectPath = project;
-  block.szGcpPath = gcp;
-  block.szOvtPath = ovt;
+  block.Paths.szProjectPath = project;
+  block.Paths.szGcpPath = gcp;
+  block.Paths.szOvtPath = ovt;
   const int result = block.ReadProject(project, gcp);
   std::string wrong = WhatIsWrongWithImages(block);
   if (!wrong.empty() || result == 0) return wrong;
@@ -69,8 +72,9 @@ inline std::string ReadForResults(CBundleAdjustment& block, const std::string& p
   }
   OvtReader ovtFile;
   if (!ovtFile.Open(ovt)) return {};
-  block.nTiePointNum = ovtFile.PointNum();
-  block.PlanSections(block.nImageNum, block.nCameraNum, ovtFile.PointNum(), ovtFile.MeasureNum(), nullptr);
+  block.Points.nTiePointNum = ovtFile.PointNum();
+  block.PlanSections(block.Images.nImageNum, block.Cameras.nCameraNum, ovtFile.PointNum(),
+                     ovtFile.MeasureNum(), nullptr);
   wrong = WhatIsWrongWithSections(block, ovtFile.PointNum());
   return wrong.empty() ? ReadEverySection(block) : wrong;
 }

@@ -18,24 +18,24 @@ const char kProject[] =
     "5 0\nd/d.tif\n1 0 0 0 1 0 0 0 1\n100 100 3\n";
 
 std::string WhatIsWrong(const CBundleAdjustment& block) {
-  if (block.pPos.size() != static_cast<size_t>(block.nImageFileNum)) return "pPos";
-  if (block.pImageGroup.size() != static_cast<size_t>(block.nImageNum)) return "pImageGroup";
-  if (block.nGroupNum < 0 || block.nGroupNum > block.nImageNum) return "nGroupNum";
-  for (const orvo::PosRecord& pos : block.pPos) {
+  if (block.Images.pPos.size() != static_cast<size_t>(block.Images.nImageFileNum)) return "pPos";
+  if (block.Images.pImageGroup.size() != static_cast<size_t>(block.Images.nImageNum)) return "pImageGroup";
+  if (block.Images.nGroupNum < 0 || block.Images.nGroupNum > block.Images.nImageNum) return "nGroupNum";
+  for (const orvo::PosRecord& pos : block.Images.pPos) {
     for (const double value : {pos.X, pos.Y, pos.Z, pos.fPhi, pos.fOmega, pos.fKappa}) {
       if (!std::isfinite(value)) return "a POS record is not finite";
       if (pos.nStatus == orvo::kPosNotObserved && value != 0) return "a record without a line is not zero";
     }
   }
-  std::vector<int32_t> members(static_cast<size_t>(block.nGroupNum), 0);
-  for (const int32_t group : block.pImageGroup) {
-    if (group < -1 || group >= block.nGroupNum) return "group of an image";
+  std::vector<int32_t> members(static_cast<size_t>(block.Images.nGroupNum), 0);
+  for (const int32_t group : block.Images.pImageGroup) {
+    if (group < -1 || group >= block.Images.nGroupNum) return "group of an image";
     if (group >= 0) ++members[static_cast<size_t>(group)];
   }
   for (const int32_t count : members) {
     if (count < 2) return "a group of fewer than two images";
   }
-  for (const orvo::EopRecord& image : block.KeptImages()) {
+  for (const orvo::EopRecord& image : block.Images.Kept()) {
     if (!std::isfinite(image.fTime)) return "fTime";
   }
   return {};
@@ -50,8 +50,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const bool gps : {true, false}) {
     for (const bool imu : {true, false}) {
       CBundleAdjustment block(SmallMachine(int64_t{1} << 40), nullptr);
-      block.Apply_GPS_Data = gps;
-      block.Apply_IMU_Data = imu;
+      block.Limits.Apply_GPS_Data = gps;
+      block.Limits.Apply_IMU_Data = imu;
       if (block.ReadProject(project, "") != 1) Require("project not read");
       if (block.ReadPosData(pos) != 1) Require("result");
       Require(WhatIsWrong(block));

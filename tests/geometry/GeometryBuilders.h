@@ -100,16 +100,17 @@ struct TestBlock {
 
   /// All of it as the one section of a run.
   void MoveInto(CBundleAdjustment& run) {
-    run.nImageNum = run.nImageFileNum = run.nUnknownImageNum = static_cast<int32_t>(eop.size());
-    run.nCameraNum = run.nCameraFileNum = static_cast<int32_t>(iop.size());
-    run.nObjectPointNum = static_cast<int64_t>(points.size());
-    run.nImagePointNum = static_cast<int64_t>(imagePoints.size());
-    run.Sections.ObjectPoints = {{0, run.nObjectPointNum - 1}};
-    run.Sections.ImagePoints = {{0, run.nImagePointNum - 1}};
-    run.pEop = std::move(eop);
-    run.pIop = std::move(iop);
-    run.pObjectPoints = std::move(points);
-    run.pImagePoints = std::move(imagePoints);
+    run.Images.nImageNum = run.Images.nImageFileNum = run.Images.nUnknownImageNum =
+        static_cast<int32_t>(eop.size());
+    run.Cameras.nCameraNum = run.Cameras.nCameraFileNum = static_cast<int32_t>(iop.size());
+    run.Points.nObjectPointNum = static_cast<int64_t>(points.size());
+    run.Points.nImagePointNum = static_cast<int64_t>(imagePoints.size());
+    run.Points.Sections.ObjectPoints = {{0, run.Points.nObjectPointNum - 1}};
+    run.Points.Sections.ImagePoints = {{0, run.Points.nImagePointNum - 1}};
+    run.Images.pEop = std::move(eop);
+    run.Cameras.pIop = std::move(iop);
+    run.Points.pObjectPoints = std::move(points);
+    run.Points.pImagePoints = std::move(imagePoints);
   }
 };
 

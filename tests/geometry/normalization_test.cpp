@@ -18,8 +18,8 @@ constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 void SetImages(CBundleAdjustment& run, const std::vector<EopRecord>& eop) {
-  run.pEop = eop;
-  run.nImageNum = run.nImageFileNum = static_cast<int32_t>(eop.size());
+  run.Images.pEop = eop;
+  run.Images.nImageNum = run.Images.nImageFileNum = static_cast<int32_t>(eop.size());
 }
 
 ObjectPointRecord Point(const char* name, int32_t type, double X, double Y, double Z) {
@@ -59,80 +59,80 @@ TEST(ComputeNormalization, MakesTheLongestExtentAThousand) {
     CBundleAdjustment run(NativePlatform(), nullptr);
     SetImages(run, {row.a, row.b});
     EXPECT_EQ(run.ComputeNormalization(), 1);
-    EXPECT_DOUBLE_EQ(run.dCoorScale, row.scale);
-    EXPECT_DOUBLE_EQ(run.dCoorMean[0], row.meanX);
-    EXPECT_DOUBLE_EQ(run.dCoorMean[1], row.meanY);
-    EXPECT_DOUBLE_EQ(run.dCoorMean[2], row.meanZ);
+    EXPECT_DOUBLE_EQ(run.Frame.dCoorScale, row.scale);
+    EXPECT_DOUBLE_EQ(run.Frame.dCoorMean[0], row.meanX);
+    EXPECT_DOUBLE_EQ(run.Frame.dCoorMean[1], row.meanY);
+    EXPECT_DOUBLE_EQ(run.Frame.dCoorMean[2], row.meanZ);
   }
 }
 
 TEST(ComputeNormalization, TakesKeptImagesOnly) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetImages(run, {Image(0, 0, 0), Image(500, 0, 0), Image(1e6, 1e6, 1e6)});
-  run.nImageNum = 2;
+  run.Images.nImageNum = 2;
   run.ComputeNormalization();
-  EXPECT_EQ(run.dCoorScale, 2.0);
-  EXPECT_EQ(run.dCoorMean[0], 250.0);
+  EXPECT_EQ(run.Frame.dCoorScale, 2.0);
+  EXPECT_EQ(run.Frame.dCoorMean[0], 250.0);
 }
 
 TEST(ComputeNormalization, OfNoImageChangesNothing) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   EXPECT_EQ(run.ComputeNormalization(), 1);
-  EXPECT_EQ(run.dCoorScale, 1.0);
-  EXPECT_EQ(run.dCoorMean[0], 0.0);
+  EXPECT_EQ(run.Frame.dCoorScale, 1.0);
+  EXPECT_EQ(run.Frame.dCoorMean[0], 0.0);
 }
 
 /// Shift (1000, 2000, 100), scale 0.5.
 void SetShiftAndScale(CBundleAdjustment& run) {
-  run.dCoorMean[0] = 1000;
-  run.dCoorMean[1] = 2000;
-  run.dCoorMean[2] = 100;
-  run.dCoorScale = 0.5;
+  run.Frame.dCoorMean[0] = 1000;
+  run.Frame.dCoorMean[1] = 2000;
+  run.Frame.dCoorMean[2] = 100;
+  run.Frame.dCoorScale = 0.5;
 }
 
 TEST(NormalizeData, ShiftsAndScalesPositionsOnly) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130, 0.1, 0.2, 0.3)});
-  run.pIop = {test::Camera(4, 0.1, 0.2, 0.3, 0.4)};
-  run.pGcpTable = {Point("g1", 1, 1002, 2004, 106), Point("g2", 2, 1000, 2000, 100)};
-  run.pPos = {Image(1012, 2024, 136, 0.1, 0.2, 0.3)};
-  run.Apply_GPS_Data = true;
+  run.Cameras.pIop = {test::Camera(4, 0.1, 0.2, 0.3, 0.4)};
+  run.Points.pGcpTable = {Point("g1", 1, 1002, 2004, 106), Point("g2", 2, 1000, 2000, 100)};
+  run.Images.pPos = {Image(1012, 2024, 136, 0.1, 0.2, 0.3)};
+  run.Limits.Apply_GPS_Data = true;
   EXPECT_EQ(run.NormalizeData(), 1);
-  ExpectAt(run.pEop[0], 5, 10, 15);
-  EXPECT_EQ(run.pEop[0].fPhi, 0.1);
-  EXPECT_EQ(run.pEop[0].fOmega, 0.2);
-  EXPECT_EQ(run.pEop[0].fKappa, 0.3);
-  EXPECT_EQ(run.pIop[0].fFocal, 4);
-  EXPECT_EQ(run.pIop[0].fK2, 0.4);
-  ExpectAt(run.pGcpTable[0], 1, 2, 3);
-  ExpectAt(run.pGcpTable[1], 0, 0, 0);
-  ExpectAt(run.pPos[0], 6, 12, 18);
+  ExpectAt(run.Images.pEop[0], 5, 10, 15);
+  EXPECT_EQ(run.Images.pEop[0].fPhi, 0.1);
+  EXPECT_EQ(run.Images.pEop[0].fOmega, 0.2);
+  EXPECT_EQ(run.Images.pEop[0].fKappa, 0.3);
+  EXPECT_EQ(run.Cameras.pIop[0].fFocal, 4);
+  EXPECT_EQ(run.Cameras.pIop[0].fK2, 0.4);
+  ExpectAt(run.Points.pGcpTable[0], 1, 2, 3);
+  ExpectAt(run.Points.pGcpTable[1], 0, 0, 0);
+  ExpectAt(run.Images.pPos[0], 6, 12, 18);
 }
 
 TEST(NormalizeData, LeavesPosDataAloneWithoutGps) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
-  run.pPos = {Image(1012, 2024, 136)};
-  run.Apply_IMU_Data = true;
+  run.Images.pPos = {Image(1012, 2024, 136)};
+  run.Limits.Apply_IMU_Data = true;
   EXPECT_EQ(run.NormalizeData(), 1);
-  ExpectAt(run.pPos[0], 1012, 2024, 136);
+  ExpectAt(run.Images.pPos[0], 1012, 2024, 136);
   EXPECT_EQ(run.RestoreData(), 1);
-  ExpectAt(run.pPos[0], 1012, 2024, 136);
+  ExpectAt(run.Images.pPos[0], 1012, 2024, 136);
 }
 
 TEST(NormalizeData, CarriesTheTableIntoThePointsInMemory) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
-  run.pGcpTable = {Point("g1", 1, 1002, 2004, 106), Point("g2", 2, 1004, 2000, 100)};
-  run.pObjectPoints = {Point("t1", 0, 7, 8, 9), Point("g1", 1, 0, 0, 0), Point("g2", 2, 0, 0, 0)};
-  run.nObjectPointNum = 3;
+  run.Points.pGcpTable = {Point("g1", 1, 1002, 2004, 106), Point("g2", 2, 1004, 2000, 100)};
+  run.Points.pObjectPoints = {Point("t1", 0, 7, 8, 9), Point("g1", 1, 0, 0, 0), Point("g2", 2, 0, 0, 0)};
+  run.Points.nObjectPointNum = 3;
   EXPECT_EQ(run.NormalizeData(), 1);
-  ExpectAt(run.pObjectPoints[0], 7, 8, 9);
-  ExpectAt(run.pObjectPoints[1], 1, 2, 3);
-  ExpectAt(run.pObjectPoints[2], 2, 0, 0);
+  ExpectAt(run.Points.pObjectPoints[0], 7, 8, 9);
+  ExpectAt(run.Points.pObjectPoints[1], 1, 2, 3);
+  ExpectAt(run.Points.pObjectPoints[2], 2, 0, 0);
 }
 
 TEST(NormalizeData, NormalizesControlPointsOfTheProjectItself) {
@@ -140,40 +140,40 @@ TEST(NormalizeData, NormalizesControlPointsOfTheProjectItself) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
-  run.pGcpTable = {Point("untyped", 0, 1000, 2000, 100), Point("g1", 1, 1002, 2004, 106),
-                   ObjectPointRecord()};
-  run.pObjectPoints = {Point("p1", 1, 1020, 2040, 160), Point("untyped", 0, 7, 8, 9),
-                       Point("g1", 1, 1002, 2004, 106), Point("p2", 2, 1040, 2000, 100)};
-  run.nObjectPointNum = 4;
+  run.Points.pGcpTable = {Point("untyped", 0, 1000, 2000, 100), Point("g1", 1, 1002, 2004, 106),
+                          ObjectPointRecord()};
+  run.Points.pObjectPoints = {Point("p1", 1, 1020, 2040, 160), Point("untyped", 0, 7, 8, 9),
+                              Point("g1", 1, 1002, 2004, 106), Point("p2", 2, 1040, 2000, 100)};
+  run.Points.nObjectPointNum = 4;
   EXPECT_EQ(run.NormalizeData(), 1);
-  ExpectAt(run.pObjectPoints[0], 10, 20, 30);
-  ExpectAt(run.pObjectPoints[1], 7, 8, 9);
-  ExpectAt(run.pObjectPoints[2], 1, 2, 3);
-  ExpectAt(run.pObjectPoints[3], 20, 0, 0);
+  ExpectAt(run.Points.pObjectPoints[0], 10, 20, 30);
+  ExpectAt(run.Points.pObjectPoints[1], 7, 8, 9);
+  ExpectAt(run.Points.pObjectPoints[2], 1, 2, 3);
+  ExpectAt(run.Points.pObjectPoints[3], 20, 0, 0);
 }
 
 TEST(NormalizeData, TakesNoMorePointsThanThereAre) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
-  run.nObjectPointNum = 1000000;
+  run.Points.nObjectPointNum = 1000000;
   EXPECT_EQ(run.NormalizeData(), 1);
-  run.pObjectPoints = {Point("p1", 1, 1020, 2040, 160), Point("p2", 1, 1020, 2040, 160)};
-  run.nObjectPointNum = 1;
+  run.Points.pObjectPoints = {Point("p1", 1, 1020, 2040, 160), Point("p2", 1, 1020, 2040, 160)};
+  run.Points.nObjectPointNum = 1;
   EXPECT_EQ(run.NormalizeData(), 1);
-  ExpectAt(run.pObjectPoints[0], 10, 20, 30);
-  ExpectAt(run.pObjectPoints[1], 1020, 2040, 160);
+  ExpectAt(run.Points.pObjectPoints[0], 10, 20, 30);
+  ExpectAt(run.Points.pObjectPoints[1], 1020, 2040, 160);
 }
 
 TEST(NormalizeData, DoesNothingWhenSwitchedOff) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
-  run.Coor_Normalization = false;
+  run.Limits.Coor_Normalization = false;
   EXPECT_EQ(run.NormalizeData(), 0);
   EXPECT_EQ(run.RestoreData(), 0);
-  ExpectAt(run.pEop[0], 1010, 2020, 130);
-  EXPECT_EQ(run.dCoorScale, 0.5);
+  ExpectAt(run.Images.pEop[0], 1010, 2020, 130);
+  EXPECT_EQ(run.Frame.dCoorScale, 0.5);
 }
 
 TEST(NormalizeData, LeavesDataThatIsSmallAndCentredAsItIs) {
@@ -190,15 +190,15 @@ TEST(NormalizeData, LeavesDataThatIsSmallAndCentredAsItIs) {
     run.ComputeNormalization();
     EXPECT_EQ(run.NormalizeData(), row.result);
     if (row.result == 0) {
-      EXPECT_EQ(run.pEop[1].X, eop[1].X);
-      EXPECT_EQ(run.dCoorScale, 1.0);
+      EXPECT_EQ(run.Images.pEop[1].X, eop[1].X);
+      EXPECT_EQ(run.Frame.dCoorScale, 1.0);
     } else {
-      EXPECT_NEAR(run.pEop[1].X, 500, 1e-9);
+      EXPECT_NEAR(run.Images.pEop[1].X, 500, 1e-9);
     }
     // Restoring must not divide what was never multiplied.
     EXPECT_EQ(run.RestoreData(), 1);
-    EXPECT_NEAR(run.pEop[1].X, eop[1].X, 1e-9);
-    EXPECT_NEAR(run.pEop[0].X, eop[0].X, 1e-9);
+    EXPECT_NEAR(run.Images.pEop[1].X, eop[1].X, 1e-9);
+    EXPECT_NEAR(run.Images.pEop[0].X, eop[0].X, 1e-9);
   }
 }
 
@@ -211,12 +211,12 @@ TEST(RestoreData, UndoesTheNormalization) {
   }
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetImages(run, eop);
-  run.pPos = eop;
-  run.Apply_GPS_Data = true;
+  run.Images.pPos = eop;
+  run.Limits.Apply_GPS_Data = true;
   run.ComputeNormalization();
   EXPECT_EQ(run.NormalizeData(), 1);
   double sum = 0, most = 0;
-  for (const EopRecord& image : run.pEop) {
+  for (const EopRecord& image : run.Images.pEop) {
     sum += image.X;
     most = std::max({most, std::fabs(image.X), std::fabs(image.Y), std::fabs(image.Z)});
   }
@@ -224,11 +224,11 @@ TEST(RestoreData, UndoesTheNormalization) {
   EXPECT_LT(most, 1000);
   EXPECT_EQ(run.RestoreData(), 1);
   for (size_t i = 0; i < eop.size(); ++i) {
-    EXPECT_NEAR(run.pEop[i].X, eop[i].X, 1e-8);
-    EXPECT_NEAR(run.pEop[i].Y, eop[i].Y, 1e-8);
-    EXPECT_NEAR(run.pEop[i].Z, eop[i].Z, 1e-8);
-    EXPECT_EQ(run.pPos[i].X, run.pEop[i].X);
-    EXPECT_EQ(run.pEop[i].fKappa, 0.3);
+    EXPECT_NEAR(run.Images.pEop[i].X, eop[i].X, 1e-8);
+    EXPECT_NEAR(run.Images.pEop[i].Y, eop[i].Y, 1e-8);
+    EXPECT_NEAR(run.Images.pEop[i].Z, eop[i].Z, 1e-8);
+    EXPECT_EQ(run.Images.pPos[i].X, run.Images.pEop[i].X);
+    EXPECT_EQ(run.Images.pEop[i].fKappa, 0.3);
   }
 }
 
@@ -236,12 +236,12 @@ TEST(RestoreData, LeavesTheTableOfControlPointsNormalized) {
   CBundleAdjustment run(NativePlatform(), nullptr);
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
-  run.pGcpTable = {Point("g1", 1, 1002, 2004, 106)};
+  run.Points.pGcpTable = {Point("g1", 1, 1002, 2004, 106)};
   run.NormalizeData();
   run.RestoreData();
-  ExpectAt(run.pGcpTable[0], 1, 2, 3);
-  EXPECT_EQ(run.dCoorScale, 0.5);
-  EXPECT_EQ(run.dCoorMean[0], 1000);
+  ExpectAt(run.Points.pGcpTable[0], 1, 2, 3);
+  EXPECT_EQ(run.Frame.dCoorScale, 0.5);
+  EXPECT_EQ(run.Frame.dCoorMean[0], 1000);
 }
 
 TEST(RestoreData, LogsALineForEachPosRecordFrom49345On) {
@@ -250,13 +250,13 @@ TEST(RestoreData, LogsALineForEachPosRecordFrom49345On) {
   CBundleAdjustment run(NativePlatform(), console.File());
   SetShiftAndScale(run);
   SetImages(run, {Image(5, 10, 15)});
-  run.pPos.assign(49347, Image(6, 12, 18));
-  run.Apply_GPS_Data = true;
+  run.Images.pPos.assign(49347, Image(6, 12, 18));
+  run.Limits.Apply_GPS_Data = true;
   EXPECT_EQ(run.RestoreData(), 1);
   EXPECT_EQ(console.Text(), "Error!===================\nError!===================\n");
-  ExpectAt(run.pEop[0], 1010, 2020, 130);
-  ExpectAt(run.pPos[0], 1012, 2024, 136);
-  ExpectAt(run.pPos[49346], 1012, 2024, 136);
+  ExpectAt(run.Images.pEop[0], 1010, 2020, 130);
+  ExpectAt(run.Images.pPos[0], 1012, 2024, 136);
+  ExpectAt(run.Images.pPos[49346], 1012, 2024, 136);
 }
 
 }  // namespace

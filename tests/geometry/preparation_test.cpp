@@ -17,9 +17,9 @@ constexpr const char* kTooLarge = "Error!Not enough memory for normal matrix!\n"
 
 /// A run with these counts and nothing read.
 void Count(CBundleAdjustment& run, int32_t images, int32_t cameras, int32_t groups = 0) {
-  run.nUnknownImageNum = images;
-  run.nCameraNum = cameras;
-  run.nGroupNum = groups;
+  run.Images.nUnknownImageNum = images;
+  run.Cameras.nCameraNum = cameras;
+  run.Images.nGroupNum = groups;
 }
 
 struct LayoutRow {
@@ -60,26 +60,26 @@ TEST(PrepareAdjustment, LaysOutAndCountsTheUnknowns) {
     SCOPED_TRACE(row.what);
     CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), nullptr);
     Count(run, row.images, row.cameras, row.groups);
-    run.Set_EOP_Unknown = row.eop;
-    run.Set_IOP_Unknown = row.iop;
-    run.Apply_GPS_Data = row.gps;
-    run.Apply_IMU_Data = row.imu;
-    run.Correct_Const_Error = row.constant;
-    run.Correct_LinearError = row.linear;
+    run.Settings.Set_EOP_Unknown = row.eop;
+    run.Settings.Set_IOP_Unknown = row.iop;
+    run.Limits.Apply_GPS_Data = row.gps;
+    run.Limits.Apply_IMU_Data = row.imu;
+    run.Limits.Correct_Const_Error = row.constant;
+    run.Limits.Correct_LinearError = row.linear;
     EXPECT_EQ(run.PrepareAdjustment(), 1);
-    EXPECT_EQ(run.nEopSize, 6);
-    EXPECT_EQ(run.nIopSize, 5);
-    EXPECT_EQ(run.nLayoutMode, row.layout);
-    EXPECT_EQ(run.nPosSize, row.posSize);
-    EXPECT_EQ(run.nBlockRowNum, row.blockRows);
-    EXPECT_EQ(run.nUnknownNum, row.unknowns);
-    EXPECT_EQ(run.nDiagSize, row.diagonal);
-    EXPECT_EQ(run.nDiagUpperSize, row.diagonalUpper);
-    EXPECT_EQ(run.pPosParams, std::vector<double>(static_cast<size_t>(row.groups * row.posSize), 0.0));
-    EXPECT_EQ(run.pConstVector, std::vector<double>(static_cast<size_t>(row.unknowns), 0.0));
-    EXPECT_EQ(run.pSubMatrixRows.size(), static_cast<size_t>(row.blockRows));
-    ASSERT_TRUE(run.pDenseNormal);
-    const double* dense = run.pDenseNormal.get();
+    EXPECT_EQ(run.Unknowns.nEopSize, 6);
+    EXPECT_EQ(run.Unknowns.nIopSize, 5);
+    EXPECT_EQ(run.Unknowns.nLayoutMode, row.layout);
+    EXPECT_EQ(run.Unknowns.nPosSize, row.posSize);
+    EXPECT_EQ(run.Unknowns.nBlockRowNum, row.blockRows);
+    EXPECT_EQ(run.Unknowns.nUnknownNum, row.unknowns);
+    EXPECT_EQ(run.Unknowns.nDiagSize, row.diagonal);
+    EXPECT_EQ(run.Unknowns.nDiagUpperSize, row.diagonalUpper);
+    EXPECT_EQ(run.Normal.pPosParams, std::vector<double>(static_cast<size_t>(row.groups * row.posSize), 0.0));
+    EXPECT_EQ(run.Normal.pConstVector, std::vector<double>(static_cast<size_t>(row.unknowns), 0.0));
+    EXPECT_EQ(run.Normal.pSubMatrixRows.size(), static_cast<size_t>(row.blockRows));
+    ASSERT_TRUE(run.Normal.pDenseNormal);
+    const double* dense = run.Normal.pDenseNormal.get();
     EXPECT_TRUE(
         std::all_of(dense, dense + row.unknowns * row.unknowns, [](double value) { return value == 0; }));
   }
@@ -89,10 +89,10 @@ TEST(PrepareAdjustment, RefusesWithoutAnyUnknown) {
   ConsoleText console;
   CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), console.File());
   Count(run, 4, 2);
-  run.Set_EOP_Unknown = run.Set_IOP_Unknown = false;
+  run.Settings.Set_EOP_Unknown = run.Settings.Set_IOP_Unknown = false;
   EXPECT_EQ(run.PrepareAdjustment(), 0);
   EXPECT_EQ(console.Text(), "Error!No unknown parameter is defined!\n");
-  EXPECT_EQ(run.nUnknownNum, 0);
+  EXPECT_EQ(run.Unknowns.nUnknownNum, 0);
 }
 
 TEST(PrepareAdjustment, SettlesTheSwitchesOfPosData) {
@@ -117,15 +117,15 @@ TEST(PrepareAdjustment, SettlesTheSwitchesOfPosData) {
     SCOPED_TRACE(row.what);
     CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), nullptr);
     Count(run, 4, 2, row.groups);
-    run.Set_EOP_Unknown = row.eop;
-    run.Apply_GPS_Data = row.gps;
-    run.Correct_Const_Error = row.constant;
-    run.Correct_LinearError = row.linear;
+    run.Settings.Set_EOP_Unknown = row.eop;
+    run.Limits.Apply_GPS_Data = row.gps;
+    run.Limits.Correct_Const_Error = row.constant;
+    run.Limits.Correct_LinearError = row.linear;
     EXPECT_EQ(run.PrepareAdjustment(), 1);
-    EXPECT_EQ(run.Correct_Const_Error, row.constantAfter);
-    EXPECT_EQ(run.Correct_LinearError, row.linearAfter);
-    EXPECT_EQ(run.GPS_WeightXY, row.weightsForced ? 0.001 : 0.01);
-    EXPECT_EQ(run.GPS_WeightZ, row.weightsForced ? 0.00001 : 0.01);
+    EXPECT_EQ(run.Limits.Correct_Const_Error, row.constantAfter);
+    EXPECT_EQ(run.Limits.Correct_LinearError, row.linearAfter);
+    EXPECT_EQ(run.Limits.GPS_WeightXY, row.weightsForced ? 0.001 : 0.01);
+    EXPECT_EQ(run.Limits.GPS_WeightZ, row.weightsForced ? 0.00001 : 0.01);
   }
 }
 
@@ -144,11 +144,11 @@ TEST(PrepareAdjustment, ComparesElementsOfTheDenseMatrixWithBytes) {
     ConsoleText console;
     CBundleAdjustment run(MadeUpPlatform(row.freeBytes, 1), console.File());
     Count(run, 5, 1);
-    run.Set_IOP_Unknown = false;
-    run.Apply_GPU = row.gpu;
-    run.Apply_PCG_Model = row.pcg;
+    run.Settings.Set_IOP_Unknown = false;
+    run.Limits.Apply_GPU = row.gpu;
+    run.Limits.Apply_PCG_Model = row.pcg;
     EXPECT_EQ(run.PrepareAdjustment(), row.result);
-    EXPECT_EQ(static_cast<bool>(run.pDenseNormal), row.dense);
+    EXPECT_EQ(static_cast<bool>(run.Normal.pDenseNormal), row.dense);
     EXPECT_EQ(console.Text(), row.result == 1 ? "" : kTooLarge);
   }
 }
@@ -170,14 +170,14 @@ TEST(PrepareAdjustment, RefusesCountsBeyondThirtyTwoBits) {
     ConsoleText console;
     CBundleAdjustment run(MadeUpPlatform(std::numeric_limits<int64_t>::max(), 1), console.File());
     Count(run, row.images, row.cameras, row.groups);
-    run.Set_EOP_Unknown = row.eop;
-    run.Set_IOP_Unknown = row.iop;
-    run.Apply_PCG_Model = true;
-    run.Apply_GPS_Data = run.Apply_IMU_Data = row.groups > 0;
+    run.Settings.Set_EOP_Unknown = row.eop;
+    run.Settings.Set_IOP_Unknown = row.iop;
+    run.Limits.Apply_PCG_Model = true;
+    run.Limits.Apply_GPS_Data = run.Limits.Apply_IMU_Data = row.groups > 0;
     EXPECT_EQ(run.PrepareAdjustment(), 0);
     EXPECT_EQ(console.Text(), kTooLarge);
-    EXPECT_TRUE(run.pSubMatrixRows.empty());
-    EXPECT_TRUE(run.pConstVector.empty());
+    EXPECT_TRUE(run.Normal.pSubMatrixRows.empty());
+    EXPECT_TRUE(run.Normal.pConstVector.empty());
   }
 }
 
@@ -188,7 +188,7 @@ TEST(PrepareAdjustment, RefusesAMatrixThatTheAllocatorRefuses) {
   ConsoleText console;
   CBundleAdjustment run(MadeUpPlatform(std::numeric_limits<int64_t>::max(), 1), console.File());
   Count(run, 1, 1000000);
-  run.Set_EOP_Unknown = false;  // 5 million unknowns: 200 terabytes
+  run.Settings.Set_EOP_Unknown = false;  // 5 million unknowns: 200 terabytes
   EXPECT_EQ(run.PrepareAdjustment(), 0);
   EXPECT_EQ(console.Text(), kTooLarge);
 #endif
@@ -198,11 +198,11 @@ TEST(PrepareAdjustment, TransformsFromFourControlPointsOn) {
   ConsoleText console;
   CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), console.File());
   Count(run, 4, 1);
-  run.szGcpPath = "/nonexistent/points.gcp";
-  run.nControlPointNum = 4;
+  run.Paths.szGcpPath = "/nonexistent/points.gcp";
+  run.Points.nControlPointNum = 4;
   EXPECT_EQ(run.PrepareAdjustment(), -1);
   EXPECT_TRUE(console.Text().ends_with("Error! Compute Seven Parameters with GCP failed!\n"));
-  EXPECT_FALSE(run.bSevenParamApplied);
+  EXPECT_FALSE(run.Frame.bSevenParamApplied);
 }
 
 TEST(PrepareAdjustment, LeavesTheOrientationsAloneWithThreeControlPoints) {
@@ -210,12 +210,12 @@ TEST(PrepareAdjustment, LeavesTheOrientationsAloneWithThreeControlPoints) {
   CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), console.File());
   test::TestBlock block = test::ExactStrip();
   block.MoveInto(run);
-  run.szGcpPath = "/nonexistent/points.gcp";
-  run.nControlPointNum = 3;
+  run.Paths.szGcpPath = "/nonexistent/points.gcp";
+  run.Points.nControlPointNum = 3;
   EXPECT_EQ(run.PrepareAdjustment(), 1);
   EXPECT_EQ(console.Text(), "");
-  EXPECT_FALSE(run.bSevenParamApplied);
-  EXPECT_EQ(run.pEop[1].X, 256);
+  EXPECT_FALSE(run.Frame.bSevenParamApplied);
+  EXPECT_EQ(run.Images.pEop[1].X, 256);
 }
 
 }  // namespace

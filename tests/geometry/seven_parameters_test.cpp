@@ -41,8 +41,8 @@ const Frame kFrame = {25, 0.05, -0.08, 2.6, {430000, 5100000, 120}};
 class SevenParameters : public ::testing::Test {
  protected:
   SevenParameters() {
-    block.szOutputPath = folder.Path();
-    block.Apply_GPS_Data = true;
+    block.Paths.szOutputPath = folder.Path();
+    block.Limits.Apply_GPS_Data = true;
   }
 
   /// Two strips of `perStrip` images over ground at height 0, looking down, in the block's own frame.
@@ -56,20 +56,21 @@ class SevenParameters : public ::testing::Test {
         image.fPhi = 0.01 * k;
         image.fOmega = -0.02 * strip;
         image.fKappa = strip == 0 ? 0.02 : kPi - 0.01 * k;
-        block.pEop.push_back(image);
+        block.Images.pEop.push_back(image);
       }
     }
-    block.nImageNum = block.nUnknownImageNum = block.nImageFileNum = static_cast<int32_t>(block.pEop.size());
+    block.Images.nImageNum = block.Images.nUnknownImageNum = block.Images.nImageFileNum =
+        static_cast<int32_t>(block.Images.pEop.size());
   }
 
   void MakeGps() {
-    for (const EopRecord& image : block.pEop) {
+    for (const EopRecord& image : block.Images.pEop) {
       const Position gps = kFrame.Of({image.X, image.Y, image.Z});
       PosRecord record;
       record.X = gps[0];
       record.Y = gps[1];
       record.Z = gps[2];
-      block.pPos.push_back(record);
+      block.Images.pPos.push_back(record);
     }
   }
 
@@ -79,12 +80,13 @@ class SevenParameters : public ::testing::Test {
     ComputeRotationMatrix(kFrame.fPhi, kFrame.fOmega, kFrame.fKappa, R);
     for (size_t i = 0; i < before.size(); ++i) {
       const Position expected = kFrame.Of({before[i].X, before[i].Y, before[i].Z});
-      EXPECT_NEAR(block.pEop[i].X, expected[0], 1e-6);
-      EXPECT_NEAR(block.pEop[i].Y, expected[1], 1e-6);
-      EXPECT_NEAR(block.pEop[i].Z, expected[2], 1e-6);
+      EXPECT_NEAR(block.Images.pEop[i].X, expected[0], 1e-6);
+      EXPECT_NEAR(block.Images.pEop[i].Y, expected[1], 1e-6);
+      EXPECT_NEAR(block.Images.pEop[i].Z, expected[2], 1e-6);
       double own[9], now[9];
       ComputeRotationMatrix(before[i].fPhi, before[i].fOmega, before[i].fKappa, own);
-      ComputeRotationMatrix(block.pEop[i].fPhi, block.pEop[i].fOmega, block.pEop[i].fKappa, now);
+      ComputeRotationMatrix(block.Images.pEop[i].fPhi, block.Images.pEop[i].fOmega,
+                            block.Images.pEop[i].fKappa, now);
       for (int r = 0; r < 3; ++r) {
         for (int c = 0; c < 3; ++c) {
           EXPECT_NEAR(now[3 * r + c],
@@ -96,14 +98,15 @@ class SevenParameters : public ::testing::Test {
 
   void ExpectUnmoved(const std::vector<EopRecord>& before) {
     for (size_t i = 0; i < before.size(); ++i) {
-      EXPECT_EQ(block.pEop[i].X, before[i].X);
-      EXPECT_EQ(block.pEop[i].Z, before[i].Z);
-      EXPECT_EQ(block.pEop[i].fKappa, before[i].fKappa);
+      EXPECT_EQ(block.Images.pEop[i].X, before[i].X);
+      EXPECT_EQ(block.Images.pEop[i].Z, before[i].Z);
+      EXPECT_EQ(block.Images.pEop[i].fKappa, before[i].fKappa);
     }
   }
 
   bool ParametersAreClear() const {
-    return std::all_of(block.fSevenParam, block.fSevenParam + 16, [](double value) { return value == 0; });
+    return std::all_of(block.Frame.fSevenParam, block.Frame.fSevenParam + 16,
+                       [](double value) { return value == 0; });
   }
 
   ScratchFolder folder;
@@ -123,27 +126,28 @@ std::string Line(const Position& own, const Position& gps) {
 TEST_F(SevenParameters, GpsBringsTheBlockToItsPositions) {
   MakeImages(5);
   MakeGps();
-  const std::vector<EopRecord> before = block.pEop;
+  const std::vector<EopRecord> before = block.Images.pEop;
   EXPECT_EQ(block.ComputeSevenParametersFromGps(), 1);
-  EXPECT_NEAR(block.fSevenParam[14] / block.fSevenParam[13] * block.fSevenParam[3], 25, 1e-7);
+  EXPECT_NEAR(block.Frame.fSevenParam[14] / block.Frame.fSevenParam[13] * block.Frame.fSevenParam[3], 25,
+              1e-7);
   EXPECT_EQ(block.ApplySevenParameters(), 1);
   ExpectInFrame(before);
   EXPECT_EQ(log.Text(), "");
-  EXPECT_EQ(block.nOutputFailureNum, 0);
+  EXPECT_EQ(block.Outputs.nOutputFailureNum, 0);
 }
 
 TEST_F(SevenParameters, AnImageAtGpsZeroTakesNoPartAndIsMovedAndWritten) {
   MakeImages(5);
   MakeGps();
-  block.pPos[3] = PosRecord();
-  block.pPos[6].Z = std::nan("");
-  const std::vector<EopRecord> before = block.pEop;
+  block.Images.pPos[3] = PosRecord();
+  block.Images.pPos[6].Z = std::nan("");
+  const std::vector<EopRecord> before = block.Images.pEop;
   EXPECT_EQ(block.ComputeSevenParametersFromGps(), 1);
   const std::string text = test::ReadFile(folder / "Test.txt");
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 10);
   const Position own = {before[3].X, before[3].Y, before[3].Z};
   Position moved;
-  TransformPoints({&own, 1}, block.fSevenParam, {&moved, 1});
+  TransformPoints({&own, 1}, block.Frame.fSevenParam, {&moved, 1});
   EXPECT_NE(text.find(Line(own, moved)), std::string::npos);
   block.ApplySevenParameters();
   ExpectInFrame(before);
@@ -152,16 +156,16 @@ TEST_F(SevenParameters, AnImageAtGpsZeroTakesNoPartAndIsMovedAndWritten) {
 TEST_F(SevenParameters, TestFileHoldsThePositionsAndTheirDifferences) {
   MakeImages(2);
   MakeGps();
-  block.pPos[0].X += 4;
-  block.pPos[3].Z -= 2;
+  block.Images.pPos[0].X += 4;
+  block.Images.pPos[3].Z -= 2;
   ASSERT_EQ(block.ComputeSevenParametersFromGps(), 1);
   std::string expected;
   for (size_t i = 0; i < 4; ++i) {
-    const Position own = {block.pEop[i].X, block.pEop[i].Y, block.pEop[i].Z};
+    const Position own = {block.Images.pEop[i].X, block.Images.pEop[i].Y, block.Images.pEop[i].Z};
     Position moved;
-    TransformPoints({&own, 1}, block.fSevenParam, {&moved, 1});
-    expected +=
-        Line(own, {moved[0] - block.pPos[i].X, moved[1] - block.pPos[i].Y, moved[2] - block.pPos[i].Z});
+    TransformPoints({&own, 1}, block.Frame.fSevenParam, {&moved, 1});
+    expected += Line(own, {moved[0] - block.Images.pPos[i].X, moved[1] - block.Images.pPos[i].Y,
+                           moved[2] - block.Images.pPos[i].Z});
   }
   EXPECT_EQ(test::ReadFile(folder / "Test.txt"), expected);
 }
@@ -171,17 +175,17 @@ TEST_F(SevenParameters, FailedGpsLeavesTheBlockAsItIs) {
   MakeGps();
   // A single strip in a straight line.
   for (size_t i = 0; i < 10; ++i) {
-    block.pEop[i].X = 10.0 * static_cast<double>(i);
-    block.pEop[i].Y = block.pEop[i].Z = 0;
+    block.Images.pEop[i].X = 10.0 * static_cast<double>(i);
+    block.Images.pEop[i].Y = block.Images.pEop[i].Z = 0;
   }
-  const std::vector<EopRecord> before = block.pEop;
+  const std::vector<EopRecord> before = block.Images.pEop;
   EXPECT_EQ(block.ComputeSevenParametersFromGps(), 0);
   EXPECT_EQ(log.Text(), "Calculate seven parameters from GPS data failed!0\n");
   EXPECT_TRUE(ParametersAreClear());
   std::string expected;
   for (size_t i = 0; i < 10; ++i) {
-    expected +=
-        Line({before[i].X, before[i].Y, before[i].Z}, {block.pPos[i].X, block.pPos[i].Y, block.pPos[i].Z});
+    expected += Line({before[i].X, before[i].Y, before[i].Z},
+                     {block.Images.pPos[i].X, block.Images.pPos[i].Y, block.Images.pPos[i].Z});
   }
   EXPECT_EQ(test::ReadFile(folder / "Test.txt"), expected);
   EXPECT_EQ(block.ApplySevenParameters(), 1);
@@ -190,7 +194,7 @@ TEST_F(SevenParameters, FailedGpsLeavesTheBlockAsItIs) {
 
 TEST_F(SevenParameters, WithoutGpsPairsTheStartsFail) {
   MakeImages(2);
-  block.pPos.resize(4);
+  block.Images.pPos.resize(4);
   EXPECT_EQ(block.ComputeSevenParametersFromGps(), 0);
   EXPECT_EQ(log.Count("Calculate seven parameters from GPS data failed!0\n"), 1);
 }
@@ -198,7 +202,7 @@ TEST_F(SevenParameters, WithoutGpsPairsTheStartsFail) {
 TEST_F(SevenParameters, ImagesBehindThePosTableAreReported) {
   MakeImages(5);
   MakeGps();
-  block.pPos.resize(8);
+  block.Images.pPos.resize(8);
   EXPECT_EQ(block.ComputeSevenParametersFromGps(), 1);
   EXPECT_EQ(log.Text(),
             "Error!=================\nError!=================\n"    // the fit
@@ -210,9 +214,9 @@ TEST_F(SevenParameters, ImagesBehindThePosTableAreReported) {
 TEST_F(SevenParameters, ATestFileThatCannotBeMadeCounts) {
   MakeImages(5);
   MakeGps();
-  block.szOutputPath = folder / "absent";
+  block.Paths.szOutputPath = folder / "absent";
   EXPECT_EQ(block.ComputeSevenParametersFromGps(), 1);
-  EXPECT_EQ(block.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Outputs.nOutputFailureNum, 1);
 }
 
 // ---- Control points -------------------------------------------------------------------------------------
@@ -223,14 +227,14 @@ class SevenParametersFromGcp : public SevenParameters {
     MakeImages(3);
     IopRecord camera;
     camera.fFocal = 5;
-    block.pIop.push_back(camera);
-    block.nCameraNum = block.nCameraFileNum = 1;
-    for (int32_t i = 0; i < block.nImageNum; ++i) {
-      block.pImageIndex.push_back(i);
-      block.pImageOrdinal.push_back(i);
-      block.pImageCamera.push_back(0);
+    block.Cameras.pIop.push_back(camera);
+    block.Cameras.nCameraNum = block.Cameras.nCameraFileNum = 1;
+    for (int32_t i = 0; i < block.Images.nImageNum; ++i) {
+      block.Images.pImageIndex.push_back(i);
+      block.Images.pImageOrdinal.push_back(i);
+      block.Images.pImageCamera.push_back(0);
     }
-    block.pCameraIndex.push_back(0);
+    block.Cameras.pCameraIndex.push_back(0);
   }
 
   /// One point of the file, given in the target frame and measured on the images of the own frame.
@@ -245,13 +249,13 @@ class SevenParametersFromGcp : public SevenParameters {
                   imageNum);
     std::string lines = text;
     for (size_t i = 0; i < imageNum; ++i) {
-      const EopRecord& image = block.pEop[i];
+      const EopRecord& image = block.Images.pEop[i];
       double R[9];
       ComputeRotationMatrix(image.fPhi, image.fOmega, image.fKappa, R);
       const double d[3] = {own[0] - image.X, own[1] - image.Y, own[2] - image.Z};
       double b[3];
       for (int axis = 0; axis < 3; ++axis) b[axis] = R[axis] * d[0] + R[3 + axis] * d[1] + R[6 + axis] * d[2];
-      const double f = block.pIop[0].fFocal / block.Image_Coor_Scale;
+      const double f = block.Cameras.pIop[0].fFocal / block.Settings.Image_Coor_Scale;
       std::snprintf(text, sizeof text, "%zu %.9f %.9f\n", i, -f * b[0] / b[2], -f * b[1] / b[2]);
       lines += text;
     }
@@ -270,9 +274,9 @@ class SevenParametersFromGcp : public SevenParameters {
   void ExpectNearFrame(const std::vector<EopRecord>& before) {
     for (size_t i = 0; i < before.size(); ++i) {
       const Position expected = kFrame.Of({before[i].X, before[i].Y, before[i].Z});
-      EXPECT_NEAR(block.pEop[i].X, expected[0], 0.01);
-      EXPECT_NEAR(block.pEop[i].Y, expected[1], 0.01);
-      EXPECT_NEAR(block.pEop[i].Z, expected[2], 0.01);
+      EXPECT_NEAR(block.Images.pEop[i].X, expected[0], 0.01);
+      EXPECT_NEAR(block.Images.pEop[i].Y, expected[1], 0.01);
+      EXPECT_NEAR(block.Images.pEop[i].Z, expected[2], 0.01);
     }
   }
 
@@ -280,18 +284,18 @@ class SevenParametersFromGcp : public SevenParameters {
 };
 
 TEST_F(SevenParametersFromGcp, ABlockInAForeignFrameComesToItsControlPoints) {
-  const std::vector<EopRecord> before = block.pEop;
+  const std::vector<EopRecord> before = block.Images.pEop;
   EXPECT_EQ(Solve({Point(corners[0], 1, 6), Point(corners[1], 1, 6), Point(corners[2], 1, 4),
                    Point(corners[3], 1, 2)}),
             1);
-  EXPECT_EQ(block.nControlPointNum, 4);
+  EXPECT_EQ(block.Points.nControlPointNum, 4);
   EXPECT_EQ(log.Text(), "Read Gcp file...\nGcp number:4\nCalculate seven parameters successed!4\n");
   EXPECT_EQ(block.ApplySevenParameters(), 1);
   ExpectNearFrame(before);
 }
 
 TEST_F(SevenParametersFromGcp, CheckPointsTakeNoPart) {
-  const std::vector<EopRecord> before = block.pEop;
+  const std::vector<EopRecord> before = block.Images.pEop;
   EXPECT_EQ(Solve({Point(corners[0], 1, 6), Measured(corners[1], 6, {0, 0, 0}, 2), Point(corners[2], 1, 6),
                    Measured(corners[4], 6, {1, 1, 1}, 0), Point(corners[3], 1, 6)}),
             1);
@@ -301,7 +305,7 @@ TEST_F(SevenParametersFromGcp, CheckPointsTakeNoPart) {
 }
 
 TEST_F(SevenParametersFromGcp, PointsThatGiveNoPairAreLeftOut) {
-  const std::vector<EopRecord> before = block.pEop;
+  const std::vector<EopRecord> before = block.Images.pEop;
   EXPECT_EQ(Solve({Point(corners[0], 1, 6), Point(corners[1], 1, 6), Point(corners[2], 1, 6),
                    Point(corners[3], 1, 6), Point(corners[4], 1, 1), Point(corners[4], 1, 0),
                    "P nan 1 2 1\n2\n0 1 1\n1 2 2\n", "P 1 2 3 1\n3\n2 100 200\n2 100 201\n2 101 200\n"}),
@@ -322,12 +326,12 @@ TEST_F(SevenParametersFromGcp, DegenerateControlFails) {
        {Point({0, 0, 0}, 1, 6), Point({10, 0, 0}, 1, 6), Point({20, 0, 0}, 1, 6), Point({5, 0, 0}, 1, 6)}},
       {"coincident", {Point(corners[0], 1, 6), Point(corners[0], 1, 6), Point(corners[0], 1, 6)}},
   };
-  const std::vector<EopRecord> before = block.pEop;
+  const std::vector<EopRecord> before = block.Images.pEop;
   for (const auto& row : rows) {
-    std::fill_n(block.fSevenParam, 16, 7.0);
+    std::fill_n(block.Frame.fSevenParam, 16, 7.0);
     EXPECT_EQ(Solve(row.vPoints), 0) << row.szName;
     EXPECT_EQ(log.Text().substr(log.Text().rfind("Calculate")),
-              "Calculate seven parameters failed!" + std::to_string(block.nControlPointNum) + "\n")
+              "Calculate seven parameters failed!" + std::to_string(block.Points.nControlPointNum) + "\n")
         << row.szName;
     EXPECT_TRUE(ParametersAreClear()) << row.szName;
     block.ApplySevenParameters();

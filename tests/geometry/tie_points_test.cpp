@@ -38,28 +38,28 @@ TestBlock TiePoints(int count) {
 TEST(ComputeTiePoints, IntersectsTheSectionAndTakesStatisticsInObjectUnits) {
   CBundleAdjustment run(MadeUpPlatform(kGibibyte, 3), nullptr);
   ThreePoints().MoveInto(run);
-  run.dCoorScale = 0.5;
+  run.Frame.dCoorScale = 0.5;
   EXPECT_EQ(run.ComputeTiePoints(0), 1);
-  EXPECT_NEAR(run.pObjectPoints[0].X, 64, 1e-9);
-  EXPECT_EQ(run.pObjectPoints[1].X, 63);
-  EXPECT_NEAR(run.pObjectPoints[2].X, 128, 1e-9);
-  ExpectSix(run.dControlResidual, {2, 4, 6, 2, 4, 6});
-  ExpectSix(run.dCheckResidual, {8, 0, -16, 8, 0, 16});
+  EXPECT_NEAR(run.Points.pObjectPoints[0].X, 64, 1e-9);
+  EXPECT_EQ(run.Points.pObjectPoints[1].X, 63);
+  EXPECT_NEAR(run.Points.pObjectPoints[2].X, 128, 1e-9);
+  ExpectSix(run.Residuals.dControlResidual, {2, 4, 6, 2, 4, 6});
+  ExpectSix(run.Residuals.dCheckResidual, {8, 0, -16, 8, 0, 16});
 }
 
 TEST(ComputeTiePoints, KeepsTheStatisticsOfTheLastSectionOnly) {
   CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), nullptr);
   ThreePoints().MoveInto(run);
   run.ComputeTiePoints(0);
-  EXPECT_NE(run.dControlResidual[0], 0);
-  run.Sections.ObjectPoints = {{0, 2}, {3, 4}};
+  EXPECT_NE(run.Residuals.dControlResidual[0], 0);
+  run.Points.Sections.ObjectPoints = {{0, 2}, {3, 4}};
   TestBlock next = TiePoints(2);
-  run.pObjectPoints = next.points;
-  run.pImagePoints = next.imagePoints;
+  run.Points.pObjectPoints = next.points;
+  run.Points.pImagePoints = next.imagePoints;
   run.ComputeTiePoints(1);
-  ExpectSix(run.dControlResidual, {0, 0, 0, 0, 0, 0});
-  ExpectSix(run.dCheckResidual, {0, 0, 0, 0, 0, 0});
-  EXPECT_NEAR(run.pObjectPoints[1].X, 8, 1e-9);
+  ExpectSix(run.Residuals.dControlResidual, {0, 0, 0, 0, 0, 0});
+  ExpectSix(run.Residuals.dCheckResidual, {0, 0, 0, 0, 0, 0});
+  EXPECT_NEAR(run.Points.pObjectPoints[1].X, 8, 1e-9);
 }
 
 TEST(ComputeTiePoints, OfASectionWithOnePointOverwritesItWithoutStatistics) {
@@ -68,23 +68,23 @@ TEST(ComputeTiePoints, OfASectionWithOnePointOverwritesItWithoutStatistics) {
   block.AddPoint(1, 64, 32, 0, {0, 1, 2}, -1, -2, -3);
   block.MoveInto(run);
   run.ComputeTiePoints(0);
-  EXPECT_NEAR(run.pObjectPoints[0].X, 64, 1e-9);
-  ExpectSix(run.dControlResidual, {0, 0, 0, 0, 0, 0});
+  EXPECT_NEAR(run.Points.pObjectPoints[0].X, 64, 1e-9);
+  ExpectSix(run.Residuals.dControlResidual, {0, 0, 0, 0, 0, 0});
 }
 
 TEST(ComputeTiePoints, TakesNoMorePointsThanAreInMemory) {
   CBundleAdjustment run(MadeUpPlatform(kGibibyte, 2), nullptr);
   TiePoints(3).MoveInto(run);
-  run.Sections.ObjectPoints = {{0, 1000000}};
+  run.Points.Sections.ObjectPoints = {{0, 1000000}};
   EXPECT_EQ(run.SectionPointCount(0), 3);
   EXPECT_EQ(run.ComputeTiePoints(0), 1);
   EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
-  EXPECT_NEAR(run.pObjectPoints[2].X, 16, 1e-9);
+  EXPECT_NEAR(run.Points.pObjectPoints[2].X, 16, 1e-9);
   for (const int32_t noSection : {-1, 1, 7}) {
     EXPECT_EQ(run.SectionPointCount(noSection), 0);
     EXPECT_EQ(run.ComputeTiePoints(noSection), 1);
   }
-  run.Sections.ObjectPoints = {{5, 4}};
+  run.Points.Sections.ObjectPoints = {{5, 4}};
   EXPECT_EQ(run.SectionPointCount(0), 0);
 }
 
@@ -94,9 +94,9 @@ TEST(ComputeTiePoints, LeavesOutImagesBehindTheKeptOnes) {
   TestBlock block = TiePoints(2);
   block.imagePoints[2].x = 1e6F;
   block.MoveInto(run);
-  run.nImageNum = 2;
+  run.Images.nImageNum = 2;
   run.ComputeTiePoints(0);
-  EXPECT_NEAR(run.pObjectPoints[0].Y, -16, 1e-9);
+  EXPECT_NEAR(run.Points.pObjectPoints[0].Y, -16, 1e-9);
 }
 
 TEST(ComputeTiePointsThreaded, LogsItsTasksAndJoinsThemInOrder) {
@@ -107,7 +107,7 @@ TEST(ComputeTiePointsThreaded, LogsItsTasksAndJoinsThemInOrder) {
   EXPECT_EQ(console.Text(),
             "Sub task 0: 0 2 10\nSub task 1: 3 5 10\nSub task 2: 6 9 10\n"
             "Sub task 0 completed\nSub task 1 completed\nSub task 2 completed\n");
-  for (int i = 0; i < 10; ++i) EXPECT_NEAR(run.pObjectPoints[static_cast<size_t>(i)].X, 8 * i, 1e-9);
+  for (int i = 0; i < 10; ++i) EXPECT_NEAR(run.Points.pObjectPoints[static_cast<size_t>(i)].X, 8 * i, 1e-9);
 }
 
 TEST(ComputeTiePointsThreaded, RunsOneTaskOnOneProcessor) {
@@ -117,7 +117,7 @@ TEST(ComputeTiePointsThreaded, RunsOneTaskOnOneProcessor) {
     TiePoints(3).MoveInto(run);
     EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
     EXPECT_EQ(console.Text(), "Sub task 0: 0 2 3\nSub task 0 completed\n");
-    EXPECT_NEAR(run.pObjectPoints[2].X, 16, 1e-9);
+    EXPECT_NEAR(run.Points.pObjectPoints[2].X, 16, 1e-9);
   }
 }
 
@@ -129,7 +129,7 @@ TEST(ComputeTiePointsThreaded, HasEmptySharesWhereThreadsOutnumberPoints) {
   EXPECT_EQ(console.Text(),
             "Sub task 0: 0 -1 2\nSub task 1: 0 -1 2\nSub task 2: 0 1 2\n"
             "Sub task 0 completed\nSub task 1 completed\nSub task 2 completed\n");
-  EXPECT_NEAR(run.pObjectPoints[1].X, 8, 1e-9);
+  EXPECT_NEAR(run.Points.pObjectPoints[1].X, 8, 1e-9);
 }
 
 TEST(ComputeTiePointsThreaded, OverwritesAControlPointThatIsAloneInItsTask) {
@@ -140,8 +140,8 @@ TEST(ComputeTiePointsThreaded, OverwritesAControlPointThatIsAloneInItsTask) {
   ThreePoints().MoveInto(together);
   alone.ComputeTiePointsThreaded(0);
   together.ComputeTiePointsThreaded(0);
-  EXPECT_NEAR(alone.pObjectPoints[1].X, 64, 1e-9);
-  EXPECT_EQ(together.pObjectPoints[1].X, 63);
+  EXPECT_NEAR(alone.Points.pObjectPoints[1].X, 64, 1e-9);
+  EXPECT_EQ(together.Points.pObjectPoints[1].X, 63);
 }
 
 TEST(ComputeTiePointsThreaded, GivesTheBitsOfTheSerialForm) {
@@ -156,10 +156,10 @@ TEST(ComputeTiePointsThreaded, GivesTheBitsOfTheSerialForm) {
     CBundleAdjustment threaded(MadeUpPlatform(kGibibyte, processors), nullptr);
     TestBlock(block).MoveInto(threaded);
     threaded.ComputeTiePointsThreaded(0);
-    for (size_t p = 0; p < threaded.pObjectPoints.size(); ++p) {
-      ASSERT_EQ(threaded.pObjectPoints[p].X, serial.pObjectPoints[p].X);
-      ASSERT_EQ(threaded.pObjectPoints[p].Y, serial.pObjectPoints[p].Y);
-      ASSERT_EQ(threaded.pObjectPoints[p].Z, serial.pObjectPoints[p].Z);
+    for (size_t p = 0; p < threaded.Points.pObjectPoints.size(); ++p) {
+      ASSERT_EQ(threaded.Points.pObjectPoints[p].X, serial.Points.pObjectPoints[p].X);
+      ASSERT_EQ(threaded.Points.pObjectPoints[p].Y, serial.Points.pObjectPoints[p].Y);
+      ASSERT_EQ(threaded.Points.pObjectPoints[p].Z, serial.Points.pObjectPoints[p].Z);
     }
   }
 }

@@ -434,12 +434,12 @@ TEST(RefreshObjectArray, UploadsWhatTheFirstUploadDid) {
     state.pDevice = gpu::MakeHostDevice(int64_t{1} << 30, 2);
     state.pDeviceProps = {GoodDevice()};
     state.Form = form;
-    block.nImageNum = block.nUnknownImageNum = 2;
-    block.nCameraNum = 1;
-    block.nUnknownNum = 17;
-    block.nDiagUpperSize = 57;
-    block.pEop.resize(2);
-    block.pIop.resize(1);
+    block.Images.nImageNum = block.Images.nUnknownImageNum = 2;
+    block.Cameras.nCameraNum = 1;
+    block.Unknowns.nUnknownNum = 17;
+    block.Unknowns.nDiagUpperSize = 57;
+    block.Images.pEop.resize(2);
+    block.Cameras.pIop.resize(1);
     for (int32_t i = 0; i < 50000; ++i) {
       ObjectPointRecord point;
       point.X = 0.5 * i;
@@ -448,15 +448,15 @@ TEST(RefreshObjectArray, UploadsWhatTheFirstUploadDid) {
       point.nType = i % 7 == 3 ? 4 : i % 11 == 0 ? 1 : 0;
       point.nImagePointNum = 1;
       point.nFirstImagePoint = i;
-      block.pObjectPoints.push_back(point);
-      block.pImagePoints.push_back({i % 2, 0, i, 0.0f, 0.0f});
+      block.Points.pObjectPoints.push_back(point);
+      block.Points.pImagePoints.push_back({i % 2, 0, i, 0.0f, 0.0f});
       if (point.nType != 0 && i < 40000) {
         point.Z = 0.125 * i;
-        block.pGcpTable.push_back(point);
+        block.Points.pGcpTable.push_back(point);
       }
     }
-    block.Sections.ObjectPoints = {{0, 49999}};
-    block.Sections.ImagePoints = {{0, 49999}};
+    block.Points.Sections.ObjectPoints = {{0, 49999}};
+    block.Points.Sections.ImagePoints = {{0, 49999}};
     ASSERT_EQ(block.ComputeGpuSections(0), 1);
     ASSERT_EQ(block.AllocFixedDeviceMemory(), 1);
     ASSERT_EQ(block.AllocPointDeviceMemory(0), 1);
@@ -469,7 +469,7 @@ TEST(RefreshObjectArray, UploadsWhatTheFirstUploadDid) {
     ASSERT_EQ(state.pDevice->Clear(state.Arrays.cupObjPt, first.size() * 4), 0);
     EXPECT_EQ(block.RefreshObjectArray(0), 1);
     EXPECT_EQ(download(), first);
-    block.pObjectPoints[49998].X = 7;
+    block.Points.pObjectPoints[49998].X = 7;
     EXPECT_EQ(block.RefreshObjectArray(0), 1);
     EXPECT_NE(download(), first);
     EXPECT_EQ(block.FreePointDeviceMemory(), 1);

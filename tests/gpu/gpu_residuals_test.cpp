@@ -32,11 +32,11 @@ struct ResidualRun {
   ScratchFolder folder;
   CBundleAdjustment Run{MadeUpPlatform(1 << 30, 3), nullptr};
   ResidualRun() {
-    Run.szOutputPath = folder.Path();
-    Run.fMeanResidualX = 0.0001;
-    Run.fMeanResidualY = -0.0002;
-    Run.fRmsResidualX = 0.0005;
-    Run.fRmsResidualY = 0.00075;
+    Run.Paths.szOutputPath = folder.Path();
+    Run.Residuals.fMeanResidualX = 0.0001;
+    Run.Residuals.fMeanResidualY = -0.0002;
+    Run.Residuals.fRmsResidualX = 0.0005;
+    Run.Residuals.fRmsResidualY = 0.00075;
   }
   std::string File(const std::vector<gpu::GpuResidualLine>& lines) {
     EXPECT_EQ(Run.WriteResidualsGpu(3, 5, TableOf(lines)), 1);
@@ -64,12 +64,12 @@ TEST(ResidualsGpu, LinesAndTail) {
                                "RMSE:    0.000000\t    0.000000\t    0.000000\n"
                                "Check point residuals:\nMEAN:    0.000000\t    0.000000\t    0.000000\n"
                                "RMSE:    0.000000\t    0.000000\t    0.000000\n");
-  EXPECT_EQ(r.Run.nOutputFailureNum, 0);
+  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 0);
 }
 
 TEST(ResidualsGpu, WithoutValidPointsTheStartValuesAreDividedAndPrinted) {
   ResidualRun r;
-  r.Run.Image_Coor_Scale = 1.0;
+  r.Run.Settings.Image_Coor_Scale = 1.0;
   const std::string text = r.File({{0, 0, 0, 0, 0, 1, 1, 1}});
   EXPECT_NE(text.find(Print("MAX:%lf\t%lf\nMIN:%lf\t%lf\n", -1e308, -1e308, 1e308, 1e308)),
             std::string::npos);
@@ -80,7 +80,7 @@ TEST(ResidualsGpu, WithoutValidPointsTheStartValuesAreDividedAndPrinted) {
 
 TEST(ResidualsGpu, ExtremesAreThoseOfTheListedNumbersWhateverTheSignOfTheScale) {
   ResidualRun r;
-  r.Run.Image_Coor_Scale = -0.001;
+  r.Run.Settings.Image_Coor_Scale = -0.001;
   EXPECT_NE(r.File({{0, 0, 0, 0, 0, 0.001f, -0.002f, 0}, {0, 0, 1, 0, 0, -0.003f, 0.004f, 0}})
                 .find("MAX:3.000000\t2.000000\nMIN:-1.000000\t-1.000000\n"),
             std::string::npos);
@@ -109,9 +109,9 @@ TEST(ResidualsGpu, ManyLinesEqualTheObviousFormOnAnyNumberOfThreads) {
 
 TEST(ResidualsGpu, AFileThatCantBeMadeIsCounted) {
   ResidualRun r;
-  r.Run.szOutputPath = r.folder / "none";
+  r.Run.Paths.szOutputPath = r.folder / "none";
   EXPECT_EQ(r.Run.WriteResidualsGpu(0, 0, TableOf({})), 0);
-  EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
 }
 
 }  // namespace

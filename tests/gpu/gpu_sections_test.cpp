@@ -155,14 +155,14 @@ struct PlannedBlock {
   CBundleAdjustment block{NativePlatform(), log.Console()};
 
   explicit PlannedBlock(const std::vector<int32_t>& counts) {
-    block.pObjectPoints = Points(counts);
-    block.pImagePoints.resize(static_cast<size_t>(Sum(counts)));
-    block.nUnknownNum = 60;
-    block.nDiagUpperSize = 210;
-    block.nImageNum = 10;
-    block.nCameraNum = 1;
-    block.Sections.ObjectPoints = {{0, std::ssize(counts) - 1}};
-    block.Sections.ImagePoints = {{0, Sum(counts) - 1}};
+    block.Points.pObjectPoints = Points(counts);
+    block.Points.pImagePoints.resize(static_cast<size_t>(Sum(counts)));
+    block.Unknowns.nUnknownNum = 60;
+    block.Unknowns.nDiagUpperSize = 210;
+    block.Images.nImageNum = 10;
+    block.Cameras.nCameraNum = 1;
+    block.Points.Sections.ObjectPoints = {{0, std::ssize(counts) - 1}};
+    block.Points.Sections.ImagePoints = {{0, Sum(counts) - 1}};
     block.Gpu().pDeviceProps = {GoodDevice()};
   }
 };
@@ -202,7 +202,7 @@ TEST(ComputeGpuSections, Failures) {
   EXPECT_EQ(two.block.ComputeGpuSections(0), 0);
   EXPECT_EQ(two.log.Text(), "Error!Unexpected image point number!\n");
   PlannedBlock lost({3, 2, 5});
-  lost.block.pImagePoints.resize(7);
+  lost.block.Points.pImagePoints.resize(7);
   EXPECT_EQ(lost.block.ComputeGpuSections(0), 0);
   EXPECT_EQ(lost.log.Text(), "Error!Unexpected image point number!\n");
   PlannedBlock none({});

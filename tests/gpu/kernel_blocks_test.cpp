@@ -14,17 +14,17 @@ namespace {
 void FillCpuBlock(CBundleAdjustment& block, const KernelBlock& section) {
   SetLayout(block, static_cast<int32_t>(section.Para.nMode), static_cast<int32_t>(section.Para.nImageCount),
             static_cast<int32_t>(section.Para.nCameraCount));
-  block.GCP_Weight = static_cast<double>(section.Para.nControlWeight);
-  block.Gross_Point_Threshold = static_cast<double>(section.Para.nGrossFactor100) / 100;
-  block.fRmsResidualX = section.Rms[2];
-  block.fRmsResidualY = section.Rms[3];
+  block.Settings.GCP_Weight = static_cast<double>(section.Para.nControlWeight);
+  block.Settings.Gross_Point_Threshold = static_cast<double>(section.Para.nGrossFactor100) / 100;
+  block.Residuals.fRmsResidualX = section.Rms[2];
+  block.Residuals.fRmsResidualY = section.Rms[3];
   for (size_t i = 0; i < section.Images(); ++i) {
     const float* e = &section.Eop[6 * i];
-    block.pEop.push_back({0, 0, e[0], e[1], e[2], e[3], e[4], e[5]});
+    block.Images.pEop.push_back({0, 0, e[0], e[1], e[2], e[3], e[4], e[5]});
   }
   for (size_t c = 0; c < section.Iop.size() / 5; ++c) {
     const float* p = &section.Iop[5 * c];
-    block.pIop.push_back({0, 0, p[0], p[1], p[2], p[3], p[4]});
+    block.Cameras.pIop.push_back({0, 0, p[0], p[1], p[2], p[3], p[4]});
   }
   for (size_t o = 0; o < section.ObjIdx.size() / 3; ++o) {
     const float* X = &section.ObjPt[12 * o];

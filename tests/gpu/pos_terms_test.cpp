@@ -33,24 +33,24 @@ struct PosBlock {
   std::vector<float> d;
 
   PosBlock(const PosCase& c, int32_t images, int32_t groups, int32_t cameras = 2) {
-    own.Apply_GPS_Data = c.bGps;
-    own.Apply_IMU_Data = c.bImu;
-    own.Correct_Const_Error = c.bConst;
-    own.Correct_LinearError = c.bLinear;
-    own.Set_IOP_Unknown = c.layout != LayoutEop;
-    own.Set_EOP_Unknown = c.layout != LayoutIop;
-    own.GPS_WeightXY = 0.5;
-    own.GPS_WeightZ = 3;
-    own.nLayoutMode = c.layout;
-    own.nImageNum = own.nUnknownImageNum = own.nImageFileNum = images;
-    own.nCameraNum = c.layout == LayoutMergedEopIop ? images : cameras;
-    own.nGroupNum = groups;
-    own.nPosSize = c.layout == LayoutIop ? 0 : (3 * c.bGps + 3 * c.bImu) * (c.bConst + c.bLinear);
+    own.Limits.Apply_GPS_Data = c.bGps;
+    own.Limits.Apply_IMU_Data = c.bImu;
+    own.Limits.Correct_Const_Error = c.bConst;
+    own.Limits.Correct_LinearError = c.bLinear;
+    own.Settings.Set_IOP_Unknown = c.layout != LayoutEop;
+    own.Settings.Set_EOP_Unknown = c.layout != LayoutIop;
+    own.Limits.GPS_WeightXY = 0.5;
+    own.Limits.GPS_WeightZ = 3;
+    own.Unknowns.nLayoutMode = c.layout;
+    own.Images.nImageNum = own.Images.nUnknownImageNum = own.Images.nImageFileNum = images;
+    own.Cameras.nCameraNum = c.layout == LayoutMergedEopIop ? images : cameras;
+    own.Images.nGroupNum = groups;
+    own.Unknowns.nPosSize = c.layout == LayoutIop ? 0 : (3 * c.bGps + 3 * c.bImu) * (c.bConst + c.bLinear);
     std::mt19937 random(5);
     std::normal_distribution<double> normal;
     for (int32_t i = 0; i < images; ++i) {
-      own.pImageIndex.push_back(i);
-      own.pImageGroup.push_back(i % (groups + 1) - 1);
+      own.Images.pImageIndex.push_back(i);
+      own.Images.pImageGroup.push_back(i % (groups + 1) - 1);
       EopRecord image, observed;
       image.fTime = 10 * normal(random);
       for (double EopRecord::*field : {&EopRecord::X, &EopRecord::Y, &EopRecord::Z, &EopRecord::fPhi,
@@ -58,23 +58,24 @@ struct PosBlock {
         image.*field = normal(random);
         observed.*field = normal(random);
       }
-      own.pEop.push_back(image);
-      own.pPos.push_back(observed);
+      own.Images.pEop.push_back(image);
+      own.Images.pPos.push_back(observed);
     }
-    for (int32_t k = 0; k < groups * own.nPosSize; ++k) own.pPosParams.push_back(normal(random));
+    for (int32_t k = 0; k < groups * own.Unknowns.nPosSize; ++k)
+      own.Normal.pPosParams.push_back(normal(random));
     const int32_t first = own.Layout().Position(own.Layout().PointRows());
-    own.nUnknownNum = first + groups * own.nPosSize;
-    const auto n = static_cast<size_t>(own.nUnknownNum);
+    own.Unknowns.nUnknownNum = first + groups * own.Unknowns.nPosSize;
+    const auto n = static_cast<size_t>(own.Unknowns.nUnknownNum);
     r.assign(n, 0);
     Ad.assign(n, 0);
     for (size_t k = 0; k < n; ++k) d.push_back(static_cast<float>(normal(random)));
-    M.assign(static_cast<size_t>(36 * images + 25 * own.nCameraNum + 121 * images +
-                                 own.nPosSize * own.nPosSize * groups),
+    M.assign(static_cast<size_t>(36 * images + 25 * own.Cameras.nCameraNum + 121 * images +
+                                 own.Unknowns.nPosSize * own.Unknowns.nPosSize * groups),
              0);
   }
   PosModel Model() const {
-    return {own.Apply_GPS_Data,      own.Apply_IMU_Data, own.Correct_Const_Error,
-            own.Correct_LinearError, own.GPS_WeightXY,   own.GPS_WeightZ};
+    return {own.Limits.Apply_GPS_Data,      own.Limits.Apply_IMU_Data, own.Limits.Correct_Const_Error,
+            own.Limits.Correct_LinearError, own.Limits.GPS_WeightXY,   own.Limits.GPS_WeightZ};
   }
 };
 
@@ -103,15 +104,16 @@ TEST_P(PosShares, EqualTheFullMatrices) {
             ">>>>Update POS normal equation....\n");
 
   // At 6 i and 21 i in every layout; groups behind 21 elements an image and 15 a camera.
-  const auto size = static_cast<size_t>(own.nPosSize), upper = size * (size + 1) / 2;
+  const auto size = static_cast<size_t>(own.Unknowns.nPosSize), upper = size * (size + 1) / 2;
   const size_t firstUnknown =
-      6 * kImages + (own.Set_IOP_Unknown ? 5 * static_cast<size_t>(own.nCameraNum) : 0);
-  const size_t firstPacked = 21 * kImages + 15 * static_cast<size_t>(own.nCameraNum);
+      6 * kImages + (own.Settings.Set_IOP_Unknown ? 5 * static_cast<size_t>(own.Cameras.nCameraNum) : 0);
+  const size_t firstPacked = 21 * kImages + 15 * static_cast<size_t>(own.Cameras.nCameraNum);
   std::vector<double> M(block.M.size()), r(block.r.size()), Ad(block.Ad.size());
   for (size_t i = 0; i < kImages; ++i) {
-    if (own.pImageGroup[i] < 0) continue;
-    const auto g = static_cast<size_t>(own.pImageGroup[i]);
-    const PosReference e(block.Model(), own.pEop[i], own.pPos[i], own.pPosParams.data() + g * size);
+    if (own.Images.pImageGroup[i] < 0) continue;
+    const auto g = static_cast<size_t>(own.Images.pImageGroup[i]);
+    const PosReference e(block.Model(), own.Images.pEop[i], own.Images.pPos[i],
+                         own.Normal.pPosParams.data() + g * size);
     const size_t q = firstUnknown + g * size;
     size_t element = 21 * i;
     for (size_t a = 0; a < 6; ++a) {
@@ -146,7 +148,7 @@ constexpr PosCase kGps{LayoutEopIop, true, false, true, false};
 
 TEST(PosUpdates, WithoutPosDataNothingIsSaid) {
   PosBlock block(kGps, 4, 1);
-  block.own.Apply_GPS_Data = false;
+  block.own.Limits.Apply_GPS_Data = false;
   EXPECT_EQ(block.own.UpdatePosPreconditioner(block.M), 1);
   EXPECT_EQ(block.own.UpdatePosConstVector(block.r), 1);
   EXPECT_EQ(block.own.UpdatePosNormalEquation(block.d, block.Ad), 0);
@@ -168,24 +170,24 @@ TEST(PosUpdates, TheRecordIsTakenAtTheOrdinal) {
   PosBlock block(kGps, 3, 1);
   CBundleAdjustment& own = block.own;
   // Project image 1 is deleted: images 0 and 2 are kept as 0 and 1.
-  own.pImageIndex = {0, -1, 1};
-  own.nImageNum = own.nUnknownImageNum = 2;
-  own.pImageGroup = {0, 0};
-  own.pPos[1].X = 1000;
-  own.pPos[2].X = 2000;
+  own.Images.pImageIndex = {0, -1, 1};
+  own.Images.nImageNum = own.Images.nUnknownImageNum = 2;
+  own.Images.pImageGroup = {0, 0};
+  own.Images.pPos[1].X = 1000;
+  own.Images.pPos[2].X = 2000;
   const auto terms = own.GatherPosTerms();
   ASSERT_EQ(terms.size(), 2u);
   EXPECT_EQ(terms[1].nImage, 1);
-  EXPECT_DOUBLE_EQ(terms[1].L[0], 2000 - own.pEop[1].X - own.pPosParams[0]);
+  EXPECT_DOUBLE_EQ(terms[1].L[0], 2000 - own.Images.pEop[1].X - own.Normal.pPosParams[0]);
 }
 
 TEST(PosUpdates, ImagesThatObserveNothing) {
   PosBlock block(kGps, 5, 1);
   CBundleAdjustment& own = block.own;
-  own.pImageGroup = {0, -1, 0, 0, 0};
-  own.pPos[2].nStatus = kPosNotObserved;
-  own.pPos[3].Y = std::nan("");
-  own.pEop[4].nStatus = 1;
+  own.Images.pImageGroup = {0, -1, 0, 0, 0};
+  own.Images.pPos[2].nStatus = kPosNotObserved;
+  own.Images.pPos[3].Y = std::nan("");
+  own.Images.pEop[4].nStatus = 1;
   const auto terms = own.GatherPosTerms();
   ASSERT_EQ(terms.size(), 2u);
   EXPECT_EQ(terms[0].nImage, 0);
@@ -196,8 +198,8 @@ TEST(PosUpdates, ImagesThatObserveNothing) {
 TEST(PosUpdates, FailingIndices) {
   PosBlock block({LayoutEopIop, true, false, true, true}, 3, 1);
   CBundleAdjustment& own = block.own;
-  own.pImageGroup = {0, 7, 0};
-  own.pImageIndex[2] = 40;
+  own.Images.pImageGroup = {0, 7, 0};
+  own.Images.pImageIndex[2] = 40;
   EXPECT_EQ(own.GatherPosTerms().size(), 1u);
   // Three constant and three linear parameters of the group, then the image.
   std::string expected;

@@ -38,40 +38,40 @@ class Recording {
 
 /// Sizes of the unknowns, as preprocessing sets them.
 inline void SetLayout(CBundleAdjustment& block, int32_t layoutMode, int32_t imageNum, int32_t cameraNum) {
-  block.nLayoutMode = layoutMode;
-  block.Set_EOP_Unknown = layoutMode != LayoutIop;
-  block.Set_IOP_Unknown = layoutMode != LayoutEop;
-  block.nImageNum = block.nUnknownImageNum = block.nImageFileNum = imageNum;
-  block.nCameraNum = block.nCameraFileNum = cameraNum;
-  block.nEopSize = 6;
-  block.nIopSize = 5;
+  block.Unknowns.nLayoutMode = layoutMode;
+  block.Settings.Set_EOP_Unknown = layoutMode != LayoutIop;
+  block.Settings.Set_IOP_Unknown = layoutMode != LayoutEop;
+  block.Images.nImageNum = block.Images.nUnknownImageNum = block.Images.nImageFileNum = imageNum;
+  block.Cameras.nCameraNum = block.Cameras.nCameraFileNum = cameraNum;
+  block.Unknowns.nEopSize = 6;
+  block.Unknowns.nIopSize = 5;
   switch (layoutMode) {
     case LayoutEop:
-      block.nBlockRowNum = imageNum;
-      block.nUnknownNum = 6 * imageNum;
+      block.Unknowns.nBlockRowNum = imageNum;
+      block.Unknowns.nUnknownNum = 6 * imageNum;
       break;
     case LayoutIop:
-      block.nBlockRowNum = cameraNum;
-      block.nUnknownNum = 5 * cameraNum;
+      block.Unknowns.nBlockRowNum = cameraNum;
+      block.Unknowns.nUnknownNum = 5 * cameraNum;
       break;
     case LayoutMergedEopIop:
-      block.nBlockRowNum = imageNum;
-      block.nUnknownNum = 11 * imageNum;
+      block.Unknowns.nBlockRowNum = imageNum;
+      block.Unknowns.nUnknownNum = 11 * imageNum;
       break;
     default:
-      block.nBlockRowNum = imageNum + cameraNum;
-      block.nUnknownNum = 6 * imageNum + 5 * cameraNum;
+      block.Unknowns.nBlockRowNum = imageNum + cameraNum;
+      block.Unknowns.nUnknownNum = 6 * imageNum + 5 * cameraNum;
   }
-  block.pSubMatrixRows.assign(static_cast<size_t>(block.nBlockRowNum), {});
-  block.pConstVector.assign(static_cast<size_t>(block.nUnknownNum), 0.0);
+  block.Normal.pSubMatrixRows.assign(static_cast<size_t>(block.Unknowns.nBlockRowNum), {});
+  block.Normal.pConstVector.assign(static_cast<size_t>(block.Unknowns.nUnknownNum), 0.0);
 }
 
 /// One section over all points in memory.
 inline void CloseSection(CBundleAdjustment& block) {
-  block.nObjectPointNum = std::ssize(block.pObjectPoints);
-  block.nImagePointNum = std::ssize(block.pImagePoints);
-  block.Sections.ObjectPoints = {{0, block.nObjectPointNum - 1}};
-  block.Sections.ImagePoints = {{0, block.nImagePointNum - 1}};
+  block.Points.nObjectPointNum = std::ssize(block.Points.pObjectPoints);
+  block.Points.nImagePointNum = std::ssize(block.Points.pImagePoints);
+  block.Points.Sections.ObjectPoints = {{0, block.Points.nObjectPointNum - 1}};
+  block.Points.Sections.ImagePoints = {{0, block.Points.nImagePointNum - 1}};
 }
 
 /// Appends a point without measurements.
@@ -82,9 +82,9 @@ inline ObjectPointRecord& AppendPoint(CBundleAdjustment& block, double X, double
   point.Y = Y;
   point.Z = Z;
   point.nType = type;
-  point.nFirstImagePoint = std::ssize(block.pImagePoints);
-  block.pObjectPoints.push_back(point);
-  return block.pObjectPoints.back();
+  point.nFirstImagePoint = std::ssize(block.Points.pImagePoints);
+  block.Points.pObjectPoints.push_back(point);
+  return block.Points.pObjectPoints.back();
 }
 
 /// Appends a measurement to the last point.
@@ -93,12 +93,12 @@ inline ImagePointRecord& AppendMeasurement(CBundleAdjustment& block, int32_t ima
   ImagePointRecord measurement;
   measurement.nImage = image;
   measurement.nCamera = camera;
-  measurement.nObjectPoint = static_cast<int32_t>(block.pObjectPoints.size()) - 1;
+  measurement.nObjectPoint = static_cast<int32_t>(block.Points.pObjectPoints.size()) - 1;
   measurement.x = static_cast<float>(x);
   measurement.y = static_cast<float>(y);
-  block.pImagePoints.push_back(measurement);
-  ++block.pObjectPoints.back().nImagePointNum;
-  return block.pImagePoints.back();
+  block.Points.pImagePoints.push_back(measurement);
+  ++block.Points.pObjectPoints.back().nImagePointNum;
+  return block.Points.pImagePoints.back();
 }
 
 struct BlockOptions {
@@ -119,9 +119,9 @@ inline void FillBlock(CBundleAdjustment& block, BlockOptions options) {
   std::mt19937 random(options.nSeed);
   std::normal_distribution<double> normal;
   std::uniform_real_distribution<double> uniform;
-  block.pEop.resize(static_cast<size_t>(options.nImages));
+  block.Images.pEop.resize(static_cast<size_t>(options.nImages));
   for (int32_t i = 0; i < options.nImages; ++i) {
-    EopRecord& eop = block.pEop[static_cast<size_t>(i)];
+    EopRecord& eop = block.Images.pEop[static_cast<size_t>(i)];
     eop.X = 30.0 * (i / 2) + normal(random);
     eop.Y = 60.0 * (i % 2) + normal(random);
     eop.Z = 100.0 + normal(random);
@@ -129,8 +129,8 @@ inline void FillBlock(CBundleAdjustment& block, BlockOptions options) {
     eop.fOmega = 0.05 * normal(random);
     eop.fKappa = (i % 2) * std::numbers::pi + 0.1 * normal(random);
   }
-  block.pIop.resize(static_cast<size_t>(options.nCameras));
-  for (IopRecord& iop : block.pIop) {
+  block.Cameras.pIop.resize(static_cast<size_t>(options.nCameras));
+  for (IopRecord& iop : block.Cameras.pIop) {
     iop.fFocal = 5 + 0.1 * normal(random);
     iop.fPrincipalX = 0.02 * normal(random);
     iop.fPrincipalY = 0.02 * normal(random);
@@ -138,19 +138,19 @@ inline void FillBlock(CBundleAdjustment& block, BlockOptions options) {
     iop.fK2 = 1e-5 * normal(random);
   }
   const double length = 30.0 * options.nImages / 2;
-  while (std::ssize(block.pObjectPoints) < options.nPoints) {
-    const auto number = std::ssize(block.pObjectPoints);
+  while (std::ssize(block.Points.pObjectPoints) < options.nPoints) {
+    const auto number = std::ssize(block.Points.pObjectPoints);
     AppendPoint(block, length * uniform(random), 60 * uniform(random), 10 * normal(random));
-    if (options.bOddPoints && number % 7 == 3) block.pObjectPoints.back().nType = number % 2 ? 1 : 2;
-    const ObjectPointRecord point = block.pObjectPoints.back();
+    if (options.bOddPoints && number % 7 == 3) block.Points.pObjectPoints.back().nType = number % 2 ? 1 : 2;
+    const ObjectPointRecord point = block.Points.pObjectPoints.back();
     const bool gross = options.bGrossPoints && number % 5 == 1;
     for (int32_t k = 0; k < options.nImages; ++k) {
       // Measurements of every third point come in falling order of the images.
       const int32_t image = options.bOddPoints && number % 3 == 0 ? options.nImages - 1 - k : k;
-      const EopRecord& eop = block.pEop[static_cast<size_t>(image)];
+      const EopRecord& eop = block.Images.pEop[static_cast<size_t>(image)];
       if (std::hypot(point.X - eop.X, point.Y - eop.Y) > 75) continue;
       const int32_t camera = options.nLayoutMode == LayoutMergedEopIop ? image : image % options.nCameras;
-      const IopRecord& iop = block.pIop[static_cast<size_t>(camera)];
+      const IopRecord& iop = block.Cameras.pIop[static_cast<size_t>(camera)];
       double R[9];
       ComputeRotationMatrix(eop.fPhi, eop.fOmega, eop.fKappa, R);
       const double d[3] = {point.X - eop.X, point.Y - eop.Y, point.Z - eop.Z};
@@ -170,13 +170,14 @@ inline void FillBlock(CBundleAdjustment& block, BlockOptions options) {
         AppendMeasurement(block, image, (camera + 1) % options.nCameras, x, y + 1e-3);
       }
     }
-    if (block.pObjectPoints.back().nImagePointNum < 3) {
-      block.pImagePoints.resize(static_cast<size_t>(block.pObjectPoints.back().nFirstImagePoint));
-      block.pObjectPoints.pop_back();
+    if (block.Points.pObjectPoints.back().nImagePointNum < 3) {
+      block.Points.pImagePoints.resize(
+          static_cast<size_t>(block.Points.pObjectPoints.back().nFirstImagePoint));
+      block.Points.pObjectPoints.pop_back();
     }
   }
   CloseSection(block);
-  block.fRmsResidualX = block.fRmsResidualY = 0.1;
+  block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 0.1;
 }
 
 }  // namespace orvo::test

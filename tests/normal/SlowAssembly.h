@@ -25,14 +25,14 @@ struct SlowEquations {
 class SlowAssembly {
  public:
   explicit SlowAssembly(const CBundleAdjustment& adjustment) : block(adjustment) {
-    result.n = block.nUnknownNum;
+    result.n = block.Unknowns.nUnknownNum;
     result.N.assign(static_cast<size_t>(result.n) * static_cast<size_t>(result.n), 0.0);
     result.b.assign(static_cast<size_t>(result.n), 0.0);
     result.Unreduced.assign(static_cast<size_t>(result.n), 0.0);
   }
 
   SlowEquations Run() {
-    for (const ObjectPointRecord& point : block.pObjectPoints) AddPoint(point);
+    for (const ObjectPointRecord& point : block.Points.pObjectPoints) AddPoint(point);
     return result;
   }
 
@@ -68,7 +68,7 @@ class SlowAssembly {
   std::vector<Group> GroupsOf(const ImagePointRecord& measurement, const double* B, const double* A) const {
     std::vector<Group> groups;
     const int32_t i = measurement.nImage, c = measurement.nCamera;
-    switch (block.nLayoutMode) {
+    switch (block.Unknowns.nLayoutMode) {
       case LayoutEop:
         groups.push_back({6 * i, FromArray(B, 2, 6), {}});
         break;
@@ -86,7 +86,7 @@ class SlowAssembly {
       }
       default:
         groups.push_back({6 * i, FromArray(B, 2, 6), {}});
-        groups.push_back({6 * block.nUnknownImageNum + 5 * c, FromArray(A, 2, 5), {}});
+        groups.push_back({6 * block.Images.nUnknownImageNum + 5 * c, FromArray(A, 2, 5), {}});
     }
     return groups;
   }
@@ -98,24 +98,25 @@ class SlowAssembly {
     sumQ.Resize(3, 1);
     std::vector<Group> all;
     for (int64_t j = point.nFirstImagePoint; j < point.nFirstImagePoint + point.nImagePointNum; ++j) {
-      const ImagePointRecord& measurement = block.pImagePoints[static_cast<size_t>(j)];
+      const ImagePointRecord& measurement = block.Points.pImagePoints[static_cast<size_t>(j)];
       result.Residuals.insert(result.Residuals.end(), {0.0f, 0.0f});
       result.Flags.push_back(0);
-      if (measurement.nImage < 0 || measurement.nImage >= block.nImageNum || measurement.nCamera < 0 ||
-          measurement.nCamera >= block.nCameraNum) {
+      if (measurement.nImage < 0 || measurement.nImage >= block.Images.nImageNum || measurement.nCamera < 0 ||
+          measurement.nCamera >= block.Cameras.nCameraNum) {
         continue;
       }
       double arrayB[12], arrayA[10], arrayC[6], L[2];
-      if (ComputeImagePointPartials(measurement, point, block.pEop[static_cast<size_t>(measurement.nImage)],
-                                    block.pIop[static_cast<size_t>(measurement.nCamera)], arrayB, arrayA,
-                                    arrayC, L) == 0) {
+      if (ComputeImagePointPartials(
+              measurement, point, block.Images.pEop[static_cast<size_t>(measurement.nImage)],
+              block.Cameras.pIop[static_cast<size_t>(measurement.nCamera)], arrayB, arrayA, arrayC, L) == 0) {
         continue;
       }
       result.Residuals[result.Residuals.size() - 2] = static_cast<float>(L[0]);
       result.Residuals.back() = static_cast<float>(L[1]);
-      double s = point.nType == 1 ? block.GCP_Weight : 1.0;
-      if (point.nType == 0 && (std::fabs(L[0]) > block.Gross_Point_Threshold * block.fRmsResidualX ||
-                               std::fabs(L[1]) > block.Gross_Point_Threshold * block.fRmsResidualY)) {
+      double s = point.nType == 1 ? block.Settings.GCP_Weight : 1.0;
+      if (point.nType == 0 &&
+          (std::fabs(L[0]) > block.Settings.Gross_Point_Threshold * block.Residuals.fRmsResidualX ||
+           std::fabs(L[1]) > block.Settings.Gross_Point_Threshold * block.Residuals.fRmsResidualY)) {
         s = 0.000001;
         result.Flags.back() = -1;
       } else {
@@ -161,10 +162,11 @@ class SlowAssembly {
 
 /// The matrix of either form as one dense array, both triangles.
 inline std::vector<double> AsDense(const CBundleAdjustment& block) {
-  const auto n = static_cast<size_t>(block.nUnknownNum);
-  if (!block.Apply_PCG_Model) return {block.pDenseNormal.get(), block.pDenseNormal.get() + n * n};
+  const auto n = static_cast<size_t>(block.Unknowns.nUnknownNum);
+  if (!block.Limits.Apply_PCG_Model)
+    return {block.Normal.pDenseNormal.get(), block.Normal.pDenseNormal.get() + n * n};
   std::vector<double> dense(n * n, 0.0);
-  for (const SubMatrix& subMatrix : block.pSubMatrices) {
+  for (const SubMatrix& subMatrix : block.Normal.pSubMatrices) {
     if (!subMatrix.pData) continue;
     int32_t top = 0, left = 0;
     block.GetUnknownPosition(subMatrix.nRow, subMatrix.nCol, top, left);

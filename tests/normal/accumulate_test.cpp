@@ -17,7 +17,7 @@ class Accumulate : public testing::Test {
     AppendMeasurement(block, 1, 0, 0, 0);
     CloseSection(block);
     block.ComputeSubMatrixPosition();
-    target.resize(static_cast<size_t>(block.nSubMatrixNum));
+    target.resize(static_cast<size_t>(block.Normal.nSubMatrixNum));
   }
   Recording console;
   CBundleAdjustment block;
@@ -83,7 +83,7 @@ TEST_F(Accumulate, BlockThatThePatternDoesNotHave) {
 }
 
 TEST_F(Accumulate, IdBeyondTheNumberOfBlocks) {
-  block.nSubMatrixNum = 2;
+  block.Normal.nSubMatrixNum = 2;
   EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 1, 1, target), 0);
   EXPECT_EQ(console.Text(), "Sub matrix ID out of range:1 1 2!\n");
 }

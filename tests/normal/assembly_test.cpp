@@ -19,15 +19,21 @@ struct Assembled {
 
 /// The block through pattern and assembly, with `threads` assembly threads.
 Assembled Assemble(CBundleAdjustment& block, bool sparse, const ScratchFolder& folder) {
-  block.szOutputPath = folder.Path();
-  block.Apply_PCG_Model = sparse;
+  block.Paths.szOutputPath = folder.Path();
+  block.Limits.Apply_PCG_Model = sparse;
   EXPECT_EQ(block.ComputeSubMatrixPosition(), 1);
   block.MakeNormalEquation();
   std::vector<int32_t> cache(1, 0);
   EXPECT_EQ(block.BuildNormalEquation(0, 0, cache), 1);
-  EXPECT_EQ(block.pThreadBuffers, nullptr);
-  return {AsDense(block),      block.pConstVector,        block.nValidImagePointNum, block.fResidualSumX,
-          block.fResidualSumY, block.fResidualSquareSumX, block.fResidualSquareSumY, block.fRmsResidualX};
+  EXPECT_EQ(block.Normal.pThreadBuffers, nullptr);
+  return {AsDense(block),
+          block.Normal.pConstVector,
+          block.Residuals.nValidImagePointNum,
+          block.Residuals.fResidualSumX,
+          block.Residuals.fResidualSumY,
+          block.Residuals.fResidualSquareSumX,
+          block.Residuals.fResidualSquareSumY,
+          block.Residuals.fRmsResidualX};
 }
 
 std::string LayoutName(int layout) {
@@ -45,7 +51,7 @@ TEST_P(AssemblyAgainstSlow, GivesTheSameEquations) {
     const SlowEquations slow = SlowAssembly(block).Run();
     const ScratchFolder folder;
     const Assembled fast = Assemble(block, sparse, folder);
-    EXPECT_EQ(block.nThreadNum, threads);
+    EXPECT_EQ(block.Limits.nThreadNum, threads);
     // With all but one ray of a point at the weight 1e-6 its matrix is nearly singular, and its inverse
     // magnifies the differences between two orders of summation.
     EXPECT_LE(LargestDifference(slow, fast.N, fast.b), gross ? 1e-9 : 1e-12) << "gross points: " << gross;
@@ -79,17 +85,17 @@ TEST_P(AssemblyOfLayout, EveryInstructionSetGivesTheSameEquations) {
     CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
     FillBlock(block, {.nLayoutMode = GetParam()});
     const SlowEquations slow = SlowAssembly(block).Run();
-    block.Apply_PCG_Model = true;
+    block.Limits.Apply_PCG_Model = true;
     ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
-    block.nThreadNum = 1;
+    block.Limits.nThreadNum = 1;
     std::vector<SubTask> tasks;
     block.SplitSubTasks(0, tasks);
     block.AllocateThreadBuffers(tasks);
-    ThreadBuffers& buffers = *block.pThreadBuffers;
+    ThreadBuffers& buffers = *block.Normal.pThreadBuffers;
     kernels.ByLayout[GetParam()](buffers.Input, buffers.pThreadScratch[0], buffers.pThreadOutput[0],
                                  tasks[0].nFirst, tasks[0].nLast);
     ASSERT_EQ(block.FinishBlocks(), 1);
-    EXPECT_LE(LargestDifference(slow, AsDense(block), block.pConstVector), 1e-12) << kernels.szName;
+    EXPECT_LE(LargestDifference(slow, AsDense(block), block.Normal.pConstVector), 1e-12) << kernels.szName;
     EXPECT_EQ(buffers.pThreadResiduals[0], slow.Residuals) << kernels.szName;
     EXPECT_EQ(buffers.pThreadGrossFlags[0], slow.Flags) << kernels.szName;
   }
@@ -126,24 +132,24 @@ TEST_P(AssemblyOfLayout, SectionsAddUpToTheWhole) {
     FillBlock(block, {.nLayoutMode = GetParam()});
     const SlowEquations slow = SlowAssembly(block).Run();
     const ScratchFolder folder;
-    block.szOutputPath = folder.Path();
-    block.Apply_PCG_Model = sparse;
+    block.Paths.szOutputPath = folder.Path();
+    block.Limits.Apply_PCG_Model = sparse;
     ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
     block.MakeNormalEquation();
-    const std::vector<ObjectPointRecord> all = block.pObjectPoints;
+    const std::vector<ObjectPointRecord> all = block.Points.pObjectPoints;
     const auto count = std::ssize(all);
-    block.Sections.ObjectPoints = {{0, 19}, {20, 69}, {70, count - 1}};
+    block.Points.Sections.ObjectPoints = {{0, 19}, {20, 69}, {70, count - 1}};
     std::vector<int32_t> cache(3, 0);
     for (int32_t section = 0; section < 3; ++section) {
-      const PointSectionTable::Range range = block.Sections.ObjectPoints[static_cast<size_t>(section)];
-      block.pObjectPoints.assign(all.begin() + range.nFirst, all.begin() + range.nLast + 1);
+      const PointSectionTable::Range range = block.Points.Sections.ObjectPoints[static_cast<size_t>(section)];
+      block.Points.pObjectPoints.assign(all.begin() + range.nFirst, all.begin() + range.nLast + 1);
       // The gross test of later sections would use the figures of the first.
-      block.fRmsResidualX = block.fRmsResidualY = 0.1;
+      block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 0.1;
       ASSERT_EQ(block.BuildNormalEquation(0, section, cache), 1);
     }
-    EXPECT_LE(LargestDifference(slow, AsDense(block), block.pConstVector), 1e-12);
-    EXPECT_EQ(block.nValidImagePointNum, slow.nValid);
-    EXPECT_NEAR(block.fMeanResidualY, slow.fSumY / slow.nValid, 1e-12);
+    EXPECT_LE(LargestDifference(slow, AsDense(block), block.Normal.pConstVector), 1e-12);
+    EXPECT_EQ(block.Residuals.nValidImagePointNum, slow.nValid);
+    EXPECT_NEAR(block.Residuals.fMeanResidualY, slow.fSumY / slow.nValid, 1e-12);
   }
 }
 
@@ -156,11 +162,11 @@ TEST_P(AssemblyOfLayout, NextIterationStartsFromZero) {
   // Cleared in place, and released and made again.
   for (const bool release : {false, true}) {
     if (release) block.ReleaseNormalEquation();
-    block.fRmsResidualX = block.fRmsResidualY = 0.1;
+    block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 0.1;
     block.MakeNormalEquation();
     ASSERT_EQ(block.BuildNormalEquation(1, 0, cache), 1);
     EXPECT_EQ(AsDense(block), first.N);
-    EXPECT_EQ(block.pConstVector, first.b);
+    EXPECT_EQ(block.Normal.pConstVector, first.b);
   }
 }
 
@@ -169,15 +175,16 @@ TEST(Assembly, PointWithMoreMeasurementsThanABatch) {
     CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
     FillBlock(block, {.nLayoutMode = layout, .nImages = 90, .nPoints = 20, .bOddPoints = false});
     // One point takes the measurements of all.
-    block.pObjectPoints.resize(1);
-    block.pObjectPoints[0].nImagePointNum = static_cast<int32_t>(block.pImagePoints.size());
-    for (int32_t k = 0; k < std::ssize(block.pImagePoints); ++k) {
-      block.pImagePoints[static_cast<size_t>(k)].nImage = (37 * k) % 90;
-      if (layout == LayoutMergedEopIop) block.pImagePoints[static_cast<size_t>(k)].nCamera = (37 * k) % 90;
+    block.Points.pObjectPoints.resize(1);
+    block.Points.pObjectPoints[0].nImagePointNum = static_cast<int32_t>(block.Points.pImagePoints.size());
+    for (int32_t k = 0; k < std::ssize(block.Points.pImagePoints); ++k) {
+      block.Points.pImagePoints[static_cast<size_t>(k)].nImage = (37 * k) % 90;
+      if (layout == LayoutMergedEopIop)
+        block.Points.pImagePoints[static_cast<size_t>(k)].nCamera = (37 * k) % 90;
     }
     CloseSection(block);
-    block.fRmsResidualX = block.fRmsResidualY = 1e9;
-    ASSERT_GT(block.pImagePoints.size(), 64u);
+    block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 1e9;
+    ASSERT_GT(block.Points.pImagePoints.size(), 64u);
     const SlowEquations slow = SlowAssembly(block).Run();
     const ScratchFolder folder;
     const Assembled fast = Assemble(block, true, folder);

@@ -40,16 +40,16 @@ TEST(DampingFactor, Schedule) {
 
 /// A dense matrix of ones with the diagonal 1, 2, 3 ...
 void FillDense(CBundleAdjustment& block) {
-  const auto n = static_cast<size_t>(block.nUnknownNum);
-  block.pDenseNormal = ZeroedArray(n * n);
-  std::fill_n(block.pDenseNormal.get(), n * n, 1.0);
-  for (size_t k = 0; k < n; ++k) block.pDenseNormal[k * n + k] = static_cast<double>(k + 1);
+  const auto n = static_cast<size_t>(block.Unknowns.nUnknownNum);
+  block.Normal.pDenseNormal = ZeroedArray(n * n);
+  std::fill_n(block.Normal.pDenseNormal.get(), n * n, 1.0);
+  for (size_t k = 0; k < n; ++k) block.Normal.pDenseNormal[k * n + k] = static_cast<double>(k + 1);
 }
 
 std::vector<double> DenseDiagonal(const CBundleAdjustment& block) {
   std::vector<double> diagonal;
-  for (int64_t k = 0; k < block.nUnknownNum; ++k) {
-    diagonal.push_back(block.pDenseNormal[static_cast<size_t>(k * (block.nUnknownNum + 1))]);
+  for (int64_t k = 0; k < block.Unknowns.nUnknownNum; ++k) {
+    diagonal.push_back(block.Normal.pDenseNormal[static_cast<size_t>(k * (block.Unknowns.nUnknownNum + 1))]);
   }
   return diagonal;
 }
@@ -59,11 +59,11 @@ TEST(AddDampingCoefficients, DenseFormsDampEveryDiagonalElement) {
     CBundleAdjustment block(NativePlatform(), nullptr);
     SetLayout(block, layout, 3, 2);
     FillDense(block);
-    block.Damping_Coefficient = 0.5;
+    block.Settings.Damping_Coefficient = 0.5;
     EXPECT_EQ(block.AddDampingCoefficients(0), 1);
     const std::vector<double> diagonal = DenseDiagonal(block);
     for (size_t k = 0; k < diagonal.size(); ++k) EXPECT_EQ(diagonal[k], 1.5 * static_cast<double>(k + 1));
-    EXPECT_EQ(block.pDenseNormal[1], 1.0);
+    EXPECT_EQ(block.Normal.pDenseNormal[1], 1.0);
   }
 }
 
@@ -71,11 +71,11 @@ TEST(AddDampingCoefficients, OverwritesTheLimitsOfTheSolver) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   SetLayout(block, LayoutIop, 0, 1);
   FillDense(block);
-  block.PCG_IGN_Converge_Threshold = 0.7;
-  block.Max_PCG_Iteration_Num = 5;
+  block.Limits.PCG_IGN_Converge_Threshold = 0.7;
+  block.Limits.Max_PCG_Iteration_Num = 5;
   EXPECT_EQ(block.AddDampingCoefficients(0), 1);
-  EXPECT_EQ(block.PCG_IGN_Converge_Threshold, 0.1);
-  EXPECT_EQ(block.Max_PCG_Iteration_Num, 300);
+  EXPECT_EQ(block.Limits.PCG_IGN_Converge_Threshold, 0.1);
+  EXPECT_EQ(block.Limits.Max_PCG_Iteration_Num, 300);
 }
 
 TEST(AddDampingCoefficients, DenseMergedFormReadsSixStepsApart) {
@@ -83,7 +83,7 @@ TEST(AddDampingCoefficients, DenseMergedFormReadsSixStepsApart) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   SetLayout(block, LayoutMergedEopIop, 3, 3);
   FillDense(block);
-  block.Damping_Coefficient = 0.5;
+  block.Settings.Damping_Coefficient = 0.5;
   EXPECT_EQ(block.AddDampingCoefficients(0), 1);
   std::vector<double> expected(33);
   for (size_t k = 0; k < 33; ++k) expected[k] = static_cast<double>(k + 1);
@@ -98,12 +98,12 @@ TEST(AddDampingCoefficients, DenseMergedFormReadsSixStepsApart) {
 TEST(AddDampingCoefficients, DenseFormDampsTheGroups) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   SetLayout(block, LayoutEopIop, 2, 1);
-  block.Apply_IMU_Data = true;
-  block.nGroupNum = 2;
-  block.nPosSize = 3;
-  block.nUnknownNum += 6;
+  block.Limits.Apply_IMU_Data = true;
+  block.Images.nGroupNum = 2;
+  block.Unknowns.nPosSize = 3;
+  block.Unknowns.nUnknownNum += 6;
   FillDense(block);
-  block.Damping_Coefficient = 1;
+  block.Settings.Damping_Coefficient = 1;
   EXPECT_EQ(block.AddDampingCoefficients(0), 1);
   const std::vector<double> diagonal = DenseDiagonal(block);
   for (size_t k = 0; k < diagonal.size(); ++k) EXPECT_EQ(diagonal[k], 2 * static_cast<double>(k + 1));
@@ -113,36 +113,36 @@ TEST(AddDampingCoefficients, OverflowingFactor) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   SetLayout(block, LayoutIop, 0, 1);
   FillDense(block);
-  block.pDenseNormal[0] = 0;
+  block.Normal.pDenseNormal[0] = 0;
   EXPECT_EQ(block.AddDampingCoefficients(1000), 1);
-  EXPECT_TRUE(std::isnan(block.pDenseNormal[0]));
-  EXPECT_TRUE(std::isinf(block.pDenseNormal[6]));
+  EXPECT_TRUE(std::isnan(block.Normal.pDenseNormal[0]));
+  EXPECT_TRUE(std::isinf(block.Normal.pDenseNormal[6]));
 }
 
 TEST(AddDampingCoefficients, ZeroStaysZero) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   SetLayout(block, LayoutIop, 0, 1);
   FillDense(block);
-  block.pDenseNormal[0] = 0;
+  block.Normal.pDenseNormal[0] = 0;
   EXPECT_EQ(block.AddDampingCoefficients(5), 1);
-  EXPECT_EQ(block.pDenseNormal[0], 0);
+  EXPECT_EQ(block.Normal.pDenseNormal[0], 0);
 }
 
 /// Two images and one camera with all diagonal blocks, filled with ones.
 void FillSparse(CBundleAdjustment& block, int layout) {
   SetLayout(block, layout, 2, layout == LayoutMergedEopIop ? 2 : 1);
-  block.Apply_PCG_Model = true;
-  for (int32_t row = 0; row < block.nBlockRowNum; ++row) {
-    block.pSubMatrixRows[static_cast<size_t>(row)] = {row, {row}};
+  block.Limits.Apply_PCG_Model = true;
+  for (int32_t row = 0; row < block.Unknowns.nBlockRowNum; ++row) {
+    block.Normal.pSubMatrixRows[static_cast<size_t>(row)] = {row, {row}};
   }
-  block.nSubMatrixNum = block.nBlockRowNum;
-  block.pSubMatrices.resize(static_cast<size_t>(block.nSubMatrixNum));
-  for (int32_t row = 0; row < block.nBlockRowNum; ++row) {
+  block.Normal.nSubMatrixNum = block.Unknowns.nBlockRowNum;
+  block.Normal.pSubMatrices.resize(static_cast<size_t>(block.Normal.nSubMatrixNum));
+  for (int32_t row = 0; row < block.Unknowns.nBlockRowNum; ++row) {
     const int32_t size = layout == LayoutMergedEopIop                       ? 11
                          : layout == LayoutIop || (layout == 3 && row == 2) ? 5
                                                                             : 6;
     const std::vector<double> ones(static_cast<size_t>(size * size), 1.0);
-    ASSERT_EQ(block.AddToSubMatrix(ones.data(), size, size, row, row, block.pSubMatrices), 1);
+    ASSERT_EQ(block.AddToSubMatrix(ones.data(), size, size, row, row, block.Normal.pSubMatrices), 1);
   }
 }
 
@@ -150,9 +150,9 @@ TEST(AddDampingCoefficients, SparseFormsDampTheDiagonalBlocks) {
   for (const int layout : {LayoutEop, LayoutIop, LayoutMergedEopIop, LayoutEopIop}) {
     CBundleAdjustment block(NativePlatform(), nullptr);
     FillSparse(block, layout);
-    block.Damping_Coefficient = 0.25;
+    block.Settings.Damping_Coefficient = 0.25;
     EXPECT_EQ(block.AddDampingCoefficients(0), 1);
-    for (const SubMatrix& subMatrix : block.pSubMatrices) {
+    for (const SubMatrix& subMatrix : block.Normal.pSubMatrices) {
       for (int32_t r = 0; r < subMatrix.nRows; ++r) {
         for (int32_t c = 0; c < subMatrix.nCols; ++c) {
           EXPECT_EQ(subMatrix.pData[r * subMatrix.nCols + c], r == c ? 1.25 : 1.0);
@@ -182,8 +182,8 @@ TEST(AddDampingCoefficients, MessagesOfTheSparseForm) {
     Recording console;
     CBundleAdjustment block(NativePlatform(), console.File());
     FillSparse(block, row.nLayoutMode);
-    if (row.nMissing >= 0) block.pSubMatrixRows[static_cast<size_t>(row.nMissing)].vColumns.clear();
-    if (row.nNotSquare >= 0) --block.pSubMatrices[static_cast<size_t>(row.nNotSquare)].nCols;
+    if (row.nMissing >= 0) block.Normal.pSubMatrixRows[static_cast<size_t>(row.nMissing)].vColumns.clear();
+    if (row.nNotSquare >= 0) --block.Normal.pSubMatrices[static_cast<size_t>(row.nNotSquare)].nCols;
     EXPECT_EQ(block.AddDampingCoefficients(0), 0);
     EXPECT_EQ(console.Text(), row.szMessage);
   }
@@ -194,20 +194,20 @@ TEST(AddDampingCoefficients, GroupsOfTheSparseForm) {
     const ScratchFolder folder;
     Recording console;
     CBundleAdjustment block(NativePlatform(), console.File());
-    block.szOutputPath = folder.Path();
+    block.Paths.szOutputPath = folder.Path();
     std::string path;
     ASSERT_NE(block.OpenLogFile(path), 0);
     FillSparse(block, LayoutEopIop);
-    block.Apply_GPS_Data = true;
-    block.nGroupNum = 1;
-    block.nPosSize = 3;
-    block.nBlockRowNum = 4;
-    block.pSubMatrixRows.push_back({3, {}});
-    block.nSubMatrixNum = 4;
-    block.pSubMatrices.resize(4);
-    if (kind > 0) block.pSubMatrixRows[3].vColumns = {3};
+    block.Limits.Apply_GPS_Data = true;
+    block.Images.nGroupNum = 1;
+    block.Unknowns.nPosSize = 3;
+    block.Unknowns.nBlockRowNum = 4;
+    block.Normal.pSubMatrixRows.push_back({3, {}});
+    block.Normal.nSubMatrixNum = 4;
+    block.Normal.pSubMatrices.resize(4);
+    if (kind > 0) block.Normal.pSubMatrixRows[3].vColumns = {3};
     const std::vector<double> ones(9, 1.0);
-    if (kind > 0) block.AddToSubMatrix(ones.data(), 3, kind == 1 ? 3 : 2, 3, 3, block.pSubMatrices);
+    if (kind > 0) block.AddToSubMatrix(ones.data(), 3, kind == 1 ? 3 : 2, 3, 3, block.Normal.pSubMatrices);
     const size_t before = console.Text().size();
     EXPECT_EQ(block.AddDampingCoefficients(0), kind == 1 ? 1 : 0);
     const std::string text = console.Text().substr(before);
@@ -218,7 +218,7 @@ TEST(AddDampingCoefficients, GroupsOfTheSparseForm) {
       EXPECT_EQ(text, "Error!GPS Sub Matrix 3-0 ID invalid!\n");
       EXPECT_EQ(log.find("GPS Sub Matrix"), std::string::npos);
     } else if (kind == 1) {
-      EXPECT_EQ(block.pSubMatrices[3].pData[8], 1.001);
+      EXPECT_EQ(block.Normal.pSubMatrices[3].pData[8], 1.001);
     } else {
       EXPECT_EQ(text, "Error!GPS Sparse normal matrix size invalid!\n");
       EXPECT_NE(log.find(text), std::string::npos);
@@ -230,7 +230,7 @@ TEST(AddDampingCoefficients, SparseFormWithoutAnyBlockFails) {
   Recording console;
   CBundleAdjustment block(NativePlatform(), console.File());
   SetLayout(block, LayoutEop, 1, 1);
-  block.Apply_PCG_Model = true;
+  block.Limits.Apply_PCG_Model = true;
   EXPECT_EQ(block.AddDampingCoefficients(0), 0);
   EXPECT_EQ(console.Text(), "Error!EOP Sub Matrix 0 0 ID invalid!\n");
 }

@@ -13,11 +13,11 @@ INSTANTIATE_TEST_SUITE_P(Layouts, IterationOfLayout,
 
 /// Puts every measurement where the orientations as they stand project its point.
 void MeasureExactly(CBundleAdjustment& block) {
-  for (const ObjectPointRecord& point : block.pObjectPoints) {
+  for (const ObjectPointRecord& point : block.Points.pObjectPoints) {
     for (int64_t j = point.nFirstImagePoint; j < point.nFirstImagePoint + point.nImagePointNum; ++j) {
-      ImagePointRecord& measurement = block.pImagePoints[static_cast<size_t>(j)];
-      const EopRecord& eop = block.pEop[static_cast<size_t>(measurement.nImage)];
-      const IopRecord& iop = block.pIop[static_cast<size_t>(measurement.nCamera)];
+      ImagePointRecord& measurement = block.Points.pImagePoints[static_cast<size_t>(j)];
+      const EopRecord& eop = block.Images.pEop[static_cast<size_t>(measurement.nImage)];
+      const IopRecord& iop = block.Cameras.pIop[static_cast<size_t>(measurement.nCamera)];
       double R[9];
       ComputeRotationMatrix(eop.fPhi, eop.fOmega, eop.fKappa, R);
       const double d[3] = {point.X - eop.X, point.Y - eop.Y, point.Z - eop.Z};
@@ -41,17 +41,17 @@ void MeasureExactly(CBundleAdjustment& block) {
 TEST_P(IterationOfLayout, ReturnsToTheTruthFromAPerturbedStart) {
   const ScratchFolder folder;
   CBundleAdjustment block(MadeUpPlatform(1 << 30, 3), nullptr);
-  block.szOutputPath = folder.Path();
+  block.Paths.szOutputPath = folder.Path();
   FillBlock(block, {.nLayoutMode = GetParam(), .nCameras = 2, .nPoints = 200, .bOddPoints = false});
   // The intersection takes the y of the principal point for its x, so that only equal ones come back.
-  for (IopRecord& iop : block.pIop) iop.fPrincipalY = iop.fPrincipalX;
-  for (size_t k = 0; k < block.pObjectPoints.size(); k += 4) block.pObjectPoints[k].nType = 1;
+  for (IopRecord& iop : block.Cameras.pIop) iop.fPrincipalY = iop.fPrincipalX;
+  for (size_t k = 0; k < block.Points.pObjectPoints.size(); k += 4) block.Points.pObjectPoints[k].nType = 1;
   MeasureExactly(block);
-  const std::vector<EopRecord> trueEop = block.pEop;
-  const std::vector<IopRecord> trueIop = block.pIop;
+  const std::vector<EopRecord> trueEop = block.Images.pEop;
+  const std::vector<IopRecord> trueIop = block.Cameras.pIop;
   double sign = 1;
-  if (block.Set_EOP_Unknown) {
-    for (EopRecord& eop : block.pEop) {
+  if (block.Settings.Set_EOP_Unknown) {
+    for (EopRecord& eop : block.Images.pEop) {
       eop.X += 0.3 * sign;
       eop.Y -= 0.2 * sign;
       eop.Z += 0.2;
@@ -61,8 +61,8 @@ TEST_P(IterationOfLayout, ReturnsToTheTruthFromAPerturbedStart) {
       sign = -sign;
     }
   }
-  if (block.Set_IOP_Unknown) {
-    for (IopRecord& iop : block.pIop) {
+  if (block.Settings.Set_IOP_Unknown) {
+    for (IopRecord& iop : block.Cameras.pIop) {
       iop.fFocal += 0.01;
       iop.fPrincipalX += 0.005;
       iop.fPrincipalY += 0.005;
@@ -71,14 +71,15 @@ TEST_P(IterationOfLayout, ReturnsToTheTruthFromAPerturbedStart) {
   }
   // The dense merged form takes its increments from other unknowns, and those of an angle hold back a focal
   // length even when they are small.
-  block.Damping_Coefficient = GetParam() == LayoutMergedEopIop ? 1e-13 : 1e-8;
-  block.Free_LM_Iteration_Num = 30;
-  block.fRmsResidualX = block.fRmsResidualY = 100;
+  block.Settings.Damping_Coefficient = GetParam() == LayoutMergedEopIop ? 1e-13 : 1e-8;
+  block.Settings.Free_LM_Iteration_Num = 30;
+  block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 100;
   ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
   std::vector<int32_t> cache(1, 0);
-  for (int32_t iteration = 0; iteration < 12 && !block.bConverged; ++iteration) {
-    block.nValidImagePointNum = 0;
-    block.fResidualSumX = block.fResidualSumY = block.fResidualSquareSumX = block.fResidualSquareSumY = 0;
+  for (int32_t iteration = 0; iteration < 12 && !block.Progress.bConverged; ++iteration) {
+    block.Residuals.nValidImagePointNum = 0;
+    block.Residuals.fResidualSumX = block.Residuals.fResidualSumY = block.Residuals.fResidualSquareSumX =
+        block.Residuals.fResidualSquareSumY = 0;
     block.MakeNormalEquation();
     block.ComputeTiePoints(0);
     ASSERT_EQ(block.BuildNormalEquation(iteration, 0, cache), 1);
@@ -87,17 +88,17 @@ TEST_P(IterationOfLayout, ReturnsToTheTruthFromAPerturbedStart) {
     block.ReleaseNormalEquation();
   }
   // What single precision leaves of a coordinate of up to 4.
-  EXPECT_LT(block.fRmsResidualX, 2e-7);
-  EXPECT_LT(block.fRmsResidualY, 2e-7);
+  EXPECT_LT(block.Residuals.fRmsResidualX, 2e-7);
+  EXPECT_LT(block.Residuals.fRmsResidualY, 2e-7);
   for (size_t k = 0; k < trueEop.size(); ++k) {
-    EXPECT_NEAR(block.pEop[k].X, trueEop[k].X, 1e-4);
-    EXPECT_NEAR(block.pEop[k].Y, trueEop[k].Y, 1e-4);
-    EXPECT_NEAR(block.pEop[k].Z, trueEop[k].Z, 1e-4);
-    EXPECT_NEAR(block.pEop[k].fKappa, trueEop[k].fKappa, 1e-6);
+    EXPECT_NEAR(block.Images.pEop[k].X, trueEop[k].X, 1e-4);
+    EXPECT_NEAR(block.Images.pEop[k].Y, trueEop[k].Y, 1e-4);
+    EXPECT_NEAR(block.Images.pEop[k].Z, trueEop[k].Z, 1e-4);
+    EXPECT_NEAR(block.Images.pEop[k].fKappa, trueEop[k].fKappa, 1e-6);
   }
   for (size_t k = 0; k < trueIop.size(); ++k) {
-    EXPECT_NEAR(block.pIop[k].fFocal, trueIop[k].fFocal, 1e-5);
-    EXPECT_NEAR(block.pIop[k].fK1, trueIop[k].fK1, 1e-6);
+    EXPECT_NEAR(block.Cameras.pIop[k].fFocal, trueIop[k].fFocal, 1e-5);
+    EXPECT_NEAR(block.Cameras.pIop[k].fK1, trueIop[k].fK1, 1e-6);
   }
 }
 

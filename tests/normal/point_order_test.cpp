@@ -17,18 +17,18 @@ void FillLongBlock(CBundleAdjustment& block, int layout, bool shuffled, int came
   FillBlock(
       block,
       {.nLayoutMode = layout, .nImages = 60, .nCameras = cameras, .nPoints = 900, .bGrossPoints = true});
-  std::vector<size_t> order(block.pObjectPoints.size());
+  std::vector<size_t> order(block.Points.pObjectPoints.size());
   std::iota(order.begin(), order.end(), size_t{0});
   if (shuffled) {
     std::shuffle(order.begin(), order.end(), std::mt19937(5));
   } else {
-    std::ranges::sort(order, {}, [&](size_t p) { return block.pObjectPoints[p].X; });
+    std::ranges::sort(order, {}, [&](size_t p) { return block.Points.pObjectPoints[p].X; });
   }
   std::vector<ObjectPointRecord> points;
   std::vector<ImagePointRecord> imagePoints;
   for (const size_t p : order) {
-    ObjectPointRecord point = block.pObjectPoints[p];
-    const auto measurements = MeasurementsOf(point, block.pImagePoints);
+    ObjectPointRecord point = block.Points.pObjectPoints[p];
+    const auto measurements = MeasurementsOf(point, block.Points.pImagePoints);
     point.nFirstImagePoint = std::ssize(imagePoints);
     for (ImagePointRecord measurement : measurements) {
       measurement.nObjectPoint = static_cast<int32_t>(points.size());
@@ -36,14 +36,14 @@ void FillLongBlock(CBundleAdjustment& block, int layout, bool shuffled, int came
     }
     points.push_back(point);
   }
-  block.pObjectPoints = points;
-  block.pImagePoints = imagePoints;
+  block.Points.pObjectPoints = points;
+  block.Points.pImagePoints = imagePoints;
 }
 
 std::vector<int32_t> ImagesOf(const CBundleAdjustment& block, int32_t point) {
   std::vector<int32_t> images;
   for (const ImagePointRecord& measurement :
-       MeasurementsOf(block.pObjectPoints[static_cast<size_t>(point)], block.pImagePoints)) {
+       MeasurementsOf(block.Points.pObjectPoints[static_cast<size_t>(point)], block.Points.pImagePoints)) {
     if (block.Layout().Holds(measurement)) images.push_back(measurement.nImage);
   }
   std::ranges::sort(images);
@@ -52,17 +52,18 @@ std::vector<int32_t> ImagesOf(const CBundleAdjustment& block, int32_t point) {
 }
 
 int32_t LastPoint(const CBundleAdjustment& block) {
-  return static_cast<int32_t>(block.pObjectPoints.size()) - 1;
+  return static_cast<int32_t>(block.Points.pObjectPoints.size()) - 1;
 }
 
 TEST(PointOrder, RandomPointsAreScatteredAndNeighboursAreNot) {
   for (const bool shuffled : {false, true}) {
     CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
     FillLongBlock(block, LayoutEop, shuffled);
-    EXPECT_EQ(IsScattered(block.pObjectPoints, block.pImagePoints, 0, LastPoint(block)), shuffled);
+    EXPECT_EQ(IsScattered(block.Points.pObjectPoints, block.Points.pImagePoints, 0, LastPoint(block)),
+              shuffled);
     // A few points are close by in any order.
-    EXPECT_FALSE(IsScattered(block.pObjectPoints, block.pImagePoints, 10, 40));
-    EXPECT_FALSE(IsScattered(block.pObjectPoints, block.pImagePoints, 0, -1));
+    EXPECT_FALSE(IsScattered(block.Points.pObjectPoints, block.Points.pImagePoints, 10, 40));
+    EXPECT_FALSE(IsScattered(block.Points.pObjectPoints, block.Points.pImagePoints, 0, -1));
   }
 }
 
@@ -70,7 +71,7 @@ TEST(PointOrder, SortsASliceByItsImages) {
   CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
   FillLongBlock(block, LayoutEop, true);
   const std::vector<int32_t> order =
-      OrderByImages(block.pObjectPoints, block.pImagePoints, block.Layout(), 100, 799);
+      OrderByImages(block.Points.pObjectPoints, block.Points.pImagePoints, block.Layout(), 100, 799);
   ASSERT_EQ(order.size(), 700u);
   std::vector<int32_t> sorted = order;
   std::ranges::sort(sorted);
@@ -96,9 +97,10 @@ TEST(PointOrder, PointsWithoutKeptImageComeLast) {
   AppendPoint(block, 0, 0, 0);
   AppendMeasurement(block, 7, 0, 0, 0);
   AppendMeasurement(block, 0, 0, 0, 0);
-  EXPECT_EQ(OrderByImages(block.pObjectPoints, block.pImagePoints, block.Layout(), 0, 3),
+  EXPECT_EQ(OrderByImages(block.Points.pObjectPoints, block.Points.pImagePoints, block.Layout(), 0, 3),
             (std::vector<int32_t>{3, 1, 0, 2}));
-  EXPECT_TRUE(OrderByImages(block.pObjectPoints, block.pImagePoints, block.Layout(), 1, 0).empty());
+  EXPECT_TRUE(
+      OrderByImages(block.Points.pObjectPoints, block.Points.pImagePoints, block.Layout(), 1, 0).empty());
 }
 
 TEST(PointOrder, NoneWhereMeasurementsDoNotFollowEachOther) {
@@ -115,11 +117,12 @@ TEST(PointOrder, NoneWhereMeasurementsDoNotFollowEachOther) {
       AppendPoint(block, 0, 0, 0);
       AppendMeasurement(block, k % 2, 0, 0, 0);
     }
-    EXPECT_TRUE(FollowEachOther(block.pObjectPoints, 3, 0, 2));
-    block.pObjectPoints[1].nFirstImagePoint = row.nFirst;
-    block.pObjectPoints[1].nImagePointNum = row.nCount;
-    EXPECT_FALSE(FollowEachOther(block.pObjectPoints, 3, 0, 2)) << row.szWhat;
-    EXPECT_TRUE(OrderByImages(block.pObjectPoints, block.pImagePoints, block.Layout(), 0, 2).empty())
+    EXPECT_TRUE(FollowEachOther(block.Points.pObjectPoints, 3, 0, 2));
+    block.Points.pObjectPoints[1].nFirstImagePoint = row.nFirst;
+    block.Points.pObjectPoints[1].nImagePointNum = row.nCount;
+    EXPECT_FALSE(FollowEachOther(block.Points.pObjectPoints, 3, 0, 2)) << row.szWhat;
+    EXPECT_TRUE(
+        OrderByImages(block.Points.pObjectPoints, block.Points.pImagePoints, block.Layout(), 0, 2).empty())
         << row.szWhat;
   }
 }
@@ -133,10 +136,10 @@ struct Assembled {
 
 /// Assembles without the residual file, in the order of the points or as the run finds it best.
 Assembled Assemble(CBundleAdjustment& block, int threads) {
-  block.Apply_PCG_Model = true;
+  block.Limits.Apply_PCG_Model = true;
   EXPECT_EQ(block.ComputeSubMatrixPosition(), 1);
   block.MakeNormalEquation();
-  block.nThreadNum = threads;
+  block.Limits.nThreadNum = threads;
   std::vector<SubTask> tasks;
   block.SplitSubTasks(0, tasks);
   block.AllocateThreadBuffers(tasks);
@@ -145,7 +148,7 @@ Assembled Assemble(CBundleAdjustment& block, int threads) {
     block.BuildNormalEquationTask(task.nThread, task.nFirst, task.nLast);
     block.MergeThread(task.nThread);
     const auto k = static_cast<size_t>(task.nThread);
-    const ThreadBuffers& buffers = *block.pThreadBuffers;
+    const ThreadBuffers& buffers = *block.Normal.pThreadBuffers;
     run.Residuals.insert(run.Residuals.end(), buffers.pThreadResiduals[k].begin(),
                          buffers.pThreadResiduals[k].end());
     run.Flags.insert(run.Flags.end(), buffers.pThreadGrossFlags[k].begin(),
@@ -153,11 +156,11 @@ Assembled Assemble(CBundleAdjustment& block, int threads) {
   }
   EXPECT_EQ(block.FinishBlocks(), 1);
   run.N = AsDense(block);
-  run.b = block.pConstVector;
-  run.fMinX = block.fMinResidualX;
-  run.fMinY = block.fMinResidualY;
-  run.fMaxX = block.fMaxResidualX;
-  run.fMaxY = block.fMaxResidualY;
+  run.b = block.Normal.pConstVector;
+  run.fMinX = block.Residuals.fMinResidualX;
+  run.fMinY = block.Residuals.fMinResidualY;
+  run.fMaxX = block.Residuals.fMaxResidualX;
+  run.fMaxY = block.Residuals.fMaxResidualY;
   return run;
 }
 
@@ -171,7 +174,7 @@ TEST_P(RandomOrder, GivesTheEquationsAndTheListingOfTheFile) {
     FillLongBlock(block, GetParam(), true);
     const SlowEquations slow = SlowAssembly(block).Run();
     const Assembled run = Assemble(block, threads);
-    EXPECT_EQ(block.pPointOrders[0].vPoints.empty(), GetParam() == LayoutIop);
+    EXPECT_EQ(block.Normal.pPointOrders[0].vPoints.empty(), GetParam() == LayoutIop);
     EXPECT_LE(LargestDifference(slow, run.N, run.b), 1e-9);
     EXPECT_EQ(run.Flags, slow.Flags);
     ASSERT_EQ(run.Residuals.size(), slow.Residuals.size());
@@ -193,7 +196,7 @@ TEST_P(RandomOrder, SmallestResidualInYIsThatOfTheListing) {
         expected = static_cast<double>(slow.Residuals[2 * k]);
       }
     }
-    block.fMinResidualY = start;
+    block.Residuals.fMinResidualY = start;
     EXPECT_NEAR(Assemble(block, 1).fMinY, expected, 1e-6 * std::fabs(expected)) << start;
   }
 }
@@ -202,15 +205,15 @@ TEST_P(RandomOrder, SecondRunIsBitEqualAndUsesTheSameOrder) {
   CBundleAdjustment block(MadeUpPlatform(1 << 30, 2), nullptr);
   FillLongBlock(block, GetParam(), true);
   const Assembled first = Assemble(block, 1);
-  const std::vector<int32_t> order = block.pPointOrders[0].vPoints;
+  const std::vector<int32_t> order = block.Normal.pPointOrders[0].vPoints;
   block.ReleaseThreadBuffers();
   block.ReleaseNormalEquation();
   const Assembled second = Assemble(block, 1);
-  EXPECT_EQ(block.pPointOrders[0].vPoints, order);
+  EXPECT_EQ(block.Normal.pPointOrders[0].vPoints, order);
   EXPECT_EQ(first.N, second.N);
   EXPECT_EQ(first.b, second.b);
   block.ReleaseSectionPoints();
-  EXPECT_TRUE(block.pPointOrders.empty());
+  EXPECT_TRUE(block.Normal.pPointOrders.empty());
 }
 
 TEST(RandomOrderOfManyCameras, GivesTheSameEquations) {

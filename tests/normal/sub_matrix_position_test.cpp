@@ -46,8 +46,8 @@ TEST(AddSubMatrixPosition, BothOrdersStoreOneBlock) {
   EXPECT_EQ(block.AddSubMatrixPosition(2, 2), 1);
   EXPECT_EQ(block.AddSubMatrixPosition(7, 2), 1);
   EXPECT_EQ(block.AddSubMatrixPosition(4, 2), 1);
-  EXPECT_EQ(block.pSubMatrixRows[2].vColumns, (std::vector<int32_t>{2, 4, 5, 7}));
-  EXPECT_TRUE(block.pSubMatrixRows[5].vColumns.empty());
+  EXPECT_EQ(block.Normal.pSubMatrixRows[2].vColumns, (std::vector<int32_t>{2, 4, 5, 7}));
+  EXPECT_TRUE(block.Normal.pSubMatrixRows[5].vColumns.empty());
 }
 
 TEST(AddSubMatrixPosition, IdOutOfRange) {
@@ -73,7 +73,7 @@ TEST(GetSubMatrixId, CountsRowByRow) {
   AppendMeasurement(block, 1, 0, 0, 0);
   CloseSection(block);
   ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
-  EXPECT_EQ(block.nSubMatrixNum, 4);
+  EXPECT_EQ(block.Normal.nSubMatrixNum, 4);
   EXPECT_EQ(block.GetSubMatrixId(0, 0), 0);
   EXPECT_EQ(block.GetSubMatrixId(0, 2), 1);
   EXPECT_EQ(block.GetSubMatrixId(1, 1), 2);
@@ -100,7 +100,7 @@ TEST(GetUnknownPosition, Table) {
   for (const Row& row : rows) {
     CBundleAdjustment block(NativePlatform(), nullptr);
     SetLayout(block, row.nLayoutMode, 5, 2);
-    block.nPosSize = 3;
+    block.Unknowns.nPosSize = 3;
     int32_t rowPosition = -1, colPosition = -1;
     block.GetUnknownPosition(row.nRow, row.nRow, rowPosition, colPosition);
     EXPECT_EQ(rowPosition, row.nPosition) << row.nLayoutMode << " " << row.nRow;
@@ -110,19 +110,19 @@ TEST(GetUnknownPosition, Table) {
 
 /// The pattern by the letter: every ordered pair of a point's measurements, inserted one by one.
 void LiteralPattern(CBundleAdjustment& block) {
-  for (const ObjectPointRecord& point : block.pObjectPoints) {
-    const auto* first = block.pImagePoints.data() + point.nFirstImagePoint;
+  for (const ObjectPointRecord& point : block.Points.pObjectPoints) {
+    const auto* first = block.Points.pImagePoints.data() + point.nFirstImagePoint;
     for (const auto* a = first; a < first + point.nImagePointNum; ++a) {
-      if (a->nImage < 0 || a->nImage >= block.nImageNum) continue;
+      if (a->nImage < 0 || a->nImage >= block.Images.nImageNum) continue;
       for (const auto* b = first; b < first + point.nImagePointNum; ++b) {
-        if (b->nImage < 0 || b->nImage >= block.nImageNum) continue;
-        const int32_t n = block.nUnknownImageNum;
-        if (block.nLayoutMode == LayoutIop) {
+        if (b->nImage < 0 || b->nImage >= block.Images.nImageNum) continue;
+        const int32_t n = block.Images.nUnknownImageNum;
+        if (block.Unknowns.nLayoutMode == LayoutIop) {
           block.AddSubMatrixPosition(a->nCamera, b->nCamera);
           continue;
         }
         block.AddSubMatrixPosition(a->nImage, b->nImage);
-        if (block.nLayoutMode != LayoutEopIop) continue;
+        if (block.Unknowns.nLayoutMode != LayoutEopIop) continue;
         block.AddSubMatrixPosition(n + a->nCamera, n + b->nCamera);
         block.AddSubMatrixPosition(a->nImage, n + b->nCamera);
         block.AddSubMatrixPosition(n + a->nCamera, b->nImage);
@@ -142,25 +142,25 @@ TEST_P(PatternOfLayout, IsThatOfTheLiteralWalk) {
   ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
   LiteralPattern(literal);
   int32_t id = 0;
-  for (size_t row = 0; row < literal.pSubMatrixRows.size(); ++row) {
-    EXPECT_EQ(block.pSubMatrixRows[row].vColumns, literal.pSubMatrixRows[row].vColumns) << row;
-    EXPECT_EQ(block.pSubMatrixRows[row].nFirstId, id) << row;
-    id += static_cast<int32_t>(literal.pSubMatrixRows[row].vColumns.size());
+  for (size_t row = 0; row < literal.Normal.pSubMatrixRows.size(); ++row) {
+    EXPECT_EQ(block.Normal.pSubMatrixRows[row].vColumns, literal.Normal.pSubMatrixRows[row].vColumns) << row;
+    EXPECT_EQ(block.Normal.pSubMatrixRows[row].nFirstId, id) << row;
+    id += static_cast<int32_t>(literal.Normal.pSubMatrixRows[row].vColumns.size());
   }
-  EXPECT_EQ(block.nSubMatrixNum, id);
+  EXPECT_EQ(block.Normal.nSubMatrixNum, id);
 }
 
 TEST_P(PatternOfLayout, IndexFindsEveryBlockAndNoOther) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 140, .nCameras = 70, .nPoints = 200});
   ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
-  const BlockIndex withBitMaps(block.pSubMatrixRows, block.Layout());
-  const BlockIndex withSearch(block.pSubMatrixRows, block.Layout(), 0);
+  const BlockIndex withBitMaps(block.Normal.pSubMatrixRows, block.Layout());
+  const BlockIndex withSearch(block.Normal.pSubMatrixRows, block.Layout(), 0);
   ASSERT_NE(withBitMaps.View().pWords, nullptr);
   ASSERT_EQ(withSearch.View().pWords, nullptr);
   int64_t next = 0;
-  for (int32_t row = 0; row < block.nBlockRowNum; ++row) {
-    for (int32_t column = row; column < block.nBlockRowNum; ++column) {
+  for (int32_t row = 0; row < block.Unknowns.nBlockRowNum; ++row) {
+    for (int32_t column = row; column < block.Unknowns.nBlockRowNum; ++column) {
       const int32_t id = block.GetSubMatrixId(row, column);
       const int64_t expected = id < 0 ? -1 : next;
       ASSERT_EQ(OffsetOfBlock(withBitMaps.View(), row, column), expected) << row << " " << column;
@@ -179,7 +179,7 @@ TEST(ComputeSubMatrixPosition, RepeatedImageInOnePointGivesItsDiagonalBlockOnce)
   AppendMeasurement(block, 0, 0, 1, 1);
   CloseSection(block);
   ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
-  EXPECT_EQ(block.pSubMatrixRows[0].vColumns, std::vector<int32_t>{0});
+  EXPECT_EQ(block.Normal.pSubMatrixRows[0].vColumns, std::vector<int32_t>{0});
 }
 
 TEST(ComputeSubMatrixPosition, ControlPointsCoupleTheirImagesToo) {
@@ -197,7 +197,7 @@ TEST(ComputeSubMatrixPosition, WithoutPointsInMemory) {
   Recording console;
   CBundleAdjustment block(NativePlatform(), console.File());
   SetLayout(block, LayoutEop, 2, 1);
-  block.Sections.ObjectPoints = {{0, 4}};
+  block.Points.Sections.ObjectPoints = {{0, 4}};
   EXPECT_EQ(block.ComputeSubMatrixPosition(), 0);
   EXPECT_EQ(console.Text(), "There is no image point!\n");
 }
@@ -208,7 +208,7 @@ TEST(ComputeSubMatrixPosition, NoPointAtAll) {
     Recording console;
     CBundleAdjustment block(NativePlatform(), console.File());
     SetLayout(block, LayoutEop, 2, 1);
-    block.Sections.ObjectPoints = block.Sections.ImagePoints = ranges;
+    block.Points.Sections.ObjectPoints = block.Points.Sections.ImagePoints = ranges;
     EXPECT_EQ(block.ComputeSubMatrixPosition(), 0);
     EXPECT_EQ(console.Text(), "There is no image point!\n");
   }
@@ -234,13 +234,13 @@ TEST(ComputeSubMatrixPosition, GroupsStandBehindImagesAndCameras) {
   for (const Row& row : rows) {
     CBundleAdjustment block(NativePlatform(), nullptr);
     SetLayout(block, row.nLayoutMode, 3, row.nLayoutMode == LayoutMergedEopIop ? 3 : 1);
-    block.Apply_GPS_Data = true;
-    block.nGroupNum = 2;
-    block.nBlockRowNum += 2;
-    block.pSubMatrixRows.resize(static_cast<size_t>(block.nBlockRowNum));
-    block.nImageFileNum = 4;
-    block.pImageIndex = {0, -1, 1, 2};
-    block.pImageGroup = {0, 1, -1};
+    block.Limits.Apply_GPS_Data = true;
+    block.Images.nGroupNum = 2;
+    block.Unknowns.nBlockRowNum += 2;
+    block.Normal.pSubMatrixRows.resize(static_cast<size_t>(block.Unknowns.nBlockRowNum));
+    block.Images.nImageFileNum = 4;
+    block.Images.pImageIndex = {0, -1, 1, 2};
+    block.Images.pImageGroup = {0, 1, -1};
     AppendPoint(block, 0, 0, 0);
     for (int32_t image = 0; image < 3; ++image) AppendMeasurement(block, image, 0, 0, 0);
     CloseSection(block);
@@ -266,7 +266,7 @@ TEST(ComputeSubMatrixPosition, MemoryOfTheSparseFormIsTestedInWholeNumbers) {
     Recording console;
     CBundleAdjustment block(MadeUpPlatform(row.nFreeBytes, 1), console.File());
     SetLayout(block, LayoutEop, 2, 1);
-    block.Apply_PCG_Model = true;
+    block.Limits.Apply_PCG_Model = true;
     AppendPoint(block, 0, 0, 0);
     AppendMeasurement(block, 0, 0, 0, 0);
     AppendMeasurement(block, 1, 0, 0, 0);
@@ -276,7 +276,7 @@ TEST(ComputeSubMatrixPosition, MemoryOfTheSparseFormIsTestedInWholeNumbers) {
                                                : "Total sub matrix number:3\n"
                                                  "Error!Not enough memory for sparse block-matrix!\n");
     if (row.nResult == 1) {
-      EXPECT_EQ(block.pSubMatrices.size(), 3u);
+      EXPECT_EQ(block.Normal.pSubMatrices.size(), 3u);
     }
   }
 }

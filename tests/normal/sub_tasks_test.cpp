@@ -79,9 +79,9 @@ TEST(SlicePoints, WorkDoesNotOverflow) {
 TEST(SplitSubTasks, RecordsAndLine) {
   Recording console;
   CBundleAdjustment block(NativePlatform(), console.File());
-  block.pObjectPoints = PointsWith({2, 2, 2, 3});
-  block.Sections.ObjectPoints = {{0, 99}, {100, 103}};
-  block.nThreadNum = 2;
+  block.Points.pObjectPoints = PointsWith({2, 2, 2, 3});
+  block.Points.Sections.ObjectPoints = {{0, 99}, {100, 103}};
+  block.Limits.nThreadNum = 2;
   std::vector<SubTask> tasks;
   EXPECT_EQ(block.SplitSubTasks(1, tasks), 1);
   ASSERT_EQ(tasks.size(), 2u);
@@ -98,9 +98,9 @@ TEST(SplitSubTasks, RecordsAndLine) {
 
 TEST(SplitSubTasks, TaskWithoutPointsHasNoImagePoints) {
   CBundleAdjustment block(NativePlatform(), nullptr);
-  block.pObjectPoints = PointsWith({1, 9});
-  block.Sections.ObjectPoints = {{0, 1}};
-  block.nThreadNum = 3;
+  block.Points.pObjectPoints = PointsWith({1, 9});
+  block.Points.Sections.ObjectPoints = {{0, 1}};
+  block.Limits.nThreadNum = 3;
   std::vector<SubTask> tasks;
   EXPECT_EQ(block.SplitSubTasks(0, tasks), 1);
   ASSERT_EQ(tasks.size(), 3u);
@@ -114,9 +114,9 @@ TEST(SplitSubTasks, TaskWithoutPointsHasNoImagePoints) {
 TEST(SplitSubTasks, LineShowsTheWorkInThirtyTwoBits) {
   Recording console;
   CBundleAdjustment block(NativePlatform(), console.File());
-  block.pObjectPoints = PointsWith({65536});
-  block.Sections.ObjectPoints = {{0, 0}};
-  block.nThreadNum = 1;
+  block.Points.pObjectPoints = PointsWith({65536});
+  block.Points.Sections.ObjectPoints = {{0, 0}};
+  block.Limits.nThreadNum = 1;
   std::vector<SubTask> tasks;
   block.SplitSubTasks(0, tasks);
   EXPECT_EQ(console.Text(), "Sub task 0: 0/0 0/65535 1/65536 65536/65536\n");
@@ -124,31 +124,31 @@ TEST(SplitSubTasks, LineShowsTheWorkInThirtyTwoBits) {
 
 /// Doubles of the blocks that a slice touches, counted pair by pair.
 int64_t LiteralCount(const CBundleAdjustment& block, const PointSlice& slice) {
-  std::vector<int> flags(static_cast<size_t>(block.nSubMatrixNum), 0);
-  const int32_t off = block.nLayoutMode == LayoutEopIop ? block.nUnknownImageNum : 0;
+  std::vector<int> flags(static_cast<size_t>(block.Normal.nSubMatrixNum), 0);
+  const int32_t off = block.Unknowns.nLayoutMode == LayoutEopIop ? block.Images.nUnknownImageNum : 0;
   const auto flag = [&](int32_t row, int32_t column, int value) {
     const int32_t id = block.GetSubMatrixId(row, column);
     if (id >= 0) flags[static_cast<size_t>(id)] = value;
   };
   for (int32_t p = slice.nFirst; p <= slice.nLast; ++p) {
-    const ObjectPointRecord& point = block.pObjectPoints[static_cast<size_t>(p)];
-    const auto* first = block.pImagePoints.data() + point.nFirstImagePoint;
+    const ObjectPointRecord& point = block.Points.pObjectPoints[static_cast<size_t>(p)];
+    const auto* first = block.Points.pImagePoints.data() + point.nFirstImagePoint;
     for (const auto* a = first; a < first + point.nImagePointNum; ++a) {
       for (const auto* b = first; b < first + point.nImagePointNum; ++b) {
         if (!block.Layout().Holds(*a) || !block.Layout().Holds(*b)) continue;
-        if (block.nLayoutMode != LayoutIop && a->nImage <= b->nImage) flag(a->nImage, b->nImage, 1);
-        if ((block.nLayoutMode == LayoutIop || block.nLayoutMode == LayoutEopIop) &&
+        if (block.Unknowns.nLayoutMode != LayoutIop && a->nImage <= b->nImage) flag(a->nImage, b->nImage, 1);
+        if ((block.Unknowns.nLayoutMode == LayoutIop || block.Unknowns.nLayoutMode == LayoutEopIop) &&
             a->nCamera <= b->nCamera) {
           flag(off + a->nCamera, off + b->nCamera, 3);
         }
-        if (block.nLayoutMode == LayoutEopIop) flag(a->nImage, off + b->nCamera, 2);
+        if (block.Unknowns.nLayoutMode == LayoutEopIop) flag(a->nImage, off + b->nCamera, 2);
       }
     }
   }
   int64_t count = 0;
   for (const int value : flags) {
     count += value == 0   ? 0
-             : value == 1 ? (block.nLayoutMode == LayoutMergedEopIop ? 121 : 36)
+             : value == 1 ? (block.Unknowns.nLayoutMode == LayoutMergedEopIop ? 121 : 36)
              : value == 2 ? 30
                           : 25;
   }
@@ -166,8 +166,8 @@ class MemoryPlan : public testing::TestWithParam<int> {
   /// Bytes of each slice that the plan counts.
   static std::vector<double> SliceBytes(const CBundleAdjustment& block, int32_t threads) {
     std::vector<double> bytes;
-    for (const PointSlice& slice : SlicePoints(block.pObjectPoints, threads)) {
-      bytes.push_back(static_cast<double>((LiteralCount(block, slice) + 2 * block.nSubMatrixNum) * 8));
+    for (const PointSlice& slice : SlicePoints(block.Points.pObjectPoints, threads)) {
+      bytes.push_back(static_cast<double>((LiteralCount(block, slice) + 2 * block.Normal.nSubMatrixNum) * 8));
     }
     return bytes;
   }
@@ -187,13 +187,13 @@ TEST_P(MemoryPlan, ThreadNumberStandsWhereEverySliceFits) {
     CBundleAdjustment block(NativePlatform(), console.File());
     FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
     block.ComputeSubMatrixPosition();
-    block.Apply_PCG_Model = sparse;  // The plan counts blocks in both forms.
+    block.Limits.Apply_PCG_Model = sparse;  // The plan counts blocks in both forms.
     const double total = Sum(SliceBytes(block, 3), 0);
     const int64_t free = FreeFor(total);
     block.System = MadeUpPlatform(free, 4);
-    block.nThreadNum = 3;
+    block.Limits.nThreadNum = 3;
     EXPECT_EQ(block.ComputeMultithreadMemory(0), 1);
-    EXPECT_EQ(block.nThreadNum, 3);
+    EXPECT_EQ(block.Limits.nThreadNum, 3);
     EXPECT_EQ(console.Text(), Megabytes("Total memory requirement for sparse normal matrix", total) +
                                   Megabytes("Cuurent available memory",
                                             static_cast<double>(static_cast<float>(free) * 0.9f)));
@@ -208,9 +208,9 @@ TEST_P(MemoryPlan, FewerThreadsWhereTheMemoryIsShort) {
   const double two = Sum(SliceBytes(block, 2), 0), three = Sum(SliceBytes(block, 3), 0);
   ASSERT_LT(two, three);
   block.System = MadeUpPlatform(FreeFor(two), 4);
-  block.nThreadNum = 3;
+  block.Limits.nThreadNum = 3;
   EXPECT_EQ(block.ComputeMultithreadMemory(0), 0);
-  EXPECT_EQ(block.nThreadNum, 2);
+  EXPECT_EQ(block.Limits.nThreadNum, 2);
   const std::string available =
       Megabytes("Cuurent available memory", static_cast<double>(static_cast<float>(FreeFor(two)) * 0.9f));
   EXPECT_EQ(console.Text(), Megabytes("Total memory requirement for sparse normal matrix", three) +
@@ -223,12 +223,12 @@ TEST_P(MemoryPlan, LaterSectionsDoNotCountThreadZero) {
   CBundleAdjustment block(NativePlatform(), nullptr);
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
   block.ComputeSubMatrixPosition();
-  block.Sections.ObjectPoints.push_back(block.Sections.ObjectPoints[0]);
+  block.Points.Sections.ObjectPoints.push_back(block.Points.Sections.ObjectPoints[0]);
   const std::vector<double> bytes = SliceBytes(block, 3);
   block.System = MadeUpPlatform(FreeFor(Sum(bytes, 1)), 4);
-  block.nThreadNum = 3;
+  block.Limits.nThreadNum = 3;
   EXPECT_EQ(block.ComputeMultithreadMemory(1), 1);
-  block.nThreadNum = 3;
+  block.Limits.nThreadNum = 3;
   EXPECT_NE(block.ComputeMultithreadMemory(0), 1);
 }
 
@@ -238,7 +238,7 @@ TEST_P(MemoryPlan, NoThreadNumberFits) {
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
   block.ComputeSubMatrixPosition();
   block.System = MadeUpPlatform(1000, 4);
-  block.nThreadNum = 3;
+  block.Limits.nThreadNum = 3;
   EXPECT_EQ(block.ComputeMultithreadMemory(0), -1);
   EXPECT_EQ(console.Text(), "Not enough memory for sparse normal matrix!\n");
 }

@@ -22,10 +22,10 @@ std::string PointText(const TinyBlock::Point& point) {
 TinyBlock::TinyBlock(double imageScale, double objectScale, Platform platform)
     : fConsole(std::tmpfile()), Run(std::move(platform), fConsole.get()) {
   const double s = imageScale, S = objectScale;
-  Run.Image_Coor_Scale = s;
-  Run.Object_Coor_Scale = S;
+  Run.Settings.Image_Coor_Scale = s;
+  Run.Settings.Object_Coor_Scale = S;
   std::filesystem::create_directory(folder / "out");
-  Run.szOutputPath = folder / "out";
+  Run.Paths.szOutputPath = folder / "out";
 
   // The first numbers of the lines are no ordinals, on purpose.
   CameraLines = {"71 8000 6000 12.5 99000 9 8 0 1e-9 0 0 0 0 0 0",
@@ -37,21 +37,21 @@ TinyBlock::TinyBlock(double imageScale, double objectScale, Platform platform)
   }
   ImageLines[kDroppedImage][3] = "0 0 0 no position";
 
-  Run.nImageFileNum = 4;
-  Run.nCameraFileNum = 3;
-  Run.nImageNum = Run.nUnknownImageNum = 3;
-  Run.nCameraNum = 2;
-  Run.pImageIndex = {0, 1, -1, 2};
-  Run.pImageCamera = {0, 2, 0, 0};
-  Run.pImageOrdinal = {0, 1, 3, 0};
-  Run.pCameraIndex = {0, -1, 1};
-  Run.pEop.resize(4);
-  Run.pEop[0] = {0, 0, 10.0 * S, 20.0 * S, 1000.0 * S, 0.01, -0.02, 0.3};
-  Run.pEop[1] = {0, 0, 410.5 * S, 30.25 * S, 1010.0 * S, -0.03, 0.015, -2.9};
-  Run.pEop[2] = {0, 0, 220.0 * S, 415.0 * S, 990.0 * S, 0.02, 0.025, 1.6};
-  Run.pIop.resize(3);
-  Run.pIop[0] = {6000, 8000, 100000 * s, 12 * s, -7 * s, 2e-13 / (s * s), -3e-24 / (s * s * s * s)};
-  Run.pIop[1] = {3000, 4000, 50500 * s, 0, 5 * s, 0, 0};
+  Run.Images.nImageFileNum = 4;
+  Run.Cameras.nCameraFileNum = 3;
+  Run.Images.nImageNum = Run.Images.nUnknownImageNum = 3;
+  Run.Cameras.nCameraNum = 2;
+  Run.Images.pImageIndex = {0, 1, -1, 2};
+  Run.Images.pImageCamera = {0, 2, 0, 0};
+  Run.Images.pImageOrdinal = {0, 1, 3, 0};
+  Run.Cameras.pCameraIndex = {0, -1, 1};
+  Run.Images.pEop.resize(4);
+  Run.Images.pEop[0] = {0, 0, 10.0 * S, 20.0 * S, 1000.0 * S, 0.01, -0.02, 0.3};
+  Run.Images.pEop[1] = {0, 0, 410.5 * S, 30.25 * S, 1010.0 * S, -0.03, 0.015, -2.9};
+  Run.Images.pEop[2] = {0, 0, 220.0 * S, 415.0 * S, 990.0 * S, 0.02, 0.025, 1.6};
+  Run.Cameras.pIop.resize(3);
+  Run.Cameras.pIop[0] = {6000, 8000, 100000 * s, 12 * s, -7 * s, 2e-13 / (s * s), -3e-24 / (s * s * s * s)};
+  Run.Cameras.pIop[1] = {3000, 4000, 50500 * s, 0, 5 * s, 0, 0};
 
   TiePoints = {MakePoint("T1", 0, 120, 140, 12, {0, 1, 3}), MakePoint("T2", 0, 200.5, 99.25, -3, {3, 0}),
                MakePoint("T3", 0, 90, 250, 30, {1, 0, 3})};
@@ -68,11 +68,12 @@ TinyBlock::Point TinyBlock::MakePoint(const std::string& name, int32_t type, dou
   Point point{name, X, Y, Z, type, {}};
   double shift = 0.3 + 0.1 * X / 100;
   for (const int32_t ordinal : imageOrdinals) {
-    const EopRecord& image = Run.pEop[static_cast<size_t>(Run.pImageIndex[static_cast<size_t>(ordinal)])];
+    const EopRecord& image =
+        Run.Images.pEop[static_cast<size_t>(Run.Images.pImageIndex[static_cast<size_t>(ordinal)])];
     const int32_t camera =
-        Run.pCameraIndex[static_cast<size_t>(Run.pImageCamera[static_cast<size_t>(ordinal)])];
-    const IopRecord& iop = Run.pIop[static_cast<size_t>(camera)];
-    const double S = Run.Object_Coor_Scale, s = Run.Image_Coor_Scale;
+        Run.Cameras.pCameraIndex[static_cast<size_t>(Run.Images.pImageCamera[static_cast<size_t>(ordinal)])];
+    const IopRecord& iop = Run.Cameras.pIop[static_cast<size_t>(camera)];
+    const double S = Run.Settings.Object_Coor_Scale, s = Run.Settings.Image_Coor_Scale;
     const Vector3 b = SlowCameraFrame(image, {X * S, Y * S, Z * S});
     point.Measurements.push_back({ordinal, (iop.fPrincipalX - iop.fFocal * b[0] / b[2]) / s + shift,
                                   (iop.fPrincipalY - iop.fFocal * b[1] / b[2]) / s - 2 * shift});
@@ -133,21 +134,22 @@ void TinyBlock::WriteFiles(const std::string& projectName) {
   WriteFile(szProject, ProjectText());
   WriteFile(szGcp, GcpText());
   if (!bTextPoints) WriteFile(szProject.substr(0, szProject.rfind('.')) + ".ovt", OvtBytes());
-  Run.szProjectPath = szProject;
-  Run.szGcpPath = szGcp;
+  Run.Paths.szProjectPath = szProject;
+  Run.Paths.szGcpPath = szGcp;
 }
 
 std::vector<ImagePointRecord> TinyBlock::Rays(const Point& point) const {
   std::vector<ImagePointRecord> rays;
   for (const Measurement& m : point.Measurements) {
-    const int32_t image = Run.pImageIndex[static_cast<size_t>(m.nImageOrdinal)];
+    const int32_t image = Run.Images.pImageIndex[static_cast<size_t>(m.nImageOrdinal)];
     if (image < 0) continue;
     const int32_t camera =
-        Run.pCameraIndex[static_cast<size_t>(Run.pImageCamera[static_cast<size_t>(m.nImageOrdinal)])];
+        Run.Cameras
+            .pCameraIndex[static_cast<size_t>(Run.Images.pImageCamera[static_cast<size_t>(m.nImageOrdinal)])];
     // Files hold four decimals.
     const double x = std::stod(Print("%.4f", m.x)), y = std::stod(Print("%.4f", m.y));
-    rays.push_back({image, camera, 0, static_cast<float>(x * Run.Image_Coor_Scale),
-                    static_cast<float>(y * Run.Image_Coor_Scale)});
+    rays.push_back({image, camera, 0, static_cast<float>(x * Run.Settings.Image_Coor_Scale),
+                    static_cast<float>(y * Run.Settings.Image_Coor_Scale)});
   }
   return rays;
 }

@@ -27,10 +27,11 @@ Kind Collect(const TinyBlock& block, bool control) {
     const auto rays = block.Rays(point);
     double d[3] = {};
     if (rays.size() > 1) {
-      const test::Vector3 P = test::SlowIntersection(rays, block.Run.KeptImages(), block.Run.KeptCameras());
+      const test::Vector3 P =
+          test::SlowIntersection(rays, block.Run.Images.Kept(), block.Run.Cameras.Usable());
       const double given[3] = {point.X, point.Y, point.Z};
       for (size_t i = 0; i < 3; ++i) {
-        d[i] = (P[i] - given[i]) / block.Run.Object_Coor_Scale;
+        d[i] = (P[i] - given[i]) / block.Run.Settings.Object_Coor_Scale;
         kind.dFigures[i] += d[i];
         kind.dFigures[3 + i] += d[i] * d[i];
         if (std::abs(d[i]) > std::abs(kind.dMax[i])) kind.dMax[i] = d[i];
@@ -62,16 +63,16 @@ std::string Head(const char* seconds, const double* image, double gsd) {
 }
 
 void FillStatistics(CBundleAdjustment& run) {
-  run.fStartTick = 1000;
-  run.fEndTick = 13345.4;
-  run.fMeanResidualX = 0.0001;
-  run.fMeanResidualY = -0.0002;
-  run.fRmsResidualX = 0.0007;
-  run.fRmsResidualY = 0.0009;
-  run.fGsd = 0.25f;
-  run.nControlPointNum = 2;
-  run.nCheckPointNum = 2;
-  for (int i = 0; i < 6; ++i) run.dControlResidual[i] = run.dCheckResidual[i] = 50 + i;
+  run.Progress.fStartTick = 1000;
+  run.Progress.fEndTick = 13345.4;
+  run.Residuals.fMeanResidualX = 0.0001;
+  run.Residuals.fMeanResidualY = -0.0002;
+  run.Residuals.fRmsResidualX = 0.0007;
+  run.Residuals.fRmsResidualY = 0.0009;
+  run.Frame.fGsd = 0.25f;
+  run.Points.nControlPointNum = 2;
+  run.Points.nCheckPointNum = 2;
+  for (int i = 0; i < 6; ++i) run.Residuals.dControlResidual[i] = run.Residuals.dCheckResidual[i] = 50 + i;
 }
 
 TEST(Report, ListsControlAndCheckPoints) {
@@ -88,11 +89,11 @@ TEST(Report, ListsControlAndCheckPoints) {
                   "\nCheck point number:2\nCheck point residuals:\n" + check.sLines +
                   FigureText(check.dFigures, check.dMax));
     EXPECT_EQ(block.Output("ObjectPointError.xyz"), control.sErrors + check.sErrors);
-    EXPECT_NEAR(block.Run.fMeanResidualX, 0.1, 1e-15);
-    EXPECT_NEAR(block.Run.fRmsResidualY, 0.9, 1e-15);
+    EXPECT_NEAR(block.Run.Residuals.fMeanResidualX, 0.1, 1e-15);
+    EXPECT_NEAR(block.Run.Residuals.fRmsResidualY, 0.9, 1e-15);
     for (int i = 0; i < 6; ++i) {
-      EXPECT_NEAR(block.Run.dControlResidual[i], control.dFigures[i], 1e-7 / objectScale);
-      EXPECT_NEAR(block.Run.dCheckResidual[i], check.dFigures[i], 1e-7 / objectScale);
+      EXPECT_NEAR(block.Run.Residuals.dControlResidual[i], control.dFigures[i], 1e-7 / objectScale);
+      EXPECT_NEAR(block.Run.Residuals.dCheckResidual[i], check.dFigures[i], 1e-7 / objectScale);
     }
     EXPECT_EQ(block.Log(), "");
   }
@@ -122,13 +123,13 @@ TEST(Report, LargestResidualKeepsItsSign) {
   double x = 0, y = 0, z = 0;
   ASSERT_EQ(std::sscanf(max.c_str(), "MAX:%lf %lf %lf", &x, &y, &z), 3);
   EXPECT_NEAR(z, -7, 0.5);
-  EXPECT_EQ(max, FigureText(block.Run.dCheckResidual, Collect(block, false).dMax).substr(2 * 44));
+  EXPECT_EQ(max, FigureText(block.Run.Residuals.dCheckResidual, Collect(block, false).dMax).substr(2 * 44));
 }
 
 TEST(Report, WithoutGcpFileKeepsTheFiguresOfTheIteration) {
   TinyBlock block;
   FillStatistics(block.Run);
-  block.Run.szGcpPath = block.folder / "absent";
+  block.Run.Paths.szGcpPath = block.folder / "absent";
   EXPECT_EQ(block.Run.WriteReport(), 1);
   const double image[4] = {0.1, -0.2, 0.7, 0.9}, figures[6] = {50, 51, 52, 53, 54, 55}, max[3] = {};
   EXPECT_EQ(block.Output("OrvoAdjustReport.txt"),
@@ -201,8 +202,8 @@ TEST(Report, FilesThatCannotBeOpened) {
     block.WriteFiles("block.prj");
     std::filesystem::create_directory(block.folder / name);
     EXPECT_EQ(block.Run.WriteReport(), 0);
-    EXPECT_EQ(block.Run.nOutputFailureNum, 1);
-    EXPECT_EQ(block.Run.fRmsResidualX, 0.1);
+    EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
+    EXPECT_EQ(block.Run.Residuals.fRmsResidualX, 0.1);
     EXPECT_EQ(block.Log(), "");
   }
 }
@@ -214,7 +215,7 @@ TEST(Report, FullDiskIsCounted) {
   std::filesystem::create_symlink("/dev/full", block.folder / "out/OrvoAdjustReport.txt");
   std::filesystem::create_symlink("/dev/full", block.folder / "out/ObjectPointError.xyz");
   EXPECT_EQ(block.Run.WriteReport(), 1);
-  EXPECT_EQ(block.Run.nOutputFailureNum, 2);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 2);
 }
 
 TEST(Report, GcpFileCutAtEveryByte) {

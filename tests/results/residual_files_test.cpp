@@ -19,22 +19,22 @@ struct ResidualRun {
   CBundleAdjustment Run{NativePlatform(), nullptr};
 
   ResidualRun() {
-    Run.szOutputPath = folder.Path();
-    Run.fMeanResidualX = 0.0001;
-    Run.fMeanResidualY = -0.0002;
-    Run.fRmsResidualX = 0.0005;
-    Run.fRmsResidualY = 0.00075;
+    Run.Paths.szOutputPath = folder.Path();
+    Run.Residuals.fMeanResidualX = 0.0001;
+    Run.Residuals.fMeanResidualY = -0.0002;
+    Run.Residuals.fRmsResidualX = 0.0005;
+    Run.Residuals.fRmsResidualY = 0.00075;
     for (int i = 0; i < 6; ++i) {
-      Run.dControlResidual[i] = 0.125 * i - 0.5;
-      Run.dCheckResidual[i] = 1.0 / (i + 1);
+      Run.Residuals.dControlResidual[i] = 0.125 * i - 0.5;
+      Run.Residuals.dCheckResidual[i] = 1.0 / (i + 1);
     }
-    Run.pThreadBuffers = std::make_unique<ThreadBuffers>();
+    Run.Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
   }
 
   void AddThread(std::vector<float> residuals, std::vector<int32_t> flags) {
-    Run.pThreadBuffers->pThreadPointNum.push_back(static_cast<int32_t>(flags.size()));
-    Run.pThreadBuffers->pThreadGrossFlags.push_back(std::move(flags));
-    Run.pThreadBuffers->pThreadResiduals.push_back(std::move(residuals));
+    Run.Normal.pThreadBuffers->pThreadPointNum.push_back(static_cast<int32_t>(flags.size()));
+    Run.Normal.pThreadBuffers->pThreadGrossFlags.push_back(std::move(flags));
+    Run.Normal.pThreadBuffers->pThreadResiduals.push_back(std::move(residuals));
   }
 
   std::string File(const std::string& name) const { return test::ReadFile(folder / name); }
@@ -42,12 +42,12 @@ struct ResidualRun {
 
 /// The tail, with the extremes and counts that a test expects.
 std::string Tail(const CBundleAdjustment& run, double maxX, double maxY, double minX, int gross, int all) {
-  const double s = run.Image_Coor_Scale;
-  const double* c = run.dControlResidual;
-  const double* k = run.dCheckResidual;
+  const double s = run.Settings.Image_Coor_Scale;
+  const double* c = run.Residuals.dControlResidual;
+  const double* k = run.Residuals.dCheckResidual;
   std::string text = "\n";
-  text += Print("MEAN:%lf\t%lf\n", run.fMeanResidualX / s, run.fMeanResidualY / s);
-  text += Print("RMSE:%lf\t%lf\n", run.fRmsResidualX / s, run.fRmsResidualY / s);
+  text += Print("MEAN:%lf\t%lf\n", run.Residuals.fMeanResidualX / s, run.Residuals.fMeanResidualY / s);
+  text += Print("RMSE:%lf\t%lf\n", run.Residuals.fRmsResidualX / s, run.Residuals.fRmsResidualY / s);
   text += Print("MAX:%lf\t%lf\n", maxX, maxY);
   text += Print("MIN:%lf\t%lf\n", minX, minX);
   text += Print("Number of detected gross points:%d/%d\n", gross, all);
@@ -76,12 +76,12 @@ TEST(ResidualsCpu, ListsThreadByThread) {
             Line(0.0003f, -0.0004f, s, 0) + Line(0.9f, -0.8f, s, -1) + Line(-0.0007f, 0.0001f, s, 0) +
                 Tail(r.Run, static_cast<float>(0.0003f / s), static_cast<float>(0.0001f / s),
                      static_cast<float>(-0.0007f / s), 1, 3));
-  EXPECT_EQ(r.Run.nOutputFailureNum, 0);
+  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 0);
 }
 
 TEST(ResidualsCpu, GoldenText) {
   ResidualRun r;
-  r.Run.Image_Coor_Scale = 0.5;
+  r.Run.Settings.Image_Coor_Scale = 0.5;
   r.AddThread({1.0f, -2.0f, 100.0f, 100.0f}, {0, -1});
   EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
   EXPECT_EQ(r.File("Residuals_0_0.res"),
@@ -105,8 +105,9 @@ TEST(ResidualsCpu, DividedValuesReplaceTheStoredOnes) {
   ResidualRun r;
   r.AddThread({0.0003f, -0.0004f}, {0});
   r.Run.WriteResidualsCpu(0, 0);
-  EXPECT_EQ(r.Run.pThreadBuffers->pThreadResiduals[0][0], static_cast<float>(double{0.0003f} / 0.001));
-  EXPECT_EQ(r.Run.pThreadBuffers->pThreadResiduals[0][1], static_cast<float>(double{-0.0004f} / 0.001));
+  EXPECT_EQ(r.Run.Normal.pThreadBuffers->pThreadResiduals[0][0], static_cast<float>(double{0.0003f} / 0.001));
+  EXPECT_EQ(r.Run.Normal.pThreadBuffers->pThreadResiduals[0][1],
+            static_cast<float>(double{-0.0004f} / 0.001));
 }
 
 TEST(ResidualsCpu, ExtremesStartWhereNothingIsLeftToReplaceThem) {
@@ -135,9 +136,9 @@ TEST(ResidualsCpu, MeansAreThoseOfTheObjectWhateverTheFileHolds) {
   ResidualRun r;
   r.AddThread({0.001f, 0.002f}, {-1});
   r.Run.WriteResidualsCpu(3, 0);
-  r.Run.pThreadBuffers = std::make_unique<ThreadBuffers>();
+  r.Run.Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
   r.AddThread({0.001f, 0.002f, 0.003f, 0.004f}, {0, 0});
-  r.Run.fMeanResidualX = 0.5;
+  r.Run.Residuals.fMeanResidualX = 0.5;
   r.Run.WriteResidualsCpu(3, 1);
   const std::string first = r.File("Residuals_3_0.res"), second = r.File("Residuals_3_1.res");
   EXPECT_NE(first.find("\nMEAN:0.100000\t-0.200000\n"), std::string::npos);
@@ -150,7 +151,7 @@ TEST(ResidualsCpu, NumbersThatAreNone) {
   ResidualRun r;
   const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
   r.AddThread({nan, -inf, -nan, 0.001f}, {0, 0});
-  r.Run.fMeanResidualX = nan;
+  r.Run.Residuals.fMeanResidualX = nan;
   r.Run.WriteResidualsCpu(0, 0);
   const std::string text = r.File("Residuals_0_0.res");
   EXPECT_TRUE(
@@ -161,12 +162,12 @@ TEST(ResidualsCpu, NumbersThatAreNone) {
 TEST(ResidualsCpu, CountsBeyondTheBuffersAreCut) {
   ResidualRun r;
   r.AddThread({0.001f, 0.002f}, {0, 0});
-  r.Run.pThreadBuffers->pThreadPointNum[0] = 50;
+  r.Run.Normal.pThreadBuffers->pThreadPointNum[0] = 50;
   r.AddThread({}, {});
-  r.Run.pThreadBuffers->pThreadPointNum[1] = -3;
+  r.Run.Normal.pThreadBuffers->pThreadPointNum[1] = -3;
   EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
   EXPECT_NE(r.File("Residuals_0_0.res").find("gross points:0/1\n"), std::string::npos);
-  r.Run.pThreadBuffers.reset();
+  r.Run.Normal.pThreadBuffers.reset();
   EXPECT_EQ(r.Run.WriteResidualsCpu(0, 1), 1);
   EXPECT_NE(r.File("Residuals_0_1.res").find("gross points:0/0\n"), std::string::npos);
 }
@@ -194,12 +195,12 @@ TEST(ResidualsCpu, UnwritableFolderAndFullDisk) {
   if (test::Exists("/dev/full")) {
     std::filesystem::create_symlink("/dev/full", r.folder / "Residuals_0_0.res");
     EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
-    EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+    EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
   }
-  r.Run.nOutputFailureNum = 0;
-  r.Run.szOutputPath = r.folder / "absent";
+  r.Run.Outputs.nOutputFailureNum = 0;
+  r.Run.Paths.szOutputPath = r.folder / "absent";
   EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 0);
-  EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
 }
 
 /// Several pieces of work in two parts, with extremes that only their sign tells apart.
@@ -228,9 +229,9 @@ TEST(ResidualsCpu, BesideTheRunTheFileIsTheSame) {
     beside.Run.WriteResidualsBesideTheRun();
     EXPECT_EQ(beside.Run.WriteResidualsCpu(0, 0), 1);
     // What the run does next must not reach the file.
-    beside.Run.fMeanResidualX = 77;
-    beside.Run.dCheckResidual[0] = 77;
-    beside.Run.pThreadBuffers.reset();
+    beside.Run.Residuals.fMeanResidualX = 77;
+    beside.Run.Residuals.dCheckResidual[0] = 77;
+    beside.Run.Normal.pThreadBuffers.reset();
     beside.Run.FinishResidualFiles();
     EXPECT_EQ(waiting.Run.WriteResidualsCpu(0, 0), 1);
     const std::string text = waiting.File("Residuals_0_0.res");
@@ -239,7 +240,7 @@ TEST(ResidualsCpu, BesideTheRunTheFileIsTheSame) {
         << text.substr(text.size() - 600);
     if (expected.empty()) expected = text;
     EXPECT_TRUE(text == expected);
-    EXPECT_EQ(beside.Run.nOutputFailureNum + waiting.Run.nOutputFailureNum, 0);
+    EXPECT_EQ(beside.Run.Outputs.nOutputFailureNum + waiting.Run.Outputs.nOutputFailureNum, 0);
   }
 }
 
@@ -247,7 +248,7 @@ TEST(ResidualsCpu, BesideTheRunEveryFileIsFinishedInTurn) {
   ResidualRun r;
   r.Run.WriteResidualsBesideTheRun();
   for (int iteration = 0; iteration < 5; ++iteration) {
-    r.Run.pThreadBuffers = std::make_unique<ThreadBuffers>();
+    r.Run.Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
     r.AddThread(std::vector<float>(40000, 0.001f * static_cast<float>(iteration)),
                 std::vector<int32_t>(20000, 0));
     EXPECT_EQ(r.Run.WriteResidualsCpu(iteration, 0), 1);
@@ -284,13 +285,13 @@ TEST(ResidualsCpu, BesideTheRunFailuresAreCountedAtTheEnd) {
     EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
     ++expected;
   }
-  r.Run.szOutputPath = r.folder / "absent";
+  r.Run.Paths.szOutputPath = r.folder / "absent";
   EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 0);
   ++expected;
   r.Run.FinishResidualFiles();
-  EXPECT_EQ(r.Run.nOutputFailureNum, expected);
+  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, expected);
   r.Run.FinishResidualFiles();
-  EXPECT_EQ(r.Run.nOutputFailureNum, expected);
+  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, expected);
 }
 
 TEST(ResidualLines, OtherFlagsAreGrossAndPrintedAsTheyAre) {
@@ -312,7 +313,7 @@ TEST(Corrections, OneLineForEachUnknown) {
   ResidualRun r;
   std::vector<double> x{0, -0.0, 1.5e-7, -123456.789, 1e300, std::nan(""), -INFINITY};
   for (int i = 0; i < 5000; ++i) x.push_back(std::sin(i) * std::pow(10.0, i % 40 - 20));
-  r.Run.nUnknownNum = static_cast<int32_t>(x.size());
+  r.Run.Unknowns.nUnknownNum = static_cast<int32_t>(x.size());
   EXPECT_EQ(r.Run.WriteCorrections(11, x.data()), 1);
   std::string expected;
   for (const double value : x) expected += Print("%20.9e\n", value);
@@ -322,16 +323,16 @@ TEST(Corrections, OneLineForEachUnknown) {
 TEST(Corrections, UnwritableFolderAndFullDisk) {
   ResidualRun r;
   const double x[1] = {1};
-  r.Run.nUnknownNum = 1;
+  r.Run.Unknowns.nUnknownNum = 1;
   if (test::Exists("/dev/full")) {
     std::filesystem::create_symlink("/dev/full", r.folder / "Corrections_0.txt");
     EXPECT_EQ(r.Run.WriteCorrections(0, x), 1);
-    EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+    EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
   }
-  r.Run.szOutputPath = r.folder / "absent";
-  r.Run.nOutputFailureNum = 0;
+  r.Run.Paths.szOutputPath = r.folder / "absent";
+  r.Run.Outputs.nOutputFailureNum = 0;
   EXPECT_EQ(r.Run.WriteCorrections(0, x), 0);
-  EXPECT_EQ(r.Run.nOutputFailureNum, 1);
+  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
 }
 
 }  // namespace

@@ -21,11 +21,11 @@ struct Scales {
 
 /// Rows of the block's tables for a project ordinal, -1 where it was dropped.
 int32_t ImageRow(const TinyBlock& block, int32_t ordinal) {
-  return block.Run.pImageIndex[static_cast<size_t>(ordinal)];
+  return block.Run.Images.pImageIndex[static_cast<size_t>(ordinal)];
 }
 
 std::string CameraText(const TinyBlock& block) {
-  const double s = block.Run.Image_Coor_Scale;
+  const double s = block.Run.Settings.Image_Coor_Scale;
   const auto line = [s](int ordinal, int width, int height, double reserved, const IopRecord& c) {
     return Print(
         "%8d\t%8d\t%8d\t%20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e "
@@ -34,8 +34,8 @@ std::string CameraText(const TinyBlock& block) {
         ordinal, width, height, reserved, c.fFocal / s, c.fPrincipalX / s, c.fPrincipalY / s, 0.0,
         c.fK1 * (s * s), c.fK2 * (s * s * s * s), 0.0, 0.0, 0.0, 0.0, 0.0);
   };
-  return line(0, 8000, 6000, 12.5, block.Run.pIop[0]) + block.CameraLines[1] + "\n" +
-         line(2, 4000, 3000, -1.25, block.Run.pIop[1]);
+  return line(0, 8000, 6000, 12.5, block.Run.Cameras.pIop[0]) + block.CameraLines[1] + "\n" +
+         line(2, 4000, 3000, -1.25, block.Run.Cameras.pIop[1]);
 }
 
 std::string RotationText(const EopRecord& image) {
@@ -50,7 +50,7 @@ std::string OrientationText(const EopRecord& e, double S) {
 }
 
 std::string ExpectedOvc(const TinyBlock& block) {
-  const double S = block.Run.Object_Coor_Scale;
+  const double S = block.Run.Settings.Object_Coor_Scale;
   std::string text = Print("4 3 %zu\n", block.bTextPoints ? block.TiePoints.size() : size_t{0});
   text += CameraText(block);
   for (int32_t i = 0; i < 4; ++i) {
@@ -60,7 +60,7 @@ std::string ExpectedOvc(const TinyBlock& block) {
       text += lines[2] + "\n" + lines[3] + "\n";
       continue;
     }
-    const EopRecord& e = block.Run.pEop[static_cast<size_t>(ImageRow(block, i))];
+    const EopRecord& e = block.Run.Images.pEop[static_cast<size_t>(ImageRow(block, i))];
     text += RotationText(e) + Print("%20.10e %20.10e %20.10e\n", e.X / S, e.Y / S, e.Z / S);
   }
   return text;
@@ -72,9 +72,10 @@ test::Vector3 IntersectionOf(const TinyBlock& block, const TinyBlock::Point& poi
   ObjectPointRecord record;
   record.nType = point.nType;
   record.nImagePointNum = static_cast<int32_t>(rays.size());
-  IntersectPoints(1, &record, rays, block.Run.KeptImages(), block.Run.KeptCameras());
-  const test::Vector3 slow = test::SlowIntersection(rays, block.Run.KeptImages(), block.Run.KeptCameras());
-  const double S = block.Run.Object_Coor_Scale;
+  IntersectPoints(1, &record, rays, block.Run.Images.Kept(), block.Run.Cameras.Usable());
+  const test::Vector3 slow =
+      test::SlowIntersection(rays, block.Run.Images.Kept(), block.Run.Cameras.Usable());
+  const double S = block.Run.Settings.Object_Coor_Scale;
   EXPECT_NEAR(record.X, slow[0], 1e-7 * S);
   EXPECT_NEAR(record.Y, slow[1], 1e-7 * S);
   EXPECT_NEAR(record.Z, slow[2], 1e-7 * S);
@@ -82,7 +83,7 @@ test::Vector3 IntersectionOf(const TinyBlock& block, const TinyBlock::Point& poi
 }
 
 std::string PointText(const TinyBlock& block, const TinyBlock::Point& point) {
-  const double s = block.Run.Image_Coor_Scale;
+  const double s = block.Run.Settings.Image_Coor_Scale;
   const test::Vector3 P = IntersectionOf(block, point);
   std::string text =
       Print("%8s\t%20.10e\t%20.10e\t%20.10e\t%d\n", point.sName.c_str(), P[0], P[1], P[2], point.nType);
@@ -96,8 +97,9 @@ std::string PointText(const TinyBlock& block, const TinyBlock::Point& point) {
       const ImagePointRecord& r = rays[ray++];
       x = r.x;
       y = r.y;
-      const auto residual = test::SlowListingResidual(r, block.Run.pEop[static_cast<size_t>(r.nImage)],
-                                                      block.Run.pIop[static_cast<size_t>(r.nCamera)], P);
+      const auto residual =
+          test::SlowListingResidual(r, block.Run.Images.pEop[static_cast<size_t>(r.nImage)],
+                                    block.Run.Cameras.pIop[static_cast<size_t>(r.nCamera)], P);
       v[0] = residual[0];
       v[1] = residual[1];
     }
@@ -116,8 +118,8 @@ std::string ExpectedGcpListing(const TinyBlock& block, bool withPoints = true) {
       text += lines[2] + "\n" + lines[3] + "\n";
       continue;
     }
-    const EopRecord& e = block.Run.pEop[static_cast<size_t>(ImageRow(block, i))];
-    text += RotationText(e) + OrientationText(e, block.Run.Object_Coor_Scale);
+    const EopRecord& e = block.Run.Images.pEop[static_cast<size_t>(ImageRow(block, i))];
+    text += RotationText(e) + OrientationText(e, block.Run.Settings.Object_Coor_Scale);
   }
   if (!withPoints) return text;
   for (const auto& point : block.Gcp) text += PointText(block, point);
@@ -131,8 +133,8 @@ std::string ExpectedTiePointListing(const TinyBlock& block) {
     if (i == TinyBlock::kDroppedImage) {
       text += lines[2] + "\n" + lines[3] + "\n";
     } else {
-      text += OrientationText(block.Run.pEop[static_cast<size_t>(ImageRow(block, i))],
-                              block.Run.Object_Coor_Scale);
+      text += OrientationText(block.Run.Images.pEop[static_cast<size_t>(ImageRow(block, i))],
+                              block.Run.Settings.Object_Coor_Scale);
     }
   }
   if (!block.bTextPoints) return text;
@@ -155,12 +157,12 @@ TEST_P(ResultForm, WritesOrientationsAndControlPoints) {
   EXPECT_EQ(block.Output("OrvoResult_gcp.rst"), ExpectedGcpListing(block));
   EXPECT_FALSE(test::Exists(block.folder / "out/OrvoResult.rst"));
   EXPECT_EQ(block.Log(), "");
-  EXPECT_EQ(block.Run.nOutputFailureNum, 0);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 0);
 }
 
 TEST_P(ResultForm, WritesOrientationsAndTiePoints) {
   TinyBlock block(GetParam().fImage, GetParam().fObject);
-  block.Run.Gross_Point_Threshold = 1e9;
+  block.Run.Settings.Gross_Point_Threshold = 1e9;
   block.WriteFiles("block.prj");
   EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 0), 1);
   EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));
@@ -175,8 +177,8 @@ std::vector<std::array<double, 2>> ResidualsOf(const TinyBlock& block,
   for (const auto& point : points) {
     const test::Vector3 P = IntersectionOf(block, point);
     for (const ImagePointRecord& r : block.Rays(point)) {
-      all.push_back(test::SlowListingResidual(r, block.Run.pEop[static_cast<size_t>(r.nImage)],
-                                              block.Run.pIop[static_cast<size_t>(r.nCamera)], P));
+      all.push_back(test::SlowListingResidual(r, block.Run.Images.pEop[static_cast<size_t>(r.nImage)],
+                                              block.Run.Cameras.pIop[static_cast<size_t>(r.nCamera)], P));
     }
   }
   return all;
@@ -191,20 +193,20 @@ void ExpectStatistics(const CBundleAdjustment& run, const std::vector<std::array
     }
   }
   const auto n = static_cast<double>(residuals.size());
-  EXPECT_NEAR(run.fMeanResidualX, sum[0] / n, 1e-12);
-  EXPECT_NEAR(run.fMeanResidualY, sum[1] / n, 1e-12);
-  EXPECT_NEAR(run.fRmsResidualX, std::sqrt(square[0] / n), 1e-12);
-  EXPECT_NEAR(run.fRmsResidualY, std::sqrt(square[1] / n), 1e-12);
+  EXPECT_NEAR(run.Residuals.fMeanResidualX, sum[0] / n, 1e-12);
+  EXPECT_NEAR(run.Residuals.fMeanResidualY, sum[1] / n, 1e-12);
+  EXPECT_NEAR(run.Residuals.fRmsResidualX, std::sqrt(square[0] / n), 1e-12);
+  EXPECT_NEAR(run.Residuals.fRmsResidualY, std::sqrt(square[1] / n), 1e-12);
 }
 
 TEST(ResultFormStatistics, AreReplacedByTheTiePointsOnly) {
   TinyBlock block;
   block.WriteFiles("block.prj");
   block.Run.WriteResultForm(block.szProject, block.szGcp, 1);
-  EXPECT_EQ(block.Run.fMeanResidualX, 0.1);
-  EXPECT_EQ(block.Run.fMeanResidualY, 0.1);
-  EXPECT_EQ(block.Run.fRmsResidualX, 0.1);
-  EXPECT_EQ(block.Run.fRmsResidualY, 0.1);
+  EXPECT_EQ(block.Run.Residuals.fMeanResidualX, 0.1);
+  EXPECT_EQ(block.Run.Residuals.fMeanResidualY, 0.1);
+  EXPECT_EQ(block.Run.Residuals.fRmsResidualX, 0.1);
+  EXPECT_EQ(block.Run.Residuals.fRmsResidualY, 0.1);
   block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
   ExpectStatistics(block.Run, ResidualsOf(block, block.TiePoints));
 }
@@ -217,17 +219,17 @@ TEST(ResultFormStatistics, TiePointAtTheLimitIsListedButNotCounted) {
   // rounded.
   const ImagePointRecord r = block.Rays(block.TiePoints[0])[1];
   const test::Vector3 P = IntersectionOf(block, block.TiePoints[0]);
-  const EopRecord& image = block.Run.pEop[static_cast<size_t>(r.nImage)];
+  const EopRecord& image = block.Run.Images.pEop[static_cast<size_t>(r.nImage)];
   double R[9];
   for (size_t i = 0; i < 9; ++i)
     R[i] = test::SlowRotation(image.fPhi, image.fOmega, image.fKappa)[i / 3][i % 3];
-  const ImageResidual v =
-      ComputeListingResidual(R, image, block.Run.pIop[static_cast<size_t>(r.nCamera)], r.x, r.y, P.data());
+  const ImageResidual v = ComputeListingResidual(
+      R, image, block.Run.Cameras.pIop[static_cast<size_t>(r.nCamera)], r.x, r.y, P.data());
   ASSERT_NEAR(v.x, residuals[1][0], 1e-12);
   const double limit = std::abs(v.x);
-  block.Run.Gross_Point_Threshold = 4;
-  block.Run.fRmsResidualX = limit / 4 * (1 - 1e-9);
-  block.Run.fRmsResidualY = 1e9;
+  block.Run.Settings.Gross_Point_Threshold = 4;
+  block.Run.Residuals.fRmsResidualX = limit / 4 * (1 - 1e-9);
+  block.Run.Residuals.fRmsResidualY = 1e9;
   block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
   EXPECT_EQ(block.Output("OrvoResult.rst"), ExpectedTiePointListing(block));
   std::erase_if(residuals, [limit](const auto& w) { return std::abs(w[0]) > limit * (1 - 1e-9); });
@@ -239,8 +241,8 @@ TEST(ResultFormStatistics, TiePointAtTheLimitIsListedButNotCounted) {
 TEST(ResultFormStatistics, LimitIsStrict) {
   // A camera that looks straight down and two opposite measurements: vx is a power of two times a float.
   TinyBlock block(1.0);
-  block.Run.pEop[0] = {0, 0, 0, 0, 128, 0, 0, 0};
-  block.Run.pIop[0] = {100, 100, 128, 0, 0, 0, 0};
+  block.Run.Images.pEop[0] = {0, 0, 0, 0, 128, 0, 0, 0};
+  block.Run.Cameras.pIop[0] = {100, 100, 128, 0, 0, 0, 0};
   block.TiePoints = {{"T", 7, 0, 0, 0, {{0, 2, 1}}}};
   block.TiePoints[0].X = block.TiePoints[0].Y = 0;
   block.TiePoints[0].nType = 0;
@@ -248,12 +250,12 @@ TEST(ResultFormStatistics, LimitIsStrict) {
   // One ray has no intersection, so the point stays at the origin below the camera, and vx = 2, vy = 1.
   for (const auto& [limitX, limitY, counted] :
        {std::tuple{2.0, 9.0, false}, {2.5, 1.0, false}, {2.5, 1.5, true}}) {
-    block.Run.Gross_Point_Threshold = 0.5;
-    block.Run.fMeanResidualX = -1;
-    block.Run.fRmsResidualX = 2 * limitX;
-    block.Run.fRmsResidualY = 2 * limitY;
+    block.Run.Settings.Gross_Point_Threshold = 0.5;
+    block.Run.Residuals.fMeanResidualX = -1;
+    block.Run.Residuals.fRmsResidualX = 2 * limitX;
+    block.Run.Residuals.fRmsResidualY = 2 * limitY;
     block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
-    EXPECT_EQ(block.Run.fMeanResidualX, counted ? 2 : -1) << limitX << " " << limitY;
+    EXPECT_EQ(block.Run.Residuals.fMeanResidualX, counted ? 2 : -1) << limitX << " " << limitY;
     EXPECT_NE(block.Output("OrvoResult.rst")
                   .find(Print("%8d\t%12.6lf\t%12.6lf\t%12.6lf\t%12.6lf\n", 0, 2., 1., 2., 1.)),
               std::string::npos);
@@ -264,7 +266,7 @@ TEST(ResultFormStatistics, OtherTypesAlwaysCount) {
   TinyBlock block;
   for (auto& point : block.TiePoints) point.nType = 1;
   block.TiePoints[1].nType = 5;
-  block.Run.fRmsResidualX = block.Run.fRmsResidualY = 0;
+  block.Run.Residuals.fRmsResidualX = block.Run.Residuals.fRmsResidualY = 0;
   block.WriteFiles("block.prj");
   block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
   ExpectStatistics(block.Run, ResidualsOf(block, block.TiePoints));
@@ -291,8 +293,8 @@ TEST(ResultFormProject, WithoutPointsTakesTheCountOfTheTiePointFile) {
   EXPECT_EQ(block.Output("OrvoResult.rst"), ExpectedTiePointListing(block));
   EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));
   EXPECT_EQ(block.Output("OrvoResult.ovc").substr(0, 6), "4 3 0\n");
-  EXPECT_EQ(block.Run.szOvtPath, block.folder / "block.v2.ovt");
-  EXPECT_EQ(block.Run.fMeanResidualX, 0.1);
+  EXPECT_EQ(block.Run.Paths.szOvtPath, block.folder / "block.v2.ovt");
+  EXPECT_EQ(block.Run.Residuals.fMeanResidualX, 0.1);
   EXPECT_EQ(block.Log(), "");
 }
 
@@ -336,8 +338,8 @@ TEST(ResultFormProject, LineEndsOfTheInputDoNotMatter) {
 
 TEST(ResultFormProject, LastLineOfADroppedImageGetsItsLineEnd) {
   TinyBlock block;
-  block.Run.pImageIndex[3] = -1;
-  block.Run.nImageNum = 2;
+  block.Run.Images.pImageIndex[3] = -1;
+  block.Run.Images.nImageNum = 2;
   block.TiePoints.clear();
   block.WriteFiles("block.prj");
   std::string text = block.ProjectText();
@@ -350,22 +352,22 @@ TEST(ResultFormProject, LastLineOfADroppedImageGetsItsLineEnd) {
 TEST(ResultFormProject, CameraBeyondTheKeptOnesIsCopied) {
   // A deleted camera leaves a hole, and the index behind it points past the kept ones.
   TinyBlock block;
-  block.Run.nCameraNum = 1;
+  block.Run.Cameras.nCameraNum = 1;
   block.WriteFiles("block.prj");
   block.Run.WriteResultForm(block.szProject, block.szGcp, 1);
   EXPECT_NE(block.Output("OrvoResult.ovc").find("\n" + block.CameraLines[2] + "\n"), std::string::npos);
   // Its image is kept and written, but nothing is computed with it.
-  EXPECT_NE(block.Output("OrvoResult.ovc").find(RotationText(block.Run.pEop[1])), std::string::npos);
+  EXPECT_NE(block.Output("OrvoResult.ovc").find(RotationText(block.Run.Images.pEop[1])), std::string::npos);
   EXPECT_NE(block.Output("OrvoResult_gcp.rst").find("\t    0.000000\t    0.000000\n"), std::string::npos);
 }
 
 TEST(ResultFormFailure, OutputFolderMissing) {
   TinyBlock block;
   block.WriteFiles("block.prj");
-  block.Run.szOutputPath = block.folder / "absent";
+  block.Run.Paths.szOutputPath = block.folder / "absent";
   EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 0);
   EXPECT_EQ(block.Log(), "Create ovc file failed:" + (block.folder / "absent/OrvoResult.ovc") + "!\n");
-  EXPECT_EQ(block.Run.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
 }
 
 TEST(ResultFormFailure, ProjectMissing) {
@@ -394,7 +396,7 @@ TEST(ResultFormFailure, ListingNotCreatableStillSavesTheOrientations) {
   EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 0);
   EXPECT_EQ(block.Log(), "Error!Create rst file failed:" + listing + "!\n");
   EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));
-  EXPECT_EQ(block.Run.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
 }
 
 TEST(ResultFormFailure, FullDiskIsCountedAndTheRunGoesOn) {
@@ -405,7 +407,7 @@ TEST(ResultFormFailure, FullDiskIsCountedAndTheRunGoesOn) {
     std::filesystem::create_symlink("/dev/full", block.folder / name);
   }
   EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 1);
-  EXPECT_EQ(block.Run.nOutputFailureNum, 2);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 2);
   EXPECT_EQ(block.Log(), "");
 }
 
@@ -420,7 +422,7 @@ TEST(ResultFormInput, CutAtEveryByte) {
     ASSERT_TRUE(ovc.ends_with('\n')) << length;
     // Whatever is kept in memory is not lost with its lines.
     const bool headed = length > 0;
-    ASSERT_EQ(ovc.find(RotationText(block.Run.pEop[2])) != std::string::npos, headed) << length;
+    ASSERT_EQ(ovc.find(RotationText(block.Run.Images.pEop[2])) != std::string::npos, headed) << length;
     ASSERT_TRUE(block.Output("OrvoResult.rst").ends_with('\n')) << length;
   }
   test::WriteFile(block.szProject, project);
@@ -467,8 +469,8 @@ TEST(ResultFiles, ListingsFollowTheRunMode) {
   for (const auto& row : rows) {
     TinyBlock block;
     block.WriteFiles("block.prj");
-    block.Run.Direct_Intersection = row.direct;
-    block.Run.Absolute_Orientation = row.absolute;
+    block.Run.Settings.Direct_Intersection = row.direct;
+    block.Run.Settings.Absolute_Orientation = row.absolute;
     EXPECT_EQ(block.Run.WriteResultFiles(block.szProject, block.szGcp), 1);
     EXPECT_EQ(test::Exists(block.folder / "out/OrvoResult.rst"), row.tiePoints);
     EXPECT_TRUE(test::Exists(block.folder / "out/OrvoResult_gcp.rst"));
@@ -478,7 +480,7 @@ TEST(ResultFiles, ListingsFollowTheRunMode) {
 
 TEST(ResultFiles, AbsoluteOrientationTestsAgainstTheStartValues) {
   TinyBlock block;
-  block.Run.Absolute_Orientation = true;
+  block.Run.Settings.Absolute_Orientation = true;
   // The start values are 0.1 working units, 100 pixels here, and the threshold 5: a point 600 pixels off is
   // gross.
   block.TiePoints.push_back(block.MakePoint("T4", 0, 150, 150, 10, {0, 1, 3}));

@@ -24,16 +24,17 @@ std::string ExpectedOvt(const TinyBlock& block) {
     record.Z = point.Z;
     std::vector<ImagePointRecord> rays;
     for (const auto& m : point.Measurements) {
-      const int32_t image = block.Run.pImageIndex[static_cast<size_t>(m.nImageOrdinal)];
-      const int32_t camera = block.Run.pCameraIndex[static_cast<size_t>(
-          block.Run.pImageCamera[static_cast<size_t>(m.nImageOrdinal)])];
+      const int32_t image = block.Run.Images.pImageIndex[static_cast<size_t>(m.nImageOrdinal)];
+      const int32_t camera = block.Run.Cameras.pCameraIndex[static_cast<size_t>(
+          block.Run.Images.pImageCamera[static_cast<size_t>(m.nImageOrdinal)])];
       // The file holds single precision.
-      rays.push_back({image, camera, 0,
-                      static_cast<float>(double{static_cast<float>(m.x)} * block.Run.Image_Coor_Scale),
-                      static_cast<float>(double{static_cast<float>(m.y)} * block.Run.Image_Coor_Scale)});
+      rays.push_back(
+          {image, camera, 0,
+           static_cast<float>(double{static_cast<float>(m.x)} * block.Run.Settings.Image_Coor_Scale),
+           static_cast<float>(double{static_cast<float>(m.y)} * block.Run.Settings.Image_Coor_Scale)});
     }
     record.nImagePointNum = static_cast<int32_t>(rays.size());
-    IntersectPoints(1, &record, rays, block.Run.KeptImages(), block.Run.KeptCameras());
+    IntersectPoints(1, &record, rays, block.Run.Images.Kept(), block.Run.Cameras.Usable());
     EncodeOvtPosition(record.X, record.Y, record.Z, bytes.data() + kOvtHeaderBytes + 68 * i);
   }
   return bytes;
@@ -63,7 +64,7 @@ TEST(ResultOvt, DiffersFromItsInputInTheCoordinatesOnly) {
   int32_t reserved = 0;
   std::memcpy(&reserved, output.data() + 8 + 68 * points + 16 + 12, 4);
   EXPECT_EQ(reserved, 1001);
-  EXPECT_EQ(block.Run.nOutputFailureNum, 0);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 0);
 }
 
 TEST(ResultOvt, ManyBlocksOnAnyNumberOfProcessors) {
@@ -100,25 +101,25 @@ TEST(ResultOvt, TellsItsSteps) {
 TEST(ResultOvt, EndsThePlanOfTheRun) {
   TinyBlock block;
   UseTiePointFile(block);
-  block.Run.szOvtPath = "Resampled.ovt";
-  block.Run.Point_Thinned_Interval = 7;
-  block.Run.nTiePointNum = 1;
-  block.Run.nGcpNum = 4;
-  block.Run.Sections.ObjectPoints = {{0, 1}, {2, 5}};
-  block.Run.Sections.ImagePoints.resize(2);
+  block.Run.Paths.szOvtPath = "Resampled.ovt";
+  block.Run.Limits.Point_Thinned_Interval = 7;
+  block.Run.Points.nTiePointNum = 1;
+  block.Run.Points.nGcpNum = 4;
+  block.Run.Points.Sections.ObjectPoints = {{0, 1}, {2, 5}};
+  block.Run.Points.Sections.ImagePoints.resize(2);
   EXPECT_EQ(block.Run.WriteResultOvt(), 1);
   EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block));
-  EXPECT_EQ(block.Run.szOvtPath, block.folder / "block.ovt");
-  EXPECT_EQ(block.Run.Point_Thinned_Interval, 1);
-  EXPECT_EQ(block.Run.nTiePointNum, 3);
-  EXPECT_EQ(block.Run.Sections.Count(), 0);
-  EXPECT_TRUE(block.Run.pObjectPoints.empty());
+  EXPECT_EQ(block.Run.Paths.szOvtPath, block.folder / "block.ovt");
+  EXPECT_EQ(block.Run.Limits.Point_Thinned_Interval, 1);
+  EXPECT_EQ(block.Run.Points.nTiePointNum, 3);
+  EXPECT_EQ(block.Run.Points.Sections.Count(), 0);
+  EXPECT_TRUE(block.Run.Points.pObjectPoints.empty());
 }
 
 TEST(ResultOvt, TextProjectWithATiePointFileKeepsItsName) {
   TinyBlock block;
   UseTiePointFile(block, "block.OVC");
-  block.Run.szOvtPath = block.folder / "block.ovt";
+  block.Run.Paths.szOvtPath = block.folder / "block.ovt";
   EXPECT_EQ(block.Run.WriteResultOvt(), 1);
   EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block));
 }
@@ -129,7 +130,7 @@ TEST(ResultOvt, TextProjectHasNone) {
   EXPECT_EQ(block.Run.WriteResultOvt(), 0);
   EXPECT_FALSE(test::Exists(block.folder / "out/OrvoResult.ovt"));
   EXPECT_EQ(block.Log(), "");
-  EXPECT_EQ(block.Run.nOutputFailureNum, 0);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 0);
 }
 
 class ResultOvtSections : public testing::TestWithParam<int> {};
@@ -165,7 +166,7 @@ TEST(ResultOvtFailure, NotCreatable) {
   std::filesystem::create_directory(block.folder / "out/OrvoResult.ovt");
   EXPECT_EQ(block.Run.WriteResultOvt(), 0);
   EXPECT_EQ(block.Log(), "Error!Create ovt file failed!\n");
-  EXPECT_EQ(block.Run.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
 }
 
 TEST(ResultOvtFailure, InputNotReadable) {
@@ -186,10 +187,10 @@ TEST(ResultOvtFailure, InputCutAtEveryByte) {
   for (size_t length = 0; length < input.size(); ++length) {
     test::WriteFile(block.folder / "block.ovt", input.substr(0, length));
     block.Run.Inputs.Forget();
-    block.Run.nOutputFailureNum = 0;
+    block.Run.Outputs.nOutputFailureNum = 0;
     const int result = block.Run.WriteResultOvt();
     const std::string output = OvtOutput(block);
-    ASSERT_EQ(block.Run.nOutputFailureNum, 1) << length;
+    ASSERT_EQ(block.Run.Outputs.nOutputFailureNum, 1) << length;
     if (length < 8) {
       ASSERT_EQ(result, 0) << length;
     } else if (length < pointsEnd) {
@@ -227,7 +228,7 @@ TEST(ResultOvtFailure, FullDiskIsCounted) {
   UseTiePointFile(block);
   std::filesystem::create_symlink("/dev/full", block.folder / "out/OrvoResult.ovt");
   EXPECT_EQ(block.Run.WriteResultOvt(), 1);
-  EXPECT_EQ(block.Run.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
 }
 
 }  // namespace

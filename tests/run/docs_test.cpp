@@ -37,7 +37,7 @@ TEST(Docs, EverySettingStandsInTheSettingsTable) {
   for (const auto& row : TableRows(ReadFile(std::string(ORVO_SOURCE_DIR) + "/docs/settings.md"))) {
     if (row.size() >= 6) byField[row[0]] = row;
   }
-  const CBundleAdjustment block(NativePlatform(), nullptr);
+  const AdjustmentSettings block;
   for (const Setting& setting : SettingsTable()) {
     ASSERT_TRUE(byField.count(setting.szName)) << setting.szName << " is missing in docs/settings.md";
     const auto& row = byField[setting.szName];
@@ -45,7 +45,7 @@ TEST(Docs, EverySettingStandsInTheSettingsTable) {
     EXPECT_EQ(row[2], OrDash(setting.szXmlElement)) << setting.szName;
     EXPECT_EQ(row[3], OrDash(setting.szXmlParent)) << setting.szName;
     const std::string& stated = row[5];
-    if (auto field = std::get_if<bool CBundleAdjustment::*>(&setting.field)) {
+    if (auto field = std::get_if<bool AdjustmentSettings::*>(&setting.field)) {
       EXPECT_EQ(stated, block.*(*field) ? "true" : "false") << setting.szName;
     } else {
       const double value =

@@ -107,7 +107,7 @@ TEST_F(EntryPoint, SetOutputPath) {
   EXPECT_EQ(output, "");
   EXPECT_EQ(block.SetOutputPath(folder / "p.prj", output), 1);
   EXPECT_EQ(output, folder / "OrvoBundleResult");
-  EXPECT_EQ(block.szOutputPath, output);
+  EXPECT_EQ(block.Paths.szOutputPath, output);
   EXPECT_EQ(block.SetOutputPath(folder / "p.prj", output), 1) << "an existing folder serves";
   WriteFile(folder / "file", "");
   output = folder / "file";

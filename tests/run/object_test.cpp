@@ -10,35 +10,35 @@ namespace {
 
 TEST(Object, Defaults) {
   CBundleAdjustment block(NativePlatform(), nullptr);
-  EXPECT_EQ(block.fGsd, 0.1f);
-  EXPECT_EQ(block.nCurrentSection, -1);
-  EXPECT_EQ(block.fDampingBase, 1000.0);
-  for (double value :
-       {block.fMeanResidualX, block.fMeanResidualY, block.fRmsResidualX, block.fRmsResidualY}) {
+  EXPECT_EQ(block.Frame.fGsd, 0.1f);
+  EXPECT_EQ(block.Points.nCurrentSection, -1);
+  EXPECT_EQ(block.Settings.fDampingBase, 1000.0);
+  for (double value : {block.Residuals.fMeanResidualX, block.Residuals.fMeanResidualY,
+                       block.Residuals.fRmsResidualX, block.Residuals.fRmsResidualY}) {
     EXPECT_EQ(value, 100.0 * 0.001);
   }
-  EXPECT_EQ(block.fMaxResidualX, -1e308);
-  EXPECT_EQ(block.fMaxResidualY, -1e308);
-  EXPECT_EQ(block.fMinResidualX, 1e308);
-  EXPECT_EQ(block.fMinResidualY, 1e308);
-  EXPECT_EQ(block.dCoorScale, 1.0);
-  EXPECT_EQ(block.Sections.Count(), 0);
-  EXPECT_TRUE(block.szOutputPath.empty());
+  EXPECT_EQ(block.Residuals.fMaxResidualX, -1e308);
+  EXPECT_EQ(block.Residuals.fMaxResidualY, -1e308);
+  EXPECT_EQ(block.Residuals.fMinResidualX, 1e308);
+  EXPECT_EQ(block.Residuals.fMinResidualY, 1e308);
+  EXPECT_EQ(block.Frame.dCoorScale, 1.0);
+  EXPECT_EQ(block.Points.Sections.Count(), 0);
+  EXPECT_TRUE(block.Paths.szOutputPath.empty());
 }
 
 TEST(Object, ReleasesRunTwice) {
   CBundleAdjustment block(NativePlatform(), nullptr);
-  block.pObjectPoints.resize(3);
-  block.pImagePoints.resize(4);
-  block.pSubMatrixRows.resize(2);
-  block.pSubMatrices.resize(2);
-  block.pDenseNormal = ZeroedArray(4);
-  block.pConstVector.resize(2);
-  block.pPos.resize(1);
-  block.pPosParams.resize(1);
-  block.pThreadBuffers = std::make_unique<ThreadBuffers>();
-  block.Sections.ObjectPoints.resize(2);
-  block.Sections.ImagePoints.resize(2);
+  block.Points.pObjectPoints.resize(3);
+  block.Points.pImagePoints.resize(4);
+  block.Normal.pSubMatrixRows.resize(2);
+  block.Normal.pSubMatrices.resize(2);
+  block.Normal.pDenseNormal = ZeroedArray(4);
+  block.Normal.pConstVector.resize(2);
+  block.Images.pPos.resize(1);
+  block.Normal.pPosParams.resize(1);
+  block.Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
+  block.Points.Sections.ObjectPoints.resize(2);
+  block.Points.Sections.ImagePoints.resize(2);
   for (int time = 0; time < 2; ++time) {
     EXPECT_EQ(block.ReleaseSectionPoints(), 1);
     EXPECT_EQ(block.ReleaseSectionTable(), 1);
@@ -46,10 +46,11 @@ TEST(Object, ReleasesRunTwice) {
     EXPECT_EQ(block.ReleaseNormalEquation(), 1);
     EXPECT_EQ(block.ReleasePosData(), 1);
     EXPECT_EQ(block.ReleaseThreadBuffers(), 1);
-    EXPECT_TRUE(block.pObjectPoints.empty() && block.pImagePoints.empty() && block.pSubMatrixRows.empty() &&
-                block.pSubMatrices.empty() && !block.pDenseNormal && block.pConstVector.empty() &&
-                block.pPos.empty() && block.pPosParams.empty() && !block.pThreadBuffers);
-    EXPECT_EQ(block.Sections.Count(), 0);
+    EXPECT_TRUE(block.Points.pObjectPoints.empty() && block.Points.pImagePoints.empty() &&
+                block.Normal.pSubMatrixRows.empty() && block.Normal.pSubMatrices.empty() &&
+                !block.Normal.pDenseNormal && block.Normal.pConstVector.empty() &&
+                block.Images.pPos.empty() && block.Normal.pPosParams.empty() && !block.Normal.pThreadBuffers);
+    EXPECT_EQ(block.Points.Sections.Count(), 0);
   }
 }
 
@@ -60,19 +61,19 @@ TEST(Object, Setters) {
   EXPECT_EQ(block.SetEndTick(6), 1);
   EXPECT_EQ(block.SetLmIterationDone(7), 1);
   EXPECT_EQ(block.SetResidualStatistics(0.1f, 0.2f, 0.3f, 0.4f), 1);
-  EXPECT_TRUE(block.Apply_GPU);
-  EXPECT_EQ(block.fStartTick, 5);
-  EXPECT_EQ(block.fEndTick, 6);
-  EXPECT_EQ(block.nLmIterationDone, 7);
-  EXPECT_EQ(block.fMeanResidualX, static_cast<double>(0.1f));
-  EXPECT_EQ(block.fMeanResidualY, static_cast<double>(0.2f));
-  EXPECT_EQ(block.fRmsResidualX, static_cast<double>(0.3f));
-  EXPECT_EQ(block.fRmsResidualY, static_cast<double>(0.4f));
+  EXPECT_TRUE(block.Limits.Apply_GPU);
+  EXPECT_EQ(block.Progress.fStartTick, 5);
+  EXPECT_EQ(block.Progress.fEndTick, 6);
+  EXPECT_EQ(block.Progress.nLmIterationDone, 7);
+  EXPECT_EQ(block.Residuals.fMeanResidualX, static_cast<double>(0.1f));
+  EXPECT_EQ(block.Residuals.fMeanResidualY, static_cast<double>(0.2f));
+  EXPECT_EQ(block.Residuals.fRmsResidualX, static_cast<double>(0.3f));
+  EXPECT_EQ(block.Residuals.fRmsResidualY, static_cast<double>(0.4f));
 }
 
 TEST(Object, ClearingNoSubMatricesIsHarmless) {
   CBundleAdjustment block(NativePlatform(), nullptr);
-  EXPECT_EQ(block.ClearSubMatrices(block.pSubMatrices), 1);
+  EXPECT_EQ(block.ClearSubMatrices(block.Normal.pSubMatrices), 1);
 }
 
 std::string WithoutClock(std::string text) {
@@ -91,7 +92,7 @@ TEST(Log, HeaderAndSecondRun) {
     Console console;
     CBundleAdjustment block(NativePlatform(), console.Stream());
     block.System.Now = [] { return LocalTime{2024, 3, 7, 4, 5, 6}; };
-    block.szOutputPath = folder.Path();
+    block.Paths.szOutputPath = folder.Path();
     std::string path;
     EXPECT_EQ(block.OpenLogFile(path), 1);
     EXPECT_EQ(path, folder / "log.txt");
@@ -109,7 +110,7 @@ TEST(Log, TextOfAnyLengthIsWrittenVerbatim) {
   ScratchFolder folder;
   Console console;
   CBundleAdjustment block(NativePlatform(), console.Stream());
-  block.szOutputPath = folder.Path();
+  block.Paths.szOutputPath = folder.Path();
   std::string path;
   block.OpenLogFile(path);
   const std::string odd = std::string(100000, 'x') + "100%s%n%d";
@@ -123,10 +124,10 @@ TEST(Log, WithoutFileMessagesReachTheConsole) {
   for (const char* output : {"", "/nonexistent/folder"}) {
     Console console;
     CBundleAdjustment block(NativePlatform(), console.Stream());
-    block.szOutputPath = output;
+    block.Paths.szOutputPath = output;
     std::string path;
     EXPECT_EQ(block.OpenLogFile(path), 0);
-    EXPECT_EQ(block.fLogFile, nullptr);
+    EXPECT_FALSE(block.Log.IsOpen());
     block.LogPrintf("more\n");
     EXPECT_EQ(console.Text(), "Create log file failed\nmore\n");
   }

@@ -25,7 +25,7 @@ class Settings : public ::testing::Test {
 };
 
 std::string Value(const CBundleAdjustment& block, const Setting& setting) {
-  return std::visit([&](auto field) { return std::to_string(block.*field); }, setting.field);
+  return std::visit([&](auto field) { return std::to_string(block.Settings.*field); }, setting.field);
 }
 
 TEST_F(Settings, EmptyPathKeepsTheDefaults) {
@@ -36,7 +36,7 @@ TEST_F(Settings, EmptyPathKeepsTheDefaults) {
 TEST_F(Settings, MissingColonFileKeepsTheDefaults) {
   EXPECT_EQ(block.ReadSettings(folder / "no.ini"), 0);
   EXPECT_EQ(console.Text(), "Open initial parameter file failed!\nUse default parameters!\n");
-  EXPECT_EQ(block.Max_LM_Iteration_Num, 20);
+  EXPECT_EQ(block.Settings.Max_LM_Iteration_Num, 20);
 }
 
 TEST_F(Settings, XmlOfTooManyMarksIsAFault) {
@@ -67,7 +67,7 @@ TEST_F(Settings, EveryColonKeySetsItsFieldAndNoOther) {
     for (const char* text : {"0", "37"}) {
       WriteFile(path, std::string(setting.szColonKey) + ":" + text + "\n");
       EXPECT_EQ(after.ReadSettings(path), 1);
-      const bool isSwitch = std::holds_alternative<bool CBundleAdjustment::*>(setting.field);
+      const bool isSwitch = std::holds_alternative<bool AdjustmentSettings::*>(setting.field);
       EXPECT_EQ(std::stod(Value(after, setting)), isSwitch ? std::stod(text) != 0 : std::stod(text))
           << setting.szName;
     }
@@ -81,7 +81,7 @@ TEST_F(Settings, EveryColonKeySetsItsFieldAndNoOther) {
 TEST_F(Settings, EveryXmlElementSetsItsField) {
   for (const Setting& setting : SettingsTable()) {
     if (setting.szXmlElement == nullptr) continue;
-    const bool isSwitch = std::holds_alternative<bool CBundleAdjustment::*>(setting.field);
+    const bool isSwitch = std::holds_alternative<bool AdjustmentSettings::*>(setting.field);
     const std::string element = setting.szXmlElement, parent = setting.szXmlParent;
     EXPECT_EQ(Read("one.xml", "<" + parent + "><" + element + ">" + (isSwitch ? "true" : "8") + "</" +
                                   element + "></" + parent + ">"),
@@ -89,8 +89,9 @@ TEST_F(Settings, EveryXmlElementSetsItsField) {
     double expected = isSwitch ? 1 : 8;
     if (element == "GPS_Accuracy_XY" || element == "GPS_Accuracy_Z") expected = 0.001 / 8;
     if (element == "GCP_Accuracy") expected = 1.0 / 8;
-    EXPECT_DOUBLE_EQ(std::visit([&](auto field) { return static_cast<double>(block.*field); }, setting.field),
-                     expected)
+    EXPECT_DOUBLE_EQ(
+        std::visit([&](auto field) { return static_cast<double>(block.Settings.*field); }, setting.field),
+        expected)
         << setting.szName;
   }
   EXPECT_EQ(console.Text(), "");
@@ -117,9 +118,9 @@ TEST_F(Settings, ColonForm) {
       {"", 0.001},
   };
   for (const auto& row : table) {
-    block.Damping_Coefficient = 0.001;
+    block.Settings.Damping_Coefficient = 0.001;
     EXPECT_EQ(Read("a.ini", row.text), 1);
-    EXPECT_EQ(block.Damping_Coefficient, row.expected) << row.text;
+    EXPECT_EQ(block.Settings.Damping_Coefficient, row.expected) << row.text;
   }
   EXPECT_EQ(console.Text(), "");
 }
@@ -127,63 +128,63 @@ TEST_F(Settings, ColonForm) {
 TEST_F(Settings, ColonIntegersAndSwitchesParseTheirPrefix) {
   Read("a.ini",
        "Max_LM_Iteration_Num:12abc\nApply_PCG_Model:-1\nSet_EOP_Unknown:true\nCoor_Normalization:0.9\n");
-  EXPECT_EQ(block.Max_LM_Iteration_Num, 12);
-  EXPECT_TRUE(block.Apply_PCG_Model);
-  EXPECT_FALSE(block.Set_EOP_Unknown);
-  EXPECT_FALSE(block.Coor_Normalization);
+  EXPECT_EQ(block.Settings.Max_LM_Iteration_Num, 12);
+  EXPECT_TRUE(block.Limits.Apply_PCG_Model);
+  EXPECT_FALSE(block.Settings.Set_EOP_Unknown);
+  EXPECT_FALSE(block.Limits.Coor_Normalization);
 }
 
 TEST_F(Settings, ColonFormHasNoModes) {
   Read("a.ini",
        "Direct_Intersection:1\nAbsolute_Orientation:1\nResampling_Points:0\nPoint_Resample_Number:9\n");
-  EXPECT_FALSE(block.Direct_Intersection);
-  EXPECT_FALSE(block.Absolute_Orientation);
-  EXPECT_TRUE(block.Resampling_Points);
-  EXPECT_EQ(block.Point_Resample_Number, 6);
+  EXPECT_FALSE(block.Settings.Direct_Intersection);
+  EXPECT_FALSE(block.Settings.Absolute_Orientation);
+  EXPECT_TRUE(block.Settings.Resampling_Points);
+  EXPECT_EQ(block.Settings.Point_Resample_Number, 6);
 }
 
 TEST_F(Settings, GpuSwitchIsWrittenDifferentlyInTheTwoForms) {
   Read("a.xml", "<GPU_parameters><Apply_GPU>1</Apply_GPU></GPU_parameters>");
-  EXPECT_FALSE(block.Apply_GPU);
+  EXPECT_FALSE(block.Limits.Apply_GPU);
   Read("a.ini", "Apply_GPU:1\n");
-  EXPECT_TRUE(block.Apply_GPU);
+  EXPECT_TRUE(block.Limits.Apply_GPU);
 }
 
 TEST_F(Settings, XmlSwitchIsTrueOnlyForTheWord) {
   for (const char* text : {"True", "TRUE", "1", " true", "true ", "yes", ""}) {
-    block.Apply_GPU = true;
+    block.Limits.Apply_GPU = true;
     Read("a.xml", std::string("<GPU_parameters><Apply_GPU>") + text + "</Apply_GPU></GPU_parameters>");
-    EXPECT_FALSE(block.Apply_GPU) << text;
+    EXPECT_FALSE(block.Limits.Apply_GPU) << text;
   }
   Read("a.xml", "<GPU_parameters><Apply_GPU><![CDATA[true]]></Apply_GPU></GPU_parameters>");
-  EXPECT_TRUE(block.Apply_GPU);
+  EXPECT_TRUE(block.Limits.Apply_GPU);
 }
 
 TEST_F(Settings, AbsentXmlElementsAssignZero) {
   Read("a.xml", "<Adjustment_parameters><Set_EOP_Unknown>true</Set_EOP_Unknown></Adjustment_parameters>");
-  EXPECT_TRUE(block.Set_EOP_Unknown);
-  EXPECT_FALSE(block.Set_IOP_Unknown);
-  EXPECT_FALSE(block.Resampling_Points);
-  EXPECT_FALSE(block.Apply_GPU);
-  EXPECT_EQ(block.Aircraft_Speed, 0);
-  EXPECT_EQ(block.Max_LM_Iteration_Num, 0);
-  EXPECT_EQ(block.Initial_Weight, 0);
-  EXPECT_EQ(block.IMU_Weight, 0);
-  EXPECT_TRUE(std::isinf(block.GPS_WeightXY));
-  EXPECT_TRUE(std::isinf(block.GPS_WeightZ));
-  EXPECT_TRUE(std::isinf(block.GCP_Weight));
+  EXPECT_TRUE(block.Settings.Set_EOP_Unknown);
+  EXPECT_FALSE(block.Settings.Set_IOP_Unknown);
+  EXPECT_FALSE(block.Settings.Resampling_Points);
+  EXPECT_FALSE(block.Limits.Apply_GPU);
+  EXPECT_EQ(block.Settings.Aircraft_Speed, 0);
+  EXPECT_EQ(block.Settings.Max_LM_Iteration_Num, 0);
+  EXPECT_EQ(block.Settings.Initial_Weight, 0);
+  EXPECT_EQ(block.Settings.IMU_Weight, 0);
+  EXPECT_TRUE(std::isinf(block.Limits.GPS_WeightXY));
+  EXPECT_TRUE(std::isinf(block.Limits.GPS_WeightZ));
+  EXPECT_TRUE(std::isinf(block.Settings.GCP_Weight));
   // Fields that the form can't set.
-  EXPECT_EQ(block.Block_Num, 64);
-  EXPECT_EQ(block.nThreadNum, 0);
-  EXPECT_EQ(block.fDampingBase, 1000.0);
+  EXPECT_EQ(block.Settings.Block_Num, 64);
+  EXPECT_EQ(block.Limits.nThreadNum, 0);
+  EXPECT_EQ(block.Settings.fDampingBase, 1000.0);
 }
 
 TEST_F(Settings, BrokenXmlReadsLikeAbsentElements) {
   for (const char* text :
        {"", "<", "<Weight><GCP_Accuracy>4", "not xml at all", "<a><b></a>", "\xff\xfe\x01"}) {
-    block.Set_EOP_Unknown = true;
+    block.Settings.Set_EOP_Unknown = true;
     EXPECT_EQ(Read("a.xml", text), 1);
-    EXPECT_FALSE(block.Set_EOP_Unknown) << text;
+    EXPECT_FALSE(block.Settings.Set_EOP_Unknown) << text;
   }
   EXPECT_EQ(block.ReadSettings(folder / "missing.XML"), 1);
   EXPECT_EQ(console.Text(), "");
@@ -193,26 +194,26 @@ TEST_F(Settings, XmlElementsUnderOneRootAreNotFound) {
   Read("a.xml",
        "<Settings><Adjustment_parameters><Max_LM_Iteration_Num>7</Max_LM_Iteration_Num>"
        "</Adjustment_parameters></Settings>");
-  EXPECT_EQ(block.Max_LM_Iteration_Num, 0);
+  EXPECT_EQ(block.Settings.Max_LM_Iteration_Num, 0);
 }
 
 TEST_F(Settings, FirstOfTwoSameNamedElementsWins) {
   Read("a.xml",
        "<Weight><GCP_Accuracy>2</GCP_Accuracy><GCP_Accuracy>4</GCP_Accuracy></Weight>"
        "<Weight><GCP_Accuracy>8</GCP_Accuracy></Weight>");
-  EXPECT_EQ(block.GCP_Weight, 0.5);
+  EXPECT_EQ(block.Settings.GCP_Weight, 0.5);
 }
 
 TEST_F(Settings, MisspeltWeightOfTheXmlForm) {
   Read("a.xml", "<Weight><Gross_Point_Weight>3</Gross_Point_Weight></Weight>");
-  EXPECT_EQ(block.Gross_Point_Weight, 0);
+  EXPECT_EQ(block.Settings.Gross_Point_Weight, 0);
   Read("a.xml", "<Weight><Gross_Point_Weigh>3</Gross_Point_Weigh></Weight>");
-  EXPECT_EQ(block.Gross_Point_Weight, 3);
+  EXPECT_EQ(block.Settings.Gross_Point_Weight, 3);
 }
 
 TEST_F(Settings, MixedCaseExtensionIsReadAsColonForm) {
   EXPECT_EQ(Read("a.Xml", "Max_LM_Iteration_Num:5\n"), 1);
-  EXPECT_EQ(block.Max_LM_Iteration_Num, 5);
+  EXPECT_EQ(block.Settings.Max_LM_Iteration_Num, 5);
 }
 
 }  // namespace

@@ -152,20 +152,20 @@ BlockSystem MakeSystem(const SystemShape& shape, uint32_t seed, double weight) {
 }
 
 void Install(BlockSystem system, const SystemShape& shape, CBundleAdjustment& block) {
-  block.Apply_PCG_Model = true;
-  block.nLayoutMode = shape.nLayoutMode;
-  block.nImageNum = block.nUnknownImageNum = shape.nImageNum;
-  block.nCameraNum = shape.nCameraNum;
-  block.nGroupNum = shape.nGroupNum;
-  block.nPosSize = shape.nPosSize;
-  block.Set_EOP_Unknown = shape.nLayoutMode != LayoutIop;
-  block.Set_IOP_Unknown = shape.nLayoutMode != LayoutEop;
-  block.nBlockRowNum = static_cast<int32_t>(system.vRowPosition.size());
-  block.nUnknownNum = system.nOrder;
-  block.nSubMatrixNum = static_cast<int32_t>(system.vBlocks.size());
-  block.pSubMatrixRows = std::move(system.vRows);
-  block.pSubMatrices = std::move(system.vBlocks);
-  block.pConstVector = std::move(system.vConst);
+  block.Limits.Apply_PCG_Model = true;
+  block.Unknowns.nLayoutMode = shape.nLayoutMode;
+  block.Images.nImageNum = block.Images.nUnknownImageNum = shape.nImageNum;
+  block.Cameras.nCameraNum = shape.nCameraNum;
+  block.Images.nGroupNum = shape.nGroupNum;
+  block.Unknowns.nPosSize = shape.nPosSize;
+  block.Settings.Set_EOP_Unknown = shape.nLayoutMode != LayoutIop;
+  block.Settings.Set_IOP_Unknown = shape.nLayoutMode != LayoutEop;
+  block.Unknowns.nBlockRowNum = static_cast<int32_t>(system.vRowPosition.size());
+  block.Unknowns.nUnknownNum = system.nOrder;
+  block.Normal.nSubMatrixNum = static_cast<int32_t>(system.vBlocks.size());
+  block.Normal.pSubMatrixRows = std::move(system.vRows);
+  block.Normal.pSubMatrices = std::move(system.vBlocks);
+  block.Normal.pConstVector = std::move(system.vConst);
 }
 
 std::vector<double> SolveDense(std::vector<double> matrix, const std::vector<double>& b) {

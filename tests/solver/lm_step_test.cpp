@@ -15,18 +15,18 @@ class LmStep : public testing::Test {
  protected:
   LmStep()
       : console(std::fopen((folder / "console").c_str(), "w+")), block(MadeUpPlatform(1 << 30, 2), console) {
-    block.szOutputPath = folder.Path();
-    block.nLayoutMode = LayoutEopIop;
-    block.nImageNum = block.nUnknownImageNum = 1;
-    block.nCameraNum = 1;
-    block.pEop.resize(1);
-    block.pIop.resize(1);
-    block.nUnknownNum = 11;
-    block.pConstVector.assign(11, 0.0);
-    block.pDenseNormal = ZeroedArray(121);
-    for (size_t k = 0; k < 11; ++k) block.pDenseNormal[12 * k] = 4;
-    block.fRmsResidualX = 0.25;
-    block.fRmsResidualY = 0.125;
+    block.Paths.szOutputPath = folder.Path();
+    block.Unknowns.nLayoutMode = LayoutEopIop;
+    block.Images.nImageNum = block.Images.nUnknownImageNum = 1;
+    block.Cameras.nCameraNum = 1;
+    block.Images.pEop.resize(1);
+    block.Cameras.pIop.resize(1);
+    block.Unknowns.nUnknownNum = 11;
+    block.Normal.pConstVector.assign(11, 0.0);
+    block.Normal.pDenseNormal = ZeroedArray(121);
+    for (size_t k = 0; k < 11; ++k) block.Normal.pDenseNormal[12 * k] = 4;
+    block.Residuals.fRmsResidualX = 0.25;
+    block.Residuals.fRmsResidualY = 0.125;
   }
   ~LmStep() override { std::fclose(console); }
   std::string Text() {
@@ -40,22 +40,22 @@ class LmStep : public testing::Test {
 };
 
 TEST_F(LmStep, SolvesWritesAndUpdates) {
-  for (size_t k = 0; k < 11; ++k) block.pConstVector[k] = 4 * static_cast<double>(k + 1);
-  block.pConstVector[3] = -80;
+  for (size_t k = 0; k < 11; ++k) block.Normal.pConstVector[k] = 4 * static_cast<double>(k + 1);
+  block.Normal.pConstVector[3] = -80;
   EXPECT_EQ(block.SolveAndUpdate(7), 1);
   EXPECT_EQ(Text(), ">>-20.000000\t0.250000\t0.125000\n");
-  EXPECT_FALSE(block.bConverged);
-  EXPECT_DOUBLE_EQ(block.pEop[0].X, 1);
-  EXPECT_DOUBLE_EQ(block.pEop[0].Y, 2);
-  EXPECT_DOUBLE_EQ(block.pEop[0].Z, 3);
-  EXPECT_DOUBLE_EQ(block.pEop[0].fPhi, -20);
-  EXPECT_DOUBLE_EQ(block.pEop[0].fOmega, 5);
-  EXPECT_DOUBLE_EQ(block.pEop[0].fKappa, 6);
-  EXPECT_DOUBLE_EQ(block.pIop[0].fFocal, 7);
-  EXPECT_DOUBLE_EQ(block.pIop[0].fPrincipalX, 8);
-  EXPECT_DOUBLE_EQ(block.pIop[0].fPrincipalY, 9);
-  EXPECT_DOUBLE_EQ(block.pIop[0].fK1, 10);
-  EXPECT_DOUBLE_EQ(block.pIop[0].fK2, 11);
+  EXPECT_FALSE(block.Progress.bConverged);
+  EXPECT_DOUBLE_EQ(block.Images.pEop[0].X, 1);
+  EXPECT_DOUBLE_EQ(block.Images.pEop[0].Y, 2);
+  EXPECT_DOUBLE_EQ(block.Images.pEop[0].Z, 3);
+  EXPECT_DOUBLE_EQ(block.Images.pEop[0].fPhi, -20);
+  EXPECT_DOUBLE_EQ(block.Images.pEop[0].fOmega, 5);
+  EXPECT_DOUBLE_EQ(block.Images.pEop[0].fKappa, 6);
+  EXPECT_DOUBLE_EQ(block.Cameras.pIop[0].fFocal, 7);
+  EXPECT_DOUBLE_EQ(block.Cameras.pIop[0].fPrincipalX, 8);
+  EXPECT_DOUBLE_EQ(block.Cameras.pIop[0].fPrincipalY, 9);
+  EXPECT_DOUBLE_EQ(block.Cameras.pIop[0].fK1, 10);
+  EXPECT_DOUBLE_EQ(block.Cameras.pIop[0].fK2, 11);
   std::string remainder;
   for (int k = 0; k < 11; ++k) remainder += "       0.000\t\n";
   EXPECT_EQ(ReadFile(folder / "LM_R_Vector_7.txt"), remainder);
@@ -68,36 +68,36 @@ TEST_F(LmStep, ConvergenceIsStrictAndTheStepIsStillTaken) {
   };
   for (const Row& row :
        {Row{0.5, false}, Row{-0.5, false}, Row{0.25, true}, Row{-0.25, true}, Row{0, true}}) {
-    block.bConverged = false;
-    block.LM_Converge_Threshold = 0.5;
-    block.pEop[0] = {};
-    block.pConstVector.assign(11, 0.0);
-    block.pConstVector[5] = 4 * row.fCorrection;
-    for (size_t i = 0; i < 121; ++i) block.pDenseNormal[i] = i % 12 == 0 ? 4 : 0;
+    block.Progress.bConverged = false;
+    block.Settings.LM_Converge_Threshold = 0.5;
+    block.Images.pEop[0] = {};
+    block.Normal.pConstVector.assign(11, 0.0);
+    block.Normal.pConstVector[5] = 4 * row.fCorrection;
+    for (size_t i = 0; i < 121; ++i) block.Normal.pDenseNormal[i] = i % 12 == 0 ? 4 : 0;
     EXPECT_EQ(block.SolveAndUpdate(0), 1);
-    EXPECT_EQ(block.bConverged, row.bConverged) << row.fCorrection;
-    EXPECT_EQ(block.pEop[0].fKappa, row.fCorrection);
+    EXPECT_EQ(block.Progress.bConverged, row.bConverged) << row.fCorrection;
+    EXPECT_EQ(block.Images.pEop[0].fKappa, row.fCorrection);
   }
 }
 
 TEST_F(LmStep, SingularMatrixEndsWithTheUnknownsAsTheyStand) {
-  block.pDenseNormal[12] = 0;
-  block.pConstVector[0] = 5;
-  block.pEop[0].X = 42;
+  block.Normal.pDenseNormal[12] = 0;
+  block.Normal.pConstVector[0] = 5;
+  block.Images.pEop[0].X = 42;
   EXPECT_EQ(block.SolveAndUpdate(3), 1);
-  EXPECT_TRUE(block.bConverged);
-  EXPECT_EQ(block.pEop[0].X, 42);
+  EXPECT_TRUE(block.Progress.bConverged);
+  EXPECT_EQ(block.Images.pEop[0].X, 42);
   EXPECT_EQ(Text(), ">>0.000000\t0.250000\t0.125000\n");
   EXPECT_FALSE(Exists(folder / "LM_R_Vector_3.txt"));
   EXPECT_FALSE(Exists(folder / "Corrections_3.txt"));
 }
 
 TEST_F(LmStep, DenseSolutionOfNotANumbersIsNoStepAndIsListed) {
-  block.pConstVector[4] = NAN;
-  block.pEop[0].X = 42;
+  block.Normal.pConstVector[4] = NAN;
+  block.Images.pEop[0].X = 42;
   EXPECT_EQ(block.SolveAndUpdate(3), 1);
-  EXPECT_TRUE(block.bConverged);
-  EXPECT_EQ(block.pEop[0].X, 42);
+  EXPECT_TRUE(block.Progress.bConverged);
+  EXPECT_EQ(block.Images.pEop[0].X, 42);
   EXPECT_EQ(Text(), ">>0.000000\t0.250000\t0.125000\n");
   EXPECT_EQ(std::ranges::count(ReadFile(folder / "Corrections_3.txt"), '\n'), 11);
   EXPECT_NE(ReadFile(folder / "Corrections_3.txt").find("nan"), std::string::npos);
@@ -105,24 +105,24 @@ TEST_F(LmStep, DenseSolutionOfNotANumbersIsNoStepAndIsListed) {
 }
 
 TEST_F(LmStep, SideFileThatCannotBeOpenedIsLeftOutSilently) {
-  block.szOutputPath = folder / "no such folder";
-  block.pConstVector[0] = 4;
+  block.Paths.szOutputPath = folder / "no such folder";
+  block.Normal.pConstVector[0] = 4;
   EXPECT_EQ(block.SolveAndUpdate(0), 1);
-  EXPECT_EQ(block.pEop[0].X, 1);
-  EXPECT_GE(block.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Images.pEop[0].X, 1);
+  EXPECT_GE(block.Outputs.nOutputFailureNum, 1);
   EXPECT_EQ(Text(), ">>1.000000\t0.250000\t0.125000\n");
 }
 
 /// The same diagonal system in blocks of 6 and 5.
 void UseSparseForm(CBundleAdjustment& block) {
-  block.Apply_PCG_Model = true;
-  block.PCG_IGN_Converge_Threshold = 1e-12;
-  block.Max_PCG_Iteration_Num = 300;
-  block.nBlockRowNum = block.nSubMatrixNum = 2;
-  block.pSubMatrixRows = {{0, {0}}, {1, {1}}};
+  block.Limits.Apply_PCG_Model = true;
+  block.Limits.PCG_IGN_Converge_Threshold = 1e-12;
+  block.Limits.Max_PCG_Iteration_Num = 300;
+  block.Unknowns.nBlockRowNum = block.Normal.nSubMatrixNum = 2;
+  block.Normal.pSubMatrixRows = {{0, {0}}, {1, {1}}};
   for (int32_t row = 0; row < 2; ++row) {
     const int32_t size = 6 - row;
-    SubMatrix& entry = block.pSubMatrices.emplace_back();
+    SubMatrix& entry = block.Normal.pSubMatrices.emplace_back();
     entry.nRow = entry.nCol = row;
     entry.nRows = entry.nCols = size;
     entry.pOwned = std::make_unique<double[]>(static_cast<size_t>(size * size));
@@ -133,22 +133,22 @@ void UseSparseForm(CBundleAdjustment& block) {
 
 TEST_F(LmStep, SparseFormTakesTheSameStep) {
   UseSparseForm(block);
-  for (size_t k = 0; k < 11; ++k) block.pConstVector[k] = 4 * static_cast<double>(k + 1);
-  block.pConstVector[3] = -80;
+  for (size_t k = 0; k < 11; ++k) block.Normal.pConstVector[k] = 4 * static_cast<double>(k + 1);
+  block.Normal.pConstVector[3] = -80;
   EXPECT_EQ(block.SolveAndUpdate(7), 1);
   EXPECT_NE(Text().find(">>PCG Iteration times:1\n>>-20.000000\t0.250000\t0.125000\n"), std::string::npos);
-  EXPECT_EQ(block.pEop[0].X, 1.0);
-  EXPECT_EQ(block.pEop[0].fPhi, -20.0);
-  EXPECT_EQ(block.pIop[0].fK2, 11.0);
-  EXPECT_FALSE(block.bConverged);
+  EXPECT_EQ(block.Images.pEop[0].X, 1.0);
+  EXPECT_EQ(block.Images.pEop[0].fPhi, -20.0);
+  EXPECT_EQ(block.Cameras.pIop[0].fK2, 11.0);
+  EXPECT_FALSE(block.Progress.bConverged);
   EXPECT_FALSE(Exists(folder / "LM_R_Vector_7.txt"));
 }
 
 TEST_F(LmStep, SparseSolutionOfNotANumbersIsNoStep) {
   UseSparseForm(block);
   EXPECT_EQ(block.SolveAndUpdate(2), 1);
-  EXPECT_TRUE(block.bConverged);
-  EXPECT_EQ(block.pEop[0].X, 0.0);
+  EXPECT_TRUE(block.Progress.bConverged);
+  EXPECT_EQ(block.Images.pEop[0].X, 0.0);
   const std::string corrections = ReadFile(folder / "Corrections_2.txt");
   EXPECT_EQ(std::ranges::count(corrections, '\n'), 11);
   EXPECT_NE(corrections.find("nan\n"), std::string::npos) << corrections;
@@ -178,48 +178,48 @@ TEST(UpdateUnknowns, PlacesByLayout) {
                       {LayoutEopIop, 1, 7, 13, 18}};
   for (const Row& row : rows) {
     CBundleAdjustment block(NativePlatform(), nullptr);
-    block.nLayoutMode = row.nLayoutMode;
-    block.Set_EOP_Unknown = row.nLayoutMode != LayoutIop;
-    block.Set_IOP_Unknown = row.nLayoutMode != LayoutEop;
-    block.nImageNum = block.nCameraNum = 2;
-    block.pEop.resize(2);
-    block.pIop.resize(2);
+    block.Unknowns.nLayoutMode = row.nLayoutMode;
+    block.Settings.Set_EOP_Unknown = row.nLayoutMode != LayoutIop;
+    block.Settings.Set_IOP_Unknown = row.nLayoutMode != LayoutEop;
+    block.Images.nImageNum = block.Cameras.nCameraNum = 2;
+    block.Images.pEop.resize(2);
+    block.Cameras.pIop.resize(2);
     const std::vector<double> x = Counting(22);
     EXPECT_EQ(block.UpdateUnknowns(x.data()), 1);
-    EXPECT_EQ(block.pEop[0].X, row.fFirstX);
-    EXPECT_EQ(block.pEop[1].X, row.fSecondX);
-    EXPECT_EQ(block.pIop[0].fFocal, row.fFirstFocal);
-    EXPECT_EQ(block.pIop[1].fFocal, row.fSecondFocal);
+    EXPECT_EQ(block.Images.pEop[0].X, row.fFirstX);
+    EXPECT_EQ(block.Images.pEop[1].X, row.fSecondX);
+    EXPECT_EQ(block.Cameras.pIop[0].fFocal, row.fFirstFocal);
+    EXPECT_EQ(block.Cameras.pIop[1].fFocal, row.fSecondFocal);
   }
 }
 
 TEST(UpdateUnknowns, ImageWithStatusOneDoesNotUseUpItsPlace) {
   CBundleAdjustment block(NativePlatform(), nullptr);
-  block.nLayoutMode = LayoutEop;
-  block.Set_IOP_Unknown = false;
-  block.nImageNum = 3;
-  block.pEop.resize(3);
-  block.pEop[1].nStatus = 1;
+  block.Unknowns.nLayoutMode = LayoutEop;
+  block.Settings.Set_IOP_Unknown = false;
+  block.Images.nImageNum = 3;
+  block.Images.pEop.resize(3);
+  block.Images.pEop[1].nStatus = 1;
   const std::vector<double> x = Counting(18);
   EXPECT_EQ(block.UpdateUnknowns(x.data()), 1);
-  EXPECT_EQ(block.pEop[0].X, 1);
-  EXPECT_EQ(block.pEop[1].X, 0);
-  EXPECT_EQ(block.pEop[2].X, 7);
+  EXPECT_EQ(block.Images.pEop[0].X, 1);
+  EXPECT_EQ(block.Images.pEop[1].X, 0);
+  EXPECT_EQ(block.Images.pEop[2].X, 7);
 }
 
 TEST(UpdateUnknowns, GroupsFollow) {
   CBundleAdjustment block(NativePlatform(), nullptr);
-  block.nLayoutMode = LayoutEopIop;
-  block.nImageNum = block.nCameraNum = 1;
-  block.pEop.resize(1);
-  block.pIop.resize(1);
-  block.Apply_IMU_Data = true;
-  block.nGroupNum = 2;
-  block.nPosSize = 3;
-  block.pPosParams.assign(6, 100.0);
+  block.Unknowns.nLayoutMode = LayoutEopIop;
+  block.Images.nImageNum = block.Cameras.nCameraNum = 1;
+  block.Images.pEop.resize(1);
+  block.Cameras.pIop.resize(1);
+  block.Limits.Apply_IMU_Data = true;
+  block.Images.nGroupNum = 2;
+  block.Unknowns.nPosSize = 3;
+  block.Normal.pPosParams.assign(6, 100.0);
   const std::vector<double> x = Counting(17);
   EXPECT_EQ(block.UpdateUnknowns(x.data()), 1);
-  EXPECT_EQ(block.pPosParams, (std::vector<double>{112, 113, 114, 115, 116, 117}));
+  EXPECT_EQ(block.Normal.pPosParams, (std::vector<double>{112, 113, 114, 115, 116, 117}));
 }
 
 }  // namespace

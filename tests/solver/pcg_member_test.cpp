@@ -39,8 +39,8 @@ MemberRun Solve(const SystemShape& shape, BlockSystem system, int32_t maxIterati
                 double forcing = 0.1, int processors = 1) {
   LoggedBlock block;
   block->System = test::MadeUpPlatform(int64_t{1} << 40, processors);
-  block->Max_PCG_Iteration_Num = maxIterationNum;
-  block->PCG_IGN_Converge_Threshold = forcing;
+  block->Limits.Max_PCG_Iteration_Num = maxIterationNum;
+  block->Limits.PCG_IGN_Converge_Threshold = forcing;
   MemberRun run;
   run.x.assign(static_cast<size_t>(system.nOrder), 0.0);
   test::Install(std::move(system), shape, *block);
@@ -165,7 +165,7 @@ TEST(SolveByPcg, OfNothingDoesNoHarm) {
   EXPECT_EQ(block->SolveByPcg(nullptr), 1);
   EXPECT_EQ(block->SolveByPcg(&x), 1);
   EXPECT_EQ(x, 3.0);
-  block->nUnknownNum = 12;
+  block->Unknowns.nUnknownNum = 12;
   EXPECT_EQ(block->SolveByPcg(&x), 1);
   EXPECT_EQ(x, 3.0);
 }

@@ -25,18 +25,18 @@ TEST(SettingsFiles, BothFormsSayTheSameButForTheThinning) {
         },
         setting.field);
   }
-  EXPECT_FALSE(xml.Resampling_Points);
-  EXPECT_TRUE(ini.Resampling_Points) << "the colon form can't switch it off";
-  EXPECT_EQ(xml.Aircraft_Speed, 55);
-  EXPECT_EQ(xml.Image_Coor_Scale, 0.001);
-  EXPECT_TRUE(xml.Set_EOP_Unknown);
-  EXPECT_TRUE(xml.Set_IOP_Unknown);
-  EXPECT_FALSE(xml.Apply_GPU);
-  EXPECT_FALSE(xml.Direct_Intersection);
-  EXPECT_EQ(xml.Damping_Coefficient, 1e-8);
-  EXPECT_EQ(xml.GCP_Weight, 1);
-  EXPECT_GT(xml.GPS_WeightXY, 1e-6);
-  EXPECT_LT(xml.GPS_WeightXY, 1);
+  EXPECT_FALSE(xml.Settings.Resampling_Points);
+  EXPECT_TRUE(ini.Settings.Resampling_Points) << "the colon form can't switch it off";
+  EXPECT_EQ(xml.Settings.Aircraft_Speed, 55);
+  EXPECT_EQ(xml.Settings.Image_Coor_Scale, 0.001);
+  EXPECT_TRUE(xml.Settings.Set_EOP_Unknown);
+  EXPECT_TRUE(xml.Settings.Set_IOP_Unknown);
+  EXPECT_FALSE(xml.Limits.Apply_GPU);
+  EXPECT_FALSE(xml.Settings.Direct_Intersection);
+  EXPECT_EQ(xml.Settings.Damping_Coefficient, 1e-8);
+  EXPECT_EQ(xml.Settings.GCP_Weight, 1);
+  EXPECT_GT(xml.Limits.GPS_WeightXY, 1e-6);
+  EXPECT_LT(xml.Limits.GPS_WeightXY, 1);
 }
 
 TEST(SettingsFiles, LargeBlocksAskForPcg) {
@@ -48,7 +48,7 @@ TEST(SettingsFiles, LargeBlocksAskForPcg) {
     const Block block(options, {false, false, false, false, true, false});
     CBundleAdjustment object(NativePlatform(), nullptr);
     object.ReadSettings(block.Paths().szXml);
-    return object.Apply_PCG_Model;
+    return object.Limits.Apply_PCG_Model;
   };
   EXPECT_FALSE(asks(5));
   EXPECT_TRUE(asks(15));
@@ -60,7 +60,7 @@ TEST(SettingsFiles, ABlockWithoutControlIsHeldByItsDamping) {
   const Block block(options);
   CBundleAdjustment object(NativePlatform(), nullptr);
   object.ReadSettings(block.Paths().szXml);
-  EXPECT_EQ(object.Damping_Coefficient, 1e-4);
+  EXPECT_EQ(object.Settings.Damping_Coefficient, 1e-4);
 }
 
 TEST(SettingsFiles, OwnCamerasGetMoreStepsAndLessDamping) {
@@ -71,10 +71,10 @@ TEST(SettingsFiles, OwnCamerasGetMoreStepsAndLessDamping) {
     const Block block(options);
     CBundleAdjustment object(NativePlatform(), nullptr);
     object.ReadSettings(block.Paths().szXml);
-    EXPECT_EQ(object.Damping_Coefficient, damping);
-    EXPECT_EQ(object.GCP_LM_Iteration_Num, 18);
-    EXPECT_EQ(object.Free_LM_Iteration_Num, 18);
-    EXPECT_FALSE(object.Apply_PCG_Model);
+    EXPECT_EQ(object.Settings.Damping_Coefficient, damping);
+    EXPECT_EQ(object.Settings.GCP_LM_Iteration_Num, 18);
+    EXPECT_EQ(object.Settings.Free_LM_Iteration_Num, 18);
+    EXPECT_FALSE(object.Limits.Apply_PCG_Model);
   };
   holds(6, 1e-14);
   holds(0, 1e-10);

@@ -86,10 +86,10 @@ class ReadingFaults : public ::testing::TestWithParam<Kind> {
   Results RunThinnedToFile(const Platform& machine, std::string output) {
     CBundleAdjustment run(machine, nullptr);
     run.ReadSettings(block.Paths().szXml);
-    run.nResampleFileLimit = 0;
+    run.Points.nResampleFileLimit = 0;
     if (run.CheckInputs() == 1) run.RunCpuAdjustment(block.Paths().szOvc, block.Paths().szGcp, "", output);
     const bool failed = run.CheckInputs() == 0;
-    return Results::Of(output, {run.bOutputsWritten && !failed, 0, output, failed ? "failed" : ""});
+    return Results::Of(output, {run.Outputs.bOutputsWritten && !failed, 0, output, failed ? "failed" : ""});
   }
 
   /// Every call of one kind in turn, but not much more than `most` of them.
