@@ -24,7 +24,9 @@ use File::Path qw(make_path remove_tree);
 use File::Temp qw(tempdir);
 use POSIX ();
 
-my $scratch;  # where the runs are made
+my @programs = ('orvo', 'orvo_adjust');
+my $scratch;     # where the runs are made
+my $processors;  # that the programs may use
 my $source = dirname(dirname(dirname(abs_path($0))));
 
 # Generated blocks: name | options of orvo generate. Their files count, too.
@@ -454,15 +456,20 @@ sub sideBySide {
   return %results;
 }
 
+sub chosenRuns {
+  my ($pattern) = @_;
+  return grep { /(?:$pattern)/ } map { $_->[0] } rows($runs);
+}
+
 # All that the programs of a build leave: by run and file its checksum, or what else it is.
 sub runAll {
   my ($build, $root, $pattern) = @_;
   make_path("$root/bin");
-  for my $program ('orvo', 'orvo_adjust') {
-    die "$build/bin/$program is not there\n" if !-x "$build/bin/$program";
+  for my $program (@programs) {
     symlink(abs_path("$build/bin/$program"), "$root/bin/$program") or die "can't link $program: $!\n";
   }
-  my @chosen = grep { $_->[0] =~ /(?:$pattern)/ } rows($runs);
+  my %chosen = map { $_ => 1 } chosenRuns($pattern);
+  my @chosen = grep { $chosen{$_->[0]} } rows($runs);
   my %needed = map { $_->[1] => 1 } @chosen;
   my %results = sideBySide($root, \&makeBlock, grep { $needed{$_->[0]} } rows($blocks));
   copySeneca($root) if $needed{seneca};
@@ -477,9 +484,9 @@ sub firstMatch {
   return 'unknown';
 }
 
-# What the numbers depend on besides the sources, a line each.
+# What the numbers depend on besides the sources, as the head of a file of checksums.
 sub conditions {
-  my ($build, $processors) = @_;
+  my ($build) = @_;
   my @compiler = glob "$build/CMakeFiles/*/CMakeCXXCompiler.cmake";
   my $cache = "$build/CMakeCache.txt";
   my $type = firstMatch(qr/^CMAKE_BUILD_TYPE:\w+=(\w*)/m, $cache);
@@ -497,7 +504,7 @@ sub conditions {
       "$folder/${library}ConfigVersion.cmake", "$folder/" . lc($library) . '-config-version.cmake');
   }
   push @lines, 'libraries: ' . join(', ', @libraries), "processors: $processors";
-  return map { "# $_\n" } @lines;
+  return join("", map { "# $_\n" } @lines);
 }
 
 # The classic program takes as many processors as it may use: two, where there are as many. How many there are.
@@ -510,7 +517,7 @@ sub bindToTwo {
   return 2;
 }
 
-# Tells what differs, and how much does.
+# Tells what differs; the number of differences.
 sub differences {
   my ($old, $new, $oldName, $newName) = @_;
   my $number = 0;
@@ -525,53 +532,70 @@ sub differences {
   return $number;
 }
 
+# Compares with a file of recorded checksums.
+sub check {
+  my ($root, $conditions, $build, $file, $pattern) = @_;
+  my @lines = split /^/, slurp($file);
+  my $recorded = join("", grep { /^# / } @lines);
+  if ($recorded ne $conditions) {
+    print "not compared: $file was recorded with\n${recorded}and here there are\n$conditions";
+    return 77;
+  }
+  my %old = map { /^(.*?)  (.*)$/ ? ($2 => $1) : () } grep { !/^#/ } @lines;
+  my %new = runAll($build, $root, $pattern);
+  if ($pattern ne "") {
+    my %chosen = map { $_ => 1 } chosenRuns($pattern);
+    delete @old{grep { !$chosen{s{/.*}{}r} } keys %old};
+    delete @new{grep { !$chosen{s{/.*}{}r} } keys %new};
+  }
+  return 0 if !differences(\%old, \%new, $file, $build);
+  print "what the runs left: $root; compare says more, with a build of the sources of $file\n";
+  return 1;
+}
+
+sub record {
+  my ($root, $conditions, $build, $file, $pattern) = @_;
+  my %new = runAll($build, $root, $pattern);
+  spill($file, join("", $conditions, map { "$new{$_}  $_\n" } sort keys %new));
+  print scalar(keys %new), " entries of ", scalar(chosenRuns($pattern)), " runs\n";
+  return 0;
+}
+
+sub compare {
+  my ($root, $conditions, $build, $other, $pattern) = @_;
+  my $others = conditions($other);
+  print "the builds differ in more than sources:\n$conditions$others" if $conditions ne $others;
+  my %old = runAll($build, "$root/a", $pattern);
+  my %new = runAll($other, "$root/b", $pattern);
+  return 0 if !differences(\%old, \%new, $build, $other);
+  print "to see more: diff -r $root/a $root/b\n";
+  return 1;
+}
+
 sub usage {
   print STDERR "usage: $0 record|check BUILD FILE [PATTERN] | compare BUILD BUILD [PATTERN] | list\n";
-  exit 2;
+  return 2;
 }
 
 sub main {
-  my ($mode, $build, $other, $pattern) = @_;
-  if (($mode // '') eq 'list') {
-    print "$_->[0]\n" for rows($runs);
+  my ($mode, $build, $other, $pattern) = (@_, ("") x 4);
+  if ($mode eq "list") {
+    print map { "$_\n" } chosenRuns("");
     return 0;
   }
-  usage() if !defined $other || $mode !~ /^(record|check|compare)$/;
-  $pattern //= '';
-  my @conditions = conditions($build, bindToTwo());
-  my $root = $scratch = tempdir('orvo-bytes-XXXXXX', TMPDIR => 1);
-  my $end = sub { remove_tree($root); return $_[0] };
-  if ($mode eq 'check') {
-    my @lines = split /^/, slurp($other);
-    my @recorded = grep { /^# / } @lines;
-    if (join('', @recorded) ne join('', @conditions)) {
-      print "not compared: $other was recorded with\n", @recorded, "and here there are\n", @conditions;
-      return $end->(77);
+  my $function = {record => \&record, check => \&check, compare => \&compare}->{$mode};
+  return usage() if !defined $function || $other eq "";
+  die "no run is called like $pattern\n" if !chosenRuns($pattern);
+  for my $folder ($build, $mode eq "compare" ? $other : ()) {
+    for my $program (@programs) {
+      die "$folder/bin/$program is not there\n" if !-x "$folder/bin/$program";
     }
-    my %old = map { chomp; my ($value, $name) = /^(.*?)  (.*)$/; ($name => $value) } grep { !/^#/ } @lines;
-    my %chosen = map { $_->[0] => 1 } grep { $_->[0] =~ /(?:$pattern)/ } rows($runs);
-    delete @old{grep { $pattern ne '' && !$chosen{s{/.*}{}r} } keys %old};
-    my %new = runAll($build, $root, $pattern);
-    delete @new{grep { $pattern ne '' && /^block-/ } keys %new};
-    die "nothing is chosen\n" if !%new;
-    return $end->(0) if !differences(\%old, \%new, $other, $build);
-    print "what the runs left: $root; compare says more, with a build of the sources of $other\n";
-    return 1;
   }
-  if ($mode eq 'record') {
-    my %new = runAll($build, $root, $pattern);
-    spill($other, join('', @conditions, map { "$new{$_}  $_\n" } sort keys %new));
-    print scalar(keys %new), " entries of ", scalar(grep { $_->[0] =~ /(?:$pattern)/ } rows($runs)), " runs\n";
-    return $end->(0);
-  }
-  my @others = conditions($other, 2);
-  print "the builds differ in more than sources:\n", @conditions, @others if "@conditions[0 .. 2]" ne "@others[0 .. 2]";
-  my %old = runAll($build, "$root/a", $pattern);
-  my %new = runAll($other, "$root/b", $pattern);
-  die "nothing is chosen\n" if !%new;
-  return $end->(0) if !differences(\%old, \%new, $build, $other);
-  print "to see more: diff -r $root/a $root/b\n";
-  return 1;
+  $processors = bindToTwo();
+  $scratch = tempdir("orvo-bytes-XXXXXX", TMPDIR => 1);
+  my $status = $function->($scratch, conditions($build), $build, $other, $pattern);
+  remove_tree($scratch) if $status != 1;
+  return $status;
 }
 
 my $status = eval { main(@ARGV) };
