@@ -40,7 +40,7 @@ geotags   | --strips 3 --images-per-strip 5 --measurements 60 --control 0 --chec
 drifts    | --strips 4 --images-per-strip 5 --measurements 200 --imu-offset 0.05 --imu-drift 0.01 --pos-drift 0.05
 strip     | --strips 1 --images-per-strip 6 --measurements 60 --control 3 --check 2 --seed 8
 many      | --strips 2 --images-per-strip 5 --measurements 800 --random-order --relief 300 --side-overlap 60 --seed 9
-long      | --strips 19 --images-per-strip 19 --forward-overlap 95 --side-overlap 95 --measurements 10 --seed 10
+long      | --strips 22 --images-per-strip 22 --forward-overlap 95 --side-overlap 95 --measurements 9 --seed 10
 distorted | --strips 2 --images-per-strip 4 --measurements 50 --k1 1e-9 --k2 1e-17 --principal-x 20 --seed 6
 END
 
@@ -86,7 +86,7 @@ sections-pos         | drifts    | sparse gps imu              | adjust ovc gcp 
 sections-text        | plain     |                             | adjust prj gcp xml --memory 16K
 one-processor        | plain     | sparse                      | adjust prj gcp xml --processors 1
 eight-processors     | many      | sparse                      | adjust ovc gcp xml --processors 8
-little-memory        | long      | sparse n=2                  | adjust ovc gcp xml --memory 60M --processors 8
+little-memory        | long      | sparse n=2                  | adjust ovc gcp xml --memory 100M --processors 8
 far-too-little       | long      | sparse                      | adjust ovc gcp xml --memory 20M --processors 8
 too-little-memory    | own       |                             | adjust ovc gcp xml --memory 200
 # GPS and IMU records
@@ -206,6 +206,7 @@ refused-xml          | plain     | Set_EOP_Unknown=yes Max_LM_Iteration_Num=few 
 refused-xml-cut      | plain     | xml:half                      | adjust prj gcp xml
 refused-no-file | plain | no-ovt | adjust ovc xml ; bare-adjust in/none.prj ; adjust prj xml --gcp none
 refused-out          | plain     |                             | adjust prj gcp xml --out in/block.prj/out
+told-distortion      | plain     | prj:2=1~8000~12000~0~12000~0~0~0~2e-5~0 | adjust prj gcp xml
 told-image-lost      | cameras   | prj:8=0~0~0                 | adjust prj gcp xml
 told-camera-lost     | cameras   | ovc:3=1~8000~12000~0~-1~0~0~0~0~0 | adjust ovc gcp xml
 usage | plain |  | bare-adjust ; bare-adjust prj --processors 0 ; bare-adjust prj --memory x
