@@ -19,8 +19,8 @@ TEST(SettingsFiles, BothFormsSayTheSameButForTheThinning) {
     if (setting.szXmlElement == nullptr || setting.szColonKey == nullptr) continue;
     std::visit(
         [&](auto field) {
-          EXPECT_NEAR(static_cast<double>(xml.*field), static_cast<double>(ini.*field),
-                      1e-12 * std::abs(static_cast<double>(ini.*field)))
+          EXPECT_NEAR(static_cast<double>(xml.Settings.*field), static_cast<double>(ini.Settings.*field),
+                      1e-12 * std::abs(static_cast<double>(ini.Settings.*field)))
               << setting.szName;
         },
         setting.field);
