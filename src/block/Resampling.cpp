@@ -12,7 +12,6 @@
 #include "block/ResampleOffers.h"
 #include "geometry/Rotation.h"
 #include "run/BundleAdjustment.h"
-#include "run/InputGate.h"
 
 namespace orvo {
 namespace {
@@ -56,7 +55,7 @@ int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string&
     imageTotal = file.MeasureNum();
   }
   std::vector<uint8_t> keep(static_cast<size_t>(total), 0);
-  if (MarkResampledPoints(total, imageTotal, keep) == 0 || !PointsHold(*this)) return 0;
+  if (MarkResampledPoints(total, imageTotal, keep) == 0 || !Gate().PointsHold()) return 0;
   const int64_t kept = std::count(keep.begin(), keep.end(), 1);
   Points.nTiePointNum = kept;
   Points.bResampledToFile = kept > Points.nResampleFileLimit;

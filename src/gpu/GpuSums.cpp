@@ -6,7 +6,6 @@
 #include "gpu/kernels/RayModel.h"
 #include "gpu/kernels/fast/FastLayout.h"
 #include "results/GpuResidualLines.h"
-#include "run/InputGate.h"
 #include "verdict/VerdictOfRun.h"
 
 namespace orvo::gpu {
@@ -99,7 +98,7 @@ bool GpuBundle::ReadPointSection(int32_t section) {
       Block.LogPrintf(">>>>Read points data failed!\n");
       return false;
     }
-    if (!PointsHold(Block)) return false;
+    if (!Block.Gate().PointsHold()) return false;
   }
   if (IsSkipped()) return true;
   if (Block.ComputeGpuSections(section) == 0) {

@@ -26,6 +26,7 @@
 #include "records/RunLimits.h"
 #include "records/RunProgress.h"
 #include "records/UnknownLayout.h"
+#include "run/InputGate.h"
 #include "run/RunGuard.h"
 
 namespace orvo {
@@ -101,6 +102,8 @@ class CBundleAdjustment {
   void ConsolePrintf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   int CloseLogFile();
 
+  /// What a guarded run asks behind each reading.
+  InputGate Gate() { return {Guard, Log, Paths, Images, Points}; }
   /// 1, or 0 when a file that the run reads failed: the run has to end. Says so, once. Not for threads beside
   /// that of the run.
   int CheckInputs();
@@ -116,13 +119,6 @@ class CBundleAdjustment {
   int RunGpuAdjustment(const std::string& project, const std::string& gcp, const std::string& pos,
                        std::string& output);
   int GenerateResults(const std::string& project, const std::string& gcp, const std::string& output);
-  // Stages of the CPU flow; 1, or 0 where the run ends.
-  int PrepareCpuPoints(const std::string& gcp);
-  void ReadCpuPosData(const std::string& pos);
-  int RunCpuIterations();
-  int AddSectionToNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
-  /// Zeroed storage for one iteration, in the form that Apply_PCG_Model asks for.
-  void MakeNormalEquation();
 
   // ==== block/ ========================================================================================
   /// Counts points and measurements, before anything big is read; 1, or 0 after a message.

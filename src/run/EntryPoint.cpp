@@ -57,41 +57,83 @@ void ExpectInputs(const RunPaths& paths, InputFiles& inputs) {
   }
 }
 
-/// The CPU or the device flow, as settings and options say.
-void RunFlow(CBundleAdjustment& block, RunPaths& paths, const Platform& platform, const RunOptions& options) {
-  if (options.At != DeviceChoice::FromSettings) block.SetApplyGpu(options.At != DeviceChoice::Cpu);
-  if (block.Limits.Apply_GPU) {
-    gpu::GpuState& state = block.Gpu();
-    state.pDevice = options.MakeDevice ? options.MakeDevice() : MakeDeviceOf(options.At, platform);
-    state.Form = options.Kernels;
-    state.nDeviceMemory = options.nDeviceMemory;
+/// The object of one run, from its output folder to its outcome.
+class OneRun {
+ public:
+  OneRun(const Platform& platform, std::FILE* console, const RunOptions& options)
+      : Block(platform, console), Options(options) {}
+
+  /// Takes the output folder; empty, or why the run is refused.
+  std::string Begin(RunPaths& paths);
+  /// The CPU or the device flow, as settings and options say.
+  void Flow(RunPaths& paths, const Platform& platform);
+  RunOutcome Outcome();
+
+  CBundleAdjustment Block;
+
+ private:
+  const RunOptions& Options;
+};
+
+std::string OneRun::Begin(RunPaths& paths) {
+  if (Options.Rules == RunRules::Guarded) {
+    ExpectInputs(paths, Block.Inputs);
+    Block.pTrack = std::make_unique<RunTrack>();
   }
-  if (block.Limits.Apply_GPU && block.DetectCudaDevices() != 0) {
-    block.Limits.Apply_PCG_Model = true;
-    block.Limits.Coor_Normalization = true;
-    block.Limits.Max_PCG_Iteration_Num = 2;
-    block.RunGpuAdjustment(paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
-  } else {
-    if (block.Limits.Apply_GPU) {
-      block.LogPrintf(">>There is no device supporting CUDA, shift to CPU mode.\n");
-      block.SetApplyGpu(false);
-    }
-    block.RunCpuAdjustment(paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
+  const bool folderIsThere = Block.SetOutputPath(paths.szProject, paths.szOutput) == 1;
+  std::string refusal = BeginOutput(Block.Outputs.Folder, Block.Paths.szOutputPath, paths, folderIsThere);
+  if (!refusal.empty() && Options.Rules == RunRules::Classic) {
+    Block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
   }
+  return refusal;
+}
+
+void OneRun::Flow(RunPaths& paths, const Platform& platform) {
+  if (Options.At != DeviceChoice::FromSettings) Block.SetApplyGpu(Options.At != DeviceChoice::Cpu);
+  if (Block.Limits.Apply_GPU) {
+    gpu::GpuState& state = Block.Gpu();
+    state.pDevice = Options.MakeDevice ? Options.MakeDevice() : MakeDeviceOf(Options.At, platform);
+    state.Form = Options.Kernels;
+    state.nDeviceMemory = Options.nDeviceMemory;
+  }
+  if (Block.Limits.Apply_GPU && Block.DetectCudaDevices() != 0) {
+    Block.Limits.Apply_PCG_Model = true;
+    Block.Limits.Coor_Normalization = true;
+    Block.Limits.Max_PCG_Iteration_Num = 2;
+    Block.RunGpuAdjustment(paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
+    return;
+  }
+  if (Block.Limits.Apply_GPU) {
+    Block.LogPrintf(">>There is no device supporting CUDA, shift to CPU mode.\n");
+    Block.SetApplyGpu(false);
+  }
+  Block.RunCpuAdjustment(paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
+}
+
+RunOutcome OneRun::Outcome() {
+  RunOutcome outcome;
+  outcome.bDone = Block.Outputs.bOutputsWritten;
+  outcome.nOutputFailureNum = Block.Outputs.nOutputFailureNum;
+  outcome.szOutputPath = Block.Paths.szOutputPath;
+  outcome.Refusals = Block.Guard.Refusals;
+  outcome.Notes = Block.Guard.Notes;
+  if (Block.Inputs.Any()) {
+    outcome.bDone = false;
+    outcome.szFault = FaultText(Block.Inputs.First());
+  }
+  if (!outcome.bDone) JudgeFailure(Block);
+  if (Block.pTrack) outcome.Judgement = std::move(Block.pTrack->Judgement);
+  EndOutput(Block.Outputs.Folder, Block.Log, Options, outcome);
+  return outcome;
 }
 
 }  // namespace
 
 RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
                          const RunOptions& options) {
-  CBundleAdjustment block(platform, console);
-  if (options.Rules == RunRules::Guarded) {
-    ExpectInputs(paths, block.Inputs);
-    block.pTrack = std::make_unique<RunTrack>();
-  }
-  const bool folderIsThere = block.SetOutputPath(paths.szProject, paths.szOutput) == 1;
-  if (const std::string refusal = BeginOutput(block, paths, folderIsThere); !refusal.empty()) {
-    if (options.Rules == RunRules::Classic) block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
+  OneRun run(platform, console, options);
+  CBundleAdjustment& block = run.Block;
+  if (const std::string refusal = run.Begin(paths); !refusal.empty()) {
     RunOutcome outcome;
     outcome.szOutputPath = block.Paths.szOutputPath;
     outcome.szFault = refusal;
@@ -101,23 +143,11 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   block.OpenLogFile(logPath);
   const double start = block.System.TickMilliseconds();
   block.Guard.bGuarded = options.Rules == RunRules::Guarded;
-  for (const Finding& note : options.Notes) TellNote(block, note);
+  for (const Finding& note : options.Notes) TellNote(note, block.Guard, block.Log);
   block.ReadSettings(paths.szSettings);
-  if (block.CheckInputs() == 1) RunFlow(block, paths, platform, options);
+  if (block.CheckInputs() == 1) run.Flow(paths, platform);
   block.CheckInputs();
-  RunOutcome outcome;
-  outcome.bDone = block.Outputs.bOutputsWritten;
-  outcome.nOutputFailureNum = block.Outputs.nOutputFailureNum;
-  outcome.szOutputPath = block.Paths.szOutputPath;
-  outcome.Refusals = block.Guard.Refusals;
-  outcome.Notes = block.Guard.Notes;
-  if (block.Inputs.Any()) {
-    outcome.bDone = false;
-    outcome.szFault = FaultText(block.Inputs.First());
-  }
-  if (!outcome.bDone) JudgeFailure(block);
-  if (block.pTrack) outcome.Judgement = std::move(block.pTrack->Judgement);
-  EndOutput(block, options, outcome);
+  RunOutcome outcome = run.Outcome();
   const double end = block.System.TickMilliseconds();
   block.LogPrintf(">>Elapsed time:%lfs\n", (end - start) / 1000.0);
   block.CloseLogFile();

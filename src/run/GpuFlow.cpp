@@ -1,6 +1,5 @@
 // The flow around the device path.
 #include "run/BundleAdjustment.h"
-#include "run/InputGate.h"
 #include "verdict/VerdictOfRun.h"
 
 namespace orvo {
@@ -11,8 +10,8 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   LogPrintf(">>Reading data...\n");
   const int counted = PreReadData(project, gcp);
   if (CheckInputs() == 0) return 0;
-  if (!CountsHold(*this) || counted == 0 || ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
-  if (Settings.Direct_Intersection && !WholeProjectHolds(*this)) return 0;
+  if (!Gate().CountsHold() || counted == 0 || ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
+  if (Settings.Direct_Intersection && !Gate().WholeProjectHolds()) return 0;
   if (Settings.Direct_Intersection) return GenerateResults(project, gcp, output);
   if (Settings.Resampling_Points) {
     LogPrintf(">>Reampling image point data...\n");
@@ -24,7 +23,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
                      &Points.pPointImageCount) == 0)
       return 0;
   }
-  if (!PointsHold(*this)) return 0;
+  if (!Gate().PointsHold()) return 0;
   // Normalisation changes the table, and the reader of points takes the coordinates from it.
   if (ReadGcpTable(gcp) == 0) return 0;
   if (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) {

@@ -4,119 +4,95 @@
 #include "check/PointLines.h"
 
 namespace orvo {
-namespace {
 
-std::optional<Finding> FindFault(const CBundleAdjustment& block) {
-  if (block.Paths.szOvtPath.empty()) return FindFaultOfTextProject(block.Paths.szProjectPath);
-  return FindFaultOfOvt(block.Paths.szOvtPath, block.Images.nImageFileNum);
+std::optional<Finding> InputGate::FindFault() const {
+  if (Paths.szOvtPath.empty()) return FindFaultOfTextProject(Paths.szProjectPath);
+  return FindFaultOfOvt(Paths.szOvtPath, Images.nImageFileNum);
 }
 
 /// Ends the run for it. The console has it from whoever asked for the run.
-bool Keep(CBundleAdjustment& block, const Finding& refusal) {
-  block.Guard.Refusals.push_back(refusal);
-  block.Log.WriteToFile(TextOf(refusal) + "\n");
+bool InputGate::Keep(const Finding& refusal) {
+  Guard.Refusals.push_back(refusal);
+  Log.WriteToFile(TextOf(refusal) + "\n");
   return false;
 }
 
 /// Looks for what was noticed on the way: where it is, and what it is.
-bool Refuse(CBundleAdjustment& block) {
-  std::optional<Finding> fault = FindFault(block);
+bool InputGate::Refuse() {
+  std::optional<Finding> fault = FindFault();
   if (!fault) {
-    const std::string& path =
-        block.Paths.szOvtPath.empty() ? block.Paths.szProjectPath : block.Paths.szOvtPath;
+    const std::string& path = Paths.szOvtPath.empty() ? Paths.szProjectPath : Paths.szOvtPath;
     fault = Finding{
         Severity::Error, path, 0, -1, "the file changed while it was read", "Run again when it is complete"};
   }
-  return Keep(block, *fault);
+  return Keep(*fault);
 }
 
-void TellLostImages(CBundleAdjustment& block) {
-  if (block.Guard.bToldImages) return;
-  block.Guard.bToldImages = true;
+void InputGate::Tell(std::string text) {
+  TellNote({Severity::Note, Paths.szProjectPath, 0, -1, std::move(text), {}}, Guard, Log);
+}
+
+void InputGate::TellLostImages() {
+  if (Guard.bToldImages) return;
+  Guard.bToldImages = true;
   NamedCount images;
   int64_t measures = 0;
-  for (size_t i = 0; i < block.Images.pImageIndex.size() && i < block.Images.pImagePointCount.size(); ++i) {
-    if (block.Images.pImageIndex[i] >= 0) continue;
-    measures += block.Images.pImagePointCount[i];
-    if (block.Images.pImagePointCount[i] < 1) images.Add(block.Images.pImageNames[i].sz);
+  for (size_t i = 0; i < Images.pImageIndex.size() && i < Images.pImagePointCount.size(); ++i) {
+    if (Images.pImageIndex[i] >= 0) continue;
+    measures += Images.pImagePointCount[i];
+    if (Images.pImagePointCount[i] < 1) images.Add(Images.pImageNames[i].sz);
   }
   if (images.nCount > 0) {
-    TellNote(block, {Severity::Note,
-                     block.Paths.szProjectPath,
-                     0,
-                     -1,
-                     CountOf(images.nCount, "image", images.Names) +
-                         ": left out, for no tie point is measured there",
-                     {}});
+    Tell(CountOf(images.nCount, "image", images.Names) + ": left out, for no tie point is measured there");
   }
-  if (measures > 0) {
-    TellNote(block, {Severity::Note,
-                     block.Paths.szProjectPath,
-                     0,
-                     -1,
-                     CountOf(measures, "measurement", {}) + " on images that are left out",
-                     {}});
-  }
-  if (block.Points.Facts.nFewRays > 0) {
-    TellNote(block, {Severity::Note,
-                     block.Paths.szProjectPath,
-                     0,
-                     -1,
-                     CountOf(block.Points.Facts.nFewRays, "tie point", {}) +
-                         " with fewer than 2 measurements, which determine nothing",
-                     {}});
+  if (measures > 0) Tell(CountOf(measures, "measurement", {}) + " on images that are left out");
+  if (Points.Facts.nFewRays > 0) {
+    Tell(CountOf(Points.Facts.nFewRays, "tie point", {}) +
+         " with fewer than 2 measurements, which determine nothing");
   }
 }
 
-void TellLostPoints(CBundleAdjustment& block) {
-  if (block.Guard.bToldPoints) return;
-  block.Guard.bToldPoints = true;
-  const NamedCount& rejected = block.Points.Facts.Points.Rejected;
+void InputGate::TellLostPoints() {
+  if (Guard.bToldPoints) return;
+  Guard.bToldPoints = true;
+  const NamedCount& rejected = Points.Facts.Points.Rejected;
   if (rejected.nCount < 1) return;
-  TellNote(block, {Severity::Note,
-                   block.Paths.szProjectPath,
-                   0,
-                   -1,
-                   CountOf(rejected.nCount, "tie point", rejected.Names) +
-                       ": left out whole, for a measurement is on an image that is left out",
-                   {}});
+  Tell(CountOf(rejected.nCount, "tie point", rejected.Names) +
+       ": left out whole, for a measurement is on an image that is left out");
 }
 
-}  // namespace
-
-bool CountsHold(CBundleAdjustment& block) {
-  if (!block.Guard.bGuarded) return true;
-  if (!block.Guard.Refusals.empty()) return false;
-  if (block.Points.Facts.nBrokenCounted > 0) return Refuse(block);
-  return true;
+bool InputGate::CountsHold() {
+  if (!Guard.bGuarded) return true;
+  if (!Guard.Refusals.empty()) return false;
+  return Points.Facts.nBrokenCounted == 0 || Refuse();
 }
 
-bool PointsHold(CBundleAdjustment& block) {
-  if (!CountsHold(block)) return false;
-  if (!block.Guard.bGuarded) return true;
-  TellLostImages(block);
-  if (!block.Paths.szOvtPath.empty()) return true;
-  if (block.Points.Sections.Count() > 1) {
-    return Keep(block, {Severity::Error, block.Paths.szProjectPath, 0, -1,
-                        "the text project does not fit into the memory at once, and its later "
-                        "sections would be read out of step",
-                        "Count on more with --memory, or convert the project to .ovc and .ovt"});
+bool InputGate::PointsHold() {
+  if (!CountsHold()) return false;
+  if (!Guard.bGuarded) return true;
+  TellLostImages();
+  if (!Paths.szOvtPath.empty()) return true;
+  if (Points.Sections.Count() > 1) {
+    return Keep({Severity::Error, Paths.szProjectPath, 0, -1,
+                 "the text project does not fit into the memory at once, and its later "
+                 "sections would be read out of step",
+                 "Count on more with --memory, or convert the project to .ovc and .ovt"});
   }
-  if (block.Points.Facts.Points.nBroken > 0) return Refuse(block);
-  TellLostPoints(block);
+  if (Points.Facts.Points.nBroken > 0) return Refuse();
+  TellLostPoints();
   return true;
 }
 
-bool WholeProjectHolds(CBundleAdjustment& block) {
-  if (!block.Guard.bGuarded) return true;
-  if (!block.Guard.Refusals.empty()) return false;
-  const std::optional<Finding> fault = FindFault(block);
-  return !fault || Keep(block, *fault);
+bool InputGate::WholeProjectHolds() {
+  if (!Guard.bGuarded) return true;
+  if (!Guard.Refusals.empty()) return false;
+  const std::optional<Finding> fault = FindFault();
+  return !fault || Keep(*fault);
 }
 
-void TellNote(CBundleAdjustment& block, const Finding& note) {
-  block.Guard.Notes.push_back(note);
-  block.LogPrintf("%s\n", TextOf(note).c_str());
+void TellNote(const Finding& note, RunGuard& guard, RunLog& log) {
+  guard.Notes.push_back(note);
+  log.Print("%s\n", TextOf(note).c_str());
 }
 
 }  // namespace orvo

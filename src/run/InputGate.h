@@ -1,22 +1,49 @@
 // Where a guarded run looks at what its readers noticed, and ends or goes on.
 #pragma once
 
-#include "run/BundleAdjustment.h"
+#include <optional>
+#include <string>
+
+#include "base/RunLog.h"
+#include "check/Finding.h"
+#include "records/FilePaths.h"
+#include "records/ImageTable.h"
+#include "records/PointStore.h"
+#include "run/RunGuard.h"
 
 namespace orvo {
 
-/// Behind the counting: false, with the refusal in the guard, where it found what doesn't fit. A classic run
-/// always passes.
-bool CountsHold(CBundleAdjustment& block);
+/// Each question is answered with true in a classic run. False leaves the refusal in the guard.
+class InputGate {
+ public:
+  InputGate(RunGuard& guard, RunLog& log, const FilePaths& paths, const ImageTable& images,
+            const PointStore& points)
+      : Guard(guard), Log(log), Paths(paths), Images(images), Points(points) {}
 
-/// The same when the points are read, or an .ovt is about to be. Tells what images and points the run goes on
-/// without.
-bool PointsHold(CBundleAdjustment& block);
+  /// Behind the counting: whether everything fits that it found.
+  bool CountsHold();
+  /// The same when the points are read, or an .ovt is about to be. Tells what images and points the run goes
+  /// on without.
+  bool PointsHold();
+  /// The same where a run takes its points only to write them: reads the project from end to end for it.
+  bool WholeProjectHolds();
 
-/// The same where a run takes its points only to write them: reads the project from end to end for it.
-bool WholeProjectHolds(CBundleAdjustment& block);
+ private:
+  std::optional<Finding> FindFault() const;
+  bool Keep(const Finding& refusal);
+  bool Refuse();
+  void Tell(std::string text);
+  void TellLostImages();
+  void TellLostPoints();
+
+  RunGuard& Guard;
+  RunLog& Log;
+  const FilePaths& Paths;
+  const ImageTable& Images;
+  const PointStore& Points;
+};
 
 /// Keeps a finding, and tells a note to console and log.
-void TellNote(CBundleAdjustment& block, const Finding& note);
+void TellNote(const Finding& note, RunGuard& guard, RunLog& log);
 
 }  // namespace orvo

@@ -2,33 +2,32 @@
 
 #include "base/OutputCollision.h"
 #include "block/ProjectForm.h"
-#include "run/BundleAdjustment.h"
 
 namespace orvo {
 
-std::string BeginOutput(CBundleAdjustment& block, const RunPaths& paths, bool folderIsThere) {
+std::string BeginOutput(OutputFolder& folder, const std::string& output, const RunPaths& paths,
+                        bool folderIsThere) {
   if (!folderIsThere) {
     // A folder that comes into being later would be written to without its lock.
-    block.Outputs.Folder.Bar();
+    folder.Bar();
     return {};
   }
-  const auto collision = FindOutputThatIsInput(
-      block.Paths.szOutputPath,
-      {paths.szProject, OvtPathOfProject(paths.szProject), paths.szGcp, paths.szPos, paths.szSettings});
+  const auto collision = FindOutputThatIsInput(output, {paths.szProject, OvtPathOfProject(paths.szProject),
+                                                        paths.szGcp, paths.szPos, paths.szSettings});
   if (collision) return collision->Text();
-  return block.Outputs.Folder.Begin(block.Paths.szOutputPath);
+  return folder.Begin(output);
 }
 
-void EndOutput(CBundleAdjustment& block, const RunOptions& options, RunOutcome& outcome) {
-  if (!block.Outputs.Folder.IsActive()) return;
+void EndOutput(OutputFolder& folder, RunLog& log, const RunOptions& options, RunOutcome& outcome) {
+  if (!folder.IsActive()) return;
   const auto note = [&] {
-    const OutputFault fault = block.Outputs.Folder.Fault();
+    const OutputFault fault = folder.Fault();
     if (!fault.Any() || !outcome.szFault.empty()) return;
     outcome.szFault = "cannot " + fault.Text();
-    block.LogPrintf("Error!No result file is put in place: %s!\n", outcome.szFault.c_str());
+    log.Print("Error!No result file is put in place: %s!\n", outcome.szFault.c_str());
   };
   note();
-  block.Outputs.Folder.End(FateOf(options.Rules, outcome, options.bStrict));
+  folder.End(FateOf(options.Rules, outcome, options.bStrict));
   note();
 }
 
