@@ -2,7 +2,7 @@
 # Installs what is missing of the Debian packages (Debian 12 and newer) that Orvo is built with.
 #   scripts/install-dependencies.sh           what the programs need
 #   scripts/install-dependencies.sh --tests   and what test.sh needs
-#   scripts/install-dependencies.sh --bench   and what bench/run.sh needs
+#   scripts/install-dependencies.sh --bench   and what the benchmarks need
 # Nothing is run when everything is there, so this works without a network then.
 set -euo pipefail
 

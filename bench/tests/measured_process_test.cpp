@@ -48,6 +48,19 @@ TEST(MeasuredProcess, SeesFilesOfTheFolder) {
   EXPECT_EQ(figures.Events[2].szText, "done");
 }
 
+TEST(MeasuredProcess, SeesFilesOfAFolderMadeThereButNoHiddenOnes) {
+  const test::ScratchFolder folder;
+  const std::string made = folder / ".staged";
+  const ProcessFigures figures = Shell(
+      "mkdir " + made + "; sleep 0.2; echo x > " + made + "/b.txt; echo y > " + made + "/.lock; mkdir " +
+          made + "/old; sleep 0.2; echo z > " + made + "/old/c.txt; mv " + made + "/b.txt " + folder.Path(),
+      folder.Path());
+  ASSERT_EQ(figures.Events.size(), 2u);
+  EXPECT_EQ(figures.Events[0].eKind, ProcessEvent::Kind::FileOpened);
+  EXPECT_EQ(figures.Events[1].eKind, ProcessEvent::Kind::FileClosed);
+  EXPECT_EQ(figures.Events[1].szText, "b.txt");
+}
+
 TEST(MeasuredProcess, PassesVariablesOn) {
   ProcessCommand command;
   command.pArguments = {"/bin/sh", "-c", "echo $ORVO_BENCH_TEST"};

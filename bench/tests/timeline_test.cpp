@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "whole/Json.h"
+#include "support/TestFiles.h"
 #include "whole/Measurement.h"
 
 namespace orvo::bench {
@@ -162,19 +162,28 @@ TEST(Measurement, KeepsTheLeastOfEachFigure) {
   EXPECT_EQ(measurement.fWall, 2);
   EXPECT_EQ(measurement.fCpu, 1);
   EXPECT_EQ(measurement.nPeakBytes, 100);
-  EXPECT_EQ(measurement.pWalls, (std::vector<double>{3, 2}));
+  EXPECT_EQ(measurement.nRepeats, 2);
   EXPECT_FALSE(measurement.nInstructions);
 }
 
-TEST(Json, SeparatesNestsAndEscapes) {
-  JsonWriter json;
-  json.Begin('{').Pair("a", 1).Key("b").Begin('[').Value(0.5).Null().End();
-  json.Key("c").Begin('[').End().Pair("d\"\\\n", "x").Pair("e", 1.0 / 0.0).End();
-  std::string packed;
-  for (const char c : json.Text()) {
-    if (c != ' ' && c != '\n') packed += c;
+TEST(Measurement, KeepsTheFilesThatAreThereAtTheEnd) {
+  const test::ScratchFolder folder;
+  test::WriteFile(folder / "Residuals_0_0.res", "12345");
+  test::WriteFile(folder / "Residuals_1_0.res", "123");
+  ProcessFigures figures;
+  figures.fWall = 9;
+  double t = 1;
+  for (const char* name : {"Residuals_0_0.res", "Residuals_1_0.res", "journal.new"}) {
+    figures.Events.push_back({t++, 0, Kind::FileOpened, name});
+    figures.Events.push_back({t++, 0, Kind::FileClosed, name});
   }
-  EXPECT_EQ(packed, R"({"a":1,"b":[0.5,null],"c":[],"d\"\\\u000a":"x","e":null})");
+  Measurement measurement;
+  AddRun(measurement, figures, folder.Path());
+  ASSERT_EQ(measurement.Files.size(), 1u);
+  EXPECT_EQ(measurement.Files[0].Time.szName, "Residuals_*_*.res");
+  EXPECT_EQ(measurement.Files[0].Time.nCount, 2);
+  EXPECT_EQ(measurement.Files[0].nBytes, 8);
+  EXPECT_DOUBLE_EQ(measurement.Files[0].Time.fWall, 2);
 }
 
 }  // namespace

@@ -101,10 +101,16 @@ bool ReadCounter(const Descriptor& counter, int64_t& value) {
   ::_exit(127);
 }
 
+/// The number of the watch, below zero where there is none.
+int WatchFolder(int notifier, const std::string& folder) {
+  return ::inotify_add_watch(notifier, folder.c_str(), IN_CREATE | IN_CLOSE_WRITE);
+}
+
 class Observer {
  public:
-  Observer(pid_t process, const Descriptor& taskClock, double start, std::vector<ProcessEvent>& events)
-      : TaskClock(taskClock), fStart(start), Events(events) {
+  Observer(pid_t process, const Descriptor& taskClock, double start, const std::string& watched, int watch,
+           std::vector<ProcessEvent>& events)
+      : TaskClock(taskClock), fStart(start), szWatched(watched), nWatch(watch), Events(events) {
     bHasClock = ::clock_getcpuclockid(process, &Clock) == 0;
   }
 
@@ -164,18 +170,25 @@ class Observer {
       TakeTime();
       for (ssize_t offset = 0; offset < count;) {
         const auto* event = reinterpret_cast<const inotify_event*>(buffer.data() + offset);
-        if (event->len > 0) {
-          Add((event->mask & IN_CREATE) != 0 ? ProcessEvent::Kind::FileOpened
-                                             : ProcessEvent::Kind::FileClosed,
-              event->name);
-        }
+        if (event->len > 0) TakeFile(folder, *event);
         offset += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
       }
     }
   }
 
+  void TakeFile(int folder, const inotify_event& event) {
+    const bool created = (event.mask & IN_CREATE) != 0;
+    if ((event.mask & IN_ISDIR) != 0) {
+      if (created && event.wd == nWatch) WatchFolder(folder, szWatched + "/" + event.name);
+    } else if (event.name[0] != '.') {
+      Add(created ? ProcessEvent::Kind::FileOpened : ProcessEvent::Kind::FileClosed, event.name);
+    }
+  }
+
   const Descriptor& TaskClock;
   double fStart;
+  const std::string& szWatched;
+  int nWatch;
   std::vector<ProcessEvent>& Events;
   clockid_t Clock{};
   bool bHasClock = false;
@@ -213,10 +226,11 @@ ProcessFigures RunMeasured(const ProcessCommand& command) {
   if (::pipe2(output, O_CLOEXEC) != 0) return figures;
   Descriptor outputRead(output[0]), outputWrite(output[1]);
   Descriptor folder;
+  int watch = -1;
   if (!command.szWatchedFolder.empty()) {
     folder = Descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    if (::inotify_add_watch(folder.Get(), command.szWatchedFolder.c_str(), IN_CREATE | IN_CLOSE_WRITE) < 0)
-      folder.Close();
+    watch = WatchFolder(folder.Get(), command.szWatchedFolder);
+    if (watch < 0) folder.Close();
   }
 
   // The peak memory of a child counts from its fork on, so whoever calls this must be small.
@@ -229,7 +243,7 @@ ProcessFigures RunMeasured(const ProcessCommand& command) {
   const Descriptor taskClock = OpenTaskClock(process);
   const Precedence precedence;
   const double start = Seconds(CLOCK_MONOTONIC);
-  Observer observer(process, taskClock, start, figures.Events);
+  Observer observer(process, taskClock, start, command.szWatchedFolder, watch, figures.Events);
   figures.bStarted = ::write(gateWrite.Get(), "g", 1) == 1;
   observer.Watch(outputRead.Get(), folder.Get());
 

@@ -20,7 +20,8 @@ struct ProcessEvent {
 struct ProcessCommand {
   std::vector<std::string> pArguments;                          ///< the program first
   std::vector<std::pair<std::string, std::string>> pVariables;  ///< set in its environment
-  std::string szWatchedFolder;  ///< files made here, not below it, become events; may be empty
+  /// Files made here, and in folders made here by the run, become events, but for hidden ones; may be empty.
+  std::string szWatchedFolder;
 };
 
 struct ProcessFigures {

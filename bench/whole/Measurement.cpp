@@ -53,9 +53,7 @@ double ReadReportRms(const std::string& outputFolder) {
 }
 
 void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::string& outputFolder) {
-  const bool first = measurement.pWalls.empty();
-  measurement.pWalls.push_back(figures.fWall);
-  measurement.pCpus.push_back(figures.Cpu());
+  const bool first = measurement.nRepeats++ == 0;
   KeepLeast(measurement.fWall, figures.fWall, first);
   KeepLeast(measurement.fCpu, figures.Cpu(), first);
   KeepLeast(measurement.fUser, figures.fUser, first);
@@ -66,7 +64,7 @@ void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::
     measurement.nInstructions =
         std::min(measurement.nInstructions.value_or(*figures.nInstructions), *figures.nInstructions);
 
-  Timeline timeline = ReadTimeline(figures.Events, figures.fWall, figures.Cpu());
+  const Timeline timeline = ReadTimeline(figures.Events, figures.fWall, figures.Cpu());
   AddPhases(measurement.Phases, timeline.Phases);
   const auto mean = [&](double IterationTime::*field) {
     double sum = 0;
@@ -77,7 +75,7 @@ void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::
   KeepLeast(measurement.fIterationCpu, mean(&IterationTime::fCpu), first);
   KeepLeast(measurement.fListingWall, mean(&IterationTime::fListingWall), first);
   KeepLeast(measurement.fListingCpu, mean(&IterationTime::fListingCpu), first);
-  measurement.Iterations = std::move(timeline.Iterations);
+  measurement.nIterations = static_cast<int64_t>(timeline.Iterations.size());
   measurement.fFinalRms = ReadReportRms(outputFolder);
 
   const std::map<std::string, int64_t> sizes = FileSizes(outputFolder);
@@ -85,54 +83,14 @@ void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::
     const auto known =
         std::find_if(measurement.Files.begin(), measurement.Files.end(),
                      [&](const OutputFileSize& other) { return other.Time.szName == file.szName; });
+    // What is not there at the end was no result.
+    const auto size = sizes.find(file.szName);
     if (known != measurement.Files.end()) {
       known->Time.fWall = std::min(known->Time.fWall, file.fWall);
-    } else {
-      const auto size = sizes.find(file.szName);
-      measurement.Files.push_back({file, size == sizes.end() ? 0 : size->second});
+    } else if (size != sizes.end()) {
+      measurement.Files.push_back({file, size->second});
     }
   }
-}
-
-void WriteJson(JsonWriter& json, const Measurement& measurement) {
-  const auto list = [&json](const char* name, const std::vector<double>& values) {
-    json.Key(name).Begin('[');
-    for (const double value : values) json.Value(value);
-    json.End();
-  };
-  json.Begin('{').Pair("case", measurement.szCase).Pair("program", measurement.szProgram);
-  json.Pair("wall", measurement.fWall).Pair("cpu", measurement.fCpu);
-  json.Pair("user", measurement.fUser).Pair("system", measurement.fSystem);
-  json.Pair("peak_bytes", measurement.nPeakBytes).Pair("minor_faults", measurement.nMinorFaults);
-  json.Key("instructions");
-  if (measurement.nInstructions) {
-    json.Value(*measurement.nInstructions);
-  } else {
-    json.Null();
-  }
-  list("all_walls", measurement.pWalls);
-  list("all_cpus", measurement.pCpus);
-  json.Pair("iterations", static_cast<int64_t>(measurement.Iterations.size()));
-  json.Pair("final_rms", measurement.fFinalRms);
-  json.Pair("iteration_wall", measurement.fIterationWall).Pair("iteration_cpu", measurement.fIterationCpu);
-  json.Pair("listing_wall", measurement.fListingWall).Pair("listing_cpu", measurement.fListingCpu);
-  json.Key("iteration_list").Begin('[');
-  for (const IterationTime& iteration : measurement.Iterations) {
-    json.Begin('{').Pair("wall", iteration.fWall).Pair("cpu", iteration.fCpu);
-    json.Pair("rms_x", iteration.fRmsX).Pair("rms_y", iteration.fRmsY).Pair("largest", iteration.fLargest);
-    json.Pair("pcg", iteration.nPcgIterations).End();
-  }
-  json.End().Key("phases").Begin('{');
-  for (const PhaseTime& phase : measurement.Phases) {
-    json.Key(phase.szName).Begin('{').Pair("wall", phase.fWall).Pair("cpu", phase.fCpu);
-    json.Pair("count", phase.nCount).End();
-  }
-  json.End().Key("files").Begin('{');
-  for (const OutputFileSize& file : measurement.Files) {
-    json.Key(file.Time.szName).Begin('{').Pair("wall", file.Time.fWall);
-    json.Pair("count", file.Time.nCount).Pair("bytes", file.nBytes).End();
-  }
-  json.End().End();
 }
 
 }  // namespace orvo::bench

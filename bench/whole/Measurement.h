@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "whole/Json.h"
 #include "whole/MeasuredProcess.h"
 #include "whole/Timeline.h"
 
@@ -21,14 +20,14 @@ struct OutputFileSize {
 /// figure for itself; the sum of the phases is then at most the whole.
 struct Measurement {
   std::string szCase, szProgram;
-  std::vector<double> pWalls, pCpus;  ///< of the repeats
+  int64_t nRepeats = 0;
   double fWall = 0, fCpu = 0, fUser = 0, fSystem = 0;
   int64_t nPeakBytes = 0;
   std::optional<int64_t> nInstructions;
   int64_t nMinorFaults = 0;
   double fIterationWall = 0, fIterationCpu = 0;  ///< of one iteration, in the mean over a run
   double fListingWall = 0, fListingCpu = 0;      ///< of them, of the residual listing
-  std::vector<IterationTime> Iterations;         ///< of the last run
+  int64_t nIterations = 0;                       ///< of the last run
   std::vector<PhaseTime> Phases;
   std::vector<OutputFileSize> Files;
   double fFinalRms = 0;  ///< over x and y, pixels, as the report says
@@ -39,7 +38,5 @@ double ReadReportRms(const std::string& outputFolder);
 
 /// Adds a run whose output stands in `outputFolder`.
 void AddRun(Measurement& measurement, const ProcessFigures& figures, const std::string& outputFolder);
-
-void WriteJson(JsonWriter& json, const Measurement& measurement);
 
 }  // namespace orvo::bench

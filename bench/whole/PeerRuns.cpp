@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
-#include <sstream>
 
 #include "whole/MeasuredProcess.h"
 
@@ -14,10 +13,10 @@ namespace {
 
 /// The best ones of each size; see orvo_peer for what they are. A second thread begins to gain with many
 /// images.
-std::string SuitableConfigurations(int64_t images) {
-  if (images < 200) return "dense-1,sparse-1";
-  if (images < 5000) return "sparse-1,sparse-2,iterative-1";
-  return "sparse-2,iterative-2";
+std::vector<std::string> SuitableConfigurations(int64_t images) {
+  if (images < 200) return {"dense-1", "sparse-1"};
+  if (images < 5000) return {"sparse-1", "sparse-2", "iterative-1"};
+  return {"sparse-2", "iterative-2"};
 }
 
 /// The lines "name value" between "PEER {" and "}".
@@ -44,27 +43,24 @@ void KeepLeast(PeerTime& least, const PeerTime& time, bool first) {
   least.fCpu = first ? time.fCpu : std::min(least.fCpu, time.fCpu);
 }
 
-std::string Multiple(const PeerTime& time, const Measurement& measurement) {
-  if (time.fWall < 0) return fmt::format("{:>10} {:>6} {:>6}", "never", "", "");
-  return fmt::format("{:10.1f} {:5.1f}x {:5.1f}x", 1e3 * time.fWall, time.fWall / measurement.fWall,
-                     time.fCpu / measurement.fCpu);
-}
-
 }  // namespace
 
-std::vector<PeerRun> PlanPeerRuns(const std::string& caseName, const std::string& configurations) {
-  std::istringstream stream(configurations.empty() ? SuitableConfigurations(std::atoll(caseName.c_str()))
-                                                   : configurations);
+std::string CheckConfiguration(const std::string& configuration) {
+  const size_t dash = configuration.find('-');
+  if (dash != std::string::npos && dash > 0 && dash + 1 < configuration.size() &&
+      configuration.find_first_not_of("0123456789", dash + 1) == std::string::npos)
+    return "";
+  return configuration + " is no configuration: write solver-threads, such as sparse-2";
+}
+
+std::vector<PeerRun> PlanPeerRuns(const std::string& caseName,
+                                  const std::vector<std::string>& configurations) {
   std::vector<PeerRun> runs;
-  for (std::string part; std::getline(stream, part, ',');) {
-    if (part.find('-') == std::string::npos) {
-      std::fprintf(stderr, "orvo_bench: %s is no configuration: write solver-threads, such as sparse-2\n",
-                   part.c_str());
-      return {};
-    }
+  for (const std::string& configuration :
+       configurations.empty() ? SuitableConfigurations(std::atoll(caseName.c_str())) : configurations) {
     runs.emplace_back();
     runs.back().szCase = caseName;
-    runs.back().szConfiguration = part;
+    runs.back().szConfiguration = configuration;
   }
   return runs;
 }
@@ -103,38 +99,6 @@ bool RepeatPeer(const std::string& program, const CaseFiles& files, bool gross, 
   run.fFinalRms = answer["rms"];
   run.nPeakBytes = first ? figures.nPeakBytes : std::min(run.nPeakBytes, figures.nPeakBytes);
   return true;
-}
-
-void PrintPeerRows(std::FILE* out, const Measurement& measurement, std::span<const PeerRun> runs) {
-  fmt::print(out,
-             "  {:<12} {:>10} {:>6} {:>6} {:>10} {:>6} {:>6} {:>10} {:>6} {:>6} {:>5} {:>10} {:>9} {:>8}\n",
-             "peer", "solve ms", "wall", "cpu", "to RMSE", "wall", "cpu", "whole", "wall", "cpu", "steps",
-             "step ms", "peak MB", "RMSE px");
-  for (const PeerRun& run : runs) {
-    fmt::print(out, "  {:<12} {} {} {} {:5} {:10.1f} {:9.1f} {:8.6f}\n", run.szConfiguration,
-               Multiple(run.Solve, measurement), Multiple(run.ToTarget, measurement),
-               Multiple(run.Whole, measurement), run.nSteps,
-               run.nSteps > 0 ? 1e3 * run.Solve.fWall / run.nSteps : 0,
-               static_cast<double>(run.nPeakBytes) / 1e6, run.fFinalRms);
-  }
-}
-
-void WriteJson(JsonWriter& json, const PeerRun& run) {
-  json.Begin('{').Pair("case", run.szCase).Pair("configuration", run.szConfiguration);
-  const auto write = [&json](const std::string& name, const PeerTime& time) {
-    if (time.fWall < 0) {
-      json.Key(name).Null().Key(name + "_cpu").Null();
-    } else {
-      json.Pair(name, time.fWall).Pair(name + "_cpu", time.fCpu);
-    }
-  };
-  write("whole", run.Whole);
-  write("read", run.Read);
-  write("build", run.Build);
-  write("solve", run.Solve);
-  write("to_target", run.ToTarget);
-  json.Pair("steps", run.nSteps).Pair("final_rms", run.fFinalRms).Pair("peak_bytes", run.nPeakBytes);
-  json.Pair("repeats", run.nRepeats).End();
 }
 
 }  // namespace orvo::bench

@@ -1,14 +1,11 @@
 // Runs of the peer on the files of a case, set against a measurement of that case.
 #pragma once
 
-#include <cstdio>
-#include <span>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "whole/Cases.h"
-#include "whole/Json.h"
-#include "whole/Measurement.h"
 
 namespace orvo::bench {
 
@@ -28,19 +25,22 @@ struct PeerRun {
   int nSteps = 0;     ///< accepted and rejected ones
   double fFinalRms = 0;
   int64_t nPeakBytes = 0;
+  /// Orvo's own whole runs on the case, in turn with these.
+  PeerTime Beside;
+  int64_t nBesidePeakBytes = 0;
+  double fBesideRms = 0;
 };
 
-/// One for each configuration (solver-threads, by commas); empty `configurations`: those that suit the number
-/// of images that the name of the case begins with. Nothing after a message where one is no configuration.
-std::vector<PeerRun> PlanPeerRuns(const std::string& caseName, const std::string& configurations);
+/// Empty where it is solver-threads, otherwise what to say.
+std::string CheckConfiguration(const std::string& configuration);
+
+/// One for each configuration; none given: those that suit the number of images that the name of the case
+/// begins with.
+std::vector<PeerRun> PlanPeerRuns(const std::string& caseName,
+                                  const std::vector<std::string>& configurations);
 
 /// Runs the peer once and keeps what is better than before. `target`: RMSE in pixels; `gross`: with the rule
 /// for gross measurements. False where it failed.
 bool RepeatPeer(const std::string& program, const CaseFiles& files, bool gross, double target, PeerRun& run);
-
-/// A row for each configuration, with the times as multiples of those of the measurement.
-void PrintPeerRows(std::FILE* out, const Measurement& measurement, std::span<const PeerRun> runs);
-
-void WriteJson(JsonWriter& json, const PeerRun& run);
 
 }  // namespace orvo::bench
