@@ -89,7 +89,7 @@ sub members_of {
   for (split /;/, $body) {
     s/\b(?:public|private|protected)\s*:(?!:)//g;
     s/^\s+|\s+$//g;
-    next if $_ eq '' || /^(?:using|typedef|friend|static|enum|class|struct)\b/;
+    next if $_ eq '' || /^(?:using|typedef|friend|static|enum|class|struct)\b|\boperator\b/;
     my $declared = s/=.*?(?=,|$)|\x02//gsr;
     next if $declared =~ /\x01/;
     push @members, map { /(\w+)\s*(?:\[[^\]]*\]\s*)*$/ ? $1 : () } split /,/, $declared;

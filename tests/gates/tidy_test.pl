@@ -13,11 +13,17 @@ my $stand_in = <<'END';
 #!/bin/sh
 here=$(dirname "$0")
 if [ "$1" = --version ]; then cat "$here/version"; exit 0; fi
-for file; do :; done
-echo "$file" >>"$here/calls"
-grep -q CRASH "$file" && kill -SEGV $$
-grep -q HIDDEN "$file" && exit 1
-for each in "$file" "$here"/src/base/*.h; do
+for word; do
+  [ "$word" = -- ] && break
+  file=$word
+done
+sources=$(sed -n 's|^#include "\(/.*\.cpp\)"$|\1|p' "$file")
+[ -n "$sources" ] || sources=$file
+for each in $sources; do echo "$each"; done >>"$here/calls"
+[ "$sources" != "$file" ] && [ "$(cat $sources | grep -c SAME)" -gt 1 ] && echo "$file:1:1: error: twice [clang-diagnostic-error]"
+grep -q CRASH $sources && kill -SEGV $$
+grep -q HIDDEN $sources && exit 1
+for each in $sources "$here"/src/base/*.h; do
   grep -n BAD "$each" | sed "s|^\([0-9]*\):.*|$each:\1:1: warning: bad [bugprone-bad]|"
 done
 echo "12 warnings generated"
@@ -27,9 +33,10 @@ my $tree = tree(
   'version' => "version 1\n",
   '.clang-tidy' => "Checks: bugprone-bad\n",
   'src/base/A.h' => "#pragma once\n",
-  'src/base/B.h' => "#include \"base/A.h\"\n",
+  'src/block/B.h' => "#include \"base/A.h\"\n",
   'src/base/A.cpp' => "#include \"base/A.h\"\n",
-  'src/base/B.cpp' => "#include \"base/B.h\"\n",
+  'src/base/C.cpp' => "int c;\n",
+  'src/block/B.cpp' => "#include \"block/B.h\"\n",
   'app/main.cpp' => "int main() {}\n",
   'tests/a_test.cpp' => "// BAD\n",
   'build/x' => '',
@@ -45,7 +52,7 @@ sub write_file {
 sub commands {
   my ($flag) = @_;
   write_file('build/compile_commands.json', encode_json([map { {directory => "$tree/build", file => "$tree/$_",
-    command => "c++ $flag -c $tree/$_"} } qw(src/base/A.cpp src/base/B.cpp app/main.cpp tests/a_test.cpp)]));
+    command => "c++ $flag -c $tree/$_"} } qw(src/base/A.cpp src/base/C.cpp src/block/B.cpp app/main.cpp tests/a_test.cpp)]));
 }
 commands('-O1');
 
@@ -57,15 +64,15 @@ sub checked {
   if (open(my $file, '<', "$tree/calls")) { @calls = map { s{^.*?/(src|app)/}{$1/}r =~ s/\n//r } <$file> }
   return {status => $status, found => [grep { !/^tidy: / } split /\n/, $text], calls => [sort @calls]};
 }
-my @all = qw(app/main.cpp src/base/A.cpp src/base/B.cpp);
+my @all = qw(app/main.cpp src/base/A.cpp src/base/C.cpp src/block/B.cpp);
 
 is_deeply(checked(), {status => 0, found => [], calls => [@all]}, 'clean sources pass; tests are left out');
 is_deeply(checked(), {status => 0, found => [], calls => []}, 'and are not checked again');
 
-write_file('src/base/B.h', "#include \"base/A.h\"\n// more\n");
-is_deeply(checked(), {status => 0, found => [], calls => ['src/base/B.cpp']}, 'a changed header: what includes it');
+write_file('src/block/B.h', "#include \"base/A.h\"\n// more\n");
+is_deeply(checked(), {status => 0, found => [], calls => ['src/block/B.cpp']}, 'a changed header: what includes it');
 write_file('src/base/A.h', "#pragma once\n// more\n");
-is_deeply(checked(), {status => 0, found => [], calls => [qw(src/base/A.cpp src/base/B.cpp)]}, 'through other headers too');
+is_deeply(checked(), {status => 0, found => [], calls => [qw(src/base/A.cpp src/base/C.cpp src/block/B.cpp)]}, 'through other headers too');
 commands('-O2');
 is_deeply(checked(), {status => 0, found => [], calls => [@all]}, 'other commands: everything');
 write_file('.clang-tidy', "Checks: bugprone-bad\n# more\n");
@@ -81,15 +88,23 @@ is_deeply(checked(), {status => 0, found => [], calls => [@all]}, 'another clang
 
 my $bad = 'src/base/A.h:2:1: warning: bad [bugprone-bad]';
 write_file('src/base/A.h', "#pragma once\n// BAD\n");
-is_deeply(checked(), {status => 1, found => [$bad], calls => [qw(src/base/A.cpp src/base/B.cpp)]},
+is_deeply(checked(), {status => 1, found => [$bad], calls => [qw(src/base/A.cpp src/base/C.cpp src/block/B.cpp)]},
           'a finding fails, and is listed once');
 is_deeply(checked(), {status => 1, found => [$bad], calls => []}, 'and again as long as it is there');
 write_file('src/base/A.h', "#pragma once\n");
 is(checked()->{status}, 0, 'and passes when it is mended');
 
+write_file("src/base/$_.cpp", "int a;  // SAME\n") for qw(A C);
+is_deeply(checked(), {status => 0, found => [], calls => [sort map { ($_, $_) } qw(src/base/A.cpp src/base/C.cpp)]},
+          'what can not be compiled joined is checked one by one');
+write_file('src/base/C.cpp', "int a;  // SAME BAD\n");
+is_deeply(checked()->{found}, ['src/base/C.cpp:1:1: warning: bad [bugprone-bad]'], 'and found fault with');
+write_file("src/base/$_.cpp", "int a;\n") for qw(A C);
+is(checked()->{status}, 0, 'joined again, they pass');
+
 write_file('app/main.cpp', "int main() {}  // CRASH\n");
 for my $attempt ('a crash is no pass', 'and is tried again') {
-  is_deeply(checked(), {status => 1, found => ['app/main.cpp:1: clang-tidy came to no end'], calls => ['app/main.cpp']}, $attempt);
+  is_deeply(checked(), {status => 1, found => ['app/main.cpp:1: clang-tidy came to no end here or in what is checked with it'], calls => ['app/main.cpp']}, $attempt);
 }
 write_file('app/main.cpp', "int main() {}  // HIDDEN\n");
 is(checked()->{status}, 1, 'nor is a failure without a word');
