@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Everything that is checked: release tests, tests with Clang, the sanitizer runs, bounded fuzzing.
+# Everything that is checked: gates on the sources, release tests, tests with Clang, the sanitizer runs, bounded fuzzing.
 #   ./test.sh                    all of it
-#   ./test.sh --quick            the release tests only
+#   ./test.sh --quick            the gates and the release tests only
 #   ./test.sh --fuzz-seconds N   seconds for each fuzz target (12)
 # The last line says "N passed, N failed"; the exit status is 0 when nothing failed.
 set -euo pipefail
@@ -38,10 +38,14 @@ skipped=0
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-configure=(-DORVO_BUILD_TESTS=ON)
+configure=(-DORVO_BUILD_TESTS=ON -DORVO_WARNINGS_AS_ERRORS=ON)
 if command -v ccache >/dev/null; then
   configure+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+  # Without these it keeps nothing that was compiled with a precompiled header, which is every test.
+  export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
 fi
+# Beside the compiler's cache, so that a new copy of the tree need not check everything again.
+export ORVO_TIDY_CACHE=${ORVO_TIDY_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/orvo-tidy}
 # With many random address bits the kernel may put a program where the sanitizers want their shadow memory.
 fixed_addresses=()
 if setarch "$(uname -m)" -R true 2>/dev/null; then
@@ -85,6 +89,18 @@ count_tests() {
     failed=$((failed + bad))
     skipped=$((skipped + left_out))
   fi
+  return "$status"
+}
+
+# Each gate counts as one.
+gates() {
+  local status=0 good=0 bad=0 left_out=0
+  scripts/gates.sh 2>&1 | tee "$work/gates" || status=$?
+  read -r good bad left_out < <(sed -nE 's/^([0-9]+) passed, ([0-9]+) failed, ([0-9]+) skipped$/\1 \2 \3/p' "$work/gates" |
+    tail -n 1) || true
+  passed=$((passed + ${good:-0}))
+  failed=$((failed + ${bad:-0}))
+  skipped=$((skipped + ${left_out:-0}))
   return "$status"
 }
 
@@ -142,6 +158,7 @@ tsan_tests() {
 }
 
 stage "Dependencies" scripts/install-dependencies.sh --tests
+stage "Gates" gates
 stage "Release tests" release_tests
 if ! $quick; then
   stage "Faults" fault_tests

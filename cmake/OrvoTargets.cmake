@@ -3,6 +3,7 @@
 #   orvo                 CBundleAdjustment, its members (from every folder) and the flows
 #   programs and tests   on top
 include(GoogleTest OPTIONAL)
+include(OrvoRooms)
 
 add_library(orvo_options INTERFACE)
 # Options of the C++ compiler, which nvcc would not know.
@@ -25,13 +26,20 @@ if(ORVO_SANITIZERS)
   orvo_cxx_options(-fsanitize=${ORVO_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(orvo_options INTERFACE -fsanitize=${ORVO_SANITIZERS})
 endif()
-target_include_directories(orvo_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
-# A pure library of one folder: orvo_core(block SOURCES a.cpp DEPENDS orvo_geometry_core fmt::fmt)
-function(orvo_core folder)
+# All of src/ in sight: for what stands on top of the rooms, the programs and tests.
+add_library(orvo_sources INTERFACE)
+target_include_directories(orvo_sources INTERFACE ${PROJECT_SOURCE_DIR}/src)
+
+# A pure library of one room, which sees only the rooms below it:
+#   orvo_core(block SOURCES a.cpp DEPENDS orvo_geometry_core fmt::fmt)
+#   orvo_core(gpu/kernels SOURCES a.cpp)         is orvo_gpu_kernels_core
+function(orvo_core room)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-  add_library(orvo_${folder}_core STATIC ${ARG_SOURCES})
-  target_link_libraries(orvo_${folder}_core PUBLIC orvo_options ${ARG_DEPENDS})
+  string(REPLACE / _ name ${room})
+  add_library(orvo_${name}_core STATIC ${ARG_SOURCES})
+  target_link_libraries(orvo_${name}_core PUBLIC orvo_options ${ARG_DEPENDS})
+  orvo_see_rooms(orvo_${name}_core ${room})
 endfunction()
 
 # Members of CBundleAdjustment that this folder defines: orvo_members(block SOURCES a.cpp DEPENDS orvo_block_core)
@@ -42,12 +50,24 @@ function(orvo_members folder)
   target_link_libraries(orvo PUBLIC ${ARG_DEPENDS})
 endfunction()
 
+# Tests are compiled more often than they are run, so they are optimised less than what they test; no sum depends on it.
+# The other options let a compiler cache keep what was compiled with a precompiled header.
+function(orvo_test_options target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1>)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -fpch-preprocess)
+  elseif(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(${target} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
+  endif()
+endfunction()
+
 # One test program of a folder of tests/: orvo_test(block SOURCES a_test.cpp)
 function(orvo_test folder)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PROPERTIES" ${ARGN})
   add_executable(orvo_test_${folder} ${ARG_SOURCES})
   target_link_libraries(orvo_test_${folder} PRIVATE orvo_test_support orvo ${ARG_DEPENDS} GTest::gtest_main)
-  target_precompile_headers(orvo_test_${folder} PRIVATE <gtest/gtest.h>)
+  orvo_test_options(orvo_test_${folder})
+  target_precompile_headers(orvo_test_${folder} REUSE_FROM orvo_test_support)
   gtest_discover_tests(orvo_test_${folder} TEST_PREFIX "${folder}." DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 600 ${ARG_PROPERTIES})
 endfunction()

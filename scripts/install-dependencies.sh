@@ -9,7 +9,8 @@ set -euo pipefail
 packages=(build-essential cmake ninja-build libpugixml-dev libeigen3-dev libfmt-dev libcli11-dev)
 case "${1:-}" in
   "") ;;
-  --tests) packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-dev) ;;
+  --tests) packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy
+    libclang-rt-dev) ;;
   --bench) packages+=(libbenchmark-dev libceres-dev) ;;
   *) echo "usage: $0 [--tests | --bench]" >&2; exit 2 ;;
 esac

@@ -68,7 +68,7 @@ std::string OutputFolder::Begin(const std::string& folder) {
   szStaging = folder + "/" + kStagingPrefix + std::to_string(::getpid());
   bKeepStaging = false;
   pInterruptible = std::make_unique<Interruptible>([this](const char* signal) { TidyUp(signal); });
-  const std::string refusal = Take();
+  std::string refusal = Take();
   bActive = refusal.empty();
   if (!bActive) pInterruptible.reset();
   return refusal;

@@ -9,7 +9,11 @@ if [[ $# -lt 1 || ! $1 =~ ^[1-9][0-9]*$ ]]; then
 fi
 seconds=$1
 shift
-cmake --preset fuzz >/dev/null
+configure=(-DORVO_WARNINGS_AS_ERRORS=ON)
+if command -v ccache >/dev/null; then
+  configure+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+cmake --preset fuzz "${configure[@]}" >/dev/null
 cmake --build --preset fuzz
 crashes=build/fuzz/crashes
 mkdir -p "$crashes"
