@@ -21,10 +21,10 @@ bool IsSettingsFile(const std::string& path) {
 
 std::string FindDefaultSettings(const std::string& program, std::FILE* console) {
   const std::string folder = CutAtLastSeparator(program);
-  const std::string xml = JoinPath(folder, "AdjPara.xml");
+  std::string xml = JoinPath(folder, "AdjPara.xml");
   // Where the system can't tell, opening the file does.
   if (!IsMissing(xml)) return xml;
-  const std::string ini = JoinPath(folder, "AdjPara.ini");
+  std::string ini = JoinPath(folder, "AdjPara.ini");
   if (console != nullptr) {
     std::fprintf(console, "Xml setting file does not exsit:%s\n", PrintableName(xml).c_str());
     std::fprintf(console, "Read default setting file:%s\n", PrintableName(ini).c_str());
