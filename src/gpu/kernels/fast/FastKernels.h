@@ -3,7 +3,7 @@
 // on the instruction set, and a rerun repeats them bit for bit.
 #pragma once
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "gpu/Device.h"
 #include "gpu/kernels/fast/passes/FastPasses.h"
 
