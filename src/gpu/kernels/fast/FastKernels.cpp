@@ -240,15 +240,7 @@ class FastRun {
 }  // namespace
 
 std::vector<FastPasses> UsableFastPasses() {
-  std::vector<FastPasses> sets{BaselinePasses()};
-#ifdef ORVO_X86_KERNELS
-  if (__builtin_cpu_supports("avx2")) sets.push_back(Avx2Passes());
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
-      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw")) {
-    sets.push_back(Avx512Passes());
-  }
-#endif
-  return sets;
+  return ForUsableSets([]<InstructionSet kSet>() { return FastPassesOf<kSet>(); });
 }
 
 void RunFastKernel(const KernelCall& call, WorkerPool& pool) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/simd/InstructionSet.h"
 #include "gpu/kernels/fast/FastLayout.h"
 
 namespace orvo::gpu {
@@ -55,9 +56,9 @@ struct FastPasses {
   Images ProductImages[4];
 };
 
-FastPasses BaselinePasses();
-FastPasses Avx2Passes();    ///< needs AVX2
-FastPasses Avx512Passes();  ///< needs AVX-512 F, VL, DQ and BW
+/// Those of one set, FastPassBody.cpp.
+template <InstructionSet kSet>
+FastPasses FastPassesOf();
 
 /// Those that this processor can run, the fastest last. All give the same numbers.
 std::vector<FastPasses> UsableFastPasses();

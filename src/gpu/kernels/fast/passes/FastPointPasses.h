@@ -1,5 +1,5 @@
 // Passes over object points.
-// Part of what each instruction set compiles for itself: see FastPassBody.h.
+// Part of what each instruction set compiles for itself: see FastPassBody.cpp.
 #pragma once
 
 #include "gpu/kernels/fast/PointFinish.h"
