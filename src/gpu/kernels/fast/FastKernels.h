@@ -4,7 +4,7 @@
 #pragma once
 
 #include "base/Threads.h"
-#include "gpu/Device.h"
+#include "gpu/kernels/KernelCall.h"
 #include "gpu/kernels/fast/passes/FastPasses.h"
 
 namespace orvo::gpu {
