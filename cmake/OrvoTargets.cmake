@@ -13,8 +13,9 @@ function(orvo_cxx_options)
   endforeach()
 endfunction()
 orvo_cxx_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Wformat=2
-  # Sums must not depend on which multiply-adds the compiler fuses.
-  -ffp-contract=off -fno-math-errno)
+  -fno-math-errno
+  # Sums must not depend on which multiply-adds the compiler fuses, but in kernels that say so (InstructionSets.cmake).
+  -ffp-contract=$<IF:$<BOOL:$<TARGET_PROPERTY:ORVO_FP_CONTRACT>>,$<TARGET_PROPERTY:ORVO_FP_CONTRACT>,off>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 sees overlaps in std::string that are not there.
   orvo_cxx_options(-Wno-restrict)

@@ -7,6 +7,7 @@
 #include "base/PrintableName.h"
 #include "block/ProjectForm.h"
 #include "gpu/DeviceRules.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 #include "orvo/Command.h"
 #include "orvo/MemorySize.h"
 #include "verdict/VerdictText.h"
@@ -154,12 +155,16 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   RunPaths paths = arguments.Paths;
   if (const std::string obstacle = FindObstacle(paths); !obstacle.empty()) return Fail(frontEnd, obstacle);
   RunOptions options = OptionsOf(arguments);
-  options.MakeDevice = frontEnd.MakeDevice;
   Platform platform = frontEnd.System;
   if (arguments.nProcessors > 0) platform.ProcessorCount = [n = arguments.nProcessors] { return n; };
+  options.MakeDevice = frontEnd.MakeDevice;
+  if (!options.MakeDevice) {
+    options.MakeDevice = [at = options.At, platform] {
+      return MakeDeviceOf(at, platform, gpu::kLiteralKernels);
+    };
+  }
   if (options.At == DeviceChoice::Cuda || options.At == DeviceChoice::Host) {
-    const auto device = options.MakeDevice ? options.MakeDevice() : MakeDeviceOf(options.At, platform);
-    const std::string obstacle = FindDeviceObstacle(options.At, device.get());
+    const std::string obstacle = FindDeviceObstacle(options.At, options.MakeDevice().get());
     if (!obstacle.empty()) return Fail(frontEnd, obstacle);
   }
   paths.szSettings = ChooseSettings(paths, frontEnd);

@@ -16,6 +16,7 @@
 #include "device/StripBlock.h"
 #include "gpu/Device.h"
 #include "gpu/kernels/fast/FastLayout.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 #include "records/UnknownLayout.h"
 
 namespace orvo::bench {
@@ -262,8 +263,8 @@ bool WriteJson(const Options& options, const std::string& name, double bandwidth
 
 int Run(const Options& options) {
   const bool cuda = options.szDevice == "cuda";
-  const auto device =
-      cuda ? gpu::MakeCudaDevice() : gpu::MakeHostDevice(int64_t{1} << 40, options.nProcessors);
+  const auto device = cuda ? gpu::MakeCudaDevice(gpu::kLiteralKernels)
+                           : gpu::MakeHostDevice(int64_t{1} << 40, options.nProcessors, gpu::kLiteralKernels);
   int32_t count = 0;
   gpu::DeviceProperties properties;
   if (!device || device->GetDeviceCount(count) != 0 || count == 0 ||

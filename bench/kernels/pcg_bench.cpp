@@ -28,7 +28,7 @@ void Multiply(benchmark::State& state, const char* caseName) {
   const CBundleAdjustment& block = AssembledBlock(caseName);
   WorkerPool pool(static_cast<int32_t>(state.range(0)));
   BlockOperator matrix(block.Normal.pSubMatrices, RowPositions(block), block.Unknowns.nUnknownNum,
-                       static_cast<KernelForm>(state.range(1)));
+                       static_cast<InstructionSet>(state.range(1)));
   const std::vector<double> v(block.Normal.pConstVector);
   std::vector<double> out(v.size());
   int64_t values = 0;
@@ -65,7 +65,7 @@ void ApplyPreconditioner(benchmark::State& state, const char* caseName) {
 
 void ThreadsAndForms(benchmark::internal::Benchmark* bench) {
   bench->ArgNames({"threads", "form"})->Unit(benchmark::kMicrosecond)->UseRealTime();
-  for (int form = 0; form <= static_cast<int>(BestKernelForm()); ++form) {
+  for (int form = 0; form <= static_cast<int>(BestInstructionSet()); ++form) {
     for (const int threads : {1, 2}) bench->Args({threads, form});
   }
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace orvo {
@@ -33,11 +32,9 @@ void FileSync::Add(std::string path, std::string shown) {
   std::unique_lock lock(Mutex);
   Jobs.push_back({std::move(path), std::move(shown)});
   if (Jobs.size() > nIdle && Threads.size() < kMostThreads) {
-    try {
-      Threads.emplace_back([this] { Work(); });
-    } catch (const std::system_error&) {
-      // Finish does what no thread has done.
-    }
+    // Finish does what no thread has done. Room first: nothing may fail behind the start.
+    Threads.reserve(kMostThreads);
+    if (HelperThread thread; thread.Start([this] { Work(); })) Threads.push_back(std::move(thread));
   }
   Changed.notify_one();
 }
@@ -71,7 +68,6 @@ OutputFault FileSync::Finish() {
   while (DoOne(lock)) {
   }
   lock.unlock();
-  for (std::thread& thread : Threads) thread.join();
   Threads.clear();
   bLast = false;
   return std::exchange(First, {});

@@ -5,10 +5,10 @@
 #include <deque>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "base/OutputFault.h"
+#include "base/Threads.h"
 
 namespace orvo {
 
@@ -38,7 +38,7 @@ class FileSync {
   std::mutex Mutex;
   std::condition_variable Changed;
   std::deque<Job> Jobs;
-  std::vector<std::thread> Threads;
+  std::vector<HelperThread> Threads;
   size_t nIdle = 0;
   bool bLast = false;
   OutputFault First;

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace orvo {
@@ -84,22 +83,20 @@ InterruptionWatch::InterruptionWatch(const char* program) : szProgram(program) {
   sigset_t set = EndingSignals();
   sigaddset(&set, kWakeSignal);
   ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
-  try {
-    Thread = std::thread([this] { Watch(); });
-  } catch (const std::system_error&) {
+  if (!Thread.Start([this] { Watch(); })) {
     // Without a thread to wait in, signals end the program at once, as they always can.
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
   }
 }
 
 InterruptionWatch::~InterruptionWatch() {
-  if (!Thread.joinable()) return;
+  if (!Thread.IsStarted()) return;
   {
     const std::lock_guard lock(Gate());
     bLast = true;
   }
-  ::pthread_kill(Thread.native_handle(), kWakeSignal);
-  Thread.join();
+  ::pthread_kill(Thread.Handle(), kWakeSignal);
+  Thread.Join();
 }
 
 void InterruptionWatch::Watch() const {

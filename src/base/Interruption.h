@@ -3,7 +3,8 @@
 
 #include <functional>
 #include <mutex>
-#include <thread>
+
+#include "base/Threads.h"
 
 namespace orvo {
 
@@ -47,7 +48,7 @@ class InterruptionWatch {
 
   const char* szProgram;
   bool bLast = false;
-  std::thread Thread;
+  HelperThread Thread;
 };
 
 }  // namespace orvo

@@ -14,6 +14,8 @@ int Status(cudaError_t error) {
 
 class CudaDevice final : public Device {
  public:
+  explicit CudaDevice(LiteralKernels literal) : Literal(literal) {}
+
   /// Without a driver or a device this is an error and a count of 0.
   int GetDeviceCount(int32_t& count) override {
     int number = 0;
@@ -71,12 +73,16 @@ class CudaDevice final : public Device {
   }
 
   int Launch(const KernelCall& call) override {
-    const int status = call.Form == KernelForm::Literal ? LaunchLiteralKernel(call) : LaunchFastKernel(call);
+    const int status = call.Form == KernelForm::Literal ? LaunchLiteral(call) : LaunchFastKernel(call);
     if (nLaunchStatus == cudaSuccess) nLaunchStatus = status;
     return status;
   }
 
  private:
+  int LaunchLiteral(const KernelCall& call) const {
+    return Literal.OnCuda != nullptr ? Literal.OnCuda(call) : static_cast<int>(cudaErrorNotSupported);
+  }
+
   // A launch that was refused leaves no trace in the runtime once it was read, so it is kept for the copies:
   // nothing that is fetched after it can be trusted.
   int Copy(void* to, const void* from, size_t bytes, cudaMemcpyKind kind) {
@@ -88,11 +94,14 @@ class CudaDevice final : public Device {
     return nLaunchStatus;
   }
 
+  LiteralKernels Literal;
   int nLaunchStatus = cudaSuccess;
 };
 
 }  // namespace
 
-std::unique_ptr<Device> MakeCudaDevice() { return std::make_unique<CudaDevice>(); }
+std::unique_ptr<Device> MakeCudaDevice(LiteralKernels literal) {
+  return std::make_unique<CudaDevice>(literal);
+}
 
 }  // namespace orvo::gpu

@@ -2,6 +2,6 @@
 
 namespace orvo::gpu {
 
-std::unique_ptr<Device> MakeCudaDevice() { return nullptr; }
+std::unique_ptr<Device> MakeCudaDevice(LiteralKernels) { return nullptr; }
 
 }  // namespace orvo::gpu

@@ -7,8 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "gpu/kernels/DeviceArrays.h"
-#include "gpu/kernels/GpuPara.h"
+#include "gpu/kernels/KernelCall.h"
 
 namespace orvo::gpu {
 
@@ -18,21 +17,6 @@ struct DeviceProperties {
   int32_t regsPerBlock = 0;
   int32_t major = 0, minor = 0;
   int32_t kernelExecTimeoutEnabled = 0;
-};
-
-/// The steps of the device path. In the fast form, one may be several launches.
-enum class Kernel { SumMatrix, ConstVector, Preconditioner, PreconditionerIop, MatrixVectorAd };
-
-/// Literal: blocks, threads and a serial walk. Fast: by object point and by image.
-enum class KernelForm { Fast, Literal };
-
-struct KernelCall {
-  KernelForm Form = KernelForm::Fast;
-  Kernel Which = Kernel::SumMatrix;
-  DeviceArrays Arrays;
-  GpuPara Para;           ///< what cupPara holds
-  int64_t nImageNum = 0;  ///< rows of cupEop
-  float fGrossWeight = kGrossRayWeight;
 };
 
 /// Every operation returns 0, or the error code of the device. A failed launch shows in a later copy.
@@ -55,10 +39,10 @@ class Device {
 };
 
 /// The processor as a device. `freeBytes` is what it says it has; the fast kernels take `processors` threads,
-/// and their numbers don't depend on how many.
-std::unique_ptr<Device> MakeHostDevice(int64_t freeBytes, int processors);
+/// and their numbers don't depend on how many. Without `literal` it runs no kernel in that form.
+std::unique_ptr<Device> MakeHostDevice(int64_t freeBytes, int processors, LiteralKernels literal = {});
 
-/// The CUDA devices of the machine; null in a build without CUDA.
-std::unique_ptr<Device> MakeCudaDevice();
+/// The CUDA devices of the machine; null in a build without CUDA. `literal` as above.
+std::unique_ptr<Device> MakeCudaDevice(LiteralKernels literal = {});
 
 }  // namespace orvo::gpu

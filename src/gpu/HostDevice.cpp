@@ -7,7 +7,6 @@
 #include "gpu/Device.h"
 #include "gpu/kernels/fast/FastKernels.h"
 #include "gpu/kernels/fast/FastLayout.h"
-#include "gpu/kernels/literal/LiteralKernels.h"
 
 namespace orvo::gpu {
 namespace {
@@ -18,14 +17,17 @@ constexpr int kInvalidValue = 1;
 constexpr int kOutOfMemory = 2;
 constexpr int kInvalidDevice = 101;
 constexpr int kIllegalAddress = 700;
+constexpr int kNotSupported = 801;
 
 // The fast kernels read rows of 32 and 64 bytes; where these cross cache lines, each costs two.
 constexpr size_t kAlignment = 64;
 
 class HostDevice final : public Device {
  public:
-  HostDevice(int64_t freeBytes, int processors)
-      : nFreeBytes(freeBytes > 0 ? static_cast<uint64_t>(freeBytes) : 0), nProcessors(processors) {}
+  HostDevice(int64_t freeBytes, int processors, LiteralKernels literal)
+      : nFreeBytes(freeBytes > 0 ? static_cast<uint64_t>(freeBytes) : 0),
+        nProcessors(processors),
+        Literal(literal) {}
   HostDevice(const HostDevice&) = delete;
   HostDevice& operator=(const HostDevice&) = delete;
   ~HostDevice() override {
@@ -47,6 +49,8 @@ class HostDevice final : public Device {
         return "invalid device ordinal";
       case kIllegalAddress:
         return "an illegal memory access was encountered";
+      case kNotSupported:
+        return "operation not supported";
       default:
         return {};
     }
@@ -117,12 +121,9 @@ class HostDevice final : public Device {
       nFailure = kIllegalAddress;
       return kDone;
     }
-    if (call.Form == KernelForm::Fast) {
-      if (!Pool) Pool.emplace(nProcessors);
-      RunFastKernel(call, *Pool);
-    } else {
-      RunLiteralKernel(call);
-    }
+    if (call.Form == KernelForm::Literal) return Literal.OnHost ? Literal.OnHost(call) : kNotSupported;
+    if (!Pool) Pool.emplace(nProcessors);
+    RunFastKernel(call, *Pool);
     return kDone;
   }
 
@@ -199,28 +200,9 @@ class HostDevice final : public Device {
     return false;
   }
 
-  static void RunLiteralKernel(const KernelCall& call) {
-    switch (call.Which) {
-      case Kernel::SumMatrix:
-        ComputeSumMatrix(call.Arrays, call.fGrossWeight);
-        break;
-      case Kernel::ConstVector:
-        ComputeConstVector(call.Arrays, call.fGrossWeight);
-        break;
-      case Kernel::Preconditioner:
-        ComputePreconditionerGPU(call.Arrays, call.fGrossWeight);
-        break;
-      case Kernel::PreconditionerIop:
-        ComputePreconditionerGPU_IOP(call.Arrays, call.fGrossWeight);
-        break;
-      case Kernel::MatrixVectorAd:
-        ComputeMatrixVectorAd(call.Arrays, call.fGrossWeight);
-        break;
-    }
-  }
-
   uint64_t nFreeBytes, nTakenBytes = 0;
   int nProcessors;
+  LiteralKernels Literal;
   int nFailure = kDone;               ///< of a launch; stays
   std::map<uintptr_t, Array> Arrays;  ///< by device address
   std::optional<WorkerPool> Pool;
@@ -228,8 +210,8 @@ class HostDevice final : public Device {
 
 }  // namespace
 
-std::unique_ptr<Device> MakeHostDevice(int64_t freeBytes, int processors) {
-  return std::make_unique<HostDevice>(freeBytes, processors);
+std::unique_ptr<Device> MakeHostDevice(int64_t freeBytes, int processors, LiteralKernels literal) {
+  return std::make_unique<HostDevice>(freeBytes, processors, literal);
 }
 
 }  // namespace orvo::gpu

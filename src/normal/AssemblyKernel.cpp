@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "geometry/OrvoMatrix.h"
-#include "normal/AssemblyKernelSets.h"
 
 namespace orvo {
 
@@ -43,17 +42,7 @@ AssemblyScratch::AssemblyScratch(int64_t measurementNum, const UnknownLayout& la
 }
 
 std::vector<AssemblyKernels> UsableAssemblyKernels() {
-  std::vector<AssemblyKernels> sets{BaselineKernels()};
-#ifdef ORVO_X86_KERNELS
-  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("popcnt"))
-    sets.push_back(Avx2Kernels());
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
-      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
-      __builtin_cpu_supports("fma")) {
-    sets.push_back(Avx512Kernels());
-  }
-#endif
-  return sets;
+  return ForUsableSets([]<InstructionSet kSet>() { return AssemblyKernelsOf<kSet>(); });
 }
 
 void SortManyRays(int32_t* order, int32_t count, const AssemblyRay* rays, int32_t AssemblyRay::*key) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/simd/InstructionSet.h"
 #include "normal/AssemblyScratch.h"
 #include "normal/BlockIndex.h"
 #include "normal/ImagePointPartials.h"
@@ -65,6 +66,10 @@ struct AssemblyKernels {
   const char* szName;
   AssemblyKernel ByLayout[4];
 };
+
+/// Those of one set, AssemblyKernelBody.cpp.
+template <InstructionSet kSet>
+AssemblyKernels AssemblyKernelsOf();
 
 /// Those that this processor can run, the fastest last. They differ by rounding, each is reproducible.
 std::vector<AssemblyKernels> UsableAssemblyKernels();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <new>
-#include <system_error>
 #include <utility>
 
 #include "base/MemoryPurpose.h"
@@ -35,9 +34,7 @@ bool ResidualWriter::Start(const std::string& path, ResidualListing listing, int
   Join();
   if (!OpenOutput(*pOutputs, File, path)) return false;
   Listing = std::move(listing);
-  try {
-    Thread = std::thread([this, threads] { Work(threads); });
-  } catch (const std::system_error&) {
+  if (!Thread.Start([this, threads] { Work(threads); })) {
     Work(threads);
     Join();
   }
@@ -57,7 +54,7 @@ void ResidualWriter::Work(int threads) {
 }
 
 void ResidualWriter::Join() {
-  if (Thread.joinable()) Thread.join();
+  Thread.Join();
   if (!bWhole) ++nFailureNum;
   bWhole = true;
 }

@@ -4,10 +4,10 @@
 #include <array>
 #include <cstdint>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "base/OutputFiles.h"
+#include "base/Threads.h"
 #include "results/ResidualLines.h"
 
 namespace orvo {
@@ -53,7 +53,7 @@ class ResidualWriter {
   void Join();
 
   OutputFolder* pOutputs;
-  std::thread Thread;
+  HelperThread Thread;
   TextWriter File;
   ResidualListing Listing;
   bool bWhole = true;

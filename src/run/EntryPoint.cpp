@@ -32,11 +32,12 @@ std::string FindDefaultSettings(const std::string& program, std::FILE* console) 
   return ini;
 }
 
-std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& platform) {
+std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& platform,
+                                          gpu::LiteralKernels literal) {
   if (choice == DeviceChoice::Cpu) return nullptr;
-  if (choice != DeviceChoice::Host) return gpu::MakeCudaDevice();
+  if (choice != DeviceChoice::Host) return gpu::MakeCudaDevice(literal);
   // A bound on the memory for points says nothing about the device.
-  return gpu::MakeHostDevice(NativePlatform().FreePhysicalBytes(), platform.ProcessorCount());
+  return gpu::MakeHostDevice(NativePlatform().FreePhysicalBytes(), platform.ProcessorCount(), literal);
 }
 
 OutputFate FateOf(RunRules rules, const RunOutcome& outcome, bool strict) {

@@ -64,8 +64,9 @@ struct RunOptions {
 };
 
 /// The device platform of a choice, null where there is none. The host device has the memory of the machine,
-/// and as many processors as `platform` says.
-std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& platform);
+/// and as many processors as `platform` says. Without `literal` there are no kernels in that form.
+std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& platform,
+                                          gpu::LiteralKernels literal = {});
 
 /// What becomes of the files of a run with this outcome. A guarded run keeps them only where everything went
 /// well; a classic one does so whatever it is worth, but not after a failed read or write.

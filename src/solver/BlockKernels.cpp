@@ -1,7 +1,5 @@
 #include "solver/BlockKernels.h"
 
-#include "solver/BlockKernelSets.h"
-
 namespace orvo {
 namespace {
 
@@ -28,32 +26,20 @@ void MultiplyGeneralStrip(const BlockStrip& strip, const int32_t* columns, const
   }
 }
 
-BlockKernelSet SetOf([[maybe_unused]] KernelForm form) {
-#ifdef ORVO_X86_KERNELS
-  if (form == KernelForm::Avx512) return Avx512BlockKernels();
-  if (form == KernelForm::Avx2) return Avx2BlockKernels();
-#endif
-  return BaselineBlockKernels();
+BlockKernels KernelsOf(InstructionSet set) {
+  return ForInstructionSet(set, []<InstructionSet kSet>() { return BlockKernelsOf<kSet>(); });
 }
 
 }  // namespace
 
-KernelForm BestKernelForm() {
-#ifdef ORVO_X86_KERNELS
-  const bool fma = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-  if (fma && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"))
-    return KernelForm::Avx512;
-  if (fma) return KernelForm::Avx2;
-#endif
-  return KernelForm::Portable;
-}
-
-StripKernel FindStripKernel(KernelForm form, int32_t rows, int32_t cols, int32_t vectorNum) {
-  if (const StripKernel kernel = SetOf(form).FindStrip(rows, cols, vectorNum)) return kernel;
+StripKernel FindStripKernel(InstructionSet set, int32_t rows, int32_t cols, int32_t vectorNum) {
+  if (const StripKernel kernel = KernelsOf(set).FindStrip(rows, cols, vectorNum)) return kernel;
   return vectorNum == 2 ? MultiplyGeneralStrip<2> : MultiplyGeneralStrip<1>;
 }
 
-DiagonalKernel FindDiagonalKernel(KernelForm form, int32_t order) { return SetOf(form).FindDiagonal(order); }
+DiagonalKernel FindDiagonalKernel(InstructionSet set, int32_t order) {
+  return KernelsOf(set).FindDiagonal(order);
+}
 
 void AddMatrixTimesVector(const double* columns, int32_t rows, int32_t cols, const double* v, double* out) {
   for (int32_t c = 0; c < cols; ++c, columns += rows) {

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "base/simd/InstructionSet.h"
+
 namespace orvo {
 
 /// Blocks of one block row that have the same size.
@@ -34,19 +36,23 @@ using StripKernel = void (*)(const BlockStrip& strip, const int32_t* columns, co
 /// v and adds to the b-th part of out. Each block column by column.
 using DiagonalKernel = void (*)(const double* columns, int32_t blockNum, const double* v, double* out);
 
-/// The instruction sets that the kernels are compiled for. They give the same up to rounding, each of them
-/// the same every time.
-enum class KernelForm { Portable, Avx2, Avx512 };
+/// The kernels compiled for one instruction set; null for sizes that have no kernel of their own.
+struct BlockKernels {
+  StripKernel (*FindStrip)(int32_t rows, int32_t cols, int32_t vectorNum);
+  DiagonalKernel (*FindDiagonal)(int32_t order);
+};
 
-/// The fastest form that this processor runs; it runs those before it in the list, too.
-KernelForm BestKernelForm();
+/// Those of one set, BlockKernelBody.cpp. The sets give the same up to rounding, each of them the same every
+/// time.
+template <InstructionSet kSet>
+BlockKernels BlockKernelsOf();
 
 /// The kernel for blocks of this size and one or two vectors: laid out at compile time for 6x6, 6x5, 5x5 and
 /// 11x11, general for others.
-StripKernel FindStripKernel(KernelForm form, int32_t rows, int32_t cols, int32_t vectorNum = 1);
+StripKernel FindStripKernel(InstructionSet set, int32_t rows, int32_t cols, int32_t vectorNum = 1);
 
 /// The kernel for diagonal blocks of an order: 6, 5 and 11; null for others.
-DiagonalKernel FindDiagonalKernel(KernelForm form, int32_t order);
+DiagonalKernel FindDiagonalKernel(InstructionSet set, int32_t order);
 
 /// out += A v for one rows x cols matrix, column by column.
 void AddMatrixTimesVector(const double* columns, int32_t rows, int32_t cols, const double* v, double* out);

@@ -36,7 +36,7 @@ void StoreByColumns(const double* rows, int32_t rowNum, int32_t colNum, double* 
 }
 
 /// out += the diagonal blocks, given column by column in `values`, times v.
-void AddDiagonalProducts(std::span<const DiagonalBlock> blocks, const double* values, KernelForm form,
+void AddDiagonalProducts(std::span<const DiagonalBlock> blocks, const double* values, InstructionSet set,
                          const double* v, double* out) {
   for (size_t i = 0, end = 0; i < blocks.size(); i = end) {
     const DiagonalBlock& first = blocks[i];
@@ -46,8 +46,7 @@ void AddDiagonalProducts(std::span<const DiagonalBlock> blocks, const double* va
            blocks[end].nPosition == blocks[end - 1].nPosition + first.nRows) {
       ++end;
     }
-    const DiagonalKernel kernel =
-        first.nRows == first.nCols ? FindDiagonalKernel(form, first.nRows) : nullptr;
+    const DiagonalKernel kernel = first.nRows == first.nCols ? FindDiagonalKernel(set, first.nRows) : nullptr;
     if (kernel) {
       kernel(values + first.nOffset, static_cast<int32_t>(end - i), v + first.nPosition,
              out + first.nPosition);
@@ -105,8 +104,8 @@ struct BlockOperator::RowOrder {
 };
 
 BlockOperator::BlockOperator(std::span<const SubMatrix> blocks, std::span<const int32_t> rowPosition,
-                             int32_t order, KernelForm form)
-    : nOrder(std::max(order, 0)), nForm(form) {
+                             int32_t order, InstructionSet set)
+    : nOrder(std::max(order, 0)), nSet(set) {
   const RowOrder rows(blocks, rowPosition, nOrder);
   MakeStrips(blocks, rowPosition, rows);
   MakeBands(rowPosition, rows);
@@ -137,7 +136,7 @@ void BlockOperator::MakeStrips(std::span<const SubMatrix> blocks, std::span<cons
         added.Strip.nCols = block.nCols;
         added.Strip.nFirstBlock = static_cast<int32_t>(vColumns.size());
         for (int32_t h = 0; h < 2; ++h) {
-          added.fKernels[h] = FindStripKernel(nForm, block.nRows, block.nCols, h + 1);
+          added.fKernels[h] = FindStripKernel(nSet, block.nRows, block.nCols, h + 1);
         }
         vStrips.push_back(added);
         newRow = false;
@@ -269,7 +268,7 @@ void BlockOperator::MultiplyBand(int32_t index, std::span<const Product> product
     const Product& product = products[h];
     vectors[h] = {product.v, product.out, nullptr};
     std::fill(product.out + band.Unknowns.nFirst, product.out + band.Unknowns.nEnd, 0.0);
-    AddDiagonalProducts(diagonals, vDiagonalValues.data(), nForm, product.v, product.out);
+    AddDiagonalProducts(diagonals, vDiagonalValues.data(), nSet, product.v, product.out);
     for (Mirror& mirror : band.vMirrors) {
       const int32_t count = mirror.Target.Count();
       std::fill_n(mirror.pSums.get() + h * static_cast<size_t>(count), count, 0.0);
@@ -327,7 +326,7 @@ BlockPreconditioner::BlockPreconditioner(const BlockOperator& matrix, WorkerPool
 void BlockPreconditioner::Apply(int32_t panel, const double* r, double* z) const {
   const UnknownRange& unknowns = Matrix.Panel(panel);
   std::fill(z + unknowns.nFirst, z + unknowns.nEnd, 0.0);
-  AddDiagonalProducts(Matrix.Diagonals(panel), vInverses.data(), Matrix.Form(), r, z);
+  AddDiagonalProducts(Matrix.Diagonals(panel), vInverses.data(), Matrix.Set(), r, z);
 }
 
 }  // namespace orvo

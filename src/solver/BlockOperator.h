@@ -45,14 +45,14 @@ class BlockOperator {
   /// data, and such as do not fit into the pattern of positions, take no part. The data of the others have to
   /// outlive this.
   BlockOperator(std::span<const SubMatrix> blocks, std::span<const int32_t> rowPosition, int32_t order,
-                KernelForm form = BestKernelForm());
+                InstructionSet set = BestInstructionSet());
 
   int32_t Order() const { return nOrder; }
   int32_t PanelNum() const { return static_cast<int32_t>(vPanels.size()); }
   /// Together all unknowns in rising order; no diagonal block crosses a border.
   const UnknownRange& Panel(int32_t panel) const { return vPanels[static_cast<size_t>(panel)].Unknowns; }
 
-  KernelForm Form() const { return nForm; }
+  InstructionSet Set() const { return nSet; }
   /// The diagonal blocks of a panel, in rising order, and of all panels.
   std::span<const DiagonalBlock> Diagonals(int32_t panel) const;
   std::span<const DiagonalBlock> Diagonals() const { return vDiagonals; }
@@ -109,7 +109,7 @@ class BlockOperator {
   void AddMirrors(int32_t panel, size_t product, double* out) const;
 
   int32_t nOrder = 0;
-  KernelForm nForm;
+  InstructionSet nSet;
   std::vector<StripOfBand> vStrips;       ///< by row
   std::vector<int32_t> vColumns;          ///< scalar column of each block off the diagonal
   int64_t nValueNum = 0;                  ///< of these

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/simd/InstructionSet.h"
+
 namespace orvo {
 
 /// Rows that one step of the factorisation takes at once.
@@ -44,6 +46,10 @@ struct CholeskyKernels {
   /// Both: returns a . b, and y -= factor a.
   double (*DotAndSubtract)(const double* a, const double* b, double factor, double* y, int64_t count);
 };
+
+/// Those of one set, CholeskyKernelBody.cpp.
+template <InstructionSet kSet>
+CholeskyKernels CholeskyKernelsOf();
 
 /// Those that this processor can run, the fastest last. They differ by rounding, each is reproducible.
 std::vector<CholeskyKernels> UsableCholeskyKernels();

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "gpu/Device.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 
 namespace orvo::test {
 
@@ -48,7 +49,7 @@ inline std::string NameOf(gpu::Kernel kernel) {
 class RecordingDevice final : public gpu::Device {
  public:
   explicit RecordingDevice(DeviceRecord& record, int processors = 2)
-      : Record(record), Host(gpu::MakeHostDevice(int64_t{1} << 32, processors)) {}
+      : Record(record), Host(gpu::MakeHostDevice(int64_t{1} << 32, processors, gpu::kLiteralKernels)) {}
 
   int GetDeviceCount(int32_t& count) override {
     count = static_cast<int32_t>(Record.Devices.size());

@@ -71,8 +71,8 @@ class SequentialLauncher {
 
   template <class Step>
   void operator()(const Step& step, int64_t blocks, int lanes) const {
-    static_assert(Step::kLanes % 32 == 0 && Step::kLanes <= SequentialBlock::kMostLanes);
-    if (lanes > Step::kLanes || lanes % 32 != 0) std::abort();
+    static_assert(Step::kThreads % 32 == 0 && Step::kThreads <= SequentialBlock::kMostLanes);
+    if (lanes > Step::kThreads || lanes % 32 != 0) std::abort();
     const auto shared = std::make_unique<typename Step::Shared>();
     for (int64_t k = 0; k < blocks; ++k) {
       std::memset(static_cast<void*>(shared.get()), 0x7f, sizeof(typename Step::Shared));

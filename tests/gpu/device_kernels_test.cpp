@@ -16,6 +16,7 @@
 #include "gpu/ReducedSystem.h"
 #include "gpu/SequentialSteps.h"
 #include "gpu/kernels/RayModel.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 
 namespace orvo::test {
 namespace {
@@ -49,7 +50,7 @@ const Runner kRunners[] = {
 std::unique_ptr<gpu::Device> MakeDevice(Place place) {
   switch (place) {
     case Place::Host:
-      return gpu::MakeHostDevice(int64_t{1} << 30, 2);
+      return gpu::MakeHostDevice(int64_t{1} << 30, 2, gpu::kLiteralKernels);
     case Place::Sequential:
       return MakeSequentialDevice(LaneOrder::Forward);
     case Place::Backward:
@@ -57,7 +58,7 @@ std::unique_ptr<gpu::Device> MakeDevice(Place place) {
     case Place::Cuda:
       break;
   }
-  auto device = gpu::MakeCudaDevice();
+  auto device = gpu::MakeCudaDevice(gpu::kLiteralKernels);
   int32_t count = 0;
   if (device == nullptr || device->GetDeviceCount(count) != 0 || count == 0) return nullptr;
   return device;
@@ -358,6 +359,21 @@ TEST_F(OnCuda, ARefusedLaunchShowsInEveryLaterCopy) {
     EXPECT_EQ(device->Free(address), 0);
     EXPECT_FALSE(device->ReasonOf(status).empty());
   }
+}
+
+TEST(HostDevice, RunsTheLiteralFormOnlyWhereItIsGiven) {
+  const KernelBlock block = MakeKernelBlock({});
+  const auto fastOnly = gpu::MakeHostDevice(int64_t{1} << 30, 1);
+  DeviceSection fast(*fastOnly, block, KernelForm::Fast), literal(*fastOnly, block, KernelForm::Literal);
+  fast.RunSumMatrix();
+  EXPECT_EQ(fast.Status(), 0);
+  literal.RunSumMatrix();
+  EXPECT_EQ(literal.Status(), 801);
+  EXPECT_EQ(fastOnly->ReasonOf(801), "operation not supported");
+  const auto both = MakeDevice(Place::Host);
+  DeviceSection given(*both, block, KernelForm::Literal);
+  given.RunSumMatrix();
+  EXPECT_EQ(given.Status(), 0);
 }
 
 #ifndef ORVO_WITH_CUDA

@@ -8,6 +8,7 @@
 #include "gpu/GpuSections.h"
 #include "gpu/GpuState.h"
 #include "gpu/kernels/fast/FastLayout.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 #include "run/BundleAdjustment.h"
 #include "support/Block.h"
 
@@ -431,7 +432,7 @@ TEST(RefreshObjectArray, UploadsWhatTheFirstUploadDid) {
   for (const KernelForm form : {KernelForm::Literal, KernelForm::Fast}) {
     CBundleAdjustment block(MadeUpPlatform(1 << 30, 3), nullptr);
     gpu::GpuState& state = block.Gpu();
-    state.pDevice = gpu::MakeHostDevice(int64_t{1} << 30, 2);
+    state.pDevice = gpu::MakeHostDevice(int64_t{1} << 30, 2, gpu::kLiteralKernels);
     state.pDeviceProps = {GoodDevice()};
     state.Form = form;
     block.Images.nImageNum = block.Images.nUnknownImageNum = 2;

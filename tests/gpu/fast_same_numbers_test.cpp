@@ -69,7 +69,7 @@ TEST_P(FastNumbers, DoNotDependOnTheInstructionSet) {
                                          .fGrossShare = 0.1,
                                          .fLeftOutShare = 0.1});
     FastBlock baseline(block);
-    baseline.Use(gpu::BaselinePasses());
+    baseline.Use(gpu::FastPassesOf<InstructionSet::Baseline>());
     const std::string expected = ResultOf(baseline);
     for (const gpu::FastPasses& passes : gpu::UsableFastPasses()) {
       FastBlock fast(block);
@@ -105,7 +105,7 @@ TEST_P(FastNumbers, AreThereForSectionsOfAnySize) {
                                                  .nSeed = static_cast<uint32_t>(points)});
       FastBlock fast(block), baseline(block);
       fast.Use(passes);
-      baseline.Use(gpu::BaselinePasses());
+      baseline.Use(gpu::FastPassesOf<InstructionSet::Baseline>());
       EXPECT_TRUE(ResultOf(fast) == ResultOf(baseline)) << passes.szName << ", " << points << " points";
     }
   }

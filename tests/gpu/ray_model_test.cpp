@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "gpu/KernelBlocks.h"
+#include "gpu/kernels/PointFinish.h"
 #include "gpu/kernels/RayModel.h"
-#include "gpu/kernels/fast/PointFinish.h"
 #include "normal/ImagePointPartials.h"
 
 namespace orvo::test {

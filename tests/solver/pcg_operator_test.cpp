@@ -64,9 +64,9 @@ BlockSystem MakeLongSystem(uint32_t seed) {
 }
 
 std::vector<double> Multiply(const BlockSystem& system, const std::vector<double>& v, int32_t threads = 1,
-                             KernelForm form = BestKernelForm()) {
+                             InstructionSet set = BestInstructionSet()) {
   WorkerPool pool(threads);
-  BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder, form);
+  BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder, set);
   std::vector<double> out(v.size(), NAN);
   matrix.Multiply(v.data(), out.data(), pool);
   return out;
@@ -83,14 +83,6 @@ void ExpectNear(const std::vector<double>& a, const std::vector<double>& b, doub
   for (size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], bound) << i;
 }
 
-std::vector<KernelForm> RunnableForms() {
-  std::vector<KernelForm> forms;
-  for (const KernelForm form : {KernelForm::Portable, KernelForm::Avx2, KernelForm::Avx512}) {
-    if (form <= BestKernelForm()) forms.push_back(form);
-  }
-  return forms;
-}
-
 class ProductTest : public testing::TestWithParam<SystemShape> {};
 INSTANTIATE_TEST_SUITE_P(Layouts, ProductTest, testing::ValuesIn(test::AllShapes()),
                          [](const auto& test) { return test.param.szName; });
@@ -100,8 +92,8 @@ TEST_P(ProductTest, OfUnitVectorsIsTheDenseMatrix) {
   const std::vector<double> dense = system.Dense();
   const auto n = static_cast<size_t>(system.nOrder);
   WorkerPool pool(1);
-  for (const KernelForm form : RunnableForms()) {
-    BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder, form);
+  for (const InstructionSet set : UsableInstructionSets()) {
+    BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder, set);
     std::vector<double> unit(n, 0.0), out(n);
     for (size_t j = 0; j < n; ++j) {
       unit[j] = 1.0;
@@ -116,15 +108,16 @@ TEST_P(ProductTest, AgreesWithTheBlockByBlockForm) {
   const BlockSystem system = test::MakeSystem(GetParam(), 2);
   const std::vector<double> v = RandomVector(system.nOrder, 3);
   const std::vector<double> expected = ReferenceProduct(system, v);
-  for (const KernelForm form : RunnableForms()) ExpectNear(Multiply(system, v, 1, form), expected, 1e-11);
+  for (const InstructionSet set : UsableInstructionSets())
+    ExpectNear(Multiply(system, v, 1, set), expected, 1e-11);
 }
 
 TEST_P(ProductTest, TwoAtOnceAreThoseOfEach) {
   const BlockSystem system = test::MakeSystem(GetParam(), 9);
   const std::vector<double> u = RandomVector(system.nOrder, 10), v = RandomVector(system.nOrder, 11);
-  for (const KernelForm form : RunnableForms()) {
+  for (const InstructionSet set : UsableInstructionSets()) {
     WorkerPool pool(2);
-    BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder, form);
+    BlockOperator matrix(system.vBlocks, system.vRowPosition, system.nOrder, set);
     std::vector<double> nu(u.size(), NAN), nv(v.size(), NAN);
     const Product products[] = {{u.data(), nu.data()}, {v.data(), nv.data()}};
     std::atomic<int32_t> panels = 0;
@@ -152,7 +145,7 @@ std::vector<double> MoveIntoArray(BlockSystem& system, int64_t gap) {
 
 TEST_P(ProductTest, DoesNotDependOnWhereTheBlocksLie) {
   const std::vector<double> v = RandomVector(test::MakeSystem(GetParam(), 31).nOrder, 32);
-  for (const KernelForm form : RunnableForms()) {
+  for (const InstructionSet set : UsableInstructionSets()) {
     // One behind the other, with gaps that hold no numbers, and wherever the allocation of each has put it.
     BlockSystem dense = test::MakeSystem(GetParam(), 31), padded = test::MakeSystem(GetParam(), 31),
                 mixed = test::MakeSystem(GetParam(), 31);
@@ -161,20 +154,20 @@ TEST_P(ProductTest, DoesNotDependOnWhereTheBlocksLie) {
     std::swap_ranges(mixed.vBlocks[1].Data().begin(), mixed.vBlocks[1].Data().end(),
                      mixed.vBlocks[2].Data().begin());
     std::swap(mixed.vBlocks[1].pData, mixed.vBlocks[2].pData);
-    const std::vector<double> expected = Multiply(test::MakeSystem(GetParam(), 31), v, 1, form);
-    EXPECT_EQ(Multiply(dense, v, 1, form), expected);
-    EXPECT_EQ(Multiply(padded, v, 1, form), expected);
+    const std::vector<double> expected = Multiply(test::MakeSystem(GetParam(), 31), v, 1, set);
+    EXPECT_EQ(Multiply(dense, v, 1, set), expected);
+    EXPECT_EQ(Multiply(padded, v, 1, set), expected);
     if (mixed.vBlocks[1].Data().size() == mixed.vBlocks[2].Data().size()) {
-      EXPECT_EQ(Multiply(mixed, v, 1, form), expected);
+      EXPECT_EQ(Multiply(mixed, v, 1, set), expected);
     }
   }
 }
 
 TEST(DiagonalKernel, AgreesWithTheMatrixForm) {
-  for (const KernelForm form : RunnableForms()) {
+  for (const InstructionSet set : UsableInstructionSets()) {
     for (const int32_t order : {5, 6, 11}) {
       const auto size = static_cast<size_t>(order);
-      const DiagonalKernel kernel = FindDiagonalKernel(form, order);
+      const DiagonalKernel kernel = FindDiagonalKernel(set, order);
       ASSERT_NE(kernel, nullptr);
       for (const int32_t count : {0, 1, 2, 7}) {
         const auto num = static_cast<size_t>(count);
@@ -189,7 +182,7 @@ TEST(DiagonalKernel, AgreesWithTheMatrixForm) {
         ExpectNear(out, expected, 1e-13);
       }
     }
-    for (const int32_t order : {0, 3, 4, 7, 12}) EXPECT_EQ(FindDiagonalKernel(form, order), nullptr);
+    for (const int32_t order : {0, 3, 4, 7, 12}) EXPECT_EQ(FindDiagonalKernel(set, order), nullptr);
   }
 }
 
@@ -217,10 +210,10 @@ TEST(BlockOperator, ManyBandsAndPanelsAgreeWithTheBlockByBlockForm) {
 TEST(BlockOperator, GivesTheSameBytesWithAnyNumberOfThreads) {
   const BlockSystem system = MakeLongSystem(13);
   const std::vector<double> v = RandomVector(system.nOrder, 14);
-  for (const KernelForm form : RunnableForms()) {
-    const std::vector<double> one = Multiply(system, v, 1, form);
+  for (const InstructionSet set : UsableInstructionSets()) {
+    const std::vector<double> one = Multiply(system, v, 1, set);
     for (const int32_t threads : {2, 5}) {
-      const std::vector<double> many = Multiply(system, v, threads, form);
+      const std::vector<double> many = Multiply(system, v, threads, set);
       EXPECT_EQ(std::memcmp(one.data(), many.data(), one.size() * sizeof(double)), 0) << threads;
     }
   }

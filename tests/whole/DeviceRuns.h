@@ -6,6 +6,7 @@
 #include <string>
 
 #include "gpu/GpuSections.h"
+#include "gpu/kernels/literal/LiteralKernels.h"
 #include "support/Block.h"
 
 namespace orvo::test::device {
@@ -52,7 +53,9 @@ inline RunOptions HostOptions(gpu::KernelForm kernels = gpu::KernelForm::Fast, i
   RunOptions options;
   options.At = DeviceChoice::Host;
   options.Kernels = kernels;
-  options.MakeDevice = [processors] { return gpu::MakeHostDevice(int64_t{1} << 32, processors); };
+  options.MakeDevice = [processors] {
+    return gpu::MakeHostDevice(int64_t{1} << 32, processors, gpu::kLiteralKernels);
+  };
   return options;
 }
 

@@ -5,19 +5,15 @@
 
 #include <cstdint>
 
+#include "base/simd/Registers.h"
+
 namespace orvo {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int kLanes = 8;
-#elif defined(__AVX2__)
-constexpr int kLanes = 4;
-#else
-constexpr int kLanes = 2;
-#endif
+constexpr int kLanes = kRegisterBytes / sizeof(double);
 
-using Lanes [[gnu::vector_size(8 * kLanes)]] = double;
-using LanesInMemory [[gnu::vector_size(8 * kLanes), gnu::aligned(8), gnu::may_alias]] = double;
+using Lanes [[gnu::vector_size(kRegisterBytes)]] = double;
+using LanesInMemory [[gnu::vector_size(kRegisterBytes), gnu::aligned(8), gnu::may_alias]] = double;
 
 [[gnu::always_inline]] inline Lanes LoadLanes(const double* p) {
   return *reinterpret_cast<const LanesInMemory*>(p);

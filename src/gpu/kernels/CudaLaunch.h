@@ -1,7 +1,9 @@
 // Launches of the kernels on the current CUDA device, on its default stream.
 #pragma once
 
-#include "gpu/Device.h"
+#include <cstdint>
+
+#include "gpu/kernels/KernelCall.h"
 
 namespace orvo::gpu {
 

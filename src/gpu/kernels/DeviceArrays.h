@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/HostDeviceMark.h"
+#include "base/KernelCode.h"
 #include "gpu/kernels/GpuPara.h"
 
 namespace orvo::gpu {
@@ -42,9 +42,9 @@ inline constexpr int64_t kTailRecordFloats = 20;
 inline constexpr int64_t kRmsFloats = 260;
 
 /// Sweeps over `count` items; a count that fills its sweeps takes one more.
-ORVO_HOST_DEVICE constexpr int64_t ChunkCount(int64_t count) { return count / kChunk + 1; }
+ORVO_KERNEL_CODE constexpr int64_t ChunkCount(int64_t count) { return count / kChunk + 1; }
 /// Boundary records of a section, in floats.
-ORVO_HOST_DEVICE constexpr int64_t TailFloats(int64_t imagePoints) {
+ORVO_KERNEL_CODE constexpr int64_t TailFloats(int64_t imagePoints) {
   return ChunkCount(imagePoints) * kLaunchBlocks * kTailRecordFloats;
 }
 

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "base/HostDeviceMark.h"
+#include "base/KernelCode.h"
 
 namespace orvo::gpu {
 
@@ -46,7 +46,7 @@ struct RayAngles {
 };
 
 /// `eop` is one image's X, Y, Z, phi, omega, kappa.
-ORVO_HOST_DEVICE RayImage<float> MakeRayImage(const float* eop) {
+ORVO_KERNEL_CODE RayImage<float> MakeRayImage(const float* eop) {
 #ifdef __CUDA_ARCH__
   const float sinPhi = sinf(eop[3]), cosPhi = cosf(eop[3]);
   const float sinOmega = sinf(eop[4]), cosOmega = cosf(eop[4]);
@@ -77,14 +77,14 @@ ORVO_HOST_DEVICE RayImage<float> MakeRayImage(const float* eop) {
 }
 
 /// `iop` is one camera's f, x0, y0, k1, k2.
-ORVO_HOST_DEVICE RayCamera<float> MakeRayCamera(const float* iop) {
+ORVO_KERNEL_CODE RayCamera<float> MakeRayCamera(const float* iop) {
   return {iop[0], iop[1], iop[2], iop[3], iop[4]};
 }
 
 /// Collinearity: Lx = xc + f Xr / Zr, Ly = yc + f Yr / Zr. A point in the plane of the projection centre (Zr
 /// of 0) is not looked for: its values are not finite and spread into the sums.
 template <class T>
-ORVO_HOST_DEVICE RayMisclosure<T> ObserveRay(const RayImage<T>& image, const RayCamera<T>& camera, T x, T y,
+ORVO_KERNEL_CODE RayMisclosure<T> ObserveRay(const RayImage<T>& image, const RayCamera<T>& camera, T x, T y,
                                              T X, T Y, T Z) {
   const T dX = X - image.X, dY = Y - image.Y, dZ = Z - image.Z;
   const T Xr = image.a1 * dX + image.b1 * dY + image.c1 * dZ;
@@ -103,7 +103,7 @@ ORVO_HOST_DEVICE RayMisclosure<T> ObserveRay(const RayImage<T>& image, const Ray
 }
 
 template <class T>
-ORVO_HOST_DEVICE RayCentre<T> CentreColumns(const RayImage<T>& image, const RayCamera<T>& camera,
+ORVO_KERNEL_CODE RayCentre<T> CentreColumns(const RayImage<T>& image, const RayCamera<T>& camera,
                                             const RayMisclosure<T>& ray) {
   const T f = camera.f;
   return {{(f * image.a1 + image.a3 * ray.xc) / ray.Zr, (f * image.b1 + image.b3 * ray.xc) / ray.Zr,
@@ -113,7 +113,7 @@ ORVO_HOST_DEVICE RayCentre<T> CentreColumns(const RayImage<T>& image, const RayC
 }
 
 template <class T>
-ORVO_HOST_DEVICE RayAngles<T> AngleColumns(const RayImage<T>& image, const RayCamera<T>& camera,
+ORVO_KERNEL_CODE RayAngles<T> AngleColumns(const RayImage<T>& image, const RayCamera<T>& camera,
                                            const RayMisclosure<T>& ray) {
   const T f = camera.f, xc = ray.xc, yc = ray.yc;
   const T along = image.fCosKappa * xc - image.fSinKappa * yc;
@@ -126,7 +126,7 @@ ORVO_HOST_DEVICE RayAngles<T> AngleColumns(const RayImage<T>& image, const RayCa
 
 /// The camera columns 6 to 10 of D are, for x: xc / f, 1, 0, u r2, u r2 r2, and for y: yc / f, 0, 1, v r2,
 /// v r2 r2. All eleven columns of one ray, for code that does not care which of them are constant.
-ORVO_HOST_DEVICE void AllColumns(const RayImage<float>& image, const RayCamera<float>& camera,
+ORVO_KERNEL_CODE void AllColumns(const RayImage<float>& image, const RayCamera<float>& camera,
                                  const RayMisclosure<float>& ray, float* D1, float* D2) {
   const RayCentre<float> centre = CentreColumns(image, camera, ray);
   const RayAngles<float> angles = AngleColumns(image, camera, ray);
@@ -157,14 +157,14 @@ enum RayFlag : uint32_t {
 
 /// Weight of a ray on a point of the given type; control points bear the control weight. `grossWeight` is
 /// kGrossRayWeight but in tests, where a larger one shows how often it enters.
-ORVO_HOST_DEVICE float RayWeight(uint32_t flag, uint32_t type, float controlWeight, float grossWeight) {
+ORVO_KERNEL_CODE float RayWeight(uint32_t flag, uint32_t type, float controlWeight, float grossWeight) {
   if (flag == kRayIsLeftOut) return 0.0f;
   if (flag == kRayIsGross) return grossWeight;
   return type == 1 ? controlWeight : 1.0f;
 }
 
 /// Weight of the other ray of a pair: never the control weight.
-ORVO_HOST_DEVICE float PairWeight(uint32_t flag, float grossWeight) {
+ORVO_KERNEL_CODE float PairWeight(uint32_t flag, float grossWeight) {
   if (flag == kRayIsLeftOut) return 0.0f;
   return flag == kRayIsGross ? grossWeight : 1.0f;
 }

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 
 namespace orvo::gpu {
 namespace {

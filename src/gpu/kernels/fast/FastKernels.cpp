@@ -4,8 +4,9 @@
 #include <array>
 #include <vector>
 
+#include "gpu/kernels/PointFinish.h"
+#include "gpu/kernels/RayBlocks.h"
 #include "gpu/kernels/fast/FastRay.h"
-#include "gpu/kernels/fast/PointFinish.h"
 #include "records/UnknownLayout.h"
 
 namespace orvo::gpu {
@@ -37,22 +38,15 @@ class FastRun {
         nLayout(static_cast<size_t>(std::clamp<int64_t>(call.Para.nMode, LayoutEop, LayoutEopIop))),
         nOneCamera(call.Para.nCameraCount == 1 ? 1 : 0),
         pImageRows(reinterpret_cast<FastImageRow*>(call.Arrays.cupFast)) {
-    in.Section = FastSectionOf(call.Arrays, call.Para.nImgPt, call.Para.nObjPt);
-    in.nCameras = call.Para.nCameraCount;
-    in.Work = FastWorkOf(call.Arrays.cupFast, nImages, in.nCameras);
-    in.pIop = call.Arrays.cupIop;
-    in.fControlWeight = static_cast<float>(call.Para.nControlWeight);
-    in.fGrossWeight = call.fGrossWeight;
+    static_cast<FastArrays&>(in) = FastArraysOf(call);
   }
 
   void SumMatrix() {
-    ForImages(
-        [this](int64_t image) { pImageRows[image] = MakeFastImageRow(call.Arrays.cupEop + 6 * image); });
+    ForImages([this](int64_t image) { pImageRows[image] = MakeFastImageRow(in.pEop + 6 * image); });
     WriteTerms(nullptr);
-    const auto gross = static_cast<float>(static_cast<double>(call.Para.nGrossFactor100) / 100.0);
-    float* rms = call.Arrays.cupRms;
-    in.fLimitX = gross * rms[2];
-    in.fLimitY = gross * rms[3];
+    float* rms = in.pRms;
+    in.fLimitX = in.fGrossFactor * rms[2];
+    in.fLimitY = in.fGrossFactor * rms[3];
     std::vector<std::array<double, 4>> sums(static_cast<size_t>(PointTasks()));
     ForPoints(PointTasks(), [&](int64_t task, int64_t first, int64_t end) {
       passes.SumPoints[nOneCamera](in, first, end, sums[static_cast<size_t>(task)].data());
@@ -68,14 +62,14 @@ class FastRun {
   }
 
   void ConstVector() {
-    in.pOut = call.Arrays.cupR;
+    in.pOut = in.pConst;
     ForRaysOfImages(passes.ConstImages[nLayout]);
     AddCameraUnknowns();
   }
 
   void Preconditioner() {
     if (nLayout == LayoutIop) return;
-    in.pOut = call.Arrays.cupM;
+    in.pOut = in.pPrecond;
     ForRaysOfImages(passes.ImageBlocks[nLayout == LayoutMergedEopIop ? 1 : 0]);
   }
 
@@ -95,7 +89,7 @@ class FastRun {
                      [](double element) { return static_cast<float>(element); });
     });
     ForRaysOfImages(passes.CameraSquares);
-    float* blocks = call.Arrays.cupM + (nLayout == LayoutEopIop ? 21 * call.Para.nImageCount : 0);
+    float* blocks = in.pPrecond + (nLayout == LayoutEopIop ? 21 * in.nEopBlocks : 0);
     ForCameras([&](int64_t camera) {
       double sum[kCameraShareFloats] = {};
       AddImageShares(camera, kCameraShareFloats, sum);
@@ -109,8 +103,8 @@ class FastRun {
   }
 
   void MatrixVectorAd() {
-    in.pOut = call.Arrays.cupAd;
-    WriteTerms(call.Arrays.cupD);
+    in.pOut = in.pProduct;
+    WriteTerms(in.pDirection);
     ForPoints(PointTasks(), [&](int64_t, int64_t first, int64_t end) {
       passes.ProductPoints[nLayout][nOneCamera](in, first, end);
     });
@@ -163,7 +157,7 @@ class FastRun {
 
   /// Rows of pImageTerms, with the direction `d` or none.
   void WriteTerms(const float* d) {
-    const UnknownPlaces places{static_cast<int64_t>(nLayout), call.Para.nImageCount};
+    const UnknownPlaces places{static_cast<int64_t>(nLayout), in.nEopBlocks};
     auto* rows = reinterpret_cast<FastTermsRow*>(in.Work.pImageTerms);
     ForImages([&, d](int64_t image) {
       const int64_t camera = in.Work.pImageCamera[image];
@@ -178,21 +172,16 @@ class FastRun {
     });
   }
 
-  /// Object point 0 is finished again, from nothing, unless a point runs from the first 256 rays into the
-  /// next ones: the record of these rays stands for it when it names no other. On purpose. A height
-  /// difference is then read where the first finish has put its inverse.
+  /// Object point 0 once more, from nothing (RayBlocks.h). A height difference is then read where the first
+  /// finish has put its inverse. On purpose.
   void FinishFirstPoint() {
     const FastSection& section = in.Section;
     if (section.m == 0) return;
-    const uint32_t* first = section.pFirstRay;
-    const auto boundary = static_cast<uint32_t>(kBlockThreads);
-    const bool bHasTail =
-        section.n > kBlockThreads && !std::binary_search(first, first + section.m, boundary);
     float* row = section.pPoint;
     uint32_t type;
     std::copy_n(reinterpret_cast<const char*>(row + kPointType), sizeof(type),
                 reinterpret_cast<char*>(&type));
-    if (bHasTail || type == 1) return;
+    if (type == 1 || BlockZeroHasTail(section.pFirstRay, section.m, section.n)) return;
     const bool bHasRays = section.m == 1 ? section.n > 0 : section.pFirstRay[1] > 0;
     const FinishedPoint finished = FinishPoint({}, type, in.fControlWeight,
                                                bHasRays ? section.pInverse[2] : row[kPointHeightDifference]);
@@ -220,7 +209,7 @@ class FastRun {
 
   void AddCameraUnknowns() {
     if (nLayout != LayoutIop && nLayout != LayoutEopIop) return;
-    float* out = in.pOut + (nLayout == LayoutEopIop ? 6 * call.Para.nImageCount : 0);
+    float* out = in.pOut + (nLayout == LayoutEopIop ? 6 * in.nEopBlocks : 0);
     ForCameras([&](int64_t camera) {
       double sum[5] = {};
       AddImageShares(camera, 5, sum);
@@ -240,15 +229,7 @@ class FastRun {
 }  // namespace
 
 std::vector<FastPasses> UsableFastPasses() {
-  std::vector<FastPasses> sets{BaselinePasses()};
-#ifdef ORVO_X86_KERNELS
-  if (__builtin_cpu_supports("avx2")) sets.push_back(Avx2Passes());
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
-      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw")) {
-    sets.push_back(Avx512Passes());
-  }
-#endif
-  return sets;
+  return ForUsableSets([]<InstructionSet kSet>() { return FastPassesOf<kSet>(); });
 }
 
 void RunFastKernel(const KernelCall& call, WorkerPool& pool) {

@@ -3,8 +3,8 @@
 // on the instruction set, and a rerun repeats them bit for bit.
 #pragma once
 
-#include "base/WorkerPool.h"
-#include "gpu/Device.h"
+#include "base/Threads.h"
+#include "gpu/kernels/KernelCall.h"
 #include "gpu/kernels/fast/passes/FastPasses.h"
 
 namespace orvo::gpu {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/HostDeviceMark.h"
+#include "base/KernelCode.h"
 #include "gpu/kernels/DeviceArrays.h"
 #include "gpu/kernels/GpuPara.h"
 
@@ -46,7 +46,7 @@ struct FastSection {
 /// Places in a row of FastSection::pPoint.
 inline constexpr int kPointType = 3, kPointSolved = 4, kPointHeightDifference = 7, kPointFloats = 8;
 
-ORVO_HOST_DEVICE FastSection FastSectionOf(const DeviceArrays& arrays, int64_t n, int64_t m) {
+ORVO_KERNEL_CODE FastSection FastSectionOf(const DeviceArrays& arrays, int64_t n, int64_t m) {
   FastSection section;
   section.n = n;
   section.m = m;
@@ -101,7 +101,7 @@ constexpr int64_t FastWorkWords(int64_t images, int64_t cameras) {
   return FastIndexBegin(images, cameras) + FastIndexWords(images, cameras);
 }
 
-ORVO_HOST_DEVICE FastWork FastWorkOf(float* cupFast, int64_t images, int64_t cameras) {
+ORVO_KERNEL_CODE FastWork FastWorkOf(float* cupFast, int64_t images, int64_t cameras) {
   FastWork work;
   work.pImage = cupFast;
   work.pImageTerms = work.pImage + kImageRowFloats * images;

@@ -14,7 +14,7 @@
 
 #include <cstdint>
 
-#include "base/HostDeviceMark.h"
+#include "base/KernelCode.h"
 #include "gpu/kernels/RayModel.h"
 
 namespace orvo::gpu {
@@ -53,7 +53,7 @@ struct FastTermsRow {
 };
 static_assert(sizeof(FastTermsRow) == 64);
 
-ORVO_HOST_DEVICE FastImageRow MakeFastImageRow(const float* eop) {
+ORVO_KERNEL_CODE FastImageRow MakeFastImageRow(const float* eop) {
   const RayImage<float> i = MakeRayImage(eop);
   return {{i.a1, i.a2, i.a3, i.X, i.b1, i.b2, i.b3, i.Y, i.c1, i.c2, i.c3, i.Z},
           i.fSinOmega,
@@ -64,14 +64,14 @@ ORVO_HOST_DEVICE FastImageRow MakeFastImageRow(const float* eop) {
 
 /// For ObserveRay, which reads no angle.
 template <class T>
-ORVO_HOST_DEVICE RayImage<T> RayImageOf(const FastFrame<T>& frame) {
+ORVO_KERNEL_CODE RayImage<T> RayImageOf(const FastFrame<T>& frame) {
   const T none{};
   return {frame.a1, frame.a2, frame.a3, frame.b1, frame.b2, frame.b3, frame.c1, frame.c2,
           frame.c3, none,     none,     none,     none,     frame.X,  frame.Y,  frame.Z};
 }
 
 /// J d, `d` being one image's X, Y, Z, phi, omega, kappa.
-ORVO_HOST_DEVICE FastTurned<float> TurnDirection(const FastImageRow& row, const float* d) {
+ORVO_KERNEL_CODE FastTurned<float> TurnDirection(const FastImageRow& row, const float* d) {
   const FastFrame<float>& R = row.Frame;
   return {R.a1 * d[0] + R.b1 * d[1] + R.c1 * d[2],
           R.a2 * d[0] + R.b2 * d[1] + R.c2 * d[2],
@@ -82,7 +82,7 @@ ORVO_HOST_DEVICE FastTurned<float> TurnDirection(const FastImageRow& row, const 
 }
 
 /// J' s into X, Y, Z, phi, omega, kappa.
-ORVO_HOST_DEVICE void TurnBack(const FastImageRow& row, const FastTurned<float>& s, float* out) {
+ORVO_KERNEL_CODE void TurnBack(const FastImageRow& row, const FastTurned<float>& s, float* out) {
   const FastFrame<float>& R = row.Frame;
   out[0] = R.a1 * s.g1 + R.a2 * s.g2 + R.a3 * s.g3;
   out[1] = R.b1 * s.g1 + R.b2 * s.g2 + R.b3 * s.g3;
@@ -102,13 +102,13 @@ struct FastRay {
 
 /// Divisions are few: one by f, which an image's rays share, and one by Zr.
 template <class T>
-ORVO_HOST_DEVICE void AddRatios(FastRay<T>& ray, T f) {
+ORVO_KERNEL_CODE void AddRatios(FastRay<T>& ray, T f) {
   const T inverse = 1.0f / f;
   ray.px = ray.xc * inverse;
   ray.py = ray.yc * inverse;
 }
 template <class T>
-ORVO_HOST_DEVICE void AddDepth(FastRay<T>& ray, T f, T Zr) {
+ORVO_KERNEL_CODE void AddDepth(FastRay<T>& ray, T f, T Zr) {
   const T inverse = 1.0f / Zr;
   ray.fi = f * inverse;
   ray.xi = ray.xc * inverse;
@@ -117,7 +117,7 @@ ORVO_HOST_DEVICE void AddDepth(FastRay<T>& ray, T f, T Zr) {
 
 /// The part of a ray that needs no object point; fi, xi, yi stay 0.
 template <class T>
-ORVO_HOST_DEVICE FastRay<T> MeasureFastRay(const RayCamera<T>& camera, T x, T y) {
+ORVO_KERNEL_CODE FastRay<T> MeasureFastRay(const RayCamera<T>& camera, T x, T y) {
   FastRay<T> ray;
   ray.u = x - camera.x0;
   ray.v = y - camera.y0;
@@ -131,7 +131,7 @@ ORVO_HOST_DEVICE FastRay<T> MeasureFastRay(const RayCamera<T>& camera, T x, T y)
 }
 
 template <class T>
-ORVO_HOST_DEVICE FastRay<T> MakeFastRay(const FastFrame<T>& R, const RayCamera<T>& camera, T x, T y, T X, T Y,
+ORVO_KERNEL_CODE FastRay<T> MakeFastRay(const FastFrame<T>& R, const RayCamera<T>& camera, T x, T y, T X, T Y,
                                         T Z) {
   FastRay<T> ray = MeasureFastRay(camera, x, y);
   const T dX = X - R.X, dY = Y - R.Y, dZ = Z - R.Z;
@@ -141,7 +141,7 @@ ORVO_HOST_DEVICE FastRay<T> MakeFastRay(const FastFrame<T>& R, const RayCamera<T
 
 /// The same from the misclosure of the ray.
 template <class T>
-ORVO_HOST_DEVICE FastRay<T> MakeFastRay(const RayCamera<T>& camera, const RayMisclosure<T>& observed) {
+ORVO_KERNEL_CODE FastRay<T> MakeFastRay(const RayCamera<T>& camera, const RayMisclosure<T>& observed) {
   FastRay<T> ray;
   ray.u = observed.u;
   ray.v = observed.v;
@@ -161,7 +161,7 @@ struct FastPair {
 
 /// Rows of an image's unknowns times the direction: K t.
 template <class T>
-ORVO_HOST_DEVICE FastPair<T> TimesImage(const FastRay<T>& ray, T f, const FastTurned<T>& t) {
+ORVO_KERNEL_CODE FastPair<T> TimesImage(const FastRay<T>& ray, T f, const FastTurned<T>& t) {
   const T along = ray.xc * t.p + ray.yc * t.q;
   return {ray.fi * t.g1 + ray.xi * t.g3 - along * ray.px - f * t.p + ray.yc * t.r,
           ray.fi * t.g2 + ray.yi * t.g3 - along * ray.py - f * t.q - ray.xc * t.r};
@@ -169,14 +169,14 @@ ORVO_HOST_DEVICE FastPair<T> TimesImage(const FastRay<T>& ray, T f, const FastTu
 
 /// Rows of the camera's unknowns times the direction.
 template <class T>
-ORVO_HOST_DEVICE FastPair<T> TimesInner(const FastRay<T>& ray, const FastInner<T>& t) {
+ORVO_KERNEL_CODE FastPair<T> TimesInner(const FastRay<T>& ray, const FastInner<T>& t) {
   const T radial = ray.r2 * (t.k1 + ray.r2 * t.k2);
   return {ray.px * t.f + t.x0 + ray.u * radial, ray.py * t.f + t.y0 + ray.v * radial};
 }
 
 /// B h, B being the first three columns of D.
 template <class T>
-ORVO_HOST_DEVICE FastPair<T> TimesPoint(const FastRay<T>& ray, const FastFrame<T>& R, T h0, T h1, T h2) {
+ORVO_KERNEL_CODE FastPair<T> TimesPoint(const FastRay<T>& ray, const FastFrame<T>& R, T h0, T h1, T h2) {
   const T g1 = R.a1 * h0 + R.b1 * h1 + R.c1 * h2;
   const T g2 = R.a2 * h0 + R.b2 * h1 + R.c2 * h2;
   const T g3 = R.a3 * h0 + R.b3 * h1 + R.c3 * h2;
@@ -189,7 +189,7 @@ struct FastVector {
   T v0, v1, v2;
 };
 template <class T>
-ORVO_HOST_DEVICE FastVector<T> PointTransposed(const FastRay<T>& ray, const FastFrame<T>& R, FastPair<T> e) {
+ORVO_KERNEL_CODE FastVector<T> PointTransposed(const FastRay<T>& ray, const FastFrame<T>& R, FastPair<T> e) {
   const T t1 = ray.fi * e.x, t2 = ray.fi * e.y, t3 = ray.xi * e.x + ray.yi * e.y;
   return {R.a1 * t1 + R.a2 * t2 + R.a3 * t3, R.b1 * t1 + R.b2 * t2 + R.b3 * t3,
           R.c1 * t1 + R.c2 * t2 + R.c3 * t3};
@@ -197,7 +197,7 @@ ORVO_HOST_DEVICE FastVector<T> PointTransposed(const FastRay<T>& ray, const Fast
 
 /// Adds K' e to an image's sums.
 template <class T>
-ORVO_HOST_DEVICE void AddImageTransposed(const FastRay<T>& ray, T f, FastPair<T> e, FastTurned<T>& sum) {
+ORVO_KERNEL_CODE void AddImageTransposed(const FastRay<T>& ray, T f, FastPair<T> e, FastTurned<T>& sum) {
   const T along = ray.px * e.x + ray.py * e.y;
   sum.g1 += ray.fi * e.x;
   sum.g2 += ray.fi * e.y;
@@ -210,14 +210,14 @@ ORVO_HOST_DEVICE void AddImageTransposed(const FastRay<T>& ray, T f, FastPair<T>
 /// Adds to the sums of a camera's unknowns all but that of k2, and returns what that gets when multiplied by
 /// r2 r2.
 template <class T>
-ORVO_HOST_DEVICE void AddInnerButLast(const FastRay<T>& ray, FastPair<T> e, FastInner<T>& sum) {
+ORVO_KERNEL_CODE void AddInnerButLast(const FastRay<T>& ray, FastPair<T> e, FastInner<T>& sum) {
   sum.f += ray.px * e.x + ray.py * e.y;
   sum.x0 += e.x;
   sum.y0 += e.y;
   sum.k1 += ray.r2 * (ray.u * e.x + ray.v * e.y);
 }
 template <class T>
-ORVO_HOST_DEVICE void AddInnerTransposed(const FastRay<T>& ray, FastPair<T> e, FastInner<T>& sum) {
+ORVO_KERNEL_CODE void AddInnerTransposed(const FastRay<T>& ray, FastPair<T> e, FastInner<T>& sum) {
   AddInnerButLast(ray, e, sum);
   sum.k2 += ray.r2 * ray.r2 * (ray.u * e.x + ray.v * e.y);
 }
@@ -226,12 +226,12 @@ ORVO_HOST_DEVICE void AddInnerTransposed(const FastRay<T>& ray, FastPair<T> e, F
 /// Second pass: e = s (D d - B h), with h = P times that sum, and for control points h = 0; then
 /// AddImageTransposed and AddInnerTransposed of e.
 template <class T>
-ORVO_HOST_DEVICE FastVector<T> ProductPointShare(const FastRay<T>& ray, const FastFrame<T>& R, T s,
+ORVO_KERNEL_CODE FastVector<T> ProductPointShare(const FastRay<T>& ray, const FastFrame<T>& R, T s,
                                                  FastPair<T> Dd) {
   return PointTransposed(ray, R, FastPair<T>{s * Dd.x, s * Dd.y});
 }
 template <class T>
-ORVO_HOST_DEVICE FastPair<T> ProductRayShare(const FastRay<T>& ray, const FastFrame<T>& R, T s,
+ORVO_KERNEL_CODE FastPair<T> ProductRayShare(const FastRay<T>& ray, const FastFrame<T>& R, T s,
                                              FastPair<T> Dd, T h0, T h1, T h2) {
   const FastPair<T> back = TimesPoint(ray, R, h0, h1, h2);
   return {s * (Dd.x - back.x), s * (Dd.y - back.y)};
@@ -240,7 +240,7 @@ ORVO_HOST_DEVICE FastPair<T> ProductRayShare(const FastRay<T>& ray, const FastFr
 /// Constant vector: adds D' s (L - C e), C = -B, to the sums of a ray's image and camera; `solved` is e, and
 /// must be 0 for control points. In the last column the weight enters the elimination term twice, on purpose.
 template <bool kImage, bool kInner, class T>
-ORVO_HOST_DEVICE void AddConstShare(const FastRay<T>& ray, const RayMisclosure<T>& observed,
+ORVO_KERNEL_CODE void AddConstShare(const FastRay<T>& ray, const RayMisclosure<T>& observed,
                                     const FastFrame<T>& R, T f, T s, const FastVector<T>& solved,
                                     FastTurned<T>& image, FastInner<T>& inner) {
   const FastPair<T> back = TimesPoint(ray, R, solved.v0, solved.v1, solved.v2);
@@ -259,14 +259,14 @@ struct FastPointRows {
   T x0, x1, x2, y0, y1, y2;
 };
 template <class T>
-ORVO_HOST_DEVICE FastPointRows<T> PointRows(const FastRay<T>& ray, const FastFrame<T>& R) {
+ORVO_KERNEL_CODE FastPointRows<T> PointRows(const FastRay<T>& ray, const FastFrame<T>& R) {
   return {ray.fi * R.a1 + ray.xi * R.a3, ray.fi * R.b1 + ray.xi * R.b3, ray.fi * R.c1 + ray.xi * R.c3,
           ray.fi * R.a2 + ray.yi * R.a3, ray.fi * R.b2 + ray.yi * R.b3, ray.fi * R.c2 + ray.yi * R.c3};
 }
 
 /// What one ray adds to the PointSums of its point, N00, N01, N02, N11, N12, N22, Q0, Q1, Q2.
 template <class T>
-ORVO_HOST_DEVICE void PointSumsShare(const FastPointRows<T>& B, T s, T Lx, T Ly, T* out) {
+ORVO_KERNEL_CODE void PointSumsShare(const FastPointRows<T>& B, T s, T Lx, T Ly, T* out) {
   out[0] = s * (B.x0 * B.x0 + B.y0 * B.y0);
   out[1] = s * (B.x0 * B.x1 + B.y0 * B.y1);
   out[2] = s * (B.x0 * B.x2 + B.y0 * B.y2);
@@ -285,7 +285,7 @@ struct FastWeight {
   T xx, xy, yy;
 };
 template <class T>
-ORVO_HOST_DEVICE FastWeight<T> ReducedWeight(const FastPointRows<T>& B, T s, const T* P) {
+ORVO_KERNEL_CODE FastWeight<T> ReducedWeight(const FastPointRows<T>& B, T s, const T* P) {
   const T x0 = P[0] * B.x0 + P[1] * B.x1 + P[2] * B.x2;
   const T x1 = P[1] * B.x0 + P[3] * B.x1 + P[4] * B.x2;
   const T x2 = P[2] * B.x0 + P[4] * B.x1 + P[5] * B.x2;
@@ -299,7 +299,7 @@ ORVO_HOST_DEVICE FastWeight<T> ReducedWeight(const FastPointRows<T>& B, T s, con
 
 /// The columns of K (6) and behind them those of the camera (5).
 template <class T>
-ORVO_HOST_DEVICE void InnerColumns(const FastRay<T>& ray, T* x, T* y) {
+ORVO_KERNEL_CODE void InnerColumns(const FastRay<T>& ray, T* x, T* y) {
   const T one = T{} + 1.0f;
   x[0] = ray.px;
   y[0] = ray.py;
@@ -313,7 +313,7 @@ ORVO_HOST_DEVICE void InnerColumns(const FastRay<T>& ray, T* x, T* y) {
   y[4] = y[3] * ray.r2;
 }
 template <class T>
-ORVO_HOST_DEVICE void FrameColumns(const FastRay<T>& ray, T f, T* x, T* y) {
+ORVO_KERNEL_CODE void FrameColumns(const FastRay<T>& ray, T f, T* x, T* y) {
   x[0] = ray.fi;
   y[0] = T{};
   x[1] = T{};
@@ -330,7 +330,7 @@ ORVO_HOST_DEVICE void FrameColumns(const FastRay<T>& ray, T f, T* x, T* y) {
 
 /// Adds the upper triangle, row by row, of columns' W columns.
 template <int kColumns, class T>
-ORVO_HOST_DEVICE void AddWeightedSquare(const T* x, const T* y, const FastWeight<T>& W, T* sum) {
+ORVO_KERNEL_CODE void AddWeightedSquare(const T* x, const T* y, const FastWeight<T>& W, T* sum) {
   int k = 0;
   for (int row = 0; row < kColumns; ++row) {
     const T wx = W.xx * x[row] + W.xy * y[row];
@@ -342,7 +342,7 @@ ORVO_HOST_DEVICE void AddWeightedSquare(const T* x, const T* y, const FastWeight
 /// Adds what one ray has in the diagonal block of its image, in the camera frame: 21 numbers, or 66 with the
 /// camera's columns behind.
 template <bool kInner, class T>
-ORVO_HOST_DEVICE void AddImageBlock(const FastRay<T>& ray, T f, const FastWeight<T>& W, T* sum) {
+ORVO_KERNEL_CODE void AddImageBlock(const FastRay<T>& ray, T f, const FastWeight<T>& W, T* sum) {
   constexpr int kColumns = kInner ? 11 : 6;
   T x[kColumns], y[kColumns];
   FrameColumns(ray, f, x, y);
@@ -354,7 +354,7 @@ ORVO_HOST_DEVICE void AddImageBlock(const FastRay<T>& ray, T f, const FastWeight
 /// the camera frame: J' S J on the packed upper triangle, added to `out`. `Number` is the type to calculate
 /// in.
 template <int kSize, class Number>
-ORVO_HOST_DEVICE void AddTurnedBlock(const FastImageRow& row, const Number* packed, float* out) {
+ORVO_KERNEL_CODE void AddTurnedBlock(const FastImageRow& row, const Number* packed, float* out) {
   const FastFrame<float>& R = row.Frame;
   const Number J[6][6] = {
       {R.a1, R.b1, R.c1, 0, 0, 0},
@@ -390,7 +390,7 @@ ORVO_HOST_DEVICE void AddTurnedBlock(const FastImageRow& row, const Number* pack
 
 /// Adds s A' A of one ray, the direct term of its camera's diagonal block, upper triangle row by row.
 template <class T>
-ORVO_HOST_DEVICE void AddInnerSquare(const FastRay<T>& ray, T s, T* sum) {
+ORVO_KERNEL_CODE void AddInnerSquare(const FastRay<T>& ray, T s, T* sum) {
   T x[5], y[5];
   InnerColumns(ray, x, y);
   const T px = s * ray.px, py = s * ray.py;
@@ -413,7 +413,7 @@ ORVO_HOST_DEVICE void AddInnerSquare(const FastRay<T>& ray, T s, T* sum) {
 
 /// s A' B of one ray, 5 by 3. Summed over the rays of a point on one camera it is the G of SubtractCoupling.
 template <class T>
-ORVO_HOST_DEVICE void CouplingShare(const FastRay<T>& ray, const FastPointRows<T>& B, T s, T* out) {
+ORVO_KERNEL_CODE void CouplingShare(const FastRay<T>& ray, const FastPointRows<T>& B, T s, T* out) {
   T x[5], y[5];
   InnerColumns(ray, x, y);
   for (int r = 0; r < 5; ++r) {
@@ -426,7 +426,7 @@ ORVO_HOST_DEVICE void CouplingShare(const FastRay<T>& ray, const FastPointRows<T
 
 /// Adds G P G', upper triangle row by row, which the diagonal block of the camera loses.
 template <class T>
-ORVO_HOST_DEVICE void AddCoupling(const T* G, const T* P, T* sum) {
+ORVO_KERNEL_CODE void AddCoupling(const T* G, const T* P, T* sum) {
   int k = 0;
   for (int r = 0; r < 5; ++r) {
     const T* g = G + 3 * r;

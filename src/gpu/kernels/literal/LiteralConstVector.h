@@ -9,7 +9,7 @@ struct ConstVectorStorage {
   float shR[kRecords][kColumns];
 };
 
-ORVO_HOST_DEVICE void ConstVectorThread(const LiteralLaunch& launch, int64_t chunk, int64_t block, int thread,
+ORVO_KERNEL_CODE void ConstVectorThread(const LiteralLaunch& launch, int64_t chunk, int64_t block, int thread,
                                         ConstVectorStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const int64_t i = BlockBase(chunk, block) + thread;
@@ -36,7 +36,7 @@ ORVO_HOST_DEVICE void ConstVectorThread(const LiteralLaunch& launch, int64_t chu
   record[10] -= s * s * ray.r2 * (ray.u * ray.r2 * ux + ray.v * ray.r2 * uy);
 }
 
-ORVO_HOST_DEVICE void ConstVectorWalk(const LiteralLaunch& launch, int64_t chunk, int64_t block,
+ORVO_KERNEL_CODE void ConstVectorWalk(const LiteralLaunch& launch, int64_t chunk, int64_t block,
                                       const ConstVectorStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const GpuPara& para = *arrays.cupPara;
@@ -49,7 +49,7 @@ ORVO_HOST_DEVICE void ConstVectorWalk(const LiteralLaunch& launch, int64_t chunk
   }
 }
 
-ORVO_HOST_DEVICE void ConstVectorFinal(const LiteralLaunch& launch) {
+ORVO_KERNEL_CODE void ConstVectorFinal(const LiteralLaunch& launch) {
   const int64_t length = launch.Arrays.cupPara->nUnknownLen;
   AddBlockCopies(launch.Arrays.cuptR, length, 0, length, launch.Arrays.cupR);
 }

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "gpu/kernels/CudaLaunch.h"
 #include "gpu/kernels/literal/LiteralConstVector.h"
 #include "gpu/kernels/literal/LiteralMatrixVector.h"
 #include "gpu/kernels/literal/LiteralPreconditioner.h"
@@ -23,7 +24,34 @@ void ForAllBlocks(int64_t chunks, Thread thread, Walk walk) {
   }
 }
 
+int RunLiteralKernel(const KernelCall& call) {
+  switch (call.Which) {
+    case Kernel::SumMatrix:
+      ComputeSumMatrix(call.Arrays, call.fGrossWeight);
+      break;
+    case Kernel::ConstVector:
+      ComputeConstVector(call.Arrays, call.fGrossWeight);
+      break;
+    case Kernel::Preconditioner:
+      ComputePreconditionerGPU(call.Arrays, call.fGrossWeight);
+      break;
+    case Kernel::PreconditionerIop:
+      ComputePreconditionerGPU_IOP(call.Arrays, call.fGrossWeight);
+      break;
+    case Kernel::MatrixVectorAd:
+      ComputeMatrixVectorAd(call.Arrays, call.fGrossWeight);
+      break;
+  }
+  return 0;
+}
+
 }  // namespace
+
+#ifdef ORVO_WITH_CUDA
+const LiteralKernels kLiteralKernels = {RunLiteralKernel, LaunchLiteralKernel};
+#else
+const LiteralKernels kLiteralKernels = {RunLiteralKernel, nullptr};
+#endif
 
 void ComputeSumMatrix(const DeviceArrays& arrays, float grossWeight) {
   const LiteralLaunch launch = {arrays, grossWeight};

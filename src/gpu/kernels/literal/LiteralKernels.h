@@ -1,12 +1,14 @@
 // The five kernels block by block, thread by thread, phase by phase: the reference for the fast ones. Each
-// takes device addresses of the arrays told in gpu/DeviceArrays.h and runs 64 blocks of 256 threads one after
-// the other.
+// takes device addresses of the arrays told in DeviceArrays.h and runs 64 blocks of 256 threads one after the
+// other.
 #pragma once
 
-#include "gpu/kernels/DeviceArrays.h"
-#include "gpu/kernels/GpuPara.h"
+#include "gpu/kernels/KernelCall.h"
 
 namespace orvo::gpu {
+
+/// This form, for a device that is to offer it.
+extern const LiteralKernels kLiteralKernels;
 
 /// Residuals, gross flags, residual sums; of each object point the inverse of its normal block and that
 /// inverse times its constant vector. cupTR must be zero.

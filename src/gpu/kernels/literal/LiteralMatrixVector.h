@@ -12,7 +12,7 @@ struct MatrixVectorStorage {
 };
 
 /// The elements of d that a ray's eleven columns meet; 0 where its columns are no unknowns.
-ORVO_HOST_DEVICE void GatherByLayout(const GpuPara& para, const float* d, uint32_t image, uint32_t camera,
+ORVO_KERNEL_CODE void GatherByLayout(const GpuPara& para, const float* d, uint32_t image, uint32_t camera,
                                      float* delta) {
   for (int k = 0; k < kColumns; ++k) delta[k] = 0;
   if (para.nMode == LayoutMergedEopIop) {
@@ -28,7 +28,7 @@ ORVO_HOST_DEVICE void GatherByLayout(const GpuPara& para, const float* d, uint32
   }
 }
 
-ORVO_HOST_DEVICE void MatrixVectorThread(const LiteralLaunch& launch, int64_t chunk, int64_t block,
+ORVO_KERNEL_CODE void MatrixVectorThread(const LiteralLaunch& launch, int64_t chunk, int64_t block,
                                          int thread, MatrixVectorStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   float* record = storage.shR[thread];
@@ -70,7 +70,7 @@ ORVO_HOST_DEVICE void MatrixVectorThread(const LiteralLaunch& launch, int64_t ch
   record[10] -= other * atI.Ray.r2 * (D1[9] * qx + D2[9] * qy);
 }
 
-ORVO_HOST_DEVICE void MatrixVectorWalk(const LiteralLaunch& launch, int64_t block,
+ORVO_KERNEL_CODE void MatrixVectorWalk(const LiteralLaunch& launch, int64_t block,
                                        const MatrixVectorStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const GpuPara& para = *arrays.cupPara;
@@ -84,7 +84,7 @@ ORVO_HOST_DEVICE void MatrixVectorWalk(const LiteralLaunch& launch, int64_t bloc
   }
 }
 
-ORVO_HOST_DEVICE void MatrixVectorFinal(const LiteralLaunch& launch) {
+ORVO_KERNEL_CODE void MatrixVectorFinal(const LiteralLaunch& launch) {
   const int64_t length = launch.Arrays.cupPara->nUnknownLen;
   AddBlockCopies(launch.Arrays.cuptAd, length, 0, length, launch.Arrays.cupAd);
 }

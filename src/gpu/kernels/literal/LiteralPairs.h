@@ -11,12 +11,12 @@ struct RayPair {
 };
 
 /// Pairs are numbered in 32 bits.
-ORVO_HOST_DEVICE uint32_t PairCount(const GpuPara& para) { return static_cast<uint32_t>(para.nPairNum); }
-ORVO_HOST_DEVICE int64_t PairChunkCount(const GpuPara& para) { return int64_t{PairCount(para) >> 14} + 1; }
+ORVO_KERNEL_CODE uint32_t PairCount(const GpuPara& para) { return static_cast<uint32_t>(para.nPairNum); }
+ORVO_KERNEL_CODE int64_t PairChunkCount(const GpuPara& para) { return int64_t{PairCount(para) >> 14} + 1; }
 
 /// The rays of pair g, kNoRay where the tables hold none. A number that begins a point ends the search early,
 /// at the pair of the point's first ray with itself.
-ORVO_HOST_DEVICE RayPair FindPair(const DeviceArrays& arrays, uint32_t g) {
+ORVO_KERNEL_CODE RayPair FindPair(const DeviceArrays& arrays, uint32_t g) {
   uint32_t lo = 0, hi = static_cast<uint32_t>(arrays.cupPara->nObjPt);
   for (int round = 0; round < 100 && hi - lo > 1; ++round) {
     const uint32_t mid = lo + (hi - lo) / 2;
@@ -35,7 +35,7 @@ ORVO_HOST_DEVICE RayPair FindPair(const DeviceArrays& arrays, uint32_t g) {
 }
 
 /// What thread t of a block does in a chunk: pID of the thread, kNoRay behind the last pair.
-ORVO_HOST_DEVICE RayPair PairOfThread(const DeviceArrays& arrays, int64_t chunk, int64_t block, int thread) {
+ORVO_KERNEL_CODE RayPair PairOfThread(const DeviceArrays& arrays, int64_t chunk, int64_t block, int thread) {
   const int64_t g = BlockBase(chunk, block) + thread;
   if (g >= int64_t{PairCount(*arrays.cupPara)}) return {kNoRay, kNoRay};
   return FindPair(arrays, static_cast<uint32_t>(g));

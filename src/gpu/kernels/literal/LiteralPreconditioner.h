@@ -11,7 +11,7 @@ struct PreconditionerStorage {
   float shP[kRecords][6];             ///< inverse of the ray's object point
 };
 
-ORVO_HOST_DEVICE void PreconditionerThread(const LiteralLaunch& launch, int64_t chunk, int64_t block,
+ORVO_KERNEL_CODE void PreconditionerThread(const LiteralLaunch& launch, int64_t chunk, int64_t block,
                                            int thread, PreconditionerStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const int64_t j = BlockBase(chunk, block) + thread;
@@ -24,7 +24,7 @@ ORVO_HOST_DEVICE void PreconditionerThread(const LiteralLaunch& launch, int64_t 
   AllColumns(ObserveRay(arrays, j, entry, entry.nCamera), rows, rows + kColumns);
 }
 
-ORVO_HOST_DEVICE void PreconditionerWalk(const LiteralLaunch& launch, int64_t chunk, int64_t block,
+ORVO_KERNEL_CODE void PreconditionerWalk(const LiteralLaunch& launch, int64_t chunk, int64_t block,
                                          const PreconditionerStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const GpuPara& para = *arrays.cupPara;
@@ -59,7 +59,7 @@ ORVO_HOST_DEVICE void PreconditionerWalk(const LiteralLaunch& launch, int64_t ch
   }
 }
 
-ORVO_HOST_DEVICE void PreconditionerFinal(const LiteralLaunch& launch) {
+ORVO_KERNEL_CODE void PreconditionerFinal(const LiteralLaunch& launch) {
   const int64_t length = launch.Arrays.cupPara->nPrecondLen;
   AddBlockCopies(launch.Arrays.cuptM, length, 0, length, launch.Arrays.cupM);
 }

@@ -13,7 +13,7 @@ struct PreconditionerIopStorage {
   RayPair pID[kRecords];
 };
 
-ORVO_HOST_DEVICE void PreconditionerIopThread(const LiteralLaunch& launch, int64_t chunk, int64_t block,
+ORVO_KERNEL_CODE void PreconditionerIopThread(const LiteralLaunch& launch, int64_t chunk, int64_t block,
                                               int thread, PreconditionerIopStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   float* record = storage.shR[thread];
@@ -77,11 +77,11 @@ ORVO_HOST_DEVICE void PreconditionerIopThread(const LiteralLaunch& launch, int64
 }
 
 /// Where the camera blocks begin in the packed preconditioner.
-ORVO_HOST_DEVICE int64_t CameraBlockBase(const GpuPara& para) {
+ORVO_KERNEL_CODE int64_t CameraBlockBase(const GpuPara& para) {
   return para.nMode == LayoutEopIop ? 21 * para.nImageCount : 0;
 }
 
-ORVO_HOST_DEVICE void PreconditionerIopWalk(const LiteralLaunch& launch, int64_t block,
+ORVO_KERNEL_CODE void PreconditionerIopWalk(const LiteralLaunch& launch, int64_t block,
                                             const PreconditionerIopStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const GpuPara& para = *arrays.cupPara;
@@ -97,7 +97,7 @@ ORVO_HOST_DEVICE void PreconditionerIopWalk(const LiteralLaunch& launch, int64_t
 }
 
 /// Behind the image blocks only the camera blocks are added: ComputePreconditionerGPU has added the others.
-ORVO_HOST_DEVICE void PreconditionerIopFinal(const LiteralLaunch& launch) {
+ORVO_KERNEL_CODE void PreconditionerIopFinal(const LiteralLaunch& launch) {
   const GpuPara& para = *launch.Arrays.cupPara;
   const bool behind = para.nMode == LayoutEopIop;
   AddBlockCopies(launch.Arrays.cuptM, para.nPrecondLen, CameraBlockBase(para),

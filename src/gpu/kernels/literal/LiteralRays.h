@@ -24,7 +24,7 @@ inline constexpr int kColumns = 11;
 inline constexpr uint32_t kNoRay = 0xffffffffu;
 
 /// First image point, or pair, of a block in a chunk.
-ORVO_HOST_DEVICE int64_t BlockBase(int64_t chunk, int64_t block) {
+ORVO_KERNEL_CODE int64_t BlockBase(int64_t chunk, int64_t block) {
   return kChunk * chunk + kBlockThreads * block;
 }
 
@@ -33,16 +33,16 @@ struct RayEntry {
   uint32_t nImage, nCamera, nPoint, nFlag, nType;
 };
 
-ORVO_HOST_DEVICE RayEntry RayEntryOf(const DeviceArrays& arrays, int64_t ray) {
+ORVO_KERNEL_CODE RayEntry RayEntryOf(const DeviceArrays& arrays, int64_t ray) {
   const uint32_t* entry = arrays.cupImgIdx + 4 * ray;
   return {entry[0], entry[1], entry[2], entry[3], arrays.cupObjIdx[3 * int64_t{entry[2]}]};
 }
 
-ORVO_HOST_DEVICE float ControlWeight(const DeviceArrays& arrays) {
+ORVO_KERNEL_CODE float ControlWeight(const DeviceArrays& arrays) {
   return static_cast<float>(arrays.cupPara->nControlWeight);
 }
 
-ORVO_HOST_DEVICE float RayWeight(const LiteralLaunch& launch, const RayEntry& entry) {
+ORVO_KERNEL_CODE float RayWeight(const LiteralLaunch& launch, const RayEntry& entry) {
   return RayWeight(entry.nFlag, entry.nType, ControlWeight(launch.Arrays), launch.fGrossWeight);
 }
 
@@ -54,7 +54,7 @@ struct ObservedRay {
 };
 
 /// The ray on its image and point, seen through `camera`. Not for a ray that is left out.
-ORVO_HOST_DEVICE ObservedRay ObserveRay(const DeviceArrays& arrays, int64_t ray, const RayEntry& entry,
+ORVO_KERNEL_CODE ObservedRay ObserveRay(const DeviceArrays& arrays, int64_t ray, const RayEntry& entry,
                                         uint32_t camera) {
   const float* measured = arrays.cupImgPt + 4 * ray;
   const float* point = arrays.cupObjPt + 12 * int64_t{entry.nPoint};
@@ -66,16 +66,16 @@ ORVO_HOST_DEVICE ObservedRay ObserveRay(const DeviceArrays& arrays, int64_t ray,
   return observed;
 }
 
-ORVO_HOST_DEVICE RayCentre<float> CentreColumns(const ObservedRay& observed) {
+ORVO_KERNEL_CODE RayCentre<float> CentreColumns(const ObservedRay& observed) {
   return CentreColumns(observed.Image, observed.Camera, observed.Ray);
 }
 
-ORVO_HOST_DEVICE void AllColumns(const ObservedRay& observed, float* D1, float* D2) {
+ORVO_KERNEL_CODE void AllColumns(const ObservedRay& observed, float* D1, float* D2) {
   AllColumns(observed.Image, observed.Camera, observed.Ray, D1, D2);
 }
 
 /// Adds a record of eleven values, an image's six and a camera's five, to a vector of all unknowns.
-ORVO_HOST_DEVICE void AddByLayout(const GpuPara& para, const float* record, uint32_t image, uint32_t camera,
+ORVO_KERNEL_CODE void AddByLayout(const GpuPara& para, const float* record, uint32_t image, uint32_t camera,
                                   float* vector) {
   const int64_t eop = para.nEopLen, iop = para.nIopLen;
   const bool merged = para.nMode == LayoutMergedEopIop;
@@ -90,7 +90,7 @@ ORVO_HOST_DEVICE void AddByLayout(const GpuPara& para, const float* record, uint
 }
 
 /// Adds the copies of the blocks to a vector, block by block.
-ORVO_HOST_DEVICE void AddBlockCopies(const float* copies, int64_t stride, int64_t first, int64_t length,
+ORVO_KERNEL_CODE void AddBlockCopies(const float* copies, int64_t stride, int64_t first, int64_t length,
                                      float* sums) {
   for (int64_t block = 0; block < kLaunchBlocks; ++block) {
     const float* copy = copies + block * stride;

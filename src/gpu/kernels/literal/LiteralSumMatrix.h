@@ -1,7 +1,7 @@
 // ComputeSumMatrix: residuals and gross flags of the rays, inverse and solved vector of the object points.
 #pragma once
 
-#include "gpu/kernels/fast/PointFinish.h"
+#include "gpu/kernels/PointFinish.h"
 #include "gpu/kernels/literal/LiteralRays.h"
 
 namespace orvo::gpu {
@@ -13,7 +13,7 @@ struct SumMatrixStorage {
   float shRms[kRecords][4];          ///< Lx, Ly, Lx Lx, Ly Ly; zeros for a gross ray
 };
 
-ORVO_HOST_DEVICE void SumMatrixThread(const LiteralLaunch& launch, int64_t chunk, int64_t block, int thread,
+ORVO_KERNEL_CODE void SumMatrixThread(const LiteralLaunch& launch, int64_t chunk, int64_t block, int thread,
                                       SumMatrixStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const GpuPara& para = *arrays.cupPara;
@@ -57,7 +57,7 @@ ORVO_HOST_DEVICE void SumMatrixThread(const LiteralLaunch& launch, int64_t chunk
 }
 
 /// Finishes a point from nine sums and stores its inverse over the control difference.
-ORVO_HOST_DEVICE void StoreFinishedPoint(const DeviceArrays& arrays, int64_t point, const float* sums) {
+ORVO_KERNEL_CODE void StoreFinishedPoint(const DeviceArrays& arrays, int64_t point, const float* sums) {
   float* out = arrays.cupObjPt + 12 * point;
   const FinishedPoint finished =
       FinishPoint({sums[0], sums[1], sums[2], sums[3], sums[4], sums[5], sums[6], sums[7], sums[8]},
@@ -69,7 +69,7 @@ ORVO_HOST_DEVICE void StoreFinishedPoint(const DeviceArrays& arrays, int64_t poi
 /// Image points stand in the order of their object points, so one walk sums each point. A point that runs
 /// over a block's end leaves its sums in the tail of the block's boundary record, in the next block in the
 /// head. A point longer than that leaves heads in all further blocks, which nothing joins: deliberate.
-ORVO_HOST_DEVICE void SumMatrixWalk(const LiteralLaunch& launch, int64_t chunk, int64_t block,
+ORVO_KERNEL_CODE void SumMatrixWalk(const LiteralLaunch& launch, int64_t chunk, int64_t block,
                                     const SumMatrixStorage& storage) {
   const DeviceArrays& arrays = launch.Arrays;
   const GpuPara& para = *arrays.cupPara;
@@ -104,7 +104,7 @@ ORVO_HOST_DEVICE void SumMatrixWalk(const LiteralLaunch& launch, int64_t chunk, 
 /// Finishes the points that run over a block's end. A record that no point uses names object point 0, which
 /// only record 0 takes for its own: point 0 is then finished anew from zero sums. Deliberate, like passing
 /// over a point whose number is below its record's.
-ORVO_HOST_DEVICE void SumMatrixFinal(const LiteralLaunch& launch) {
+ORVO_KERNEL_CODE void SumMatrixFinal(const LiteralLaunch& launch) {
   const DeviceArrays& arrays = launch.Arrays;
   const GpuPara& para = *arrays.cupPara;
   const int64_t records = kLaunchBlocks * ChunkCount(para.nImgPt);

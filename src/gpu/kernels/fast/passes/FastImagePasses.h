@@ -1,5 +1,5 @@
 // Passes over images, each of which gathers its own rays.
-// Part of what each instruction set compiles for itself: see FastPassBody.h.
+// Part of what each instruction set compiles for itself: see FastPassBody.cpp.
 #pragma once
 
 #include "gpu/kernels/fast/passes/FastRayLanes.h"

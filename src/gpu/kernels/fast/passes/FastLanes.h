@@ -9,24 +9,20 @@
 #include <immintrin.h>
 #endif
 
+#include "base/simd/Registers.h"
+
 namespace orvo::gpu {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int kLanes = 16;
-#elif defined(__AVX2__)
-constexpr int kLanes = 8;
-#else
-constexpr int kLanes = 4;
-#endif
+constexpr int kLanes = kRegisterBytes / sizeof(float);
 
 /// Sums over rays run in so many lanes with every instruction set, so that all of them give the same numbers.
 constexpr int kSumLanes = 16;
 constexpr int kParts = kSumLanes / kLanes;
 
 using Quad [[gnu::vector_size(16)]] = float;
-using Floats [[gnu::vector_size(4 * kLanes)]] = float;
-using Ints [[gnu::vector_size(4 * kLanes)]] = int32_t;
+using Floats [[gnu::vector_size(kRegisterBytes)]] = float;
+using Ints [[gnu::vector_size(kRegisterBytes)]] = int32_t;
 
 // Rows stand at any multiple of 4 bytes. Copies, not references to a vector type of lesser alignment:
 // compilers may forget that on the way.

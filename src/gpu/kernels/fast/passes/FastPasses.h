@@ -5,19 +5,15 @@
 #include <cstdint>
 #include <vector>
 
-#include "gpu/kernels/fast/FastLayout.h"
+#include "base/simd/InstructionSet.h"
+#include "gpu/kernels/fast/FastArrays.h"
 
 namespace orvo::gpu {
 
-/// What all passes of one kernel read; the arrays behind it are what they write.
-struct FastInput {
-  FastSection Section;
-  FastWork Work;
-  const float* pIop = nullptr;  ///< 5 per camera
-  int64_t nCameras = 0;
-  float fControlWeight = 0, fGrossWeight = 0;
+/// What all passes of one kernel read and write.
+struct FastInput : FastArrays {
   float fLimitX = 0, fLimitY = 0;  ///< a ray of a tie point above either is gross
-  float* pOut = nullptr;           ///< what is added to: cupR, cupM or cupAd
+  float* pOut = nullptr;           ///< what is added to: pConst, pPrecond or pProduct
 };
 
 /// Work of one thread for the shares of object points in the diagonal blocks of cameras.
@@ -55,9 +51,9 @@ struct FastPasses {
   Images ProductImages[4];
 };
 
-FastPasses BaselinePasses();
-FastPasses Avx2Passes();    ///< needs AVX2
-FastPasses Avx512Passes();  ///< needs AVX-512 F, VL, DQ and BW
+/// Those of one set, FastPassBody.cpp.
+template <InstructionSet kSet>
+FastPasses FastPassesOf();
 
 /// Those that this processor can run, the fastest last. All give the same numbers.
 std::vector<FastPasses> UsableFastPasses();

@@ -1,8 +1,9 @@
 // Passes over object points.
-// Part of what each instruction set compiles for itself: see FastPassBody.h.
+// Part of what each instruction set compiles for itself: see FastPassBody.cpp.
 #pragma once
 
-#include "gpu/kernels/fast/PointFinish.h"
+#include "gpu/kernels/PointFinish.h"
+#include "gpu/kernels/RayBlocks.h"
 #include "gpu/kernels/fast/passes/FastRayLanes.h"
 
 namespace orvo::gpu {
@@ -97,17 +98,6 @@ template <int kRowFloats, class Rays, class Take, class Finish>
   inverseEnd[1] = finished.P[5];
 }
 
-constexpr int64_t kBlockMask = ~(kBlockThreads - 1);
-
-/// A point that runs from its block of 256 rays into the next ones is passed over when its number is below
-/// that of its block; its sums take the rays of these two blocks only. Both on purpose.
-[[gnu::always_inline]] inline int64_t EndOfSums(int64_t firstRay) {
-  return (firstRay & kBlockMask) + 2 * kBlockThreads;
-}
-[[gnu::always_inline]] inline bool IsPassedOver(int64_t point, int64_t firstRay, int64_t endRay) {
-  return endRay > (firstRay & kBlockMask) + kBlockThreads && point < firstRay / kBlockThreads;
-}
-
 template <bool kOneCamera>
 void SumPoints(const FastInput& in, int64_t first, int64_t end, double* sums) {
   const FastSection section = in.Section;
@@ -164,12 +154,12 @@ void SumPoints(const FastInput& in, int64_t first, int64_t end, double* sums) {
         }
       },
       [&](int64_t point, int64_t ray, int64_t stop, const float(*rows)[12]) {
-        stop = Smaller(stop, EndOfSums(FirstRayOf(section, point)));
+        stop = SummedRaysEnd(FirstRayOf(section, point), stop);
         if (ray < stop) AddRows<12>(rows, stop - ray, sum);
       },
       [&](int64_t point) {
         const int64_t firstRay = FirstRayOf(section, point), endRay = FirstRayOf(section, point + 1);
-        if (endRay > firstRay && !IsPassedOver(point, firstRay, endRay)) {
+        if (endRay > firstRay && IsPointFinished(point, firstRay, endRay)) {
           const PointSums N{sum[0][0], sum[0][1], sum[0][2], sum[0][3], sum[1][0],
                             sum[1][1], sum[1][2], sum[1][3], sum[2][0]};
           StoreFinished(section, point, N, in.fControlWeight,

@@ -1,5 +1,5 @@
 // Rays side by side in vector registers, as the passes of the fast kernels read them.
-// Part of what each instruction set compiles for itself: see FastPassBody.h.
+// Part of what each instruction set compiles for itself: see FastPassBody.cpp.
 #pragma once
 
 #include "gpu/kernels/fast/FastRay.h"

@@ -48,7 +48,7 @@ class CudaBlock {
 };
 
 template <class Step>
-__global__ void __launch_bounds__(Step::kLanes, Step::kMinBlocks) RunStep(const Step step) {
+__global__ void __launch_bounds__(Step::kThreads, Step::kMinBlocks) RunStep(const Step step) {
   __shared__ typename Step::Shared shared;
   CudaBlock block;
   step.Run(block, shared);

@@ -8,20 +8,20 @@
 namespace orvo::gpu {
 
 /// Begin of stretch k of `count` things.
-ORVO_HOST_DEVICE int64_t StretchBegin(int64_t count, int64_t k) {
+ORVO_KERNEL_CODE int64_t StretchBegin(int64_t count, int64_t k) {
   return count / kStretches * k + count % kStretches * k / kStretches;
 }
 
 /// Sums of Lx, Ly, Lx Lx, Ly Ly over the rays of one stretch that are not gross.
 struct ResidualStretches {
   using Shared = FastScratch<4>;
-  static constexpr int kLanes = 512;
+  static constexpr int kThreads = 512;
   static constexpr int kMinBlocks = 1;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared& shared) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared& shared) const {
     const int64_t begin = StretchBegin(a.Section.n, block.Index());
     const int64_t end = StretchBegin(a.Section.n, block.Index() + 1);
     typename Block::template PerLane<FastSums<4>> sums;
@@ -47,13 +47,13 @@ struct ResidualStretches {
 /// The four sums of the section in front of those of the stretches.
 struct ResidualTotal {
   using Shared = FastNothing;
-  static constexpr int kLanes = 32;
+  static constexpr int kThreads = 32;
   static constexpr int kMinBlocks = 1;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared&) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared&) const {
     block.EachLane([&](int lane) {
       if (lane >= 4) return;
       float sum = 0;
@@ -66,14 +66,14 @@ struct ResidualTotal {
 /// The shares of a camera's images, added to the camera's place in `pVector`.
 struct CameraShares {
   using Shared = FastScratch<5>;
-  static constexpr int kLanes = 256;
+  static constexpr int kThreads = 256;
   static constexpr int kMinBlocks = 1;
 
   FastArrays a;
   float* pVector = nullptr;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared& shared) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared& shared) const {
     const int64_t camera = block.Index();
     const int64_t begin = a.Work.pCameraFirst[camera], end = a.Work.pCameraFirst[camera + 1];
     typename Block::template PerLane<FastSums<5>> sums;
@@ -94,18 +94,18 @@ struct CameraShares {
 /// What the points of one stretch give to the diagonal blocks of the cameras. In each turn every lane takes
 /// the next camera of its point; then the block adds them up lane by lane.
 struct StretchBlocks {
-  static constexpr int kLanes = 256;
+  static constexpr int kThreads = 256;
   static constexpr int kMinBlocks = 1;
   struct Shared {
-    float Values[kLanes][kCameraShareFloats];
-    uint32_t Camera[kLanes];
+    float Values[kThreads][kCameraShareFloats];
+    uint32_t Camera[kThreads];
   };
   static constexpr uint32_t kNoCamera = 0xffffffffu;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared& shared) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared& shared) const {
     float* shares = a.Work.pStretchShare + kCameraShareFloats * a.nCameras * block.Index();
     const int64_t begin = StretchBegin(a.Section.m, block.Index());
     const int64_t end = StretchBegin(a.Section.m, block.Index() + 1);
@@ -134,13 +134,13 @@ struct StretchBlocks {
     }
   }
 
-  ORVO_HOST_DEVICE uint32_t CameraOfRay(int64_t ray) const {
+  ORVO_KERNEL_CODE uint32_t CameraOfRay(int64_t ray) const {
     const uint32_t image = a.Section.pRayImage[ray] & ~kGrossBit;
     return image == kNoImage ? kNoCamera : a.Work.pImageCamera[image];
   }
 
   /// Moves `ray` on to the first ray of its point on a camera that no ray before it is on.
-  ORVO_HOST_DEVICE bool NextCamera(int64_t point, int64_t& ray, uint32_t& camera) const {
+  ORVO_KERNEL_CODE bool NextCamera(int64_t point, int64_t& ray, uint32_t& camera) const {
     const int64_t first = FirstRayOf(a, point), last = FirstRayOf(a, point + 1);
     for (; ray < last; ++ray) {
       camera = CameraOfRay(ray);
@@ -154,7 +154,7 @@ struct StretchBlocks {
   }
 
   /// The direct terms of the point's rays on one camera, less their elimination.
-  ORVO_HOST_DEVICE void AddPoint(int64_t point, int64_t first, uint32_t cameraIndex, float* values) const {
+  ORVO_KERNEL_CODE void AddPoint(int64_t point, int64_t first, uint32_t cameraIndex, float* values) const {
     const FastPosition at = PositionOf(a, point);
     const uint32_t type = BitsOf(at.TypeBits);
     const RayCamera<float> camera = MakeRayCamera(a.pIop + 5 * int64_t{cameraIndex});
@@ -183,7 +183,7 @@ struct StretchBlocks {
 
   /// One number of each lane's block, in the order of the lanes; runs on one camera are added up before they
   /// reach memory.
-  ORVO_HOST_DEVICE static void AddLanes(const Shared& shared, int lanes, int k, float* shares) {
+  ORVO_KERNEL_CODE static void AddLanes(const Shared& shared, int lanes, int k, float* shares) {
     float sum = 0;
     uint32_t camera = kNoCamera;
     for (int lane = 0; lane < lanes; ++lane) {
@@ -203,13 +203,13 @@ struct StretchBlocks {
 /// The shares of the stretches, added to the cameras' diagonal blocks.
 struct CameraBlocks {
   using Shared = FastNothing;
-  static constexpr int kLanes = 128;
+  static constexpr int kThreads = 128;
   static constexpr int kMinBlocks = 1;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared&) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared&) const {
     block.EachLane([&](int lane) {
       const int64_t k = block.Index() * block.Lanes() + lane, all = kCameraShareFloats * a.nCameras;
       if (k >= all) return;

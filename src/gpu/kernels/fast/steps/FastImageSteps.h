@@ -18,13 +18,13 @@ template <class Body>
 struct ImageStep {
   static constexpr int kSums = Body::kSums;
   using Shared = FastScratch<kSums>;
-  static constexpr int kLanes = 256;
+  static constexpr int kThreads = 256;
   static constexpr int kMinBlocks = kSums > 21 ? 1 : kSums > 11 ? 2 : 3;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared& shared) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared& shared) const {
     const int64_t image = block.Index();
     const int64_t begin = a.Work.pImageFirstRay[image], end = a.Work.pImageFirstRay[image + 1];
     typename Block::template PerLane<FastSums<kSums>> sums;
@@ -48,13 +48,13 @@ struct ImageStep {
 /// The gross flags once more, for the rays in image order: the same arithmetic decides as in point order.
 struct FlagImageRays {
   using Shared = FastNothing;
-  static constexpr int kLanes = 256;
+  static constexpr int kThreads = 256;
   static constexpr int kMinBlocks = 4;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared&) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared&) const {
     const int64_t image = block.Index();
     const int64_t begin = a.Work.pImageFirstRay[image], end = a.Work.pImageFirstRay[image + 1];
     block.EachLane([&](int lane) {
@@ -74,7 +74,7 @@ struct FlagImageRays {
 };
 
 /// Where an image's sums by its own unknowns, in the camera frame, and by those of its camera go.
-ORVO_HOST_DEVICE void AddImageShares(const FastArrays& a, int64_t image, const FastImageRow& row,
+ORVO_KERNEL_CODE void AddImageShares(const FastArrays& a, int64_t image, const FastImageRow& row,
                                      const float* sums, float* vector) {
   if (HasImageBlocks(a.nMode)) {
     float* to = vector + (a.nMode == LayoutMergedEopIop ? 11 : 6) * image;
@@ -99,11 +99,11 @@ struct ConstImages {
     RayCamera<float> Camera;
   };
 
-  ORVO_HOST_DEVICE static StartType Start(const FastArrays& a, int64_t image) {
+  ORVO_KERNEL_CODE static StartType Start(const FastArrays& a, int64_t image) {
     return {LoadRow<FastImageRow>(a.Work.pImage + kImageRowFloats * image), CameraOfImage(a, image)};
   }
 
-  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
+  ORVO_KERNEL_CODE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
     const uint32_t index = a.Section.pImageRayPoint[ray];
     const FastXy xy = LoadXy(a.Section.pImageRayXy + 2 * ray);
     const FastPoint point = PointOf(a, index & ~kGrossBit);
@@ -120,12 +120,12 @@ struct ConstImages {
     Keep(own, inner, sums);
   }
 
-  ORVO_HOST_DEVICE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
+  ORVO_KERNEL_CODE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
                                       const float* sums) {
     AddImageShares(a, image, start.Row, sums, a.pConst);
   }
 
-  ORVO_HOST_DEVICE static void Keep(const FastTurned<float>& own, const FastInner<float>& inner,
+  ORVO_KERNEL_CODE static void Keep(const FastTurned<float>& own, const FastInner<float>& inner,
                                     float* sums) {
     sums[0] = own.g1;
     sums[1] = own.g2;
@@ -150,7 +150,7 @@ struct ProductImages {
     FastTermsRow Terms;
   };
 
-  ORVO_HOST_DEVICE static StartType Start(const FastArrays& a, int64_t image) {
+  ORVO_KERNEL_CODE static StartType Start(const FastArrays& a, int64_t image) {
     StartType start;
     start.Row = LoadRow<FastImageRow>(a.Work.pImage + kImageRowFloats * image);
     // Not as a row that nobody writes: the shares of the image take its place in the end.
@@ -158,7 +158,7 @@ struct ProductImages {
     return start;
   }
 
-  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
+  ORVO_KERNEL_CODE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
     const uint32_t index = a.Section.pImageRayPoint[ray];
     const FastXy xy = LoadXy(a.Section.pImageRayXy + 2 * ray);
     const FastPoint point = PointOf(a, index & ~kGrossBit);
@@ -179,7 +179,7 @@ struct ProductImages {
     ConstImages::Keep(ownSum, innerSum, sums);
   }
 
-  ORVO_HOST_DEVICE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
+  ORVO_KERNEL_CODE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
                                       const float* sums) {
     AddImageShares(a, image, start.Row, sums, a.pProduct);
   }
@@ -192,11 +192,11 @@ struct ImageBlocks {
   static constexpr int kSums = kSize * (kSize + 1) / 2;
   using StartType = ConstImages::StartType;
 
-  ORVO_HOST_DEVICE static StartType Start(const FastArrays& a, int64_t image) {
+  ORVO_KERNEL_CODE static StartType Start(const FastArrays& a, int64_t image) {
     return ConstImages::Start(a, image);
   }
 
-  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
+  ORVO_KERNEL_CODE static void Ray(const FastArrays& a, const StartType& image, int64_t ray, float* sums) {
     const uint32_t index = a.Section.pImageRayPoint[ray];
     const FastXy xy = LoadXy(a.Section.pImageRayXy + 2 * ray);
     const FastPosition at = PositionOf(a, index & ~kGrossBit);
@@ -209,7 +209,7 @@ struct ImageBlocks {
         ReducedWeight(PointRows(D, image.Row.Frame), WeightOf(a, (index & kGrossBit) != 0, type), P), sums);
   }
 
-  ORVO_HOST_DEVICE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
+  ORVO_KERNEL_CODE static void Finish(const FastArrays& a, int64_t image, const StartType& start,
                                       const float* sums) {
     double packed[kSums];
     for (int k = 0; k < kSums; ++k) packed[k] = sums[k];
@@ -220,13 +220,13 @@ struct ImageBlocks {
 /// Rotations of the images, from their orientation.
 struct MakeImageRows {
   using Shared = FastNothing;
-  static constexpr int kLanes = 128;
+  static constexpr int kThreads = 128;
   static constexpr int kMinBlocks = 4;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared&) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared&) const {
     block.EachLane([&](int lane) {
       const int64_t image = block.Index() * block.Lanes() + lane;
       if (image >= a.nImages) return;
@@ -239,13 +239,13 @@ struct MakeImageRows {
 /// The direction in each image's frame.
 struct MakeImageTerms {
   using Shared = FastNothing;
-  static constexpr int kLanes = 128;
+  static constexpr int kThreads = 128;
   static constexpr int kMinBlocks = 4;
 
   FastArrays a;
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared&) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared&) const {
     block.EachLane([&](int lane) {
       const int64_t image = block.Index() * block.Lanes() + lane;
       if (image >= a.nImages) return;

@@ -10,8 +10,8 @@ namespace orvo::gpu {
 
 /// Points of one block, so that their rays fill about one tile.
 inline int BlockPointsOf(const FastSection& section, int tileRays) {
-  const int64_t fit = section.n == 0 ? kPointLanes : (tileRays - tileRays / 16) * section.m / section.n;
-  return static_cast<int>(fit < 1 ? 1 : fit > kPointLanes ? kPointLanes : fit);
+  const int64_t fit = section.n == 0 ? kPointThreads : (tileRays - tileRays / 16) * section.m / section.n;
+  return static_cast<int>(fit < 1 ? 1 : fit > kPointThreads ? kPointThreads : fit);
 }
 
 /// Lanes for one image: more where the images are few, with four rays a lane at least.
@@ -25,7 +25,7 @@ inline int ImageLanesOf(int64_t rays, int64_t images) {
 template <class Body, class Launch>
 void PlanPoints(const FastArrays& a, Launch& launch) {
   const int points = BlockPointsOf(a.Section, Body::kTileRays);
-  launch(PointStep<Body>{a, points}, (a.Section.m + points - 1) / points, kPointLanes);
+  launch(PointStep<Body>{a, points}, (a.Section.m + points - 1) / points, kPointThreads);
 }
 
 template <class Step, class Launch>
@@ -35,7 +35,7 @@ void PlanEachImage(const FastArrays& a, Launch& launch) {
 
 template <class Step, class Launch>
 void PlanLaneEach(const FastArrays& a, int64_t count, Launch& launch) {
-  launch(Step{a}, (count + Step::kLanes - 1) / Step::kLanes, Step::kLanes);
+  launch(Step{a}, (count + Step::kThreads - 1) / Step::kThreads, Step::kThreads);
 }
 
 template <class Launch>
@@ -45,15 +45,15 @@ void PlanSumMatrix(const KernelCall& call, Launch& launch) {
   PlanPoints<SumPoints>(a, launch);
   PlanEachImage<FlagImageRays>(a, launch);
   if (call.Para.nSkipStatistics != 0) return;
-  launch(ResidualStretches{a}, kStretches, ResidualStretches::kLanes);
-  launch(ResidualTotal{a}, 1, ResidualTotal::kLanes);
+  launch(ResidualStretches{a}, kStretches, ResidualStretches::kThreads);
+  launch(ResidualTotal{a}, 1, ResidualTotal::kThreads);
 }
 
 template <class Launch>
 void PlanConstVector(const KernelCall& call, Launch& launch) {
   const FastArrays a = FastArraysOf(call);
   PlanEachImage<ImageStep<ConstImages>>(a, launch);
-  if (HasCameraBlocks(a.nMode)) launch(CameraShares{a, a.pConst}, a.nCameras, CameraShares::kLanes);
+  if (HasCameraBlocks(a.nMode)) launch(CameraShares{a, a.pConst}, a.nCameras, CameraShares::kThreads);
 }
 
 template <class Launch>
@@ -70,7 +70,7 @@ template <class Launch>
 void PlanPreconditionerIop(const KernelCall& call, Launch& launch) {
   const FastArrays a = FastArraysOf(call);
   if (!HasCameraBlocks(a.nMode)) return;
-  launch(StretchBlocks{a}, kStretches, StretchBlocks::kLanes);
+  launch(StretchBlocks{a}, kStretches, StretchBlocks::kThreads);
   PlanLaneEach<CameraBlocks>(a, kCameraShareFloats * a.nCameras, launch);
 }
 
@@ -84,7 +84,7 @@ void PlanMatrixVectorAd(const KernelCall& call, Launch& launch) {
   PlanLaneEach<MakeImageTerms>(a, a.nImages, launch);
   PlanPoints<ProductPoints>(a, launch);
   PlanEachImage<ImageStep<ProductImages>>(a, launch);
-  if (HasCameraBlocks(a.nMode)) launch(CameraShares{a, a.pProduct}, a.nCameras, CameraShares::kLanes);
+  if (HasCameraBlocks(a.nMode)) launch(CameraShares{a, a.pProduct}, a.nCameras, CameraShares::kThreads);
 }
 
 }  // namespace orvo::gpu

@@ -3,19 +3,19 @@
 // every sum is that of one serial loop over the rays of a point, however many points stand in a block.
 #pragma once
 
-#include "gpu/kernels/fast/FastPointRules.h"
-#include "gpu/kernels/fast/PointFinish.h"
+#include "gpu/kernels/PointFinish.h"
+#include "gpu/kernels/RayBlocks.h"
 #include "gpu/kernels/fast/steps/FastStep.h"
 
 namespace orvo::gpu {
 
-inline constexpr int kPointLanes = 256;
+inline constexpr int kPointThreads = 256;
 
 template <int kValues, int kTileRays>
 struct PointTile {
   float Values[kValues][kTileRays];
   uint8_t Owner[kTileRays];  ///< point of the block
-  int64_t First[kPointLanes + 1];
+  int64_t First[kPointThreads + 1];
 };
 
 /// `Body` says what to do:
@@ -26,14 +26,14 @@ struct PointTile {
 template <class Body>
 struct PointStep {
   using Shared = PointTile<Body::kValues, Body::kTileRays>;
-  static constexpr int kLanes = kPointLanes;
+  static constexpr int kThreads = kPointThreads;
   static constexpr int kMinBlocks = 4;
 
   FastArrays a;
-  int nBlockPoints = kPointLanes;  ///< at most the lanes
+  int nBlockPoints = kPointThreads;  ///< at most the lanes
 
   template <class Block>
-  ORVO_HOST_DEVICE void Run(Block& block, Shared& shared) const {
+  ORVO_KERNEL_CODE void Run(Block& block, Shared& shared) const {
     constexpr int K = Body::kValues, T = Body::kTileRays;
     const int64_t point0 = block.Index() * nBlockPoints;
     const int64_t left = a.Section.m - point0;
@@ -80,7 +80,7 @@ struct PointStep {
 struct SumPoints {
   static constexpr int kValues = 9, kTileRays = 768;
 
-  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
+  ORVO_KERNEL_CODE static void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
     for (int k = 0; k < kValues; ++k) values[k] = 0;
     const uint32_t image = a.Section.pRayImage[ray] & ~kGrossBit;
     if (image == kNoImage) return;
@@ -97,11 +97,11 @@ struct SumPoints {
     PointSumsShare(B, WeightOf(a, gross, type), L.Lx, L.Ly, values);
   }
 
-  ORVO_HOST_DEVICE static int64_t SumEnd(const FastArrays&, int64_t first, int64_t next) {
+  ORVO_KERNEL_CODE static int64_t SumEnd(const FastArrays&, int64_t first, int64_t next) {
     return SummedRaysEnd(first, next);
   }
 
-  ORVO_HOST_DEVICE static void Point(const FastArrays& a, int64_t point, int64_t first, int64_t next,
+  ORVO_KERNEL_CODE static void Point(const FastArrays& a, int64_t point, int64_t first, int64_t next,
                                      const float* v) {
     float* row = a.Section.pPoint + kPointFloats * point;
     float* begin = a.Section.pInverse + 4 * point;
@@ -118,7 +118,7 @@ struct SumPoints {
                                height);
         height = finished.P[2];
       }
-      if (point == 0 && !BlockZeroHasTail(a.Section))
+      if (point == 0 && !BlockZeroHasTail(a.Section.pFirstRay, a.Section.m, a.Section.n))
         finished = FinishPoint({}, type, a.fControlWeight, height);
     }
     for (int k = 0; k < 4; ++k) begin[k] = finished.P[k];
@@ -127,7 +127,7 @@ struct SumPoints {
     for (int k = 0; k < 3; ++k) row[kPointSolved + k] = finished.e[k];
   }
 
-  ORVO_HOST_DEVICE static bool IsGross(const FastArrays& a, uint32_t type, const RayMisclosure<float>& L) {
+  ORVO_KERNEL_CODE static bool IsGross(const FastArrays& a, uint32_t type, const RayMisclosure<float>& L) {
     const float limitX = a.fGrossFactor * a.pRms[2], limitY = a.fGrossFactor * a.pRms[3];
     return type == 0 && (L.Lx > limitX || L.Lx < -limitX || L.Ly > limitY || L.Ly < -limitY);
   }
@@ -137,7 +137,7 @@ struct SumPoints {
 struct ProductPoints {
   static constexpr int kValues = 3, kTileRays = 1024;
 
-  ORVO_HOST_DEVICE static void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
+  ORVO_KERNEL_CODE static void Ray(const FastArrays& a, int64_t ray, int64_t point, float* values) {
     for (int k = 0; k < kValues; ++k) values[k] = 0;
     const uint32_t index = a.Section.pRayImage[ray];
     const uint32_t image = index & ~kGrossBit;
@@ -157,9 +157,9 @@ struct ProductPoints {
     values[2] = y.v2;
   }
 
-  ORVO_HOST_DEVICE static int64_t SumEnd(const FastArrays&, int64_t, int64_t next) { return next; }
+  ORVO_KERNEL_CODE static int64_t SumEnd(const FastArrays&, int64_t, int64_t next) { return next; }
 
-  ORVO_HOST_DEVICE static void Point(const FastArrays& a, int64_t point, int64_t, int64_t, const float* y) {
+  ORVO_KERNEL_CODE static void Point(const FastArrays& a, int64_t point, int64_t, int64_t, const float* y) {
     float P[6];
     InverseOf(a, point, P);
     float* h = a.Section.pPoint + kPointFloats * point + kPointSolved;

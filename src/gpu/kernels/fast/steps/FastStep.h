@@ -1,6 +1,6 @@
 // What the steps of the fast kernels share. A step is a struct with
 //   Shared         what the lanes of one block see together
-//   kLanes         most lanes of a block
+//   kThreads       most lanes of a block
 //   kMinBlocks     blocks that a multiprocessor should find room for, which bounds its registers
 //   Run(block, shared)
 // and is written over the type of its block, so that one text runs on a device, and lane by lane in tests:
@@ -16,57 +16,17 @@
 #include <cstdint>
 #include <cstring>
 
-#include "gpu/Device.h"
-#include "gpu/kernels/fast/FastLayout.h"
+#include "gpu/kernels/fast/FastArrays.h"
 #include "gpu/kernels/fast/FastRay.h"
 #include "records/UnknownLayout.h"
 
 namespace orvo::gpu {
 
-/// All that a step reads and writes, by value.
-struct FastArrays {
-  FastSection Section;
-  FastWork Work;
-  const float* pEop = nullptr;
-  const float* pIop = nullptr;
-  const float* pDirection = nullptr;
-  float* pRms = nullptr;
-  float* pConst = nullptr;
-  float* pPrecond = nullptr;
-  float* pProduct = nullptr;
-  int64_t nImages = 0, nCameras = 0;
-  int64_t nEopBlocks = 0;  ///< image blocks in front of those of the cameras
-  int nMode = 0;
-  float fControlWeight = 0, fGrossWeight = 0, fGrossFactor = 0;
-};
-
-inline FastArrays FastArraysOf(const KernelCall& call) {
-  const DeviceArrays& arrays = call.Arrays;
-  FastArrays a;
-  a.Section = FastSectionOf(arrays, call.Para.nImgPt, call.Para.nObjPt);
-  a.Work = FastWorkOf(arrays.cupFast, call.nImageNum, call.Para.nCameraCount);
-  a.pEop = arrays.cupEop;
-  a.pIop = arrays.cupIop;
-  a.pDirection = arrays.cupD;
-  a.pRms = arrays.cupRms;
-  a.pConst = arrays.cupR;
-  a.pPrecond = arrays.cupM;
-  a.pProduct = arrays.cupAd;
-  a.nImages = call.nImageNum;
-  a.nCameras = call.Para.nCameraCount;
-  a.nEopBlocks = call.Para.nImageCount;
-  a.nMode = static_cast<int>(call.Para.nMode);
-  a.fControlWeight = static_cast<float>(call.Para.nControlWeight);
-  a.fGrossWeight = call.fGrossWeight;
-  a.fGrossFactor = static_cast<float>(static_cast<double>(call.Para.nGrossFactor100) / 100.0);
-  return a;
-}
-
 /// Image unknowns, and camera unknowns that several images share.
-ORVO_HOST_DEVICE bool HasImageBlocks(int mode) { return mode != LayoutIop; }
-ORVO_HOST_DEVICE bool HasCameraBlocks(int mode) { return mode == LayoutIop || mode == LayoutEopIop; }
+ORVO_KERNEL_CODE bool HasImageBlocks(int mode) { return mode != LayoutIop; }
+ORVO_KERNEL_CODE bool HasCameraBlocks(int mode) { return mode == LayoutIop || mode == LayoutEopIop; }
 
-ORVO_HOST_DEVICE int64_t CameraPosition(const FastArrays& a, int64_t camera) {
+ORVO_KERNEL_CODE int64_t CameraPosition(const FastArrays& a, int64_t camera) {
   return (a.nMode == LayoutIop ? 0 : 6 * a.nEopBlocks) + 5 * camera;
 }
 
@@ -84,7 +44,7 @@ struct FastScratch {
 
 /// A row of floats that starts at a multiple of 16 bytes and that nobody writes meanwhile.
 template <class T>
-ORVO_HOST_DEVICE T LoadRow(const float* row) {
+ORVO_KERNEL_CODE T LoadRow(const float* row) {
   static_assert(sizeof(T) % 16 == 0);
   T out;
 #ifdef __CUDA_ARCH__
@@ -103,7 +63,7 @@ struct FastXy {
 };
 
 /// Two floats that start at a multiple of 8 bytes and that nobody writes meanwhile.
-ORVO_HOST_DEVICE FastXy LoadXy(const float* xy) {
+ORVO_KERNEL_CODE FastXy LoadXy(const float* xy) {
 #ifdef __CUDA_ARCH__
   const float2 both = __ldg(reinterpret_cast<const float2*>(xy));
   return {both.x, both.y};
@@ -112,7 +72,7 @@ ORVO_HOST_DEVICE FastXy LoadXy(const float* xy) {
 #endif
 }
 
-ORVO_HOST_DEVICE void StoreXy(float* to, float x, float y) {
+ORVO_KERNEL_CODE void StoreXy(float* to, float x, float y) {
 #ifdef __CUDA_ARCH__
   *reinterpret_cast<float2*>(to) = make_float2(x, y);
 #else
@@ -121,7 +81,7 @@ ORVO_HOST_DEVICE void StoreXy(float* to, float x, float y) {
 #endif
 }
 
-ORVO_HOST_DEVICE uint32_t BitsOf(float value) {
+ORVO_KERNEL_CODE uint32_t BitsOf(float value) {
   uint32_t bits;
   memcpy(&bits, &value, sizeof bits);
   return bits;
@@ -144,20 +104,20 @@ struct FastPoint {
   FastSolved Solved;
 };
 
-ORVO_HOST_DEVICE FastPosition PositionOf(const FastArrays& a, int64_t point) {
+ORVO_KERNEL_CODE FastPosition PositionOf(const FastArrays& a, int64_t point) {
   return LoadRow<FastPosition>(a.Section.pPoint + kPointFloats * point);
 }
 
-ORVO_HOST_DEVICE FastPoint PointOf(const FastArrays& a, int64_t point) {
+ORVO_KERNEL_CODE FastPoint PointOf(const FastArrays& a, int64_t point) {
   return LoadRow<FastPoint>(a.Section.pPoint + kPointFloats * point);
 }
 
-ORVO_HOST_DEVICE int64_t FirstRayOf(const FastArrays& a, int64_t point) {
+ORVO_KERNEL_CODE int64_t FirstRayOf(const FastArrays& a, int64_t point) {
   return point < a.Section.m ? int64_t{a.Section.pFirstRay[point]} : a.Section.n;
 }
 
 /// The inverse of a point's block, 00, 01, 02, 11, 12, 22.
-ORVO_HOST_DEVICE void InverseOf(const FastArrays& a, int64_t point, float* P) {
+ORVO_KERNEL_CODE void InverseOf(const FastArrays& a, int64_t point, float* P) {
   const float* begin = a.Section.pInverse + 4 * point;
   const float* end = a.Section.pInverseEnd + 2 * point;
   const FastXy last = LoadXy(end);
@@ -170,11 +130,11 @@ ORVO_HOST_DEVICE void InverseOf(const FastArrays& a, int64_t point, float* P) {
   P[5] = last.y;
 }
 
-ORVO_HOST_DEVICE RayCamera<float> CameraOfImage(const FastArrays& a, int64_t image) {
+ORVO_KERNEL_CODE RayCamera<float> CameraOfImage(const FastArrays& a, int64_t image) {
   return MakeRayCamera(a.pIop + 5 * int64_t{a.Work.pImageCamera[image]});
 }
 
-ORVO_HOST_DEVICE float WeightOf(const FastArrays& a, bool gross, uint32_t type) {
+ORVO_KERNEL_CODE float WeightOf(const FastArrays& a, bool gross, uint32_t type) {
   return RayWeight(gross ? kRayIsGross : kRayCounts, type, a.fControlWeight, a.fGrossWeight);
 }
 

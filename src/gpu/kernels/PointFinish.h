@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "base/HostDeviceMark.h"
+#include "base/KernelCode.h"
 
 namespace orvo::gpu {
 
@@ -24,7 +24,7 @@ struct FinishedPoint {
 
 /// A point of type 4 also observes its height difference to the control point table, at the control weight. A
 /// block with a determinant below 1e-24 stands in for its own inverse; nothing marks such a point.
-ORVO_HOST_DEVICE FinishedPoint FinishPoint(PointSums s, uint32_t type, float controlWeight,
+ORVO_KERNEL_CODE FinishedPoint FinishPoint(PointSums s, uint32_t type, float controlWeight,
                                            float heightDifference) {
   if (type == 4) {
     s.N22 += controlWeight;

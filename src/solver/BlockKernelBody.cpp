@@ -1,27 +1,20 @@
 // Body of the block kernels. Each instruction set compiles its own copy, so everything stands in an unnamed
 // namespace and no library template is used.
-#pragma once
-
 #ifdef __AVX512F__
 #include <immintrin.h>
 #endif
 
-#include "solver/BlockKernelSets.h"
+#include "base/simd/Registers.h"
+#include "solver/BlockKernels.h"
 
 namespace orvo {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int kLanes = 8, kRegisters = 32;
-#elif defined(__AVX2__)
-constexpr int kLanes = 4, kRegisters = 16;
-#else
-constexpr int kLanes = 2, kRegisters = 16;
-#endif
+constexpr int kLanes = kRegisterBytes / sizeof(double);
 
 using Vector2 [[gnu::vector_size(16)]] = double;
 using Vector4 [[gnu::vector_size(32)]] = double;
-using Vector [[gnu::vector_size(kLanes * sizeof(double))]] = double;
+using Vector [[gnu::vector_size(kRegisterBytes)]] = double;
 
 template <class V>
 [[gnu::always_inline]] inline V Load(const double* p) {
@@ -148,7 +141,7 @@ void MultiplyStrip(const BlockStrip& strip, const int32_t* columns, const StripV
                    int32_t mirrorStart) {
   // Both vectors at once where the sums find room in the registers, or else one after the other: the strip is
   // then in the nearest cache.
-  if constexpr (H * (R + 3) + 1 <= kRegisters) {
+  if constexpr (H * (R + 3) + 1 <= kRegisterNum) {
     MultiplyAllColumns<H, R, C>(strip, columns, vectors, mirrorStart);
   } else {
     for (int h = 0; h < H; ++h) MultiplyAllColumns<1, R, C>(strip, columns, vectors + h, mirrorStart);
@@ -199,4 +192,10 @@ DiagonalKernel FindDiagonal(int32_t order) {
 }
 
 }  // namespace
+
+template <>
+BlockKernels BlockKernelsOf<InstructionSet::ORVO_SET>() {
+  return {FindStrip, FindDiagonal};
+}
+
 }  // namespace orvo

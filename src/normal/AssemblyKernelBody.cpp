@@ -1,7 +1,5 @@
 // Body of the assembly kernels. Each instruction set compiles its own copy, so nothing in here may be shared
 // between translation units: everything stands in an unnamed namespace and no library template is used.
-#pragma once
-
 #include "normal/AssemblyCameraSums.h"
 #include "normal/AssemblyEliminate.h"
 #include "normal/AssemblyForms.h"
@@ -315,11 +313,13 @@ void AssemblePoints(const AssemblyInput& in, AssemblyScratch& scratch, AssemblyO
   Assembler<kLayout>(in, scratch, out).Add(first, last);
 }
 
-AssemblyKernels KernelsOfThisFile(const char* name) {
-  return {name,
+}  // namespace
+
+template <>
+AssemblyKernels AssemblyKernelsOf<InstructionSet::ORVO_SET>() {
+  return {NameOf(InstructionSet::ORVO_SET),
           {AssemblePoints<LayoutEop>, AssemblePoints<LayoutIop>, AssemblePoints<LayoutMergedEopIop>,
            AssemblePoints<LayoutEopIop>}};
 }
 
-}  // namespace
 }  // namespace orvo

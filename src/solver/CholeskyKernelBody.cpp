@@ -1,24 +1,18 @@
 // Body of the Cholesky kernels. Each instruction set compiles its own copy, so everything stands in an
 // unnamed namespace and no library template is used.
-#pragma once
-
+#include "base/simd/Registers.h"
 #include "solver/CholeskyKernel.h"
 
 namespace orvo {
 namespace {
 
 // A tile of kRows rows of a strip is what fits into the registers beside a row of the strip.
-#if defined(__AVX512F__)
-constexpr int kLanes = 8, kVectors = 3, kRows = 8;
-#elif defined(__AVX2__)
-constexpr int kLanes = 4, kVectors = 3, kRows = 4;
-#else
-constexpr int kLanes = 2, kVectors = 2, kRows = 4;
-#endif
+constexpr int kLanes = kRegisterBytes / sizeof(double);
+constexpr int kVectors = kLanes > 2 ? 3 : 2, kRows = kLanes > 4 ? 8 : 4;
 constexpr int kStrip = kLanes * kVectors;
 static_assert(kStrip % kRows == 0 && kCholeskyPanel % kStrip == 0);
 
-using Vector [[gnu::vector_size(kLanes * sizeof(double))]] = double;
+using Vector [[gnu::vector_size(kRegisterBytes)]] = double;
 
 // Copies, not references to a vector type of lesser alignment: compilers may forget that on the way.
 [[gnu::always_inline]] inline Vector LoadVector(const double* p) {
@@ -231,9 +225,18 @@ double DotAndSubtract(const double* a, const double* b, double factor, double* y
   return WalkRow<true, true>(a, b, factor, y, count);
 }
 
-CholeskyKernels KernelsOfThisFile(const char* name) {
-  return {name, kStrip, MarkUsed, SolveStrip, UpdateStrip, Dot, Subtract, DotAndSubtract};
+}  // namespace
+
+template <>
+CholeskyKernels CholeskyKernelsOf<InstructionSet::ORVO_SET>() {
+  return {NameOf(InstructionSet::ORVO_SET),
+          kStrip,
+          MarkUsed,
+          SolveStrip,
+          UpdateStrip,
+          Dot,
+          Subtract,
+          DotAndSubtract};
 }
 
-}  // namespace
 }  // namespace orvo

@@ -1,16 +1,13 @@
 // Body of the passes of the fast kernels. Each instruction set compiles its own copy, so nothing in here may
 // be shared between translation units: everything stands in an unnamed namespace, what is called from outside
 // is always inlined, and no library template is used.
-#pragma once
-
 #include "gpu/kernels/fast/passes/FastImagePasses.h"
 #include "gpu/kernels/fast/passes/FastPointPasses.h"
 
 namespace orvo::gpu {
-namespace {
-
-[[gnu::always_inline]] inline FastPasses PassesOfThisFile(const char* name) {
-  return {name,
+template <>
+FastPasses FastPassesOf<InstructionSet::ORVO_SET>() {
+  return {NameOf(InstructionSet::ORVO_SET),
           {SumPoints<false>, SumPoints<true>},
           MarkImages,
           {ConstImages<LayoutEop>, ConstImages<LayoutIop>, ConstImages<LayoutMergedEopIop>,
@@ -26,5 +23,4 @@ namespace {
            ProductImages<LayoutEopIop>}};
 }
 
-}  // namespace
 }  // namespace orvo::gpu

@@ -1,7 +1,0 @@
-#include "gpu/kernels/fast/passes/FastPassBody.h"
-
-namespace orvo::gpu {
-
-FastPasses BaselinePasses() { return PassesOfThisFile("baseline"); }
-
-}  // namespace orvo::gpu

@@ -1,7 +1,0 @@
-#include "solver/BlockKernelBody.h"
-
-namespace orvo {
-
-BlockKernelSet Avx2BlockKernels() { return {FindStrip, FindDiagonal}; }
-
-}  // namespace orvo

@@ -1,7 +1,0 @@
-#include "solver/BlockKernelBody.h"
-
-namespace orvo {
-
-BlockKernelSet BaselineBlockKernels() { return {FindStrip, FindDiagonal}; }
-
-}  // namespace orvo

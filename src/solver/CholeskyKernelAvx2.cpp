@@ -1,8 +1,0 @@
-#include "solver/CholeskyKernelBody.h"
-#include "solver/CholeskyKernelSets.h"
-
-namespace orvo {
-
-CholeskyKernels Avx2Cholesky() { return KernelsOfThisFile("AVX2"); }
-
-}  // namespace orvo
