@@ -15,9 +15,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     const int counted = PreReadData(project, gcp);
     if (!CountsHold(*this) || counted == 0) return 0;
   } else {
-    Paths.szProjectPath = project;
-    Paths.szGcpPath = gcp;
-    Paths.szOvtPath = OvtPathOfProject(project);
+    NameProjectFiles(project, gcp, Paths);
   }
   LogPrintf(">>Reading eop and camera data from project file...\n");
   if (ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
