@@ -1,5 +1,6 @@
 // The flow of an adjustment on the CPU, from reading to the last output file.
 #include "base/MemoryPurpose.h"
+#include "block/GcpPoints.h"
 #include "block/ProjectForm.h"
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
@@ -96,7 +97,7 @@ int CBundleAdjustment::PrepareCpuPoints(const std::string& gcp) {
   if (Points.Sections.Count() != 1) {
     // Normalisation changes the table and the reader of each section takes the coordinates from it, so the
     // table has to be there before the first section is read.
-    return ReadGcpTable(gcp);
+    return MakeGcpTable(gcp, Points, Inputs, Log) ? 1 : 0;
   }
   LogPrintf(">>Reading points data...\n");
   int64_t count = 0;

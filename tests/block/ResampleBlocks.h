@@ -13,6 +13,7 @@
 #include "block/BlockFiles.h"
 #include "block/OvtFile.h"
 #include "block/ResampleReference.h"
+#include "run/BundleAdjustment.h"
 
 namespace orvo::test {
 
@@ -119,7 +120,7 @@ inline const Form kForms[] = {{true, "text"}, {false, "ovt"}};
 /// The files of a block and an object that has read all but the points.
 struct ResamplingRun {
   ProjectFiles files;
-  LoggedBlock block;
+  Logged<CBundleAdjustment> block;
   bool bText;
 
   ResamplingRun(const FileBlock& content, bool text, int64_t freeBytes = int64_t{1} << 40)

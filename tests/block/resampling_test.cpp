@@ -22,7 +22,7 @@ using test::FileBlock;
 using test::FilePoint;
 using test::Form;
 using test::kForms;
-using test::LoggedBlock;
+using LoggedBlock = test::Logged<CBundleAdjustment>;
 using test::MakeRandomBlock;
 using test::MeasureNum;
 using test::OneCellBlock;
@@ -152,7 +152,7 @@ TEST(ResamplePoints, TakesNormalisedCoordinatesFromTheTable) {
   FileBlock content = MakeRandomBlock(6, 12, 100);
   content.szGcp = "1\n" + test::PointText("G1", 1, {{0, 1, 2}}, "7 8 9");
   ResamplingRun run(content, false);
-  ASSERT_EQ(run.block->ReadGcpTable(run.files.szGcp), 1);
+  ASSERT_TRUE(MakeGcpTable(run.files.szGcp, run.block->Points, run.block->Inputs, run.block->Log));
   run.block->Points.pGcpTable[0].X = 0.25;
   ASSERT_EQ(run.Resample(), 1);
   EXPECT_EQ(run.block->Points.pObjectPoints.back().X, 0.25);
