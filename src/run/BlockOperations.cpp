@@ -1,14 +1,17 @@
 // Reading of a block, its sections and POS data; thinning.
+#include "base/MemoryPurpose.h"
 #include "block/GcpPoints.h"
 #include "block/OvtPoints.h"
 #include "block/PosData.h"
 #include "block/ProjectCount.h"
 #include "block/ProjectForm.h"
 #include "block/ProjectTables.h"
+#include "block/Resampling.h"
 #include "block/SectionPlan.h"
 #include "block/SectionPoints.h"
 #include "block/TextPoints.h"
 #include "run/BundleAdjustment.h"
+#include "run/InputGate.h"
 
 namespace orvo {
 
@@ -63,6 +66,36 @@ int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& i
 
 int CBundleAdjustment::ReadPosData(const std::string& pos) {
   return MatchPosData(pos, {Settings, Limits, Images, Inputs, System, Log}) ? 1 : 0;
+}
+
+int CBundleAdjustment::ResamplePoints(const std::string& ovt, const std::string& gcp,
+                                      const std::string& newOvt) {
+  const MemoryPurpose purpose("the thinned points");
+  const Thinning thinning{Settings, Paths, Images, Cameras, Points, Inputs, Outputs, System, Log};
+  const auto readSection = [this](int32_t section) {
+    ReadSectionPoints(section);
+    return CheckInputs() == 1;
+  };
+  std::vector<uint8_t> keep;
+  if (!MarkBestPoints(thinning, ovt, readSection, keep) || !PointsHold(*this)) return 0;
+  return KeepMarkedPoints(thinning, ovt, gcp, newOvt, keep) ? 1 : 0;
+}
+
+int CBundleAdjustment::FilterOvtPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t newPointCount,
+                                       int64_t& imagePointSum, std::vector<int32_t>& counts,
+                                       TextWriter* newFile, OvtReader& source) {
+  return KeepOvtPoints({Settings, Images, Cameras, Points, Log}, {total, keep, newPointCount}, imagePointSum,
+                       counts, newFile, source)
+             ? 1
+             : 0;
+}
+
+int CBundleAdjustment::FilterTextPoints(int64_t total, const std::vector<uint8_t>& keep,
+                                        int64_t& imagePointSum, std::vector<int32_t>& counts,
+                                        TextReader& file) {
+  return KeepTextPoints({Settings, Images, Cameras, Points, Log}, {total, keep}, imagePointSum, counts, file)
+             ? 1
+             : 0;
 }
 
 int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file) {
