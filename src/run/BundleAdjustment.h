@@ -119,49 +119,36 @@ class CBundleAdjustment {
   void MakeNormalEquation();
 
   // ==== block/ ========================================================================================
-  // Every one of them reads Settings and Inputs, and logs.
-  /// Counts points and measurements, before anything big is read; 1, or 0 after a message. Writes Paths,
-  /// Points, pImagePointCount.
+  /// Counts points and measurements; 1, or 0 after a message. Writes Paths, Points, pImagePointCount.
   int PreReadData(const std::string& project, const std::string& gcp);
-  /// Reads cameras and images and applies the deletion rules; 1, 0, or -1 with too few images. Reads Limits;
-  /// writes Images, Cameras.
+  /// 1, 0, or -1 with too few images. Reads Settings, Limits; writes Images, Cameras.
   int ReadProject(const std::string& project, const std::string& gcp);
-  /// Reads a whole GCP file, without sections; 1 or -1. Reads Images, Cameras; writes nControlPointNum.
+  /// A whole GCP file, without sections; 1 or -1. Reads Settings, Images, Cameras; writes nControlPointNum.
   int ReadGcpList(std::vector<ObjectPointRecord>& objectList, std::vector<ImagePointRecord>& imagePointList,
                   TextReader& file);
-  /// Divides the points under 80 % of the free memory. `counts`: measurements by tie point, or null. Writes
-  /// the sections; 1.
+  /// `counts`: measurements by tie point, or null; 1. Reads the free memory; writes Points.Sections.
   int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
                    const std::vector<int32_t>* counts);
-  /// Reads one section into pObjectPoints and pImagePoints, and takes it into the frame; 1, whatever the
-  /// files hold, or 0 for a section that does not exist and where reading failed. `count`: object points
-  /// read; an empty section leaves the arrays empty. Reads Paths, Images; writes Points, Frame, the extents
-  /// of Cameras.
+  /// One section in the frame of the block; 1, or 0 for none and where reading failed. `count`: object points
+  /// read. Reads Settings, Paths, Images; writes Points, fGsd, the extents of Cameras.
   int ReadSectionPoints(int32_t section, const std::string& project, const std::string& gcp, int64_t& count);
-  /// The same with the paths of the object.
   int ReadSectionPoints(int32_t section);
-  /// Readers of ReadSectionPoints for one kind of file; 1, or -1 at a reference to an image that can't be.
-  /// What was read before stays, in a state where every reference holds.
+  /// Its readers for one kind of file; 1, or -1 at a reference to an image that can't be.
   int ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                      std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
-  /// At such a reference the counts stay as they were, too.
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
-  /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches of Limits cleared
-  /// without a file. Writes Images.
+  /// 1, or 0 without a file, with both POS switches of Limits cleared. Reads Settings; writes Images.
   int ReadPosData(const std::string& pos);
-  /// Thins the tie points through a grid on each image; 1 or 0. Reads Images; writes Points, Cameras, the
-  /// path of the .ovt, and the new file.
+  /// Thins the tie points; 1 or 0. Reads Settings, Images; writes Points, Cameras, szOvtPath, Outputs.
   int ResamplePoints(const std::string& ovt, const std::string& gcp, const std::string& newOvt);
-  /// Copies the kept points with all their measurements to `newFile`, or to memory where that is null.
-  /// `counts`: their numbers of measurements. 1 or 0. Reads Images, Cameras; writes Points.
+  /// The kept points to `newFile`, or to memory; 1 or 0. Read Settings, Images, Cameras; write Points.
   int FilterOvtPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t newPointCount,
                       int64_t& imagePointSum, std::vector<int32_t>& counts, TextWriter* newFile,
                       OvtReader& source);
   int FilterTextPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t& imagePointSum,
                        std::vector<int32_t>& counts, TextReader& file);
-  /// Appends the whole GCP file to the points in memory; the counts become the numbers of points and
-  /// measurement lines in it. Reads Images, Cameras; writes Points; 1.
+  /// The GCP file behind them; 1. Reads Settings, Images, Cameras; writes Points.
   int ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file);
 
   // ==== geometry/ =====================================================================================
