@@ -31,8 +31,6 @@ int CBundleAdjustment::CloseLogFile() {
   return 1;
 }
 
-int CBundleAdjustment::CheckInputs() {
-  return ReadingFailed(Inputs, Log) ? 0 : 1;
-}
+int CBundleAdjustment::CheckInputs() { return ReadingFailed(Inputs, Log) ? 0 : 1; }
 
 }  // namespace orvo
