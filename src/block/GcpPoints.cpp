@@ -1,10 +1,13 @@
-// Control and check points.
+#include "block/GcpPoints.h"
+
 #include <algorithm>
+#include <span>
 
 #include "base/MemoryPurpose.h"
+#include "base/ReadingFailed.h"
 #include "block/Measurement.h"
 #include "block/ProjectText.h"
-#include "run/BundleAdjustment.h"
+#include "records/ImageReference.h"
 
 namespace orvo {
 namespace {
@@ -50,100 +53,106 @@ std::vector<ObjectPointRecord> ReadGcpRecords(TextReader& file) {
   return table;
 }
 
-}  // namespace
-
-int CBundleAdjustment::ReadGcpTable(const std::string& gcp) {
-  const MemoryPurpose purpose("the control points");
-  TextReader file(&Inputs);
-  if (!Points.pGcpTable.empty()) return 1;
-  if (!file.Open(gcp)) return CheckInputs();
-  Points.pGcpTable = ReadGcpRecords(file);
-  Points.nGcpFileNum = static_cast<int32_t>(Points.pGcpTable.size());
-  return CheckInputs();
-}
-
-int CBundleAdjustment::ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file) {
-  if (Points.pGcpTable.empty()) {
-    Points.pGcpTable = ReadGcpRecords(file);
+/// The table of the file, made where it does not exist yet; leaves the file behind its count line.
+void OpenTable(PointStore& points, TextReader& file) {
+  if (points.pGcpTable.empty()) {
+    points.pGcpTable = ReadGcpRecords(file);
     file.Rewind();
   }
-  Points.nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(Points.pGcpTable.size()));
-  PointSectionTable::Range range{0, Points.nObjectPointNum};
-  if (section >= 0 && section < Points.Sections.Count())
-    range = Points.Sections.ObjectPoints[static_cast<size_t>(section)];
-  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
-                                              Images.nImageNum, Cameras.UsableNum());
+  points.nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(points.pGcpTable.size()));
+}
+
+/// The point of a line, where the table has it.
+ObjectPointRecord MakeGcpPoint(std::string_view line, const ObjectPointRecord& known) {
+  ObjectPointRecord point = ParsePointLine(line);
+  point.X = known.X;
+  point.Y = known.Y;
+  point.Z = known.Z;
+  return point;
+}
+
+void TellWrongOrdinal(RunLog& log, int32_t point, int32_t ordinal) {
+  log.Print("Error!Image ID of the point %d %d is out of range!\n", point, ordinal);
+}
+
+}  // namespace
+
+bool MakeGcpTable(const std::string& gcp, PointStore& points, InputFiles& inputs, RunLog& log) {
+  const MemoryPurpose purpose("the control points");
+  TextReader file(&inputs);
+  if (!points.pGcpTable.empty()) return true;
+  if (file.Open(gcp)) {
+    points.pGcpTable = ReadGcpRecords(file);
+    points.nGcpFileNum = static_cast<int32_t>(points.pGcpTable.size());
+  }
+  return !ReadingFailed(inputs, log);
+}
+
+int ReadGcpSection(const GcpReading& reading, int32_t section, int64_t& count, int64_t& imageCount,
+                   TextReader& file) {
+  PointStore& points = reading.Points;
+  OpenTable(points, file);
+  PointSectionTable::Range range{0, points.nObjectPointNum};
+  if (section >= 0 && section < points.Sections.Count())
+    range = points.Sections.ObjectPoints[static_cast<size_t>(section)];
+  const auto references = MakeImageReferences(reading.Images, reading.Cameras);
   std::string_view line;
-  for (int32_t g = 0; g < Points.nGcpFileNum && Points.nTiePointNum + g <= range.nLast && file.Next(line);
+  for (int32_t g = 0; g < points.nGcpFileNum && points.nTiePointNum + g <= range.nLast && file.Next(line);
        ++g) {
-    if (Points.nTiePointNum + g < range.nFirst) {
+    if (points.nTiePointNum + g < range.nFirst) {
       SkipMeasures(file);
       continue;
     }
-    ObjectPointRecord point = ParsePointLine(line);
-    // Normalisation changes the table, not the file.
-    const ObjectPointRecord& known = Points.pGcpTable[static_cast<size_t>(g)];
-    point.X = known.X;
-    point.Y = known.Y;
-    point.Z = known.Z;
+    ObjectPointRecord point = MakeGcpPoint(line, points.pGcpTable[static_cast<size_t>(g)]);
     int32_t wrongOrdinal = 0;
-    if (!AppendMeasures(file, references, Settings.Image_Coor_Scale,
-                        static_cast<int32_t>(Points.pObjectPoints.size()), point, Points.pImagePoints,
+    if (!AppendMeasures(file, references, reading.Settings.Image_Coor_Scale,
+                        static_cast<int32_t>(points.pObjectPoints.size()), point, points.pImagePoints,
                         &wrongOrdinal)) {
       // Deliberate: the points in front of it are in memory and not in the counts.
-      LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
+      TellWrongOrdinal(reading.Log, g, wrongOrdinal);
       return -1;
     }
-    Points.pObjectPoints.push_back(point);
+    points.pObjectPoints.push_back(point);
   }
-  count = static_cast<int64_t>(Points.pObjectPoints.size());
-  imageCount = static_cast<int64_t>(Points.pImagePoints.size());
+  count = static_cast<int64_t>(points.pObjectPoints.size());
+  imageCount = static_cast<int64_t>(points.pImagePoints.size());
   return 1;
 }
 
-int CBundleAdjustment::ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file) {
-  if (Points.pGcpTable.empty()) {
-    Points.pGcpTable = ReadGcpRecords(file);
-    file.Rewind();
-  }
-  Points.nGcpFileNum = std::min(ReadGcpCount(file), static_cast<int32_t>(Points.pGcpTable.size()));
-  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
-                                              Images.nImageNum, Cameras.UsableNum());
-  Points.nControlPointNum = 0;
+void AppendGcpFile(const GcpReading& reading, int64_t& objectCount, int64_t& imageCount, TextReader& file) {
+  PointStore& points = reading.Points;
+  OpenTable(points, file);
+  const auto references = MakeImageReferences(reading.Images, reading.Cameras);
+  points.nControlPointNum = 0;
   objectCount = imageCount = 0;
   std::string_view line;
-  for (int32_t g = 0; g < Points.nGcpFileNum && file.Next(line); ++g) {
-    ObjectPointRecord point = ParsePointLine(line);
-    const ObjectPointRecord& known = Points.pGcpTable[static_cast<size_t>(g)];
-    point.X = known.X;
-    point.Y = known.Y;
-    point.Z = known.Z;
-    AppendMeasures(file, references, Settings.Image_Coor_Scale,
-                   static_cast<int32_t>(Points.pObjectPoints.size()), point, Points.pImagePoints, nullptr);
-    Points.pObjectPoints.push_back(point);
-    if (point.nType == 1) ++Points.nControlPointNum;
+  for (int32_t g = 0; g < points.nGcpFileNum && file.Next(line); ++g) {
+    const ObjectPointRecord& known = points.pGcpTable[static_cast<size_t>(g)];
+    ObjectPointRecord point = MakeGcpPoint(line, known);
+    AppendMeasures(file, references, reading.Settings.Image_Coor_Scale,
+                   static_cast<int32_t>(points.pObjectPoints.size()), point, points.pImagePoints, nullptr);
+    points.pObjectPoints.push_back(point);
+    if (point.nType == 1) ++points.nControlPointNum;
     ++objectCount;
     imageCount += known.nImagePointNum;
   }
-  return 1;
 }
 
-int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
-                                   std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
+int ReadGcpFile(const GcpReading& reading, std::vector<ObjectPointRecord>& objectList,
+                std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
   const int32_t pointNum = ReadGcpCount(file);
-  const auto references = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
-                                              Images.nImageNum, Cameras.UsableNum());
-  Points.nControlPointNum = 0;
+  const auto references = MakeImageReferences(reading.Images, reading.Cameras);
+  reading.Points.nControlPointNum = 0;
   std::string_view line;
   for (int32_t g = 0; g < pointNum && file.Next(line); ++g) {
     ObjectPointRecord point = ParsePointLine(line);
     int32_t wrongOrdinal = 0;
-    if (!AppendMeasures(file, references, Settings.Image_Coor_Scale, static_cast<int32_t>(objectList.size()),
-                        point, imagePointList, &wrongOrdinal)) {
-      LogPrintf("Error!Image ID of the point %d %d is out of range!\n", g, wrongOrdinal);
+    if (!AppendMeasures(file, references, reading.Settings.Image_Coor_Scale,
+                        static_cast<int32_t>(objectList.size()), point, imagePointList, &wrongOrdinal)) {
+      TellWrongOrdinal(reading.Log, g, wrongOrdinal);
       return -1;
     }
-    if (point.nType == 1) ++Points.nControlPointNum;
+    if (point.nType == 1) ++reading.Points.nControlPointNum;
     objectList.push_back(point);
   }
   return 1;

@@ -7,15 +7,10 @@
 #include <span>
 #include <vector>
 
+#include "records/ImageReference.h"
 #include "records/Records.h"
 
 namespace orvo {
-
-/// What the measurements on a project image refer to; both -1 where the image or its camera was deleted.
-struct ImageReference {
-  int32_t nImage = -1;
-  int32_t nCamera = -1;
-};
 
 /// One reference for each project image ordinal, from the maps of the object.
 std::vector<ImageReference> MakeImageReferences(std::span<const int32_t> imageIndex,

@@ -1,4 +1,5 @@
-// POS records matched to the images by name, and the strip groups that follow from them.
+#include "block/PosData.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -9,7 +10,6 @@
 #include "block/ImageNameIndex.h"
 #include "block/PosLine.h"
 #include "block/StripGroups.h"
-#include "run/BundleAdjustment.h"
 
 namespace orvo {
 namespace {
@@ -45,9 +45,9 @@ PosRecord RecordOf(const PosLine& line) {
   return record;
 }
 
-void MatchPosLines(CBundleAdjustment& block, TextReader& file, std::vector<int32_t>& stripOfImage) {
-  const double startTick = block.System.TickMilliseconds();
-  const std::vector<std::string_view> names = NamesOf(block.Images.pImageNames);
+void MatchPosLines(const PosReading& reading, TextReader& file, std::vector<int32_t>& stripOfImage) {
+  const double startTick = reading.System.TickMilliseconds();
+  const std::vector<std::string_view> names = NamesOf(reading.Images.pImageNames);
   const ImageNameIndex index(names);
   PosLine line;
   std::string_view text;
@@ -55,86 +55,87 @@ void MatchPosLines(CBundleAdjustment& block, TextReader& file, std::vector<int32
     if (!ReadPosLine(text, line)) continue;
     const int32_t ordinal = index.Find(line.szName);
     if (ordinal < 0 || static_cast<size_t>(ordinal) >= stripOfImage.size()) {
-      block.LogPrintf("Can not find this image name in the project file:%s\n",
-                      PrintableName(line.szName).c_str());
+      reading.Log.Print("Can not find this image name in the project file:%s\n",
+                        PrintableName(line.szName).c_str());
       continue;
     }
-    if (!IsUsable(line, block.Limits.Apply_GPS_Data, block.Limits.Apply_IMU_Data)) continue;
+    if (!IsUsable(line, reading.Limits.Apply_GPS_Data, reading.Limits.Apply_IMU_Data)) continue;
     stripOfImage[static_cast<size_t>(ordinal)] = line.nStrip;
-    const int32_t image = block.Images.pImageIndex[static_cast<size_t>(ordinal)];
-    if (image >= 0 && static_cast<size_t>(image) < block.Images.pPos.size()) {
-      block.Images.pPos[static_cast<size_t>(image)] = RecordOf(line);
+    const int32_t image = reading.Images.pImageIndex[static_cast<size_t>(ordinal)];
+    if (image >= 0 && static_cast<size_t>(image) < reading.Images.pPos.size()) {
+      reading.Images.pPos[static_cast<size_t>(image)] = RecordOf(line);
     }
   }
-  block.LogPrintf("Find image name elapsed time:%lfs\n",
-                  (block.System.TickMilliseconds() - startTick) / 1000.0);
+  reading.Log.Print("Find image name elapsed time:%lfs\n",
+                    (reading.System.TickMilliseconds() - startTick) / 1000.0);
 }
 
-void LogStrips(CBundleAdjustment& block, const std::vector<StripCount>& strips) {
+void LogStrips(RunLog& log, const std::vector<StripCount>& strips) {
   const int64_t largest = strips.back().nStrip;
-  block.LogPrintf("Total group number:%lld\n", static_cast<long long>(largest) + 1);
+  log.Print("Total group number:%lld\n", static_cast<long long>(largest) + 1);
   int64_t next = 0;
   for (const StripCount& strip : strips) {
     for (; largest <= kLargestListedStrip && next < strip.nStrip; ++next) {
-      block.LogPrintf("Strip ID and image number:%d %d\n", static_cast<int32_t>(next), 0);
+      log.Print("Strip ID and image number:%d %d\n", static_cast<int32_t>(next), 0);
     }
-    block.LogPrintf("Strip ID and image number:%d %d\n", strip.nStrip, strip.nImageNum);
+    log.Print("Strip ID and image number:%d %d\n", strip.nStrip, strip.nImageNum);
     next = int64_t{strip.nStrip} + 1;
   }
 }
 
 /// Fills pImageGroup from the strips and warns of images without.
-void AssignGroups(CBundleAdjustment& block, const std::vector<StripCount>& strips,
+void AssignGroups(const PosReading& reading, const std::vector<StripCount>& strips,
                   const std::vector<int32_t>& stripOfImage) {
   int32_t assigned = 0;
   for (size_t ordinal = 0; ordinal < stripOfImage.size(); ++ordinal) {
-    const int32_t image = block.Images.pImageIndex[ordinal];
+    const int32_t image = reading.Images.pImageIndex[ordinal];
     if (image < 0) continue;
     const int32_t group = GroupOfStrip(strips, stripOfImage[ordinal]);
-    if (image >= block.Images.nImageNum) {
-      block.LogPrintf("==========================Error!\n");
-      if (group >= 0) block.LogPrintf("Image ID invalid!\n");
+    if (image >= reading.Images.nImageNum) {
+      reading.Log.Print("==========================Error!\n");
+      if (group >= 0) reading.Log.Print("Image ID invalid!\n");
       continue;
     }
-    block.Images.pImageGroup[static_cast<size_t>(image)] = group;
+    reading.Images.pImageGroup[static_cast<size_t>(image)] = group;
     if (group >= 0) ++assigned;
   }
-  if (assigned < block.Images.nImageNum) block.LogPrintf("Warning!Part of images have no strip ID!\n");
+  if (assigned < reading.Images.nImageNum) reading.Log.Print("Warning!Part of images have no strip ID!\n");
 }
 
 }  // namespace
 
-int CBundleAdjustment::ReadPosData(const std::string& pos) {
+bool MatchPosData(const std::string& pos, const PosReading& reading) {
   const MemoryPurpose purpose("the POS records");
-  TextReader file(&Inputs);
+  ImageTable& images = reading.Images;
+  TextReader file(&reading.Inputs);
   if (pos.empty() || !file.Open(pos, kReadOnce)) {
-    LogPrintf(pos.empty() ? "POS file is NULL!\n" : "Open POS file failed!\n");
-    Limits.Apply_GPS_Data = Limits.Apply_IMU_Data = false;
-    return 0;
+    reading.Log.Print("%s\n", pos.empty() ? "POS file is NULL!" : "Open POS file failed!");
+    reading.Limits.Apply_GPS_Data = reading.Limits.Apply_IMU_Data = false;
+    return false;
   }
   PosRecord none;
   none.nStatus = kPosNotObserved;
-  Images.pPos.assign(Images.pImageIndex.size(), none);
-  Images.pImageGroup.resize(static_cast<size_t>(Images.nImageNum), 0);
-  std::vector<int32_t> stripOfImage(Images.pImageIndex.size(), -1);
-  MatchPosLines(*this, file, stripOfImage);
+  images.pPos.assign(images.pImageIndex.size(), none);
+  images.pImageGroup.resize(static_cast<size_t>(images.nImageNum), 0);
+  std::vector<int32_t> stripOfImage(images.pImageIndex.size(), -1);
+  MatchPosLines(reading, file, stripOfImage);
 
-  const std::vector<StripCount> strips = FormStripGroups(stripOfImage, Images.pImageIndex);
+  const std::vector<StripCount> strips = FormStripGroups(stripOfImage, images.pImageIndex);
   if (strips.empty() || strips.back().nStrip < 1) {
-    Images.nGroupNum = 1;
-    return 1;
+    images.nGroupNum = 1;
+    return true;
   }
-  LogStrips(*this, strips);
-  Images.nGroupNum = CountGroups(strips);
-  LogPrintf("New group number:%d\n", Images.nGroupNum);
-  AssignGroups(*this, strips, stripOfImage);
-  for (int32_t image = 0; image < Images.nImageNum; ++image) {
-    if (Images.pImageGroup[static_cast<size_t>(image)] < 0)
-      LogPrintf("Warning!Image %d have no strip ID!\n", image);
+  LogStrips(reading.Log, strips);
+  images.nGroupNum = CountGroups(strips);
+  reading.Log.Print("New group number:%d\n", images.nGroupNum);
+  AssignGroups(reading, strips, stripOfImage);
+  for (int32_t image = 0; image < images.nImageNum; ++image) {
+    if (images.pImageGroup[static_cast<size_t>(image)] < 0)
+      reading.Log.Print("Warning!Image %d have no strip ID!\n", image);
   }
-  ComputeStripTimes(Images.pImageGroup, Images.nGroupNum, Settings.Aircraft_Speed,
-                    {Images.pEop.data(), static_cast<size_t>(Images.nImageNum)});
-  return 1;
+  ComputeStripTimes(images.pImageGroup, images.nGroupNum, reading.Settings.Aircraft_Speed,
+                    {images.pEop.data(), static_cast<size_t>(images.nImageNum)});
+  return true;
 }
 
 }  // namespace orvo

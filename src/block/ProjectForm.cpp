@@ -10,4 +10,10 @@ std::string OvtPathOfProject(const std::string& project) {
   return project.substr(0, project.size() - extension.size()) + ".ovt";
 }
 
+void NameProjectFiles(const std::string& project, const std::string& gcp, FilePaths& paths) {
+  paths.szProjectPath = project;
+  paths.szGcpPath = gcp;
+  paths.szOvtPath = OvtPathOfProject(project);
+}
+
 }  // namespace orvo

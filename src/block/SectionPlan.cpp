@@ -1,6 +1,7 @@
 #include "block/SectionPlan.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <limits>
 
 namespace orvo {
@@ -71,6 +72,23 @@ PointSectionTable DivideByObjectPoints(int32_t sectionNum, int64_t objectPointNu
     point = range.nLast + 1;
   }
   EndTable(table, objectPointNum, imagePointNum);
+  return table;
+}
+
+PointSectionTable PlanPointSections(const BlockSize& size, const std::vector<int32_t>* counts,
+                                    int64_t freeBytes, RunLog& log) {
+  const double limit = 0.8 * static_cast<double>(freeBytes);
+  const int64_t need =
+      EstimateBlockBytes(size.nImageNum, size.nCameraNum, size.nObjectPointNum, size.nImagePointNum);
+  const int32_t sectionNum = CountSections(need, limit, size.nObjectPointNum);
+  log.Print("CPU Sections:%d\n", sectionNum);
+  PointSectionTable table =
+      counts != nullptr ? DivideByImagePoints(sectionNum, size.nObjectPointNum, size.nImagePointNum, *counts)
+                        : DivideByObjectPoints(sectionNum, size.nObjectPointNum, size.nImagePointNum);
+  for (size_t s = 0; s < table.ObjectPoints.size(); ++s) {
+    log.Print("%" PRId64 "/%" PRId64 " %" PRId64 "/%" PRId64 "\n", table.ObjectPoints[s].nFirst,
+              table.ImagePoints[s].nFirst, table.ObjectPoints[s].nLast, table.ImagePoints[s].nLast);
+  }
   return table;
 }
 

@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
+#include "base/RunLog.h"
 #include "records/Records.h"
 
 namespace orvo {
@@ -24,5 +26,16 @@ PointSectionTable DivideByImagePoints(int32_t sectionNum, int64_t objectPointNum
 
 /// Ranges of nearly equal numbers of object points; only the last range of image points has an end.
 PointSectionTable DivideByObjectPoints(int32_t sectionNum, int64_t objectPointNum, int64_t imagePointNum);
+
+/// How much of everything there is.
+struct BlockSize {
+  int32_t nImageNum = 0, nCameraNum = 0;
+  int64_t nObjectPointNum = 0, nImagePointNum = 0;
+};
+
+/// Divides the points into sections of at most 80 % of the free memory, and tells them. `counts`:
+/// measurements by tie point, or null to divide by object points.
+PointSectionTable PlanPointSections(const BlockSize& size, const std::vector<int32_t>* counts,
+                                    int64_t freeBytes, RunLog& log);
 
 }  // namespace orvo

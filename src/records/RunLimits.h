@@ -42,4 +42,10 @@ inline RunLimits LimitsOf(const AdjustmentSettings& settings) {
           settings.GPS_WeightZ};
 }
 
+/// False where cameras stay as they were read.
+inline bool AdjustsCameras(const AdjustmentSettings& settings, const RunLimits& limits) {
+  return settings.Set_IOP_Unknown && !settings.Direct_Intersection &&
+         (limits.Apply_GPU || !settings.Absolute_Orientation);
+}
+
 }  // namespace orvo

@@ -38,17 +38,11 @@ struct PosTerm;
 struct SectionPoints;
 }  // namespace gpu
 struct DenseSystem;
-class OvtMeasureWindow;
 class OvtReader;
-class ResampleCells;
 class ResidualWriter;
 class TextReader;
 class TextWriter;
-struct ImageReference;
-struct ProjectHeader;
-struct ResampleView;
 struct RunTrack;
-struct TextPointContext;
 
 class CBundleAdjustment {
  public:
@@ -121,86 +115,37 @@ class CBundleAdjustment {
   int GenerateResults(const std::string& project, const std::string& gcp, const std::string& output);
 
   // ==== block/ ========================================================================================
-  /// Counts points and measurements, before anything big is read; 1, or 0 after a message.
+  /// Counts points and measurements; 1, or 0 after a message. Writes Paths, Points, pImagePointCount.
   int PreReadData(const std::string& project, const std::string& gcp);
-  /// Reads cameras and images and applies the deletion rules; 1, 0, or -1 with too few images.
+  /// 1, 0, or -1 with too few images. Reads Settings, Limits; writes Images, Cameras.
   int ReadProject(const std::string& project, const std::string& gcp);
-  /// Reads a whole GCP file, without sections; 1 or -1.
+  /// A whole GCP file, without sections; 1 or -1. Reads Settings, Images, Cameras; writes nControlPointNum.
   int ReadGcpList(std::vector<ObjectPointRecord>& objectList, std::vector<ImagePointRecord>& imagePointList,
                   TextReader& file);
-  /// Divides the points under 80 % of the free memory. `counts`: measurements by tie point, or null.
+  /// `counts`: measurements by tie point, or null; 1. Reads the free memory; writes Points.Sections.
   int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
                    const std::vector<int32_t>* counts);
-  /// Reads one section into pObjectPoints and pImagePoints; 1, whatever the files hold, or 0 for a section
-  /// that does not exist and where reading failed. `count`: object points read; an empty section leaves the
-  /// arrays empty.
+  /// One section in the frame of the block; 1, or 0 for none and where reading failed. `count`: object points
+  /// read. Reads Settings, Paths, Images; writes Points, fGsd, the extents of Cameras.
   int ReadSectionPoints(int32_t section, const std::string& project, const std::string& gcp, int64_t& count);
-  /// The same with the paths of the object.
   int ReadSectionPoints(int32_t section);
-  // Readers of ReadSectionPoints for one kind of file; 1, or -1 at a reference to an image that can't be.
-  // What was read before stays, in a state where every reference holds.
+  /// Its readers for one kind of file; 1, or -1 at a reference to an image that can't be.
   int ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
                      std::vector<ImagePointRecord>& imagePointList, TextReader& file);
-  // Parts of ReadTextPoints: in pieces, with a thread for each of `files`, from the places that PreReadData
-  // remembers, or the points from ordinal `first` to `end` in the order of the file.
-  int ReadTextPieces(int64_t pieceNum, int64_t end, std::span<TextReader> files,
-                     const TextPointContext& context, std::vector<ObjectPointRecord>& objectList,
-                     std::vector<ImagePointRecord>& imagePointList, TextReader& file);
-  int ReadTextPointsOneByOne(int64_t first, int64_t end, const TextPointContext& context,
-                             std::vector<ObjectPointRecord>& objectList,
-                             std::vector<ImagePointRecord>& imagePointList, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
-  /// At such a reference the counts stay as they were, too.
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
-  /// Makes pGcpTable from the whole GCP file where it does not exist yet; 1, or 0 where reading failed.
-  int ReadGcpTable(const std::string& gcp);
-  // Stages of PreReadData, ReadProject and ReadSectionPoints; 1, or 0 where the operation ends.
-  int PreReadTextPoints(const ProjectHeader& header, TextReader& file);
-  int PreReadOvt();
-  void PreReadGcp(const std::string& gcp);
-  int ReadImage(int32_t ordinal, std::vector<int32_t>& imagesOfCamera, TextReader& file);
-  void DeleteCamerasWithoutImage(const std::vector<int32_t>& imagesOfCamera);
-  void DeleteCamerasBeyondUnknowns(const std::vector<int32_t>& imagesOfCamera);
-  void DeleteImagesWithoutCamera();
-  void ReadSectionTiePoints(int32_t section, const std::string& project, int64_t& count, int64_t& imageCount);
-  void ReserveSectionPoints(int32_t section);
-  int ReadOvtMeasures(int64_t firstPoint, const OvtReader& file);
-  /// The same for the points from row `firstRow` on, in the order of the file; -1 at an image that can't be.
-  int ReadOvtMeasuresOneByOne(int64_t firstRow, std::span<ObjectPointRecord> points, int64_t firstPoint,
-                              std::span<const ImageReference> references, OvtMeasureWindow& window,
-                              bool& readable);
-  /// Adds a control or check point among the tie points of a text project to the counts, once.
-  void CountTextPoint(int64_t ordinal, int32_t type);
-  /// Matches GPS/IMU records to images and forms strip groups; 0 with both POS switches cleared without a
-  /// file.
+  /// 1, or 0 without a file, with both POS switches of Limits cleared. Reads Settings; writes Images.
   int ReadPosData(const std::string& pos);
-  /// Thins the tie points through a grid on each image; 1 or 0.
+  /// Thins the tie points; 1 or 0. Reads Settings, Images; writes Points, Cameras, szOvtPath, Outputs.
   int ResamplePoints(const std::string& ovt, const std::string& gcp, const std::string& newOvt);
-  // Stages of ResamplePoints; 1, or 0 where it ends.
-  int MarkResampledPoints(int64_t total, int64_t imageTotal, std::vector<uint8_t>& keep);
-  int OfferSectionPoints(int32_t section, const std::vector<ResampleView>& views, ResampleCells& cells);
-  void FilterPoints(const std::string& ovt, int64_t total, const std::vector<uint8_t>& keep,
-                    int64_t newPointCount, int64_t& imagePointSum, TextWriter* newFile);
-  int MakeResampledSection(const std::string& gcp, int64_t imagePointSum);
-  /// Copies the kept points with all their measurements to `newFile`, or to memory where that is null.
-  /// `counts`: their numbers of measurements.
+  /// The kept points to `newFile`, or to memory; 1 or 0. Read Settings, Images, Cameras; write Points.
   int FilterOvtPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t newPointCount,
                       int64_t& imagePointSum, std::vector<int32_t>& counts, TextWriter* newFile,
                       OvtReader& source);
-  void CopyKeptMeasures(const std::vector<int32_t>& fileFirst, int64_t imagePointSum,
-                        const std::vector<int32_t>& counts, TextWriter& newFile, OvtReader& source);
-  void ReadKeptMeasures(const std::vector<int32_t>& fileFirst, std::vector<int32_t>& counts,
-                        OvtReader& source);
   int FilterTextPoints(int64_t total, const std::vector<uint8_t>& keep, int64_t& imagePointSum,
                        std::vector<int32_t>& counts, TextReader& file);
-  /// Appends the whole GCP file; the counts become the numbers of points and measurement lines in it.
+  /// The GCP file behind them; 1. Reads Settings, Images, Cameras; writes Points.
   int ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file);
-
-  /// False where cameras stay as they were read.
-  bool AdjustsCameras() const {
-    return Settings.Set_IOP_Unknown && !Settings.Direct_Intersection &&
-           (Limits.Apply_GPU || !Settings.Absolute_Orientation);
-  }
 
   // ==== geometry/ =====================================================================================
   /// Intersects every point of the section in memory (all but control points take the result) and fills

@@ -1,5 +1,6 @@
 // The flow of an adjustment on the CPU, from reading to the last output file.
 #include "base/MemoryPurpose.h"
+#include "block/GcpPoints.h"
 #include "block/ProjectForm.h"
 #include "run/BundleAdjustment.h"
 #include "verdict/VerdictOfRun.h"
@@ -47,9 +48,7 @@ int CpuFlow::Read(std::string& output) {
     const int counted = Run.PreReadData(szProject, szGcp);
     if (!Run.Gate().CountsHold() || counted == 0) return 0;
   } else {
-    Run.Paths.szProjectPath = szProject;
-    Run.Paths.szGcpPath = szGcp;
-    Run.Paths.szOvtPath = OvtPathOfProject(szProject);
+    NameProjectFiles(szProject, szGcp, Run.Paths);
   }
   Run.LogPrintf(">>Reading eop and camera data from project file...\n");
   if (Run.ReadProject(szProject, szGcp) == 0 || Run.CheckInputs() == 0) return 0;
@@ -105,7 +104,7 @@ int CpuFlow::PreparePoints() {
   if (Run.Points.Sections.Count() != 1) {
     // Normalisation changes the table and the reader of each section takes the coordinates from it, so the
     // table has to be there before the first section is read.
-    return Run.ReadGcpTable(szGcp);
+    return MakeGcpTable(szGcp, Run.Points, Run.Inputs, Run.Log) ? 1 : 0;
   }
   Run.LogPrintf(">>Reading points data...\n");
   int64_t count = 0;

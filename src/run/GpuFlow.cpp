@@ -1,4 +1,5 @@
 // The flow around the device path.
+#include "block/GcpPoints.h"
 #include "run/BundleAdjustment.h"
 #include "verdict/VerdictOfRun.h"
 
@@ -25,7 +26,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   }
   if (!Gate().PointsHold()) return 0;
   // Normalisation changes the table, and the reader of points takes the coordinates from it.
-  if (ReadGcpTable(gcp) == 0) return 0;
+  if (!MakeGcpTable(gcp, Points, Inputs, Log)) return 0;
   if (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) {
     LogPrintf(">>Reading POS data...\n");
     ReadPosData(pos);

@@ -1,7 +1,7 @@
 // The object's part of the log.
 #include <cstdarg>
 
-#include "base/InputFile.h"
+#include "base/ReadingFailed.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
@@ -31,10 +31,6 @@ int CBundleAdjustment::CloseLogFile() {
   return 1;
 }
 
-int CBundleAdjustment::CheckInputs() {
-  if (!Inputs.Any()) return 1;
-  if (Inputs.TakeUntold()) Log.Print("Error!Reading failed: %s!\n", FaultText(Inputs.First()).c_str());
-  return 0;
-}
+int CBundleAdjustment::CheckInputs() { return ReadingFailed(Inputs, Log) ? 0 : 1; }
 
 }  // namespace orvo

@@ -5,26 +5,27 @@
 #include <string>
 #include <vector>
 
+#include "block/BlockParts.h"
 #include "block/OvtFile.h"
-#include "run/BundleAdjustment.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {
 
-/// A CBundleAdjustment whose messages can be read.
-class LoggedBlock {
+/// A block whose messages can be read.
+template <typename Block>
+class Logged {
  public:
-  explicit LoggedBlock(int64_t freeBytes = int64_t{1} << 40)
+  explicit Logged(int64_t freeBytes = int64_t{1} << 40)
       : console(open_memstream(&text, &length)), block(MadeUpPlatform(freeBytes, 1), console) {}
-  ~LoggedBlock() {
+  ~Logged() {
     std::fclose(console);
     std::free(text);
   }
-  LoggedBlock(const LoggedBlock&) = delete;
-  LoggedBlock& operator=(const LoggedBlock&) = delete;
+  Logged(const Logged&) = delete;
+  Logged& operator=(const Logged&) = delete;
 
-  CBundleAdjustment* operator->() { return &block; }
-  CBundleAdjustment& operator*() { return block; }
+  Block* operator->() { return &block; }
+  Block& operator*() { return block; }
   /// Everything logged since the last call.
   std::string Log() {
     std::fflush(console);
@@ -38,8 +39,9 @@ class LoggedBlock {
   char* text = nullptr;
   size_t length = 0, seen = 0;
   std::FILE* console;
-  CBundleAdjustment block;
+  Block block;
 };
+using LoggedBlock = Logged<BlockParts>;
 
 inline const std::string kCamera = "0 4000 3000 0 50000 10 -20 0 1e-9 1e-15\n";
 
@@ -111,11 +113,10 @@ struct ProjectFiles {
   std::string szGcp = folder / "gcp.txt";
 
   /// Counts, images and cameras; one section unless the memory is small.
-  static void ReadAll(CBundleAdjustment& block, const std::string& project, const std::string& gcp) {
-    block.PreReadData(project, gcp);
-    block.ReadProject(project, gcp);
-    block.PlanSections(block.Images.nImageNum, block.Cameras.nCameraNum, block.Points.nObjectPointNum,
-                       block.Points.nImagePointNum, &block.Points.pPointImageCount);
+  static void ReadAll(BlockParts& block, const std::string& project, const std::string& gcp) {
+    block.Count(project, gcp);
+    block.ReadTables(project);
+    block.Plan();
   }
 };
 

@@ -1,5 +1,4 @@
-// Blocks to thin: their files in both forms, an object that has read all but the points, and what is to
-// remain.
+// Blocks to thin: their files in both forms, all but the points read, and what is to remain.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,9 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "base/ReadingFailed.h"
 #include "block/BlockFiles.h"
 #include "block/OvtFile.h"
 #include "block/ResampleReference.h"
+#include "block/Resampling.h"
 
 namespace orvo::test {
 
@@ -116,7 +117,12 @@ struct Form {
 };
 inline const Form kForms[] = {{true, "text"}, {false, "ovt"}};
 
-/// The files of a block and an object that has read all but the points.
+inline Thinning ThinningOf(BlockParts& block) {
+  return {block.Settings, block.Paths,   block.Images, block.Cameras, block.Points,
+          block.Inputs,   block.Outputs, block.System, block.Log};
+}
+
+/// The files of a block of which all but the points has been read.
 struct ResamplingRun {
   ProjectFiles files;
   LoggedBlock block;
@@ -128,16 +134,28 @@ struct ResamplingRun {
     WriteFile(files.szOvc, content.Ovc());
     WriteFile(files.szOvt, content.Ovt());
     WriteFile(files.szGcp, content.szGcp);
-    block->PreReadData(bText ? files.szText : files.szOvc, files.szGcp);
-    block->ReadProject(bText ? files.szText : files.szOvc, files.szGcp);
+    block->Count(bText ? files.szText : files.szOvc, files.szGcp);
+    block->ReadTables(bText ? files.szText : files.szOvc);
     block.Log();
   }
   std::string NewOvt() const { return files.folder / "Resampled.ovt"; }
-  int Resample() { return block->ResamplePoints(block->Paths.szOvtPath, files.szGcp, NewOvt()); }
+  bool Resample() { return Resample(NewOvt()); }
+  bool Resample(const std::string& newOvt) {
+    const Thinning thinning = ThinningOf(*block);
+    const auto readSection = [this](int32_t section) {
+      int64_t count = 0;
+      block->Read(section, count);
+      return !ReadingFailed(block->Inputs, block->Log);
+    };
+    const std::string ovt = block->Paths.szOvtPath;
+    std::vector<uint8_t> keep;
+    return MarkBestPoints(thinning, ovt, readSection, keep) &&
+           KeepMarkedPoints(thinning, ovt, files.szGcp, newOvt, keep);
+  }
 };
 
 /// What the slow form keeps of the points that the form's reader accepts.
-inline std::vector<FilePoint> ReferenceKept(const FileBlock& content, CBundleAdjustment& block, bool text) {
+inline std::vector<FilePoint> ReferenceKept(const FileBlock& content, BlockParts& block, bool text) {
   std::vector<ReferencePoint> points;
   std::vector<const FilePoint*> accepted;
   std::vector<IopRecord> iop = block.Cameras.pIop;
@@ -185,8 +203,8 @@ inline int64_t MeasureNum(const std::vector<FilePoint>& points) {
   return sum;
 }
 
-/// The object holds these tie points, whole and in order, and nothing between them.
-inline void ExpectInMemory(CBundleAdjustment& block, const std::vector<FilePoint>& kept) {
+/// The block holds these tie points, whole and in order, and nothing between them.
+inline void ExpectInMemory(BlockParts& block, const std::vector<FilePoint>& kept) {
   ASSERT_GE(block.Points.pObjectPoints.size(), kept.size());
   int64_t next = 0;
   for (size_t p = 0; p < kept.size(); ++p) {

@@ -1,7 +1,7 @@
 // Files that are cut, swollen, of another kind or of another system.
 #include <gtest/gtest.h>
 
-#include "block/SectionReading.h"
+#include "block/SectionChecks.h"
 #include "fuzz/ReadEverything.h"
 
 namespace orvo::test {
@@ -209,8 +209,8 @@ TEST(BrokenFiles, EmptyFiles) {
   for (const std::string& path : {files.szText, files.szOvc, files.szOvt, files.szGcp}) WriteFile(path, "");
   for (const std::string& project : {files.szText, files.szOvc}) {
     LoggedBlock block;
-    EXPECT_EQ(1, block->PreReadData(project, files.szGcp));
-    EXPECT_EQ(1, block->ReadProject(project, files.szGcp));
+    EXPECT_EQ(1, block->Count(project, files.szGcp));
+    EXPECT_EQ(1, block->ReadTables(project));
     EXPECT_EQ("", block.Log());
     EXPECT_EQ("", ReadForAdjustment(*block, project, files.szGcp));
     EXPECT_EQ(0, block->Points.nObjectPointNum);

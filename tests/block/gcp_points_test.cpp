@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "base/TextReader.h"
-#include "block/SectionReading.h"
+#include "block/SectionChecks.h"
 
 namespace orvo::test {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 void ReadGcp(LoggedBlock& block, ProjectFiles& files, const std::string& gcp) {
   WriteFile(files.szText, ProjectText(2, 0, ""));
   WriteFile(files.szGcp, gcp);
-  block->ReadProject(files.szText, "");
+  block->ReadTables(files.szText);
   block->Paths.szProjectPath = files.szText;
   block->Paths.szGcpPath = files.szGcp;
   MakeSections(*block, {{0, 100}});
@@ -37,7 +37,7 @@ TEST(GcpPoints, TheTableOfControlPointsTakesThePlaceOfTheFile) {
   EXPECT_EQ(0.5, block->Points.pObjectPoints[1].Z);
 }
 
-TEST(ReadGcpTable, TheWholeFileBeforeAnySection) {
+TEST(MakeGcpTable, TheWholeFileBeforeAnySection) {
   ProjectFiles files;
   WriteFile(files.szText, ProjectText(2, 0, ""));
   WriteFile(files.szGcp, "3\n" + PointText("g", 1, {{0, 7, 8}, {1, 1, 1}}) + PointText("h", 2, {}) +
@@ -45,25 +45,25 @@ TEST(ReadGcpTable, TheWholeFileBeforeAnySection) {
   LoggedBlock block;
   files.ReadAll(*block, files.szText, files.szGcp);
   block.Log();
-  EXPECT_EQ(1, block->ReadGcpTable(files.szGcp));
+  EXPECT_TRUE(MakeGcpTable(files.szGcp, block->Points, block->Inputs, block->Log));
   EXPECT_EQ("", block.Log());
   ASSERT_EQ(3u, block->Points.pGcpTable.size());
   EXPECT_EQ(3, block->Points.nGcpFileNum);
   EXPECT_EQ(2, block->Points.pGcpTable[0].nImagePointNum);
   block->Points.pGcpTable[1].X = 77;
-  EXPECT_EQ(1, block->ReadGcpTable(files.szGcp));
+  EXPECT_TRUE(MakeGcpTable(files.szGcp, block->Points, block->Inputs, block->Log));
   EXPECT_EQ(77, block->Points.pGcpTable[1].X) << "a table that exists stands";
   MakeSections(*block, {{0, 0}, {1, 2}});
   EXPECT_EQ(2, Read(block, 1));
   EXPECT_EQ(77, block->Points.pObjectPoints[0].X) << "a section that starts behind the first control point";
 }
 
-TEST(ReadGcpTable, WithoutAFile) {
+TEST(MakeGcpTable, WithoutAFile) {
   ScratchFolder folder;
   LoggedBlock block;
-  EXPECT_EQ(1, block->ReadGcpTable(folder / "absent"));
+  EXPECT_TRUE(MakeGcpTable(folder / "absent", block->Points, block->Inputs, block->Log));
   EXPECT_EQ("", block.Log());
-  EXPECT_EQ(0, block->ReadGcpTable(folder.Path()));
+  EXPECT_FALSE(MakeGcpTable(folder.Path(), block->Points, block->Inputs, block->Log));
   EXPECT_EQ("Error!Reading failed: can't read " + folder.Path() + ": it is a folder!\n", block.Log());
   EXPECT_TRUE(block->Points.pGcpTable.empty());
 }
@@ -103,7 +103,7 @@ TEST(GcpPoints, AWrongOrdinalLeavesTheCounts) {
     TextReader file;
     ASSERT_TRUE(file.Open(files.szGcp));
     int64_t count = 7, imageCount = 9;
-    EXPECT_EQ(wrong ? -1 : 1, block->ReadGcpPoints(0, count, imageCount, file));
+    EXPECT_EQ(wrong ? -1 : 1, ReadGcpSection(block->Gcp(), 0, count, imageCount, file));
     if (wrong) {
       EXPECT_EQ(7, count);
       EXPECT_EQ(9, imageCount);
@@ -149,21 +149,21 @@ TEST(GcpPoints, WhatAGcpFileDoesNotHoldIsLeftOut) {
   }
 }
 
-TEST(ReadGcpList, TheWholeFileWithoutSections) {
+TEST(ReadGcpFile, TheWholeFileWithoutSections) {
   ProjectFiles files;
   WriteFile(files.szText, ProjectText(2, 0, ""));
   WriteFile(files.szGcp, "3\n" + PointText("g", 1, {{0, 700, 8}, {1, 1, 1}}, "4 5 6") +
                              PointText("h", 2, {{1, 2, 2}}) + PointText("i", 1, {}));
   LoggedBlock block;
   block->Settings.Object_Coor_Scale = 5;
-  block->ReadProject(files.szText, "");
+  block->ReadTables(files.szText);
   block->Points.nControlPointNum = 99;
   TextReader file;
   ASSERT_TRUE(file.Open(files.szGcp));
   std::vector<ObjectPointRecord> points;
   std::vector<ImagePointRecord> images;
-  EXPECT_EQ(1, block->ReadGcpList(points, images, file));
-  EXPECT_EQ("", WhatIsWrongWithPoints(*block, points, images));
+  EXPECT_EQ(1, ReadGcpFile(block->Gcp(), points, images, file));
+  EXPECT_EQ("", WhatIsWrongWithPoints(block->Images, block->Cameras, points, images));
   ASSERT_EQ(3u, points.size());
   EXPECT_EQ(3u, images.size());
   EXPECT_EQ(2, block->Points.nControlPointNum);
@@ -172,19 +172,19 @@ TEST(ReadGcpList, TheWholeFileWithoutSections) {
   EXPECT_EQ(0.7f, images[0].x);
 }
 
-TEST(ReadGcpList, AWrongOrdinalEndsIt) {
+TEST(ReadGcpFile, AWrongOrdinalEndsIt) {
   ProjectFiles files;
   WriteFile(files.szText, ProjectText(2, 0, ""));
   WriteFile(files.szGcp, "2\n" + PointText("g", 1, {{0, 7, 8}}) + PointText("h", 1, {{2, 1, 1}}));
   LoggedBlock block;
-  block->ReadProject(files.szText, "");
+  block->ReadTables(files.szText);
   TextReader file;
   ASSERT_TRUE(file.Open(files.szGcp));
   std::vector<ObjectPointRecord> points;
   std::vector<ImagePointRecord> images;
-  EXPECT_EQ(-1, block->ReadGcpList(points, images, file));
+  EXPECT_EQ(-1, ReadGcpFile(block->Gcp(), points, images, file));
   EXPECT_EQ("Error!Image ID of the point 1 2 is out of range!\n", block.Log());
-  EXPECT_EQ("", WhatIsWrongWithPoints(*block, points, images));
+  EXPECT_EQ("", WhatIsWrongWithPoints(block->Images, block->Cameras, points, images));
 }
 
 }  // namespace

@@ -6,8 +6,9 @@
 #include <random>
 
 #include "block/Measurement.h"
+#include "block/OvtPoints.h"
 #include "block/OvtRange.h"
-#include "block/SectionReading.h"
+#include "block/SectionChecks.h"
 
 namespace orvo::test {
 namespace {
@@ -84,7 +85,7 @@ TEST(OvtPoints, AMeasureOnADeletedImageStaysInAnOvt) {
 void ReadOvtUncounted(LoggedBlock& block, ProjectFiles& files, const std::string& ovt, int64_t points) {
   WriteFile(files.szOvc, ProjectText(2, 0, ""));
   WriteFile(files.szOvt, ovt);
-  block->ReadProject(files.szOvc, "");
+  block->ReadTables(files.szOvc);
   block->Paths.szProjectPath = files.szOvc;
   block->Paths.szOvtPath = files.szOvt;
   block->Points.nTiePointNum = points;
@@ -175,7 +176,7 @@ TEST(OvtPoints, IndicesOfAnOvtThatMakeNoSense) {
 void ReadOvtOneByOne(LoggedBlock& block, const std::string& path) {
   OvtReader file;
   ASSERT_TRUE(file.Open(path));
-  block->LogPrintf(">>>>Reading ovt file...0\n");
+  block->Log.Print(">>>>Reading ovt file...0\n");
   OvtRangeCheck ranges(file.MeasureNum());
   char record[kOvtPointBytes];
   for (int64_t i = 0; i < file.PointNum() && file.ReadPoints(i, 1, record) == 1; ++i) {
@@ -183,12 +184,10 @@ void ReadOvtOneByOne(LoggedBlock& block, const std::string& path) {
     ObjectPointRecord& point = block->Points.pObjectPoints.back();
     point.nImagePointNum = ranges.Take(point.nFirstImagePoint, point.nImagePointNum);
   }
-  const auto references =
-      MakeImageReferences(block->Images.pImageIndex, block->Images.pImageCamera, block->Cameras.pCameraIndex,
-                          block->Images.nImageNum, block->Cameras.nCameraNum);
+  const auto references = MakeImageReferences(block->Images, block->Cameras);
   OvtMeasureWindow window(file);
   bool readable = true;
-  block->ReadOvtMeasuresOneByOne(0, block->Points.pObjectPoints, 0, references, window, readable);
+  ReadOvtMeasuresOneByOne(block->Section(), {block->Points.pObjectPoints}, references, window, readable);
 }
 
 TEST(OvtPoints, ManyThreadsReadWhatOneByOneReads) {
@@ -234,14 +233,14 @@ TEST(OvtPoints, ManyThreadsReadWhatOneByOneReads) {
     WriteFile(files.szOvc, project);
     WriteFile(files.szOvt, bytes);
     LoggedBlock slow;
-    slow->ReadProject(files.szOvc, "");
+    slow->ReadTables(files.szOvc);
     slow.Log();
     ReadOvtOneByOne(slow, files.szOvt);
     const std::string log = slow.Log();
     for (const int processors : {1, 2, 5}) {
       LoggedBlock fast;
       fast->System.ProcessorCount = [=] { return processors; };
-      fast->ReadProject(files.szOvc, "");
+      fast->ReadTables(files.szOvc);
       fast.Log();
       fast->Paths.szProjectPath = files.szOvc;
       fast->Paths.szOvtPath = files.szOvt;
@@ -279,7 +278,7 @@ TEST(OvtPoints, SeveralSectionsOfAnOvtAreTheOneSection) {
   for (int64_t memory : {0, 300, 1000, 3000, 8000}) {
     LoggedBlock parts(memory);
     files.ReadAll(*parts, files.szOvc, files.szGcp);
-    EXPECT_EQ("", WhatIsWrongWithSections(*parts, 53));
+    EXPECT_EQ("", WhatIsWrongWithSections(parts->Points.Sections, 53));
     EXPECT_GT(parts->Points.Sections.Count(), 1);
     size_t point = 0, imagePoint = 0;
     for (int32_t s = 0; s < parts->Points.Sections.Count(); ++s) {

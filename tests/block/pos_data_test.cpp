@@ -1,19 +1,26 @@
-// POS files read into an object that holds images.
+// POS files matched to images.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 
-#include "run/BundleAdjustment.h"
+#include "block/BlockParts.h"
+#include "block/PosData.h"
 #include "support/CapturedLog.h"
 #include "support/TestFiles.h"
 
 namespace orvo {
 namespace {
 
+using test::BlockParts;
 using test::CapturedLog;
 using test::ScratchFolder;
 using test::WriteFile;
+
+bool Match(BlockParts& block, const std::string& pos) {
+  return MatchPosData(pos,
+                      {block.Settings, block.Limits, block.Images, block.Inputs, block.System, block.Log});
+}
 
 /// Images a, b, c, ... at X = 0, 100, 200, ...; an upper case name is a deleted image.
 class PosData : public ::testing::Test {
@@ -34,9 +41,9 @@ class PosData : public ::testing::Test {
     block.Images.nUnknownImageNum = block.Images.nImageNum;
   }
 
-  int Read(const std::string& text) {
+  bool Read(const std::string& text) {
     WriteFile(folder / "pos.txt", text);
-    return block.ReadPosData(folder / "pos.txt");
+    return Match(block, folder / "pos.txt");
   }
 
   std::vector<double> Times() const {
@@ -49,7 +56,7 @@ class PosData : public ::testing::Test {
 
   ScratchFolder folder;
   CapturedLog log;
-  CBundleAdjustment block{NativePlatform(), log.Console()};
+  BlockParts block{NativePlatform(), log.Console()};
 };
 
 using Groups = std::vector<int32_t>;
@@ -63,7 +70,7 @@ TEST_F(PosData, WithoutAFileBothSwitchesAreCleared) {
   MakeImages("ab");
   for (const auto& row : rows) {
     block.Limits.Apply_GPS_Data = block.Limits.Apply_IMU_Data = true;
-    EXPECT_EQ(block.ReadPosData(row.path), 0);
+    EXPECT_EQ(Match(block, row.path), 0);
     EXPECT_FALSE(block.Limits.Apply_GPS_Data);
     EXPECT_FALSE(block.Limits.Apply_IMU_Data);
     EXPECT_EQ(log.Text().substr(log.Text().size() - row.message.size()), row.message);
@@ -276,7 +283,7 @@ TEST_F(PosData, TheRestOfAnOverlongLineIsTheNextLine) {
   for (const auto& row : table) {
     SCOPED_TRACE(row.about);
     CapturedLog messages;
-    CBundleAdjustment own{NativePlatform(), messages.Console()};
+    BlockParts own{NativePlatform(), messages.Console()};
     own.Limits.Apply_GPS_Data = true;
     own.Images.nImageFileNum = own.Images.nImageNum = own.Images.nUnknownImageNum = 2;
     own.Images.pEop.resize(2);
@@ -285,7 +292,7 @@ TEST_F(PosData, TheRestOfAnOverlongLineIsTheNextLine) {
     own.Images.pImageNames[1].sz[0] = 'b';
     own.Images.pImageIndex = {0, 1};
     WriteFile(folder / "pos.txt", row.text);
-    EXPECT_EQ(own.ReadPosData(folder / "pos.txt"), 1);
+    EXPECT_EQ(Match(own, folder / "pos.txt"), 1);
     EXPECT_EQ(messages.Count(notFound) > 0, !row.unknown.empty());
     EXPECT_GE(messages.Count(notFound + row.unknown + "\n"), row.unknown.empty() ? 0 : 1);
     EXPECT_EQ(own.Images.pPos[0].nStatus == kPosNotObserved, std::isnan(row.Xa));

@@ -16,7 +16,7 @@ TEST(PreReadData, TextProject) {
   WriteFile(files.szGcp, "4\n" + PointText("c", 1, {{0, 1, 1}}) + PointText("d", 2, {{1, 1, 1}, {2, 1, 1}}) +
                              PointText("e", 3, {}) + PointText("f", 0, {{1, 1, 1}}));
   LoggedBlock block;
-  ASSERT_EQ(1, block->PreReadData(files.szText, files.szGcp));
+  ASSERT_EQ(1, block->Count(files.szText, files.szGcp));
   EXPECT_EQ("", block.Log());
   EXPECT_EQ(files.szText, block->Paths.szProjectPath);
   EXPECT_EQ(files.szGcp, block->Paths.szGcpPath);
@@ -39,7 +39,7 @@ TEST(PreReadData, OvcProject) {
   WriteFile(files.szOvt, OvtBytes({MakeOvtPoint("a", 0, 2, 0), MakeOvtPoint("b", 0, 1, 2)},
                                   {{0, 1, 1, 0}, {2, 1, 1, 0}, {2, 1, 1, 0}}));
   LoggedBlock block;
-  ASSERT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
+  ASSERT_EQ(1, block->Count(files.szOvc, files.szGcp));
   EXPECT_EQ("Open Gcp file failed!\n", block.Log());
   EXPECT_EQ(files.szOvt, block->Paths.szOvtPath);
   EXPECT_EQ((Counts{1, 0, 2}), block->Images.pImagePointCount);
@@ -55,20 +55,20 @@ TEST(PreReadData, FilesThatCannotBeOpened) {
   ProjectFiles files;
   LoggedBlock block;
   for (const std::string& path : {files.szText, files.folder.Path(), std::string()}) {
-    EXPECT_EQ(0, block->PreReadData(path, files.szGcp)) << path;
+    EXPECT_EQ(0, block->Count(path, files.szGcp)) << path;
     EXPECT_EQ("Open prj file failed!\n", block.Log());
   }
   WriteFile(files.szOvc, ProjectText(1, 0, ""));
-  EXPECT_EQ(0, block->PreReadData(files.szOvc, files.szGcp));
+  EXPECT_EQ(0, block->Count(files.szOvc, files.szGcp));
   EXPECT_EQ("Can not open ovt file!\n", block.Log());
   WriteFile(files.szText, "");
   block->Inputs.Forget();
   for (const std::string& gcp : {files.szGcp, std::string()}) {
-    EXPECT_EQ(1, block->PreReadData(files.szText, gcp));
+    EXPECT_EQ(1, block->Count(files.szText, gcp));
     EXPECT_EQ("Open Gcp file failed!\n", block.Log());
   }
   EXPECT_EQ(0, block->Points.nObjectPointNum);
-  EXPECT_EQ(0, block->PreReadData(files.szText, files.folder.Path()));
+  EXPECT_EQ(0, block->Count(files.szText, files.folder.Path()));
   EXPECT_EQ("Open Gcp file failed!\nError!Reading failed: can't read " + files.folder.Path() +
                 ": it is a folder!\n",
             block.Log());
@@ -82,11 +82,11 @@ TEST(PreReadData, ImageOrdinalOutOfRange) {
     WriteFile(
         files.szText,
         ProjectText(3, 2, PointText("a", 0, {{0, 1, 2}}) + PointText("b", 0, {{0, 1, 2}, {wrong, 3, 4}})));
-    EXPECT_EQ(0, block->PreReadData(files.szText, files.szGcp));
+    EXPECT_EQ(0, block->Count(files.szText, files.szGcp));
     EXPECT_EQ("Image ID is invalid:1 1 " + std::to_string(wrong) + "!\n", block.Log());
     WriteFile(files.szOvc, ProjectText(3, 0, ""));
     WriteFile(files.szOvt, OvtBytes({MakeOvtPoint("a", 0, 2, 0)}, {{0, 1, 1, 0}, {wrong, 1, 1, 0}}));
-    EXPECT_EQ(0, block->PreReadData(files.szOvc, files.szGcp));
+    EXPECT_EQ(0, block->Count(files.szOvc, files.szGcp));
     EXPECT_EQ("Image ID is invalid:1 " + std::to_string(wrong) + "!\n", block.Log());
   }
 }
@@ -96,7 +96,7 @@ TEST(PreReadData, OrdinalsOfControlPointsAreNotTested) {
   LoggedBlock block;
   WriteFile(files.szText, ProjectText(1, 0, ""));
   WriteFile(files.szGcp, "1\n" + PointText("c", 1, {{-5, 1, 1}, {99, 1, 1}}));
-  EXPECT_EQ(1, block->PreReadData(files.szText, files.szGcp));
+  EXPECT_EQ(1, block->Count(files.szText, files.szGcp));
   EXPECT_EQ("", block.Log());
   EXPECT_EQ(2, block->Points.nGcpImagePointNum);
 }
@@ -116,7 +116,7 @@ TEST(PreReadData, CountsThatTheTextCannotHold) {
         Row{"999999999\n", 7, {0, 0, 0, 0, 0, 0, 0}}, Row{"2\na 1 2 3 0\n2147483647\nx\n\n", 2, {2, 0}}}) {
     WriteFile(files.szText, images + row.points);
     LoggedBlock block;
-    ASSERT_EQ(1, block->PreReadData(files.szText, files.szGcp)) << row.points;
+    ASSERT_EQ(1, block->Count(files.szText, files.szGcp)) << row.points;
     EXPECT_EQ(row.tiePointNum, block->Points.nTiePointNum) << row.points;
     EXPECT_EQ(row.counts, block->Points.pPointImageCount) << row.points;
   }
@@ -136,7 +136,7 @@ TEST(PreReadData, CountsThatTheGcpFileCannotHold) {
         Row{"1\r\na 1 2 3 1\r\n1\r\n0 1 1\r\n", 1, 1, 1}}) {
     WriteFile(files.szGcp, row.text);
     LoggedBlock block;
-    ASSERT_EQ(1, block->PreReadData(files.szText, files.szGcp)) << row.text;
+    ASSERT_EQ(1, block->Count(files.szText, files.szGcp)) << row.text;
     EXPECT_EQ(row.points, block->Points.nGcpNum) << row.text;
     EXPECT_EQ(row.imagePoints, block->Points.nGcpImagePointNum) << row.text;
     EXPECT_EQ(row.control, block->Points.nControlPointNum) << row.text;
@@ -148,7 +148,7 @@ TEST(PreReadData, AMeasureWithoutOrdinalIsOnNoImage) {
   WriteFile(files.szGcp, "0");
   WriteFile(files.szText, ProjectText(2, 1, "a 1 2 3 0\n3\n1 5 5\nleft 5 5\n\n"));
   LoggedBlock block;
-  EXPECT_EQ(1, block->PreReadData(files.szText, files.szGcp));
+  EXPECT_EQ(1, block->Count(files.szText, files.szGcp));
   EXPECT_EQ((Counts{0, 1}), block->Images.pImagePointCount);
 }
 
@@ -159,7 +159,7 @@ TEST(PreReadData, MeasureCountsOfAnOvtThatMakeNoSense) {
   WriteFile(files.szOvt, OvtBytes({MakeOvtPoint("a", 0, -2, 0), MakeOvtPoint("b", 0, INT32_MAX, 0)},
                                   {{0, 1, 1, 0}, {0, 1, 1, 0}}));
   LoggedBlock block;
-  EXPECT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
+  EXPECT_EQ(1, block->Count(files.szOvc, files.szGcp));
   EXPECT_EQ((Counts{0, 2}), block->Points.pPointImageCount);
 }
 
@@ -179,7 +179,7 @@ TEST(PreReadData, MoreRecordsThanOneReadTakes) {
   for (const int processors : {1, 2, 20}) {
     LoggedBlock block;
     block->System.ProcessorCount = [=] { return processors; };
-    EXPECT_EQ(1, block->PreReadData(files.szOvc, files.szGcp));
+    EXPECT_EQ(1, block->Count(files.szOvc, files.szGcp));
     EXPECT_EQ((Counts{20000, 20000, 40000}), block->Images.pImagePointCount);
     EXPECT_EQ(40000u, block->Points.pPointImageCount.size());
     EXPECT_EQ(1, block->Points.pPointImageCount.back());
@@ -190,7 +190,7 @@ TEST(PreReadData, MoreRecordsThanOneReadTakes) {
   for (const int processors : {1, 2, 20}) {
     LoggedBlock block;
     block->System.ProcessorCount = [=] { return processors; };
-    EXPECT_EQ(0, block->PreReadData(files.szOvc, files.szGcp));
+    EXPECT_EQ(0, block->Count(files.szOvc, files.szGcp));
     EXPECT_EQ("Image ID is invalid:33000 3!\n", block.Log());
   }
 }

@@ -320,9 +320,14 @@ TEST(Measurement, CoordinatesThatAreNotFiniteStandOnADeletedImage) {
 }
 
 TEST(Measurement, ReferencesLeadToKeptImagesAndCamerasOnly) {
-  const std::vector<int32_t> imageIndex = {0, -1, 1, 2, 9}, imageCamera = {0, 0, 1, 5, 0},
-                             cameraIndex = {0, -1};
-  const auto references = MakeImageReferences(imageIndex, imageCamera, cameraIndex, 3, 1);
+  ImageTable images;
+  images.nImageNum = 3;
+  images.pImageIndex = {0, -1, 1, 2, 9};
+  images.pImageCamera = {0, 0, 1, 5, 0};
+  CameraTable cameras;
+  cameras.nCameraNum = 1;
+  cameras.pCameraIndex = {0, -1};
+  const auto references = MakeImageReferences(images, cameras);
   ASSERT_EQ(5u, references.size());
   EXPECT_EQ(0, references[0].nImage);
   EXPECT_EQ(0, references[0].nCamera);

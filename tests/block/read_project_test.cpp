@@ -15,7 +15,7 @@ using Table = std::vector<int32_t>;
 int ReadText(LoggedBlock& block, const std::string& text) {
   ScratchFolder folder;
   WriteFile(folder / "block.prj", text);
-  const int result = block->ReadProject(folder / "block.prj", "");
+  const int result = block->ReadTables(folder / "block.prj");
   EXPECT_EQ("", WhatIsWrongWithImages(*block));
   return result;
 }
@@ -100,9 +100,9 @@ TEST(ReadProject, ImagesWithoutMeasureGoWithAWarning) {
   WriteFile(files.szText, "3 1 1\n" + kCamera + ImageText(70, 0) + ImageText(80, 0) +
                               ImageText(90, 0, "0 0 0") + PointText("a", 0, {{0, 1, 1}}));
   LoggedBlock block;
-  block->PreReadData(files.szText, "");
+  block->Count(files.szText, "");
   block.Log();
-  EXPECT_EQ(1, block->ReadProject(files.szText, ""));
+  EXPECT_EQ(1, block->ReadTables(files.szText));
   EXPECT_EQ("Warning!There is no point in image 80\nAutomatically delete this image 80!\n", block.Log());
   EXPECT_EQ((Table{0, -1, -1}), block->Images.pImageIndex);
 }
@@ -119,7 +119,7 @@ TEST(ReadProject, FilesThatCannotBeOpened) {
   ScratchFolder folder;
   LoggedBlock block;
   for (const std::string& path : {folder / "absent.prj", folder.Path(), std::string()}) {
-    EXPECT_EQ(0, block->ReadProject(path, "")) << path;
+    EXPECT_EQ(0, block->ReadTables(path)) << path;
     EXPECT_EQ("Can not open ovc file!\n", block.Log());
   }
 }

@@ -52,7 +52,7 @@ TEST(ResampleToFile, WritesTheKeptPointsWithAllTheirMeasurements) {
     const std::vector<FilePoint> kept = ReferenceKept(content, *run.block, false);
     const int64_t total = run.block->Points.nTiePointNum, imageTotal = run.block->Points.nTieImagePointNum;
     ASSERT_EQ(run.Resample(), 1);
-    CBundleAdjustment& block = *run.block;
+    test::BlockParts& block = *run.block;
     EXPECT_EQ(block.Paths.szOvtPath, run.NewOvt());
     EXPECT_TRUE(block.Points.pObjectPoints.empty());
     EXPECT_EQ(block.Points.nTiePointNum, static_cast<int64_t>(kept.size()));
@@ -96,11 +96,10 @@ TEST(ResampleToFile, NewFileReadsLikeTheKeptPointsInMemory) {
   file.block->Points.nResampleFileLimit = 0;
   ASSERT_EQ(memory.Resample(), 1);
   ASSERT_EQ(file.Resample(), 1);
-  CBundleAdjustment &a = *memory.block, &b = *file.block;
-  b.PlanSections(b.Images.nImageNum, b.Cameras.nCameraNum, b.Points.nObjectPointNum, b.Points.nImagePointNum,
-                 &b.Points.pPointImageCount);
+  test::BlockParts &a = *memory.block, &b = *file.block;
+  b.Plan();
   int64_t count = 0;
-  ASSERT_EQ(b.ReadSectionPoints(0, b.Paths.szProjectPath, file.files.szGcp, count), 1);
+  ASSERT_EQ(b.Read(0, count), 1);
   ASSERT_EQ(a.Points.pObjectPoints.size(), b.Points.pObjectPoints.size());
   ASSERT_EQ(a.Points.pImagePoints.size(), b.Points.pImagePoints.size());
   for (size_t i = 0; i < a.Points.pObjectPoints.size(); ++i) {
@@ -121,7 +120,7 @@ TEST(ResampleToFile, FolderThatTakesNoFileEndsTheRun) {
     ResamplingRun run(MakeRandomBlock(24, 12, 300), form.bText);
     run.block->Points.nResampleFileLimit = 0;
     const std::string source = run.block->Paths.szOvtPath;
-    EXPECT_EQ(run.block->ResamplePoints(source, run.files.szGcp, run.files.folder / "no/Resampled.ovt"), 0);
+    EXPECT_EQ(run.Resample(run.files.folder / "no/Resampled.ovt"), 0);
     EXPECT_TRUE(Contains(run.block.Log(), "Create new ovt file failed!\n"));
     EXPECT_EQ(run.block->Outputs.nOutputFailureNum, 1);
     EXPECT_EQ(run.block->Paths.szOvtPath, source);
@@ -133,7 +132,7 @@ TEST(ResampleToFile, FullDiskEndsTheRun) {
   ResamplingRun run(MakeRandomBlock(25, 12, 300), false);
   run.block->Points.nResampleFileLimit = 0;
   const std::string source = run.block->Paths.szOvtPath;
-  EXPECT_EQ(run.block->ResamplePoints(source, run.files.szGcp, "/dev/full"), 0);
+  EXPECT_EQ(run.Resample("/dev/full"), 0);
   EXPECT_TRUE(Contains(run.block.Log(), "Create new ovt file failed!\n"));
   EXPECT_EQ(run.block->Outputs.nOutputFailureNum, 1);
   EXPECT_EQ(run.block->Paths.szOvtPath, source);
@@ -164,7 +163,7 @@ TEST(ResampleToFile, BrokenRangesTakeNothingTwice) {
     ResamplingRun run(OneCellBlock({{"x", 1, 2, 3, 0, {{0, 1, 1}}}}), false);
     test::WriteFile(run.files.szOvt, test::OvtBytes(points, measures));
     run.block->Inputs.Forget();
-    run.block->PreReadData(run.files.szOvc, run.files.szGcp);
+    run.block->Count(run.files.szOvc, run.files.szGcp);
     run.block->Points.nResampleFileLimit = limit;
     ASSERT_EQ(run.Resample(), 1) << run.block.Log();
     EXPECT_EQ(run.block->Points.nImagePointNum, 4);

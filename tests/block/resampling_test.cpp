@@ -16,6 +16,7 @@
 namespace orvo {
 namespace {
 
+using test::BlockParts;
 using test::Contains;
 using test::ExpectInMemory;
 using test::FileBlock;
@@ -28,6 +29,7 @@ using test::MeasureNum;
 using test::OneCellBlock;
 using test::ReferenceKept;
 using test::ResamplingRun;
+using test::ThinningOf;
 
 TEST(ResamplePoints, KeepsWhatTheObviousFormKeeps) {
   for (const Form& form : kForms) {
@@ -124,7 +126,7 @@ TEST(ResamplePoints, AppendsControlAndCheckPoints) {
     run.block->Settings.Object_Coor_Scale = 10.0;
     run.block->Points.nControlPointNum = 77;
     ASSERT_EQ(run.Resample(), 1) << run.block.Log();
-    CBundleAdjustment& block = *run.block;
+    test::BlockParts& block = *run.block;
     const auto K = static_cast<size_t>(block.Points.nTiePointNum);
     ASSERT_EQ(block.Points.pObjectPoints.size(), K + 3);
     EXPECT_EQ(block.Points.nObjectPointNum, static_cast<int64_t>(K) + 3);
@@ -152,7 +154,7 @@ TEST(ResamplePoints, TakesNormalisedCoordinatesFromTheTable) {
   FileBlock content = MakeRandomBlock(6, 12, 100);
   content.szGcp = "1\n" + test::PointText("G1", 1, {{0, 1, 2}}, "7 8 9");
   ResamplingRun run(content, false);
-  ASSERT_EQ(run.block->ReadGcpTable(run.files.szGcp), 1);
+  ASSERT_TRUE(MakeGcpTable(run.files.szGcp, run.block->Points, run.block->Inputs, run.block->Log));
   run.block->Points.pGcpTable[0].X = 0.25;
   ASSERT_EQ(run.Resample(), 1);
   EXPECT_EQ(run.block->Points.pObjectPoints.back().X, 0.25);
@@ -320,7 +322,7 @@ struct InMemory {
     block->Points.Sections.ImagePoints = {{0, 0}};
     views.assign(2, {0, 0, 500, {1, 0, 0, 0, 1, 0, 0, 0, 1}});
   }
-  int Offer() { return block->OfferSectionPoints(0, views, cells); }
+  bool Offer() { return OfferSectionPoints(ThinningOf(*block), 0, views, cells); }
 };
 
 TEST(ResamplePoints, MeasurementFarOutsideItsImageEndsTheRun) {
@@ -393,7 +395,7 @@ TEST(ResamplePoints, WithoutAGcpFileThereAreNoGcp) {
     ResamplingRun run(MakeRandomBlock(13, 12, 100), form.bText);
     std::filesystem::remove(run.files.szGcp);
     run.block->Inputs.Forget();
-    run.block->PreReadData(run.block->Paths.szProjectPath, run.files.szGcp);
+    run.block->Count(run.block->Paths.szProjectPath, run.files.szGcp);
     EXPECT_EQ(run.Resample(), 1);
     EXPECT_TRUE(Contains(run.block.Log(), ">>>>Reading gcp file...\nOpen gcp file falied!\n"));
     EXPECT_EQ(run.block->Points.nControlPointNum, 0);
@@ -419,25 +421,26 @@ TEST(ResamplePoints, ProjectThatVanishedEndsTheRun) {
       log, "\nError!Reading failed: can't open " + run.files.szText + ": No such file or directory!\n"));
 }
 
-TEST(FilterPoints, MissingSourceIsLoggedWithItsPath) {
+TEST(KeepPoints, MissingSourceIsLoggedWithItsPath) {
   LoggedBlock block;
   int64_t sum = 0;
-  block->FilterPoints("/nowhere/a.ovt", 0, {}, 0, sum, nullptr);
+  KeepPoints(ThinningOf(*block), {0, {}, 0}, "/nowhere/a.ovt", sum, nullptr);
   EXPECT_EQ(block.Log(), "Open pts file failed:/nowhere/a.ovt\n");
 }
 
-TEST(FilterPoints, SourceWithMorePointsThanCountedIsRefused) {
+TEST(KeepPoints, SourceWithMorePointsThanCountedIsRefused) {
   const FileBlock content = MakeRandomBlock(16, 5, 50);
   for (const Form& form : kForms) {
     ResamplingRun run(content, form.bText);
     int64_t sum = 0;
-    run.block->FilterPoints(run.block->Paths.szOvtPath, 49, std::vector<uint8_t>(49, 1), 49, sum, nullptr);
+    KeepPoints(ThinningOf(*run.block), {49, std::vector<uint8_t>(49, 1), 49}, run.block->Paths.szOvtPath, sum,
+               nullptr);
     EXPECT_EQ(run.block.Log(), "Total object point number is unexpected!\n");
     EXPECT_TRUE(run.block->Points.pObjectPoints.empty());
   }
 }
 
-TEST(FilterPoints, TextPointBeyondTheTotalIsLoggedAndNotKept) {
+TEST(KeepPoints, TextPointBeyondTheTotalIsLoggedAndNotKept) {
   const FileBlock content = MakeRandomBlock(17, 5, 50);
   ResamplingRun run(content, true);
   std::string text = content.Text();
@@ -447,7 +450,9 @@ TEST(FilterPoints, TextPointBeyondTheTotalIsLoggedAndNotKept) {
   int64_t sum = 0;
   TextReader file;
   ASSERT_TRUE(file.Open(run.files.szText));
-  EXPECT_EQ(run.block->FilterTextPoints(3, std::vector<uint8_t>(3, 1), sum, counts, file), 1);
+  BlockParts& block = *run.block;
+  EXPECT_TRUE(KeepTextPoints({block.Settings, block.Images, block.Cameras, block.Points, block.Log},
+                             {3, std::vector<uint8_t>(3, 1)}, sum, counts, file));
   EXPECT_EQ(run.block->Points.pObjectPoints.size(), 3u);
 }
 

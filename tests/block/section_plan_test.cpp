@@ -73,44 +73,47 @@ TEST(SectionPlan, WithoutCountsByObjectPoints) {
 
 TEST(SectionPlan, NoGapAndNoOverlapWhateverTheCounts) {
   std::mt19937 random(5);
-  LoggedBlock block;
   for (int i = 0; i < 2000; ++i) {
     std::uniform_int_distribution<int32_t> size(0, 40), weight(0, i % 7 + 1), gcp(0, 5), images(0, 300);
     std::vector<int32_t> counts(static_cast<size_t>(size(random)));
     for (int32_t& count : counts) count = weight(random);
     const auto points = static_cast<int64_t>(counts.size()) + gcp(random);
-    const int32_t sections =
+    const int32_t sectionNum =
         std::uniform_int_distribution<int32_t>(1, std::max<int32_t>(1, static_cast<int32_t>(points)))(random);
-    block->Points.Sections = DivideByImagePoints(sections, points, images(random), counts);
-    ASSERT_EQ("", WhatIsWrongWithSections(*block, points));
-    block->Points.Sections = DivideByObjectPoints(sections, points, images(random));
-    ASSERT_EQ("", WhatIsWrongWithSections(*block, points));
+    PointSectionTable sections = DivideByImagePoints(sectionNum, points, images(random), counts);
+    ASSERT_EQ("", WhatIsWrongWithSections(sections, points));
+    sections = DivideByObjectPoints(sectionNum, points, images(random));
+    ASSERT_EQ("", WhatIsWrongWithSections(sections, points));
   }
 }
 
-TEST(PlanSections, OneSectionInPlentyOfMemory) {
+void PlanOf(LoggedBlock& block, const BlockSize& size, const std::vector<int32_t>* counts) {
+  block->Points.Sections = PlanPointSections(size, counts, block->System.FreePhysicalBytes(), block->Log);
+}
+
+TEST(PlanPointSections, OneSectionInPlentyOfMemory) {
   LoggedBlock block;
   const std::vector<int32_t> counts(100, 3);
-  EXPECT_EQ(1, block->PlanSections(10, 1, 102, 310, &counts));
+  PlanOf(block, {10, 1, 102, 310}, &counts);
   EXPECT_EQ("CPU Sections:1\n0/0 101/309\n", block.Log());
 }
 
-TEST(PlanSections, TwoAndAHalfTimesTheMemoryIsThreeSections) {
+TEST(PlanPointSections, TwoAndAHalfTimesTheMemoryIsThreeSections) {
   // need = 68 * 100 + 28 * 300 + 60 * 4 + 40 = 15480 = 2.5 * 6192 and 6192 = 0.8 * 7740
   LoggedBlock block(7740);
   const std::vector<int32_t> counts(100, 3);
-  EXPECT_EQ(1, block->PlanSections(4, 1, 100, 300, &counts));
+  PlanOf(block, {4, 1, 100, 300}, &counts);
   EXPECT_EQ("CPU Sections:3\n0/0 33/101\n34/102 67/203\n68/204 99/299\n", block.Log());
-  EXPECT_EQ(1, block->PlanSections(4, 1, 100, 300, nullptr));
+  PlanOf(block, {4, 1, 100, 300}, nullptr);
   EXPECT_EQ("CPU Sections:3\n0/0 33/0\n34/0 67/0\n68/0 99/299\n", block.Log());
 }
 
-TEST(PlanSections, WithoutAnyMemory) {
+TEST(PlanPointSections, WithoutAnyMemory) {
   LoggedBlock block(0);
   const std::vector<int32_t> counts(3, 2);
-  EXPECT_EQ(1, block->PlanSections(4, 1, 3, 6, &counts));
+  PlanOf(block, {4, 1, 3, 6}, &counts);
   EXPECT_EQ(3, block->Points.Sections.Count());
-  EXPECT_EQ(1, block->PlanSections(4, 1, 0, 0, nullptr));
+  PlanOf(block, {4, 1, 0, 0}, nullptr);
   EXPECT_EQ(1, block->Points.Sections.Count());
   EXPECT_EQ(0, block->Points.Sections.ObjectPoints[0].Count());
 }

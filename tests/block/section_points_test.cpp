@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "block/SectionReading.h"
+#include "block/SectionChecks.h"
 
 namespace orvo::test {
 namespace {
@@ -44,19 +44,9 @@ TEST(SectionPoints, NoSuchSection) {
   LoggedBlock block;
   int64_t count = -1;
   for (int32_t section : {-1, 0, 1}) {
-    EXPECT_EQ(0, block->ReadSectionPoints(section, "", "", count));
+    EXPECT_FALSE(block->Read(section, count));
     EXPECT_EQ(0, count);
   }
-}
-
-TEST(SectionPoints, TheShortFormTakesThePathsOfTheObject) {
-  ProjectFiles files;
-  WriteFile(files.szText, ProjectText(1, 1, PointText("a", 0, {{0, 1, 1}})));
-  WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 1, 1}}));
-  LoggedBlock block;
-  files.ReadAll(*block, files.szText, files.szGcp);
-  EXPECT_EQ(1, block->ReadSectionPoints(0));
-  EXPECT_EQ((NameList{"a", "g"}), Names(*block));
 }
 
 TEST(SectionPoints, SampleDistanceIsTakenAtEachReading) {

@@ -1,7 +1,7 @@
 // The example block, in both project forms.
 #include <gtest/gtest.h>
 
-#include "block/SectionReading.h"
+#include "block/SectionChecks.h"
 
 namespace orvo::test {
 namespace {

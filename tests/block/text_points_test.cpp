@@ -4,7 +4,7 @@
 #include <cstring>
 #include <random>
 
-#include "block/SectionReading.h"
+#include "block/SectionChecks.h"
 
 namespace orvo::test {
 namespace {
@@ -79,7 +79,7 @@ TEST(TextPoints, AWrongOrdinalEndsTheTextReader) {
                             PointText("c", 0, {{0, 1, 1}})));
   WriteFile(files.szGcp, "1\n" + PointText("g", 1, {{0, 1, 1}}));
   LoggedBlock block;
-  block->ReadProject(files.szText, "");
+  block->ReadTables(files.szText);
   block->Paths.szProjectPath = files.szText;
   block->Paths.szGcpPath = files.szGcp;
   block->Points.nTiePointNum = 3;
@@ -105,7 +105,7 @@ TEST(TextPoints, ControlPointsOfATextProjectCountOnce) {
     EXPECT_EQ(3, block->Points.nControlPointNum);
     EXPECT_EQ(1, block->Points.nCheckPointNum);
   }
-  block->PreReadData(files.szText, files.szGcp);
+  block->Count(files.szText, files.szGcp);
   EXPECT_EQ(1, block->Points.nControlPointNum);
   Read(block, 0);
   EXPECT_EQ(3, block->Points.nControlPointNum);
@@ -152,7 +152,7 @@ TEST(TextPoints, WhatATextLineDoesNotHoldIsLeftOut) {
         Row{"a nan 2 3 1\n1\n0 1 1\nb 1 2 3 0\n0\n", {"b"}, 0}}) {
     WriteFile(files.szText, ProjectText(2, 2, row.points));
     LoggedBlock block;
-    block->ReadProject(files.szText, "");
+    block->ReadTables(files.szText);
     block->Paths.szProjectPath = files.szText;
     block->Points.nTiePointNum = 2;
     MakeSections(*block, {{0, 1}});

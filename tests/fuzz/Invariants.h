@@ -5,12 +5,12 @@
 #include <cstring>
 #include <string>
 
-#include "run/BundleAdjustment.h"
+#include "block/BlockParts.h"
 
 namespace orvo::test {
 
 /// The maps between project ordinals and kept images and cameras. Empty when all is well, else what is wrong.
-inline std::string WhatIsWrongWithImages(const CBundleAdjustment& block) {
+inline std::string WhatIsWrongWithImages(const BlockParts& block) {
   const auto images = static_cast<size_t>(block.Images.nImageFileNum),
              cameras = static_cast<size_t>(block.Cameras.nCameraFileNum);
   if (block.Images.pEop.size() != images || block.Images.pImageIndex.size() != images ||
@@ -25,7 +25,7 @@ inline std::string WhatIsWrongWithImages(const CBundleAdjustment& block) {
   if (block.Cameras.nCameraNum < 0 || block.Cameras.nCameraNum > block.Cameras.nCameraFileNum)
     return "nCameraNum";
   if (block.Cameras.UsableNum() > block.Cameras.nCameraFileNum) return "nCameraRowNum";
-  if (block.AdjustsCameras() && block.Cameras.UsableNum() != block.Cameras.nCameraNum) {
+  if (AdjustsCameras(block.Settings, block.Limits) && block.Cameras.UsableNum() != block.Cameras.nCameraNum) {
     return "cameras that are no unknowns in an adjustment of cameras";
   }
   if (block.Images.nUnknownImageNum != block.Images.nImageNum) return "nUnknownImageNum";
@@ -60,7 +60,7 @@ inline std::string WhatIsWrongWithImages(const CBundleAdjustment& block) {
 }
 
 /// Points and measurements against each other and against the kept images.
-inline std::string WhatIsWrongWithPoints(const CBundleAdjustment& block,
+inline std::string WhatIsWrongWithPoints(const ImageTable& images, const CameraTable& cameras,
                                          const std::vector<ObjectPointRecord>& objectPoints,
                                          const std::vector<ImagePointRecord>& imagePoints) {
   const auto imagePointNum = static_cast<int64_t>(imagePoints.size());
@@ -78,21 +78,19 @@ inline std::string WhatIsWrongWithPoints(const CBundleAdjustment& block,
     if (image.nObjectPoint < 0 || static_cast<size_t>(image.nObjectPoint) >= objectPoints.size()) {
       return "nObjectPoint";
     }
-    if (image.nImage < -1 || image.nImage >= block.Images.nImageNum) return "nImage";
-    if (image.nImage >= 0 && (image.nCamera < 0 || image.nCamera >= block.Cameras.UsableNum()))
-      return "nCamera";
+    if (image.nImage < -1 || image.nImage >= images.nImageNum) return "nImage";
+    if (image.nImage >= 0 && (image.nCamera < 0 || image.nCamera >= cameras.UsableNum())) return "nCamera";
     if (!std::isfinite(image.x) || !std::isfinite(image.y)) return "measurement is not finite";
   }
   return {};
 }
 
 /// The section table over `objectPointNum` points.
-inline std::string WhatIsWrongWithSections(const CBundleAdjustment& block, int64_t objectPointNum) {
-  if (block.Points.Sections.Count() < 1) return "no section";
-  if (block.Points.Sections.Count() > 1 && block.Points.Sections.Count() > objectPointNum)
-    return "more sections than points";
+inline std::string WhatIsWrongWithSections(const PointSectionTable& sections, int64_t objectPointNum) {
+  if (sections.Count() < 1) return "no section";
+  if (sections.Count() > 1 && sections.Count() > objectPointNum) return "more sections than points";
   int64_t next = 0;
-  for (const PointSectionTable::Range& range : block.Points.Sections.ObjectPoints) {
+  for (const PointSectionTable::Range& range : sections.ObjectPoints) {
     if (range.nFirst != next) return "gap or overlap between sections";
     if (range.nLast < range.nFirst - 1) return "range runs backwards";
     next = range.nLast + 1;

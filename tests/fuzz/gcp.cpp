@@ -18,10 +18,10 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::string project = Folder().Write("block.prj", kProject);
   const std::string gcp = Folder().Write("gcp.txt", {reinterpret_cast<const char*>(data), size});
   for (int64_t memory : {int64_t{1} << 40, int64_t{400}}) {
-    orvo::CBundleAdjustment adjusted(SmallMachine(memory), nullptr);
+    BlockParts adjusted(SmallMachine(memory));
     Require(ReadForAdjustment(adjusted, project, gcp));
   }
-  orvo::CBundleAdjustment listed(SmallMachine(int64_t{1} << 40), nullptr);
+  BlockParts listed(SmallMachine(int64_t{1} << 40));
   Require(ReadForResults(listed, project, gcp, ""));
   return 0;
 }

@@ -14,9 +14,9 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::string gcp =
       Folder().Write("gcp.txt", "2\ng 1 2 3 1\n1\n0 1 1\nh 1 2 3 2\n2\n0 1 1\n1 2 2\n");
   for (int64_t memory : {int64_t{1} << 40, int64_t{400}}) {
-    orvo::CBundleAdjustment adjusted(SmallMachine(memory), nullptr);
+    BlockParts adjusted(SmallMachine(memory));
     Require(ReadForAdjustment(adjusted, project, gcp));
-    orvo::CBundleAdjustment intersected(SmallMachine(memory), nullptr);
+    BlockParts intersected(SmallMachine(memory));
     Require(ReadForResults(intersected, project, gcp, ovt));
   }
   return 0;

@@ -1,12 +1,13 @@
 // A file of POS records beside a small project.
 #include <cmath>
 
+#include "block/BlockParts.h"
+#include "block/PosData.h"
 #include "fuzz/Target.h"
-#include "run/BundleAdjustment.h"
 
 namespace {
 
-using orvo::CBundleAdjustment;
+using orvo::test::BlockParts;
 
 const char kProject[] =
     "6 1 0\n0 4000 3000 0 50000 0 0 0 0 0\n"
@@ -17,7 +18,7 @@ const char kProject[] =
     "4 0\nd/c.tif\n1 0 0 0 1 0 0 0 1\n200 100 3\n"
     "5 0\nd/d.tif\n1 0 0 0 1 0 0 0 1\n100 100 3\n";
 
-std::string WhatIsWrong(const CBundleAdjustment& block) {
+std::string WhatIsWrong(const BlockParts& block) {
   if (block.Images.pPos.size() != static_cast<size_t>(block.Images.nImageFileNum)) return "pPos";
   if (block.Images.pImageGroup.size() != static_cast<size_t>(block.Images.nImageNum)) return "pImageGroup";
   if (block.Images.nGroupNum < 0 || block.Images.nGroupNum > block.Images.nImageNum) return "nGroupNum";
@@ -49,11 +50,13 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string pos = Folder().Write("pos.txt", {reinterpret_cast<const char*>(data), size});
   for (const bool gps : {true, false}) {
     for (const bool imu : {true, false}) {
-      CBundleAdjustment block(SmallMachine(int64_t{1} << 40), nullptr);
+      BlockParts block(SmallMachine(int64_t{1} << 40));
       block.Limits.Apply_GPS_Data = gps;
       block.Limits.Apply_IMU_Data = imu;
-      if (block.ReadProject(project, "") != 1) Require("project not read");
-      if (block.ReadPosData(pos) != 1) Require("result");
+      if (block.ReadTables(project) != 1) Require("project not read");
+      const orvo::PosReading reading{block.Settings, block.Limits, block.Images,
+                                     block.Inputs,   block.System, block.Log};
+      if (!MatchPosData(pos, reading)) Require("result");
       Require(WhatIsWrong(block));
     }
   }

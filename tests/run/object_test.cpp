@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "base/TextReader.h"
 #include "normal/ThreadBuffers.h"
 #include "run/BundleAdjustment.h"
 #include "support/Console.h"
@@ -131,6 +132,69 @@ TEST(Log, WithoutFileMessagesReachTheConsole) {
     block.LogPrintf("more\n");
     EXPECT_EQ(console.Text(), "Create log file failed\nmore\n");
   }
+}
+
+TEST(Object, ReadsABlockStepByStep) {
+  ScratchFolder folder;
+  const std::string project = folder / "block.prj", gcp = folder / "gcp.txt";
+  WriteFile(project,
+            "1 1 2\n0 4000 3000 0 50000 0 0 0 0 0\n0 0\nd/a.tif\n1 0 0 0 1 0 0 0 1\n1 2 3\n"
+            "p 1 2 3 0\n1\n0 1 1\nq 1 2 3 1\n1\n0 2 2\n");
+  WriteFile(gcp, "1\ng 4 5 6 1\n1\n0 1 1\n");
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  EXPECT_EQ(block.PreReadData(project, gcp), 1);
+  EXPECT_EQ(block.Paths.szProjectPath, project);
+  EXPECT_EQ(block.Paths.szGcpPath, gcp);
+  EXPECT_EQ(block.ReadProject(project, gcp), 1);
+  EXPECT_EQ(block.PlanSections(1, 1, 3, 3, &block.Points.pPointImageCount), 1);
+  // Without paths it takes those of the object.
+  EXPECT_EQ(block.ReadSectionPoints(0), 1);
+  ASSERT_EQ(block.Points.pObjectPoints.size(), 3u);
+  EXPECT_STREQ(block.Points.pObjectPoints[0].szName, "p");
+  EXPECT_STREQ(block.Points.pObjectPoints[2].szName, "g");
+
+  // In a normalised block the control point of the project follows behind its reading, and that of the table
+  // is normalised already.
+  block.Frame.bNormalized = true;
+  block.Frame.dCoorMean[0] = 1;
+  block.Frame.dCoorScale = 10;
+  block.Points.pGcpTable[0].X = 70;
+  int64_t count = 0;
+  EXPECT_EQ(block.ReadSectionPoints(0, project, gcp, count), 1);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(block.Points.pObjectPoints[0].X, 1);
+  EXPECT_EQ(block.Points.pObjectPoints[1].Z, 30);
+  EXPECT_EQ(block.Points.pObjectPoints[2].X, 70);
+}
+
+TEST(Object, ReadersOfSingleFilesAreCallable) {
+  ScratchFolder folder;
+  WriteFile(folder / "block.prj",
+            "1 1 1\n0 4000 3000 0 50000 0 0 0 0 0\n0 0\nd/a.tif\n1 0 0 0 1 0 0 0 1\n1 2 3\n"
+            "p 1 2 3 0\n1\n0 1 1\n");
+  WriteFile(folder / "gcp.txt", "2\ng 4 5 6 1\n1\n0 1 1\nh 4 5 6 1\n1\n1 1 1\n");
+  CBundleAdjustment block(NativePlatform(), nullptr);
+  ASSERT_EQ(block.ReadProject(folder / "block.prj", ""), 1);
+  block.Points.Sections.ObjectPoints = {{0, 0}};
+  block.Points.Sections.ImagePoints = {{0, 0}};
+  block.Points.nTiePointNum = 1;
+  std::vector<ObjectPointRecord> points;
+  std::vector<ImagePointRecord> measurements;
+  TextReader project, gcp;
+  ASSERT_TRUE(project.Open(folder / "block.prj") && gcp.Open(folder / "gcp.txt"));
+  EXPECT_EQ(block.ReadTextPoints(0, points, measurements, project), 1);
+  EXPECT_EQ(points.size(), 1u);
+  EXPECT_EQ(block.ReadGcpList(points, measurements, gcp), -1);
+  EXPECT_EQ(points.size(), 2u);
+  gcp.Rewind();
+  int64_t count = 0, imageCount = 0;
+  block.Points.Sections.ObjectPoints = {{1, 2}};
+  EXPECT_EQ(block.ReadGcpPoints(0, count, imageCount, gcp), -1);
+  EXPECT_EQ(block.Points.pObjectPoints.size(), 1u);
+  gcp.Rewind();
+  EXPECT_EQ(block.ReadGcpForResample(count, imageCount, gcp), 1);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(imageCount, 2);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "block/BlockFiles.h"
+#include "run/BundleAdjustment.h"
 #include "solver/BlockSystems.h"
 #include "solver/PcgReference.h"
 
@@ -14,7 +15,7 @@ namespace orvo {
 namespace {
 
 using test::BlockSystem;
-using test::LoggedBlock;
+using LoggedBlock = test::Logged<CBundleAdjustment>;
 using test::ReferenceRun;
 using test::SystemShape;
 
