@@ -41,7 +41,8 @@ struct PackedPcgOutcome {
   bool bDone = true;  ///< false: a product failed, and x is of no use
   int32_t nStepNum = 0;
   double fBestEta = 100.0;  ///< the smallest of all steps
-  bool bExhausted = false;  ///< the limit, 2 at least, was reached: x is the solution of the smallest eta
+  /// The limit, 2 at least, was reached: x is the solution of the smallest eta, and 0 without one below 100.
+  bool bExhausted = false;
 };
 
 /// Adds the solution of (A + damping) x = r to x, and leaves the remainder in r. The damping deliberately
