@@ -38,10 +38,10 @@ struct GpuBundleParts {
 
 /// What others do for the iteration, on the same parts.
 struct GpuBundleCalls {
-  std::function<bool(int32_t section)> ReadSection;  ///< its points into memory; false on failure
-  std::function<void()> ReleaseSection;              ///< out of memory again
-  std::function<bool()> InputsHold;                  ///< false: a file failed, and the run ends
-  std::function<bool()> PointsHold;                  ///< the same, over points read for the first time, too
+  std::function<bool(int32_t section)> ReadSection;       ///< its points into memory; false on failure
+  std::function<void()> ReleaseSection;                   ///< out of memory again
+  std::function<bool()> InputsHold;                       ///< false: a file that was read failed
+  std::function<bool()> PointsHold;                       ///< the same, and over what is in points just read
   std::function<void(int32_t section)> ComputeTiePoints;  ///< of the section in memory
   /// The residual file of a GPU section; `number` stands for the section in its name.
   std::function<void(int32_t iteration, int32_t number, const GpuResidualTable& table)> WriteResiduals;
@@ -52,7 +52,7 @@ struct GpuBundleCalls {
 /// What the verdict of a guarded run gives and takes.
 struct GpuBundleVerdict {
   double fLeastMeanSquare = 0;  ///< smaller ones of the residuals (working units) count as this
-  double fEnoughShare = 0;      ///< a share of the sum of squares above which none is told from another
+  double fEnoughShare = 0;      ///< of the sum of squares: the prediction ends above it
   std::function<void(double meanSquareX, double meanSquareY)> NoteIteration;
   /// Takes out of a vector of the unknowns what lies along the ways in which a free block moves as a whole.
   std::function<void(std::vector<double>& r)> RemoveDatum;
