@@ -1,7 +1,7 @@
 // The sparse form: gathering the matrix, products, the preconditioner.
 #include <benchmark/benchmark.h>
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "kernels/LoadedBlock.h"
 #include "solver/BlockOperator.h"
 

@@ -4,7 +4,7 @@
 #include <cinttypes>
 
 #include "base/LargeArray.h"
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "block/Measurement.h"
 #include "block/OvtMeasures.h"
 

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "base/MemoryPurpose.h"
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "base/ReadingFailed.h"
 #include "base/Scan.h"
 #include "block/OvtFacts.h"

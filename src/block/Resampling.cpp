@@ -6,7 +6,7 @@
 #include <span>
 
 #include "base/OutputFiles.h"
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "base/PrintableName.h"
 #include "base/ReadingFailed.h"
 #include "base/TextReader.h"

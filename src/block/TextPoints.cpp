@@ -4,7 +4,7 @@
 #include <cinttypes>
 #include <span>
 
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "block/ProjectText.h"
 #include "block/TextPiece.h"
 #include "records/ImageReference.h"

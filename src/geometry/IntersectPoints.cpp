@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "geometry/Intersection.h"
 #include "geometry/RaySums.h"
 

@@ -1,16 +1,15 @@
-// Device arrays of the run and of a GPU section: allocated, filled, refreshed and freed.
+#include "gpu/DeviceMemory.h"
+
 #include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <numeric>
 
-#include "base/ParallelFor.h"
-#include "gpu/GpuState.h"
+#include "base/Threads.h"
+#include "gpu/SectionTable.h"
 #include "gpu/kernels/fast/FastFill.h"
-#include "run/BundleAdjustment.h"
 
-namespace orvo {
-namespace gpu {
+namespace orvo::gpu {
 
 void GpuState::ReleasePointImages() {
   Literal = LiteralImages();
@@ -161,167 +160,145 @@ void UploadFast(GpuState& state, const SectionPoints& section) {
   }
 }
 
-}  // namespace
-}  // namespace gpu
-
-namespace {
-
 /// The residual statistics so far decide what is gross until the next step. Later uploads of an iteration
 /// take the same, so that constant vector, preconditioner and product belong to one system.
-void TakeThresholds(const CBundleAdjustment& block, gpu::GpuState& state) {
+void TakeThresholds(const ResidualStatistics& residuals, GpuState& state) {
   state.fThresholds = {
-      static_cast<float>(block.Residuals.fMeanResidualX), static_cast<float>(block.Residuals.fMeanResidualY),
-      static_cast<float>(block.Residuals.fRmsResidualX), static_cast<float>(block.Residuals.fRmsResidualY)};
+      static_cast<float>(residuals.fMeanResidualX), static_cast<float>(residuals.fMeanResidualY),
+      static_cast<float>(residuals.fRmsResidualX), static_cast<float>(residuals.fRmsResidualY)};
 }
 
 /// The thresholds, and zeros for the sums.
-int UploadRms(gpu::GpuState& state) {
-  std::array<float, gpu::kRmsFloats> rms{};
+int UploadRms(GpuState& state) {
+  std::array<float, kRmsFloats> rms{};
   std::ranges::copy(state.fThresholds, rms.begin());
   return state.pDevice->CopyToDevice(state.Arrays.cupRms, rms.data(), sizeof(rms));
 }
 
-}  // namespace
-
-gpu::SectionPoints CBundleAdjustment::PointsOfGpuSection(int32_t gpuSection) {
-  const gpu::GpuSectionTable& table = Gpu().Sections;
-  gpu::SectionPoints points;
-  points.GcpTable = Points.pGcpTable;
-  points.nImageNum = Images.nImageNum;
-  points.nCameraNum = Cameras.UsableNum();
-  const size_t at = 2 * static_cast<size_t>(gpuSection);
-  if (gpuSection < 0 || gpuSection >= table.nGpuSectionNum || at + 1 >= table.pGpuObjRanges.size())
-    return points;
-  const auto part = [at](auto all, const std::vector<int64_t>& ranges) {
-    const int64_t first = ranges[at], count = ranges[at + 1] - first + 1;
-    if (first < 0 || count < 0 || first + count > std::ssize(all)) return all.first(0);
-    return all.subspan(static_cast<size_t>(first), static_cast<size_t>(count));
-  };
-  points.ObjectPoints = part(std::span<const ObjectPointRecord>(Points.pObjectPoints), table.pGpuObjRanges);
-  points.ImagePoints = part(std::span<const ImagePointRecord>(Points.pImagePoints), table.pGpuImgRanges);
-  return points;
+void FillPara(const SectionUpload& from, const SectionPoints& section, GpuPara& para) {
+  const UnknownCounts& unknowns = from.Unknowns;
+  para.nImgPt = std::ssize(section.ImagePoints);
+  para.nObjPt = std::ssize(section.ObjectPoints);
+  para.nImageCount = from.Images.nUnknownImageNum;
+  para.nCameraCount = from.Cameras.UsableNum();
+  para.nEopLen = unknowns.nEopSize;
+  para.nIopLen = unknowns.nIopSize;
+  para.nUnknownLen = unknowns.nUnknownNum;
+  para.nMode = unknowns.nLayoutMode;
+  para.nBlockLen = unknowns.nLayoutMode == LayoutEop ? 6 : unknowns.nLayoutMode == LayoutIop ? 5 : 11;
+  para.nPrecondLen = unknowns.nDiagUpperSize;
+  para.nControlWeight = Truncated(from.Settings.GCP_Weight);
+  para.nGrossFactor100 = Truncated(from.Settings.Gross_Point_Threshold * 100.0);
+  para.nPairNum = PairNum(section.ObjectPoints);
 }
 
-int CBundleAdjustment::AllocFixedDeviceMemory() {
-  gpu::GpuState& state = Gpu();
-  gpu::DeviceArrays& arrays = state.Arrays;
-  gpu::Uploader device(*state.pDevice);
-  const bool literal = state.Form == gpu::KernelForm::Literal;
-  const int64_t n = Unknowns.nUnknownNum, upper = Unknowns.nDiagUpperSize;
-  TakeThresholds(*this, state);
-  gpu::FillOrientationArrays(Images.Kept(), Cameras.Usable(), state.Eop, state.Iop);
-  LogPrintf(">>Allocating memory for image data...\n");
+}  // namespace
+
+bool AllocFixedDeviceMemory(std::span<const EopRecord> images, std::span<const IopRecord> cameras,
+                            const UnknownCounts& unknowns, const ResidualStatistics& residuals,
+                            GpuState& state, RunLog& log) {
+  DeviceArrays& arrays = state.Arrays;
+  Uploader device(*state.pDevice);
+  const bool literal = state.Form == KernelForm::Literal;
+  const int64_t n = unknowns.nUnknownNum, upper = unknowns.nDiagUpperSize;
+  TakeThresholds(residuals, state);
+  FillOrientationArrays(images, cameras, state.Eop, state.Iop);
+  log.Print(">>Allocating memory for image data...\n");
   device.Malloc(arrays.cupEop, std::ssize(state.Eop));
   device.Malloc(arrays.cupIop, std::ssize(state.Iop));
-  device.Malloc(arrays.cupRms, gpu::kRmsFloats);
+  device.Malloc(arrays.cupRms, kRmsFloats);
   device.Copy(arrays.cupEop, state.Eop);
   device.Copy(arrays.cupIop, state.Iop);
   device.Malloc(arrays.cupR, n);
-  if (literal) device.Malloc(arrays.cuptR, gpu::kLaunchBlocks * n);
+  if (literal) device.Malloc(arrays.cuptR, kLaunchBlocks * n);
   device.Malloc(arrays.cupM, upper);
-  if (literal) device.Malloc(arrays.cuptM, gpu::kLaunchBlocks * upper);
+  if (literal) device.Malloc(arrays.cuptM, kLaunchBlocks * upper);
   device.Malloc(arrays.cupD, n);
   device.Malloc(arrays.cupAd, n);
-  if (literal) device.Malloc(arrays.cuptAd, gpu::kLaunchBlocks * n);
-  const int64_t fastWords = gpu::FastWorkWords(Images.nImageNum, Cameras.UsableNum());
+  if (literal) device.Malloc(arrays.cuptAd, kLaunchBlocks * n);
+  const int64_t fastWords = FastWorkWords(std::ssize(images), std::ssize(cameras));
   if (!literal) device.Malloc(arrays.cupFast, fastWords);
   device.Clear(arrays.cupR, n);
-  if (literal) device.Clear(arrays.cuptR, gpu::kLaunchBlocks * n);
+  if (literal) device.Clear(arrays.cuptR, kLaunchBlocks * n);
   device.Clear(arrays.cupM, upper);
-  if (literal) device.Clear(arrays.cuptM, gpu::kLaunchBlocks * upper);
+  if (literal) device.Clear(arrays.cuptM, kLaunchBlocks * upper);
   device.Clear(arrays.cupD, n);
   device.Clear(arrays.cupAd, n);
   const int code =
-      literal ? device.Clear(arrays.cuptAd, gpu::kLaunchBlocks * n) : device.Clear(arrays.cupFast, fastWords);
-  if (code == 0) return 1;
-  LogPrintf("Cuda fixed memory allocating failed:%d!\n", code);
-  return 0;
+      literal ? device.Clear(arrays.cuptAd, kLaunchBlocks * n) : device.Clear(arrays.cupFast, fastWords);
+  if (code == 0) return true;
+  log.Print("Cuda fixed memory allocating failed:%d!\n", code);
+  return false;
 }
 
-int CBundleAdjustment::AllocPointDeviceMemory(int32_t gpuSection) {
-  gpu::GpuState& state = Gpu();
-  const gpu::SectionPoints section = PointsOfGpuSection(gpuSection);
-  gpu::GpuPara& para = state.Para;
-  para.nImgPt = std::ssize(section.ImagePoints);
-  para.nObjPt = std::ssize(section.ObjectPoints);
-  para.nImageCount = Images.nUnknownImageNum;
-  para.nCameraCount = Cameras.UsableNum();
-  para.nEopLen = Unknowns.nEopSize;
-  para.nIopLen = Unknowns.nIopSize;
-  para.nUnknownLen = Unknowns.nUnknownNum;
-  para.nMode = Unknowns.nLayoutMode;
-  para.nBlockLen = Unknowns.nLayoutMode == LayoutEop ? 6 : Unknowns.nLayoutMode == LayoutIop ? 5 : 11;
-  para.nPrecondLen = Unknowns.nDiagUpperSize;
-  para.nControlWeight = gpu::Truncated(Settings.GCP_Weight);
-  para.nGrossFactor100 = gpu::Truncated(Settings.Gross_Point_Threshold * 100.0);
-  para.nPairNum = gpu::PairNum(section.ObjectPoints);
-  if (!gpu::FitsIndices(para, state.Form)) {
-    LogPrintf("Error!Too many points in a GPU section:%" PRId64 " image points, %" PRId64
+bool AllocPointDeviceMemory(const SectionUpload& from, int32_t gpuSection, int threads, GpuState& state,
+                            RunLog& log) {
+  const SectionPoints section = PointsOfGpuSection(state.Sections, gpuSection, from.Points,
+                                                   from.Images.nImageNum, from.Cameras.UsableNum());
+  GpuPara& para = state.Para;
+  FillPara(from, section, para);
+  if (!FitsIndices(para, state.Form)) {
+    log.Print("Error!Too many points in a GPU section:%" PRId64 " image points, %" PRId64
               " object points, %" PRId64 " pairs\n",
               para.nImgPt, para.nObjPt, para.nPairNum);
-    return 0;
+    return false;
   }
-  if (state.Form == gpu::KernelForm::Literal) {
-    gpu::FillPointArrays(section, state.Literal);
+  if (state.Form == KernelForm::Literal) {
+    FillPointArrays(section, state.Literal);
   } else {
-    gpu::FillFastImages(state, section, System.ProcessorCount());
+    FillFastImages(state, section, threads);
   }
-  LogPrintf(">>Allocating memory for points data...\n");
-  if (state.Form == gpu::KernelForm::Literal) {
-    gpu::UploadLiteral(state, section);
+  log.Print(">>Allocating memory for points data...\n");
+  if (state.Form == KernelForm::Literal) {
+    UploadLiteral(state, section);
   } else {
-    gpu::UploadFast(state, section);
+    UploadFast(state, section);
   }
   const int code = UploadRms(state);
-  if (code == 0) return 1;
-  LogPrintf("Cuda memory allocating failed:%d!\n", code);
-  return 0;
+  if (code == 0) return true;
+  log.Print("Cuda memory allocating failed:%d!\n", code);
+  return false;
 }
 
-int CBundleAdjustment::RefreshObjectArray(int32_t gpuSection) {
-  gpu::GpuState& state = Gpu();
-  if (state.Arrays.cupObjPt == nullptr) return 0;
-  const gpu::SectionPoints section = PointsOfGpuSection(gpuSection);
-  if (state.Form == gpu::KernelForm::Literal) {
-    gpu::FillObjectArray(section, state.ObjPt);
+bool RefreshObjectArray(const SectionPoints& section, int threads, GpuState& state) {
+  if (state.Arrays.cupObjPt == nullptr) return false;
+  if (state.Form == KernelForm::Literal) {
+    FillObjectArray(section, state.ObjPt);
   } else {
-    gpu::FillFastObjectImage(state, section, System.ProcessorCount());
+    FillFastObjectImage(state, section, threads);
   }
-  gpu::Uploader device(*state.pDevice);
-  return device.Copy(state.Arrays.cupObjPt, state.ObjPt) == 0 ? 1 : 0;
+  Uploader device(*state.pDevice);
+  return device.Copy(state.Arrays.cupObjPt, state.ObjPt) == 0;
 }
 
-int CBundleAdjustment::RefreshOrientationArrays() {
-  gpu::GpuState& state = Gpu();
-  gpu::FillOrientationArrays(Images.Kept(), Cameras.Usable(), state.Eop, state.Iop);
-  TakeThresholds(*this, state);
-  gpu::Uploader device(*state.pDevice);
+bool RefreshOrientationArrays(std::span<const EopRecord> images, std::span<const IopRecord> cameras,
+                              const ResidualStatistics& residuals, GpuState& state) {
+  FillOrientationArrays(images, cameras, state.Eop, state.Iop);
+  TakeThresholds(residuals, state);
+  Uploader device(*state.pDevice);
   const int codes[] = {UploadRms(state), device.Copy(state.Arrays.cupEop, state.Eop),
                        device.Copy(state.Arrays.cupIop, state.Iop)};
-  return std::ranges::all_of(codes, [](int code) { return code == 0; }) ? 1 : 0;
+  return std::ranges::all_of(codes, [](int code) { return code == 0; });
 }
 
-int CBundleAdjustment::FreePointDeviceMemory() {
-  gpu::GpuState& state = Gpu();
-  gpu::DeviceArrays& arrays = state.Arrays;
-  gpu::Uploader device(*state.pDevice);
+void FreePointDeviceMemory(GpuState& state) {
+  DeviceArrays& arrays = state.Arrays;
+  Uploader device(*state.pDevice);
   device.Free(arrays.cupPara);
   device.Free(arrays.cupImgIdx);
   device.Free(arrays.cupObjIdx);
   device.Free(arrays.cupImgPt);
   device.Free(arrays.cupObjPt);
-  if (state.Form == gpu::KernelForm::Fast) return 1;
+  if (state.Form == KernelForm::Fast) return;
   device.Free(arrays.cupPairPos);
   device.Free(arrays.cupTR);
-  return 1;
 }
 
-int CBundleAdjustment::FreeFixedDeviceMemory() {
-  gpu::GpuState& state = Gpu();
-  if (!state.pDevice) return 1;
-  gpu::DeviceArrays& arrays = state.Arrays;
-  gpu::Uploader device(*state.pDevice);
-  const bool literal = state.Form == gpu::KernelForm::Literal;
+void FreeFixedDeviceMemory(GpuState& state) {
+  if (!state.pDevice) return;
+  DeviceArrays& arrays = state.Arrays;
+  Uploader device(*state.pDevice);
+  const bool literal = state.Form == KernelForm::Literal;
   device.Free(arrays.cupEop);
   device.Free(arrays.cupIop);
   device.Free(arrays.cupRms);
@@ -333,7 +310,6 @@ int CBundleAdjustment::FreeFixedDeviceMemory() {
   if (literal) device.Free(arrays.cuptAd);
   device.Free(arrays.cupAd);
   if (!literal) device.Free(arrays.cupFast);
-  return 1;
 }
 
-}  // namespace orvo
+}  // namespace orvo::gpu

@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/MemoryPurpose.h"
 #include "geometry/OrvoMatrix.h"
-#include "solver/PredictedDecrease.h"
-#include "verdict/DatumDirections.h"
-#include "verdict/RunTrack.h"
-#include "verdict/VerdictOfRun.h"
+#include "gpu/GpuIteration.h"
+#include "gpu/PackedDamping.h"
+#include "gpu/PackedPrediction.h"
+#include "gpu/SectionTable.h"
 
-namespace orvo {
-namespace gpu {
+namespace orvo::gpu {
 namespace {
 
 /// Iterations that are done whatever the corrections are.
@@ -20,26 +18,41 @@ constexpr int32_t kLeastIterationNum = 3;
 /// Products of the prediction at most; each reads the points anew where they are in several sections.
 constexpr int32_t kPredictionSteps = 10, kPredictionStepsInSections = 4;
 
-int32_t PosGroupNum(const CBundleAdjustment& block) {
-  const bool pos = block.Limits.Apply_GPS_Data || block.Limits.Apply_IMU_Data;
-  return pos && block.Unknowns.nLayoutMode != LayoutIop ? block.Images.nGroupNum : 0;
+PackedBlocks BlocksOf(const GpuBundleParts& parts) {
+  const bool pos = parts.Limits.Apply_GPS_Data || parts.Limits.Apply_IMU_Data;
+  const bool hasGroups = pos && parts.Unknowns.nLayoutMode != LayoutIop;
+  return MakePackedBlocks({parts.Unknowns.nLayoutMode, parts.Images.nUnknownImageNum,
+                           parts.Cameras.nCameraNum, parts.Unknowns.nPosSize, parts.Cameras.UsableNum()},
+                          hasGroups ? parts.Images.nGroupNum : 0);
+}
+
+bool IsFinite(const std::vector<double>& vector) {
+  return std::all_of(vector.begin(), vector.end(), [](double element) { return std::isfinite(element); });
+}
+
+double LargestOf(const std::vector<double>& x) {
+  return MaxMagnitude(x.data(), static_cast<int32_t>(x.size()), 1);
 }
 
 }  // namespace
 
-GpuBundle::GpuBundle(CBundleAdjustment& block)
-    : Block(block),
-      State(block.Gpu()),
-      Target(*State.pDevice),
-      Blocks(MakePackedBlocks(block.Layout(), PosGroupNum(block))) {
-  const auto n = static_cast<size_t>(block.Unknowns.nUnknownNum),
-             diagonal = static_cast<size_t>(block.Unknowns.nDiagSize);
-  for (std::vector<double>* vector : {&x, &r, &z, &Ad, &damp}) vector->assign(n, 0.0);
-  M.assign(diagonal, 0.0);
-  d.assign(n, 0.0f);
+GpuIteration::GpuIteration(const GpuBundleParts& parts, const GpuBundleCalls& calls, int threads,
+                           const GpuBundleVerdict* verdict)
+    : Parts(parts),
+      Calls(calls),
+      pVerdict(verdict),
+      State(parts.State),
+      Log(parts.Log),
+      Target(*parts.State.pDevice),
+      nThreads(threads),
+      Blocks(BlocksOf(parts)) {
+  const auto n = static_cast<size_t>(parts.Unknowns.nUnknownNum);
+  for (std::vector<double>* vector : {&x, &r, &damp}) vector->assign(n, 0.0);
+  M.assign(static_cast<size_t>(parts.Unknowns.nDiagSize), 0.0);
 }
 
-bool GpuBundle::Iterate() {
+bool GpuIteration::Iterate() {
+  const AdjustmentSettings& settings = Parts.Settings;
   do {
     if (!ComputeSums()) return false;
     AddPosAndDamping();
@@ -47,144 +60,159 @@ bool GpuBundle::Iterate() {
     const bool finite = Step();
     if (HasFault()) return false;
     if (!finite) return true;
-  } while (
-      !Block.Settings.Direct_Intersection && nIteration < Block.Settings.Max_LM_Iteration_Num &&
-      (nIteration < kLeastIterationNum || std::fabs(fMaxCorrection) > Block.Settings.LM_Converge_Threshold));
+  } while (!settings.Direct_Intersection && nIteration < settings.Max_LM_Iteration_Num &&
+           (nIteration < kLeastIterationNum || std::fabs(fMaxCorrection) > settings.LM_Converge_Threshold));
   return true;
 }
 
-void GpuBundle::AddPosAndDamping() {
-  Block.UpdatePosConstVector(r);
-  Block.UpdatePosPreconditioner(M);
-  if (Block.pTrack) {
+void GpuIteration::AddPosAndDamping() {
+  UpdatePosConstVector(Pos(), Log, r);
+  UpdatePosPreconditioner(Pos(), Log, M);
+  if (pVerdict != nullptr) {
     vUndamped = M;
     vRightSide = r;
   }
-  Block.LogPrintf(">>>>Adding damping coefficients....\n");
-  AddPackedDamping(Blocks, Block.ChoosePackedDamping(nIteration), M, damp);
+  Log.Print(">>>>Adding damping coefficients....\n");
+  const double mu =
+      ChoosePackedDamping(Parts.Settings, Parts.Frame.bSevenParamApplied, nIteration, Parts.Limits);
+  AddPackedDamping(Blocks, mu, M, damp);
+}
+
+bool GpuIteration::SolvePcg() {
+  // The blocks stay the same through all steps.
+  const PackedPreconditioner preconditioner(Blocks, M, nThreads);
+  Log.Print(">>>>Start PCG iteration %d\n", nIteration);
+  const PackedPcgOutcome outcome = SolvePackedPcg(
+      Product(),
+      [&](const std::vector<double>& from, std::vector<double>& z) { preconditioner.Apply(from, z); },
+      [&](const std::vector<double>& v, std::vector<double>& out) {
+        AddDampingProduct(Blocks, damp, v, out);
+      },
+      r, x, {Parts.Limits.Max_PCG_Iteration_Num, Parts.Limits.PCG_IGN_Converge_Threshold},
+      [&](const PackedPcgStep& step) {
+        Log.Print(">>>>>>Forcing sequence: %.9lf\t %.9lf\t %.9lf\t %.9lf\t %.9lf\n", step.fResidualNorm,
+                  step.fDirectionProduct, step.fAlpha, step.fBeta, step.fEta);
+      });
+  if (!outcome.bDone) return false;
+  nPcgDone = outcome.nStepNum;
+  if (outcome.bExhausted) {
+    Log.Print(">>Get the smallest forcing sequence coef:%lf\n", outcome.fBestEta);
+  }
+  return !HasFault();
+}
+
+bool GpuIteration::IsLastStep() const {
+  return nIteration + 1 >= Parts.Settings.Max_LM_Iteration_Num ||
+         (nIteration + 1 >= kLeastIterationNum &&
+          std::fabs(LargestOf(x)) <= Parts.Settings.LM_Converge_Threshold);
 }
 
 /// For the verdict: the gain of one more step without damping, from the equations of the last iteration.
-bool GpuBundle::Predict() {
-  const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
-  if (!Block.pTrack) return true;
-  Block.pTrack->bSingular = !finite;
-  const bool last = nIteration + 1 >= Block.Settings.Max_LM_Iteration_Num ||
-                    (nIteration + 1 >= kLeastIterationNum &&
-                     std::fabs(MaxMagnitude(x.data(), Block.Unknowns.nUnknownNum, 1)) <=
-                         Block.Settings.LM_Converge_Threshold);
-  if (!finite || !last) return true;
-  const PackedPreconditioner preconditioner(Blocks, vUndamped, Block.System.ProcessorCount());
-  bool done = true;
-  // The product takes the direction d from the device and leaves Ad.
-  const auto multiply = [&](const double* p, double* q) {
-    std::transform(p, p + d.size(), d.begin(), [](double value) { return static_cast<float>(value); });
-    Target.CopyToDevice(State.Arrays.cupD, d.data(), d.size() * sizeof(float));
-    done = done && Multiply();
-    Block.UpdatePosNormalEquation(d, Ad);
-    std::copy(Ad.begin(), Ad.end(), q);
-  };
-  std::vector<double> remainder(x.size());
-  multiply(x.data(), remainder.data());
-  for (size_t i = 0; i < remainder.size(); ++i) remainder[i] = vRightSide[i] - remainder[i];
-  if (Block.IsFree()) RemoveDatum(Block.Layout(), Block.Images.Kept(), remainder);
-  const double n = static_cast<double>(std::max<int64_t>(Block.Points.nImagePointNum, 1));
-  const double floor = VerdictLimits().fRmseFloor * Block.Settings.Image_Coor_Scale;
-  const double squares = n * std::max(Block.pTrack->fLastSquares, floor * floor);
+bool GpuIteration::Predict() {
+  if (pVerdict == nullptr) return true;
+  pVerdict->bSingular = !IsFinite(x);
+  if (pVerdict->bSingular || !IsLastStep()) return true;
+  const double n = static_cast<double>(std::max<int64_t>(Parts.Points.nImagePointNum, 1));
+  const double squares = n * std::max(fMeanSquares, pVerdict->fLeastMeanSquare);
   DecreaseLimits limits;
-  limits.fEnough = 2 * DecreaseLimit(DecreaseBasisOf(Block)) / 100 * squares;
+  limits.fEnough = pVerdict->fEnoughShare * squares;
   limits.nMaxStepNum = HasSeveralSections() ? kPredictionStepsInSections : kPredictionSteps;
-  std::vector<double> own(x.size());
-  Block.pTrack->fPredictedShare = PredictedDecrease(std::move(remainder), limits, multiply,
-                                                    [&](const double* from, double* to) {
-                                                      own.assign(from, from + own.size());
-                                                      std::fill(z.begin(), z.end(), 0.0);
-                                                      preconditioner.Apply(own, z);
-                                                      std::copy(z.begin(), z.end(), to);
-                                                    }) /
-                                  squares;
-  return done;
+  const PackedPreconditioner preconditioner(Blocks, vUndamped, nThreads);
+  const PackedInverse inverse = [&](const std::vector<double>& from, std::vector<double>& z) {
+    preconditioner.Apply(from, z);
+  };
+  const PackedProduct product = Product();
+  const std::optional<double> decrease =
+      PredictPackedDecrease({product, inverse, vRightSide, pVerdict->RemoveDatum}, x, limits);
+  if (!decrease) return false;
+  pVerdict->fPredictedShare = *decrease / squares;
+  return true;
 }
 
 /// Applies the correction; false where it is no number, which ends the iteration with the unknowns as they
 /// were.
-bool GpuBundle::Step() {
-  const bool finite = std::all_of(x.begin(), x.end(), [](double element) { return std::isfinite(element); });
-  fMaxCorrection = finite ? MaxMagnitude(x.data(), Block.Unknowns.nUnknownNum, 1) : std::nan("");
-  Block.WriteCorrections(nIteration, x.data());
-  Block.LogPrintf(">>>>PCG iteration times:%d\n", nPcgDone);
-  Block.LogPrintf(">>>>Max correction value:%12.6lf\n\n", fMaxCorrection);
-  if (finite) Block.UpdateUnknowns(x.data());
-  Block.RefreshOrientationArrays();
+bool GpuIteration::Step() {
+  const bool finite = IsFinite(x);
+  fMaxCorrection = finite ? LargestOf(x) : std::nan("");
+  Calls.WriteCorrections(nIteration, x.data());
+  Log.Print(">>>>PCG iteration times:%d\n", nPcgDone);
+  Log.Print(">>>>Max correction value:%12.6lf\n\n", fMaxCorrection);
+  if (finite) Calls.UpdateUnknowns(x.data());
+  RefreshOrientationArrays(Parts.Images.Kept(), Parts.Cameras.Usable(), Parts.Residuals, State);
   ++nIteration;
   return finite;
 }
 
-bool GpuBundle::ReleaseResident() {
-  if (bResident) Block.FreePointDeviceMemory();
+bool GpuIteration::ReleaseResident() {
+  if (bResident) FreePointDeviceMemory(State);
   return !HasFault();
 }
 
-int32_t GpuBundle::GroupNum() const {
-  return State.nEnabledDeviceNum > 0 ? State.Sections.nGpuSectionNum / State.nEnabledDeviceNum : 0;
+bool GpuIteration::CutIntoGpuSections(int32_t section) {
+  const PointStore& points = Parts.Points;
+  const int64_t planned = points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
+  const auto count = std::clamp<int64_t>(planned, 0, std::ssize(points.pObjectPoints));
+  if (ComputeGpuSections(std::span(points.pObjectPoints).first(static_cast<size_t>(count)),
+                         std::ssize(points.pImagePoints),
+                         {Parts.Unknowns.nUnknownNum, Parts.Unknowns.nDiagUpperSize, Parts.Images.nImageNum,
+                          Parts.Cameras.UsableNum()},
+                         State, Log))
+    return true;
+  Log.Print("Compute GPU section info failed!\n");
+  return false;
 }
 
-void GpuBundle::Launch(Kernel kernel) {
+bool GpuIteration::Upload(int32_t gpuSection) {
+  return AllocPointDeviceMemory({Parts.Settings, Parts.Images, Parts.Cameras, Parts.Points, Parts.Unknowns},
+                                gpuSection, nThreads, State, Log);
+}
+
+SectionPoints GpuIteration::PointsOf(int32_t gpuSection) const {
+  return PointsOfGpuSection(State.Sections, gpuSection, Parts.Points, Parts.Images.nImageNum,
+                            Parts.Cameras.UsableNum());
+}
+
+void GpuIteration::Launch(Kernel kernel) {
   KernelCall call;
   call.Form = State.Form;
   call.Which = kernel;
   call.Arrays = State.Arrays;
   call.Para = State.Para;
-  call.nImageNum = Block.Images.nImageNum;
+  call.nImageNum = Parts.Images.nImageNum;
   // A failure shows in the next copy: the device is guarded.
   Target.Launch(call);
 }
 
-void GpuBundle::ForgetPointSection() {
+/// Adds `count` floats of the device; false with the device's code.
+bool GpuIteration::DownloadVector(const float* from, int64_t count, std::vector<double>& sum, int& code) {
+  fStaging.resize(static_cast<size_t>(count));
+  code = Target.CopyToHost(fStaging.data(), from, fStaging.size() * sizeof(float));
+  if (code != 0) return false;
+  const size_t end = std::min(fStaging.size(), sum.size());
+  for (size_t k = 0; k < end; ++k) sum[k] += static_cast<double>(fStaging[k]);
+  return true;
+}
+
+void GpuIteration::ForgetPointSection() {
   if (!HasSeveralSections()) return;
-  Block.ReleaseSectionPoints();
+  Calls.ReleaseSection();
   State.Sections.Release();
 }
 
-}  // namespace gpu
-
-double CBundleAdjustment::ChoosePackedDamping(int32_t iteration) {
-  constexpr int32_t kRoughIterations = 2;
-  // Deliberate: the settings of these two never reach the solution.
-  Limits.PCG_IGN_Converge_Threshold = 0.1;
-  Limits.Max_PCG_Iteration_Num = iteration <= kRoughIterations ? 30 : 10;
-  const DampingSchedule schedule{Frame.bSevenParamApplied, Settings.Free_LM_Iteration_Num,
-                                 Settings.GCP_LM_Iteration_Num, Settings.Damping_Coefficient,
-                                 Settings.fDampingBase};
-  return gpu::PackedDampingFactor(schedule, iteration);
+int32_t GpuIteration::GroupNum() const {
+  return State.nEnabledDeviceNum > 0 ? State.Sections.nGpuSectionNum / State.nEnabledDeviceNum : 0;
 }
 
-int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output) {
-  const MemoryPurpose purpose("the device");
-  gpu::GpuState& state = Gpu();
-  if (!state.pDevice) return 0;
-  state.pDevice = gpu::GuardDevice(std::move(state.pDevice), state.Fault);
-  gpu::GpuBundle bundle(*this);
-  SetOutputPath(project, output);
-  if (!bundle.Iterate() || !bundle.ReleaseResident()) {
-    if (state.Fault.IsThere())
-      LogPrintf("Error!The device failed in %s. The run ends without results.\n", state.Fault.Text().c_str());
-    return 0;
-  }
-  SetLmIterationDone(bundle.IterationNum());
-  SetEndTick(System.TickMilliseconds());
-  JudgePoints(*this);
-  RestoreData();
-  LogPrintf(">>Generating adjustment report...\n");
-  WriteReport();
-  if (CheckInputs() == 0) return 0;
-  LogPrintf(">>Generating result file...\n");
-  WriteResultFiles(project, gcp);
-  if (CheckInputs() == 0) return 0;
-  WriteResultOvt();
-  JudgeRun(*this);
-  Outputs.bOutputsWritten = CheckInputs() == 1;
-  return Outputs.bOutputsWritten ? 1 : 0;
+PosSource GpuIteration::Pos() const {
+  return {Parts.Limits,   Parts.Images,     Parts.Cameras,
+          Parts.Unknowns, Parts.pPosParams, Parts.Settings.Set_IOP_Unknown};
 }
 
-}  // namespace orvo
+GpuBundleOutcome IterateOnDevice(const GpuBundleParts& parts, const GpuBundleCalls& calls, int threads,
+                                 const GpuBundleVerdict* verdict) {
+  GpuIteration iteration(parts, calls, threads, verdict);
+  const bool done = iteration.Iterate() && iteration.ReleaseResident();
+  return {done, iteration.IterationNum()};
+}
+
+}  // namespace orvo::gpu

@@ -3,68 +3,71 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <functional>
+#include <optional>
 #include <vector>
 
+#include "base/RunLog.h"
 #include "gpu/GpuState.h"
-#include "gpu/PackedBlocks.h"
-#include "run/BundleAdjustment.h"
+#include "records/AdjustmentSettings.h"
+#include "records/CameraTable.h"
+#include "records/ImageTable.h"
+#include "records/ObjectFrame.h"
+#include "records/PointStore.h"
+#include "records/ResidualStatistics.h"
+#include "records/RunLimits.h"
+#include "records/UnknownLayout.h"
+#include "results/GpuResidualLines.h"
 
 namespace orvo::gpu {
 
-class GpuBundle {
- public:
-  explicit GpuBundle(CBundleAdjustment& block);
-  /// All iterations; false where the run ends without results, which it does at the device's first fault.
-  bool Iterate();
-  /// Frees a GPU section that stayed on the device; false at the device's first fault.
-  bool ReleaseResident();
-  int32_t IterationNum() const { return nIteration; }
-
- private:
-  // Sum phase: residual statistics, constant vector r and preconditioner M.
-  bool ComputeSums();
-  bool SumPointSection(int32_t section);
-  bool ReadPointSection(int32_t section);
-  bool SumGpuSection(int32_t section, int32_t group, int32_t device);
-  bool AllocateRun();
-  bool ClearSums();
-  bool Fails(const char* array, int code);
-  bool DownloadStatistics(int32_t group);
-  bool DownloadVector(const float* from, int64_t count, std::vector<double>& sum, int& code);
-  bool WriteResiduals(int32_t number, int32_t gpuSection);
-
-  // Conjugate gradients.
-  void AddPosAndDamping();
-  bool SolvePcg();
-  bool Multiply();
-  bool MultiplyPointSection(int32_t section);
-  bool MultiplyGpuSection(int32_t group, int32_t device);
-
-  bool Predict();
-  bool Step();
-  /// GPU sections for each device.
-  int32_t GroupNum() const;
-  void Launch(Kernel kernel);
-  bool HasFault() const { return State.Fault.IsThere(); }
-  void ForgetPointSection();
-  bool HasSeveralSections() const { return Block.Points.Sections.Count() > 1; }
-  /// One of several point sections may have lost all of its points; it has nothing to add then.
-  bool IsSkipped() const { return HasSeveralSections() && Block.Points.pImagePoints.empty(); }
-
-  CBundleAdjustment& Block;
-  GpuState& State;
-  Device& Target;
-  PackedBlocks Blocks;
-  int32_t nIteration = 0;
-  int32_t nPassDone = 0, nUploadDone = 0, nPcgDone = 0;
-  bool bResident = false;
-  bool bHasPoints = false;  ///< a point section of this iteration had points
-  float fStatistics[4] = {};
-  double fMaxCorrection = 0;
-  std::vector<double> x, r, M, z, Ad, damp, xBest;
-  std::vector<double> vUndamped, vRightSide;  ///< of the iteration, for the verdict
-  std::vector<float> d, fStaging;
+/// What the iteration reads, and, in the last four, what it writes.
+struct GpuBundleParts {
+  const AdjustmentSettings& Settings;
+  const ObjectFrame& Frame;
+  const ImageTable& Images;
+  const CameraTable& Cameras;
+  const PointStore& Points;
+  const UnknownCounts& Unknowns;
+  const std::vector<double>& pPosParams;
+  RunLimits& Limits;              ///< of the conjugate gradients
+  ResidualStatistics& Residuals;  ///< means and RMS, after each pass over all points
+  GpuState& State;                ///< has a device
+  RunLog& Log;
 };
+
+/// What others do for the iteration, on the same parts.
+struct GpuBundleCalls {
+  std::function<bool(int32_t section)> ReadSection;       ///< its points into memory; false on failure
+  std::function<void()> ReleaseSection;                   ///< out of memory again
+  std::function<bool()> InputsHold;                       ///< false: a file that was read failed
+  std::function<bool()> PointsHold;                       ///< the same, and over what is in points just read
+  std::function<void(int32_t section)> ComputeTiePoints;  ///< of the section in memory
+  /// The residual file of a GPU section; `number` stands for the section in its name.
+  std::function<void(int32_t iteration, int32_t number, const GpuResidualTable& table)> WriteResiduals;
+  std::function<void(int32_t iteration, const double* x)> WriteCorrections;
+  std::function<void(const double* x)> UpdateUnknowns;
+};
+
+/// What the verdict of a guarded run gives and takes.
+struct GpuBundleVerdict {
+  double fLeastMeanSquare = 0;  ///< smaller ones of the residuals (working units) count as this
+  double fEnoughShare = 0;      ///< of the sum of squares: the prediction ends above it
+  std::function<void(double meanSquareX, double meanSquareY)> NoteIteration;
+  /// Takes out of a vector of the unknowns what lies along the ways in which a free block moves as a whole.
+  std::function<void(std::vector<double>& r)> RemoveDatum;
+  bool& bSingular;                         ///< the last step was no number
+  std::optional<double>& fPredictedShare;  ///< see solver/PredictedDecrease.h; of the last iteration
+};
+
+struct GpuBundleOutcome {
+  bool bDone = false;  ///< false: the run ends without results, as it does at the device's first fault
+  int32_t nIterationNum = 0;
+};
+
+/// All iterations, on the host with up to `threads` threads. A section that stayed on the device is released.
+/// `verdict` is null in a classic run.
+GpuBundleOutcome IterateOnDevice(const GpuBundleParts& parts, const GpuBundleCalls& calls, int threads,
+                                 const GpuBundleVerdict* verdict);
 
 }  // namespace orvo::gpu

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "solver/BlockInverse.h"
 #include "solver/BlockKernels.h"
 
@@ -35,38 +35,6 @@ PackedBlocks MakePackedBlocks(const UnknownLayout& layout, int32_t groupNum) {
   return blocks;
 }
 
-double PackedDampingFactor(const DampingSchedule& schedule, int32_t iteration) {
-  const int32_t plain = schedule.bSevenParamApplied ? schedule.nGcpIterations : schedule.nFreeIterations;
-  if (iteration <= plain) return schedule.fCoefficient;
-  const double base = schedule.bSevenParamApplied ? 0.1 * schedule.fBase : 1000.0 * schedule.fBase;
-  return PowerBySquaring(base, iteration) * schedule.fCoefficient;
-}
-
-void AddPackedDamping(const PackedBlocks& blocks, double mu, std::vector<double>& M,
-                      std::vector<double>& damp) {
-  for (const PackedBlocks::Run& run : blocks.vRuns) {
-    double* diagonal = M.data() + run.nPacked;
-    double* out = damp.data() + run.nUnknown;
-    for (int64_t block = 0; block < run.nCount; ++block) {
-      for (int32_t row = 0; row < run.nSize; ++row) {
-        *out = mu * *diagonal;
-        *diagonal += *out++;
-        diagonal += run.nSize - row;
-      }
-    }
-  }
-}
-
-void AddDampingProduct(const PackedBlocks& blocks, const std::vector<double>& damp,
-                       const std::vector<double>& v, std::vector<double>& out) {
-  for (const PackedBlocks::Run& run : blocks.vRuns) {
-    if (run.bPos) continue;
-    const auto first = static_cast<size_t>(run.nUnknown);
-    const size_t end = first + static_cast<size_t>(run.nCount * run.nSize);
-    for (size_t k = first; k < end; ++k) out[k] += damp[k] * v[k];
-  }
-}
-
 PackedPreconditioner::PackedPreconditioner(const PackedBlocks& blocks, const std::vector<double>& M,
                                            int threads)
     : Blocks(blocks) {
@@ -97,6 +65,11 @@ void PackedPreconditioner::Apply(const std::vector<double>& r, std::vector<doubl
       inverse += int64_t{run.nSize} * run.nSize;
     }
   }
+}
+
+void ApplyPackedPreconditioner(const PackedBlocks& blocks, const std::vector<double>& M,
+                               const std::vector<double>& r, std::vector<double>& z) {
+  PackedPreconditioner(blocks, M, 1).Apply(r, z);
 }
 
 }  // namespace orvo::gpu

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "normal/Damping.h"
 #include "records/UnknownLayout.h"
 
 namespace orvo::gpu {
@@ -29,20 +28,6 @@ struct PackedBlocks {
 /// `groupNum`: POS groups with unknowns.
 PackedBlocks MakePackedBlocks(const UnknownLayout& layout, int32_t groupNum);
 
-/// The factor mu of iteration k on the device path: the coefficient alone while k does not exceed the free
-/// iterations; after that it is multiplied by 0.1 fBase to the power k where control points oriented the
-/// block, otherwise by 1000 fBase to the power k.
-double PackedDampingFactor(const DampingSchedule& schedule, int32_t iteration);
-
-/// damp[k] = mu d and d += damp[k] for the diagonal element d of every unknown k.
-void AddPackedDamping(const PackedBlocks& blocks, double mu, std::vector<double>& M,
-                      std::vector<double>& damp);
-
-/// out[k] += damp[k] v[k] over the unknowns of images and cameras. Those of POS groups are deliberately left
-/// out.
-void AddDampingProduct(const PackedBlocks& blocks, const std::vector<double>& damp,
-                       const std::vector<double>& v, std::vector<double>& out);
-
 /// The inverse of a packed preconditioner. The blocks are inverted once, on up to `threads` threads; the
 /// numbers don't depend on how many. A singular block acts as the inversion leaves it.
 class PackedPreconditioner {
@@ -55,5 +40,9 @@ class PackedPreconditioner {
   const PackedBlocks& Blocks;
   std::vector<double> Inverses;  ///< full blocks, row-major
 };
+
+/// z += M^-1 r in one call, for a preconditioner that is applied once.
+void ApplyPackedPreconditioner(const PackedBlocks& blocks, const std::vector<double>& M,
+                               const std::vector<double>& r, std::vector<double>& z);
 
 }  // namespace orvo::gpu

@@ -1,42 +1,61 @@
-// The GPU sections of the point section in memory.
+#include "gpu/SectionTable.h"
+
 #include <algorithm>
+#include <vector>
 
-#include "gpu/GpuState.h"
-#include "run/BundleAdjustment.h"
+namespace orvo::gpu {
+namespace {
 
-namespace orvo {
+/// The inclusive range at `at` out of `all`; nothing where it leaves them.
+template <typename T>
+std::span<const T> PartOf(const std::vector<T>& all, const std::vector<int64_t>& ranges, size_t at) {
+  const int64_t first = ranges[at], count = ranges[at + 1] - first + 1;
+  if (first < 0 || count < 0 || first + count > std::ssize(all)) return std::span(all).first(0);
+  return std::span(all).subspan(static_cast<size_t>(first), static_cast<size_t>(count));
+}
 
-int CBundleAdjustment::ComputeGpuSections(int32_t section) {
-  gpu::GpuState& state = Gpu();
+}  // namespace
+
+bool ComputeGpuSections(std::span<const ObjectPointRecord> points, int64_t imagePointNum,
+                        const FixedSizes& sizes, GpuState& state, RunLog& log) {
   state.nEnabledDeviceNum = 0;
-  std::vector<gpu::DeviceProperties> devices = state.pDeviceProps;
+  std::vector<DeviceProperties> devices = state.pDeviceProps;
   if (state.nDeviceMemory > 0) {
     const auto limit = static_cast<uint64_t>(state.nDeviceMemory);
-    for (gpu::DeviceProperties& device : devices)
-      device.totalGlobalMem = std::min(device.totalGlobalMem, limit);
+    for (DeviceProperties& device : devices) device.totalGlobalMem = std::min(device.totalGlobalMem, limit);
   }
-  const gpu::EnabledDevices enabled = gpu::EnableDevices(
-      devices, {Unknowns.nUnknownNum, Unknowns.nDiagUpperSize, Images.nImageNum, Cameras.UsableNum()});
+  const EnabledDevices enabled = EnableDevices(devices, sizes);
   state.nEnabledDeviceNum = static_cast<int32_t>(enabled.vNumbers.size());
   state.vEnabledDevices.insert(state.vEnabledDevices.end(), enabled.vNumbers.begin(), enabled.vNumbers.end());
   if (enabled.vNumbers.empty()) {
-    LogPrintf("Available GPU device is none!\n");
-    return 0;
+    log.Print("Available GPU device is none!\n");
+    return false;
   }
-  const auto points = std::span<const ObjectPointRecord>(Points.pObjectPoints)
-                          .first(static_cast<size_t>(SectionPointCount(section)));
   const int64_t imagePoints =
       points.empty() ? 0 : points.back().nFirstImagePoint + points.back().nImagePointNum;
-  gpu::GpuSectionPlan plan;
-  if (imagePoints <= std::ssize(Points.pImagePoints))
-    plan = gpu::PlanGpuSections(points, imagePoints, enabled);
+  GpuSectionPlan plan;
+  if (imagePoints <= imagePointNum) plan = PlanGpuSections(points, imagePoints, enabled);
   if (!plan.bDone) {
-    LogPrintf("Error!Unexpected image point number!\n");
-    return 0;
+    log.Print("Error!Unexpected image point number!\n");
+    return false;
   }
-  LogPrintf("GPU sections:%d\n", static_cast<int32_t>(plan.nCut));
+  log.Print("GPU sections:%d\n", static_cast<int32_t>(plan.nCut));
   state.Sections = std::move(plan.Table);
-  return 1;
+  return true;
 }
 
-}  // namespace orvo
+SectionPoints PointsOfGpuSection(const GpuSectionTable& table, int32_t gpuSection, const PointStore& points,
+                                 int32_t imageNum, int32_t cameraNum) {
+  SectionPoints section;
+  section.GcpTable = points.pGcpTable;
+  section.nImageNum = imageNum;
+  section.nCameraNum = cameraNum;
+  const size_t at = 2 * static_cast<size_t>(gpuSection);
+  if (gpuSection < 0 || gpuSection >= table.nGpuSectionNum || at + 1 >= table.pGpuObjRanges.size())
+    return section;
+  section.ObjectPoints = PartOf(points.pObjectPoints, table.pGpuObjRanges, at);
+  section.ImagePoints = PartOf(points.pImagePoints, table.pGpuImgRanges, at);
+  return section;
+}
+
+}  // namespace orvo::gpu

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "normal/BlockPattern.h"
 
 namespace orvo {

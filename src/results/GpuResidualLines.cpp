@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/FixedFormat.h"
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 
 namespace orvo::gpu {
 namespace {

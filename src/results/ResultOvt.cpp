@@ -4,7 +4,7 @@
 
 #include "base/MemoryPurpose.h"
 #include "base/OutputFiles.h"
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "block/ProjectForm.h"
 #include "results/OutputFile.h"
 #include "run/BundleAdjustment.h"

@@ -34,8 +34,6 @@ namespace orvo {
 namespace gpu {
 struct GpuResidualTable;
 struct GpuState;
-struct PosTerm;
-struct SectionPoints;
 }  // namespace gpu
 struct DenseSystem;
 class OvtReader;
@@ -241,30 +239,25 @@ class CBundleAdjustment {
   // ==== gpu/ ==========================================================================================
   /// What the device path keeps; made when it is first asked for.
   gpu::GpuState& Gpu();
-  /// Non-zero when a usable device exists. Tells the console alone. Without a device platform in Gpu() it
-  /// takes that of CUDA.
+  /// Non-zero when a usable device exists. Writes Gpu(); tells the console alone.
   int DetectCudaDevices();
-  /// Divides the points in memory of one point section into GPU sections; 1, or 0 after a message.
+  /// Divides the points in memory of one point section into GPU sections; 1, or 0 after a message. Reads
+  /// Points, Unknowns; writes Gpu().
   int ComputeGpuSections(int32_t section);
-  gpu::SectionPoints PointsOfGpuSection(int32_t gpuSection);
-  /// Allocates and fills the arrays of the run; 1, or 0 after a message.
+  /// Allocates and fills the arrays of the run, or of one GPU section; 1, or 0 after a message. Both read
+  /// Images, Cameras, Unknowns, the first Residuals, the second Settings and Points; write Gpu().
   int AllocFixedDeviceMemory();
-  /// Allocates and fills the arrays of a GPU section, and the thresholds; 1, or 0 after a message.
   int AllocPointDeviceMemory(int32_t gpuSection);
-  /// Uploads the object points of a GPU section that is on the device already.
+  /// Uploads the object points of a GPU section that is on the device already; 1, or 0 where it is not.
+  /// Reads Points.
   int RefreshObjectArray(int32_t gpuSection);
-  /// Uploads thresholds and orientations after a step; 1.
+  /// Uploads thresholds and orientations after a step; 1. Reads Images, Cameras, Residuals; writes Gpu().
   int RefreshOrientationArrays();
-  int FreePointDeviceMemory();
   int FreeFixedDeviceMemory();
-  /// The whole iteration on the device, and the results; 1, or 0 after a message.
+  /// The whole iteration on the device, and the results; 1, or 0 after a message. Reads and writes all parts.
   int RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output);
-  /// The factor of the iteration's damping; sets the limits of the iterative solution, too.
-  double ChoosePackedDamping(int32_t iteration);
-  /// The POS observations that take part, with a message for each index that fails.
-  std::vector<gpu::PosTerm> GatherPosTerms();
   // Shares of POS data in the packed preconditioner, the constant vector and the product; 1, and the last
-  // one 0 without POS data.
+  // one 0 without POS data. Read Limits, Images, Normal.
   int UpdatePosPreconditioner(std::vector<double>& M);
   int UpdatePosConstVector(std::vector<double>& r);
   int UpdatePosNormalEquation(const std::vector<float>& d, std::vector<double>& Ad);

@@ -1,6 +1,9 @@
 // The flow around the device path.
 #include "block/GcpPoints.h"
+#include "gpu/GpuBundle.h"
 #include "run/BundleAdjustment.h"
+#include "verdict/DatumDirections.h"
+#include "verdict/RunTrack.h"
 #include "verdict/VerdictOfRun.h"
 
 namespace orvo {
@@ -40,6 +43,58 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   RunGpuBundle(project, gcp, output);
   FreeFixedDeviceMemory();
   return 1;
+}
+
+int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output) {
+  gpu::GpuState& state = Gpu();
+  if (!state.pDevice) return 0;
+  state.pDevice = gpu::GuardDevice(std::move(state.pDevice), state.Fault);
+  SetOutputPath(project, output);
+
+  gpu::GpuBundleCalls calls;
+  calls.ReadSection = [this](int32_t section) { return ReadSectionPoints(section) == 1; };
+  calls.ReleaseSection = [this] { ReleaseSectionPoints(); };
+  calls.InputsHold = [this] { return CheckInputs() != 0; };
+  calls.PointsHold = [this] { return Gate().PointsHold(); };
+  calls.ComputeTiePoints = [this](int32_t section) { ComputeTiePoints(section); };
+  calls.WriteResiduals = [this](int32_t iteration, int32_t number, const gpu::GpuResidualTable& table) {
+    WriteResidualsGpu(iteration, number, table);
+  };
+  calls.WriteCorrections = [this](int32_t iteration, const double* x) { WriteCorrections(iteration, x); };
+  calls.UpdateUnknowns = [this](const double* x) { UpdateUnknowns(x); };
+  std::optional<gpu::GpuBundleVerdict> verdict;
+  if (pTrack) {
+    const double least = VerdictLimits().fRmseFloor * Settings.Image_Coor_Scale;
+    verdict.emplace(gpu::GpuBundleVerdict{
+        least * least, 2 * DecreaseLimit(DecreaseBasisOf(*this)) / 100,
+        [this](double squareX, double squareY) { NoteIteration(*this, squareX, squareY); },
+        [this](std::vector<double>& r) {
+          if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);
+        },
+        pTrack->bSingular, pTrack->fPredictedShare});
+  }
+  const gpu::GpuBundleOutcome outcome = gpu::IterateOnDevice(
+      {Settings, Frame, Images, Cameras, Points, Unknowns, Normal.pPosParams, Limits, Residuals, state, Log},
+      calls, System.ProcessorCount(), verdict ? &*verdict : nullptr);
+  if (!outcome.bDone) {
+    if (state.Fault.IsThere())
+      LogPrintf("Error!The device failed in %s. The run ends without results.\n", state.Fault.Text().c_str());
+    return 0;
+  }
+  SetLmIterationDone(outcome.nIterationNum);
+  SetEndTick(System.TickMilliseconds());
+  JudgePoints(*this);
+  RestoreData();
+  LogPrintf(">>Generating adjustment report...\n");
+  WriteReport();
+  if (CheckInputs() == 0) return 0;
+  LogPrintf(">>Generating result file...\n");
+  WriteResultFiles(project, gcp);
+  if (CheckInputs() == 0) return 0;
+  WriteResultOvt();
+  JudgeRun(*this);
+  Outputs.bOutputsWritten = CheckInputs() == 1;
+  return Outputs.bOutputsWritten ? 1 : 0;
 }
 
 }  // namespace orvo

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "normal/SubMatrix.h"
 #include "solver/BlockKernels.h"
 

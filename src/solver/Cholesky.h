@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "solver/CholeskyKernel.h"
 
 namespace orvo {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "geometry/OrvoMatrix.h"
 #include "solver/Cholesky.h"
 

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "run/BundleAdjustment.h"
 #include "solver/BlockOperator.h"
 #include "solver/PcgLoop.h"

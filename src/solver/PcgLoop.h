@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "solver/BlockOperator.h"
 
 namespace orvo {

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/WorkerPool.h"
+#include "base/Threads.h"
 #include "geometry/OrvoMatrix.h"
 #include "run/BundleAdjustment.h"
 #include "solver/BlockInverse.h"

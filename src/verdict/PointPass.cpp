@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/ParallelFor.h"
+#include "base/Threads.h"
 #include "geometry/RaySums.h"
 #include "records/UnknownLayout.h"
 

@@ -3,10 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "DeviceParts.h"
 #include "RecordingDevice.h"
-#include "gpu/GpuState.h"
-#include "run/BundleAdjustment.h"
-#include "support/CapturedLog.h"
+#include "gpu/DetectDevices.h"
 
 namespace orvo::test {
 namespace {
@@ -55,14 +54,12 @@ TEST(DeviceRules, FiguresAreWholeUnits) {
   EXPECT_EQ(gpu::FiguresOf(properties).nGlobalGigabytes, INT32_MAX);
 }
 
-struct Discovery {
-  CapturedLog console;
+struct Discovery : DeviceParts {
   DeviceRecord record;
-  CBundleAdjustment block{NativePlatform(), console.Console()};
 
-  int Run() {
-    block.Gpu().pDevice = std::make_unique<RecordingDevice>(record);
-    return block.DetectCudaDevices();
+  bool Run() {
+    State.pDevice = std::make_unique<RecordingDevice>(record);
+    return gpu::DetectCudaDevices(State, Log);
   }
 };
 
@@ -78,11 +75,11 @@ TEST(DetectCudaDevices, TellsEveryDeviceThatQualifies) {
   d.record.Devices = {GoodDevice("A"), With([](auto& p) { p.regsPerBlock = 1024; }), GoodDevice("C"),
                       GoodDevice("D")};
   d.record.FailingDevices = {2};
-  EXPECT_EQ(d.Run(), 1);
+  EXPECT_TRUE(d.Run());
   EXPECT_EQ(d.console.Text(), kHead + std::string(">>4 device(s) are found:\n") + Line(0, "A") +
                                   Line(3, "D") + ">>CUDA initialized\n\n");
-  EXPECT_EQ(d.block.Gpu().nDeviceNum, 4);
-  EXPECT_EQ(d.block.Gpu().nEnabledDeviceNum, 1);
+  EXPECT_EQ(d.State.nDeviceNum, 4);
+  EXPECT_EQ(d.State.nEnabledDeviceNum, 1);
 }
 
 TEST(DetectCudaDevices, NoneAndFailure) {
@@ -90,7 +87,7 @@ TEST(DetectCudaDevices, NoneAndFailure) {
     Discovery d;
     if (code == 0) d.record.Devices.clear();
     d.record.nCountFailure = code;
-    EXPECT_EQ(d.Run(), 0);
+    EXPECT_FALSE(d.Run());
     EXPECT_EQ(d.console.Text(), kHead + std::string(">>0 device(s) are found:\n"));
   }
 }
@@ -99,7 +96,7 @@ TEST(DetectCudaDevices, WatchdogEndsTheSearch) {
   Discovery d;
   d.record.Devices = {GoodDevice("A"), With([](auto& p) { p.kernelExecTimeoutEnabled = 1; }),
                       GoodDevice("C")};
-  EXPECT_EQ(d.Run(), 0);
+  EXPECT_FALSE(d.Run());
   EXPECT_EQ(d.console.Text(),
             kHead + std::string(">>3 device(s) are found:\n") + Line(0, "A") +
                 "WDDM is enabled!\nTo use GPU mode, please manually change the register key 'TdrLevel' to be "
@@ -109,19 +106,19 @@ TEST(DetectCudaDevices, WatchdogEndsTheSearch) {
 TEST(DetectCudaDevices, AnOldDeviceIsListedAndNotUsed) {
   Discovery d;
   d.record.Devices = {With([](auto& p) { p.major = 1; })};
-  EXPECT_EQ(d.Run(), 0);
+  EXPECT_FALSE(d.Run());
   EXPECT_NE(d.console.Text().find("Version:1.5\n"), std::string::npos);
   EXPECT_EQ(d.console.Count("initialized"), 0);
 }
 
 TEST(DetectCudaDevices, HostDevice) {
-  CapturedLog console;
-  CBundleAdjustment block{NativePlatform(), console.Console()};
-  block.Gpu().pDevice = gpu::MakeHostDevice(int64_t{3} << 30, 1);
-  EXPECT_EQ(block.DetectCudaDevices(), 1);
-  EXPECT_EQ(console.Text(), kHead + std::string(">>1 device(s) are found:\n>>0:Host device  "
-                                                "GlobalMemory(GB):3  SharedMemory(KB):48  "
-                                                "RegisterPerMS(KB):64  Version:7.5\n>>CUDA initialized\n\n"));
+  DeviceParts d;
+  d.State.pDevice = gpu::MakeHostDevice(int64_t{3} << 30, 1);
+  EXPECT_TRUE(gpu::DetectCudaDevices(d.State, d.Log));
+  EXPECT_EQ(d.console.Text(),
+            kHead + std::string(">>1 device(s) are found:\n>>0:Host device  "
+                                "GlobalMemory(GB):3  SharedMemory(KB):48  "
+                                "RegisterPerMS(KB):64  Version:7.5\n>>CUDA initialized\n\n"));
 }
 
 TEST(FindDeviceLack, SaysWhatDiscoveryWillFind) {

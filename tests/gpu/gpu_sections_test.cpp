@@ -3,10 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "DeviceParts.h"
 #include "RecordingDevice.h"
-#include "gpu/GpuState.h"
-#include "run/BundleAdjustment.h"
-#include "support/CapturedLog.h"
+#include "gpu/SectionTable.h"
 
 namespace orvo::test {
 namespace {
@@ -150,64 +149,58 @@ TEST(PlanGpuSections, Refusals) {
   EXPECT_FALSE(gpu::PlanGpuSections(gap, 4, {{0}, 1e9}).bDone);
 }
 
-struct PlannedBlock {
-  CapturedLog log;
-  CBundleAdjustment block{NativePlatform(), log.Console()};
-
+struct PlannedBlock : DeviceParts {
   explicit PlannedBlock(const std::vector<int32_t>& counts) {
-    block.Points.pObjectPoints = Points(counts);
-    block.Points.pImagePoints.resize(static_cast<size_t>(Sum(counts)));
-    block.Unknowns.nUnknownNum = 60;
-    block.Unknowns.nDiagUpperSize = 210;
-    block.Images.nImageNum = 10;
-    block.Cameras.nCameraNum = 1;
-    block.Points.Sections.ObjectPoints = {{0, std::ssize(counts) - 1}};
-    block.Points.Sections.ImagePoints = {{0, Sum(counts) - 1}};
-    block.Gpu().pDeviceProps = {GoodDevice()};
+    Points.pObjectPoints = test::Points(counts);
+    Points.pImagePoints.resize(static_cast<size_t>(Sum(counts)));
+    State.pDeviceProps = {GoodDevice()};
+  }
+  bool Compute() {
+    return gpu::ComputeGpuSections(Points.pObjectPoints, std::ssize(Points.pImagePoints), {60, 210, 10, 1},
+                                   State, Log);
   }
 };
 
 TEST(ComputeGpuSections, LogsTheirNumberAndKeepsTheListOfDevices) {
   PlannedBlock p({3, 2, 5});
-  EXPECT_EQ(p.block.ComputeGpuSections(0), 1);
-  EXPECT_EQ(p.block.ComputeGpuSections(0), 1);
-  EXPECT_EQ(p.log.Text(), "GPU sections:1\nGPU sections:1\n");
-  EXPECT_EQ(p.block.Gpu().nEnabledDeviceNum, 1);
-  EXPECT_EQ(p.block.Gpu().vEnabledDevices, (std::vector<int32_t>{0, 0}));
-  EXPECT_EQ(p.block.Gpu().Sections.nGpuSectionNum, 1);
+  EXPECT_TRUE(p.Compute());
+  EXPECT_TRUE(p.Compute());
+  EXPECT_EQ(p.console.Text(), "GPU sections:1\nGPU sections:1\n");
+  EXPECT_EQ(p.State.nEnabledDeviceNum, 1);
+  EXPECT_EQ(p.State.vEnabledDevices, (std::vector<int32_t>{0, 0}));
+  EXPECT_EQ(p.State.Sections.nGpuSectionNum, 1);
 }
 
 TEST(ComputeGpuSections, DeviceMemoryBoundsThePlan) {
   PlannedBlock p(std::vector<int32_t>(4000, 5));
   // The arrays of the run take 86,300 bytes; the points need 906,240.
-  p.block.Gpu().nDeviceMemory = 800000;
-  EXPECT_EQ(p.block.ComputeGpuSections(0), 1);
-  EXPECT_EQ(p.log.Text(), "GPU sections:3\n");
-  p.block.Gpu().nDeviceMemory = int64_t{1} << 40;
-  EXPECT_EQ(p.block.ComputeGpuSections(0), 1);
-  EXPECT_EQ(p.log.Text(), "GPU sections:3\nGPU sections:1\n");
+  p.State.nDeviceMemory = 800000;
+  EXPECT_TRUE(p.Compute());
+  EXPECT_EQ(p.console.Text(), "GPU sections:3\n");
+  p.State.nDeviceMemory = int64_t{1} << 40;
+  EXPECT_TRUE(p.Compute());
+  EXPECT_EQ(p.console.Text(), "GPU sections:3\nGPU sections:1\n");
 }
 
 TEST(ComputeGpuSections, Failures) {
   PlannedBlock p({3, 2, 5});
-  p.block.Gpu().nDeviceMemory = 1000;
-  EXPECT_EQ(p.block.ComputeGpuSections(0), 0);
-  p.block.Gpu().pDeviceProps.clear();
-  EXPECT_EQ(p.block.ComputeGpuSections(0), 0);
-  EXPECT_EQ(p.log.Text(), "Available GPU device is none!\nAvailable GPU device is none!\n");
-  EXPECT_EQ(p.block.Gpu().nEnabledDeviceNum, 0);
+  p.State.nDeviceMemory = 1000;
+  EXPECT_FALSE(p.Compute());
+  p.State.pDeviceProps.clear();
+  EXPECT_FALSE(p.Compute());
+  EXPECT_EQ(p.console.Text(), "Available GPU device is none!\nAvailable GPU device is none!\n");
+  EXPECT_EQ(p.State.nEnabledDeviceNum, 0);
 
   PlannedBlock two({3, 2, 5});
-  two.block.Gpu().pDeviceProps = {GoodDevice(), GoodDevice()};
-  EXPECT_EQ(two.block.ComputeGpuSections(0), 0);
-  EXPECT_EQ(two.log.Text(), "Error!Unexpected image point number!\n");
+  two.State.pDeviceProps = {GoodDevice(), GoodDevice()};
+  EXPECT_FALSE(two.Compute());
+  EXPECT_EQ(two.console.Text(), "Error!Unexpected image point number!\n");
   PlannedBlock lost({3, 2, 5});
-  lost.block.Points.pImagePoints.resize(7);
-  EXPECT_EQ(lost.block.ComputeGpuSections(0), 0);
-  EXPECT_EQ(lost.log.Text(), "Error!Unexpected image point number!\n");
+  lost.Points.pImagePoints.resize(7);
+  EXPECT_FALSE(lost.Compute());
+  EXPECT_EQ(lost.console.Text(), "Error!Unexpected image point number!\n");
   PlannedBlock none({});
-  EXPECT_EQ(none.block.ComputeGpuSections(0), 0);
-  EXPECT_EQ(none.block.ComputeGpuSections(5), 0);
+  EXPECT_FALSE(none.Compute());
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <random>
 
+#include "gpu/PackedDamping.h"
 #include "gpu/PcgVectors.h"
 #include "solver/BlockInverse.h"
 
@@ -68,6 +69,29 @@ TEST(PackedDamping, Schedule) {
   EXPECT_EQ(gpu::PackedDampingFactor(schedule, 2), 0.002);
   EXPECT_DOUBLE_EQ(gpu::PackedDampingFactor(schedule, 3), 0.002 * 1e6);
   EXPECT_DOUBLE_EQ(gpu::PackedDampingFactor(schedule, 4), 0.002 * 1e8);
+}
+
+TEST(PackedDamping, TheIterationSetsTheLimitsOfItsSolution) {
+  AdjustmentSettings settings;
+  settings.Max_PCG_Iteration_Num = 3;
+  settings.PCG_IGN_Converge_Threshold = 0.5;
+  settings.Damping_Coefficient = 0.002;
+  settings.Free_LM_Iteration_Num = 2;
+  settings.GCP_LM_Iteration_Num = 1;
+  const struct {
+    int32_t nIteration;
+    bool bSevenParam;
+    double fFactor;
+    int32_t nSteps;
+  } rows[] = {{0, false, 0.002, 30}, {2, false, 0.002, 30},      {3, false, 0.002 * 1e18, 10},
+              {1, true, 0.002, 30},  {2, true, 0.002 * 1e4, 30}, {20, true, 0.002 * 1e40, 10}};
+  for (const auto& row : rows) {
+    RunLimits limits = LimitsOf(settings);
+    EXPECT_DOUBLE_EQ(gpu::ChoosePackedDamping(settings, row.bSevenParam, row.nIteration, limits), row.fFactor)
+        << row.nIteration;
+    EXPECT_EQ(limits.Max_PCG_Iteration_Num, row.nSteps) << row.nIteration;
+    EXPECT_EQ(limits.PCG_IGN_Converge_Threshold, 0.1) << row.nIteration;
+  }
 }
 
 /// A random positive definite matrix for each block, packed, with the full blocks beside it.
@@ -164,6 +188,10 @@ TEST(PackedPreconditioner, EqualsAnInversionAtEveryApplication) {
       expected = SlowApply(system, row.vSizes, r, z);
       preconditioner.Apply(r, z);
       for (size_t k = 0; k < n; ++k) EXPECT_NEAR(z[k], expected[k], 1e-13) << row.szName << ' ' << k;
+      std::vector<double> once(n, 2.0), twice(n, 2.0);
+      gpu::ApplyPackedPreconditioner(blocks, system.M, r, once);
+      preconditioner.Apply(r, twice);
+      EXPECT_EQ(once, twice) << row.szName;
     }
   }
 }

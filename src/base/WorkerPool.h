@@ -1,4 +1,0 @@
-// Moved to base/Threads.h.
-#pragma once
-
-#include "base/Threads.h"
