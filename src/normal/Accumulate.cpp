@@ -1,97 +1,96 @@
-// Adding single blocks to the reduced normal matrix, in either form.
+#include "normal/Accumulate.h"
+
 #include <algorithm>
 
-#include "run/BundleAdjustment.h"
+#include "normal/BlockLookup.h"
 
 namespace orvo {
 namespace {
 
 /// target += sign * source, from the target's top-left corner on; what would leave the target is dropped.
-void AccumulateBlock(const double* source, int32_t rows, int32_t cols, double sign, SubMatrix& target) {
-  for (int32_t r = 0; r < std::min(rows, target.nRows); ++r) {
-    const double* from = source + static_cast<ptrdiff_t>(r) * cols;
+void Accumulate(const BlockSource& source, double sign, SubMatrix& target) {
+  for (int32_t r = 0; r < std::min(source.nRows, target.nRows); ++r) {
+    const double* from = source.pData + static_cast<ptrdiff_t>(r) * source.nCols;
     double* to = target.pData + static_cast<ptrdiff_t>(r) * target.nCols;
-    for (int32_t c = 0; c < std::min(cols, target.nCols); ++c) to[c] += sign * from[c];
+    for (int32_t c = 0; c < std::min(source.nCols, target.nCols); ++c) to[c] += sign * from[c];
   }
 }
 
-void CreateBlock(int32_t rows, int32_t cols, int32_t row, int32_t col, SubMatrix& target) {
+void CreateBlock(const BlockSource& source, int32_t row, int32_t col, SubMatrix& target) {
   target.nRow = row;
   target.nCol = col;
-  target.nRows = rows;
-  target.nCols = cols;
-  target.pOwned = std::make_unique<double[]>(static_cast<size_t>(rows) * static_cast<size_t>(cols));
+  target.nRows = source.nRows;
+  target.nCols = source.nCols;
+  target.pOwned =
+      std::make_unique<double[]>(static_cast<size_t>(source.nRows) * static_cast<size_t>(source.nCols));
   target.pData = target.pOwned.get();
 }
 
-enum class DenseOutcome { Done, Refused, OutOfSize };
+bool IsRefused(const BlockSource& source, int32_t row, int32_t col, const BlockPlaces& places,
+               std::span<SubMatrix> target) {
+  return !source.pData || target.empty() || row >= places.nBlockRowNum || col >= places.nBlockRowNum;
+}
 
-DenseOutcome AccumulateDense(const double* source, int32_t rows, int32_t cols, int32_t rowStart,
-                             int32_t colStart, double sign, double* target, int32_t targetRows,
-                             int32_t targetCols) {
-  if (!source || !target || rows < 1 || cols < 1 || targetRows < 1 || targetCols < 1)
-    return DenseOutcome::Refused;
-  if (cols > targetCols || rows > targetRows || colStart > targetCols - cols ||
-      rowStart > targetRows - rows) {
-    return DenseOutcome::Refused;
+int AccumulateDense(const BlockSource& source, int32_t row, int32_t col, double sign,
+                    const DenseTarget& target, RunLog& log) {
+  if (!source.pData || !target.pData || source.nRows < 1 || source.nCols < 1 || target.nRows < 1 ||
+      target.nCols < 1)
+    return 0;
+  if (source.nCols > target.nCols || source.nRows > target.nRows || col > target.nCols - source.nCols ||
+      row > target.nRows - source.nRows) {
+    return 0;
   }
-  if (rowStart < 0 || colStart < 0) return DenseOutcome::OutOfSize;
-  for (int32_t r = 0; r < rows; ++r) {
-    const double* from = source + static_cast<ptrdiff_t>(r) * cols;
-    double* to = target + static_cast<ptrdiff_t>(rowStart + r) * targetCols + colStart;
-    for (int32_t c = 0; c < cols; ++c) to[c] += sign * from[c];
+  if (row < 0 || col < 0) {
+    log.Print("Error!Sub matrix out of size!\n");
+    return 0;
   }
-  return DenseOutcome::Done;
+  for (int32_t r = 0; r < source.nRows; ++r) {
+    const double* from = source.pData + static_cast<ptrdiff_t>(r) * source.nCols;
+    double* to = target.pData + static_cast<ptrdiff_t>(row + r) * target.nCols + col;
+    for (int32_t c = 0; c < source.nCols; ++c) to[c] += sign * from[c];
+  }
+  return 1;
 }
 
 }  // namespace
 
-int CBundleAdjustment::AddToSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row,
-                                      int32_t col, std::vector<SubMatrix>& target) {
-  if (!source || target.empty() || row >= Unknowns.nBlockRowNum || col >= Unknowns.nBlockRowNum) return -1;
+int AddBlock(const BlockSource& source, int32_t row, int32_t col, const BlockPlaces& places,
+             std::span<SubMatrix> target, RunLog& log) {
+  if (IsRefused(source, row, col, places, target)) return -1;
   if (col < row) return 2;
-  const int32_t id = GetSubMatrixId(row, col);
-  if (id < 0 || id >= Normal.nSubMatrixNum || static_cast<size_t>(id) >= target.size()) {
-    LogPrintf("Sub matrix ID out of range:%d %d %d!\n", row, col, id);
+  const int32_t id = FindBlockId(places.Rows, row, col);
+  if (id < 0 || id >= places.nSubMatrixNum || static_cast<size_t>(id) >= target.size()) {
+    log.Print("Sub matrix ID out of range:%d %d %d!\n", row, col, id);
     return 0;
   }
   SubMatrix& block = target[static_cast<size_t>(id)];
-  if (!block.pData) CreateBlock(rows, cols, row, col, block);
-  AccumulateBlock(source, rows, cols, 1.0, block);
+  if (!block.pData) CreateBlock(source, row, col, block);
+  Accumulate(source, 1.0, block);
   return 1;
 }
 
-int CBundleAdjustment::SubtractFromSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row,
-                                             int32_t col, std::vector<SubMatrix>& target) {
-  if (!source || target.empty() || row >= Unknowns.nBlockRowNum || col >= Unknowns.nBlockRowNum) return -1;
+int SubtractBlock(const BlockSource& source, int32_t row, int32_t col, const BlockPlaces& places,
+                  std::span<SubMatrix> target, RunLog& log) {
+  if (IsRefused(source, row, col, places, target)) return -1;
   if (col < row) return 0;
-  const int32_t id = GetSubMatrixId(row, col);
+  const int32_t id = FindBlockId(places.Rows, row, col);
   if (id < 0 || static_cast<size_t>(id) >= target.size()) {
-    LogPrintf("Warning!Cannot find sub matrix ID\n");
+    log.Print("Warning!Cannot find sub matrix ID\n");
     return 0;
   }
   SubMatrix& block = target[static_cast<size_t>(id)];
-  if (!block.pData) CreateBlock(rows, cols, row, col, block);
-  AccumulateBlock(source, rows, cols, -1.0, block);
+  if (!block.pData) CreateBlock(source, row, col, block);
+  Accumulate(source, -1.0, block);
   return 1;
 }
 
-int CBundleAdjustment::AddToDenseMatrix(const double* source, int32_t rows, int32_t cols, int32_t rowStart,
-                                        int32_t colStart, double* target, int32_t targetRows,
-                                        int32_t targetCols) {
-  const DenseOutcome outcome =
-      AccumulateDense(source, rows, cols, rowStart, colStart, 1.0, target, targetRows, targetCols);
-  if (outcome == DenseOutcome::OutOfSize) LogPrintf("Error!Sub matrix out of size!\n");
-  return outcome == DenseOutcome::Done ? 1 : 0;
+int AddDense(const BlockSource& source, int32_t row, int32_t col, const DenseTarget& target, RunLog& log) {
+  return AccumulateDense(source, row, col, 1.0, target, log);
 }
 
-int CBundleAdjustment::SubtractFromDenseMatrix(const double* source, int32_t rows, int32_t cols,
-                                               int32_t rowStart, int32_t colStart, double* target,
-                                               int32_t targetRows, int32_t targetCols) {
-  const DenseOutcome outcome =
-      AccumulateDense(source, rows, cols, rowStart, colStart, -1.0, target, targetRows, targetCols);
-  if (outcome == DenseOutcome::OutOfSize) LogPrintf("Error!Sub matrix out of size!\n");
-  return outcome == DenseOutcome::Done ? 1 : 0;
+int SubtractDense(const BlockSource& source, int32_t row, int32_t col, const DenseTarget& target,
+                  RunLog& log) {
+  return AccumulateDense(source, row, col, -1.0, target, log);
 }
 
 }  // namespace orvo

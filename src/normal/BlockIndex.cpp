@@ -29,7 +29,7 @@ BlockIndex::BlockIndex(std::span<const SubMatrixRow> rows, const UnknownLayout& 
     r.nColumnNum = static_cast<int32_t>(static_cast<int64_t>(columnsOfIndex.size()) - r.nColumnStart);
     const int32_t size = BlockSize(static_cast<int32_t>(row));
     r.nFirstStride = PaddedBlockSize(size * layout.FirstSize());
-    r.nSecondStride = PaddedBlockSize(size * 5);
+    r.nSecondStride = PaddedBlockSize(size * kIopSize);
     r.nFirstBase = nStoreSize;
     r.nSecondBase = nStoreSize + int64_t{firstColumns} * (r.nFirstStride - r.nSecondStride);
     nStoreSize = r.nSecondBase + int64_t{r.nColumnNum} * r.nSecondStride;

@@ -57,9 +57,7 @@ class BlockIndex {
   /// Offset of the k-th block of a row.
   int64_t OffsetOfRank(int32_t row, int32_t rank) const;
   /// Size of the blocks of a row or column.
-  int32_t BlockSize(int32_t row) const {
-    return row < layoutOfIndex.FirstRows() ? layoutOfIndex.FirstSize() : 5;
-  }
+  int32_t BlockSize(int32_t row) const { return layoutOfIndex.BlockSize(row); }
 
  private:
   UnknownLayout layoutOfIndex;

@@ -13,6 +13,18 @@ double PowerBySquaring(double base, int32_t exponent) {
   return exponent < 0 ? 1.0 / result : result;
 }
 
+DampingSchedule ScheduleOf(const AdjustmentSettings& settings, bool sevenParamApplied) {
+  return {sevenParamApplied, settings.Free_LM_Iteration_Num, settings.GCP_LM_Iteration_Num,
+          settings.Damping_Coefficient, settings.fDampingBase};
+}
+
+RunLimits LimitsOfIteration(RunLimits limits) {
+  // Deliberate: the settings of these two never reach the solver.
+  limits.PCG_IGN_Converge_Threshold = 0.1;
+  limits.Max_PCG_Iteration_Num = 300;
+  return limits;
+}
+
 double DampingFactor(const DampingSchedule& schedule, int32_t iteration) {
   if (schedule.bSevenParamApplied) {
     if (iteration <= schedule.nGcpIterations) return schedule.fCoefficient;

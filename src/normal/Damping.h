@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+#include "records/AdjustmentSettings.h"
+#include "records/RunLimits.h"
+
 namespace orvo {
 
 /// base to the power `exponent` by repeated squaring; a negative exponent gives the reciprocal.
@@ -15,6 +18,13 @@ struct DampingSchedule {
   double fCoefficient = 0.001;
   double fBase = 1000.0;
 };
+
+/// `sevenParamApplied`: control points oriented the block.
+DampingSchedule ScheduleOf(const AdjustmentSettings& settings, bool sevenParamApplied);
+
+/// The limits that the step of an iteration is solved under: the settings of the iterative solution's never
+/// reach it.
+RunLimits LimitsOfIteration(RunLimits limits);
 
 /// The factor mu of iteration k. The coefficient alone while k does not exceed the free iterations; after
 /// that it is multiplied by 10 to the power k where control points oriented the block, otherwise by 100 fBase

@@ -1,8 +1,9 @@
-// GPS and IMU observations of the images in the normal equations of the block.
+#include "normal/PosEquations.h"
+
 #include <algorithm>
 
-#include "normal/PosObservation.h"
-#include "run/BundleAdjustment.h"
+#include "normal/Accumulate.h"
+#include "normal/BlockLookup.h"
 
 namespace orvo {
 namespace {
@@ -19,18 +20,18 @@ PosPlace PlaceOf(const UnknownLayout& layout, int32_t image, int32_t group) {
 }
 
 /// The range tests of one image; a message for each index that fails, false when any does.
-bool IndicesFit(CBundleAdjustment& block, const PosModel& model, int32_t image, int32_t group) {
-  bool fit = static_cast<size_t>(image) < block.Images.pPos.size() && image < block.Images.nImageNum;
-  const int32_t size = block.Unknowns.nPosSize;
+bool IndicesFit(const ImageTable& images, const PosModel& model, int32_t size, int32_t image, int32_t group,
+                RunLog& log) {
+  bool fit = static_cast<size_t>(image) < images.pPos.size() && image < images.nImageNum;
   const auto outside = [&](int64_t index) {
-    return index < 0 || index > int64_t{block.Images.nGroupNum} * size - 1;
+    return index < 0 || index > int64_t{images.nGroupNum} * size - 1;
   };
   if (model.bConst && model.bGps) {
     for (int32_t j = 0; j < 3; ++j) {
       const int64_t index = int64_t{group} * size + j;
-      if (image <= block.Images.nImageFileNum - 1 && !outside(index)) continue;
-      block.LogPrintf("Error!%d/%d %d %d %d/%d \n", image, block.Images.nImageFileNum, group, j,
-                      static_cast<int32_t>(index), block.Images.nGroupNum);
+      if (image <= images.nImageFileNum - 1 && !outside(index)) continue;
+      log.Print("Error!%d/%d %d %d %d/%d \n", image, images.nImageFileNum, group, j,
+                static_cast<int32_t>(index), images.nGroupNum);
       fit = false;
     }
   }
@@ -38,115 +39,129 @@ bool IndicesFit(CBundleAdjustment& block, const PosModel& model, int32_t image, 
     for (int32_t k = 0; k < 3; ++k) {
       const int64_t index = int64_t{group} * size + k + (model.bConst ? model.RowNum() : 0);
       if (!outside(index)) continue;
-      block.LogPrintf("Error!%d %d \n", k, static_cast<int32_t>(index));
+      log.Print("Error!%d %d \n", k, static_cast<int32_t>(index));
       fit = false;
     }
   }
-  return fit && group < block.Images.nGroupNum;
+  return fit && group < images.nGroupNum;
 }
 
-void AddSparse(CBundleAdjustment& block, const PosEquations& equations, const PosPlace& place,
-               bool imageMoves) {
-  constexpr int32_t kLargestImageBlock = 11;
-  const int32_t size = block.Unknowns.nPosSize;
-  if (imageMoves) {
-    // Blocks take their size from their first writer, so they are sent in the full height of an image's
-    // block.
-    const int32_t height =
-        block.Unknowns.nLayoutMode == LayoutMergedEopIop ? kLargestImageBlock : PosEquations::kEopSize;
-    double Aee[kLargestImageBlock * kLargestImageBlock] = {};
-    double Aed[kLargestImageBlock * PosEquations::kMaxParameterNum] = {};
-    for (int32_t row = 0; row < PosEquations::kEopSize; ++row) {
-      std::copy_n(&equations.Aee[PosEquations::kEopSize * row], PosEquations::kEopSize, Aee + height * row);
+/// Adds blocks to the form of the matrix in hand.
+class PosSums {
+ public:
+  PosSums(const PosTarget& target, RunLog& log)
+      : Target(target),
+        Places{target.Normal.pSubMatrixRows, target.nBlockRowNum, target.Normal.nSubMatrixNum},
+        Log(log) {}
+
+  void Add(const PosEquations& equations, const PosPlace& place, bool imageMoves) {
+    if (Target.bSparse) {
+      AddSparse(equations, place, imageMoves);
+    } else {
+      AddToDense(equations, place, imageMoves);
     }
-    std::copy_n(equations.Aed.data(), PosEquations::kEopSize * size, Aed);
-    block.AddToSubMatrix(Aee, height, height, place.nImageRow, place.nImageRow, block.Normal.pSubMatrices);
-    if (size > 0)
-      block.AddToSubMatrix(Aed, height, size, place.nImageRow, place.nGroupRow, block.Normal.pSubMatrices);
+    if (imageMoves) AddRight(equations.be.data(), kEopSize, place.nImagePosition);
+    AddRight(equations.bd.data(), Size(), place.nGroupPosition);
   }
-  if (size < 1) return;
-  block.AddToSubMatrix(equations.Add.data(), size, size, place.nGroupRow, place.nGroupRow,
-                       block.Normal.pSubMatrices);
-}
 
-void AddDense(CBundleAdjustment& block, const PosEquations& equations, const PosPlace& place,
-              bool imageMoves) {
-  const int32_t n = block.Unknowns.nUnknownNum, six = PosEquations::kEopSize, size = block.Unknowns.nPosSize;
-  const int32_t i = place.nImagePosition, q = place.nGroupPosition;
-  double* N = block.Normal.pDenseNormal.get();
-  if (imageMoves) {
-    block.AddToDenseMatrix(equations.Aee.data(), six, six, i, i, N, n, n);
-    block.AddToDenseMatrix(equations.Aed.data(), six, size, i, q, N, n, n);
-    block.AddToDenseMatrix(equations.Ade.data(), size, six, q, i, N, n, n);
-  }
-  block.AddToDenseMatrix(equations.Add.data(), size, size, q, q, N, n, n);
-}
-
-/// A parameter that no image observes (its group has no usable record, or every time in it is 0) has only
-/// zeros in its row. A one on the diagonal keeps it at its value and the matrix regular.
-void HoldUnobservedParameters(CBundleAdjustment& block, const std::vector<double>& diagonal) {
-  const int32_t size = block.Unknowns.nPosSize;
-  for (int32_t group = 0; group < block.Images.nGroupNum; ++group) {
-    const double* own = diagonal.data() + static_cast<size_t>(group) * static_cast<size_t>(size);
-    if (std::find(own, own + size, 0.0) == own + size) continue;
-    double one[PosEquations::kMaxParameterNum * PosEquations::kMaxParameterNum] = {};
-    for (int32_t j = 0; j < size; ++j) one[(size + 1) * j] = own[j] == 0.0 ? 1.0 : 0.0;
-    const int32_t row = block.Layout().PointRows() + group, q = block.Layout().Position(row);
-    if (!block.Limits.Apply_PCG_Model) {
-      block.AddToDenseMatrix(one, size, size, q, q, block.Normal.pDenseNormal.get(),
-                             block.Unknowns.nUnknownNum, block.Unknowns.nUnknownNum);
-    } else if (block.GetSubMatrixId(row, row) >= 0) {
-      block.AddToSubMatrix(one, size, size, row, row, block.Normal.pSubMatrices);
+  /// A parameter that no image observes (its group has no usable record, or every time in it is 0) has only
+  /// zeros in its row. A one on the diagonal keeps it at its value and the matrix regular.
+  void HoldUnobserved(const std::vector<double>& diagonal, int32_t groupNum) {
+    const int32_t size = Size();
+    for (int32_t group = 0; group < groupNum; ++group) {
+      const double* own = diagonal.data() + static_cast<size_t>(group) * static_cast<size_t>(size);
+      if (std::find(own, own + size, 0.0) == own + size) continue;
+      double one[PosEquations::kMaxParameterNum * PosEquations::kMaxParameterNum] = {};
+      for (int32_t j = 0; j < size; ++j) one[(size + 1) * j] = own[j] == 0.0 ? 1.0 : 0.0;
+      const int32_t row = Target.Layout.PointRows() + group, q = Target.Layout.Position(row);
+      if (!Target.bSparse) {
+        AddMatrix(one, size, size, q, q);
+      } else if (FindBlockId(Places.Rows, row, row) >= 0) {
+        AddToBlock(one, size, size, row, row);
+      }
     }
   }
-}
+
+ private:
+  int32_t Size() const { return Target.Layout.nPosSize; }
+  void AddToBlock(const double* source, int32_t rows, int32_t cols, int32_t row, int32_t col) {
+    AddBlock({source, rows, cols}, row, col, Places, Target.Normal.pSubMatrices, Log);
+  }
+  void AddMatrix(const double* source, int32_t rows, int32_t cols, int32_t row, int32_t col) {
+    const int32_t n = Target.nUnknownNum;
+    AddDense({source, rows, cols}, row, col, {Target.Normal.pDenseNormal.get(), n, n}, Log);
+  }
+  void AddRight(const double* source, int32_t rows, int32_t row) {
+    AddDense({source, rows, 1}, row, 0, {Target.Normal.pConstVector.data(), Target.nUnknownNum, 1}, Log);
+  }
+
+  void AddSparse(const PosEquations& equations, const PosPlace& place, bool imageMoves) {
+    if (imageMoves) {
+      // Blocks take their size from their first writer, so they are sent in the full height of an image's
+      // block.
+      const int32_t height = Target.Layout.FirstSize();
+      double Aee[kMergedSize * kMergedSize] = {};
+      double Aed[kMergedSize * PosEquations::kMaxParameterNum] = {};
+      for (int32_t row = 0; row < kEopSize; ++row) {
+        std::copy_n(&equations.Aee[static_cast<size_t>(kEopSize * row)], kEopSize, Aee + height * row);
+      }
+      std::copy_n(equations.Aed.data(), kEopSize * Size(), Aed);
+      AddToBlock(Aee, height, height, place.nImageRow, place.nImageRow);
+      if (Size() > 0) AddToBlock(Aed, height, Size(), place.nImageRow, place.nGroupRow);
+    }
+    if (Size() < 1) return;
+    AddToBlock(equations.Add.data(), Size(), Size(), place.nGroupRow, place.nGroupRow);
+  }
+
+  void AddToDense(const PosEquations& equations, const PosPlace& place, bool imageMoves) {
+    const int32_t i = place.nImagePosition, q = place.nGroupPosition;
+    if (imageMoves) {
+      AddMatrix(equations.Aee.data(), kEopSize, kEopSize, i, i);
+      AddMatrix(equations.Aed.data(), kEopSize, Size(), i, q);
+      AddMatrix(equations.Ade.data(), Size(), kEopSize, q, i);
+    }
+    AddMatrix(equations.Add.data(), Size(), Size(), q, q);
+  }
+
+  const PosTarget& Target;
+  const BlockPlaces Places;
+  RunLog& Log;
+};
 
 }  // namespace
 
-int CBundleAdjustment::BuildPosNormalEquation(int32_t /*iteration*/) {
-  PosModel model;
-  model.bGps = Limits.Apply_GPS_Data;
-  model.bImu = Limits.Apply_IMU_Data;
-  model.bConst = Limits.Correct_Const_Error;
-  model.bLinear = Limits.Correct_LinearError;
-  model.fWeightXY = Limits.GPS_WeightXY;
-  model.fWeightZ = Limits.GPS_WeightZ;
+PosModel PosModelOf(const RunLimits& limits) {
+  return {limits.Apply_GPS_Data,      limits.Apply_IMU_Data, limits.Correct_Const_Error,
+          limits.Correct_LinearError, limits.GPS_WeightXY,   limits.GPS_WeightZ};
+}
+
+void AddPosEquations(const PosModel& model, const ImageTable& images, const PosTarget& target, RunLog& log) {
+  const UnknownLayout& layout = target.Layout;
   // Without image unknowns the groups are none either. Without drift parameters, which is where a single
   // group with linear terms alone ends up, the images are observed directly.
-  if (Unknowns.nLayoutMode == LayoutIop || Unknowns.nPosSize != model.ParameterNum()) return 1;
+  if (layout.nLayoutMode == LayoutIop || layout.nPosSize != model.ParameterNum()) return;
 
-  std::vector<double> diagonal(Normal.pPosParams.size(), 0.0);
+  const std::vector<double>& parameters = target.Normal.pPosParams;
+  std::vector<double> diagonal(parameters.size(), 0.0);
+  PosSums sums(target, log);
   PosEquations equations;
-  for (const int32_t image : Images.pImageIndex) {
-    if (image < 0 || static_cast<size_t>(image) >= Images.pImageGroup.size()) continue;
-    const int32_t group = Images.pImageGroup[static_cast<size_t>(image)];
-    if (group < 0 || !IndicesFit(*this, model, image, group)) continue;
-    const EopRecord& eop = Images.pEop[static_cast<size_t>(image)];
-    const PosRecord& observed = Images.pPos[static_cast<size_t>(image)];
+  for (const int32_t image : images.pImageIndex) {
+    if (image < 0 || static_cast<size_t>(image) >= images.pImageGroup.size()) continue;
+    const int32_t group = images.pImageGroup[static_cast<size_t>(image)];
+    if (group < 0 || !IndicesFit(images, model, layout.nPosSize, image, group, log)) continue;
+    const EopRecord& eop = images.pEop[static_cast<size_t>(image)];
+    const PosRecord& observed = images.pPos[static_cast<size_t>(image)];
     if (observed.nStatus == kPosNotObserved) continue;
-    const size_t first = static_cast<size_t>(group) * static_cast<size_t>(Unknowns.nPosSize);
-    if (!ComputePosEquations(model, eop, observed, Normal.pPosParams.data() + first, equations)) continue;
+    const size_t first = static_cast<size_t>(group) * static_cast<size_t>(layout.nPosSize);
+    if (!ComputePosEquations(model, eop, observed, parameters.data() + first, equations)) continue;
 
-    const PosPlace place = PlaceOf(Layout(), image, group);
-    const bool imageMoves = eop.nStatus != 1;
-    if (Limits.Apply_PCG_Model) {
-      AddSparse(*this, equations, place, imageMoves);
-    } else {
-      AddDense(*this, equations, place, imageMoves);
-    }
-    if (imageMoves) {
-      AddToDenseMatrix(equations.be.data(), PosEquations::kEopSize, 1, place.nImagePosition, 0,
-                       Normal.pConstVector.data(), Unknowns.nUnknownNum, 1);
-    }
-    AddToDenseMatrix(equations.bd.data(), Unknowns.nPosSize, 1, place.nGroupPosition, 0,
-                     Normal.pConstVector.data(), Unknowns.nUnknownNum, 1);
-    for (int32_t j = 0; j < Unknowns.nPosSize; ++j) {
+    sums.Add(equations, PlaceOf(layout, image, group), eop.nStatus != 1);
+    for (int32_t j = 0; j < layout.nPosSize; ++j) {
       diagonal[first + static_cast<size_t>(j)] +=
-          equations.Add[static_cast<size_t>((Unknowns.nPosSize + 1) * j)];
+          equations.Add[static_cast<size_t>((layout.nPosSize + 1) * j)];
     }
   }
-  HoldUnobservedParameters(*this, diagonal);
-  return 1;
+  sums.HoldUnobserved(diagonal, images.nGroupNum);
 }
 
 }  // namespace orvo

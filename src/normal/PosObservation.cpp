@@ -75,11 +75,11 @@ bool ComputePosEquations(const PosModel& model, const EopRecord& image, const Po
     const int32_t unknown = firstUnknown + row;
     const double P = weight[static_cast<size_t>(row)];
 
-    equations.Aee[7 * unknown] = P;
+    equations.Aee[static_cast<size_t>((kEopSize + 1) * unknown)] = P;
     equations.be[unknown] = P * L[row];
     for (int32_t a = 0; a < kinds; ++a) {
       equations.Aed[unknown * parameterNum + column[a]] = P * derivative[a];
-      equations.Ade[column[a] * PosEquations::kEopSize + unknown] = P * derivative[a];
+      equations.Ade[column[a] * kEopSize + unknown] = P * derivative[a];
       equations.bd[column[a]] = derivative[a] * P * L[row];
       for (int32_t b = 0; b < kinds; ++b) {
         equations.Add[column[a] * parameterNum + column[b]] = derivative[a] * P * derivative[b];

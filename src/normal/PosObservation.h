@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "records/Records.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo {
 
@@ -30,7 +31,6 @@ struct PosModel {
 ///   Ade = Aed' (d x 6)   Add = D'PD (d x d)   bd = D'PL (d)
 /// All row-major and densely packed; rows of Aee, Aed and be that nothing observes are zero.
 struct PosEquations {
-  static constexpr int32_t kEopSize = 6;
   static constexpr int32_t kMaxParameterNum = 12;
   std::array<double, kEopSize * kEopSize> Aee;
   std::array<double, kEopSize * kMaxParameterNum> Aed, Ade;

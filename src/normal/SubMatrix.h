@@ -8,8 +8,6 @@
 
 namespace orvo {
 
-class CBundleAdjustment;
-
 /// The stored columns of one block row.
 struct SubMatrixRow {
   int32_t nFirstId = 0;           ///< sub-matrix ID of the row's first block
@@ -35,7 +33,6 @@ struct SubTask {
   int32_t nImagePointNum = 0;
   int64_t nMeasurementNum = 0;  ///< that there are of these
   int64_t nLargestPoint = 0;    ///< most of them on one point
-  CBundleAdjustment* pOwner = nullptr;
 };
 
 }  // namespace orvo

@@ -1,8 +1,8 @@
-// How many assembly threads the memory can carry, and which points each of them takes.
+#include "normal/SubTasks.h"
+
 #include <algorithm>
 
 #include "normal/ThreadPlan.h"
-#include "run/BundleAdjustment.h"
 
 namespace orvo {
 namespace {
@@ -15,90 +15,115 @@ int64_t FirstImagePointOf(std::span<const ObjectPointRecord> points, int64_t poi
   return points.back().nFirstImagePoint + points.back().nImagePointNum;
 }
 
+/// Counts the doubles of the blocks that slices fill.
+class SliceCounter {
+ public:
+  explicit SliceCounter(const SectionPattern& pattern)
+      : Pattern(pattern), vLastSlice(static_cast<size_t>(std::max(0, pattern.nSubMatrixNum)), -1) {}
+
+  /// Of each slice where the points are divided among `threads`.
+  std::vector<int64_t> Count(int32_t threads) {
+    std::vector<int64_t> doubles;
+    for (const PointSlice& slice : SlicePoints(Pattern.Points, threads)) {
+      doubles.push_back(
+          CountTouchedDoubles(Pattern.Points.subspan(static_cast<size_t>(slice.nFirst),
+                                                     static_cast<size_t>(slice.nLast - slice.nFirst + 1)),
+                              Pattern.ImagePoints, Pattern.Layout, Pattern.Rows, nSlice++, vLastSlice));
+    }
+    return doubles;
+  }
+
+ private:
+  const SectionPattern& Pattern;
+  std::vector<int32_t> vLastSlice;
+  int32_t nSlice = 0;
+};
+
+enum class Fit { All, TooMany, None };
+
+/// Whether the slices fit in the free memory together; None where a single one does not.
+Fit FitSlices(const SectionPattern& pattern, std::span<const int64_t> doubles, const Platform& system,
+              RunLog& log) {
+  const int64_t available = system.FreePhysicalBytes();
+  const double usable = static_cast<double>(kUsableShare) * static_cast<double>(available);
+  double total = 0;
+  for (size_t k = 0; k < doubles.size(); ++k) {
+    // Thread 0 adds to the main matrix, which exists from the second section on.
+    if (k == 0 && pattern.nSection > 0) continue;
+    const double bytes = static_cast<double>((doubles[k] + 2 * int64_t{pattern.nSubMatrixNum}) * 8);
+    total += bytes;
+    if (bytes >= usable) return Fit::None;
+  }
+  log.Print("Total memory requirement for sparse normal matrix:%.1fMB\n", total / 1024 / 1024);
+  log.Print("Cuurent available memory:%.1fMB\n",
+            static_cast<double>(static_cast<float>(available) * kUsableShare / 1024 / 1024));
+  return total <= usable ? Fit::All : Fit::TooMany;
+}
+
+/// The measurements of a slice, the last one not included.
+struct MeasurementRange {
+  int64_t nFirst, nEnd;
+};
+
+MeasurementRange MeasurementsOfSlice(std::span<const ObjectPointRecord> points, const PointSlice& slice) {
+  const int64_t first = FirstImagePointOf(points, slice.nFirst);
+  if (slice.nLast < slice.nFirst) return {first, first};
+  const ObjectPointRecord& last = points[static_cast<size_t>(slice.nLast)];
+  return {first, last.nFirstImagePoint + last.nImagePointNum};
+}
+
 }  // namespace
 
-std::span<const ObjectPointRecord> CBundleAdjustment::PointsOfSection(int32_t section) const {
-  const int64_t count = Points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
-  return {Points.pObjectPoints.data(),
-          static_cast<size_t>(std::clamp<int64_t>(count, 0, std::ssize(Points.pObjectPoints)))};
+int32_t AssemblyThreadNum(bool several, const Platform& system, RunLog& log) {
+  const int processors = several ? system.ProcessorCount() : 1;
+  if (processors < 2) return 1;
+  log.Print("CPU thread number:%d\n", processors - 1);
+  return processors - 1;
 }
 
-int CBundleAdjustment::ComputeMultithreadMemory(int32_t section) {
-  const std::span<const ObjectPointRecord> points = PointsOfSection(section);
-  std::vector<int32_t> lastSlice(static_cast<size_t>(std::max(0, Normal.nSubMatrixNum)), -1);
-  int32_t sliceNumber = 0;
-  const int32_t planned = Limits.nThreadNum;
+int32_t FitThreadNum(const SectionPattern& pattern, int32_t planned, const Platform& system, RunLog& log) {
+  SliceCounter counter(pattern);
   int32_t threads = planned;
+  Fit fit = Fit::None;
   for (; threads > 0; --threads) {
-    const std::vector<PointSlice> slices = SlicePoints(points, threads);
-    std::vector<int64_t> doubles;
-    for (const PointSlice& slice : slices) {
-      doubles.push_back(CountTouchedDoubles(
-          points.subspan(static_cast<size_t>(slice.nFirst),
-                         static_cast<size_t>(slice.nLast - slice.nFirst + 1)),
-          Points.pImagePoints, Layout(), Normal.pSubMatrixRows, sliceNumber++, lastSlice));
-    }
-    const int64_t available = System.FreePhysicalBytes();
-    const double usable = static_cast<double>(kUsableShare) * static_cast<double>(available);
-    double total = 0;
-    for (size_t k = 0; k < doubles.size(); ++k) {
-      // Thread 0 adds to the main matrix, which exists from the second section on.
-      if (k == 0 && section > 0) continue;
-      const double bytes = static_cast<double>((doubles[k] + 2 * int64_t{Normal.nSubMatrixNum}) * 8);
-      total += bytes;
-      if (bytes >= usable) {
-        LogPrintf("Not enough memory for sparse normal matrix!\n");
-        return -1;
-      }
-    }
-    LogPrintf("Total memory requirement for sparse normal matrix:%.1fMB\n", total / 1024 / 1024);
-    LogPrintf("Cuurent available memory:%.1fMB\n",
-              static_cast<double>(static_cast<float>(available) * kUsableShare / 1024 / 1024));
-    if (total <= usable) break;
-    LogPrintf("Not enough memory for %d threads\n", threads);
+    fit = FitSlices(pattern, counter.Count(threads), system, log);
+    if (fit != Fit::TooMany) break;
+    log.Print("Not enough memory for %d threads\n", threads);
   }
-  if (threads == 0) {
-    LogPrintf("Not enough memory for sparse normal matrix!\n");
-    return -1;
+  if (fit != Fit::All) {
+    log.Print("Not enough memory for sparse normal matrix!\n");
+    return 0;
   }
-  if (threads == planned) return 1;
-  LogPrintf("Automatic change thread number from %d to %d\n", planned, threads);
-  Limits.nThreadNum = threads;
-  return 0;
+  if (threads != planned) log.Print("Automatic change thread number from %d to %d\n", planned, threads);
+  return threads;
 }
 
-int CBundleAdjustment::SplitSubTasks(int32_t section, std::vector<SubTask>& tasks) {
-  const std::span<const ObjectPointRecord> points = PointsOfSection(section);
-  const std::vector<PointSums> pieces = SumPieces(points, Points.pImagePoints, System.ProcessorCount());
-  const std::vector<PointSlice> slices = SlicePoints(points, pieces, Limits.nThreadNum);
+std::vector<SubTask> SplitPoints(const PointStore& store, int32_t section, int32_t threadNum, int processors,
+                                 RunLog& log) {
+  const std::span<const ObjectPointRecord> points = store.InMemory(section);
+  const std::vector<PointSums> pieces = SumPieces(points, store.pImagePoints, processors);
   PointSums whole;
   for (const PointSums& piece : pieces) whole.Add(piece);
-  const int64_t firstOfSection = Points.Sections.ObjectPoints[static_cast<size_t>(section)].nFirst;
+  const int64_t firstOfSection = store.Sections.ObjectPoints[static_cast<size_t>(section)].nFirst;
 
-  tasks.assign(slices.size(), SubTask());
-  for (size_t k = 0; k < slices.size(); ++k) {
-    const PointSlice& slice = slices[k];
-    SubTask& task = tasks[k];
-    task.nFirst = slice.nFirst;
-    task.nLast = slice.nLast;
-    task.nThread = static_cast<int32_t>(k);
-    const PointSums sums = SumRange(points, Points.pImagePoints, pieces, slice.nFirst, slice.nLast);
-    task.nMeasurementNum = sums.nMeasurementNum;
-    task.nLargestPoint = sums.nLargestPoint;
-    const int64_t firstImagePoint = FirstImagePointOf(points, slice.nFirst);
-    int64_t endOfImagePoints = firstImagePoint;
-    if (slice.nLast >= slice.nFirst) {
-      const ObjectPointRecord& last = points[static_cast<size_t>(slice.nLast)];
-      endOfImagePoints = last.nFirstImagePoint + last.nImagePointNum;
-    }
-    task.nImagePointNum = static_cast<int32_t>(endOfImagePoints - firstImagePoint);
+  std::vector<SubTask> tasks;
+  for (const PointSlice& slice : SlicePoints(points, pieces, threadNum)) {
+    const MeasurementRange range = MeasurementsOfSlice(points, slice);
+    const PointSums sums = SumRange(points, store.pImagePoints, pieces, slice.nFirst, slice.nLast);
+    const SubTask task{slice.nFirst,
+                       slice.nLast,
+                       static_cast<int32_t>(tasks.size()),
+                       static_cast<int32_t>(range.nEnd - range.nFirst),
+                       sums.nMeasurementNum,
+                       sums.nLargestPoint};
+    tasks.push_back(task);
     // The numbers are 32-bit in this line, whatever the size of the block.
     const auto shown = [](int64_t number) { return static_cast<int32_t>(static_cast<uint32_t>(number)); };
-    LogPrintf("Sub task %d: %d/%d %d/%d %d/%d %d/%d\n", task.nThread, shown(firstOfSection + slice.nFirst),
-              shown(firstImagePoint), shown(firstOfSection + slice.nLast), shown(endOfImagePoints - 1),
+    log.Print("Sub task %d: %d/%d %d/%d %d/%d %d/%d\n", task.nThread, shown(firstOfSection + slice.nFirst),
+              shown(range.nFirst), shown(firstOfSection + slice.nLast), shown(range.nEnd - 1),
               shown(std::ssize(points)), shown(whole.nImagePointNum), shown(slice.nWork), shown(whole.nWork));
   }
-  return 1;
+  return tasks;
 }
 
 }  // namespace orvo

@@ -102,7 +102,6 @@ int64_t CountTouchedDoubles(std::span<const ObjectPointRecord> points,
                             std::span<const ImagePointRecord> imagePoints, const UnknownLayout& layout,
                             std::span<const SubMatrixRow> rows, int32_t slice,
                             std::vector<int32_t>& lastSlice) {
-  const auto sizeOf = [&](int32_t row) { return row < layout.FirstRows() ? layout.FirstSize() : 5; };
   int64_t count = 0;
   std::vector<int32_t> blockRows;
   for (const ObjectPointRecord& point : points) {
@@ -119,7 +118,7 @@ int64_t CountTouchedDoubles(std::span<const ObjectPointRecord> points,
         const auto id = static_cast<size_t>(row.nFirstId + (column - row.vColumns.begin()));
         if (id >= lastSlice.size() || lastSlice[id] == slice) continue;
         lastSlice[id] = slice;
-        count += int64_t{sizeOf(blockRows[a])} * sizeOf(blockRows[b]);
+        count += int64_t{layout.BlockSize(blockRows[a])} * layout.BlockSize(blockRows[b]);
       }
     }
   }

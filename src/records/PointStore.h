@@ -1,7 +1,9 @@
 // The points of a block: what is in memory of them, and how many there are.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "records/ReadingFacts.h"
@@ -30,6 +32,13 @@ struct PointStore {
   std::vector<int64_t> vTextPlaces;     ///< in a text project, of every kTextPiecePoints-th point
   int64_t nTextPlaceFileSize = -1;      ///< of the file that they are places in
   std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
+
+  /// The section's points that are in memory, never more than the section has.
+  std::span<const ObjectPointRecord> InMemory(int32_t section) const {
+    const int64_t count = Sections.ObjectPoints[static_cast<size_t>(section)].Count();
+    return {pObjectPoints.data(),
+            static_cast<size_t>(std::clamp<int64_t>(count, 0, std::ssize(pObjectPoints)))};
+  }
 };
 
 }  // namespace orvo

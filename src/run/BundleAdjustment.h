@@ -35,7 +35,6 @@ namespace gpu {
 struct GpuResidualTable;
 struct GpuState;
 }  // namespace gpu
-struct DenseSystem;
 class OvtReader;
 class ResidualWriter;
 class TextReader;
@@ -182,11 +181,16 @@ class CBundleAdjustment {
   int ApplySevenParameters();
 
   // ==== normal/ =======================================================================================
-  /// Finds the block pattern by one walk over all points; 1 or 0.
+  /// Finds the block pattern by one walk over all points, reading every section. Reads Points, Images,
+  /// Unknowns; writes Normal. 1 or 0.
   int ComputeSubMatrixPosition();
+  /// Adds one block to the pattern in Normal; 1, or 0 outside of the matrix.
   int AddSubMatrixPosition(int32_t a, int32_t b);
+  /// Reads Normal: the ID of a block, -1 where there is none.
   int32_t GetSubMatrixId(int32_t row, int32_t col) const;
+  /// Reads the layout of the unknowns: scalar positions of a block row and column.
   void GetUnknownPosition(int32_t row, int32_t col, int32_t& rowPosition, int32_t& colPosition) const;
+  // Sums of one block. Read Unknowns and Normal's pattern, write `target` alone; see normal/Accumulate.h.
   int AddToSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row, int32_t col,
                      std::vector<SubMatrix>& target);
   int SubtractFromSubMatrix(const double* source, int32_t rows, int32_t cols, int32_t row, int32_t col,
@@ -195,46 +199,46 @@ class CBundleAdjustment {
                        double* target, int32_t targetRows, int32_t targetCols);
   int SubtractFromDenseMatrix(const double* source, int32_t rows, int32_t cols, int32_t rowStart,
                               int32_t colStart, double* target, int32_t targetRows, int32_t targetCols);
-  /// 1 when the thread number stands, 0 when it was reduced, -1 when none fits.
+  /// Reads Points, Normal; writes Limits.nThreadNum. 1 when it stands, 0 when it was reduced, -1 when none
+  /// fits.
   int ComputeMultithreadMemory(int32_t section);
+  /// Reads Points, Limits; writes `tasks`. 1.
   int SplitSubTasks(int32_t section, std::vector<SubTask>& tasks);
-  /// Adds the section's reduced equations in threads and writes its residual file; 1, 0, or -1 without a
-  /// plan. `threadNumCache`: one thread number per section, 0 until it is planned.
+  /// Adds the section's reduced equations in threads and writes its residual file. Reads Points, Images,
+  /// Cameras, Settings; writes Limits.nThreadNum, Normal, Residuals. 1, 0, or -1 without a plan.
+  /// `threadNumCache`: one thread number per section, 0 until it is planned.
   int BuildNormalEquation(int32_t iteration, int32_t section, std::vector<int32_t>& threadNumCache);
+  /// Reads what BuildNormalEquation reads; writes Normal's thread buffers. 1.
   int AllocateThreadBuffers(std::vector<SubTask>& tasks);
-  bool PlanThreads(int32_t section, std::vector<int32_t>& threadNumCache);
+  /// Reads Points; writes the buffers of one thread. 1.
   int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);
-  /// The order in which a thread takes its points; empty: as they come.
-  const std::vector<int32_t>& OrderOfSlice(int32_t thread, int32_t first, int32_t last);
+  /// Adds the GPS and IMU observations. Reads Images, Limits; writes Normal. 1.
+  int BuildPosNormalEquation(int32_t iteration);
+  /// Reads Settings, Frame; writes Limits, Normal. 1, or 0 after a message.
+  int AddDampingCoefficients(int32_t iteration);
   /// The numbering of the unknowns as it stands.
   UnknownLayout Layout() const {
     return {Unknowns.nLayoutMode, Images.nUnknownImageNum, Cameras.nCameraNum, Unknowns.nPosSize,
             Cameras.UsableNum()};
   }
-  /// The section's points that are in memory, never more than the section has.
-  std::span<const ObjectPointRecord> PointsOfSection(int32_t section) const;
-  void AddPosPattern();
-  void MergeThread(int32_t thread);
-  void ReportMissingBlocks(int32_t thread);
-  int FinishBlocks();
-  int BuildPosNormalEquation(int32_t iteration);
-  int AddDampingCoefficients(int32_t iteration);
-  int DampSparse(double mu);
-  int DampDense(double mu);
 
   // ==== solver/ =======================================================================================
-  /// Solves, writes the side files, updates the unknowns and decides convergence; always 1.
+  /// Solves, writes the side files, updates the unknowns and decides convergence. Reads Settings, Limits,
+  /// Residuals, Normal (the dense form is cleared); writes Progress and what UpdateUnknowns writes. Always 1.
   int SolveAndUpdate(int32_t iteration);
+  /// Reads Unknowns, Limits; writes Images, Cameras, Normal.pPosParams. 1, or 0 after a message without `x`.
   int UpdateUnknowns(const double* x);
-  void WriteRemainder(int32_t iteration, const std::vector<double>& remainder);
+  /// Solves the sparse form from the start in `x`. Reads Limits, Unknowns, Normal. Always 1.
   int SolveByPcg(double* x);
-  /// For the verdict: what one more step without damping would gain behind the step x, as a share of the sum
-  /// of squares. PredictSparse takes the damping off the matrix.
-  void PredictSparse(const double* x);
-  void PredictDense(const DenseSystem& system, const double* x);
-  /// True when nothing ties the block to a frame, and when the iteration ends behind the step x.
+  /// out = N v, and out = M^-1 r for M the block diagonal of N, vectors of `n` elements. Read the layout of
+  /// the unknowns. 1; 0 without blocks or a vector, ApplyPreconditioner also, after a message, at a diagonal
+  /// block that is not square.
+  int MultiplyNormalMatrix(int32_t subMatrixNum, std::span<const SubMatrix> subMatrices, int32_t n,
+                           const double* v, double* out) const;
+  int ApplyPreconditioner(int32_t blockRowNum, std::span<const SubMatrix> subMatrices, int32_t n,
+                          const double* r, double* out);
+  /// True when nothing ties the block to a frame. Reads Points, Limits.
   bool IsFree() const;
-  bool IsLastStep(int32_t iteration, const double* x) const;
 
   // ==== gpu/ ==========================================================================================
   /// What the device path keeps; made when it is first asked for.

@@ -1,4 +1,5 @@
 // The flow around the device path.
+#include "base/MemoryPurpose.h"
 #include "block/GcpPoints.h"
 #include "gpu/GpuBundle.h"
 #include "run/BundleAdjustment.h"
@@ -46,6 +47,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
 }
 
 int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::string& gcp, std::string& output) {
+  const MemoryPurpose purpose("the device");
   gpu::GpuState& state = Gpu();
   if (!state.pDevice) return 0;
   state.pDevice = gpu::GuardDevice(std::move(state.pDevice), state.Fault);

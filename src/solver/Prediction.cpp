@@ -1,19 +1,14 @@
-// What one more step without damping would gain: for the verdict, from the equations of the last iteration.
+#include "solver/Prediction.h"
+
 #include <algorithm>
-#include <cmath>
 
 #include "base/Threads.h"
-#include "geometry/OrvoMatrix.h"
-#include "run/BundleAdjustment.h"
+#include "normal/BlockLookup.h"
 #include "solver/BlockInverse.h"
 #include "solver/BlockOperator.h"
 #include "solver/Cholesky.h"
-#include "solver/DenseSolve.h"
 #include "solver/PredictedDecrease.h"
 #include "solver/SolverThreads.h"
-#include "verdict/DatumDirections.h"
-#include "verdict/RunTrack.h"
-#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
@@ -24,11 +19,10 @@ constexpr double kMuOfGoodFactor = 1e-2;
 /// Inverses of the diagonal blocks of a dense matrix that has its lower triangle and, apart, its diagonal.
 class DiagonalInverses {
  public:
-  DiagonalInverses(const double* N, const std::vector<double>& diagonal, const UnknownLayout& layout,
-                   int32_t rows) {
+  DiagonalInverses(const double* N, std::span<const double> diagonal, std::span<const int32_t> rowPosition) {
     const auto n = static_cast<int64_t>(diagonal.size());
-    for (int32_t row = 0; row < rows; ++row) {
-      const int64_t first = layout.Position(row), end = row + 1 < rows ? layout.Position(row + 1) : n;
+    for (size_t row = 0; row < rowPosition.size(); ++row) {
+      const int64_t first = rowPosition[row], end = row + 1 < rowPosition.size() ? rowPosition[row + 1] : n;
       const auto size = static_cast<int32_t>(std::min(end, n) - first);
       if (size < 1) continue;
       std::vector<double> block(static_cast<size_t>(size) * static_cast<size_t>(size));
@@ -64,86 +58,75 @@ class DiagonalInverses {
   std::vector<Block> vBlocks;
 };
 
-/// The sum of squares that a decrease is a share of; never less than that of the smallest residuals that
-/// count.
-double JudgedSquares(const CBundleAdjustment& run) {
-  const double floor = VerdictLimits().fRmseFloor * run.Settings.Image_Coor_Scale;
-  return std::max(run.Residuals.fResidualSquareSumX + run.Residuals.fResidualSquareSumY,
-                  floor * floor * static_cast<double>(std::max(run.Residuals.nValidImagePointNum, 1)));
-}
-
-DecreaseLimits LimitsOf(const CBundleAdjustment& run, double squares) {
+DecreaseLimits LimitsOf(const PredictionBasis& basis) {
   DecreaseLimits limits;
   // Some way above the limit, so that the figure told says more than that it was passed.
-  limits.fEnough = 2 * DecreaseLimit(DecreaseBasisOf(run)) / 100 * squares;
+  limits.fEnough = 2 * basis.fLimit / 100 * basis.fSquares;
   return limits;
 }
 
 }  // namespace
 
-bool CBundleAdjustment::IsFree() const {
-  return Points.nControlPointNum == 0 && !Limits.Apply_GPS_Data && !Limits.Apply_IMU_Data;
+double JudgedSquares(const ResidualStatistics& residuals, double floor) {
+  return std::max(residuals.fResidualSquareSumX + residuals.fResidualSquareSumY,
+                  floor * floor * static_cast<double>(std::max(residuals.nValidImagePointNum, 1)));
 }
 
-bool CBundleAdjustment::IsLastStep(int32_t iteration, const double* x) const {
-  return iteration + 1 >= Settings.Max_LM_Iteration_Num ||
-         Settings.LM_Converge_Threshold > std::fabs(MaxMagnitude(x, Unknowns.nUnknownNum, 1));
+bool IsFree(const PointStore& points, const RunLimits& limits) {
+  return points.nControlPointNum == 0 && !limits.Apply_GPS_Data && !limits.Apply_IMU_Data;
 }
 
-void CBundleAdjustment::PredictDense(const DenseSystem& system, const double* x) {
-  const auto n = static_cast<size_t>(Unknowns.nUnknownNum);
-  const std::vector<double>& diagonal = pTrack->vDiagonal;
-  if (diagonal.size() != n) return;
+std::optional<double> PredictDense(const DenseSystem& system, const NormalEquations& normal,
+                                   std::span<const int32_t> rowPosition, std::span<const double> x,
+                                   const PredictionBasis& basis) {
+  const size_t n = x.size();
+  const std::span<const double> diagonal = basis.Diagonal;
+  if (diagonal.size() != n) return {};
   std::vector<double> r(n);
   const std::vector<double> zero(n, 0.0);
-  system.Factor.Remainder(diagonal.data(), Normal.pConstVector.data(), x, r.data());
+  system.Factor.Remainder(diagonal.data(), normal.pConstVector.data(), x.data(), r.data());
   const auto multiply = [&](const double* p, double* q) {
     system.Factor.Remainder(diagonal.data(), zero.data(), p, q);
     for (size_t i = 0; i < n; ++i) q[i] = -q[i];
   };
-  if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);
-  const double squares = JudgedSquares(*this);
-  const bool factorServes = system.Solution == DenseSolution::Cholesky && pTrack->fMu <= kMuOfGoodFactor;
+  if (basis.RemoveDatum) basis.RemoveDatum(r);
+  const bool factorServes = system.Solution == DenseSolution::Cholesky && basis.fMu <= kMuOfGoodFactor;
   std::optional<DiagonalInverses> inverses;
-  if (!factorServes) inverses.emplace(Normal.pDenseNormal.get(), diagonal, Layout(), Unknowns.nBlockRowNum);
-  pTrack->fPredictedShare = PredictedDecrease(std::move(r), LimitsOf(*this, squares), multiply,
-                                              [&](const double* from, double* z) {
-                                                if (inverses) return inverses->Apply(from, z);
-                                                std::copy_n(from, n, z);
-                                                system.Factor.Solve(z);
-                                              }) /
-                            squares;
+  if (!factorServes) inverses.emplace(normal.pDenseNormal.get(), diagonal, rowPosition);
+  return PredictedDecrease(std::move(r), LimitsOf(basis), multiply,
+                           [&](const double* from, double* z) {
+                             if (inverses) return inverses->Apply(from, z);
+                             std::copy_n(from, n, z);
+                             system.Factor.Solve(z);
+                           }) /
+         basis.fSquares;
 }
 
-void CBundleAdjustment::PredictSparse(const double* x) {
-  std::vector<int32_t> rowPosition(static_cast<size_t>(std::max(Unknowns.nBlockRowNum, 0)));
-  for (int32_t row = 0; row < Unknowns.nBlockRowNum; ++row) {
-    int32_t column = 0;
-    GetUnknownPosition(row, row, rowPosition[static_cast<size_t>(row)], column);
-    const int32_t id = GetSubMatrixId(row, row);
-    if (id < 0 || static_cast<size_t>(id) >= Normal.pSubMatrices.size()) continue;
-    SubMatrix& block = Normal.pSubMatrices[static_cast<size_t>(id)];
-    for (int32_t k = 0; block.pData != nullptr && k < std::min(block.nRows, block.nCols); ++k) {
-      block.pData[static_cast<ptrdiff_t>(k) * (block.nCols + 1)] /= 1 + pTrack->fMu;
+void TakeOffDamping(int32_t blockRowNum, double mu, NormalEquations& normal) {
+  for (int32_t row = 0; row < blockRowNum; ++row) {
+    const SubMatrix* block = FindDiagonalBlock(normal, row);
+    if (block == nullptr || block->pData == nullptr) continue;
+    for (int32_t k = 0; k < std::min(block->nRows, block->nCols); ++k) {
+      block->pData[static_cast<ptrdiff_t>(k) * (block->nCols + 1)] /= 1 + mu;
     }
   }
-  const auto n = static_cast<size_t>(Unknowns.nUnknownNum);
-  WorkerPool pool(SolverThreadNum(System.ProcessorCount(), Normal.pSubMatrices));
-  BlockOperator matrix(Normal.pSubMatrices, rowPosition, Unknowns.nUnknownNum);
+}
+
+double PredictSparse(const SparseSystem& system, std::span<const double> b, std::span<const double> x,
+                     const PredictionBasis& basis) {
+  WorkerPool pool(SolverThreadNum(system.nProcessors, system.Blocks));
+  BlockOperator matrix(system.Blocks, system.RowPosition, system.nOrder);
   const BlockPreconditioner preconditioner(matrix, pool);
-  std::vector<double> r(n);
-  matrix.Multiply(x, r.data(), pool);
-  for (size_t i = 0; i < n; ++i) r[i] = Normal.pConstVector[i] - r[i];
-  if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);
-  const double squares = JudgedSquares(*this);
-  pTrack->fPredictedShare =
-      PredictedDecrease(
-          std::move(r), LimitsOf(*this, squares),
-          [&](const double* p, double* q) { matrix.Multiply(p, q, pool); },
-          [&](const double* from, double* z) {
-            pool.Run(matrix.PanelNum(), [&](int32_t panel) { preconditioner.Apply(panel, from, z); });
-          }) /
-      squares;
+  std::vector<double> r(x.size());
+  matrix.Multiply(x.data(), r.data(), pool);
+  for (size_t i = 0; i < r.size(); ++i) r[i] = b[i] - r[i];
+  if (basis.RemoveDatum) basis.RemoveDatum(r);
+  return PredictedDecrease(
+             std::move(r), LimitsOf(basis), [&](const double* p, double* q) { matrix.Multiply(p, q, pool); },
+             [&](const double* from, double* z) {
+               pool.Run(matrix.PanelNum(), [&](int32_t panel) { preconditioner.Apply(panel, from, z); });
+             }) /
+         basis.fSquares;
 }
 
 }  // namespace orvo

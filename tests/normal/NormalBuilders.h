@@ -9,7 +9,7 @@
 #include <string>
 
 #include "geometry/Rotation.h"
-#include "run/BundleAdjustment.h"
+#include "normal/NormalParts.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {
@@ -36,38 +36,28 @@ class Recording {
   std::FILE* fFile;
 };
 
+// Builders for NormalParts, and for the object of a run, whose parts bear the same names.
+
 /// Sizes of the unknowns, as preprocessing sets them.
-inline void SetLayout(CBundleAdjustment& block, int32_t layoutMode, int32_t imageNum, int32_t cameraNum) {
+template <typename Parts>
+void SetLayout(Parts& block, int32_t layoutMode, int32_t imageNum, int32_t cameraNum) {
   block.Unknowns.nLayoutMode = layoutMode;
   block.Settings.Set_EOP_Unknown = layoutMode != LayoutIop;
   block.Settings.Set_IOP_Unknown = layoutMode != LayoutEop;
   block.Images.nImageNum = block.Images.nUnknownImageNum = block.Images.nImageFileNum = imageNum;
   block.Cameras.nCameraNum = block.Cameras.nCameraFileNum = cameraNum;
-  block.Unknowns.nEopSize = 6;
-  block.Unknowns.nIopSize = 5;
-  switch (layoutMode) {
-    case LayoutEop:
-      block.Unknowns.nBlockRowNum = imageNum;
-      block.Unknowns.nUnknownNum = 6 * imageNum;
-      break;
-    case LayoutIop:
-      block.Unknowns.nBlockRowNum = cameraNum;
-      block.Unknowns.nUnknownNum = 5 * cameraNum;
-      break;
-    case LayoutMergedEopIop:
-      block.Unknowns.nBlockRowNum = imageNum;
-      block.Unknowns.nUnknownNum = 11 * imageNum;
-      break;
-    default:
-      block.Unknowns.nBlockRowNum = imageNum + cameraNum;
-      block.Unknowns.nUnknownNum = 6 * imageNum + 5 * cameraNum;
-  }
+  block.Unknowns.nEopSize = kEopSize;
+  block.Unknowns.nIopSize = kIopSize;
+  const LayoutSizes sizes = SizesOf(block.Layout().Runs(0));
+  block.Unknowns.nBlockRowNum = static_cast<int32_t>(sizes.nBlockRows);
+  block.Unknowns.nUnknownNum = static_cast<int32_t>(sizes.nUnknowns);
   block.Normal.pSubMatrixRows.assign(static_cast<size_t>(block.Unknowns.nBlockRowNum), {});
   block.Normal.pConstVector.assign(static_cast<size_t>(block.Unknowns.nUnknownNum), 0.0);
 }
 
 /// One section over all points in memory.
-inline void CloseSection(CBundleAdjustment& block) {
+template <typename Parts>
+void CloseSection(Parts& block) {
   block.Points.nObjectPointNum = std::ssize(block.Points.pObjectPoints);
   block.Points.nImagePointNum = std::ssize(block.Points.pImagePoints);
   block.Points.Sections.ObjectPoints = {{0, block.Points.nObjectPointNum - 1}};
@@ -75,8 +65,8 @@ inline void CloseSection(CBundleAdjustment& block) {
 }
 
 /// Appends a point without measurements.
-inline ObjectPointRecord& AppendPoint(CBundleAdjustment& block, double X, double Y, double Z,
-                                      int32_t type = 0) {
+template <typename Parts>
+ObjectPointRecord& AppendPoint(Parts& block, double X, double Y, double Z, int32_t type = 0) {
   ObjectPointRecord point;
   point.X = X;
   point.Y = Y;
@@ -88,8 +78,8 @@ inline ObjectPointRecord& AppendPoint(CBundleAdjustment& block, double X, double
 }
 
 /// Appends a measurement to the last point.
-inline ImagePointRecord& AppendMeasurement(CBundleAdjustment& block, int32_t image, int32_t camera, double x,
-                                           double y) {
+template <typename Parts>
+ImagePointRecord& AppendMeasurement(Parts& block, int32_t image, int32_t camera, double x, double y) {
   ImagePointRecord measurement;
   measurement.nImage = image;
   measurement.nCamera = camera;
@@ -113,7 +103,8 @@ struct BlockOptions {
 
 /// Nadir images in two strips over rough ground, measured with a noise of 2e-3 around projections without
 /// distortion.
-inline void FillBlock(CBundleAdjustment& block, BlockOptions options) {
+template <typename Parts>
+void FillBlock(Parts& block, BlockOptions options) {
   if (options.nLayoutMode == LayoutMergedEopIop) options.nCameras = options.nImages;
   SetLayout(block, options.nLayoutMode, options.nImages, options.nCameras);
   std::mt19937 random(options.nSeed);

@@ -7,7 +7,8 @@
 
 #include "geometry/OrvoMatrix.h"
 #include "normal/ImagePointPartials.h"
-#include "run/BundleAdjustment.h"
+#include "records/Records.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo::test {
 
@@ -22,9 +23,10 @@ struct SlowEquations {
   double fSumX = 0, fSumY = 0, fSquareSumX = 0, fSquareSumY = 0;
 };
 
+template <typename Parts>
 class SlowAssembly {
  public:
-  explicit SlowAssembly(const CBundleAdjustment& adjustment) : block(adjustment) {
+  explicit SlowAssembly(const Parts& parts) : block(parts) {
     result.n = block.Unknowns.nUnknownNum;
     result.N.assign(static_cast<size_t>(result.n) * static_cast<size_t>(result.n), 0.0);
     result.b.assign(static_cast<size_t>(result.n), 0.0);
@@ -156,20 +158,21 @@ class SlowAssembly {
     }
   }
 
-  const CBundleAdjustment& block;
+  const Parts& block;
   SlowEquations result;
 };
 
 /// The matrix of either form as one dense array, both triangles.
-inline std::vector<double> AsDense(const CBundleAdjustment& block) {
+template <typename Parts>
+std::vector<double> AsDense(const Parts& block) {
   const auto n = static_cast<size_t>(block.Unknowns.nUnknownNum);
   if (!block.Limits.Apply_PCG_Model)
     return {block.Normal.pDenseNormal.get(), block.Normal.pDenseNormal.get() + n * n};
   std::vector<double> dense(n * n, 0.0);
   for (const SubMatrix& subMatrix : block.Normal.pSubMatrices) {
     if (!subMatrix.pData) continue;
-    int32_t top = 0, left = 0;
-    block.GetUnknownPosition(subMatrix.nRow, subMatrix.nCol, top, left);
+    const int32_t top = block.Layout().Position(subMatrix.nRow),
+                  left = block.Layout().Position(subMatrix.nCol);
     for (int32_t r = 0; r < subMatrix.nRows; ++r) {
       for (int32_t c = 0; c < subMatrix.nCols; ++c) {
         const double value = subMatrix.pData[r * subMatrix.nCols + c];

@@ -16,20 +16,27 @@ class Accumulate : public testing::Test {
     AppendMeasurement(block, 0, 0, 0, 0);
     AppendMeasurement(block, 1, 0, 0, 0);
     CloseSection(block);
-    block.ComputeSubMatrixPosition();
+    block.FindPattern();
     target.resize(static_cast<size_t>(block.Normal.nSubMatrixNum));
   }
   Recording console;
-  CBundleAdjustment block;
+  NormalParts block;
+  int Add(const double* data, int32_t rows, int32_t cols, int32_t row, int32_t col, std::span<SubMatrix> to) {
+    return AddBlock({data, rows, cols}, row, col, block.Places(), to, block.Log);
+  }
+  int Subtract(const double* data, int32_t rows, int32_t cols, int32_t row, int32_t col,
+               std::span<SubMatrix> to) {
+    return SubtractBlock({data, rows, cols}, row, col, block.Places(), to, block.Log);
+  }
   std::vector<SubMatrix> target;
   const double source[4] = {1, 2, 3, 4};
 };
 
 TEST_F(Accumulate, FirstWriterMakesTheBlock) {
   EXPECT_EQ(target[1].pData, nullptr);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 1, target), 1);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 1, target), 1);
-  EXPECT_EQ(block.SubtractFromSubMatrix(source, 1, 1, 0, 1, target), 1);
+  EXPECT_EQ(Add(source, 2, 2, 0, 1, target), 1);
+  EXPECT_EQ(Add(source, 2, 2, 0, 1, target), 1);
+  EXPECT_EQ(Subtract(source, 1, 1, 0, 1, target), 1);
   const SubMatrix& made = target[1];
   EXPECT_EQ(made.nRow, 0);
   EXPECT_EQ(made.nCol, 1);
@@ -40,14 +47,14 @@ TEST_F(Accumulate, FirstWriterMakesTheBlock) {
 }
 
 TEST_F(Accumulate, SubtractionMayComeFirst) {
-  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 1, 1, target), 1);
+  EXPECT_EQ(Subtract(source, 2, 2, 1, 1, target), 1);
   EXPECT_EQ(std::vector<double>(target[2].pData, target[2].pData + 4), (std::vector<double>{-1, -2, -3, -4}));
 }
 
 TEST_F(Accumulate, SmallerSourceLandsInTheTopLeftCorner) {
   const std::vector<double> zeros(36, 0.0);
-  block.AddToSubMatrix(zeros.data(), 6, 6, 0, 0, target);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 0, target), 1);
+  Add(zeros.data(), 6, 6, 0, 0, target);
+  EXPECT_EQ(Add(source, 2, 2, 0, 0, target), 1);
   EXPECT_EQ(target[0].pData[0], 1);
   EXPECT_EQ(target[0].pData[1], 2);
   EXPECT_EQ(target[0].pData[6], 3);
@@ -55,28 +62,28 @@ TEST_F(Accumulate, SmallerSourceLandsInTheTopLeftCorner) {
 }
 
 TEST_F(Accumulate, LargerSourceStaysInsideTheBlock) {
-  block.AddToSubMatrix(source, 1, 1, 0, 0, target);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 0, target), 1);
+  Add(source, 1, 1, 0, 0, target);
+  EXPECT_EQ(Add(source, 2, 2, 0, 0, target), 1);
   EXPECT_EQ(target[0].pData[0], 2);
 }
 
 TEST_F(Accumulate, ResultsOfRefusedBlocks) {
   std::vector<SubMatrix> none;
-  EXPECT_EQ(block.AddToSubMatrix(nullptr, 2, 2, 0, 0, target), -1);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 0, none), -1);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 0, 3, target), -1);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 3, 3, target), -1);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 1, 0, target), 2) << "lower triangle";
-  EXPECT_EQ(block.SubtractFromSubMatrix(nullptr, 2, 2, 0, 0, target), -1);
-  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 3, 3, target), -1);
-  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 1, 0, target), 0) << "lower triangle";
+  EXPECT_EQ(Add(nullptr, 2, 2, 0, 0, target), -1);
+  EXPECT_EQ(Add(source, 2, 2, 0, 0, none), -1);
+  EXPECT_EQ(Add(source, 2, 2, 0, 3, target), -1);
+  EXPECT_EQ(Add(source, 2, 2, 3, 3, target), -1);
+  EXPECT_EQ(Add(source, 2, 2, 1, 0, target), 2) << "lower triangle";
+  EXPECT_EQ(Subtract(nullptr, 2, 2, 0, 0, target), -1);
+  EXPECT_EQ(Subtract(source, 2, 2, 3, 3, target), -1);
+  EXPECT_EQ(Subtract(source, 2, 2, 1, 0, target), 0) << "lower triangle";
   EXPECT_EQ(console.Text(), "");
 }
 
 TEST_F(Accumulate, BlockThatThePatternDoesNotHave) {
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 2, 2, target), 0);
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, -1, 2, target), 0);
-  EXPECT_EQ(block.SubtractFromSubMatrix(source, 2, 2, 2, 2, target), 0);
+  EXPECT_EQ(Add(source, 2, 2, 2, 2, target), 0);
+  EXPECT_EQ(Add(source, 2, 2, -1, 2, target), 0);
+  EXPECT_EQ(Subtract(source, 2, 2, 2, 2, target), 0);
   EXPECT_EQ(console.Text(),
             "Sub matrix ID out of range:2 2 -1!\nSub matrix ID out of range:-1 2 -1!\n"
             "Warning!Cannot find sub matrix ID\n");
@@ -84,19 +91,19 @@ TEST_F(Accumulate, BlockThatThePatternDoesNotHave) {
 
 TEST_F(Accumulate, IdBeyondTheNumberOfBlocks) {
   block.Normal.nSubMatrixNum = 2;
-  EXPECT_EQ(block.AddToSubMatrix(source, 2, 2, 1, 1, target), 0);
+  EXPECT_EQ(Add(source, 2, 2, 1, 1, target), 0);
   EXPECT_EQ(console.Text(), "Sub matrix ID out of range:1 1 2!\n");
 }
 
 TEST(AccumulateDense, AddsAndSubtractsAtThePosition) {
-  CBundleAdjustment block(NativePlatform(), nullptr);
+  NormalParts block;
   std::vector<double> target(12, 1.0);
   const double source[4] = {1, 2, 3, 4};
-  EXPECT_EQ(block.AddToDenseMatrix(source, 2, 2, 1, 2, target.data(), 3, 4), 1);
+  EXPECT_EQ(AddDense({source, 2, 2}, 1, 2, {target.data(), 3, 4}, block.Log), 1);
   EXPECT_EQ(target, (std::vector<double>{1, 1, 1, 1, 1, 1, 2, 3, 1, 1, 4, 5}));
-  EXPECT_EQ(block.SubtractFromDenseMatrix(source, 2, 2, 0, 0, target.data(), 3, 4), 1);
+  EXPECT_EQ(SubtractDense({source, 2, 2}, 0, 0, {target.data(), 3, 4}, block.Log), 1);
   EXPECT_EQ(target, (std::vector<double>{0, -1, 1, 1, -2, -3, 2, 3, 1, 1, 4, 5}));
-  EXPECT_EQ(block.AddToDenseMatrix(source, 4, 1, 8, 0, target.data(), 12, 1), 1) << "a vector";
+  EXPECT_EQ(AddDense({source, 4, 1}, 8, 0, {target.data(), 12, 1}, block.Log), 1) << "a vector";
   EXPECT_EQ(target[11], 9);
 }
 
@@ -109,20 +116,20 @@ TEST(AccumulateDense, RefusesWhatDoesNotFit) {
                       {2, 5, 0, 0, 3, 4},    {4, 2, 0, 0, 3, 4},   {2, 2, 0, 3, 3, 4}, {2, 2, 2, 0, 3, 4},
                       {2, 2, 0, most, 3, 4}, {2, 2, most, 0, 3, 4}};
   Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  NormalParts block(NativePlatform(), console.File());
   std::vector<double> target(12, 0.0), source(20, 1.0);
   for (const Row& r : rows) {
-    EXPECT_EQ(block.AddToDenseMatrix(source.data(), r.nRows, r.nCols, r.nRowStart, r.nColStart, target.data(),
-                                     r.nTargetRows, r.nTargetCols),
+    EXPECT_EQ(AddDense({source.data(), r.nRows, r.nCols}, r.nRowStart, r.nColStart,
+                       {target.data(), r.nTargetRows, r.nTargetCols}, block.Log),
               0);
-    EXPECT_EQ(block.SubtractFromDenseMatrix(source.data(), r.nRows, r.nCols, r.nRowStart, r.nColStart,
-                                            target.data(), r.nTargetRows, r.nTargetCols),
+    EXPECT_EQ(SubtractDense({source.data(), r.nRows, r.nCols}, r.nRowStart, r.nColStart,
+                            {target.data(), r.nTargetRows, r.nTargetCols}, block.Log),
               0);
   }
-  EXPECT_EQ(block.AddToDenseMatrix(nullptr, 1, 1, 0, 0, target.data(), 3, 4), 0);
-  EXPECT_EQ(block.AddToDenseMatrix(source.data(), 1, 1, 0, 0, nullptr, 3, 4), 0);
+  EXPECT_EQ(AddDense({nullptr, 1, 1}, 0, 0, {target.data(), 3, 4}, block.Log), 0);
+  EXPECT_EQ(AddDense({source.data(), 1, 1}, 0, 0, {nullptr, 3, 4}, block.Log), 0);
   EXPECT_EQ(console.Text(), "");
-  EXPECT_EQ(block.AddToDenseMatrix(source.data(), 1, 1, -1, 0, target.data(), 3, 4), 0);
+  EXPECT_EQ(AddDense({source.data(), 1, 1}, -1, 0, {target.data(), 3, 4}, block.Log), 0);
   EXPECT_EQ(console.Text(), "Error!Sub matrix out of size!\n");
   EXPECT_EQ(target, std::vector<double>(12, 0.0));
 }

@@ -18,14 +18,12 @@ struct Assembled {
 };
 
 /// The block through pattern and assembly, with `threads` assembly threads.
-Assembled Assemble(CBundleAdjustment& block, bool sparse, const ScratchFolder& folder) {
-  block.Paths.szOutputPath = folder.Path();
+Assembled Assemble(NormalParts& block, bool sparse, int32_t threads = 1) {
   block.Limits.Apply_PCG_Model = sparse;
-  EXPECT_EQ(block.ComputeSubMatrixPosition(), 1);
-  block.MakeNormalEquation();
-  std::vector<int32_t> cache(1, 0);
-  EXPECT_EQ(block.BuildNormalEquation(0, 0, cache), 1);
-  EXPECT_EQ(block.Normal.pThreadBuffers, nullptr);
+  EXPECT_EQ(block.FindPattern(), PatternOutcome::Found);
+  block.ClearMatrix();
+  block.Limits.nThreadNum = threads;
+  block.AssembleSection();
   return {AsDense(block),
           block.Normal.pConstVector,
           block.Residuals.nValidImagePointNum,
@@ -46,12 +44,10 @@ class AssemblyAgainstSlow : public testing::TestWithParam<std::tuple<int, bool, 
 TEST_P(AssemblyAgainstSlow, GivesTheSameEquations) {
   const auto [layout, sparse, threads, cameras] = GetParam();
   for (const bool gross : {false, true}) {
-    CBundleAdjustment block(MadeUpPlatform(int64_t{1} << 30, threads + 1), nullptr);
+    NormalParts block(MadeUpPlatform(int64_t{1} << 30, threads + 1));
     FillBlock(block, {.nLayoutMode = layout, .nCameras = cameras, .bGrossPoints = gross});
     const SlowEquations slow = SlowAssembly(block).Run();
-    const ScratchFolder folder;
-    const Assembled fast = Assemble(block, sparse, folder);
-    EXPECT_EQ(block.Limits.nThreadNum, threads);
+    const Assembled fast = Assemble(block, sparse, threads);
     // With all but one ray of a point at the weight 1e-6 its matrix is nearly singular, and its inverse
     // magnifies the differences between two orders of summation.
     EXPECT_LE(LargestDifference(slow, fast.N, fast.b), gross ? 1e-9 : 1e-12) << "gross points: " << gross;
@@ -82,19 +78,17 @@ INSTANTIATE_TEST_SUITE_P(Layouts, AssemblyOfLayout,
 
 TEST_P(AssemblyOfLayout, EveryInstructionSetGivesTheSameEquations) {
   for (const AssemblyKernels& kernels : UsableAssemblyKernels()) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 1));
     FillBlock(block, {.nLayoutMode = GetParam()});
     const SlowEquations slow = SlowAssembly(block).Run();
     block.Limits.Apply_PCG_Model = true;
-    ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
+    ASSERT_EQ(block.FindPattern(), PatternOutcome::Found);
     block.Limits.nThreadNum = 1;
-    std::vector<SubTask> tasks;
-    block.SplitSubTasks(0, tasks);
-    block.AllocateThreadBuffers(tasks);
+    const std::vector<SubTask> tasks = block.MakeTasks();
     ThreadBuffers& buffers = *block.Normal.pThreadBuffers;
     kernels.ByLayout[GetParam()](buffers.Input, buffers.pThreadScratch[0], buffers.pThreadOutput[0],
                                  tasks[0].nFirst, tasks[0].nLast);
-    ASSERT_EQ(block.FinishBlocks(), 1);
+    ASSERT_EQ(block.Finish(), 1);
     EXPECT_LE(LargestDifference(slow, AsDense(block), block.Normal.pConstVector), 1e-12) << kernels.szName;
     EXPECT_EQ(buffers.pThreadResiduals[0], slow.Residuals) << kernels.szName;
     EXPECT_EQ(buffers.pThreadGrossFlags[0], slow.Flags) << kernels.szName;
@@ -104,10 +98,9 @@ TEST_P(AssemblyOfLayout, EveryInstructionSetGivesTheSameEquations) {
 TEST_P(AssemblyOfLayout, DenseAndSparseFormsAreTheSameMatrix) {
   std::vector<Assembled> forms;
   for (const bool sparse : {false, true}) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 4), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 4));
     FillBlock(block, {.nLayoutMode = GetParam(), .bGrossPoints = true});
-    const ScratchFolder folder;
-    forms.push_back(Assemble(block, sparse, folder));
+    forms.push_back(Assemble(block, sparse, 3));
   }
   EXPECT_EQ(forms[0].N, forms[1].N);
   EXPECT_EQ(forms[0].b, forms[1].b);
@@ -116,10 +109,9 @@ TEST_P(AssemblyOfLayout, DenseAndSparseFormsAreTheSameMatrix) {
 TEST_P(AssemblyOfLayout, TheSameRunTwiceGivesIdenticalBytes) {
   std::vector<Assembled> runs;
   for (int run = 0; run < 2; ++run) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 6), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 6));
     FillBlock(block, {.nLayoutMode = GetParam(), .bGrossPoints = true});
-    const ScratchFolder folder;
-    runs.push_back(Assemble(block, true, folder));
+    runs.push_back(Assemble(block, true, 2));
   }
   EXPECT_EQ(0, std::memcmp(runs[0].N.data(), runs[1].N.data(), runs[0].N.size() * sizeof(double)));
   EXPECT_EQ(0, std::memcmp(runs[0].b.data(), runs[1].b.data(), runs[0].b.size() * sizeof(double)));
@@ -128,24 +120,22 @@ TEST_P(AssemblyOfLayout, TheSameRunTwiceGivesIdenticalBytes) {
 
 TEST_P(AssemblyOfLayout, SectionsAddUpToTheWhole) {
   for (const bool sparse : {false, true}) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 3), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 3));
     FillBlock(block, {.nLayoutMode = GetParam()});
     const SlowEquations slow = SlowAssembly(block).Run();
-    const ScratchFolder folder;
-    block.Paths.szOutputPath = folder.Path();
     block.Limits.Apply_PCG_Model = sparse;
-    ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
-    block.MakeNormalEquation();
+    ASSERT_EQ(block.FindPattern(), PatternOutcome::Found);
+    block.ClearMatrix();
     const std::vector<ObjectPointRecord> all = block.Points.pObjectPoints;
     const auto count = std::ssize(all);
     block.Points.Sections.ObjectPoints = {{0, 19}, {20, 69}, {70, count - 1}};
-    std::vector<int32_t> cache(3, 0);
+    block.Limits.nThreadNum = 2;
     for (int32_t section = 0; section < 3; ++section) {
       const PointSectionTable::Range range = block.Points.Sections.ObjectPoints[static_cast<size_t>(section)];
       block.Points.pObjectPoints.assign(all.begin() + range.nFirst, all.begin() + range.nLast + 1);
       // The gross test of later sections would use the figures of the first.
       block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 0.1;
-      ASSERT_EQ(block.BuildNormalEquation(0, section, cache), 1);
+      block.AssembleSection(section);
     }
     EXPECT_LE(LargestDifference(slow, AsDense(block), block.Normal.pConstVector), 1e-12);
     EXPECT_EQ(block.Residuals.nValidImagePointNum, slow.nValid);
@@ -154,17 +144,15 @@ TEST_P(AssemblyOfLayout, SectionsAddUpToTheWhole) {
 }
 
 TEST_P(AssemblyOfLayout, NextIterationStartsFromZero) {
-  CBundleAdjustment block(MadeUpPlatform(1 << 30, 3), nullptr);
+  NormalParts block(MadeUpPlatform(1 << 30, 3));
   FillBlock(block, {.nLayoutMode = GetParam()});
-  const ScratchFolder folder;
-  const Assembled first = Assemble(block, true, folder);
-  std::vector<int32_t> cache(1, 2);
+  const Assembled first = Assemble(block, true, 2);
   // Cleared in place, and released and made again.
   for (const bool release : {false, true}) {
-    if (release) block.ReleaseNormalEquation();
+    if (release) block.Normal.SubMatrixStore = ZeroedArray();
     block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 0.1;
-    block.MakeNormalEquation();
-    ASSERT_EQ(block.BuildNormalEquation(1, 0, cache), 1);
+    block.ClearMatrix();
+    block.AssembleSection();
     EXPECT_EQ(AsDense(block), first.N);
     EXPECT_EQ(block.Normal.pConstVector, first.b);
   }
@@ -172,7 +160,7 @@ TEST_P(AssemblyOfLayout, NextIterationStartsFromZero) {
 
 TEST(Assembly, PointWithMoreMeasurementsThanABatch) {
   for (const int layout : {LayoutEop, LayoutIop, LayoutMergedEopIop, LayoutEopIop}) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 1));
     FillBlock(block, {.nLayoutMode = layout, .nImages = 90, .nPoints = 20, .bOddPoints = false});
     // One point takes the measurements of all.
     block.Points.pObjectPoints.resize(1);
@@ -186,8 +174,7 @@ TEST(Assembly, PointWithMoreMeasurementsThanABatch) {
     block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 1e9;
     ASSERT_GT(block.Points.pImagePoints.size(), 64u);
     const SlowEquations slow = SlowAssembly(block).Run();
-    const ScratchFolder folder;
-    const Assembled fast = Assemble(block, true, folder);
+    const Assembled fast = Assemble(block, true, 2);
     EXPECT_LE(LargestDifference(slow, fast.N, fast.b), 1e-12) << LayoutName(layout);
   }
 }

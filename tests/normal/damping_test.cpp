@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "NormalBuilders.h"
+#include "normal/DampDiagonal.h"
 #include "normal/Damping.h"
 
 namespace orvo::test {
@@ -39,64 +40,70 @@ TEST(DampingFactor, Schedule) {
 }
 
 /// A dense matrix of ones with the diagonal 1, 2, 3 ...
-void FillDense(CBundleAdjustment& block) {
+void FillDense(NormalParts& block) {
   const auto n = static_cast<size_t>(block.Unknowns.nUnknownNum);
   block.Normal.pDenseNormal = ZeroedArray(n * n);
   std::fill_n(block.Normal.pDenseNormal.get(), n * n, 1.0);
   for (size_t k = 0; k < n; ++k) block.Normal.pDenseNormal[k * n + k] = static_cast<double>(k + 1);
 }
 
-std::vector<double> DenseDiagonal(const CBundleAdjustment& block) {
-  std::vector<double> diagonal;
-  for (int64_t k = 0; k < block.Unknowns.nUnknownNum; ++k) {
-    diagonal.push_back(block.Normal.pDenseNormal[static_cast<size_t>(k * (block.Unknowns.nUnknownNum + 1))]);
-  }
-  return diagonal;
+std::vector<double> DiagonalOf(const NormalParts& block) {
+  return DenseDiagonal(block.Normal, block.Unknowns.nUnknownNum);
 }
 
-TEST(AddDampingCoefficients, DenseFormsDampEveryDiagonalElement) {
+/// Damps either form; 1, or 0 after a message.
+int Damp(NormalParts& block, int32_t iteration) {
+  const double mu = DampingFactor(ScheduleOf(block.Settings, false), iteration);
+  const std::vector<BlockRun> runs = block.Layout().Runs(block.Images.nGroupNum);
+  if (!block.Limits.Apply_PCG_Model) {
+    DampDense(runs, mu, block.Unknowns.nUnknownNum, block.Normal);
+    return 1;
+  }
+  const DampFault fault = DampBlocks(runs, mu, block.Normal);
+  ReportDampFault(fault, block.Log);
+  return fault.What == DampFault::Of::None ? 1 : 0;
+}
+
+TEST(DampDiagonal, DenseFormsDampEveryDiagonalElement) {
   for (const int layout : {LayoutEop, LayoutIop, LayoutEopIop}) {
-    CBundleAdjustment block(NativePlatform(), nullptr);
+    NormalParts block;
     SetLayout(block, layout, 3, 2);
     FillDense(block);
     block.Settings.Damping_Coefficient = 0.5;
-    EXPECT_EQ(block.AddDampingCoefficients(0), 1);
-    const std::vector<double> diagonal = DenseDiagonal(block);
+    EXPECT_EQ(Damp(block, 0), 1);
+    const std::vector<double> diagonal = DiagonalOf(block);
     for (size_t k = 0; k < diagonal.size(); ++k) EXPECT_EQ(diagonal[k], 1.5 * static_cast<double>(k + 1));
     EXPECT_EQ(block.Normal.pDenseNormal[1], 1.0);
   }
 }
 
-TEST(AddDampingCoefficients, OverwritesTheLimitsOfTheSolver) {
-  CBundleAdjustment block(NativePlatform(), nullptr);
-  SetLayout(block, LayoutIop, 0, 1);
-  FillDense(block);
-  block.Limits.PCG_IGN_Converge_Threshold = 0.7;
-  block.Limits.Max_PCG_Iteration_Num = 5;
-  EXPECT_EQ(block.AddDampingCoefficients(0), 1);
-  EXPECT_EQ(block.Limits.PCG_IGN_Converge_Threshold, 0.1);
-  EXPECT_EQ(block.Limits.Max_PCG_Iteration_Num, 300);
+TEST(LimitsOfIteration, OverwritesTheLimitsOfTheSolver) {
+  const RunLimits limits =
+      LimitsOfIteration({.nThreadNum = 3, .Max_PCG_Iteration_Num = 5, .PCG_IGN_Converge_Threshold = 0.7});
+  EXPECT_EQ(limits.PCG_IGN_Converge_Threshold, 0.1);
+  EXPECT_EQ(limits.Max_PCG_Iteration_Num, 300);
+  EXPECT_EQ(limits.nThreadNum, 3);
 }
 
-TEST(AddDampingCoefficients, DenseMergedFormReadsSixStepsApart) {
+TEST(DampDiagonal, DenseMergedFormReadsSixStepsApart) {
   // Deliberate: the target steps by eleven, the source by six.
-  CBundleAdjustment block(NativePlatform(), nullptr);
+  NormalParts block;
   SetLayout(block, LayoutMergedEopIop, 3, 3);
   FillDense(block);
   block.Settings.Damping_Coefficient = 0.5;
-  EXPECT_EQ(block.AddDampingCoefficients(0), 1);
+  EXPECT_EQ(Damp(block, 0), 1);
   std::vector<double> expected(33);
   for (size_t k = 0; k < 33; ++k) expected[k] = static_cast<double>(k + 1);
   for (size_t i = 0; i < 3; ++i) {
     for (size_t k = 0; k < 11; ++k) expected[11 * i + k] += 0.5 * expected[6 * i + k];
   }
-  EXPECT_EQ(DenseDiagonal(block), expected);
+  EXPECT_EQ(DiagonalOf(block), expected);
   // The second image's first element reads one that the first image's pass has damped: 12 + (7 + 3.5) / 2.
   EXPECT_EQ(expected[11], 17.25);
 }
 
-TEST(AddDampingCoefficients, DenseFormDampsTheGroups) {
-  CBundleAdjustment block(NativePlatform(), nullptr);
+TEST(DampDiagonal, DenseFormDampsTheGroups) {
+  NormalParts block;
   SetLayout(block, LayoutEopIop, 2, 1);
   block.Limits.Apply_IMU_Data = true;
   block.Images.nGroupNum = 2;
@@ -104,32 +111,32 @@ TEST(AddDampingCoefficients, DenseFormDampsTheGroups) {
   block.Unknowns.nUnknownNum += 6;
   FillDense(block);
   block.Settings.Damping_Coefficient = 1;
-  EXPECT_EQ(block.AddDampingCoefficients(0), 1);
-  const std::vector<double> diagonal = DenseDiagonal(block);
+  EXPECT_EQ(Damp(block, 0), 1);
+  const std::vector<double> diagonal = DiagonalOf(block);
   for (size_t k = 0; k < diagonal.size(); ++k) EXPECT_EQ(diagonal[k], 2 * static_cast<double>(k + 1));
 }
 
-TEST(AddDampingCoefficients, OverflowingFactor) {
-  CBundleAdjustment block(NativePlatform(), nullptr);
+TEST(DampDiagonal, OverflowingFactor) {
+  NormalParts block;
   SetLayout(block, LayoutIop, 0, 1);
   FillDense(block);
   block.Normal.pDenseNormal[0] = 0;
-  EXPECT_EQ(block.AddDampingCoefficients(1000), 1);
+  EXPECT_EQ(Damp(block, 1000), 1);
   EXPECT_TRUE(std::isnan(block.Normal.pDenseNormal[0]));
   EXPECT_TRUE(std::isinf(block.Normal.pDenseNormal[6]));
 }
 
-TEST(AddDampingCoefficients, ZeroStaysZero) {
-  CBundleAdjustment block(NativePlatform(), nullptr);
+TEST(DampDiagonal, ZeroStaysZero) {
+  NormalParts block;
   SetLayout(block, LayoutIop, 0, 1);
   FillDense(block);
   block.Normal.pDenseNormal[0] = 0;
-  EXPECT_EQ(block.AddDampingCoefficients(5), 1);
+  EXPECT_EQ(Damp(block, 5), 1);
   EXPECT_EQ(block.Normal.pDenseNormal[0], 0);
 }
 
 /// Two images and one camera with all diagonal blocks, filled with ones.
-void FillSparse(CBundleAdjustment& block, int layout) {
+void FillSparse(NormalParts& block, int layout) {
   SetLayout(block, layout, 2, layout == LayoutMergedEopIop ? 2 : 1);
   block.Limits.Apply_PCG_Model = true;
   for (int32_t row = 0; row < block.Unknowns.nBlockRowNum; ++row) {
@@ -138,20 +145,18 @@ void FillSparse(CBundleAdjustment& block, int layout) {
   block.Normal.nSubMatrixNum = block.Unknowns.nBlockRowNum;
   block.Normal.pSubMatrices.resize(static_cast<size_t>(block.Normal.nSubMatrixNum));
   for (int32_t row = 0; row < block.Unknowns.nBlockRowNum; ++row) {
-    const int32_t size = layout == LayoutMergedEopIop                       ? 11
-                         : layout == LayoutIop || (layout == 3 && row == 2) ? 5
-                                                                            : 6;
+    const int32_t size = block.Layout().BlockSize(row);
     const std::vector<double> ones(static_cast<size_t>(size * size), 1.0);
-    ASSERT_EQ(block.AddToSubMatrix(ones.data(), size, size, row, row, block.Normal.pSubMatrices), 1);
+    ASSERT_EQ(block.Add(ones.data(), size, size, row, row), 1);
   }
 }
 
-TEST(AddDampingCoefficients, SparseFormsDampTheDiagonalBlocks) {
+TEST(DampDiagonal, SparseFormsDampTheDiagonalBlocks) {
   for (const int layout : {LayoutEop, LayoutIop, LayoutMergedEopIop, LayoutEopIop}) {
-    CBundleAdjustment block(NativePlatform(), nullptr);
+    NormalParts block;
     FillSparse(block, layout);
     block.Settings.Damping_Coefficient = 0.25;
-    EXPECT_EQ(block.AddDampingCoefficients(0), 1);
+    EXPECT_EQ(Damp(block, 0), 1);
     for (const SubMatrix& subMatrix : block.Normal.pSubMatrices) {
       for (int32_t r = 0; r < subMatrix.nRows; ++r) {
         for (int32_t c = 0; c < subMatrix.nCols; ++c) {
@@ -162,7 +167,7 @@ TEST(AddDampingCoefficients, SparseFormsDampTheDiagonalBlocks) {
   }
 }
 
-TEST(AddDampingCoefficients, MessagesOfTheSparseForm) {
+TEST(DampDiagonal, MessagesOfTheSparseForm) {
   struct Row {
     int nLayoutMode;
     int32_t nMissing, nNotSquare;  ///< block row without a block, or with one that is not square; -1 none
@@ -180,23 +185,21 @@ TEST(AddDampingCoefficients, MessagesOfTheSparseForm) {
   };
   for (const Row& row : rows) {
     Recording console;
-    CBundleAdjustment block(NativePlatform(), console.File());
+    NormalParts block(NativePlatform(), console.File());
     FillSparse(block, row.nLayoutMode);
     if (row.nMissing >= 0) block.Normal.pSubMatrixRows[static_cast<size_t>(row.nMissing)].vColumns.clear();
     if (row.nNotSquare >= 0) --block.Normal.pSubMatrices[static_cast<size_t>(row.nNotSquare)].nCols;
-    EXPECT_EQ(block.AddDampingCoefficients(0), 0);
+    EXPECT_EQ(Damp(block, 0), 0);
     EXPECT_EQ(console.Text(), row.szMessage);
   }
 }
 
-TEST(AddDampingCoefficients, GroupsOfTheSparseForm) {
+TEST(DampDiagonal, GroupsOfTheSparseForm) {
   for (const int kind : {0, 1, 2}) {
     const ScratchFolder folder;
     Recording console;
-    CBundleAdjustment block(NativePlatform(), console.File());
-    block.Paths.szOutputPath = folder.Path();
-    std::string path;
-    ASSERT_NE(block.OpenLogFile(path), 0);
+    NormalParts block(NativePlatform(), console.File());
+    ASSERT_TRUE(block.Log.Open(folder / "log.txt", block.System.Now()));
     FillSparse(block, LayoutEopIop);
     block.Limits.Apply_GPS_Data = true;
     block.Images.nGroupNum = 1;
@@ -207,11 +210,11 @@ TEST(AddDampingCoefficients, GroupsOfTheSparseForm) {
     block.Normal.pSubMatrices.resize(4);
     if (kind > 0) block.Normal.pSubMatrixRows[3].vColumns = {3};
     const std::vector<double> ones(9, 1.0);
-    if (kind > 0) block.AddToSubMatrix(ones.data(), 3, kind == 1 ? 3 : 2, 3, 3, block.Normal.pSubMatrices);
+    if (kind > 0) block.Add(ones.data(), 3, kind == 1 ? 3 : 2, 3, 3);
     const size_t before = console.Text().size();
-    EXPECT_EQ(block.AddDampingCoefficients(0), kind == 1 ? 1 : 0);
+    EXPECT_EQ(Damp(block, 0), kind == 1 ? 1 : 0);
     const std::string text = console.Text().substr(before);
-    block.CloseLogFile();
+    block.Log.Close();
     const std::string log = ReadFile(folder / "log.txt");
     if (kind == 0) {
       // The one line of the system that the log file does not get.
@@ -226,12 +229,12 @@ TEST(AddDampingCoefficients, GroupsOfTheSparseForm) {
   }
 }
 
-TEST(AddDampingCoefficients, SparseFormWithoutAnyBlockFails) {
+TEST(DampDiagonal, SparseFormWithoutAnyBlockFails) {
   Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  NormalParts block(NativePlatform(), console.File());
   SetLayout(block, LayoutEop, 1, 1);
   block.Limits.Apply_PCG_Model = true;
-  EXPECT_EQ(block.AddDampingCoefficients(0), 0);
+  EXPECT_EQ(Damp(block, 0), 0);
   EXPECT_EQ(console.Text(), "Error!EOP Sub Matrix 0 0 ID invalid!\n");
 }
 

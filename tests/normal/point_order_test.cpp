@@ -13,7 +13,7 @@ namespace orvo::test {
 namespace {
 
 /// A long block whose points come strip by strip, or in random order.
-void FillLongBlock(CBundleAdjustment& block, int layout, bool shuffled, int cameras = 3) {
+void FillLongBlock(NormalParts& block, int layout, bool shuffled, int cameras = 3) {
   FillBlock(
       block,
       {.nLayoutMode = layout, .nImages = 60, .nCameras = cameras, .nPoints = 900, .bGrossPoints = true});
@@ -40,7 +40,7 @@ void FillLongBlock(CBundleAdjustment& block, int layout, bool shuffled, int came
   block.Points.pImagePoints = imagePoints;
 }
 
-std::vector<int32_t> ImagesOf(const CBundleAdjustment& block, int32_t point) {
+std::vector<int32_t> ImagesOf(const NormalParts& block, int32_t point) {
   std::vector<int32_t> images;
   for (const ImagePointRecord& measurement :
        MeasurementsOf(block.Points.pObjectPoints[static_cast<size_t>(point)], block.Points.pImagePoints)) {
@@ -51,13 +51,13 @@ std::vector<int32_t> ImagesOf(const CBundleAdjustment& block, int32_t point) {
   return images;
 }
 
-int32_t LastPoint(const CBundleAdjustment& block) {
+int32_t LastPoint(const NormalParts& block) {
   return static_cast<int32_t>(block.Points.pObjectPoints.size()) - 1;
 }
 
 TEST(PointOrder, RandomPointsAreScatteredAndNeighboursAreNot) {
   for (const bool shuffled : {false, true}) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 1));
     FillLongBlock(block, LayoutEop, shuffled);
     EXPECT_EQ(IsScattered(block.Points.pObjectPoints, block.Points.pImagePoints, 0, LastPoint(block)),
               shuffled);
@@ -68,7 +68,7 @@ TEST(PointOrder, RandomPointsAreScatteredAndNeighboursAreNot) {
 }
 
 TEST(PointOrder, SortsASliceByItsImages) {
-  CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
+  NormalParts block(MadeUpPlatform(1 << 30, 1));
   FillLongBlock(block, LayoutEop, true);
   const std::vector<int32_t> order =
       OrderByImages(block.Points.pObjectPoints, block.Points.pImagePoints, block.Layout(), 100, 799);
@@ -87,7 +87,7 @@ TEST(PointOrder, SortsASliceByItsImages) {
 }
 
 TEST(PointOrder, PointsWithoutKeptImageComeLast) {
-  CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
+  NormalParts block(MadeUpPlatform(1 << 30, 1));
   SetLayout(block, LayoutEop, 2, 1);
   AppendPoint(block, 0, 0, 0);
   AppendMeasurement(block, -1, 0, 0, 0);
@@ -111,7 +111,7 @@ TEST(PointOrder, NoneWhereMeasurementsDoNotFollowEachOther) {
   };
   const Row rows[] = {{"gap", 2, 1}, {"overlap", 0, 1}, {"negative count", 1, -1}, {"beyond the end", 1, 9}};
   for (const Row& row : rows) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 1), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 1));
     SetLayout(block, LayoutEop, 2, 1);
     for (int k = 0; k < 3; ++k) {
       AppendPoint(block, 0, 0, 0);
@@ -135,18 +135,15 @@ struct Assembled {
 };
 
 /// Assembles without the residual file, in the order of the points or as the run finds it best.
-Assembled Assemble(CBundleAdjustment& block, int threads) {
+Assembled Assemble(NormalParts& block, int threads) {
   block.Limits.Apply_PCG_Model = true;
-  EXPECT_EQ(block.ComputeSubMatrixPosition(), 1);
-  block.MakeNormalEquation();
+  EXPECT_EQ(block.FindPattern(), PatternOutcome::Found);
+  block.ClearMatrix();
   block.Limits.nThreadNum = threads;
-  std::vector<SubTask> tasks;
-  block.SplitSubTasks(0, tasks);
-  block.AllocateThreadBuffers(tasks);
   Assembled run;
-  for (const SubTask& task : tasks) {
-    block.BuildNormalEquationTask(task.nThread, task.nFirst, task.nLast);
-    block.MergeThread(task.nThread);
+  for (const SubTask& task : block.MakeTasks()) {
+    AssembleTask(block.Points, task.nThread, task.nFirst, task.nLast, block.Normal);
+    MergeThread(task.nThread, threads + 1, block.Normal, block.Residuals);
     const auto k = static_cast<size_t>(task.nThread);
     const ThreadBuffers& buffers = *block.Normal.pThreadBuffers;
     run.Residuals.insert(run.Residuals.end(), buffers.pThreadResiduals[k].begin(),
@@ -154,7 +151,7 @@ Assembled Assemble(CBundleAdjustment& block, int threads) {
     run.Flags.insert(run.Flags.end(), buffers.pThreadGrossFlags[k].begin(),
                      buffers.pThreadGrossFlags[k].end());
   }
-  EXPECT_EQ(block.FinishBlocks(), 1);
+  EXPECT_EQ(block.Finish(), 1);
   run.N = AsDense(block);
   run.b = block.Normal.pConstVector;
   run.fMinX = block.Residuals.fMinResidualX;
@@ -170,7 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, RandomOrder,
 
 TEST_P(RandomOrder, GivesTheEquationsAndTheListingOfTheFile) {
   for (const int threads : {1, 3}) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, threads + 1), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, threads + 1));
     FillLongBlock(block, GetParam(), true);
     const SlowEquations slow = SlowAssembly(block).Run();
     const Assembled run = Assemble(block, threads);
@@ -186,7 +183,7 @@ TEST_P(RandomOrder, GivesTheEquationsAndTheListingOfTheFile) {
 
 TEST_P(RandomOrder, SmallestResidualInYIsThatOfTheListing) {
   for (const double start : {1e308, 0.001, -0.003}) {
-    CBundleAdjustment block(MadeUpPlatform(1 << 30, 2), nullptr);
+    NormalParts block(MadeUpPlatform(1 << 30, 2));
     FillLongBlock(block, GetParam(), true);
     const SlowEquations slow = SlowAssembly(block).Run();
     double expected = start;
@@ -202,25 +199,23 @@ TEST_P(RandomOrder, SmallestResidualInYIsThatOfTheListing) {
 }
 
 TEST_P(RandomOrder, SecondRunIsBitEqualAndUsesTheSameOrder) {
-  CBundleAdjustment block(MadeUpPlatform(1 << 30, 2), nullptr);
+  NormalParts block(MadeUpPlatform(1 << 30, 2));
   FillLongBlock(block, GetParam(), true);
   const Assembled first = Assemble(block, 1);
   const std::vector<int32_t> order = block.Normal.pPointOrders[0].vPoints;
-  block.ReleaseThreadBuffers();
-  block.ReleaseNormalEquation();
+  block.Normal.pThreadBuffers.reset();
+  block.Normal.SubMatrixStore = ZeroedArray();
   const Assembled second = Assemble(block, 1);
   EXPECT_EQ(block.Normal.pPointOrders[0].vPoints, order);
   EXPECT_EQ(first.N, second.N);
   EXPECT_EQ(first.b, second.b);
-  block.ReleaseSectionPoints();
-  EXPECT_TRUE(block.Normal.pPointOrders.empty());
 }
 
 TEST(RandomOrderOfManyCameras, GivesTheSameEquations) {
   // More cameras than have their sums side by side, in every batch.
   for (const int layout : {LayoutIop, LayoutEopIop}) {
     for (const bool shuffled : {false, true}) {
-      CBundleAdjustment block(MadeUpPlatform(1 << 30, 2), nullptr);
+      NormalParts block(MadeUpPlatform(1 << 30, 2));
       FillLongBlock(block, layout, shuffled, 60);
       const SlowEquations slow = SlowAssembly(block).Run();
       const Assembled run = Assemble(block, 1);

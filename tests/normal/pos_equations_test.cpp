@@ -7,9 +7,9 @@
 #include <ostream>
 #include <random>
 
+#include "NormalParts.h"
 #include "geometry/OrvoMatrix.h"
-#include "normal/PosObservation.h"
-#include "run/BundleAdjustment.h"
+#include "normal/PosEquations.h"
 #include "support/CapturedLog.h"
 #include "support/PosReference.h"
 
@@ -17,6 +17,7 @@ namespace orvo {
 namespace {
 
 using test::CapturedLog;
+using test::NormalParts;
 using test::PosReference;
 
 struct Case {
@@ -47,7 +48,7 @@ std::vector<Case> AllCases() {
 /// A block in memory: images with records, groups and an empty system of the chosen form.
 struct Block {
   CapturedLog log;
-  CBundleAdjustment own{NativePlatform(), log.Console()};
+  NormalParts own{NativePlatform(), log.Console()};
   int32_t nFront = 0;  ///< scalar size before the groups
   int32_t nImageSize = 6;
 
@@ -99,11 +100,11 @@ struct Block {
     own.Normal.pPosParams.resize(static_cast<size_t>(own.Images.nGroupNum * own.Unknowns.nPosSize));
     own.Normal.pSubMatrixRows.assign(static_cast<size_t>(own.Unknowns.nBlockRowNum), {});
     for (int32_t i = 0; i < own.Images.nUnknownImageNum && own.Unknowns.nLayoutMode != LayoutIop; ++i) {
-      own.AddSubMatrixPosition(i, i);
+      own.AddPosition(i, i);
       const int32_t group = own.Images.pImageGroup[static_cast<size_t>(i)];
       if (group < 0 || group >= own.Images.nGroupNum) continue;
-      own.AddSubMatrixPosition(nFirstGroupRow + group, nFirstGroupRow + group);
-      own.AddSubMatrixPosition(nFirstGroupRow + group, i);
+      own.AddPosition(nFirstGroupRow + group, nFirstGroupRow + group);
+      own.AddPosition(nFirstGroupRow + group, i);
     }
     own.Normal.nSubMatrixNum = 0;
     for (SubMatrixRow& row : own.Normal.pSubMatrixRows) {
@@ -117,6 +118,13 @@ struct Block {
     } else {
       own.Normal.pDenseNormal = ZeroedArray(n * n);
     }
+  }
+
+  void AddPos() {
+    AddPosEquations(PosModelOf(own.Limits), own.Images,
+                    {own.Layout(), own.Unknowns.nBlockRowNum, own.Unknowns.nUnknownNum,
+                     own.Limits.Apply_PCG_Model, own.Normal},
+                    own.Log);
   }
 
   int32_t ImagePosition(int32_t i) const { return nImageSize * i; }
@@ -191,7 +199,7 @@ class PosEquationsOfABlock : public ::testing::TestWithParam<Case> {};
 
 TEST_P(PosEquationsOfABlock, EqualTheMatrixForm) {
   Block block(GetParam(), 7, 2);
-  CBundleAdjustment& own = block.own;
+  NormalParts& own = block.own;
   own.Images.pImageGroup = {1, 0, -1, 0, 1, 0, 1};
   own.Images.pImageIndex = {0, -1, 1, 2, 3, -1, 4, 5, 6};
   own.Images.nImageFileNum = 9;
@@ -219,7 +227,7 @@ TEST_P(PosEquationsOfABlock, EqualTheMatrixForm) {
     Put(one.be, p, 0, b);
   }
 
-  EXPECT_EQ(own.BuildPosNormalEquation(0), 1);
+  block.AddPos();
   ExpectEqual(block.Normal(), N);
   for (int32_t i = 0; i < own.Unknowns.nUnknownNum; ++i) {
     EXPECT_NEAR(own.Normal.pConstVector[static_cast<size_t>(i)], b.data[i],
@@ -231,7 +239,7 @@ TEST_P(PosEquationsOfABlock, EqualTheMatrixForm) {
 
 TEST_P(PosEquationsOfABlock, AddToWhatTheMeasurementsMade) {
   Block block(GetParam(), 3, 1);
-  CBundleAdjustment& own = block.own;
+  NormalParts& own = block.own;
   own.Images.pImageGroup = {0, 0, 0};
   block.MakeSystem();
   FillRandomly(block, 8);
@@ -239,15 +247,15 @@ TEST_P(PosEquationsOfABlock, AddToWhatTheMeasurementsMade) {
   for (int32_t i = 0; i < 3; ++i) {
     const int32_t size = block.nImageSize, p = block.ImagePosition(i);
     if (own.Limits.Apply_PCG_Model) {
-      own.AddToSubMatrix(unit.data(), size, size, i, i, own.Normal.pSubMatrices);
+      own.Add(unit.data(), size, size, i, i);
     } else {
-      own.AddToDenseMatrix(unit.data(), size, size, p, p, own.Normal.pDenseNormal.get(),
-                           own.Unknowns.nUnknownNum, own.Unknowns.nUnknownNum);
+      AddDense({unit.data(), size, size}, p, p,
+               {own.Normal.pDenseNormal.get(), own.Unknowns.nUnknownNum, own.Unknowns.nUnknownNum}, own.Log);
     }
     own.Normal.pConstVector[static_cast<size_t>(p)] = 5;
   }
   const COrvoMatrix before = block.Normal();
-  own.BuildPosNormalEquation(3);
+  block.AddPos();
   const COrvoMatrix added = COrvoMatrix::Subtract(block.Normal(), before);
   for (int32_t i = 0; i < 3; ++i) {
     const PosReference one(block.Model(), own.Images.pEop[static_cast<size_t>(i)],
@@ -263,13 +271,13 @@ TEST_P(PosEquationsOfABlock, AddToWhatTheMeasurementsMade) {
 TEST_P(PosEquationsOfABlock, ParametersThatNothingObservesAreHeld) {
   // Group 1 has no record; in group 0 every time is 0.
   Block block(GetParam(), 4, 2);
-  CBundleAdjustment& own = block.own;
+  NormalParts& own = block.own;
   own.Images.pImageGroup = {0, 0, 1, 1};
   block.MakeSystem();
   FillRandomly(block, 12);
   for (EopRecord& image : own.Images.pEop) image.fTime = 0;
   own.Images.pPos[2].nStatus = own.Images.pPos[3].nStatus = kPosNotObserved;
-  own.BuildPosNormalEquation(0);
+  block.AddPos();
   const COrvoMatrix N = block.Normal();
   const int32_t rows = 3 * own.Limits.Apply_GPS_Data + 3 * own.Limits.Apply_IMU_Data;
   for (int32_t group = 0; group < 2; ++group) {
@@ -290,11 +298,11 @@ TEST_P(PosEquationsOfABlock, ParametersThatNothingObservesAreHeld) {
 
 TEST_P(PosEquationsOfABlock, GroupsOutOfRangeAreReportedAndAddNothing) {
   Block block(GetParam(), 2, 1);
-  CBundleAdjustment& own = block.own;
+  NormalParts& own = block.own;
   own.Images.pImageGroup = {0, 3};
   block.MakeSystem();
   FillRandomly(block, 1);
-  EXPECT_EQ(own.BuildPosNormalEquation(0), 1);
+  block.AddPos();
   std::string expected;
   const int32_t first = 3 * own.Unknowns.nPosSize;
   if (own.Limits.Correct_Const_Error && own.Limits.Apply_GPS_Data) {
@@ -325,7 +333,7 @@ TEST(PosEquations, InTheLayoutOfCamerasNothingIsAdded) {
     block.own.Images.pImageGroup = {0, 1, 0};
     block.MakeSystem();
     FillRandomly(block, 1);
-    EXPECT_EQ(block.own.BuildPosNormalEquation(0), 1);
+    block.AddPos();
     const COrvoMatrix N = block.Normal();
     EXPECT_TRUE(std::all_of(N.data, N.data + N.rows * N.cols, [](double value) { return value == 0; }));
     EXPECT_EQ(block.log.Text(), "");
@@ -339,9 +347,8 @@ TEST(PosEquations, ABlockThatPointsNeverReachedTakesItsFullSize) {
     block.own.Images.pImageGroup = {0, 0};
     block.MakeSystem();
     FillRandomly(block, 1);
-    block.own.BuildPosNormalEquation(0);
-    const SubMatrix& image =
-        block.own.Normal.pSubMatrices[static_cast<size_t>(block.own.GetSubMatrixId(0, 0))];
+    block.AddPos();
+    const SubMatrix& image = block.own.Normal.pSubMatrices[static_cast<size_t>(block.own.Id(0, 0))];
     EXPECT_EQ(image.nRows, block.nImageSize);
     EXPECT_EQ(image.nCols, block.nImageSize);
   }
@@ -355,7 +362,7 @@ TEST(PosEquations, AnImageWithoutADiagonalBlockIsReportedAndTheRestGoesOn) {
   block.own.Normal.pSubMatrixRows[1].nFirstId = 1;
   block.own.Normal.pSubMatrixRows[2].nFirstId = 3;
   FillRandomly(block, 1);
-  EXPECT_EQ(block.own.BuildPosNormalEquation(0), 1);
+  block.AddPos();
   EXPECT_EQ(block.log.Text(), "Sub matrix ID out of range:0 0 -1!\n");
   EXPECT_DOUBLE_EQ(block.own.Normal.pSubMatrices[3].pData[0], 0.6);
 }
@@ -373,7 +380,7 @@ struct DriftingBlock {
   DriftingBlock(const Case& c, double prior, double noise, unsigned seed) : block(c, 24, 2), fPrior(prior) {
     std::mt19937 random(seed);
     std::normal_distribution<double> normal(0, 1);
-    CBundleAdjustment& own = block.own;
+    NormalParts& own = block.own;
     for (int32_t i = 0; i < 24; ++i) own.Images.pImageGroup[static_cast<size_t>(i)] = i / 12;
     block.MakeSystem();
     const int32_t rows = 3 * c.bGps + 3 * c.bImu;
@@ -417,11 +424,11 @@ struct DriftingBlock {
 
   /// One step of the iteration; the inverse of its matrix.
   COrvoMatrix Step() {
-    CBundleAdjustment& own = block.own;
+    NormalParts& own = block.own;
     const int32_t n = own.Unknowns.nUnknownNum;
     std::fill_n(own.Normal.pDenseNormal.get(), n * n, 0.0);
     std::fill(own.Normal.pConstVector.begin(), own.Normal.pConstVector.end(), 0.0);
-    own.BuildPosNormalEquation(0);
+    block.AddPos();
     for (size_t i = 0; i < 24; ++i) {
       const EopRecord &is = own.Images.pEop[i], &known = vTruth[i];
       const double difference[6] = {known.X - is.X,       known.Y - is.Y,           known.Z - is.Z,

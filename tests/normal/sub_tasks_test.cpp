@@ -76,14 +76,12 @@ TEST(SlicePoints, WorkDoesNotOverflow) {
   EXPECT_EQ(Lasts(SlicePoints(points, 2)), (std::vector<int32_t>{2, 3}));
 }
 
-TEST(SplitSubTasks, RecordsAndLine) {
+TEST(SplitPoints, RecordsAndLine) {
   Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  NormalParts block(NativePlatform(), console.File());
   block.Points.pObjectPoints = PointsWith({2, 2, 2, 3});
   block.Points.Sections.ObjectPoints = {{0, 99}, {100, 103}};
-  block.Limits.nThreadNum = 2;
-  std::vector<SubTask> tasks;
-  EXPECT_EQ(block.SplitSubTasks(1, tasks), 1);
+  const std::vector<SubTask> tasks = SplitPoints(block.Points, 1, 2, 2, block.Log);
   ASSERT_EQ(tasks.size(), 2u);
   EXPECT_EQ(tasks[0].nFirst, 0);
   EXPECT_EQ(tasks[0].nLast, 2);
@@ -96,13 +94,11 @@ TEST(SplitSubTasks, RecordsAndLine) {
   EXPECT_EQ(console.Text(), "Sub task 0: 100/0 102/5 4/9 18/30\nSub task 1: 103/6 103/8 4/9 12/30\n");
 }
 
-TEST(SplitSubTasks, TaskWithoutPointsHasNoImagePoints) {
-  CBundleAdjustment block(NativePlatform(), nullptr);
+TEST(SplitPoints, TaskWithoutPointsHasNoImagePoints) {
+  NormalParts block;
   block.Points.pObjectPoints = PointsWith({1, 9});
   block.Points.Sections.ObjectPoints = {{0, 1}};
-  block.Limits.nThreadNum = 3;
-  std::vector<SubTask> tasks;
-  EXPECT_EQ(block.SplitSubTasks(0, tasks), 1);
+  const std::vector<SubTask> tasks = SplitPoints(block.Points, 0, 3, 2, block.Log);
   ASSERT_EQ(tasks.size(), 3u);
   EXPECT_EQ(tasks[0].nImagePointNum, 10);
   for (size_t k = 1; k < 3; ++k) {
@@ -111,23 +107,21 @@ TEST(SplitSubTasks, TaskWithoutPointsHasNoImagePoints) {
   }
 }
 
-TEST(SplitSubTasks, LineShowsTheWorkInThirtyTwoBits) {
+TEST(SplitPoints, LineShowsTheWorkInThirtyTwoBits) {
   Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  NormalParts block(NativePlatform(), console.File());
   block.Points.pObjectPoints = PointsWith({65536});
   block.Points.Sections.ObjectPoints = {{0, 0}};
-  block.Limits.nThreadNum = 1;
-  std::vector<SubTask> tasks;
-  block.SplitSubTasks(0, tasks);
+  SplitPoints(block.Points, 0, 1, 2, block.Log);
   EXPECT_EQ(console.Text(), "Sub task 0: 0/0 0/65535 1/65536 65536/65536\n");
 }
 
 /// Doubles of the blocks that a slice touches, counted pair by pair.
-int64_t LiteralCount(const CBundleAdjustment& block, const PointSlice& slice) {
+int64_t LiteralCount(const NormalParts& block, const PointSlice& slice) {
   std::vector<int> flags(static_cast<size_t>(block.Normal.nSubMatrixNum), 0);
   const int32_t off = block.Unknowns.nLayoutMode == LayoutEopIop ? block.Images.nUnknownImageNum : 0;
   const auto flag = [&](int32_t row, int32_t column, int value) {
-    const int32_t id = block.GetSubMatrixId(row, column);
+    const int32_t id = block.Id(row, column);
     if (id >= 0) flags[static_cast<size_t>(id)] = value;
   };
   for (int32_t p = slice.nFirst; p <= slice.nLast; ++p) {
@@ -164,7 +158,7 @@ std::string Megabytes(const char* text, double bytes) {
 class MemoryPlan : public testing::TestWithParam<int> {
  protected:
   /// Bytes of each slice that the plan counts.
-  static std::vector<double> SliceBytes(const CBundleAdjustment& block, int32_t threads) {
+  static std::vector<double> SliceBytes(const NormalParts& block, int32_t threads) {
     std::vector<double> bytes;
     for (const PointSlice& slice : SlicePoints(block.Points.pObjectPoints, threads)) {
       bytes.push_back(static_cast<double>((LiteralCount(block, slice) + 2 * block.Normal.nSubMatrixNum) * 8));
@@ -176,6 +170,12 @@ class MemoryPlan : public testing::TestWithParam<int> {
     for (size_t k = from; k < values.size(); ++k) sum += values[k];
     return sum;
   }
+  /// Of three planned threads; 0 when none fits.
+  static int32_t FitOfThree(NormalParts& block, int32_t section) {
+    return FitThreadNum({section, block.Points.InMemory(section), block.Points.pImagePoints, block.Layout(),
+                         block.Normal.pSubMatrixRows, block.Normal.nSubMatrixNum},
+                        3, block.System, block.Log);
+  }
   static int64_t FreeFor(double bytes) { return static_cast<int64_t>(bytes / 0.8999999761581421) + 1; }
 };
 INSTANTIATE_TEST_SUITE_P(Layouts, MemoryPlan,
@@ -184,16 +184,14 @@ INSTANTIATE_TEST_SUITE_P(Layouts, MemoryPlan,
 TEST_P(MemoryPlan, ThreadNumberStandsWhereEverySliceFits) {
   for (const bool sparse : {true, false}) {
     Recording console;
-    CBundleAdjustment block(NativePlatform(), console.File());
+    NormalParts block(NativePlatform(), console.File());
     FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
-    block.ComputeSubMatrixPosition();
+    block.FindPattern();
     block.Limits.Apply_PCG_Model = sparse;  // The plan counts blocks in both forms.
     const double total = Sum(SliceBytes(block, 3), 0);
     const int64_t free = FreeFor(total);
     block.System = MadeUpPlatform(free, 4);
-    block.Limits.nThreadNum = 3;
-    EXPECT_EQ(block.ComputeMultithreadMemory(0), 1);
-    EXPECT_EQ(block.Limits.nThreadNum, 3);
+    EXPECT_EQ(FitOfThree(block, 0), 3);
     EXPECT_EQ(console.Text(), Megabytes("Total memory requirement for sparse normal matrix", total) +
                                   Megabytes("Cuurent available memory",
                                             static_cast<double>(static_cast<float>(free) * 0.9f)));
@@ -202,15 +200,13 @@ TEST_P(MemoryPlan, ThreadNumberStandsWhereEverySliceFits) {
 
 TEST_P(MemoryPlan, FewerThreadsWhereTheMemoryIsShort) {
   Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  NormalParts block(NativePlatform(), console.File());
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
-  block.ComputeSubMatrixPosition();
+  block.FindPattern();
   const double two = Sum(SliceBytes(block, 2), 0), three = Sum(SliceBytes(block, 3), 0);
   ASSERT_LT(two, three);
   block.System = MadeUpPlatform(FreeFor(two), 4);
-  block.Limits.nThreadNum = 3;
-  EXPECT_EQ(block.ComputeMultithreadMemory(0), 0);
-  EXPECT_EQ(block.Limits.nThreadNum, 2);
+  EXPECT_EQ(FitOfThree(block, 0), 2);
   const std::string available =
       Megabytes("Cuurent available memory", static_cast<double>(static_cast<float>(FreeFor(two)) * 0.9f));
   EXPECT_EQ(console.Text(), Megabytes("Total memory requirement for sparse normal matrix", three) +
@@ -220,26 +216,23 @@ TEST_P(MemoryPlan, FewerThreadsWhereTheMemoryIsShort) {
 }
 
 TEST_P(MemoryPlan, LaterSectionsDoNotCountThreadZero) {
-  CBundleAdjustment block(NativePlatform(), nullptr);
+  NormalParts block;
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
-  block.ComputeSubMatrixPosition();
+  block.FindPattern();
   block.Points.Sections.ObjectPoints.push_back(block.Points.Sections.ObjectPoints[0]);
   const std::vector<double> bytes = SliceBytes(block, 3);
   block.System = MadeUpPlatform(FreeFor(Sum(bytes, 1)), 4);
-  block.Limits.nThreadNum = 3;
-  EXPECT_EQ(block.ComputeMultithreadMemory(1), 1);
-  block.Limits.nThreadNum = 3;
-  EXPECT_NE(block.ComputeMultithreadMemory(0), 1);
+  EXPECT_EQ(FitOfThree(block, 1), 3);
+  EXPECT_LT(FitOfThree(block, 0), 3);
 }
 
 TEST_P(MemoryPlan, NoThreadNumberFits) {
   Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  NormalParts block(NativePlatform(), console.File());
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
-  block.ComputeSubMatrixPosition();
+  block.FindPattern();
   block.System = MadeUpPlatform(1000, 4);
-  block.Limits.nThreadNum = 3;
-  EXPECT_EQ(block.ComputeMultithreadMemory(0), -1);
+  EXPECT_EQ(FitOfThree(block, 0), 0);
   EXPECT_EQ(console.Text(), "Not enough memory for sparse normal matrix!\n");
 }
 

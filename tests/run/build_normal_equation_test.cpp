@@ -2,10 +2,11 @@
 
 #include <cmath>
 
-#include "NormalBuilders.h"
-#include "SlowAssembly.h"
 #include "normal/BlockStore.h"
+#include "normal/NormalBuilders.h"
+#include "normal/SlowAssembly.h"
 #include "normal/ThreadBuffers.h"
+#include "run/BundleAdjustment.h"
 
 namespace orvo::test {
 namespace {
@@ -102,7 +103,7 @@ TEST_F(SimpleBlock, CheckPointIsEliminatedWithWeightOneAndNeverGross) {
   block->Residuals.fRmsResidualX = block->Residuals.fRmsResidualY = 1e-6;
   const ThreadBuffers& buffers = BuildTask();
   EXPECT_EQ(buffers.pThreadGrossFlags[0], (std::vector<int32_t>{0, 0, 0}));
-  ASSERT_EQ(block->FinishBlocks(), 1);
+  ASSERT_EQ(FinishBlocks(block->Layout(), block->Unknowns.nUnknownNum, false, block->Normal, block->Log), 1);
   EXPECT_LE(LargestDifference(asTiePoint, AsDense(*block), block->Normal.pConstVector), 1e-12);
 }
 
@@ -189,7 +190,7 @@ TEST_F(SimpleBlock, MeasurementsThatTakeNoPartKeepTheirPlaceInTheListing) {
   residuals[2] = 0.5f;
   residuals[3] = 0.25f;
   EXPECT_EQ(buffers.pThreadResiduals[0], residuals);
-  ASSERT_EQ(block->FinishBlocks(), 1);
+  ASSERT_EQ(FinishBlocks(block->Layout(), block->Unknowns.nUnknownNum, false, block->Normal, block->Log), 1);
   EXPECT_DOUBLE_EQ(N(0, 0), 100);
   for (int32_t k = 0; k < 36; ++k) EXPECT_TRUE(std::isfinite(block->Normal.pDenseNormal[k]));
 }

@@ -2,7 +2,8 @@
 
 #include <cmath>
 
-#include "NormalBuilders.h"
+#include "normal/NormalBuilders.h"
+#include "run/BundleAdjustment.h"
 
 namespace orvo::test {
 namespace {
