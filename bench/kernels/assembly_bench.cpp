@@ -7,7 +7,7 @@
 #include "kernels/LoadedBlock.h"
 #include "normal/AssemblyKernel.h"
 #include "normal/BlockStore.h"
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo::bench {
 namespace {

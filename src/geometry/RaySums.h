@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "geometry/CameraModel.h"
+#include "geometry/camera/CameraModel.h"
 #include "geometry/Intersection.h"
 
 namespace orvo {

@@ -7,7 +7,7 @@
 #include "base/simd/InstructionSet.h"
 #include "normal/AssemblyScratch.h"
 #include "normal/BlockIndex.h"
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 #include "records/Records.h"
 #include "records/UnknownLayout.h"
 

@@ -5,7 +5,7 @@
 #include "base/simd/VectorLanes.h"
 #include "normal/AssemblyForms.h"
 #include "normal/AssemblyKernel.h"
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo {
 namespace {

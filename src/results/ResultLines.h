@@ -7,7 +7,7 @@
 #include "base/TextReader.h"
 #include "block/ProjectText.h"
 #include "records/Records.h"
-#include "results/ListingResidual.h"
+#include "geometry/camera/ListingResidual.h"
 
 namespace orvo {
 

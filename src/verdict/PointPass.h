@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "geometry/CameraModel.h"
+#include "geometry/camera/CameraModel.h"
 #include "geometry/Intersection.h"
 #include "records/Records.h"
 #include "verdict/Connectivity.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "geometry/CameraModel.h"
+#include "geometry/camera/CameraModel.h"
 #include "geometry/Rotation.h"
 #include "records/Records.h"
 #include "run/BundleAdjustment.h"

@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "geometry/CameraModel.h"
+#include "geometry/camera/CameraModel.h"
 #include "geometry/GeometryBuilders.h"
 #include "geometry/OrvoMatrix.h"
 

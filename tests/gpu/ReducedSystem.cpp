@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "gpu/kernels/RayModel.h"
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo::test {
 namespace {

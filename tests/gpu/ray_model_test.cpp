@@ -6,7 +6,7 @@
 #include "gpu/KernelBlocks.h"
 #include "gpu/kernels/PointFinish.h"
 #include "gpu/kernels/RayModel.h"
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo::test {
 namespace {

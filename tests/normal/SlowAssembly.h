@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "geometry/OrvoMatrix.h"
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 #include "records/Records.h"
 #include "records/UnknownLayout.h"
 

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "geometry/Rotation.h"
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo {
 namespace {

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "geometry/Intersection.h"
-#include "results/ListingResidual.h"
+#include "geometry/camera/ListingResidual.h"
 #include "results/Print.h"
 #include "results/SlowModel.h"
 #include "results/TinyBlock.h"

@@ -10,7 +10,7 @@
 namespace orvo::gpu {
 
 /// Device addresses. The literal kernels use the arrays as told here; what the fast kernels make of the same
-/// bytes is told in kernels/FastLayout.h.
+/// bytes is told in fast/FastLayout.h.
 struct DeviceArrays {
   // Of one GPU section.
   GpuPara* cupPara = nullptr;

@@ -2,6 +2,7 @@
 // Part of what each instruction set compiles for itself: see FastPassBody.cpp.
 #pragma once
 
+#include "gpu/kernels/fast/FastBlocks.h"
 #include "gpu/kernels/fast/passes/FastRayLanes.h"
 
 namespace orvo::gpu {

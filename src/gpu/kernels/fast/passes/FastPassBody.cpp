@@ -1,6 +1,7 @@
 // Body of the passes of the fast kernels. Each instruction set compiles its own copy, so nothing in here may
 // be shared between translation units: everything stands in an unnamed namespace, what is called from outside
 // is always inlined, and no library template is used.
+#include "gpu/kernels/fast/passes/FastCouplingPasses.h"
 #include "gpu/kernels/fast/passes/FastImagePasses.h"
 #include "gpu/kernels/fast/passes/FastPointPasses.h"
 

@@ -2,13 +2,17 @@
 // Part of what each instruction set compiles for itself: see FastPassBody.cpp.
 #pragma once
 
+#include "base/simd/FloatLanes.h"
 #include "gpu/kernels/fast/FastRay.h"
-#include "gpu/kernels/fast/passes/FastLanes.h"
 #include "gpu/kernels/fast/passes/FastPasses.h"
 #include "records/UnknownLayout.h"
 
 namespace orvo::gpu {
 namespace {
+
+/// Sums over rays run in so many lanes with every instruction set, so that all of them give the same numbers.
+constexpr int kSumLanes = 16;
+constexpr int kParts = kSumLanes / kLanes;
 
 constexpr bool HasImages(int layout) { return layout != LayoutIop; }
 constexpr bool HasInner(int layout) { return layout != LayoutEop; }

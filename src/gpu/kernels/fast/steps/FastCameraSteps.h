@@ -2,6 +2,7 @@
 // section are summed first, then the stretches in their order.
 #pragma once
 
+#include "gpu/kernels/fast/FastBlocks.h"
 #include "gpu/kernels/fast/steps/FastImageSteps.h"
 #include "gpu/kernels/fast/steps/FastStep.h"
 

@@ -2,6 +2,7 @@
 // in memory, and their sums are added as a tree.
 #pragma once
 
+#include "gpu/kernels/fast/FastBlocks.h"
 #include "gpu/kernels/fast/steps/FastPointSteps.h"
 #include "gpu/kernels/fast/steps/FastStep.h"
 

@@ -1,4 +1,4 @@
-#include "normal/ImagePointPartials.h"
+#include "geometry/camera/ImagePointPartials.h"
 
 #include <algorithm>
 #include <cmath>

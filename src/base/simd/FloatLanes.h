@@ -1,6 +1,6 @@
-// Floats in vector registers for the fast kernels, kLanes rays side by side. Part of the kernels that are
-// compiled for several instruction sets: everything stands in an unnamed namespace, so that no copy is shared
-// between them.
+// Floats in vector registers, kLanes of them side by side; doubles are in VectorLanes.h. Part of kernels that
+// are compiled for several instruction sets: everything stands in an unnamed namespace, so that no copy is
+// shared between them.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,10 @@
 
 #include "base/simd/Registers.h"
 
-namespace orvo::gpu {
+namespace orvo {
 namespace {
 
 constexpr int kLanes = kRegisterBytes / sizeof(float);
-
-/// Sums over rays run in so many lanes with every instruction set, so that all of them give the same numbers.
-constexpr int kSumLanes = 16;
-constexpr int kParts = kSumLanes / kLanes;
 
 using Quad [[gnu::vector_size(16)]] = float;
 using Floats [[gnu::vector_size(kRegisterBytes)]] = float;
@@ -200,4 +196,4 @@ template <class RowOf>
 }
 
 }  // namespace
-}  // namespace orvo::gpu
+}  // namespace orvo
