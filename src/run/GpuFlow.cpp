@@ -1,7 +1,7 @@
 // The flow around the device path.
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
-#include "verdict/VerdictOfRun.h"
+#include "run/RunVerdict.h"
 
 namespace orvo {
 

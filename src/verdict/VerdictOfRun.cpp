@@ -222,13 +222,7 @@ void FillImages(const CBundleAdjustment& run, VerdictFigures& figures) {
 }  // namespace
 
 DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run) {
-  DecreaseBasis basis;
-  basis.bInexact = run.Limits.Apply_PCG_Model || run.Limits.Apply_GPU;
-  if (run.Unknowns.nLayoutMode == LayoutMergedEopIop)
-    basis.nOwnCameraUnknowns = int64_t{5} * run.Images.nUnknownImageNum;
-  basis.nRedundancy =
-      2 * run.Points.nImagePointNum - 3 * run.Points.nObjectPointNum - run.Unknowns.nUnknownNum;
-  return basis;
+  return DecreaseBasisOf(run.Limits, run.Unknowns, run.Images, run.Points);
 }
 
 void JudgeFailure(CBundleAdjustment& run) {
