@@ -13,15 +13,22 @@
 namespace orvo {
 namespace {
 
-PointPassInput InputOf(const CBundleAdjustment& run) {
+/// `unit`: of the statistics, in working image units.
+PointPassInput InputOf(const CBundleAdjustment& run, double unit = 1) {
   const double floor = VerdictLimits().fRmseFloor * run.Settings.Image_Coor_Scale;
   PointPassInput input;
   input.Eop = run.Images.Kept();
   input.Iop = run.Cameras.Usable();
   // Where nearly nothing is left, what little is left is no blunder.
-  input.fGrossX = run.Settings.Gross_Point_Threshold * std::max(run.Residuals.fRmsResidualX, floor);
-  input.fGrossY = run.Settings.Gross_Point_Threshold * std::max(run.Residuals.fRmsResidualY, floor);
+  input.fGrossX = run.Settings.Gross_Point_Threshold * std::max(run.Residuals.fRmsResidualX / unit, floor);
+  input.fGrossY = run.Settings.Gross_Point_Threshold * std::max(run.Residuals.fRmsResidualY / unit, floor);
   return input;
+}
+
+/// A run without adjustment leaves nothing out: its limits are the figures in file units, far beyond any
+/// residual.
+PointPassInput InputWithoutAdjustment(const CBundleAdjustment& run) {
+  return InputOf(run, run.Settings.Image_Coor_Scale);
 }
 
 /// Calls take(points) for the points of each section; what they measure is in pImagePoints.
@@ -161,13 +168,13 @@ void NoteHeights(CBundleAdjustment& run) {
 void JudgeSectionPoints(CBundleAdjustment& run, std::span<const ObjectPointRecord> points) {
   if (!run.pTrack || (!run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation)) return;
   RunTrack& track = *run.pTrack;
-  if (!track.Pass) track.Pass.emplace(InputOf(run), run.System.ProcessorCount());
+  if (!track.Pass) track.Pass.emplace(InputWithoutAdjustment(run), run.System.ProcessorCount());
   track.Pass->Add(points, run.Points.pImagePoints);
 }
 
 void JudgeTextPoints(CBundleAdjustment& run) {
   if (run.pTrack->Pass || !run.Paths.szOvtPath.empty()) return;
-  run.pTrack->Pass.emplace(InputOf(run), run.System.ProcessorCount());
+  run.pTrack->Pass.emplace(InputWithoutAdjustment(run), run.System.ProcessorCount());
   PassOverTextProject(run);
 }
 
