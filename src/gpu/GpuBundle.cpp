@@ -5,10 +5,10 @@
 
 #include "base/MemoryPurpose.h"
 #include "geometry/OrvoMatrix.h"
+#include "run/RunVerdict.h"
 #include "solver/PredictedDecrease.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
-#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace gpu {

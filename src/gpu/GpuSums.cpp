@@ -7,7 +7,7 @@
 #include "gpu/kernels/fast/FastLayout.h"
 #include "results/GpuResidualLines.h"
 #include "run/InputGate.h"
-#include "verdict/VerdictOfRun.h"
+#include "run/RunVerdict.h"
 
 namespace orvo::gpu {
 namespace {

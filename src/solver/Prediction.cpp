@@ -5,6 +5,7 @@
 #include "base/WorkerPool.h"
 #include "geometry/OrvoMatrix.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunVerdict.h"
 #include "solver/BlockInverse.h"
 #include "solver/BlockOperator.h"
 #include "solver/Cholesky.h"
@@ -13,7 +14,6 @@
 #include "solver/SolverThreads.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
-#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
