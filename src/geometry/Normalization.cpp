@@ -1,9 +1,9 @@
-// Shift and scale of all object coordinates to numbers of a fixed size, and back.
+#include "geometry/Normalization.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-
-#include "run/BundleAdjustment.h"
+#include <span>
 
 namespace orvo {
 namespace {
@@ -57,12 +57,12 @@ void NormalizeGcpInMemory(std::span<ObjectPointRecord> points, std::span<const O
 
 }  // namespace
 
-int CBundleAdjustment::ComputeNormalization() {
+void ComputeNormalization(const ImageTable& images, ObjectFrame& frame) {
   double least[3] = {1e308, 1e308, 1e308}, greatest[3] = {-1e308, -1e308, -1e308};
-  for (const EopRecord& eop : Images.Kept()) {
+  for (const EopRecord& eop : images.Kept()) {
     const double position[3] = {eop.X, eop.Y, eop.Z};
     for (int i = 0; i < 3; ++i) {
-      Frame.dCoorMean[i] += position[i];
+      frame.dCoorMean[i] += position[i];
       if (position[i] > greatest[i]) greatest[i] = position[i];
       if (position[i] < least[i]) least[i] = position[i];
     }
@@ -73,56 +73,55 @@ int CBundleAdjustment::ComputeNormalization() {
   }
   // A block without extent is shifted only; nothing could be divided by its size.
   const double scale = kNormalizedExtent / extent;
-  Frame.dCoorScale = extent > 0.0 && std::isfinite(extent) && std::isfinite(scale) ? scale : 1.0;
-  for (double& mean : Frame.dCoorMean) {
-    mean /= Images.nImageNum;
+  frame.dCoorScale = extent > 0.0 && std::isfinite(extent) && std::isfinite(scale) ? scale : 1.0;
+  for (double& mean : frame.dCoorMean) {
+    mean /= images.nImageNum;
     if (!std::isfinite(mean)) mean = 0.0;
   }
-  return 1;
 }
 
-int CBundleAdjustment::NormalizeData() {
-  if (!Limits.Coor_Normalization) return 0;
-  if (Frame.dCoorScale > 0.9 && std::fabs(Frame.dCoorMean[0]) < 1e-5 &&
-      std::fabs(Frame.dCoorMean[1]) < 1e-5 && std::fabs(Frame.dCoorMean[2]) < 1e-5) {
+bool NormalizeData(const RunLimits& limits, ImageTable& images, PointStore& points, ObjectFrame& frame) {
+  if (!limits.Coor_Normalization) return false;
+  if (frame.dCoorScale > 0.9 && std::fabs(frame.dCoorMean[0]) < 1e-5 &&
+      std::fabs(frame.dCoorMean[1]) < 1e-5 && std::fabs(frame.dCoorMean[2]) < 1e-5) {
     // The data stands for normalised as it is. What is divided by the scale later must not change it either.
-    Frame.dCoorScale = 1.0;
-    std::fill_n(Frame.dCoorMean, 3, 0.0);
-    return 0;
+    frame.dCoorScale = 1.0;
+    std::fill_n(frame.dCoorMean, 3, 0.0);
+    return false;
   }
-  const Normalization normalization{Frame.dCoorMean, Frame.dCoorScale};
-  Frame.bNormalized = true;
-  for (int32_t i = 0; i < Images.nImageNum; ++i) normalization.Apply(Images.pEop[static_cast<size_t>(i)]);
-  for (ObjectPointRecord& point : Points.pGcpTable) normalization.Apply(point);
+  const Normalization normalization{frame.dCoorMean, frame.dCoorScale};
+  frame.bNormalized = true;
+  for (int32_t i = 0; i < images.nImageNum; ++i) normalization.Apply(images.pEop[static_cast<size_t>(i)]);
+  for (ObjectPointRecord& point : points.pGcpTable) normalization.Apply(point);
   const auto inMemory = static_cast<size_t>(
-      std::clamp<int64_t>(Points.nObjectPointNum, 0, static_cast<int64_t>(Points.pObjectPoints.size())));
-  NormalizeGcpInMemory(std::span(Points.pObjectPoints).first(inMemory), Points.pGcpTable, normalization);
-  if (Limits.Apply_GPS_Data) {
-    for (PosRecord& pos : Images.pPos) normalization.Apply(pos);
+      std::clamp<int64_t>(points.nObjectPointNum, 0, static_cast<int64_t>(points.pObjectPoints.size())));
+  NormalizeGcpInMemory(std::span(points.pObjectPoints).first(inMemory), points.pGcpTable, normalization);
+  if (limits.Apply_GPS_Data) {
+    for (PosRecord& pos : images.pPos) normalization.Apply(pos);
   }
-  return 1;
+  return true;
 }
 
-void CBundleAdjustment::NormalizeProjectControl() {
-  if (!Frame.bNormalized) return;
-  const Normalization normalization{Frame.dCoorMean, Frame.dCoorScale};
-  for (ObjectPointRecord& point : Points.pObjectPoints) {
+void NormalizeProjectControl(const ObjectFrame& frame, PointStore& points) {
+  if (!frame.bNormalized) return;
+  const Normalization normalization{frame.dCoorMean, frame.dCoorScale};
+  for (ObjectPointRecord& point : points.pObjectPoints) {
     if (point.nType != 0) normalization.Apply(point);
   }
 }
 
-int CBundleAdjustment::RestoreData() {
-  if (!Limits.Coor_Normalization) return 0;
-  const Normalization normalization{Frame.dCoorMean, Frame.dCoorScale};
-  Frame.bNormalized = false;
-  for (int32_t i = 0; i < Images.nImageNum; ++i) normalization.Undo(Images.pEop[static_cast<size_t>(i)]);
-  if (!Limits.Apply_GPS_Data) return 1;
-  for (size_t i = 0; i < Images.pPos.size(); ++i) {
+bool RestoreData(const RunLimits& limits, ImageTable& images, ObjectFrame& frame, RunLog& log) {
+  if (!limits.Coor_Normalization) return false;
+  const Normalization normalization{frame.dCoorMean, frame.dCoorScale};
+  frame.bNormalized = false;
+  for (int32_t i = 0; i < images.nImageNum; ++i) normalization.Undo(images.pEop[static_cast<size_t>(i)]);
+  if (!limits.Apply_GPS_Data) return true;
+  for (size_t i = 0; i < images.pPos.size(); ++i) {
     // Nothing is wrong with these records; the line is part of the log all the same. Deliberate.
-    if (i >= kPosRecordLimit) LogPrintf("Error!===================\n");
-    normalization.Undo(Images.pPos[i]);
+    if (i >= kPosRecordLimit) log.Print("Error!===================\n");
+    normalization.Undo(images.pPos[i]);
   }
-  return 1;
+  return true;
 }
 
 }  // namespace orvo

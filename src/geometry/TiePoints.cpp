@@ -1,12 +1,12 @@
-// The object points of a section from the current orientations.
+#include "geometry/TiePoints.h"
+
 #include <algorithm>
 #include <cinttypes>
-#include <system_error>
-#include <thread>
+#include <vector>
 
 #include "base/MemoryPurpose.h"
+#include "base/Threads.h"
 #include "geometry/Intersection.h"
-#include "run/BundleAdjustment.h"
 
 namespace orvo {
 namespace {
@@ -26,59 +26,49 @@ std::vector<Share> MakeShares(int64_t pointCount, int64_t shareCount) {
   return shares;
 }
 
-/// Starts `work` on a thread, or does it at once where the system grants none.
-template <typename Work>
-std::thread StartThread(const Work& work) {
-  try {
-    return std::thread(work);
-  } catch (const std::system_error&) {
-    work();
-    return std::thread();
-  }
-}
-
 }  // namespace
 
-int64_t CBundleAdjustment::SectionPointCount(int32_t section) const {
-  if (section < 0 || section >= Points.Sections.Count()) return 0;
-  const int64_t planned = Points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
-  return std::clamp<int64_t>(planned, 0, static_cast<int64_t>(Points.pObjectPoints.size()));
+int64_t SectionPointCount(const PointStore& points, int32_t section) {
+  if (section < 0 || section >= points.Sections.Count()) return 0;
+  const int64_t planned = points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
+  return std::clamp<int64_t>(planned, 0, static_cast<int64_t>(points.pObjectPoints.size()));
 }
 
-int CBundleAdjustment::ComputeTiePoints(int32_t section) {
+void ComputeTiePoints(int32_t section, const IntersectionViews& views, double coorScale, PointStore& points,
+                      ResidualStatistics& residuals) {
   const MemoryPurpose purpose("the tie points");
-  IntersectPointsWithStatistics(SectionPointCount(section), Points.pObjectPoints.data(), Points.pImagePoints,
-                                Images.Kept(), Cameras.Usable(), Residuals.dCheckResidual,
-                                Residuals.dControlResidual, System.ProcessorCount());
-  for (double& value : Residuals.dCheckResidual) value /= Frame.dCoorScale;
-  for (double& value : Residuals.dControlResidual) value /= Frame.dCoorScale;
-  return 1;
+  IntersectPointsWithStatistics(SectionPointCount(points, section), points.pObjectPoints.data(),
+                                points.pImagePoints, views.Images.Kept(), views.Cameras.Usable(),
+                                residuals.dCheckResidual, residuals.dControlResidual, views.nProcessors);
+  for (double& value : residuals.dCheckResidual) value /= coorScale;
+  for (double& value : residuals.dControlResidual) value /= coorScale;
 }
 
-int CBundleAdjustment::ComputeTiePointsThreaded(int32_t section) {
-  const int64_t pointCount = SectionPointCount(section);
-  const std::vector<ImageFrame> frames = MakeImageFrames(Images.Kept());
-  const std::vector<Share> shares = MakeShares(pointCount, std::max(System.ProcessorCount() - 1, 1));
+void ComputeTiePointsThreaded(int32_t section, const IntersectionViews& views, PointStore& points,
+                              RunLog& log) {
+  const int64_t pointCount = SectionPointCount(points, section);
+  const std::vector<ImageFrame> frames = MakeImageFrames(views.Images.Kept());
+  const std::vector<Share> shares = MakeShares(pointCount, std::max(views.nProcessors - 1, 1));
   for (size_t i = 0; i < shares.size(); ++i) {
-    LogPrintf("Sub task %d: %" PRId64 " %" PRId64 " %" PRId64 "\n", static_cast<int>(i), shares[i].nFirst,
+    log.Print("Sub task %d: %" PRId64 " %" PRId64 " %" PRId64 "\n", static_cast<int>(i), shares[i].nFirst,
               shares[i].nLast, pointCount);
   }
   std::vector<int> results(shares.size(), 1);
-  std::vector<std::thread> threads(shares.size());
-  for (size_t i = 0; i < shares.size(); ++i) {
-    if (shares[i].Count() < 1) continue;
-    // A share of exactly one point overwrites a control point, as any call for one point does. Deliberate.
-    threads[i] = StartThread([this, &frames, &share = shares[i], &result = results[i]] {
-      result = IntersectPoints(share.Count(), Points.pObjectPoints.data() + share.nFirst, Points.pImagePoints,
-                               frames, Cameras.Usable());
-    });
-  }
-  for (size_t i = 0; i < shares.size(); ++i) {
-    if (threads[i].joinable()) threads[i].join();
-    if (results[i] == 0) LogPrintf("Thread %d failed!\n", static_cast<int>(i));
-    LogPrintf("Sub task %d completed\n", static_cast<int>(i));
-  }
-  return 1;
+  RunTasks(
+      static_cast<int32_t>(shares.size()),
+      [&](int32_t i) {
+        const Share& share = shares[static_cast<size_t>(i)];
+        if (share.Count() < 1) return;
+        // A share of exactly one point overwrites a control point, as any call for one point does.
+        // Deliberate.
+        results[static_cast<size_t>(i)] =
+            IntersectPoints(share.Count(), points.pObjectPoints.data() + share.nFirst, points.pImagePoints,
+                            frames, views.Cameras.Usable());
+      },
+      [&](int32_t i) {
+        if (results[static_cast<size_t>(i)] == 0) log.Print("Thread %d failed!\n", i);
+        log.Print("Sub task %d completed\n", i);
+      });
 }
 
 }  // namespace orvo

@@ -1,13 +1,11 @@
 #include "results/GpuResidualLines.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <memory>
+#include <cmath>
 #include <vector>
 
 #include "base/FixedFormat.h"
-#include "base/Threads.h"
 
 namespace orvo::gpu {
 namespace {
@@ -16,6 +14,7 @@ namespace {
 constexpr int64_t kPieceLines = 2048;
 constexpr size_t kMaxInt = 12;
 constexpr size_t kMaxLine = 4 * kMaxInt + 4 * kMaxFixedDouble + 16;
+constexpr double kStart = 1e308;
 
 /// "%-*d"
 char* WriteLeft(char* out, int32_t value, std::ptrdiff_t width) {
@@ -24,85 +23,52 @@ char* WriteLeft(char* out, int32_t value, std::ptrdiff_t width) {
   return end;
 }
 
-class Piece {
- public:
-  explicit Piece(double scale) : fScale(scale), Text(new char[kMaxLine * kPieceLines]) {}
-
-  void Format(const GpuResidualTable& table, int64_t first) {
-    const int64_t count = std::min(kPieceLines, table.nPointNum - first);
-    Lines.resize(static_cast<size_t>(count));
-    table.Fill(first, count, Lines.data());
-    Summary = GpuResidualSummary();
-    pEnd = Text.get();
-    for (const GpuResidualLine& line : Lines) Append(line);
+char* FormatLine(const GpuResidualLine& line, double scale, char* out, ResidualSummary& sums) {
+  out = WriteLeft(out, line.nImage, 8);
+  *out++ = ' ';
+  out = WriteLeft(out, line.nCamera, 4);
+  *out++ = ' ';
+  out = WriteLeft(out, line.nObjectPoint, 10);
+  *out++ = ' ';
+  const double vx = static_cast<double>(line.vx) / scale, vy = static_cast<double>(line.vy) / scale;
+  out = WriteFixed(out, static_cast<double>(line.x) / scale);
+  *out++ = '\t';
+  out = WriteFixed(out, static_cast<double>(line.y) / scale);
+  *out++ = '\t';
+  out = WriteFixed(out, vx);
+  *out++ = '\t';
+  out = WriteFixed(out, vy);
+  *out++ = ' ';
+  out = WriteLeft(out, -line.nFlag, 0);
+  *out++ = '\n';
+  if (line.nFlag != 0) {
+    ++sums.nGrossNum;
+  } else {
+    sums.AddExtremes(vx, vy);
   }
-  std::string_view View() const { return {Text.get(), pEnd}; }
-  const GpuResidualSummary& Sums() const { return Summary; }
-
- private:
-  void Append(const GpuResidualLine& line) {
-    char* out = WriteLeft(pEnd, line.nImage, 8);
-    *out++ = ' ';
-    out = WriteLeft(out, line.nCamera, 4);
-    *out++ = ' ';
-    out = WriteLeft(out, line.nObjectPoint, 10);
-    *out++ = ' ';
-    const double vx = static_cast<double>(line.vx) / fScale, vy = static_cast<double>(line.vy) / fScale;
-    out = WriteFixed(out, static_cast<double>(line.x) / fScale);
-    *out++ = '\t';
-    out = WriteFixed(out, static_cast<double>(line.y) / fScale);
-    *out++ = '\t';
-    out = WriteFixed(out, vx);
-    *out++ = '\t';
-    out = WriteFixed(out, vy);
-    *out++ = ' ';
-    out = WriteLeft(out, -line.nFlag, 0);
-    *out++ = '\n';
-    pEnd = out;
-    if (line.nFlag != 0) {
-      ++Summary.nGrossNum;
-      return;
-    }
-    Summary.fMaxX = vx > Summary.fMaxX ? vx : Summary.fMaxX;
-    Summary.fMaxY = vy > Summary.fMaxY ? vy : Summary.fMaxY;
-    Summary.fMinX = vx < Summary.fMinX ? vx : Summary.fMinX;
-    Summary.fMinY = vy < Summary.fMinY ? vy : Summary.fMinY;
-  }
-
-  double fScale;
-  GpuResidualSummary Summary;
-  std::unique_ptr<char[]> Text;
-  char* pEnd = nullptr;
-  std::vector<GpuResidualLine> Lines;
-};
+  return out;
+}
 
 }  // namespace
 
-void GpuResidualSummary::Append(const GpuResidualSummary& next) {
-  fMaxX = next.fMaxX > fMaxX ? next.fMaxX : fMaxX;
-  fMaxY = next.fMaxY > fMaxY ? next.fMaxY : fMaxY;
-  fMinX = next.fMinX < fMinX ? next.fMinX : fMinX;
-  fMinY = next.fMinY < fMinY ? next.fMinY : fMinY;
-  nGrossNum += next.nGrossNum;
-}
-
-GpuResidualSummary WriteGpuResidualLines(TextWriter& file, const GpuResidualTable& table, double scale,
-                                         int threads) {
-  GpuResidualSummary summary;
-  const int64_t pieceNum = (table.nPointNum + kPieceLines - 1) / kPieceLines;
-  // Several pieces a thread and round, so that a slow one does not hold up the others for long.
-  const int64_t round = threads > 1 ? std::min<int64_t>(pieceNum, 4 * threads) : 1;
-  std::vector<Piece> pieces;
-  for (int64_t i = 0; i < round; ++i) pieces.emplace_back(scale);
-  for (int64_t first = 0; first < pieceNum; first += round) {
-    const int64_t count = std::min(round, pieceNum - first);
-    ParallelFor(count, threads,
-                [&](int64_t i) { pieces[static_cast<size_t>(i)].Format(table, (first + i) * kPieceLines); });
-    for (int64_t i = 0; i < count; ++i) {
-      const Piece& piece = pieces[static_cast<size_t>(i)];
-      file.Write(piece.View());
-      summary.Append(piece.Sums());
-    }
+ResidualSummary WriteGpuResidualLines(TextWriter& file, const GpuResidualTable& table, double scale,
+                                      int threads) {
+  ResidualPieces pieces;
+  pieces.nPieceNum = (table.nPointNum + kPieceLines - 1) / kPieceLines;
+  pieces.nMostBytes = kPieceLines * kMaxLine;
+  pieces.fStart = kStart;
+  pieces.Format = [&table, scale](int64_t i, char* out, ResidualSummary& sums) {
+    const int64_t first = i * kPieceLines, count = std::min(kPieceLines, table.nPointNum - first);
+    std::vector<GpuResidualLine> lines(static_cast<size_t>(count));
+    table.Fill(first, count, lines.data());
+    for (const GpuResidualLine& line : lines) out = FormatLine(line, scale, out, sums);
+    sums.nPointNum += count;
+    return out;
+  };
+  ResidualSummary summary = WriteResidualPieces(file, pieces, threads);
+  // The divided start values tell that there is no extreme.
+  for (double* extreme : {&summary.fMaxX, &summary.fMaxY, &summary.fMinX, &summary.fMinY}) {
+    if (std::fabs(*extreme) == kStart) *extreme /= scale;
   }
   return summary;
 }

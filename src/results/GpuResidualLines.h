@@ -1,11 +1,10 @@
-// The lines of a residual file of the device path.
+// The lines of a residual file of the device path: one per image point.
 #pragma once
 
 #include <cstdint>
 #include <functional>
-#include <limits>
 
-#include "base/TextWriter.h"
+#include "results/ResidualPieces.h"
 
 namespace orvo::gpu {
 
@@ -23,20 +22,10 @@ struct GpuResidualTable {
   std::function<void(int64_t first, int64_t count, GpuResidualLine* lines)> Fill;
 };
 
-/// What the lines add up to. The extremes are those of image points that are not gross, in file image units,
-/// and 1e308 in magnitude where there is none.
-struct GpuResidualSummary {
-  static constexpr double kNone = 1e308;
-  double fMaxX = -kNone, fMaxY = -kNone, fMinX = kNone, fMinY = kNone;
-  int64_t nGrossNum = 0;
-
-  void Append(const GpuResidualSummary& next);
-};
-
 /// Writes "%-8d %-4d %-10d %12.6lf\t%12.6lf\t%12.6lf\t%12.6lf %d\n" for each image point: image, camera,
 /// object point, x, y, vx, vy in file image units (working units divided by `scale`), and the negated flag.
-/// Formats on up to `threads` threads; the file is the same with any number.
-GpuResidualSummary WriteGpuResidualLines(TextWriter& file, const GpuResidualTable& table, double scale,
-                                         int threads);
+/// An extreme that no image point replaced is its start, 1e308 in magnitude, divided by `scale`, too.
+ResidualSummary WriteGpuResidualLines(TextWriter& file, const GpuResidualTable& table, double scale,
+                                      int threads);
 
 }  // namespace orvo::gpu

@@ -1,14 +1,16 @@
-// OrvoAdjustReport.txt and ObjectPointError.xyz.
+#include "results/Report.h"
+
 #include <cmath>
 #include <limits>
 
 #include "base/MemoryPurpose.h"
 #include "base/NumberText.h"
 #include "base/OutputFiles.h"
+#include "base/Platform.h"
 #include "base/Scan.h"
 #include "geometry/Intersection.h"
 #include "results/MeasuredPoint.h"
-#include "run/BundleAdjustment.h"
+#include "results/ResidualPieces.h"
 
 namespace orvo {
 namespace {
@@ -111,57 +113,63 @@ void WriteFigures(TextWriter& report, const double* six, const double* max) {
   report.Printf("MAX:%12.6lf\t%12.6lf\t%12.6lf\n", max[0], max[1], max[2]);
 }
 
+ReportContext MakeReportContext(const ReportSources& from) {
+  ReportContext context;
+  context.Frames = MakeImageFrames(from.Images.Kept());
+  context.Iop = from.Cameras.Usable();
+  context.References =
+      MakeImageReferences(from.Images.pImageIndex, from.Images.pImageCamera, from.Cameras.pCameraIndex,
+                          from.Images.nImageNum, from.Cameras.UsableNum());
+  context.fImageScale = from.Settings.Image_Coor_Scale;
+  context.fObjectScale = from.Settings.Object_Coor_Scale;
+  return context;
+}
+
+void WriteHead(TextWriter& report, const ReportSources& from, const ResidualStatistics& residuals) {
+  const ResidualFigures figures = FiguresOf(residuals, from.Settings.Image_Coor_Scale);
+  report.Printf("###Adjustment information\n");
+  report.Printf("Total run time:%.3lfs\n", (from.Progress.fEndTick - from.Progress.fStartTick) / 1000.0);
+  report.Printf("Image point reprojection error:\n");
+  report.Printf("MEAN:%12.6lf\t%12.6lf\n", figures.fMeanX, figures.fMeanY);
+  report.Printf("RMSE:%12.6lf\t%12.6lf\n", figures.fRmsX, figures.fRmsY);
+  report.Printf("GSD:%12.6lf\n\n", static_cast<double>(from.Frame.fGsd));
+}
+
 }  // namespace
 
-int CBundleAdjustment::WriteReport() {
+bool WriteReport(const ReportSources& from, const FilePaths& paths, InputFiles& inputs,
+                 ResidualStatistics& residuals, OutputLedger& outputs) {
   const MemoryPurpose purpose("the report");
   TextWriter report, errors;
   const bool opened =
-      OpenOutput(Outputs.Folder, report, JoinPath(Paths.szOutputPath, "OrvoAdjustReport.txt")) &&
-      OpenOutput(Outputs.Folder, errors, JoinPath(Paths.szOutputPath, "ObjectPointError.xyz"));
+      OpenOutput(outputs.Folder, report, JoinPath(paths.szOutputPath, "OrvoAdjustReport.txt")) &&
+      OpenOutput(outputs.Folder, errors, JoinPath(paths.szOutputPath, "ObjectPointError.xyz"));
   if (!opened) {
-    ++Outputs.nOutputFailureNum;
-    return 0;
+    ++outputs.nOutputFailureNum;
+    return false;
   }
-  TextReader gcp(&Inputs);
-  gcp.Open(Paths.szGcpPath);
+  TextReader gcp(&inputs);
+  gcp.Open(paths.szGcpPath);
+  WriteHead(report, from, residuals);
 
-  // From here on the object holds these four in file image units.
-  Residuals.fMeanResidualX /= Settings.Image_Coor_Scale;
-  Residuals.fMeanResidualY /= Settings.Image_Coor_Scale;
-  Residuals.fRmsResidualX /= Settings.Image_Coor_Scale;
-  Residuals.fRmsResidualY /= Settings.Image_Coor_Scale;
-  report.Printf("###Adjustment information\n");
-  report.Printf("Total run time:%.3lfs\n", (Progress.fEndTick - Progress.fStartTick) / 1000.0);
-  report.Printf("Image point reprojection error:\n");
-  report.Printf("MEAN:%12.6lf\t%12.6lf\n", Residuals.fMeanResidualX, Residuals.fMeanResidualY);
-  report.Printf("RMSE:%12.6lf\t%12.6lf\n", Residuals.fRmsResidualX, Residuals.fRmsResidualY);
-  report.Printf("GSD:%12.6lf\n\n", static_cast<double>(Frame.fGsd));
-
-  ReportContext context;
-  context.Frames = MakeImageFrames(Images.Kept());
-  context.Iop = Cameras.Usable();
-  context.References = MakeImageReferences(Images.pImageIndex, Images.pImageCamera, Cameras.pCameraIndex,
-                                           Images.nImageNum, Cameras.UsableNum());
-  context.fImageScale = Settings.Image_Coor_Scale;
-  context.fObjectScale = Settings.Object_Coor_Scale;
-  report.Printf("Control point number:%d\n", Points.nControlPointNum);
+  const ReportContext context = MakeReportContext(from);
+  report.Printf("Control point number:%d\n", from.Points.nControlPointNum);
   report.Printf("Control point residuals:\n");
   const PointResiduals control = ListPoints(gcp, true, context, report, errors);
-  control.Store(Residuals.dControlResidual);
-  WriteFigures(report, Residuals.dControlResidual, control.dMax);
+  control.Store(residuals.dControlResidual);
+  WriteFigures(report, residuals.dControlResidual, control.dMax);
 
   report.Printf("\n");
-  report.Printf("Check point number:%d\n", Points.nCheckPointNum);
+  report.Printf("Check point number:%d\n", from.Points.nCheckPointNum);
   report.Printf("Check point residuals:\n");
   const PointResiduals check = ListPoints(gcp, false, context, report, errors);
-  check.Store(Residuals.dCheckResidual);
-  WriteFigures(report, Residuals.dCheckResidual, check.dMax);
+  check.Store(residuals.dCheckResidual);
+  WriteFigures(report, residuals.dCheckResidual, check.dMax);
 
-  const bool reportWhole = CloseOutput(Outputs.Folder, report),
-             errorsWhole = CloseOutput(Outputs.Folder, errors);
-  Outputs.nOutputFailureNum += (reportWhole ? 0 : 1) + (errorsWhole ? 0 : 1);
-  return 1;
+  const bool reportWhole = CloseOutput(outputs.Folder, report),
+             errorsWhole = CloseOutput(outputs.Folder, errors);
+  outputs.nOutputFailureNum += (reportWhole ? 0 : 1) + (errorsWhole ? 0 : 1);
+  return true;
 }
 
 }  // namespace orvo

@@ -1,10 +1,12 @@
-// OrvoResult.ovc and the listings OrvoResult.rst and OrvoResult_gcp.rst.
+#include "results/ResultForm.h"
+
 #include <array>
 #include <cmath>
 
 #include "base/MemoryPurpose.h"
 #include "base/NumberText.h"
 #include "base/OutputFiles.h"
+#include "base/Platform.h"
 #include "base/PrintableName.h"
 #include "base/Scan.h"
 #include "block/ProjectText.h"
@@ -13,12 +15,10 @@
 #include "results/MeasuredPoint.h"
 #include "results/OutputFile.h"
 #include "results/ResultLines.h"
-#include "run/BundleAdjustment.h"
 
 namespace orvo {
 namespace {
 
-constexpr int kTiePointListing = 0;
 constexpr size_t kBlockBytes = size_t{1} << 18;
 
 using Rotations = std::vector<std::array<double, 9>>;
@@ -70,20 +70,20 @@ Rotations RotationsOf(std::span<const EopRecord> images) {
   return all;
 }
 
-FormContext MakeFormContext(const CBundleAdjustment& run, bool tiePoints) {
+FormContext MakeFormContext(const ResultSources& from, ResultListing kind) {
   FormContext context;
-  context.Eop = run.Images.Kept();
-  context.Iop = run.Cameras.Usable();
-  context.ImageIndex = run.Images.pImageIndex;
-  context.CameraIndex = run.Cameras.pCameraIndex;
+  context.Eop = from.Images.Kept();
+  context.Iop = from.Cameras.Usable();
+  context.ImageIndex = from.Images.pImageIndex;
+  context.CameraIndex = from.Cameras.pCameraIndex;
   context.References =
-      MakeImageReferences(run.Images.pImageIndex, run.Images.pImageCamera, run.Cameras.pCameraIndex,
-                          run.Images.nImageNum, run.Cameras.UsableNum());
+      MakeImageReferences(from.Images.pImageIndex, from.Images.pImageCamera, from.Cameras.pCameraIndex,
+                          from.Images.nImageNum, from.Cameras.UsableNum());
   context.R = RotationsOf(context.Eop);
   context.Frames = MakeImageFrames(context.Eop);
-  context.fImageScale = run.Settings.Image_Coor_Scale;
-  context.fObjectScale = run.Settings.Object_Coor_Scale;
-  context.bTiePoints = tiePoints;
+  context.fImageScale = from.Settings.Image_Coor_Scale;
+  context.fObjectScale = from.Settings.Object_Coor_Scale;
+  context.bTiePoints = kind == ResultListing::TiePoints;
   return context;
 }
 
@@ -192,80 +192,104 @@ void WritePoints(TextReader& file, int64_t pointNum, const FormContext& context,
   }
 }
 
-}  // namespace
+/// The files of one call.
+struct FormFiles {
+  Output Ovc, Listing;
+  TextReader Project, Gcp;
+  bool bListed = false;
 
-int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::string& gcp) {
-  if (!Settings.Direct_Intersection && Settings.Absolute_Orientation)
-    WriteResultForm(project, gcp, kTiePointListing);
-  WriteResultForm(project, gcp, 1);
-  return 1;
+  explicit FormFiles(InputFiles& inputs) : Project(&inputs), Gcp(&inputs) {}
+};
+
+/// False, with a message, where nothing can be written.
+bool OpenFiles(FormFiles& files, const std::string& project, const std::string& gcp, bool tiePoints,
+               const std::string& folder, OutputLedger& outputs, RunLog& log) {
+  const std::string ovc = JoinPath(folder, "OrvoResult.ovc");
+  const std::string listing = JoinPath(folder, tiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
+  if (!OpenOutput(outputs.Folder, files.Ovc.File, ovc)) {
+    ++outputs.nOutputFailureNum;
+    log.Print("Create ovc file failed:%s!\n", PrintableName(ovc).c_str());
+    return false;
+  }
+  if (!files.Project.Open(project)) {
+    ++outputs.nOutputFailureNum;
+    log.Print("Error!Open prj file failed:%s!\n", PrintableName(project).c_str());
+    return false;
+  }
+  if (!files.Gcp.Open(gcp)) log.Print("Warning!Open gcp file failed!\n");
+  files.bListed = OpenOutput(outputs.Folder, files.Listing.File, listing);
+  if (!files.bListed) {
+    // The orientations are worth having without the listing, so the .ovc is written all the same.
+    ++outputs.nOutputFailureNum;
+    log.Print("Error!Create rst file failed:%s!\n", PrintableName(listing).c_str());
+  }
+  return true;
 }
 
-int CBundleAdjustment::WriteResultForm(const std::string& project, const std::string& gcp, int selector) {
-  const MemoryPurpose purpose("the result files");
-  const FormContext context = MakeFormContext(*this, selector == kTiePointListing);
-  const std::string ovcPath = JoinPath(Paths.szOutputPath, "OrvoResult.ovc");
-  const std::string listingPath =
-      JoinPath(Paths.szOutputPath, context.bTiePoints ? "OrvoResult.rst" : "OrvoResult_gcp.rst");
-  Output ovc, listing;
-  TextReader projectFile(&Inputs), gcpFile(&Inputs);
-  if (!OpenOutput(Outputs.Folder, ovc.File, ovcPath)) {
-    ++Outputs.nOutputFailureNum;
-    LogPrintf("Create ovc file failed:%s!\n", PrintableName(ovcPath).c_str());
-    return 0;
-  }
-  if (!projectFile.Open(project)) {
-    ++Outputs.nOutputFailureNum;
-    LogPrintf("Error!Open prj file failed:%s!\n", PrintableName(project).c_str());
-    return 0;
-  }
-  if (!gcpFile.Open(gcp)) LogPrintf("Warning!Open gcp file failed!\n");
-  const bool listed = OpenOutput(Outputs.Folder, listing.File, listingPath);
-  if (!listed) {
-    // The orientations are worth having without the listing, so the .ovc is written all the same.
-    ++Outputs.nOutputFailureNum;
-    LogPrintf("Error!Create rst file failed:%s!\n", PrintableName(listingPath).c_str());
-  }
+/// The points of the .ovt file beside a project without points of its own; 0 with a message where it can't be
+/// read.
+int64_t OvtPointNum(const std::string& ovtPath, InputFiles& inputs, RunLog& log) {
+  OvtReader ovt(&inputs);
+  if (OpenWithHeader(ovt, ovtPath)) return ovt.HeaderPointNum();
+  log.Print("Open ovt file '%s' failed!\n", PrintableName(ovtPath).c_str());
+  return 0;
+}
 
-  const ProjectHeader header = ParseHeader(projectFile.Next());
+void StoreStatistics(const ResidualSums& sums, ResidualStatistics& residuals) {
+  const auto n = static_cast<double>(sums.n);
+  residuals.fMeanResidualX = sums.x / n;
+  residuals.fMeanResidualY = sums.y / n;
+  residuals.fRmsResidualX = std::sqrt(sums.xx / n);
+  residuals.fRmsResidualY = std::sqrt(sums.yy / n);
+}
+
+}  // namespace
+
+bool WriteResultForm(const ResultSources& from, ResultListing kind, FilePaths& paths,
+                     ResidualStatistics& residuals, OutputLedger& outputs, RunLog& log) {
+  const MemoryPurpose purpose("the result files");
+  const FormContext context = MakeFormContext(from, kind);
+  FormFiles files(from.Inputs);
+  if (!OpenFiles(files, from.szProject, from.szGcp, context.bTiePoints, paths.szOutputPath, outputs, log))
+    return false;
+
+  const ProjectHeader header = ParseHeader(files.Project.Next());
   int64_t tiePointNum = header.nObjectPointNum;
   if (tiePointNum == 0) {
-    const std::string extension = TextFromLastDot(project);
-    Paths.szOvtPath = project.substr(0, project.size() - extension.size()) + ".ovt";
-    OvtReader ovt(&Inputs);
-    if (OpenWithHeader(ovt, Paths.szOvtPath)) {
-      tiePointNum = ovt.HeaderPointNum();
-    } else {
-      LogPrintf("Open ovt file '%s' failed!\n", PrintableName(Paths.szOvtPath).c_str());
-    }
+    const std::string extension = TextFromLastDot(from.szProject);
+    paths.szOvtPath = from.szProject.substr(0, from.szProject.size() - extension.size()) + ".ovt";
+    tiePointNum = OvtPointNum(paths.szOvtPath, from.Inputs, log);
   }
   int32_t gcpNum = 0;
-  if (gcpFile.IsOpen()) gcpNum = ParseInt(gcpFile.Next());
+  if (files.Gcp.IsOpen()) gcpNum = ParseInt(files.Gcp.Next());
 
-  AppendHeader(ovc.sText, header, header.nObjectPointNum);
-  AppendHeader(listing.sText, header, context.bTiePoints ? tiePointNum : gcpNum);
-  WriteCameras(projectFile, header.nCameraNum, context, ovc, listing);
-  WriteImages(projectFile, header.nImageNum, context, ovc, listing);
-  ovc.Flush();
-  if (!CloseOutput(Outputs.Folder, ovc.File)) ++Outputs.nOutputFailureNum;
-  if (!listed) return 0;
+  AppendHeader(files.Ovc.sText, header, header.nObjectPointNum);
+  AppendHeader(files.Listing.sText, header, context.bTiePoints ? tiePointNum : gcpNum);
+  WriteCameras(files.Project, header.nCameraNum, context, files.Ovc, files.Listing);
+  WriteImages(files.Project, header.nImageNum, context, files.Ovc, files.Listing);
+  files.Ovc.Flush();
+  if (!CloseOutput(outputs.Folder, files.Ovc.File)) ++outputs.nOutputFailureNum;
+  if (!files.bListed) return false;
 
-  TextReader& points = context.bTiePoints ? projectFile : gcpFile;
-  const int64_t pointNum = context.bTiePoints ? header.nObjectPointNum : gcpNum;
   ResidualSums sums;
-  sums.fLimitX = Settings.Gross_Point_Threshold * Residuals.fRmsResidualX;
-  sums.fLimitY = Settings.Gross_Point_Threshold * Residuals.fRmsResidualY;
-  WritePoints(points, pointNum, context, listing, sums);
-  if (sums.n > 0 && context.bTiePoints) {
-    const auto n = static_cast<double>(sums.n);
-    Residuals.fMeanResidualX = sums.x / n;
-    Residuals.fMeanResidualY = sums.y / n;
-    Residuals.fRmsResidualX = std::sqrt(sums.xx / n);
-    Residuals.fRmsResidualY = std::sqrt(sums.yy / n);
+  sums.fLimitX = from.Settings.Gross_Point_Threshold * residuals.fRmsResidualX;
+  sums.fLimitY = from.Settings.Gross_Point_Threshold * residuals.fRmsResidualY;
+  if (context.bTiePoints) {
+    WritePoints(files.Project, header.nObjectPointNum, context, files.Listing, sums);
+    if (sums.n > 0) StoreStatistics(sums, residuals);
+  } else {
+    WritePoints(files.Gcp, gcpNum, context, files.Listing, sums);
   }
-  listing.Flush();
-  if (!CloseOutput(Outputs.Folder, listing.File)) ++Outputs.nOutputFailureNum;
-  return 1;
+  files.Listing.Flush();
+  if (!CloseOutput(outputs.Folder, files.Listing.File)) ++outputs.nOutputFailureNum;
+  return true;
+}
+
+void WriteResultFiles(const ResultSources& from, FilePaths& paths, ResidualStatistics& residuals,
+                      OutputLedger& outputs, RunLog& log) {
+  if (!from.Settings.Direct_Intersection && from.Settings.Absolute_Orientation)
+    WriteResultForm(from, ResultListing::TiePoints, paths, residuals, outputs, log);
+  WriteResultForm(from, ResultListing::GroundPoints, paths, residuals, outputs, log);
 }
 
 }  // namespace orvo

@@ -1,20 +1,28 @@
-// OrvoResult.ovt: the tie-point file with the intersected coordinates.
+#include "results/ResultOvt.h"
+
 #include <algorithm>
 #include <cinttypes>
+#include <span>
+#include <vector>
 
 #include "base/MemoryPurpose.h"
 #include "base/OutputFiles.h"
 #include "base/Threads.h"
 #include "block/ProjectForm.h"
 #include "results/OutputFile.h"
-#include "run/BundleAdjustment.h"
-#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {
 
 constexpr int64_t kBlockPoints = 8192, kBlockMeasures = 32768;  ///< about half a megabyte each
 constexpr int64_t kMaxChunk = 100000000;
+
+/// Where the records go.
+struct Target {
+  TextWriter& File;
+  RunLog& Log;
+  int nThreads;
+};
 
 /// Copies `count` records of `recordBytes` each in blocks of `blockRecords`. read(done, n, records) reads n
 /// records, changes what is to be changed in them and tells how many it got; blocks are read on up to
@@ -76,88 +84,92 @@ int64_t CopyMeasures(const OvtReader& input, int64_t first, int64_t count, int t
       output);
 }
 
-}  // namespace
-
-int CBundleAdjustment::WriteResultOvt() {
-  const MemoryPurpose purpose("the file of the resulting points");
-  const std::string besideProject = OvtPathOfProject(Paths.szProjectPath);
-  if (!besideProject.empty()) Paths.szOvtPath = besideProject;
-  if (Paths.szOvtPath.empty()) return 0;
-
-  TextWriter output;
-  // The doubled separator is how this one name has always been formed.
-  if (!OpenOutput(Outputs.Folder, output, Paths.szOutputPath + "//OrvoResult.ovt")) {
-    ++Outputs.nOutputFailureNum;
-    LogPrintf("Error!Create ovt file failed!\n");
-    return 0;
-  }
-  OvtReader input(&Inputs);
-  if (!OpenWithHeader(input, Paths.szOvtPath)) {
-    ++Outputs.nOutputFailureNum;
-    LogPrintf("Error!Open ovt file failed!\n");
-    return 0;
-  }
-  char header[kOvtHeaderBytes];
-  EncodeOvtHeader(input.HeaderPointNum(), input.HeaderMeasureNum(), header);
-  output.Write(header, sizeof header);
-
-  ReleaseSectionTable();
-  PlanSections(Images.nImageNum, Cameras.nCameraNum, input.PointNum(), input.MeasureNum(), nullptr);
-  Limits.Point_Thinned_Interval = 1;
-  Points.nTiePointNum = input.PointNum();  // no control points behind the last section
-  int64_t written = 0;
-  for (int32_t section = 0; section < Points.Sections.Count(); ++section) {
-    written += WriteOvtSection(section, input, output);
-    if (CheckInputs() == 0) return 0;
-  }
-  if (written != input.HeaderPointNum()) {
-    ++Outputs.nOutputFailureNum;
-    LogPrintf("Number of object point is unexpected!\n");
-    return 0;
-  }
-  const bool whole = CopyOvtMeasures(input, output);
-  ReleaseSectionTable();
-  if (!CloseOutput(Outputs.Folder, output) || !whole) ++Outputs.nOutputFailureNum;
-  return CheckInputs();
-}
-
-int64_t CBundleAdjustment::WriteOvtSection(int32_t section, OvtReader& input, TextWriter& output) {
+/// The points of one section; how many were written.
+int64_t WriteSection(int32_t section, const OvtSections& sections, PointStore& points, const OvtReader& input,
+                     const Target& to) {
   // The plan rounds the sections up and may run past the last point.
-  PointSectionTable::Range& range = Points.Sections.ObjectPoints[static_cast<size_t>(section)];
+  PointSectionTable::Range& range = points.Sections.ObjectPoints[static_cast<size_t>(section)];
   range.nLast = std::min<int64_t>(range.nLast, input.PointNum() - 1);
   if (range.Count() < 1) return 0;
-  int64_t count = 0;
-  ReadSectionPoints(section, Paths.szProjectPath, Paths.szGcpPath, count);
+  int64_t count = sections.Read(section);
   count = std::clamp<int64_t>(count, 0,
-                              std::min(range.Count(), static_cast<int64_t>(Points.pObjectPoints.size())));
+                              std::min(range.Count(), static_cast<int64_t>(points.pObjectPoints.size())));
   range.nLast = range.nFirst + count - 1;
   if (count > 0) {
-    LogPrintf("Computing tie point 3D coordinates...\n");
-    ComputeTiePointsThreaded(section);
-    JudgeSectionPoints(*this, {Points.pObjectPoints.data(), static_cast<size_t>(count)});
-    LogPrintf("Writing tie point 3D coordinates...\n");
-    LogPrintf("Number:%" PRId64 "\n", count);
-    count = CopyPoints(input, range.nFirst, {Points.pObjectPoints.data(), static_cast<size_t>(count)},
-                       System.ProcessorCount(), output);
+    to.Log.Print("Computing tie point 3D coordinates...\n");
+    sections.Intersect(section, count);
+    to.Log.Print("Writing tie point 3D coordinates...\n");
+    to.Log.Print("Number:%" PRId64 "\n", count);
+    count = CopyPoints(input, range.nFirst, {points.pObjectPoints.data(), static_cast<size_t>(count)},
+                       to.nThreads, to.File);
   }
-  ReleaseSectionPoints();
+  sections.Release();
   return count;
 }
 
-bool CBundleAdjustment::CopyOvtMeasures(OvtReader& input, TextWriter& output) {
+/// The image records behind the points; true when the input had all of them.
+bool CopyAllMeasures(const OvtReader& input, int32_t sectionNum, const Target& to) {
   const int64_t total = std::max<int64_t>(input.HeaderMeasureNum(), 0);
-  LogPrintf("Writing image point coordinates...\n");
-  LogPrintf("Total image point number:%" PRId64 "\n", total);
-  int64_t chunkNum = std::max<int64_t>(Points.Sections.Count(), 1);
+  to.Log.Print("Writing image point coordinates...\n");
+  to.Log.Print("Total image point number:%" PRId64 "\n", total);
+  int64_t chunkNum = std::max<int64_t>(sectionNum, 1);
   if (total / chunkNum > kMaxChunk) chunkNum = total / kMaxChunk;
   const int64_t chunk = total / chunkNum;
   int64_t copied = 0;
   for (int64_t i = 0; i < chunkNum; ++i) {
     const int64_t count = i + 1 < chunkNum ? chunk : total - chunk * i;
-    LogPrintf("Image point number in section %" PRId64 ": %" PRId64 "\n", i, count);
-    copied += CopyMeasures(input, chunk * i, count, System.ProcessorCount(), output);
+    to.Log.Print("Image point number in section %" PRId64 ": %" PRId64 "\n", i, count);
+    copied += CopyMeasures(input, chunk * i, count, to.nThreads, to.File);
   }
   return copied == total;
+}
+
+void FreeSectionTable(PointSectionTable& table) { table = PointSectionTable(); }
+
+}  // namespace
+
+bool WriteResultOvt(const OvtSections& sections, FilePaths& paths, PointStore& points, InputFiles& inputs,
+                    OutputLedger& outputs, RunLog& log) {
+  const MemoryPurpose purpose("the file of the resulting points");
+  const std::string besideProject = OvtPathOfProject(paths.szProjectPath);
+  if (!besideProject.empty()) paths.szOvtPath = besideProject;
+  if (paths.szOvtPath.empty()) return false;
+
+  TextWriter output;
+  // The doubled separator is how this one name has always been formed.
+  if (!OpenOutput(outputs.Folder, output, paths.szOutputPath + "//OrvoResult.ovt")) {
+    ++outputs.nOutputFailureNum;
+    log.Print("Error!Create ovt file failed!\n");
+    return false;
+  }
+  OvtReader input(&inputs);
+  if (!OpenWithHeader(input, paths.szOvtPath)) {
+    ++outputs.nOutputFailureNum;
+    log.Print("Error!Open ovt file failed!\n");
+    return false;
+  }
+  char header[kOvtHeaderBytes];
+  EncodeOvtHeader(input.HeaderPointNum(), input.HeaderMeasureNum(), header);
+  output.Write(header, sizeof header);
+
+  FreeSectionTable(points.Sections);
+  sections.Plan(input.PointNum(), input.MeasureNum());
+  points.nTiePointNum = input.PointNum();  // no control points behind the last section
+  const Target to{output, log, sections.nThreads};
+  int64_t written = 0;
+  for (int32_t section = 0; section < points.Sections.Count(); ++section) {
+    written += WriteSection(section, sections, points, input, to);
+    if (!sections.InputsHold()) return false;
+  }
+  if (written != input.HeaderPointNum()) {
+    ++outputs.nOutputFailureNum;
+    log.Print("Number of object point is unexpected!\n");
+    return false;
+  }
+  const bool whole = CopyAllMeasures(input, points.Sections.Count(), to);
+  FreeSectionTable(points.Sections);
+  if (!CloseOutput(outputs.Folder, output) || !whole) ++outputs.nOutputFailureNum;
+  return sections.InputsHold();
 }
 
 }  // namespace orvo

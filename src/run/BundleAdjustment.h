@@ -145,39 +145,30 @@ class CBundleAdjustment {
   int ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file);
 
   // ==== geometry/ =====================================================================================
-  /// Intersects every point of the section in memory (all but control points take the result) and fills
-  /// dCheckResidual and dControlResidual in object units. Works on all processors; the results don't depend
-  /// on how many. Returns 1.
+  /// Intersects the points of the section in memory on all processors; 1. Reads Images, Cameras, Frame;
+  /// writes Points and, in object units, dCheckResidual and dControlResidual of Residuals.
   int ComputeTiePoints(int32_t section);
-  /// The same without statistics, in one task less than there are processors, as told in the log. Returns 1.
+  /// The same without statistics, in one task less than there are processors, as told in the log; 1.
   int ComputeTiePointsThreaded(int32_t section);
   /// Points of the section that are in memory.
   int64_t SectionPointCount(int32_t section) const;
-
-  /// Lays out and counts the unknowns (nEopSize to nUnknownNum), allocates their tables, and transforms the
-  /// orientations onto control points or GPS positions. 1, or 0 and -1 with a message where the run ends.
+  /// Lays out and counts the unknowns, allocates their tables, and transforms the orientations onto control
+  /// points or GPS positions; 1, or 0 and -1 with a message where the run ends. Reads Settings, Cameras,
+  /// Points; writes Limits (POS), Unknowns, Normal, Images, Frame.
   int PrepareAdjustment();
-  // Its steps. PreparePosUnknowns settles the switches of POS data and nPosSize; the others return 1, or 0
-  // where the system is too large, TransformToObjectFrame 1 or -1.
-  void PreparePosUnknowns();
-  int CountUnknowns();
-  int AllocateUnknowns();
-  int TransformToObjectFrame();
-
-  /// Takes dCoorMean and dCoorScale from the projection centres, whose longest extent becomes 1000. Without a
-  /// finite extent above 0 the scale stays 1. Returns 1.
+  /// Takes shift and scale of Frame from the projection centres of Images; 1.
   int ComputeNormalization();
-  /// Shifts by dCoorMean and multiplies by dCoorScale: projection centres, control and check points, GPS
-  /// positions. 0 with the data left alone when Coor_Normalization is off, and when the data counts as
-  /// normalised already; shift and scale then become 0 and 1.
+  /// Images and control and check points of Points into the frame of Frame; 0 where they stay as they are.
   int NormalizeData();
-  /// Undoes it for projection centres and GPS positions. 0 when Coor_Normalization is off.
+  /// Images back from it; 0 when Coor_Normalization is off.
   int RestoreData();
-  /// Control and check points among the tie points in memory, just read: takes them into the frame of the
-  /// block.
+  /// Control and check points among the tie points in memory, just read: takes them into the frame.
   void NormalizeProjectControl();
+  /// Reads Images; writes fSevenParam of Frame, and Test.txt. 1 or 0.
   int ComputeSevenParametersFromGps();
+  /// Reads the GCP file, Images, Cameras; writes fSevenParam of Frame. 1, 0, or -1 without such a file.
   int ComputeSevenParametersFromGcp(const std::string& gcp);
+  /// Takes the orientations of Images to the frame of fSevenParam; 1.
   int ApplySevenParameters();
 
   // ==== normal/ =======================================================================================
@@ -267,23 +258,21 @@ class CBundleAdjustment {
   int UpdatePosNormalEquation(const std::vector<float>& d, std::vector<double>& Ad);
 
   // ==== results/ ======================================================================================
-  /// The listings that the run mode calls for; 1.
+  // All count a file that fails in Outputs.
+  /// The listings that the run mode calls for. As WriteResultForm; 1.
   int WriteResultFiles(const std::string& project, const std::string& gcp);
-  /// Writes OrvoResult.ovc and OrvoResult.rst (selector 0, tie points) or OrvoResult_gcp.rst (1, control and
-  /// check points) from pEop and pIop; 1, or 0 after a message. Selector 0 replaces the image statistics; a
-  /// project without points sets szOvtPath.
+  /// OrvoResult.ovc and OrvoResult.rst (selector 0, tie points) or OrvoResult_gcp.rst (1, control and check
+  /// points); 1, or 0 after a message. Reads Settings, Images, Cameras; writes Residuals (selector 0) and,
+  /// for a project without points, szOvtPath.
   int WriteResultForm(const std::string& project, const std::string& gcp, int selector);
-  /// Writes OrvoResult.ovt section by section, with the section plan made anew; 1, or 0 without a tie-point
-  /// file or after a message. The last step of a run.
+  /// OrvoResult.ovt section by section, the last step of a run; 1, or 0 without a tie-point file or after a
+  /// message. Reads Images, Cameras; plans, reads and releases the sections of Points, which are not thinned
+  /// any more.
   int WriteResultOvt();
-  /// The points of one section; how many were written.
-  int64_t WriteOvtSection(int32_t section, OvtReader& input, TextWriter& output);
-  /// The image records behind the points; true when the input had all of them.
-  bool CopyOvtMeasures(OvtReader& input, TextWriter& output);
-  /// Writes Corrections_<iteration>.txt from nUnknownNum values; 1, or 0 when it can't be opened.
+  /// Corrections_<iteration>.txt from nUnknownNum values; 1, or 0 when it can't be opened.
   int WriteCorrections(int32_t iteration, const double* x);
-  /// Writes Residuals_<iteration>_<section>.res from the thread buffers, whose residuals it turns into file
-  /// image units; 1, or 0 when it can't be opened.
+  /// Residuals_<iteration>_<section>.res; 1, or 0 when it can't be opened. Reads Residuals; turns the
+  /// residuals in the thread buffers of Normal into file image units.
   int WriteResidualsCpu(int32_t iteration, int32_t section);
   /// From here on WriteResidualsCpu takes the residuals out of the thread buffers, creates the file and
   /// returns while it is being written.
@@ -292,8 +281,8 @@ class CBundleAdjustment {
   void FinishResidualFiles();
   /// The same from the device's residuals of one GPU section; `number` stands for the section in the name.
   int WriteResidualsGpu(int32_t iteration, int32_t number, const gpu::GpuResidualTable& table);
-  /// Writes OrvoAdjustReport.txt and ObjectPointError.xyz; 1, or 0 when one can't be opened. Turns the image
-  /// statistics into file image units and renews those of control and check points.
+  /// OrvoAdjustReport.txt and ObjectPointError.xyz; 1, or 0 when one can't be opened. Reads Settings, Images,
+  /// Cameras, Points, Frame, Progress; renews control and check points in Residuals.
   int WriteReport();
 
  private:

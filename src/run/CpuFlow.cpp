@@ -3,7 +3,7 @@
 #include "block/GcpPoints.h"
 #include "block/ProjectForm.h"
 #include "run/BundleAdjustment.h"
-#include "verdict/VerdictOfRun.h"
+#include "run/RunVerdict.h"
 
 namespace orvo {
 namespace {

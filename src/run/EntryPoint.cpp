@@ -6,8 +6,8 @@
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
 #include "run/RunOutput.h"
+#include "run/RunVerdict.h"
 #include "verdict/RunTrack.h"
-#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 namespace {

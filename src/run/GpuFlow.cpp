@@ -3,9 +3,9 @@
 #include "block/GcpPoints.h"
 #include "gpu/GpuBundle.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunVerdict.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
-#include "verdict/VerdictOfRun.h"
 
 namespace orvo {
 

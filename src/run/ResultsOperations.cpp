@@ -1,4 +1,114 @@
 // Result files, residual files and the report.
-#include "run/BundleAdjustment.h"
+#include <algorithm>
+#include <utility>
 
-namespace orvo {}  // namespace orvo
+#include "normal/ThreadBuffers.h"
+#include "results/CorrectionFiles.h"
+#include "results/Report.h"
+#include "results/ResidualFiles.h"
+#include "results/ResultForm.h"
+#include "results/ResultOvt.h"
+#include "run/BundleAdjustment.h"
+#include "run/RunVerdict.h"
+
+namespace orvo {
+namespace {
+
+ResidualListing ListingOf(const CBundleAdjustment& run) {
+  ResidualListing listing;
+  listing.fScale = run.Settings.Image_Coor_Scale;
+  listing.Figures = FiguresOf(run.Residuals, listing.fScale);
+  return listing;
+}
+
+/// Exchanges the residuals of the threads with those of the parts.
+void SwapResiduals(ThreadBuffers& buffers, std::vector<ResidualPart>& parts) {
+  parts.resize(buffers.pThreadPointNum.size());
+  for (size_t t = 0; t < parts.size(); ++t) {
+    parts[t].Residuals.swap(buffers.pThreadResiduals[t]);
+    parts[t].Flags.swap(buffers.pThreadGrossFlags[t]);
+    parts[t].nPointNum = buffers.pThreadPointNum[t];
+  }
+}
+
+}  // namespace
+
+int CBundleAdjustment::WriteResultFiles(const std::string& project, const std::string& gcp) {
+  orvo::WriteResultFiles({project, gcp, Settings, Images, Cameras, Inputs}, Paths, Residuals, Outputs, Log);
+  return 1;
+}
+
+int CBundleAdjustment::WriteResultForm(const std::string& project, const std::string& gcp, int selector) {
+  const ResultListing kind = selector == 0 ? ResultListing::TiePoints : ResultListing::GroundPoints;
+  return orvo::WriteResultForm({project, gcp, Settings, Images, Cameras, Inputs}, kind, Paths, Residuals,
+                               Outputs, Log)
+             ? 1
+             : 0;
+}
+
+int CBundleAdjustment::WriteResultOvt() {
+  OvtSections sections;
+  sections.Plan = [this](int64_t pointNum, int64_t measureNum) {
+    PlanSections(Images.nImageNum, Cameras.nCameraNum, pointNum, measureNum, nullptr);
+    Limits.Point_Thinned_Interval = 1;
+  };
+  sections.Read = [this](int32_t section) {
+    int64_t count = 0;
+    ReadSectionPoints(section, Paths.szProjectPath, Paths.szGcpPath, count);
+    return count;
+  };
+  sections.Intersect = [this](int32_t section, int64_t count) {
+    ComputeTiePointsThreaded(section);
+    JudgeSectionPoints(*this, {Points.pObjectPoints.data(), static_cast<size_t>(count)});
+  };
+  sections.Release = [this] { ReleaseSectionPoints(); };
+  sections.InputsHold = [this] { return CheckInputs() == 1; };
+  sections.nThreads = System.ProcessorCount();
+  return orvo::WriteResultOvt(sections, Paths, Points, Inputs, Outputs, Log) ? 1 : 0;
+}
+
+int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
+  if (x == nullptr) {
+    ++Outputs.nOutputFailureNum;
+    return 0;
+  }
+  const auto count = static_cast<size_t>(std::max(Unknowns.nUnknownNum, 0));
+  return WriteCorrectionFile(iteration, {x, count}, Paths, Outputs) ? 1 : 0;
+}
+
+int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
+  const std::string path = ResidualFilePath(Paths, iteration, section);
+  ResidualListing listing = ListingOf(*this);
+  auto& parts = listing.Lines.emplace<std::vector<ResidualPart>>();
+  if (Normal.pThreadBuffers) SwapResiduals(*Normal.pThreadBuffers, parts);
+  if (pResidualWriter)
+    return WriteResidualFileBeside(path, std::move(listing), System, *pResidualWriter, Outputs) ? 1 : 0;
+  const bool created = WriteResidualFile(path, listing, System.ProcessorCount(), Outputs);
+  if (Normal.pThreadBuffers) SwapResiduals(*Normal.pThreadBuffers, parts);
+  return created ? 1 : 0;
+}
+
+void CBundleAdjustment::WriteResidualsBesideTheRun() {
+  if (!pResidualWriter) pResidualWriter = std::make_unique<ResidualWriter>(&Outputs.Folder);
+}
+
+void CBundleAdjustment::FinishResidualFiles() {
+  if (pResidualWriter) Outputs.nOutputFailureNum += pResidualWriter->Finish();
+}
+
+int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
+                                         const gpu::GpuResidualTable& table) {
+  ResidualListing listing = ListingOf(*this);
+  listing.Lines = table;
+  const std::string path = ResidualFilePath(Paths, iteration, number);
+  return WriteResidualFile(path, listing, System.ProcessorCount(), Outputs) ? 1 : 0;
+}
+
+int CBundleAdjustment::WriteReport() {
+  return orvo::WriteReport({Settings, Images, Cameras, Points, Frame, Progress}, Paths, Inputs, Residuals,
+                           Outputs)
+             ? 1
+             : 0;
+}
+
+}  // namespace orvo

@@ -58,6 +58,16 @@ constexpr VerdictLimit kTable[] = {
 
 }  // namespace
 
+DecreaseBasis DecreaseBasisOf(const RunLimits& limits, const UnknownCounts& unknowns,
+                              const ImageTable& images, const PointStore& points) {
+  DecreaseBasis basis;
+  basis.bInexact = limits.Apply_PCG_Model || limits.Apply_GPU;
+  if (unknowns.nLayoutMode == LayoutMergedEopIop)
+    basis.nOwnCameraUnknowns = int64_t{5} * images.nUnknownImageNum;
+  basis.nRedundancy = 2 * points.nImagePointNum - 3 * points.nObjectPointNum - unknowns.nUnknownNum;
+  return basis;
+}
+
 double DecreaseLimit(const DecreaseBasis& basis, const VerdictLimits& limits) {
   const double limit = basis.bInexact ? limits.fDecreaseInexact : limits.fDecrease;
   if (basis.nOwnCameraUnknowns < 1) return limit;

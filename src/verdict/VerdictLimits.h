@@ -4,6 +4,11 @@
 #include <cstdint>
 #include <span>
 
+#include "records/ImageTable.h"
+#include "records/PointStore.h"
+#include "records/RunLimits.h"
+#include "records/UnknownLayout.h"
+
 namespace orvo {
 
 /// docs/verdict.md tells why each is what it is, in a table that a test holds to this one.
@@ -48,6 +53,10 @@ struct DecreaseBasis {
       0;                    ///< unknowns of cameras of which each image has its own; 0 in other layouts
   int64_t nRedundancy = 0;  ///< equations less unknowns, coordinates of points among them
 };
+
+/// That of a run, from what its settings in force and its unknowns, images and points come to.
+DecreaseBasis DecreaseBasisOf(const RunLimits& limits, const UnknownCounts& unknowns,
+                              const ImageTable& images, const PointStore& points);
 
 /// Percent of the sum of squares.
 double DecreaseLimit(const DecreaseBasis& basis, const VerdictLimits& limits = {});

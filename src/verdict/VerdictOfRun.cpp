@@ -1,16 +1,13 @@
-// The figures of a finished run, its verdict, and verdict.txt.
 #include "verdict/VerdictOfRun.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "base/OutputFiles.h"
+#include "base/Platform.h"
 #include "base/PrintableName.h"
 #include "geometry/Intersection.h"
 #include "geometry/Rotation.h"
-#include "run/BundleAdjustment.h"
-#include "verdict/GroundPoints.h"
-#include "verdict/RunTrack.h"
 #include "verdict/VerdictText.h"
 
 namespace orvo {
@@ -18,7 +15,7 @@ namespace {
 
 constexpr double kViewsAgree = 0.9;  ///< nearly all images within some 25 degrees of the mean
 
-std::string ImageName(const CBundleAdjustment& run, int32_t image) {
+std::string ImageName(const JudgedRun& run, int32_t image) {
   const auto i = static_cast<size_t>(image);
   const size_t ordinal =
       i < run.Images.pImageOrdinal.size() ? static_cast<size_t>(run.Images.pImageOrdinal[i]) : i;
@@ -27,7 +24,7 @@ std::string ImageName(const CBundleAdjustment& run, int32_t image) {
 }
 
 /// Cameras have no names; they are told by their place in the project, from 0.
-std::string CameraName(const CBundleAdjustment& run, size_t camera) {
+std::string CameraName(const JudgedRun& run, size_t camera) {
   const auto& index = run.Cameras.pCameraIndex;
   const auto at = std::ranges::find(index, static_cast<int32_t>(camera));
   return std::to_string(at == index.end() ? static_cast<ptrdiff_t>(camera) : at - index.begin());
@@ -40,7 +37,7 @@ bool IsFinite(const IopRecord& c) {
   return std::isfinite(c.fFocal + c.fPrincipalX + c.fPrincipalY) && std::isfinite(c.fK1 + c.fK2);
 }
 
-void FillUnknowns(const CBundleAdjustment& run, VerdictFigures& figures) {
+void FillUnknowns(const JudgedRun& run, VerdictFigures& figures) {
   const auto images = run.Images.Kept();
   for (size_t i = 0; i < images.size() && figures.bFinite; ++i) {
     if (IsFinite(images[i])) continue;
@@ -48,7 +45,7 @@ void FillUnknowns(const CBundleAdjustment& run, VerdictFigures& figures) {
     figures.szNotFinite = "image " + ImageName(run, static_cast<int32_t>(i));
   }
   const auto cameras = run.Cameras.Usable();
-  const std::vector<IopRecord>& start = run.pTrack->vStartCameras;
+  const std::vector<IopRecord>& start = run.Track.vStartCameras;
   for (size_t i = 0; i < cameras.size(); ++i) {
     const std::string name = CameraName(run, i);
     if (!IsFinite(cameras[i]) && figures.bFinite) {
@@ -59,15 +56,14 @@ void FillUnknowns(const CBundleAdjustment& run, VerdictFigures& figures) {
     figures.vCameras.push_back({name, start[i].fFocal / run.Settings.Image_Coor_Scale,
                                 cameras[i].fFocal / run.Settings.Image_Coor_Scale});
   }
-  if (figures.bFinite &&
-      !std::ranges::all_of(run.Normal.pPosParams, [](double p) { return std::isfinite(p); })) {
+  if (figures.bFinite && !std::ranges::all_of(run.PosParams, [](double p) { return std::isfinite(p); })) {
     figures.bFinite = false;
     figures.szNotFinite = "drift of the POS data";
   }
 }
 
-void FillIteration(const CBundleAdjustment& run, VerdictFigures& figures) {
-  const RunTrack& track = *run.pTrack;
+void FillIteration(const JudgedRun& run, VerdictFigures& figures) {
+  const RunTrack& track = run.Track;
   figures.nIterations = track.nIterations;
   figures.bLastAllowed = track.nIterations >= run.Settings.Max_LM_Iteration_Num;
   figures.bSingular = track.bSingular;
@@ -80,7 +76,7 @@ void FillIteration(const CBundleAdjustment& run, VerdictFigures& figures) {
   figures.fLastRmse = std::sqrt(last) / run.Settings.Image_Coor_Scale;
   figures.bPredicted = track.fPredictedShare.has_value();
   figures.fPredictedShare = track.fPredictedShare.value_or(0);
-  figures.Decrease = DecreaseBasisOf(run);
+  figures.Decrease = DecreaseBasisOf(run.Limits, run.Unknowns, run.Images, run.Points);
 }
 
 GroupFigure GroupOf(std::string name, int64_t used, int64_t gross, double squares, double scale) {
@@ -89,8 +85,8 @@ GroupFigure GroupOf(std::string name, int64_t used, int64_t gross, double square
 }
 
 /// Groups of images that hang together by themselves, and images that hardly hang together with any other.
-void FillParts(const CBundleAdjustment& run, VerdictFigures& figures) {
-  const RunTrack& track = *run.pTrack;
+void FillParts(const JudgedRun& run, VerdictFigures& figures) {
+  const RunTrack& track = run.Track;
   const auto& images = track.Pass->Sums().vImages;
   const auto least = static_cast<int64_t>(VerdictLimits().fLeastShared);
   for (size_t i = 0; i < images.size(); ++i) {
@@ -108,9 +104,9 @@ void FillParts(const CBundleAdjustment& run, VerdictFigures& figures) {
   }
 }
 
-void FillPoints(const CBundleAdjustment& run, VerdictFigures& figures) {
-  if (!run.pTrack->Pass) return;
-  const PointPassSums& sums = run.pTrack->Pass->Sums();
+void FillPoints(const JudgedRun& run, VerdictFigures& figures) {
+  if (!run.Track.Pass) return;
+  const PointPassSums& sums = run.Track.Pass->Sums();
   const double scale = run.Settings.Image_Coor_Scale, n = static_cast<double>(sums.nUsed);
   figures.bHasPoints = sums.nMeasurements > 0;
   figures.nPoints = sums.nPoints - sums.nNotSolved;
@@ -134,14 +130,14 @@ void FillPoints(const CBundleAdjustment& run, VerdictFigures& figures) {
     figures.vCameraResiduals.push_back(
         GroupOf(CameraName(run, i), camera.nUsed, camera.nGross, camera.fSquares, scale));
   }
-  figures.nCentres = run.pTrack->nCentres;
-  figures.nCentresBelow = run.pTrack->nCentresBelow;
-  figures.fGsd = run.pTrack->fGsd;
+  figures.nCentres = run.Track.nCentres;
+  figures.nCentresBelow = run.Track.nCentresBelow;
+  figures.fGsd = run.Track.fGsd;
   if (run.Settings.Set_EOP_Unknown) FillParts(run, figures);
 }
 
-GroundFigure GroundOf(const CBundleAdjustment& run, const ObjectPointRecord& given,
-                      const GroundPoints& ground, std::span<const ImageFrame> frames) {
+GroundFigure GroundOf(const JudgedRun& run, const ObjectPointRecord& given, const GroundPoints& ground,
+                      std::span<const ImageFrame> frames) {
   GroundFigure figure;
   figure.szName = given.szName;
   figure.bControl = given.nType == 1;
@@ -175,20 +171,18 @@ GroundFigure GroundOf(const CBundleAdjustment& run, const ObjectPointRecord& giv
   return figure;
 }
 
-void FillGround(CBundleAdjustment& run, VerdictFigures& figures) {
-  const GroundPoints ground = ReadGroundPoints(run);
+void FillGround(const JudgedRun& run, const GroundPoints& ground, VerdictFigures& figures) {
   const std::vector<ImageFrame> frames = MakeImageFrames(run.Images.Kept());
   for (const ObjectPointRecord& given : ground.Points) {
     if (given.nType != 0) figures.vGround.push_back(GroundOf(run, given, ground, frames));
   }
   const auto controlNum = std::ranges::count_if(figures.vGround, &GroundFigure::bControl);
   figures.bHasControl = controlNum > 0;
-  figures.fStartMiss = run.pTrack->fStartMiss;
+  figures.fStartMiss = run.Track.fStartMiss;
   figures.bStartInFrame = !(100 * figures.fStartMiss > VerdictLimits().fStartMiss);
 }
 
-void FillSimilarity(const CBundleAdjustment& run, VerdictFigures& figures) {
-  const RunTrack& track = *run.pTrack;
+void FillSimilarity(const RunTrack& track, VerdictFigures& figures) {
   SimilarityFigures& similarity = figures.Similarity;
   similarity.bApplied = track.bTransformApplied;
   if (!similarity.bApplied) return;
@@ -209,7 +203,7 @@ void FillSimilarity(const CBundleAdjustment& run, VerdictFigures& figures) {
   }
 }
 
-void FillImages(const CBundleAdjustment& run, VerdictFigures& figures) {
+void FillImages(const JudgedRun& run, VerdictFigures& figures) {
   figures.nImagesInFile = run.Images.nImageFileNum;
   for (size_t ordinal = 0; ordinal < run.Images.pImageIndex.size(); ++ordinal) {
     if (run.Images.pImageIndex[ordinal] >= 0) continue;
@@ -221,63 +215,50 @@ void FillImages(const CBundleAdjustment& run, VerdictFigures& figures) {
 
 }  // namespace
 
-DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run) {
-  DecreaseBasis basis;
-  basis.bInexact = run.Limits.Apply_PCG_Model || run.Limits.Apply_GPU;
-  if (run.Unknowns.nLayoutMode == LayoutMergedEopIop)
-    basis.nOwnCameraUnknowns = int64_t{5} * run.Images.nUnknownImageNum;
-  basis.nRedundancy =
-      2 * run.Points.nImagePointNum - 3 * run.Points.nObjectPointNum - run.Unknowns.nUnknownNum;
-  return basis;
-}
-
-void JudgeFailure(CBundleAdjustment& run) {
-  if (!run.pTrack || run.pTrack->nIterations > 0 || run.pTrack->vSource.empty()) return;
-  run.pTrack->bTransformApplied = true;
+Verdict JudgeFailure(const RunTrack& track, const std::string& gcpPath) {
   VerdictFigures figures;
-  figures.szGcpFile = run.Paths.szGcpPath;
-  figures.szPosFile = run.pTrack->szPosFile;
-  FillSimilarity(run, figures);
-  run.pTrack->Judgement = Judge(figures);
-  std::vector<VerdictReason>& reasons = run.pTrack->Judgement.vReasons;
-  if (!reasons.empty()) return;
-  run.pTrack->Judgement.Result = Grade::Doubtful;
-  reasons.push_back({Grade::Doubtful,
-                     "no similarity transform leads from the block to the " +
-                         std::to_string(run.pTrack->vSource.size()) + " control points of " +
-                         PrintableName(run.Paths.szGcpPath),
-                     "",
-                     "Look for the order east, north, up, exchanged names, image ordinals that are IDs, and "
-                     "points on one line"});
+  figures.szGcpFile = gcpPath;
+  figures.szPosFile = track.szPosFile;
+  FillSimilarity(track, figures);
+  Verdict verdict = Judge(figures);
+  if (!verdict.vReasons.empty()) return verdict;
+  verdict.Result = Grade::Doubtful;
+  verdict.vReasons.push_back(
+      {Grade::Doubtful,
+       "no similarity transform leads from the block to the " + std::to_string(track.vSource.size()) +
+           " control points of " + PrintableName(gcpPath),
+       "",
+       "Look for the order east, north, up, exchanged names, image ordinals that are IDs, and "
+       "points on one line"});
+  return verdict;
 }
 
-void JudgeRun(CBundleAdjustment& run) {
-  if (!run.pTrack) return;
+Verdict JudgeRun(const JudgedRun& run, const GroundPoints& ground) {
   VerdictFigures figures;
   figures.bAdjusted = !run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation;
   figures.szProjectFile = run.Paths.szProjectPath;
   figures.szGcpFile = run.Paths.szGcpPath;
-  figures.szPosFile = run.pTrack->szPosFile;
+  figures.szPosFile = run.Track.szPosFile;
   figures.bHasGps = run.Limits.Apply_GPS_Data && figures.bAdjusted;
-  figures.vPos = run.pTrack->vPos;
-  figures.bPosAnglesInRadians = run.pTrack->bPosAnglesInRadians;
-  if (!figures.bAdjusted) JudgeTextPoints(run);
-  NoteHeights(run);
+  figures.vPos = run.Track.vPos;
+  figures.bPosAnglesInRadians = run.Track.bPosAnglesInRadians;
   FillUnknowns(run, figures);
   FillIteration(run, figures);
   FillPoints(run, figures);
-  FillGround(run, figures);
-  FillSimilarity(run, figures);
+  FillGround(run, ground, figures);
+  FillSimilarity(run.Track, figures);
   FillImages(run, figures);
-  run.pTrack->Judgement = Judge(figures);
+  return Judge(figures);
+}
 
+void WriteVerdictFile(const Verdict& verdict, const FilePaths& paths, OutputLedger& outputs) {
   TextWriter file;
-  if (!OpenOutput(run.Outputs.Folder, file, JoinPath(run.Paths.szOutputPath, "verdict.txt"))) {
-    ++run.Outputs.nOutputFailureNum;
+  if (!OpenOutput(outputs.Folder, file, JoinPath(paths.szOutputPath, "verdict.txt"))) {
+    ++outputs.nOutputFailureNum;
     return;
   }
-  file.Write(VerdictText(run.pTrack->Judgement));
-  if (!CloseOutput(run.Outputs.Folder, file)) ++run.Outputs.nOutputFailureNum;
+  file.Write(VerdictText(verdict));
+  if (!CloseOutput(outputs.Folder, file)) ++outputs.nOutputFailureNum;
 }
 
 }  // namespace orvo

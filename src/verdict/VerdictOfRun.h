@@ -1,38 +1,44 @@
-// What a guarded run notes for its verdict, and when. Every function does nothing in a classic run.
+// The figures of a finished run, its verdict, and verdict.txt.
 #pragma once
 
 #include <span>
 #include <string>
-#include <vector>
 
-#include "geometry/Similarity.h"
-#include "records/Records.h"
-#include "verdict/VerdictLimits.h"
+#include "base/OutputLedger.h"
+#include "records/AdjustmentSettings.h"
+#include "records/CameraTable.h"
+#include "records/FilePaths.h"
+#include "records/ImageTable.h"
+#include "records/PointStore.h"
+#include "records/RunLimits.h"
+#include "records/UnknownLayout.h"
+#include "verdict/GroundPoints.h"
+#include "verdict/Judge.h"
+#include "verdict/RunTrack.h"
 
 namespace orvo {
 
-class CBundleAdjustment;
+/// What a verdict looks at, with coordinates as in the files.
+struct JudgedRun {
+  const AdjustmentSettings& Settings;
+  const RunLimits& Limits;
+  const FilePaths& Paths;
+  const ImageTable& Images;
+  const CameraTable& Cameras;
+  const PointStore& Points;  ///< how many points and measurements there are
+  const UnknownCounts& Unknowns;
+  std::span<const double> PosParams;  ///< drift parameters of the groups
+  const RunTrack& Track;
+};
 
-/// Points from the block's own frame and from that of the control, as a similarity transform is made of
-/// them. `names` may be empty.
-void NoteSimilarity(CBundleAdjustment& run, bool fromGps, std::span<const Position> source,
-                    std::span<const Position> target, std::vector<std::string> names);
-/// Before and behind the application of the transform.
-void NoteViews(CBundleAdjustment& run, bool applied);
-/// The start of an adjustment: orientations in the frame that they are adjusted in, not yet normalised.
-void NoteStart(CBundleAdjustment& run, const std::string& pos);
-/// The residuals of this iteration, before its step: mean squares of x and y.
-void NoteIteration(CBundleAdjustment& run, double meanSquareX, double meanSquareY);
-/// The last pass over the points, and the misclosures of the GPS observations: at the result, before
-/// coordinates are restored. With several sections the points are read once more.
-void JudgePoints(CBundleAdjustment& run);
-/// The points of one section in memory, in a run without adjustment.
-void JudgeSectionPoints(CBundleAdjustment& run, std::span<const ObjectPointRecord> points);
-/// What the limit of the decrease ahead depends on in this run.
-DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run);
-/// Collects the rest, judges, and writes verdict.txt: the last stage of a run.
-void JudgeRun(CBundleAdjustment& run);
+/// Collects the figures of the run, with the points of the GCP file, and judges.
+Verdict JudgeRun(const JudgedRun& run, const GroundPoints& ground);
+
 /// For a run that ended early, over a similarity transform that was not found: what is wrong with its points.
-void JudgeFailure(CBundleAdjustment& run);
+/// `track` counts the transform as applied.
+Verdict JudgeFailure(const RunTrack& track, const std::string& gcpPath);
+
+/// Writes verdict.txt. A failure is counted in `outputs`.
+void WriteVerdictFile(const Verdict& verdict, const FilePaths& paths, OutputLedger& outputs);
 
 }  // namespace orvo

@@ -1,38 +1,37 @@
-// Small blocks in memory, and the log of a run as text.
+// Small blocks in memory, and the parts that hold them.
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 #include <vector>
 
+#include "base/OutputLedger.h"
+#include "base/RunLog.h"
 #include "geometry/camera/CameraModel.h"
 #include "geometry/Rotation.h"
-#include "records/Records.h"
-#include "run/BundleAdjustment.h"
+#include "records/AdjustmentSettings.h"
+#include "records/CameraTable.h"
+#include "records/ImageTable.h"
+#include "records/ObjectFrame.h"
+#include "records/PointStore.h"
+#include "records/ResidualStatistics.h"
+#include "records/RunLimits.h"
+#include "records/UnknownLayout.h"
+#include "support/CapturedLog.h"
 
 namespace orvo::test {
 
-/// A console that keeps what is printed.
-class ConsoleText {
- public:
-  ConsoleText() : file(::open_memstream(&text, &size)) {}
-  ~ConsoleText() {
-    std::fclose(file);
-    std::free(text);
-  }
-  ConsoleText(const ConsoleText&) = delete;
-  ConsoleText& operator=(const ConsoleText&) = delete;
-  std::FILE* File() { return file; }
-  std::string Text() {
-    std::fflush(file);
-    return {text, size};
-  }
-
- private:
-  char* text = nullptr;
-  size_t size = 0;
-  std::FILE* file;
+/// The parts of a run that geometry works on, and a log whose text a test can read.
+struct BlockParts {
+  AdjustmentSettings Settings;
+  RunLimits Limits = LimitsOf(Settings);
+  ImageTable Images;
+  CameraTable Cameras;
+  PointStore Points;
+  ObjectFrame Frame;
+  UnknownCounts Unknowns;
+  ResidualStatistics Residuals;
+  CapturedLog Console;
+  OutputLedger Outputs;
+  RunLog Log{Console.Console(), Outputs.Folder};
 };
 
 inline EopRecord Image(double X, double Y, double Z, double phi = 0, double omega = 0, double kappa = 0) {
@@ -98,8 +97,9 @@ struct TestBlock {
     return points.back();
   }
 
-  /// All of it as the one section of a run.
-  void MoveInto(CBundleAdjustment& run) {
+  /// All of it as the one section of a run, or of its parts.
+  template <typename Run>
+  void MoveInto(Run& run) {
     run.Images.nImageNum = run.Images.nImageFileNum = run.Images.nUnknownImageNum =
         static_cast<int32_t>(eop.size());
     run.Cameras.nCameraNum = run.Cameras.nCameraFileNum = static_cast<int32_t>(iop.size());

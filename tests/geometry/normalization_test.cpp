@@ -1,3 +1,5 @@
+#include "geometry/Normalization.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -6,21 +8,23 @@
 #include <random>
 
 #include "geometry/GeometryBuilders.h"
-#include "support/TestFiles.h"
 
 namespace orvo {
 namespace {
 
-using test::ConsoleText;
+using test::BlockParts;
 using test::Image;
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-void SetImages(CBundleAdjustment& run, const std::vector<EopRecord>& eop) {
+void SetImages(BlockParts& run, const std::vector<EopRecord>& eop) {
   run.Images.pEop = eop;
   run.Images.nImageNum = run.Images.nImageFileNum = static_cast<int32_t>(eop.size());
 }
+
+bool Normalize(BlockParts& run) { return NormalizeData(run.Limits, run.Images, run.Points, run.Frame); }
+bool Restore(BlockParts& run) { return RestoreData(run.Limits, run.Images, run.Frame, run.Log); }
 
 ObjectPointRecord Point(const char* name, int32_t type, double X, double Y, double Z) {
   ObjectPointRecord point;
@@ -56,9 +60,9 @@ TEST(ComputeNormalization, MakesTheLongestExtentAThousand) {
   };
   for (const auto& row : table) {
     SCOPED_TRACE(row.what);
-    CBundleAdjustment run(NativePlatform(), nullptr);
+    BlockParts run;
     SetImages(run, {row.a, row.b});
-    EXPECT_EQ(run.ComputeNormalization(), 1);
+    ComputeNormalization(run.Images, run.Frame);
     EXPECT_DOUBLE_EQ(run.Frame.dCoorScale, row.scale);
     EXPECT_DOUBLE_EQ(run.Frame.dCoorMean[0], row.meanX);
     EXPECT_DOUBLE_EQ(run.Frame.dCoorMean[1], row.meanY);
@@ -67,23 +71,23 @@ TEST(ComputeNormalization, MakesTheLongestExtentAThousand) {
 }
 
 TEST(ComputeNormalization, TakesKeptImagesOnly) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetImages(run, {Image(0, 0, 0), Image(500, 0, 0), Image(1e6, 1e6, 1e6)});
   run.Images.nImageNum = 2;
-  run.ComputeNormalization();
+  ComputeNormalization(run.Images, run.Frame);
   EXPECT_EQ(run.Frame.dCoorScale, 2.0);
   EXPECT_EQ(run.Frame.dCoorMean[0], 250.0);
 }
 
 TEST(ComputeNormalization, OfNoImageChangesNothing) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
-  EXPECT_EQ(run.ComputeNormalization(), 1);
+  BlockParts run;
+  ComputeNormalization(run.Images, run.Frame);
   EXPECT_EQ(run.Frame.dCoorScale, 1.0);
   EXPECT_EQ(run.Frame.dCoorMean[0], 0.0);
 }
 
 /// Shift (1000, 2000, 100), scale 0.5.
-void SetShiftAndScale(CBundleAdjustment& run) {
+void SetShiftAndScale(BlockParts& run) {
   run.Frame.dCoorMean[0] = 1000;
   run.Frame.dCoorMean[1] = 2000;
   run.Frame.dCoorMean[2] = 100;
@@ -91,14 +95,14 @@ void SetShiftAndScale(CBundleAdjustment& run) {
 }
 
 TEST(NormalizeData, ShiftsAndScalesPositionsOnly) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130, 0.1, 0.2, 0.3)});
   run.Cameras.pIop = {test::Camera(4, 0.1, 0.2, 0.3, 0.4)};
   run.Points.pGcpTable = {Point("g1", 1, 1002, 2004, 106), Point("g2", 2, 1000, 2000, 100)};
   run.Images.pPos = {Image(1012, 2024, 136, 0.1, 0.2, 0.3)};
   run.Limits.Apply_GPS_Data = true;
-  EXPECT_EQ(run.NormalizeData(), 1);
+  EXPECT_TRUE(Normalize(run));
   ExpectAt(run.Images.pEop[0], 5, 10, 15);
   EXPECT_EQ(run.Images.pEop[0].fPhi, 0.1);
   EXPECT_EQ(run.Images.pEop[0].fOmega, 0.2);
@@ -111,25 +115,25 @@ TEST(NormalizeData, ShiftsAndScalesPositionsOnly) {
 }
 
 TEST(NormalizeData, LeavesPosDataAloneWithoutGps) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
   run.Images.pPos = {Image(1012, 2024, 136)};
   run.Limits.Apply_IMU_Data = true;
-  EXPECT_EQ(run.NormalizeData(), 1);
+  EXPECT_TRUE(Normalize(run));
   ExpectAt(run.Images.pPos[0], 1012, 2024, 136);
-  EXPECT_EQ(run.RestoreData(), 1);
+  EXPECT_TRUE(Restore(run));
   ExpectAt(run.Images.pPos[0], 1012, 2024, 136);
 }
 
 TEST(NormalizeData, CarriesTheTableIntoThePointsInMemory) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
   run.Points.pGcpTable = {Point("g1", 1, 1002, 2004, 106), Point("g2", 2, 1004, 2000, 100)};
   run.Points.pObjectPoints = {Point("t1", 0, 7, 8, 9), Point("g1", 1, 0, 0, 0), Point("g2", 2, 0, 0, 0)};
   run.Points.nObjectPointNum = 3;
-  EXPECT_EQ(run.NormalizeData(), 1);
+  EXPECT_TRUE(Normalize(run));
   ExpectAt(run.Points.pObjectPoints[0], 7, 8, 9);
   ExpectAt(run.Points.pObjectPoints[1], 1, 2, 3);
   ExpectAt(run.Points.pObjectPoints[2], 2, 0, 0);
@@ -137,7 +141,7 @@ TEST(NormalizeData, CarriesTheTableIntoThePointsInMemory) {
 
 TEST(NormalizeData, NormalizesControlPointsOfTheProjectItself) {
   // They are in no table, and must not take the coordinates of another point.
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
   run.Points.pGcpTable = {Point("untyped", 0, 1000, 2000, 100), Point("g1", 1, 1002, 2004, 106),
@@ -145,7 +149,7 @@ TEST(NormalizeData, NormalizesControlPointsOfTheProjectItself) {
   run.Points.pObjectPoints = {Point("p1", 1, 1020, 2040, 160), Point("untyped", 0, 7, 8, 9),
                               Point("g1", 1, 1002, 2004, 106), Point("p2", 2, 1040, 2000, 100)};
   run.Points.nObjectPointNum = 4;
-  EXPECT_EQ(run.NormalizeData(), 1);
+  EXPECT_TRUE(Normalize(run));
   ExpectAt(run.Points.pObjectPoints[0], 10, 20, 30);
   ExpectAt(run.Points.pObjectPoints[1], 7, 8, 9);
   ExpectAt(run.Points.pObjectPoints[2], 1, 2, 3);
@@ -153,25 +157,25 @@ TEST(NormalizeData, NormalizesControlPointsOfTheProjectItself) {
 }
 
 TEST(NormalizeData, TakesNoMorePointsThanThereAre) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
   run.Points.nObjectPointNum = 1000000;
-  EXPECT_EQ(run.NormalizeData(), 1);
+  EXPECT_TRUE(Normalize(run));
   run.Points.pObjectPoints = {Point("p1", 1, 1020, 2040, 160), Point("p2", 1, 1020, 2040, 160)};
   run.Points.nObjectPointNum = 1;
-  EXPECT_EQ(run.NormalizeData(), 1);
+  EXPECT_TRUE(Normalize(run));
   ExpectAt(run.Points.pObjectPoints[0], 10, 20, 30);
   ExpectAt(run.Points.pObjectPoints[1], 1020, 2040, 160);
 }
 
 TEST(NormalizeData, DoesNothingWhenSwitchedOff) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
   run.Limits.Coor_Normalization = false;
-  EXPECT_EQ(run.NormalizeData(), 0);
-  EXPECT_EQ(run.RestoreData(), 0);
+  EXPECT_FALSE(Normalize(run));
+  EXPECT_FALSE(Restore(run));
   ExpectAt(run.Images.pEop[0], 1010, 2020, 130);
   EXPECT_EQ(run.Frame.dCoorScale, 0.5);
 }
@@ -179,24 +183,25 @@ TEST(NormalizeData, DoesNothingWhenSwitchedOff) {
 TEST(NormalizeData, LeavesDataThatIsSmallAndCentredAsItIs) {
   const struct {
     double halfExtent, shift;
-    int result;
-  } table[] = {{500, 0, 0}, {500, 0.9e-5, 0}, {500, 1.1e-5, 1}, {250, 0, 0}, {555, 0, 0}, {556, 0, 1}};
+    bool result;
+  } table[] = {{500, 0, false}, {500, 0.9e-5, false}, {500, 1.1e-5, true},
+               {250, 0, false}, {555, 0, false},      {556, 0, true}};
   for (const auto& row : table) {
     SCOPED_TRACE(testing::Message() << "+-" << row.halfExtent << " around " << row.shift);
-    CBundleAdjustment run(NativePlatform(), nullptr);
+    BlockParts run;
     const std::vector<EopRecord> eop = {Image(row.shift - row.halfExtent, 1, 0),
                                         Image(row.shift + row.halfExtent, -1, 0)};
     SetImages(run, eop);
-    run.ComputeNormalization();
-    EXPECT_EQ(run.NormalizeData(), row.result);
-    if (row.result == 0) {
+    ComputeNormalization(run.Images, run.Frame);
+    EXPECT_EQ(Normalize(run), row.result);
+    if (!row.result) {
       EXPECT_EQ(run.Images.pEop[1].X, eop[1].X);
       EXPECT_EQ(run.Frame.dCoorScale, 1.0);
     } else {
       EXPECT_NEAR(run.Images.pEop[1].X, 500, 1e-9);
     }
     // Restoring must not divide what was never multiplied.
-    EXPECT_EQ(run.RestoreData(), 1);
+    EXPECT_TRUE(Restore(run));
     EXPECT_NEAR(run.Images.pEop[1].X, eop[1].X, 1e-9);
     EXPECT_NEAR(run.Images.pEop[0].X, eop[0].X, 1e-9);
   }
@@ -209,12 +214,12 @@ TEST(RestoreData, UndoesTheNormalization) {
   for (int i = 0; i < 100; ++i) {
     eop.push_back(Image(position(random), position(random), 1e-3 * position(random), 0.1, 0.2, 0.3));
   }
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetImages(run, eop);
   run.Images.pPos = eop;
   run.Limits.Apply_GPS_Data = true;
-  run.ComputeNormalization();
-  EXPECT_EQ(run.NormalizeData(), 1);
+  ComputeNormalization(run.Images, run.Frame);
+  EXPECT_TRUE(Normalize(run));
   double sum = 0, most = 0;
   for (const EopRecord& image : run.Images.pEop) {
     sum += image.X;
@@ -222,7 +227,7 @@ TEST(RestoreData, UndoesTheNormalization) {
   }
   EXPECT_NEAR(sum, 0, 1e-8);
   EXPECT_LT(most, 1000);
-  EXPECT_EQ(run.RestoreData(), 1);
+  EXPECT_TRUE(Restore(run));
   for (size_t i = 0; i < eop.size(); ++i) {
     EXPECT_NEAR(run.Images.pEop[i].X, eop[i].X, 1e-8);
     EXPECT_NEAR(run.Images.pEop[i].Y, eop[i].Y, 1e-8);
@@ -233,12 +238,12 @@ TEST(RestoreData, UndoesTheNormalization) {
 }
 
 TEST(RestoreData, LeavesTheTableOfControlPointsNormalized) {
-  CBundleAdjustment run(NativePlatform(), nullptr);
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(1010, 2020, 130)});
   run.Points.pGcpTable = {Point("g1", 1, 1002, 2004, 106)};
-  run.NormalizeData();
-  run.RestoreData();
+  Normalize(run);
+  Restore(run);
   ExpectAt(run.Points.pGcpTable[0], 1, 2, 3);
   EXPECT_EQ(run.Frame.dCoorScale, 0.5);
   EXPECT_EQ(run.Frame.dCoorMean[0], 1000);
@@ -246,14 +251,13 @@ TEST(RestoreData, LeavesTheTableOfControlPointsNormalized) {
 
 TEST(RestoreData, LogsALineForEachPosRecordFrom49345On) {
   // Quirk: the records are restored all the same.
-  ConsoleText console;
-  CBundleAdjustment run(NativePlatform(), console.File());
+  BlockParts run;
   SetShiftAndScale(run);
   SetImages(run, {Image(5, 10, 15)});
   run.Images.pPos.assign(49347, Image(6, 12, 18));
   run.Limits.Apply_GPS_Data = true;
-  EXPECT_EQ(run.RestoreData(), 1);
-  EXPECT_EQ(console.Text(), "Error!===================\nError!===================\n");
+  EXPECT_TRUE(Restore(run));
+  EXPECT_EQ(run.Console.Text(), "Error!===================\nError!===================\n");
   ExpectAt(run.Images.pEop[0], 1010, 2020, 130);
   ExpectAt(run.Images.pPos[0], 1012, 2024, 136);
   ExpectAt(run.Images.pPos[49346], 1012, 2024, 136);

@@ -1,25 +1,25 @@
+#include "geometry/Preparation.h"
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
 
 #include "geometry/GeometryBuilders.h"
-#include "support/TestFiles.h"
 
 namespace orvo {
 namespace {
 
-using test::ConsoleText;
-using test::MadeUpPlatform;
-
-constexpr int64_t kGibibyte = 1LL << 30;
-constexpr const char* kTooLarge = "Error!Not enough memory for normal matrix!\n";
+using test::BlockParts;
 
 /// A run with these counts and nothing read.
-void Count(CBundleAdjustment& run, int32_t images, int32_t cameras, int32_t groups = 0) {
+void Count(BlockParts& run, int32_t images, int32_t cameras, int32_t groups = 0) {
   run.Images.nUnknownImageNum = images;
   run.Cameras.nCameraNum = cameras;
   run.Images.nGroupNum = groups;
+}
+
+LayoutFault LayOut(BlockParts& run) {
+  return LayOutUnknowns(run.Settings, run.Images, run.Cameras, run.Limits, run.Unknowns);
 }
 
 struct LayoutRow {
@@ -31,7 +31,7 @@ struct LayoutRow {
   int32_t layout, posSize, blockRows, unknowns, diagonal, diagonalUpper;
 };
 
-TEST(PrepareAdjustment, LaysOutAndCountsTheUnknowns) {
+TEST(LayOutUnknowns, LaysOutAndCountsTheUnknowns) {
   constexpr bool Y = true, n = false;
   const LayoutRow table[] = {
       // clang-format off
@@ -58,7 +58,7 @@ TEST(PrepareAdjustment, LaysOutAndCountsTheUnknowns) {
   };
   for (const LayoutRow& row : table) {
     SCOPED_TRACE(row.what);
-    CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), nullptr);
+    BlockParts run;
     Count(run, row.images, row.cameras, row.groups);
     run.Settings.Set_EOP_Unknown = row.eop;
     run.Settings.Set_IOP_Unknown = row.iop;
@@ -66,7 +66,7 @@ TEST(PrepareAdjustment, LaysOutAndCountsTheUnknowns) {
     run.Limits.Apply_IMU_Data = row.imu;
     run.Limits.Correct_Const_Error = row.constant;
     run.Limits.Correct_LinearError = row.linear;
-    EXPECT_EQ(run.PrepareAdjustment(), 1);
+    EXPECT_EQ(LayOut(run), LayoutFault::None);
     EXPECT_EQ(run.Unknowns.nEopSize, 6);
     EXPECT_EQ(run.Unknowns.nIopSize, 5);
     EXPECT_EQ(run.Unknowns.nLayoutMode, row.layout);
@@ -75,27 +75,19 @@ TEST(PrepareAdjustment, LaysOutAndCountsTheUnknowns) {
     EXPECT_EQ(run.Unknowns.nUnknownNum, row.unknowns);
     EXPECT_EQ(run.Unknowns.nDiagSize, row.diagonal);
     EXPECT_EQ(run.Unknowns.nDiagUpperSize, row.diagonalUpper);
-    EXPECT_EQ(run.Normal.pPosParams, std::vector<double>(static_cast<size_t>(row.groups * row.posSize), 0.0));
-    EXPECT_EQ(run.Normal.pConstVector, std::vector<double>(static_cast<size_t>(row.unknowns), 0.0));
-    EXPECT_EQ(run.Normal.pSubMatrixRows.size(), static_cast<size_t>(row.blockRows));
-    ASSERT_TRUE(run.Normal.pDenseNormal);
-    const double* dense = run.Normal.pDenseNormal.get();
-    EXPECT_TRUE(
-        std::all_of(dense, dense + row.unknowns * row.unknowns, [](double value) { return value == 0; }));
   }
 }
 
-TEST(PrepareAdjustment, RefusesWithoutAnyUnknown) {
-  ConsoleText console;
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), console.File());
+TEST(LayOutUnknowns, RefusesWithoutAnyUnknown) {
+  BlockParts run;
   Count(run, 4, 2);
   run.Settings.Set_EOP_Unknown = run.Settings.Set_IOP_Unknown = false;
-  EXPECT_EQ(run.PrepareAdjustment(), 0);
-  EXPECT_EQ(console.Text(), "Error!No unknown parameter is defined!\n");
+  EXPECT_EQ(LayOut(run), LayoutFault::NoUnknown);
+  EXPECT_STREQ(MessageOf(LayoutFault::NoUnknown), "Error!No unknown parameter is defined!\n");
   EXPECT_EQ(run.Unknowns.nUnknownNum, 0);
 }
 
-TEST(PrepareAdjustment, SettlesTheSwitchesOfPosData) {
+TEST(LayOutUnknowns, SettlesTheSwitchesOfPosData) {
   const struct {
     const char* what;
     bool eop;
@@ -115,13 +107,13 @@ TEST(PrepareAdjustment, SettlesTheSwitchesOfPosData) {
   };
   for (const auto& row : table) {
     SCOPED_TRACE(row.what);
-    CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), nullptr);
+    BlockParts run;
     Count(run, 4, 2, row.groups);
     run.Settings.Set_EOP_Unknown = row.eop;
     run.Limits.Apply_GPS_Data = row.gps;
     run.Limits.Correct_Const_Error = row.constant;
     run.Limits.Correct_LinearError = row.linear;
-    EXPECT_EQ(run.PrepareAdjustment(), 1);
+    EXPECT_EQ(LayOut(run), LayoutFault::None);
     EXPECT_EQ(run.Limits.Correct_Const_Error, row.constantAfter);
     EXPECT_EQ(run.Limits.Correct_LinearError, row.linearAfter);
     EXPECT_EQ(run.Limits.GPS_WeightXY, row.weightsForced ? 0.001 : 0.01);
@@ -129,31 +121,7 @@ TEST(PrepareAdjustment, SettlesTheSwitchesOfPosData) {
   }
 }
 
-TEST(PrepareAdjustment, ComparesElementsOfTheDenseMatrixWithBytes) {
-  // Quirk: 30 unknowns are 900 elements and pass with 1000 bytes free, although they need 7200.
-  const struct {
-    int64_t freeBytes;
-    bool gpu, pcg;
-    int result;
-    bool dense;
-  } table[] = {{1000, false, false, 1, true}, {999, false, false, 0, false}, {0, false, false, 0, false},
-               {-5, false, false, 0, false},  {999, false, true, 1, false},  {999, true, false, 1, false},
-               {999, true, true, 1, false}};
-  for (const auto& row : table) {
-    SCOPED_TRACE(testing::Message() << row.freeBytes << " bytes, GPU " << row.gpu << ", PCG " << row.pcg);
-    ConsoleText console;
-    CBundleAdjustment run(MadeUpPlatform(row.freeBytes, 1), console.File());
-    Count(run, 5, 1);
-    run.Settings.Set_IOP_Unknown = false;
-    run.Limits.Apply_GPU = row.gpu;
-    run.Limits.Apply_PCG_Model = row.pcg;
-    EXPECT_EQ(run.PrepareAdjustment(), row.result);
-    EXPECT_EQ(static_cast<bool>(run.Normal.pDenseNormal), row.dense);
-    EXPECT_EQ(console.Text(), row.result == 1 ? "" : kTooLarge);
-  }
-}
-
-TEST(PrepareAdjustment, RefusesCountsBeyondThirtyTwoBits) {
+TEST(LayOutUnknowns, RefusesCountsBeyondThirtyTwoBits) {
   constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
   const struct {
     const char* what;
@@ -167,55 +135,15 @@ TEST(PrepareAdjustment, RefusesCountsBeyondThirtyTwoBits) {
                {"groups", true, false, 1, 1, kMost}};
   for (const auto& row : table) {
     SCOPED_TRACE(row.what);
-    ConsoleText console;
-    CBundleAdjustment run(MadeUpPlatform(std::numeric_limits<int64_t>::max(), 1), console.File());
+    BlockParts run;
     Count(run, row.images, row.cameras, row.groups);
     run.Settings.Set_EOP_Unknown = row.eop;
     run.Settings.Set_IOP_Unknown = row.iop;
-    run.Limits.Apply_PCG_Model = true;
     run.Limits.Apply_GPS_Data = run.Limits.Apply_IMU_Data = row.groups > 0;
-    EXPECT_EQ(run.PrepareAdjustment(), 0);
-    EXPECT_EQ(console.Text(), kTooLarge);
-    EXPECT_TRUE(run.Normal.pSubMatrixRows.empty());
-    EXPECT_TRUE(run.Normal.pConstVector.empty());
+    EXPECT_EQ(LayOut(run), LayoutFault::TooLarge);
+    EXPECT_EQ(run.Unknowns.nBlockRowNum, 0);
+    EXPECT_EQ(run.Unknowns.nUnknownNum, 0);
   }
-}
-
-TEST(PrepareAdjustment, RefusesAMatrixThatTheAllocatorRefuses) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "the sanitizers' allocators end the program instead";
-#else
-  ConsoleText console;
-  CBundleAdjustment run(MadeUpPlatform(std::numeric_limits<int64_t>::max(), 1), console.File());
-  Count(run, 1, 1000000);
-  run.Settings.Set_EOP_Unknown = false;  // 5 million unknowns: 200 terabytes
-  EXPECT_EQ(run.PrepareAdjustment(), 0);
-  EXPECT_EQ(console.Text(), kTooLarge);
-#endif
-}
-
-TEST(PrepareAdjustment, TransformsFromFourControlPointsOn) {
-  ConsoleText console;
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), console.File());
-  Count(run, 4, 1);
-  run.Paths.szGcpPath = "/nonexistent/points.gcp";
-  run.Points.nControlPointNum = 4;
-  EXPECT_EQ(run.PrepareAdjustment(), -1);
-  EXPECT_TRUE(console.Text().ends_with("Error! Compute Seven Parameters with GCP failed!\n"));
-  EXPECT_FALSE(run.Frame.bSevenParamApplied);
-}
-
-TEST(PrepareAdjustment, LeavesTheOrientationsAloneWithThreeControlPoints) {
-  ConsoleText console;
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), console.File());
-  test::TestBlock block = test::ExactStrip();
-  block.MoveInto(run);
-  run.Paths.szGcpPath = "/nonexistent/points.gcp";
-  run.Points.nControlPointNum = 3;
-  EXPECT_EQ(run.PrepareAdjustment(), 1);
-  EXPECT_EQ(console.Text(), "");
-  EXPECT_FALSE(run.Frame.bSevenParamApplied);
-  EXPECT_EQ(run.Images.pEop[1].X, 256);
 }
 
 }  // namespace

@@ -1,19 +1,28 @@
+#include "geometry/TiePoints.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "geometry/GeometryBuilders.h"
-#include "support/TestFiles.h"
 
 namespace orvo {
 namespace {
 
-using test::ConsoleText;
 using test::ExactStrip;
-using test::MadeUpPlatform;
 using test::TestBlock;
 
-constexpr int64_t kGibibyte = 1LL << 30;
+/// The section of a run on so many processors.
+struct TiePointRun : test::BlockParts {
+  explicit TiePointRun(int processors) : nProcessors(processors) {}
+  void ComputeTiePoints(int32_t section) {
+    orvo::ComputeTiePoints(section, {Images, Cameras, nProcessors}, Frame.dCoorScale, Points, Residuals);
+  }
+  void ComputeTiePointsThreaded(int32_t section) {
+    orvo::ComputeTiePointsThreaded(section, {Images, Cameras, nProcessors}, Points, Log);
+  }
+  int nProcessors;
+};
 
 void ExpectSix(const double* actual, const std::vector<double>& expected) {
   for (size_t i = 0; i < 6; ++i) EXPECT_NEAR(actual[i], expected[i], 1e-9) << i;
@@ -36,10 +45,10 @@ TestBlock TiePoints(int count) {
 }
 
 TEST(ComputeTiePoints, IntersectsTheSectionAndTakesStatisticsInObjectUnits) {
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 3), nullptr);
+  TiePointRun run(3);
   ThreePoints().MoveInto(run);
   run.Frame.dCoorScale = 0.5;
-  EXPECT_EQ(run.ComputeTiePoints(0), 1);
+  run.ComputeTiePoints(0);
   EXPECT_NEAR(run.Points.pObjectPoints[0].X, 64, 1e-9);
   EXPECT_EQ(run.Points.pObjectPoints[1].X, 63);
   EXPECT_NEAR(run.Points.pObjectPoints[2].X, 128, 1e-9);
@@ -48,7 +57,7 @@ TEST(ComputeTiePoints, IntersectsTheSectionAndTakesStatisticsInObjectUnits) {
 }
 
 TEST(ComputeTiePoints, KeepsTheStatisticsOfTheLastSectionOnly) {
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 1), nullptr);
+  TiePointRun run(1);
   ThreePoints().MoveInto(run);
   run.ComputeTiePoints(0);
   EXPECT_NE(run.Residuals.dControlResidual[0], 0);
@@ -63,7 +72,7 @@ TEST(ComputeTiePoints, KeepsTheStatisticsOfTheLastSectionOnly) {
 }
 
 TEST(ComputeTiePoints, OfASectionWithOnePointOverwritesItWithoutStatistics) {
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 2), nullptr);
+  TiePointRun run(2);
   TestBlock block = ExactStrip();
   block.AddPoint(1, 64, 32, 0, {0, 1, 2}, -1, -2, -3);
   block.MoveInto(run);
@@ -73,24 +82,24 @@ TEST(ComputeTiePoints, OfASectionWithOnePointOverwritesItWithoutStatistics) {
 }
 
 TEST(ComputeTiePoints, TakesNoMorePointsThanAreInMemory) {
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 2), nullptr);
+  TiePointRun run(2);
   TiePoints(3).MoveInto(run);
   run.Points.Sections.ObjectPoints = {{0, 1000000}};
-  EXPECT_EQ(run.SectionPointCount(0), 3);
-  EXPECT_EQ(run.ComputeTiePoints(0), 1);
-  EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
+  EXPECT_EQ(SectionPointCount(run.Points, 0), 3);
+  run.ComputeTiePoints(0);
+  run.ComputeTiePointsThreaded(0);
   EXPECT_NEAR(run.Points.pObjectPoints[2].X, 16, 1e-9);
   for (const int32_t noSection : {-1, 1, 7}) {
-    EXPECT_EQ(run.SectionPointCount(noSection), 0);
-    EXPECT_EQ(run.ComputeTiePoints(noSection), 1);
+    EXPECT_EQ(SectionPointCount(run.Points, noSection), 0);
+    run.ComputeTiePoints(noSection);
   }
   run.Points.Sections.ObjectPoints = {{5, 4}};
-  EXPECT_EQ(run.SectionPointCount(0), 0);
+  EXPECT_EQ(SectionPointCount(run.Points, 0), 0);
 }
 
 TEST(ComputeTiePoints, LeavesOutImagesBehindTheKeptOnes) {
   // The tables have a row for each image of the file; those behind nImageNum were deleted.
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 2), nullptr);
+  TiePointRun run(2);
   TestBlock block = TiePoints(2);
   block.imagePoints[2].x = 1e6F;
   block.MoveInto(run);
@@ -100,11 +109,10 @@ TEST(ComputeTiePoints, LeavesOutImagesBehindTheKeptOnes) {
 }
 
 TEST(ComputeTiePointsThreaded, LogsItsTasksAndJoinsThemInOrder) {
-  ConsoleText console;
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 4), console.File());
+  TiePointRun run(4);
   TiePoints(10).MoveInto(run);
-  EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
-  EXPECT_EQ(console.Text(),
+  run.ComputeTiePointsThreaded(0);
+  EXPECT_EQ(run.Console.Text(),
             "Sub task 0: 0 2 10\nSub task 1: 3 5 10\nSub task 2: 6 9 10\n"
             "Sub task 0 completed\nSub task 1 completed\nSub task 2 completed\n");
   for (int i = 0; i < 10; ++i) EXPECT_NEAR(run.Points.pObjectPoints[static_cast<size_t>(i)].X, 8 * i, 1e-9);
@@ -112,21 +120,19 @@ TEST(ComputeTiePointsThreaded, LogsItsTasksAndJoinsThemInOrder) {
 
 TEST(ComputeTiePointsThreaded, RunsOneTaskOnOneProcessor) {
   for (const int processors : {0, 1, 2}) {
-    ConsoleText console;
-    CBundleAdjustment run(MadeUpPlatform(kGibibyte, processors), console.File());
+    TiePointRun run(processors);
     TiePoints(3).MoveInto(run);
-    EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
-    EXPECT_EQ(console.Text(), "Sub task 0: 0 2 3\nSub task 0 completed\n");
+    run.ComputeTiePointsThreaded(0);
+    EXPECT_EQ(run.Console.Text(), "Sub task 0: 0 2 3\nSub task 0 completed\n");
     EXPECT_NEAR(run.Points.pObjectPoints[2].X, 16, 1e-9);
   }
 }
 
 TEST(ComputeTiePointsThreaded, HasEmptySharesWhereThreadsOutnumberPoints) {
-  ConsoleText console;
-  CBundleAdjustment run(MadeUpPlatform(kGibibyte, 4), console.File());
+  TiePointRun run(4);
   TiePoints(2).MoveInto(run);
-  EXPECT_EQ(run.ComputeTiePointsThreaded(0), 1);
-  EXPECT_EQ(console.Text(),
+  run.ComputeTiePointsThreaded(0);
+  EXPECT_EQ(run.Console.Text(),
             "Sub task 0: 0 -1 2\nSub task 1: 0 -1 2\nSub task 2: 0 1 2\n"
             "Sub task 0 completed\nSub task 1 completed\nSub task 2 completed\n");
   EXPECT_NEAR(run.Points.pObjectPoints[1].X, 8, 1e-9);
@@ -134,8 +140,7 @@ TEST(ComputeTiePointsThreaded, HasEmptySharesWhereThreadsOutnumberPoints) {
 
 TEST(ComputeTiePointsThreaded, OverwritesAControlPointThatIsAloneInItsTask) {
   // Quirk: three points over three tasks are three calls for one point each.
-  CBundleAdjustment alone(MadeUpPlatform(kGibibyte, 4), nullptr),
-      together(MadeUpPlatform(kGibibyte, 2), nullptr);
+  TiePointRun alone(4), together(2);
   ThreePoints().MoveInto(alone);
   ThreePoints().MoveInto(together);
   alone.ComputeTiePointsThreaded(0);
@@ -145,7 +150,7 @@ TEST(ComputeTiePointsThreaded, OverwritesAControlPointThatIsAloneInItsTask) {
 }
 
 TEST(ComputeTiePointsThreaded, GivesTheBitsOfTheSerialForm) {
-  CBundleAdjustment serial(MadeUpPlatform(kGibibyte, 1), nullptr);
+  TiePointRun serial(1);
   TestBlock block = TiePoints(1000);
   for (size_t i = 0; i < block.imagePoints.size(); ++i) {
     block.imagePoints[i].x += static_cast<float>(i % 7) * 1e-4F;
@@ -153,7 +158,7 @@ TEST(ComputeTiePointsThreaded, GivesTheBitsOfTheSerialForm) {
   TestBlock(block).MoveInto(serial);
   serial.ComputeTiePoints(0);
   for (const int processors : {2, 3, 9}) {
-    CBundleAdjustment threaded(MadeUpPlatform(kGibibyte, processors), nullptr);
+    TiePointRun threaded(processors);
     TestBlock(block).MoveInto(threaded);
     threaded.ComputeTiePointsThreaded(0);
     for (size_t p = 0; p < threaded.Points.pObjectPoints.size(); ++p) {

@@ -3,9 +3,8 @@
 
 #include <cmath>
 
-#include "results/GpuResidualLines.h"
 #include "results/Print.h"
-#include "run/BundleAdjustment.h"
+#include "results/ResidualFiles.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {
@@ -30,16 +29,23 @@ gpu::GpuResidualTable TableOf(const std::vector<gpu::GpuResidualLine>& lines) {
 
 struct ResidualRun {
   ScratchFolder folder;
-  CBundleAdjustment Run{MadeUpPlatform(1 << 30, 3), nullptr};
+  FilePaths Paths;
+  OutputLedger Outputs;
+  ResidualStatistics Residuals;
+  double fScale = 0.001;
   ResidualRun() {
-    Run.Paths.szOutputPath = folder.Path();
-    Run.Residuals.fMeanResidualX = 0.0001;
-    Run.Residuals.fMeanResidualY = -0.0002;
-    Run.Residuals.fRmsResidualX = 0.0005;
-    Run.Residuals.fRmsResidualY = 0.00075;
+    Paths.szOutputPath = folder.Path();
+    Residuals.fMeanResidualX = 0.0001;
+    Residuals.fMeanResidualY = -0.0002;
+    Residuals.fRmsResidualX = 0.0005;
+    Residuals.fRmsResidualY = 0.00075;
+  }
+  bool Write(const std::vector<gpu::GpuResidualLine>& lines) {
+    ResidualListing listing{TableOf(lines), fScale, FiguresOf(Residuals, fScale)};
+    return WriteResidualFile(ResidualFilePath(Paths, 3, 5), listing, 3, Outputs);
   }
   std::string File(const std::vector<gpu::GpuResidualLine>& lines) {
-    EXPECT_EQ(Run.WriteResidualsGpu(3, 5, TableOf(lines)), 1);
+    EXPECT_TRUE(Write(lines));
     return ReadFile(folder / "Residuals_3_5.res");
   }
 };
@@ -64,12 +70,12 @@ TEST(ResidualsGpu, LinesAndTail) {
                                "RMSE:    0.000000\t    0.000000\t    0.000000\n"
                                "Check point residuals:\nMEAN:    0.000000\t    0.000000\t    0.000000\n"
                                "RMSE:    0.000000\t    0.000000\t    0.000000\n");
-  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 0);
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, 0);
 }
 
 TEST(ResidualsGpu, WithoutValidPointsTheStartValuesAreDividedAndPrinted) {
   ResidualRun r;
-  r.Run.Settings.Image_Coor_Scale = 1.0;
+  r.fScale = 1.0;
   const std::string text = r.File({{0, 0, 0, 0, 0, 1, 1, 1}});
   EXPECT_NE(text.find(Print("MAX:%lf\t%lf\nMIN:%lf\t%lf\n", -1e308, -1e308, 1e308, 1e308)),
             std::string::npos);
@@ -80,7 +86,7 @@ TEST(ResidualsGpu, WithoutValidPointsTheStartValuesAreDividedAndPrinted) {
 
 TEST(ResidualsGpu, ExtremesAreThoseOfTheListedNumbersWhateverTheSignOfTheScale) {
   ResidualRun r;
-  r.Run.Settings.Image_Coor_Scale = -0.001;
+  r.fScale = -0.001;
   EXPECT_NE(r.File({{0, 0, 0, 0, 0, 0.001f, -0.002f, 0}, {0, 0, 1, 0, 0, -0.003f, 0.004f, 0}})
                 .find("MAX:3.000000\t2.000000\nMIN:-1.000000\t-1.000000\n"),
             std::string::npos);
@@ -109,9 +115,9 @@ TEST(ResidualsGpu, ManyLinesEqualTheObviousFormOnAnyNumberOfThreads) {
 
 TEST(ResidualsGpu, AFileThatCantBeMadeIsCounted) {
   ResidualRun r;
-  r.Run.Paths.szOutputPath = r.folder / "none";
-  EXPECT_EQ(r.Run.WriteResidualsGpu(0, 0, TableOf({})), 0);
-  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
+  r.Paths.szOutputPath = r.folder / "none";
+  EXPECT_FALSE(r.Write({}));
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, 1);
 }
 
 }  // namespace

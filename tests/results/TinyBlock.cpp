@@ -19,8 +19,7 @@ std::string PointText(const TinyBlock::Point& point) {
 
 }  // namespace
 
-TinyBlock::TinyBlock(double imageScale, double objectScale, Platform platform)
-    : fConsole(std::tmpfile()), Run(std::move(platform), fConsole.get()) {
+TinyBlock::TinyBlock(double imageScale, double objectScale) : fConsole(std::tmpfile()), Run(fConsole.get()) {
   const double s = imageScale, S = objectScale;
   Run.Settings.Image_Coor_Scale = s;
   Run.Settings.Object_Coor_Scale = S;

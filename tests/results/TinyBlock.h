@@ -1,6 +1,6 @@
 // A block small enough to be written out: four images of which one is dropped, three cameras of which one is
-// dropped, tie points, control and check points. Nothing is read to set it up: the object's tables are filled
-// by hand and the files that the writers read again are texts that a test may change first.
+// dropped, tie points, control and check points. Nothing is read to set it up: the tables are filled by hand
+// and the files that the writers read again are texts that a test may change first.
 #pragma once
 
 #include <cstdio>
@@ -8,7 +8,19 @@
 #include <string>
 #include <vector>
 
-#include "run/BundleAdjustment.h"
+#include "base/InputFiles.h"
+#include "base/OutputLedger.h"
+#include "base/RunLog.h"
+#include "records/AdjustmentSettings.h"
+#include "records/CameraTable.h"
+#include "records/FilePaths.h"
+#include "records/ImageTable.h"
+#include "records/ObjectFrame.h"
+#include "records/PointStore.h"
+#include "records/ResidualStatistics.h"
+#include "records/RunProgress.h"
+#include "results/Report.h"
+#include "results/ResultForm.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {
@@ -28,8 +40,37 @@ class TinyBlock {
     std::vector<Measurement> Measurements;
   };
 
-  explicit TinyBlock(double imageScale = 0.001, double objectScale = 1.0,
-                     Platform platform = NativePlatform());
+  /// The parts of a run that results are made from.
+  struct Parts {
+    AdjustmentSettings Settings;
+    FilePaths Paths;
+    InputFiles Inputs;
+    OutputLedger Outputs;
+    RunLog Log;
+    RunProgress Progress;
+    ImageTable Images;
+    CameraTable Cameras;
+    PointStore Points;
+    ObjectFrame Frame;
+    ResidualStatistics Residuals;
+
+    explicit Parts(std::FILE* console) : Log(console, Outputs.Folder) {}
+
+    bool WriteResultForm(const std::string& project, const std::string& gcp, ResultListing kind) {
+      return orvo::WriteResultForm({project, gcp, Settings, Images, Cameras, Inputs}, kind, Paths, Residuals,
+                                   Outputs, Log);
+    }
+    void WriteResultFiles(const std::string& project, const std::string& gcp) {
+      orvo::WriteResultFiles({project, gcp, Settings, Images, Cameras, Inputs}, Paths, Residuals, Outputs,
+                             Log);
+    }
+    bool WriteReport() {
+      return orvo::WriteReport({Settings, Images, Cameras, Points, Frame, Progress}, Paths, Inputs, Residuals,
+                               Outputs);
+    }
+  };
+
+  explicit TinyBlock(double imageScale = 0.001, double objectScale = 1.0);
 
   /// A point seen from kept images, with residuals of some tenths of a file unit.
   Point MakePoint(const std::string& name, int32_t type, double X, double Y, double Z,
@@ -40,7 +81,7 @@ class TinyBlock {
   /// The tie points as the bytes of an .ovt file; reserved fields differ from 0.
   std::string OvtBytes() const;
   /// Writes project, GCP file and (for a project without points in its text) tie-point file, and sets the
-  /// paths of the object.
+  /// paths.
   void WriteFiles(const std::string& projectName);
 
   /// The measurements of a point as they stand in memory; only for points on kept images.
@@ -55,7 +96,7 @@ class TinyBlock {
   };
   ScratchFolder folder;
   std::unique_ptr<std::FILE, Closer> fConsole;
-  CBundleAdjustment Run;
+  Parts Run;
   bool bTextPoints = true;  ///< tie points stand in the project's text
   std::vector<std::string> CameraLines;
   std::vector<std::vector<std::string>> ImageLines;  ///< four a image

@@ -62,7 +62,7 @@ std::string Head(const char* seconds, const double* image, double gsd) {
          Print("RMSE:%12.6lf\t%12.6lf\n", image[2], image[3]) + Print("GSD:%12.6lf\n\n", gsd);
 }
 
-void FillStatistics(CBundleAdjustment& run) {
+void FillStatistics(TinyBlock::Parts& run) {
   run.Progress.fStartTick = 1000;
   run.Progress.fEndTick = 13345.4;
   run.Residuals.fMeanResidualX = 0.0001;
@@ -80,7 +80,7 @@ TEST(Report, ListsControlAndCheckPoints) {
     TinyBlock block(0.001, objectScale);
     FillStatistics(block.Run);
     block.WriteFiles("block.prj");
-    EXPECT_EQ(block.Run.WriteReport(), 1);
+    EXPECT_TRUE(block.Run.WriteReport());
     const Kind control = Collect(block, true), check = Collect(block, false);
     const double image[4] = {0.1, -0.2, 0.7, 0.9};
     EXPECT_EQ(block.Output("OrvoAdjustReport.txt"),
@@ -89,8 +89,11 @@ TEST(Report, ListsControlAndCheckPoints) {
                   "\nCheck point number:2\nCheck point residuals:\n" + check.sLines +
                   FigureText(check.dFigures, check.dMax));
     EXPECT_EQ(block.Output("ObjectPointError.xyz"), control.sErrors + check.sErrors);
-    EXPECT_NEAR(block.Run.Residuals.fMeanResidualX, 0.1, 1e-15);
-    EXPECT_NEAR(block.Run.Residuals.fRmsResidualY, 0.9, 1e-15);
+    // Statistics stay in working units.
+    EXPECT_EQ(block.Run.Residuals.fMeanResidualX, 0.0001);
+    EXPECT_EQ(block.Run.Residuals.fMeanResidualY, -0.0002);
+    EXPECT_EQ(block.Run.Residuals.fRmsResidualX, 0.0007);
+    EXPECT_EQ(block.Run.Residuals.fRmsResidualY, 0.0009);
     for (int i = 0; i < 6; ++i) {
       EXPECT_NEAR(block.Run.Residuals.dControlResidual[i], control.dFigures[i], 1e-7 / objectScale);
       EXPECT_NEAR(block.Run.Residuals.dCheckResidual[i], check.dFigures[i], 1e-7 / objectScale);
@@ -130,7 +133,7 @@ TEST(Report, WithoutGcpFileKeepsTheFiguresOfTheIteration) {
   TinyBlock block;
   FillStatistics(block.Run);
   block.Run.Paths.szGcpPath = block.folder / "absent";
-  EXPECT_EQ(block.Run.WriteReport(), 1);
+  EXPECT_TRUE(block.Run.WriteReport());
   const double image[4] = {0.1, -0.2, 0.7, 0.9}, figures[6] = {50, 51, 52, 53, 54, 55}, max[3] = {};
   EXPECT_EQ(block.Output("OrvoAdjustReport.txt"),
             Head("12.345", image, 0.25) + "Control point number:2\nControl point residuals:\n" +
@@ -201,7 +204,7 @@ TEST(Report, FilesThatCannotBeOpened) {
     TinyBlock block;
     block.WriteFiles("block.prj");
     std::filesystem::create_directory(block.folder / name);
-    EXPECT_EQ(block.Run.WriteReport(), 0);
+    EXPECT_FALSE(block.Run.WriteReport());
     EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
     EXPECT_EQ(block.Run.Residuals.fRmsResidualX, 0.1);
     EXPECT_EQ(block.Log(), "");
@@ -214,7 +217,7 @@ TEST(Report, FullDiskIsCounted) {
   block.WriteFiles("block.prj");
   std::filesystem::create_symlink("/dev/full", block.folder / "out/OrvoAdjustReport.txt");
   std::filesystem::create_symlink("/dev/full", block.folder / "out/ObjectPointError.xyz");
-  EXPECT_EQ(block.Run.WriteReport(), 1);
+  EXPECT_TRUE(block.Run.WriteReport());
   EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 2);
 }
 
@@ -224,7 +227,7 @@ TEST(Report, GcpFileCutAtEveryByte) {
   const std::string gcp = block.GcpText();
   for (size_t length = 0; length < gcp.size(); ++length) {
     test::WriteFile(block.szGcp, gcp.substr(0, length));
-    ASSERT_EQ(block.Run.WriteReport(), 1) << length;
+    ASSERT_TRUE(block.Run.WriteReport()) << length;
     const std::string report = block.Output("OrvoAdjustReport.txt");
     ASSERT_NE(report.find("\nCheck point number:0\n"), std::string::npos) << length;
     ASSERT_TRUE(report.ends_with('\n')) << length;

@@ -3,10 +3,10 @@
 #include <cmath>
 #include <limits>
 
-#include "normal/ThreadBuffers.h"
+#include "results/CorrectionFiles.h"
 #include "results/Print.h"
+#include "results/ResidualFiles.h"
 #include "results/ResidualLines.h"
-#include "run/BundleAdjustment.h"
 #include "support/TestFiles.h"
 
 namespace orvo {
@@ -16,33 +16,51 @@ using test::Print;
 
 struct ResidualRun {
   test::ScratchFolder folder;
-  CBundleAdjustment Run{NativePlatform(), nullptr};
+  FilePaths Paths;
+  OutputLedger Outputs;
+  Platform System = NativePlatform();
+  ResidualStatistics Residuals;
+  double fScale = 0.001;
+  std::vector<ResidualPart> Parts;
+  ResidualWriter Writer{&Outputs.Folder};
+  bool bBeside = false;
 
   ResidualRun() {
-    Run.Paths.szOutputPath = folder.Path();
-    Run.Residuals.fMeanResidualX = 0.0001;
-    Run.Residuals.fMeanResidualY = -0.0002;
-    Run.Residuals.fRmsResidualX = 0.0005;
-    Run.Residuals.fRmsResidualY = 0.00075;
+    Paths.szOutputPath = folder.Path();
+    Residuals.fMeanResidualX = 0.0001;
+    Residuals.fMeanResidualY = -0.0002;
+    Residuals.fRmsResidualX = 0.0005;
+    Residuals.fRmsResidualY = 0.00075;
     for (int i = 0; i < 6; ++i) {
-      Run.Residuals.dControlResidual[i] = 0.125 * i - 0.5;
-      Run.Residuals.dCheckResidual[i] = 1.0 / (i + 1);
+      Residuals.dControlResidual[i] = 0.125 * i - 0.5;
+      Residuals.dCheckResidual[i] = 1.0 / (i + 1);
     }
-    Run.Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
   }
 
   void AddThread(std::vector<float> residuals, std::vector<int32_t> flags) {
-    Run.Normal.pThreadBuffers->pThreadPointNum.push_back(static_cast<int32_t>(flags.size()));
-    Run.Normal.pThreadBuffers->pThreadGrossFlags.push_back(std::move(flags));
-    Run.Normal.pThreadBuffers->pThreadResiduals.push_back(std::move(residuals));
+    const auto count = std::ssize(flags);
+    Parts.push_back({std::move(residuals), std::move(flags), count});
   }
+
+  /// Leaves in Parts what the file leaves of them; nothing beside the run.
+  bool Write(int32_t iteration, int32_t section) {
+    ResidualListing listing{std::move(Parts), fScale, FiguresOf(Residuals, fScale)};
+    Parts.clear();
+    const std::string path = ResidualFilePath(Paths, iteration, section);
+    if (bBeside) return WriteResidualFileBeside(path, std::move(listing), System, Writer, Outputs);
+    const bool created = WriteResidualFile(path, listing, System.ProcessorCount(), Outputs);
+    Parts = std::get<std::vector<ResidualPart>>(std::move(listing.Lines));
+    return created;
+  }
+
+  void Finish() { Outputs.nOutputFailureNum += Writer.Finish(); }
 
   std::string File(const std::string& name) const { return test::ReadFile(folder / name); }
 };
 
 /// The tail, with the extremes and counts that a test expects.
-std::string Tail(const CBundleAdjustment& run, double maxX, double maxY, double minX, int gross, int all) {
-  const double s = run.Settings.Image_Coor_Scale;
+std::string Tail(const ResidualRun& run, double maxX, double maxY, double minX, int gross, int all) {
+  const double s = run.fScale;
   const double* c = run.Residuals.dControlResidual;
   const double* k = run.Residuals.dCheckResidual;
   std::string text = "\n";
@@ -70,20 +88,20 @@ TEST(ResidualsCpu, ListsThreadByThread) {
   r.AddThread({0.0003f, -0.0004f, 0.9f, -0.8f}, {0, -1});
   r.AddThread({}, {});
   r.AddThread({-0.0007f, 0.0001f}, {0});
-  EXPECT_EQ(r.Run.WriteResidualsCpu(2, 7), 1);
+  EXPECT_TRUE(r.Write(2, 7));
   const double s = 0.001;
   EXPECT_EQ(r.File("Residuals_2_7.res"),
             Line(0.0003f, -0.0004f, s, 0) + Line(0.9f, -0.8f, s, -1) + Line(-0.0007f, 0.0001f, s, 0) +
-                Tail(r.Run, static_cast<float>(0.0003f / s), static_cast<float>(0.0001f / s),
+                Tail(r, static_cast<float>(0.0003f / s), static_cast<float>(0.0001f / s),
                      static_cast<float>(-0.0007f / s), 1, 3));
-  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 0);
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, 0);
 }
 
 TEST(ResidualsCpu, GoldenText) {
   ResidualRun r;
-  r.Run.Settings.Image_Coor_Scale = 0.5;
+  r.fScale = 0.5;
   r.AddThread({1.0f, -2.0f, 100.0f, 100.0f}, {0, -1});
-  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+  EXPECT_TRUE(r.Write(0, 0));
   EXPECT_EQ(r.File("Residuals_0_0.res"),
             "    2.000000\t   -4.000000\t 0\n"
             "  200.000000\t  200.000000\t -1\n"
@@ -104,10 +122,9 @@ TEST(ResidualsCpu, GoldenText) {
 TEST(ResidualsCpu, DividedValuesReplaceTheStoredOnes) {
   ResidualRun r;
   r.AddThread({0.0003f, -0.0004f}, {0});
-  r.Run.WriteResidualsCpu(0, 0);
-  EXPECT_EQ(r.Run.Normal.pThreadBuffers->pThreadResiduals[0][0], static_cast<float>(double{0.0003f} / 0.001));
-  EXPECT_EQ(r.Run.Normal.pThreadBuffers->pThreadResiduals[0][1],
-            static_cast<float>(double{-0.0004f} / 0.001));
+  r.Write(0, 0);
+  EXPECT_EQ(r.Parts[0].Residuals[0], static_cast<float>(double{0.0003f} / 0.001));
+  EXPECT_EQ(r.Parts[0].Residuals[1], static_cast<float>(double{-0.0004f} / 0.001));
 }
 
 TEST(ResidualsCpu, ExtremesStartWhereNothingIsLeftToReplaceThem) {
@@ -115,9 +132,9 @@ TEST(ResidualsCpu, ExtremesStartWhereNothingIsLeftToReplaceThem) {
   for (const auto& flags : flagSets) {
     ResidualRun r;
     r.AddThread(std::vector<float>(2 * flags.size(), 0.25f), flags);
-    r.Run.WriteResidualsCpu(0, 0);
+    r.Write(0, 0);
     const std::string text = r.File("Residuals_0_0.res");
-    EXPECT_NE(text.find(Tail(r.Run, -1e30f, -1e30f, 1e30f, static_cast<int>(flags.size()),
+    EXPECT_NE(text.find(Tail(r, -1e30f, -1e30f, 1e30f, static_cast<int>(flags.size()),
                              static_cast<int>(flags.size()))),
               std::string::npos);
     EXPECT_NE(text.find("MAX:-1000000015047466219876688855040.000000\t"), std::string::npos);
@@ -127,7 +144,7 @@ TEST(ResidualsCpu, ExtremesStartWhereNothingIsLeftToReplaceThem) {
 TEST(ResidualsCpu, MinimumOfXStandsTwice) {
   ResidualRun r;
   r.AddThread({0.001f, -0.009f, 0.002f, 0.005f}, {0, 0});
-  r.Run.WriteResidualsCpu(0, 0);
+  r.Write(0, 0);
   EXPECT_NE(r.File("Residuals_0_0.res").find("\nMIN:1.000000\t1.000000\n"), std::string::npos);
 }
 
@@ -135,11 +152,11 @@ TEST(ResidualsCpu, MeansAreThoseOfTheObjectWhateverTheFileHolds) {
   // The running figures cover the sections before; lines and gross count are those of the section.
   ResidualRun r;
   r.AddThread({0.001f, 0.002f}, {-1});
-  r.Run.WriteResidualsCpu(3, 0);
-  r.Run.Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
+  r.Write(3, 0);
+  r.Parts.clear();
   r.AddThread({0.001f, 0.002f, 0.003f, 0.004f}, {0, 0});
-  r.Run.Residuals.fMeanResidualX = 0.5;
-  r.Run.WriteResidualsCpu(3, 1);
+  r.Residuals.fMeanResidualX = 0.5;
+  r.Write(3, 1);
   const std::string first = r.File("Residuals_3_0.res"), second = r.File("Residuals_3_1.res");
   EXPECT_NE(first.find("\nMEAN:0.100000\t-0.200000\n"), std::string::npos);
   EXPECT_NE(second.find("\nMEAN:500.000000\t-0.200000\n"), std::string::npos);
@@ -151,8 +168,8 @@ TEST(ResidualsCpu, NumbersThatAreNone) {
   ResidualRun r;
   const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
   r.AddThread({nan, -inf, -nan, 0.001f}, {0, 0});
-  r.Run.Residuals.fMeanResidualX = nan;
-  r.Run.WriteResidualsCpu(0, 0);
+  r.Residuals.fMeanResidualX = nan;
+  r.Write(0, 0);
   const std::string text = r.File("Residuals_0_0.res");
   EXPECT_TRUE(
       text.starts_with("         nan\t        -inf\t 0\n        -nan\t    1.000000\t 0\n\nMEAN:nan\t"));
@@ -162,13 +179,13 @@ TEST(ResidualsCpu, NumbersThatAreNone) {
 TEST(ResidualsCpu, CountsBeyondTheBuffersAreCut) {
   ResidualRun r;
   r.AddThread({0.001f, 0.002f}, {0, 0});
-  r.Run.Normal.pThreadBuffers->pThreadPointNum[0] = 50;
+  r.Parts[0].nPointNum = 50;
   r.AddThread({}, {});
-  r.Run.Normal.pThreadBuffers->pThreadPointNum[1] = -3;
-  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+  r.Parts[1].nPointNum = -3;
+  EXPECT_TRUE(r.Write(0, 0));
   EXPECT_NE(r.File("Residuals_0_0.res").find("gross points:0/1\n"), std::string::npos);
-  r.Run.Normal.pThreadBuffers.reset();
-  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 1), 1);
+  r.Parts.clear();
+  EXPECT_TRUE(r.Write(0, 1));
   EXPECT_NE(r.File("Residuals_0_1.res").find("gross points:0/0\n"), std::string::npos);
 }
 
@@ -185,7 +202,7 @@ TEST(ResidualsCpu, ManyLinesAreTheLinesOfTheSlowForm) {
     expected += Line(residuals[residuals.size() - 2], residuals.back(), 0.001, flags.back());
   }
   r.AddThread(residuals, flags);
-  r.Run.WriteResidualsCpu(0, 0);
+  r.Write(0, 0);
   EXPECT_TRUE(r.File("Residuals_0_0.res").starts_with(expected + "\nMEAN:"));
 }
 
@@ -194,13 +211,13 @@ TEST(ResidualsCpu, UnwritableFolderAndFullDisk) {
   r.AddThread({0.001f, 0.002f}, {0});
   if (test::Exists("/dev/full")) {
     std::filesystem::create_symlink("/dev/full", r.folder / "Residuals_0_0.res");
-    EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
-    EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
+    EXPECT_TRUE(r.Write(0, 0));
+    EXPECT_EQ(r.Outputs.nOutputFailureNum, 1);
   }
-  r.Run.Outputs.nOutputFailureNum = 0;
-  r.Run.Paths.szOutputPath = r.folder / "absent";
-  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 0);
-  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
+  r.Outputs.nOutputFailureNum = 0;
+  r.Paths.szOutputPath = r.folder / "absent";
+  EXPECT_FALSE(r.Write(0, 0));
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, 1);
 }
 
 /// Several pieces of work in two parts, with extremes that only their sign tells apart.
@@ -223,75 +240,75 @@ TEST(ResidualsCpu, BesideTheRunTheFileIsTheSame) {
   std::string expected;
   for (const int processors : {1, 2, 16}) {
     ResidualRun beside, waiting;
-    beside.Run.System.ProcessorCount = waiting.Run.System.ProcessorCount = [=] { return processors; };
+    beside.System.ProcessorCount = waiting.System.ProcessorCount = [=] { return processors; };
     AddManyLines(beside);
     AddManyLines(waiting);
-    beside.Run.WriteResidualsBesideTheRun();
-    EXPECT_EQ(beside.Run.WriteResidualsCpu(0, 0), 1);
+    beside.bBeside = true;
+    EXPECT_TRUE(beside.Write(0, 0));
     // What the run does next must not reach the file.
-    beside.Run.Residuals.fMeanResidualX = 77;
-    beside.Run.Residuals.dCheckResidual[0] = 77;
-    beside.Run.Normal.pThreadBuffers.reset();
-    beside.Run.FinishResidualFiles();
-    EXPECT_EQ(waiting.Run.WriteResidualsCpu(0, 0), 1);
+    beside.Residuals.fMeanResidualX = 77;
+    beside.Residuals.dCheckResidual[0] = 77;
+    beside.Parts.clear();
+    beside.Finish();
+    EXPECT_TRUE(waiting.Write(0, 0));
     const std::string text = waiting.File("Residuals_0_0.res");
     EXPECT_TRUE(beside.File("Residuals_0_0.res") == text);
     EXPECT_NE(text.find("\nMAX:0.000000\t1000.000000\nMIN:0.000000\t0.000000\n"), std::string::npos)
         << text.substr(text.size() - 600);
     if (expected.empty()) expected = text;
     EXPECT_TRUE(text == expected);
-    EXPECT_EQ(beside.Run.Outputs.nOutputFailureNum + waiting.Run.Outputs.nOutputFailureNum, 0);
+    EXPECT_EQ(beside.Outputs.nOutputFailureNum + waiting.Outputs.nOutputFailureNum, 0);
   }
 }
 
 TEST(ResidualsCpu, BesideTheRunEveryFileIsFinishedInTurn) {
   ResidualRun r;
-  r.Run.WriteResidualsBesideTheRun();
+  r.bBeside = true;
   for (int iteration = 0; iteration < 5; ++iteration) {
-    r.Run.Normal.pThreadBuffers = std::make_unique<ThreadBuffers>();
+    r.Parts.clear();
     r.AddThread(std::vector<float>(40000, 0.001f * static_cast<float>(iteration)),
                 std::vector<int32_t>(20000, 0));
-    EXPECT_EQ(r.Run.WriteResidualsCpu(iteration, 0), 1);
+    EXPECT_TRUE(r.Write(iteration, 0));
   }
-  r.Run.FinishResidualFiles();
+  r.Finish();
   for (int iteration = 0; iteration < 5; ++iteration) {
     const std::string text = r.File("Residuals_" + std::to_string(iteration) + "_0.res");
     EXPECT_TRUE(text.starts_with(Print("%12.6lf\t", 1.0 * iteration))) << iteration;
-    EXPECT_TRUE(text.ends_with(Tail(r.Run, iteration, iteration, iteration, 0, 20000))) << iteration;
+    EXPECT_TRUE(text.ends_with(Tail(r, iteration, iteration, iteration, 0, 20000))) << iteration;
   }
 }
 
 TEST(ResidualsCpu, WithLittleMemoryTheFileIsWholeOnReturn) {
   ResidualRun r;
   int asked = 0;
-  r.Run.System.FreePhysicalBytes = [&asked] {
+  r.System.FreePhysicalBytes = [&asked] {
     ++asked;
     return int64_t{1} << 25;
   };
-  r.Run.WriteResidualsBesideTheRun();
+  r.bBeside = true;
   r.AddThread(std::vector<float>(1000000, 0.001f), std::vector<int32_t>(500000, 0));
-  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+  EXPECT_TRUE(r.Write(0, 0));
   EXPECT_EQ(asked, 1);
-  EXPECT_TRUE(r.File("Residuals_0_0.res").ends_with(Tail(r.Run, 1, 1, 1, 0, 500000)));
+  EXPECT_TRUE(r.File("Residuals_0_0.res").ends_with(Tail(r, 1, 1, 1, 0, 500000)));
 }
 
 TEST(ResidualsCpu, BesideTheRunFailuresAreCountedAtTheEnd) {
   ResidualRun r;
-  r.Run.WriteResidualsBesideTheRun();
+  r.bBeside = true;
   int expected = 0;
   if (test::Exists("/dev/full")) {
     std::filesystem::create_symlink("/dev/full", r.folder / "Residuals_0_0.res");
     r.AddThread({0.001f, 0.002f}, {0});
-    EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 1);
+    EXPECT_TRUE(r.Write(0, 0));
     ++expected;
   }
-  r.Run.Paths.szOutputPath = r.folder / "absent";
-  EXPECT_EQ(r.Run.WriteResidualsCpu(0, 0), 0);
+  r.Paths.szOutputPath = r.folder / "absent";
+  EXPECT_FALSE(r.Write(0, 0));
   ++expected;
-  r.Run.FinishResidualFiles();
-  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, expected);
-  r.Run.FinishResidualFiles();
-  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, expected);
+  r.Finish();
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, expected);
+  r.Finish();
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, expected);
 }
 
 TEST(ResidualLines, OtherFlagsAreGrossAndPrintedAsTheyAre) {
@@ -313,8 +330,7 @@ TEST(Corrections, OneLineForEachUnknown) {
   ResidualRun r;
   std::vector<double> x{0, -0.0, 1.5e-7, -123456.789, 1e300, std::nan(""), -INFINITY};
   for (int i = 0; i < 5000; ++i) x.push_back(std::sin(i) * std::pow(10.0, i % 40 - 20));
-  r.Run.Unknowns.nUnknownNum = static_cast<int32_t>(x.size());
-  EXPECT_EQ(r.Run.WriteCorrections(11, x.data()), 1);
+  EXPECT_TRUE(WriteCorrectionFile(11, x, r.Paths, r.Outputs));
   std::string expected;
   for (const double value : x) expected += Print("%20.9e\n", value);
   EXPECT_TRUE(r.File("Corrections_11.txt") == expected);
@@ -323,16 +339,28 @@ TEST(Corrections, OneLineForEachUnknown) {
 TEST(Corrections, UnwritableFolderAndFullDisk) {
   ResidualRun r;
   const double x[1] = {1};
-  r.Run.Unknowns.nUnknownNum = 1;
   if (test::Exists("/dev/full")) {
     std::filesystem::create_symlink("/dev/full", r.folder / "Corrections_0.txt");
-    EXPECT_EQ(r.Run.WriteCorrections(0, x), 1);
-    EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
+    EXPECT_TRUE(WriteCorrectionFile(0, x, r.Paths, r.Outputs));
+    EXPECT_EQ(r.Outputs.nOutputFailureNum, 1);
   }
-  r.Run.Paths.szOutputPath = r.folder / "absent";
-  r.Run.Outputs.nOutputFailureNum = 0;
-  EXPECT_EQ(r.Run.WriteCorrections(0, x), 0);
-  EXPECT_EQ(r.Run.Outputs.nOutputFailureNum, 1);
+  r.Paths.szOutputPath = r.folder / "absent";
+  r.Outputs.nOutputFailureNum = 0;
+  EXPECT_FALSE(WriteCorrectionFile(0, x, r.Paths, r.Outputs));
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, 1);
+}
+
+TEST(Remainder, OneLineForEachUnknown) {
+  ResidualRun r;
+  const double remainder[] = {0, -1.25, 123456789.0004, std::nan("")};
+  EXPECT_TRUE(WriteRemainderFile(3, remainder, r.Paths, r.Outputs));
+  std::string expected;
+  for (const double value : remainder) expected += Print("%12.3lf\t\n", value);
+  EXPECT_EQ(r.File("LM_R_Vector_3.txt"), expected);
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, 0);
+  r.Paths.szOutputPath = r.folder / "absent";
+  EXPECT_FALSE(WriteRemainderFile(3, remainder, r.Paths, r.Outputs));
+  EXPECT_EQ(r.Outputs.nOutputFailureNum, 1);
 }
 
 }  // namespace

@@ -14,6 +14,8 @@ namespace {
 using test::Print;
 using test::TinyBlock;
 
+constexpr ResultListing kTie = ResultListing::TiePoints, kGround = ResultListing::GroundPoints;
+
 struct Scales {
   const char* szName;
   double fImage, fObject;
@@ -152,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(Scales, ResultForm,
 TEST_P(ResultForm, WritesOrientationsAndControlPoints) {
   TinyBlock block(GetParam().fImage, GetParam().fObject);
   block.WriteFiles("block.prj");
-  EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 1);
+  EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kGround));
   EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));
   EXPECT_EQ(block.Output("OrvoResult_gcp.rst"), ExpectedGcpListing(block));
   EXPECT_FALSE(test::Exists(block.folder / "out/OrvoResult.rst"));
@@ -164,7 +166,7 @@ TEST_P(ResultForm, WritesOrientationsAndTiePoints) {
   TinyBlock block(GetParam().fImage, GetParam().fObject);
   block.Run.Settings.Gross_Point_Threshold = 1e9;
   block.WriteFiles("block.prj");
-  EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 0), 1);
+  EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kTie));
   EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));
   EXPECT_EQ(block.Output("OrvoResult.rst"), ExpectedTiePointListing(block));
   EXPECT_FALSE(test::Exists(block.folder / "out/OrvoResult_gcp.rst"));
@@ -184,7 +186,7 @@ std::vector<std::array<double, 2>> ResidualsOf(const TinyBlock& block,
   return all;
 }
 
-void ExpectStatistics(const CBundleAdjustment& run, const std::vector<std::array<double, 2>>& residuals) {
+void ExpectStatistics(const TinyBlock::Parts& run, const std::vector<std::array<double, 2>>& residuals) {
   double sum[2] = {}, square[2] = {};
   for (const auto& v : residuals) {
     for (size_t i = 0; i < 2; ++i) {
@@ -202,12 +204,12 @@ void ExpectStatistics(const CBundleAdjustment& run, const std::vector<std::array
 TEST(ResultFormStatistics, AreReplacedByTheTiePointsOnly) {
   TinyBlock block;
   block.WriteFiles("block.prj");
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 1);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kGround);
   EXPECT_EQ(block.Run.Residuals.fMeanResidualX, 0.1);
   EXPECT_EQ(block.Run.Residuals.fMeanResidualY, 0.1);
   EXPECT_EQ(block.Run.Residuals.fRmsResidualX, 0.1);
   EXPECT_EQ(block.Run.Residuals.fRmsResidualY, 0.1);
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kTie);
   ExpectStatistics(block.Run, ResidualsOf(block, block.TiePoints));
 }
 
@@ -230,7 +232,7 @@ TEST(ResultFormStatistics, TiePointAtTheLimitIsListedButNotCounted) {
   block.Run.Settings.Gross_Point_Threshold = 4;
   block.Run.Residuals.fRmsResidualX = limit / 4 * (1 - 1e-9);
   block.Run.Residuals.fRmsResidualY = 1e9;
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kTie);
   EXPECT_EQ(block.Output("OrvoResult.rst"), ExpectedTiePointListing(block));
   std::erase_if(residuals, [limit](const auto& w) { return std::abs(w[0]) > limit * (1 - 1e-9); });
   ASSERT_LT(residuals.size(), 8u);
@@ -254,7 +256,7 @@ TEST(ResultFormStatistics, LimitIsStrict) {
     block.Run.Residuals.fMeanResidualX = -1;
     block.Run.Residuals.fRmsResidualX = 2 * limitX;
     block.Run.Residuals.fRmsResidualY = 2 * limitY;
-    block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
+    block.Run.WriteResultForm(block.szProject, block.szGcp, kTie);
     EXPECT_EQ(block.Run.Residuals.fMeanResidualX, counted ? 2 : -1) << limitX << " " << limitY;
     EXPECT_NE(block.Output("OrvoResult.rst")
                   .find(Print("%8d\t%12.6lf\t%12.6lf\t%12.6lf\t%12.6lf\n", 0, 2., 1., 2., 1.)),
@@ -268,7 +270,7 @@ TEST(ResultFormStatistics, OtherTypesAlwaysCount) {
   block.TiePoints[1].nType = 5;
   block.Run.Residuals.fRmsResidualX = block.Run.Residuals.fRmsResidualY = 0;
   block.WriteFiles("block.prj");
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kTie);
   ExpectStatistics(block.Run, ResidualsOf(block, block.TiePoints));
 }
 
@@ -277,7 +279,7 @@ TEST(ResultFormStatistics, DeletedImagesAddNothing) {
   block.TiePoints[0].Measurements.push_back({TinyBlock::kDroppedImage, 1000, 1000});
   block.TiePoints[1].Measurements.push_back({4, 1000, 1000});
   block.WriteFiles("block.prj");
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kTie);
   block.TiePoints[1].Measurements.pop_back();
   ExpectStatistics(block.Run, ResidualsOf(block, block.TiePoints));
   EXPECT_NE(block.Output("OrvoResult.rst")
@@ -289,7 +291,7 @@ TEST(ResultFormProject, WithoutPointsTakesTheCountOfTheTiePointFile) {
   TinyBlock block;
   block.bTextPoints = false;
   block.WriteFiles("block.v2.ovc");
-  EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 0), 1);
+  EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kTie));
   EXPECT_EQ(block.Output("OrvoResult.rst"), ExpectedTiePointListing(block));
   EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));
   EXPECT_EQ(block.Output("OrvoResult.ovc").substr(0, 6), "4 3 0\n");
@@ -309,7 +311,7 @@ TEST(ResultFormProject, WithoutPointsAndTiePointFileGoesOnWithNone) {
     } else {
       test::WriteFile(ovt, std::string(bytes, '\1'));
     }
-    EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 0), 1);
+    EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kTie));
     EXPECT_EQ(block.Output("OrvoResult.rst").substr(0, 6), "4 3 0\n");
     EXPECT_EQ(block.Log(), "Open ovt file '" + ovt + "' failed!\n");
   }
@@ -326,9 +328,9 @@ TEST(ResultFormProject, LineEndsOfTheInputDoNotMatter) {
   };
   test::WriteFile(other.szProject, withCr(other.ProjectText()));
   test::WriteFile(other.szGcp, withCr(other.GcpText()));
-  for (const int selector : {0, 1}) {
-    plain.Run.WriteResultForm(plain.szProject, plain.szGcp, selector);
-    other.Run.WriteResultForm(other.szProject, other.szGcp, selector);
+  for (const ResultListing kind : {kTie, kGround}) {
+    plain.Run.WriteResultForm(plain.szProject, plain.szGcp, kind);
+    other.Run.WriteResultForm(other.szProject, other.szGcp, kind);
   }
   for (const char* name : {"OrvoResult.ovc", "OrvoResult.rst", "OrvoResult_gcp.rst"}) {
     EXPECT_EQ(other.Output(name), plain.Output(name)) << name;
@@ -344,7 +346,7 @@ TEST(ResultFormProject, LastLineOfADroppedImageGetsItsLineEnd) {
   block.WriteFiles("block.prj");
   std::string text = block.ProjectText();
   test::WriteFile(block.szProject, text.substr(0, text.size() - 1));
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 1);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kGround);
   const std::string ovc = block.Output("OrvoResult.ovc");
   EXPECT_TRUE(ovc.ends_with("\n3 2 3\n"));
 }
@@ -354,7 +356,7 @@ TEST(ResultFormProject, CameraBeyondTheKeptOnesIsCopied) {
   TinyBlock block;
   block.Run.Cameras.nCameraNum = 1;
   block.WriteFiles("block.prj");
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 1);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kGround);
   EXPECT_NE(block.Output("OrvoResult.ovc").find("\n" + block.CameraLines[2] + "\n"), std::string::npos);
   // Its image is kept and written, but nothing is computed with it.
   EXPECT_NE(block.Output("OrvoResult.ovc").find(RotationText(block.Run.Images.pEop[1])), std::string::npos);
@@ -365,7 +367,7 @@ TEST(ResultFormFailure, OutputFolderMissing) {
   TinyBlock block;
   block.WriteFiles("block.prj");
   block.Run.Paths.szOutputPath = block.folder / "absent";
-  EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 0);
+  EXPECT_FALSE(block.Run.WriteResultForm(block.szProject, block.szGcp, kGround));
   EXPECT_EQ(block.Log(), "Create ovc file failed:" + (block.folder / "absent/OrvoResult.ovc") + "!\n");
   EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
 }
@@ -373,7 +375,7 @@ TEST(ResultFormFailure, OutputFolderMissing) {
 TEST(ResultFormFailure, ProjectMissing) {
   TinyBlock block;
   const std::string absent = block.folder / "absent.prj";
-  EXPECT_EQ(block.Run.WriteResultForm(absent, block.szGcp, 1), 0);
+  EXPECT_FALSE(block.Run.WriteResultForm(absent, block.szGcp, kGround));
   EXPECT_EQ(block.Log(), "Error!Open prj file failed:" + absent + "!\n");
 }
 
@@ -381,7 +383,7 @@ TEST(ResultFormFailure, GcpFileMissing) {
   TinyBlock block;
   block.WriteFiles("block.prj");
   for (const std::string& path : {block.folder / "absent", std::string(), block.folder.Path()}) {
-    EXPECT_EQ(block.Run.WriteResultForm(block.szProject, path, 1), 1);
+    EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, path, kGround));
     EXPECT_EQ(block.Output("OrvoResult_gcp.rst"), ExpectedGcpListing(block, false));
   }
   const std::string warning = "Warning!Open gcp file failed!\n";
@@ -393,7 +395,7 @@ TEST(ResultFormFailure, ListingNotCreatableStillSavesTheOrientations) {
   block.WriteFiles("block.prj");
   const std::string listing = block.folder / "out/OrvoResult_gcp.rst";
   std::filesystem::create_directory(listing);
-  EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 0);
+  EXPECT_FALSE(block.Run.WriteResultForm(block.szProject, block.szGcp, kGround));
   EXPECT_EQ(block.Log(), "Error!Create rst file failed:" + listing + "!\n");
   EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));
   EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
@@ -406,7 +408,7 @@ TEST(ResultFormFailure, FullDiskIsCountedAndTheRunGoesOn) {
   for (const char* name : {"out/OrvoResult.ovc", "out/OrvoResult_gcp.rst"}) {
     std::filesystem::create_symlink("/dev/full", block.folder / name);
   }
-  EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 1);
+  EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kGround));
   EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 2);
   EXPECT_EQ(block.Log(), "");
 }
@@ -417,7 +419,7 @@ TEST(ResultFormInput, CutAtEveryByte) {
   const std::string project = block.ProjectText(), gcp = block.GcpText();
   for (size_t length = 0; length < project.size(); ++length) {
     test::WriteFile(block.szProject, project.substr(0, length));
-    ASSERT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 0), 1) << length;
+    ASSERT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kTie)) << length;
     const std::string ovc = block.Output("OrvoResult.ovc");
     ASSERT_TRUE(ovc.ends_with('\n')) << length;
     // Whatever is kept in memory is not lost with its lines.
@@ -429,7 +431,7 @@ TEST(ResultFormInput, CutAtEveryByte) {
   const std::string whole = ExpectedGcpListing(block);
   for (size_t length = 0; length < gcp.size(); ++length) {
     test::WriteFile(block.szGcp, gcp.substr(0, length));
-    ASSERT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 1) << length;
+    ASSERT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kGround)) << length;
     const std::string listing = block.Output("OrvoResult_gcp.rst");
     ASSERT_TRUE(listing.ends_with('\n')) << length;
     ASSERT_LE(listing.size(), whole.size()) << length;
@@ -445,8 +447,8 @@ TEST(ResultFormInput, CountsThatNoFileCanHold) {
     const std::string text = block.ProjectText();
     test::WriteFile(block.szProject, head + text.substr(text.find('\n') + 1));
     test::WriteFile(block.szGcp, std::string("2000000000\nP 1 2 3 1\n2000000000\n0 1 1\n"));
-    EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 0), 1);
-    EXPECT_EQ(block.Run.WriteResultForm(block.szProject, block.szGcp, 1), 1);
+    EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kTie));
+    EXPECT_TRUE(block.Run.WriteResultForm(block.szProject, block.szGcp, kGround));
     EXPECT_LT(block.Output("OrvoResult.ovc").size(), 20000u) << head;
     EXPECT_LT(block.Output("OrvoResult.rst").size(), 20000u) << head;
     EXPECT_TRUE(block.Output("OrvoResult_gcp.rst").ends_with("\n1\n       0\t    1.000000\t    1.000000\t") ||
@@ -458,7 +460,7 @@ TEST(ResultFormInput, CountsThatNoFileCanHold) {
   block.WriteFiles("block.prj");
   const std::string text = block.ProjectText();
   test::WriteFile(block.szProject, "4 3 2147483648\n" + text.substr(text.find('\n') + 1));
-  block.Run.WriteResultForm(block.szProject, block.szGcp, 0);
+  block.Run.WriteResultForm(block.szProject, block.szGcp, kTie);
   EXPECT_TRUE(block.Output("OrvoResult.ovc").starts_with("4 3 2147483648\n"));
 }
 
@@ -471,7 +473,7 @@ TEST(ResultFiles, ListingsFollowTheRunMode) {
     block.WriteFiles("block.prj");
     block.Run.Settings.Direct_Intersection = row.direct;
     block.Run.Settings.Absolute_Orientation = row.absolute;
-    EXPECT_EQ(block.Run.WriteResultFiles(block.szProject, block.szGcp), 1);
+    block.Run.WriteResultFiles(block.szProject, block.szGcp);
     EXPECT_EQ(test::Exists(block.folder / "out/OrvoResult.rst"), row.tiePoints);
     EXPECT_TRUE(test::Exists(block.folder / "out/OrvoResult_gcp.rst"));
     EXPECT_EQ(block.Output("OrvoResult.ovc"), ExpectedOvc(block));

@@ -6,12 +6,31 @@
 #include "geometry/Intersection.h"
 #include "results/Print.h"
 #include "results/TinyBlock.h"
+#include "run/BundleAdjustment.h"
 
 namespace orvo {
 namespace {
 
 using test::Print;
 using test::TinyBlock;
+
+/// The block as the data of a run.
+struct OvtRun : TinyBlock {
+  explicit OvtRun(const Platform& platform = NativePlatform()) : Object(platform, fConsole.get()) {}
+  /// After what the test makes of the block.
+  void UseTiePointFile(const std::string& name = "block.ovc") {
+    bTextPoints = false;
+    WriteFiles(name);
+    Hand();
+  }
+  void Hand() {
+    Object.Settings = Run.Settings;
+    Object.Paths = Run.Paths;
+    Object.Images = Run.Images;
+    Object.Cameras = Run.Cameras;
+  }
+  CBundleAdjustment Object;
+};
 
 /// The tie-point file of the block with the intersections in place of the coordinates.
 std::string ExpectedOvt(const TinyBlock& block) {
@@ -40,17 +59,12 @@ std::string ExpectedOvt(const TinyBlock& block) {
   return bytes;
 }
 
-void UseTiePointFile(TinyBlock& block, const std::string& name = "block.ovc") {
-  block.bTextPoints = false;
-  block.WriteFiles(name);
-}
-
 std::string OvtOutput(const TinyBlock& block) { return block.Output("OrvoResult.ovt"); }
 
 TEST(ResultOvt, DiffersFromItsInputInTheCoordinatesOnly) {
-  TinyBlock block;
-  UseTiePointFile(block);
-  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  OvtRun block;
+  block.UseTiePointFile();
+  EXPECT_EQ(block.Object.WriteResultOvt(), 1);
   const std::string input = block.OvtBytes(), output = OvtOutput(block);
   EXPECT_TRUE(output == ExpectedOvt(block));
   ASSERT_EQ(output.size(), input.size());
@@ -64,27 +78,27 @@ TEST(ResultOvt, DiffersFromItsInputInTheCoordinatesOnly) {
   int32_t reserved = 0;
   std::memcpy(&reserved, output.data() + 8 + 68 * points + 16 + 12, 4);
   EXPECT_EQ(reserved, 1001);
-  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 0);
+  EXPECT_EQ(block.Object.Outputs.nOutputFailureNum, 0);
 }
 
 TEST(ResultOvt, ManyBlocksOnAnyNumberOfProcessors) {
   for (const int processors : {1, 2, 9}) {
-    TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, processors));
+    OvtRun block(test::MadeUpPlatform(int64_t{1} << 30, processors));
     const auto points = block.TiePoints;
     while (block.TiePoints.size() < 20000) {
       block.TiePoints.insert(block.TiePoints.end(), points.begin(), points.end());
       block.TiePoints.back().X += 0.25 * static_cast<double>(block.TiePoints.size());
     }
-    UseTiePointFile(block);
-    EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+    block.UseTiePointFile();
+    EXPECT_EQ(block.Object.WriteResultOvt(), 1);
     EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block)) << processors;
   }
 }
 
 TEST(ResultOvt, TellsItsSteps) {
-  TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, 1));
-  UseTiePointFile(block);
-  block.Run.WriteResultOvt();
+  OvtRun block(test::MadeUpPlatform(int64_t{1} << 30, 1));
+  block.UseTiePointFile();
+  block.Object.WriteResultOvt();
   const std::string log = block.Log();
   size_t at = 0;
   for (const char* line : {"CPU Sections:1\n", "0/0 2/7\n", ">>>>Reading ovt file...0\n",
@@ -99,38 +113,39 @@ TEST(ResultOvt, TellsItsSteps) {
 }
 
 TEST(ResultOvt, EndsThePlanOfTheRun) {
-  TinyBlock block;
-  UseTiePointFile(block);
-  block.Run.Paths.szOvtPath = "Resampled.ovt";
-  block.Run.Limits.Point_Thinned_Interval = 7;
-  block.Run.Points.nTiePointNum = 1;
-  block.Run.Points.nGcpNum = 4;
-  block.Run.Points.Sections.ObjectPoints = {{0, 1}, {2, 5}};
-  block.Run.Points.Sections.ImagePoints.resize(2);
-  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  OvtRun block;
+  block.UseTiePointFile();
+  block.Object.Paths.szOvtPath = "Resampled.ovt";
+  block.Object.Limits.Point_Thinned_Interval = 7;
+  block.Object.Points.nTiePointNum = 1;
+  block.Object.Points.nGcpNum = 4;
+  block.Object.Points.Sections.ObjectPoints = {{0, 1}, {2, 5}};
+  block.Object.Points.Sections.ImagePoints.resize(2);
+  EXPECT_EQ(block.Object.WriteResultOvt(), 1);
   EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block));
-  EXPECT_EQ(block.Run.Paths.szOvtPath, block.folder / "block.ovt");
-  EXPECT_EQ(block.Run.Limits.Point_Thinned_Interval, 1);
-  EXPECT_EQ(block.Run.Points.nTiePointNum, 3);
-  EXPECT_EQ(block.Run.Points.Sections.Count(), 0);
-  EXPECT_TRUE(block.Run.Points.pObjectPoints.empty());
+  EXPECT_EQ(block.Object.Paths.szOvtPath, block.folder / "block.ovt");
+  EXPECT_EQ(block.Object.Limits.Point_Thinned_Interval, 1);
+  EXPECT_EQ(block.Object.Points.nTiePointNum, 3);
+  EXPECT_EQ(block.Object.Points.Sections.Count(), 0);
+  EXPECT_TRUE(block.Object.Points.pObjectPoints.empty());
 }
 
 TEST(ResultOvt, TextProjectWithATiePointFileKeepsItsName) {
-  TinyBlock block;
-  UseTiePointFile(block, "block.OVC");
-  block.Run.Paths.szOvtPath = block.folder / "block.ovt";
-  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  OvtRun block;
+  block.UseTiePointFile("block.OVC");
+  block.Object.Paths.szOvtPath = block.folder / "block.ovt";
+  EXPECT_EQ(block.Object.WriteResultOvt(), 1);
   EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block));
 }
 
 TEST(ResultOvt, TextProjectHasNone) {
-  TinyBlock block;
+  OvtRun block;
   block.WriteFiles("block.prj");
-  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  block.Hand();
+  EXPECT_EQ(block.Object.WriteResultOvt(), 0);
   EXPECT_FALSE(test::Exists(block.folder / "out/OrvoResult.ovt"));
   EXPECT_EQ(block.Log(), "");
-  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 0);
+  EXPECT_EQ(block.Object.Outputs.nOutputFailureNum, 0);
 }
 
 class ResultOvtSections : public testing::TestWithParam<int> {};
@@ -138,59 +153,59 @@ INSTANTIATE_TEST_SUITE_P(FreeBytes, ResultOvtSections, testing::Values(1, 500, 1
 
 TEST_P(ResultOvtSections, GiveTheSameFile) {
   for (const int processors : {1, 3}) {
-    TinyBlock block(0.001, 1.0, test::MadeUpPlatform(GetParam(), processors));
+    OvtRun block(test::MadeUpPlatform(GetParam(), processors));
     for (int i = 0; i < 20; ++i) {
       block.TiePoints.push_back(
           block.MakePoint(test::Print("S%d", i), 0, 100 + 7 * i, 150 + i, 3 * i, {0, 1, 3}));
     }
-    UseTiePointFile(block);
-    EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+    block.UseTiePointFile();
+    EXPECT_EQ(block.Object.WriteResultOvt(), 1);
     EXPECT_TRUE(OvtOutput(block) == ExpectedOvt(block)) << block.Log();
   }
 }
 
 TEST(ResultOvt, ControlPointsOfTheFileKeepTheirCoordinates) {
   // One processor and one section: the call covers all the points.
-  TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, 1));
+  OvtRun block(test::MadeUpPlatform(int64_t{1} << 30, 1));
   block.TiePoints[1].nType = 1;
-  UseTiePointFile(block);
-  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
+  block.UseTiePointFile();
+  EXPECT_EQ(block.Object.WriteResultOvt(), 1);
   const std::string output = OvtOutput(block), input = block.OvtBytes(), intersected = ExpectedOvt(block);
   EXPECT_EQ(output.substr(8 + 68, 68), input.substr(8 + 68, 68));
   EXPECT_EQ(output.substr(8, 68), intersected.substr(8, 68));
 }
 
 TEST(ResultOvtFailure, NotCreatable) {
-  TinyBlock block;
-  UseTiePointFile(block);
+  OvtRun block;
+  block.UseTiePointFile();
   std::filesystem::create_directory(block.folder / "out/OrvoResult.ovt");
-  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  EXPECT_EQ(block.Object.WriteResultOvt(), 0);
   EXPECT_EQ(block.Log(), "Error!Create ovt file failed!\n");
-  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Object.Outputs.nOutputFailureNum, 1);
 }
 
 TEST(ResultOvtFailure, InputNotReadable) {
-  TinyBlock block;
-  UseTiePointFile(block);
+  OvtRun block;
+  block.UseTiePointFile();
   std::filesystem::remove(block.folder / "block.ovt");
-  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  EXPECT_EQ(block.Object.WriteResultOvt(), 0);
   std::filesystem::create_directory(block.folder / "block.ovt");
-  EXPECT_EQ(block.Run.WriteResultOvt(), 0);
+  EXPECT_EQ(block.Object.WriteResultOvt(), 0);
   EXPECT_EQ(block.Log(), "Error!Open ovt file failed!\nError!Open ovt file failed!\n");
 }
 
 TEST(ResultOvtFailure, InputCutAtEveryByte) {
-  TinyBlock block(0.001, 1.0, test::MadeUpPlatform(int64_t{1} << 30, 2));
-  UseTiePointFile(block);
+  OvtRun block(test::MadeUpPlatform(int64_t{1} << 30, 2));
+  block.UseTiePointFile();
   const std::string input = block.OvtBytes();
   const size_t pointsEnd = 8 + 68 * block.TiePoints.size();
   for (size_t length = 0; length < input.size(); ++length) {
     test::WriteFile(block.folder / "block.ovt", input.substr(0, length));
-    block.Run.Inputs.Forget();
-    block.Run.Outputs.nOutputFailureNum = 0;
-    const int result = block.Run.WriteResultOvt();
+    block.Object.Inputs.Forget();
+    block.Object.Outputs.nOutputFailureNum = 0;
+    const int result = block.Object.WriteResultOvt();
     const std::string output = OvtOutput(block);
-    ASSERT_EQ(block.Run.Outputs.nOutputFailureNum, 1) << length;
+    ASSERT_EQ(block.Object.Outputs.nOutputFailureNum, 1) << length;
     if (length < 8) {
       ASSERT_EQ(result, 0) << length;
     } else if (length < pointsEnd) {
@@ -209,12 +224,12 @@ TEST(ResultOvtFailure, HeadersThatNoFileCanHold) {
   const int32_t rows[][2] = {
       {2147483647, 2147483647}, {-1, -1}, {-2147483647, 8}, {3, 2147483647}, {3, -5}, {0, 0}, {2, 8}, {5, 8}};
   for (const auto& row : rows) {
-    TinyBlock block(0.001, 1.0, test::MadeUpPlatform(1000, 2));
-    UseTiePointFile(block);
+    OvtRun block(test::MadeUpPlatform(1000, 2));
+    block.UseTiePointFile();
     std::string bytes = block.OvtBytes();
     EncodeOvtHeader(row[0], row[1], bytes.data());
     test::WriteFile(block.folder / "block.ovt", bytes);
-    const int result = block.Run.WriteResultOvt();
+    const int result = block.Object.WriteResultOvt();
     const std::string output = OvtOutput(block);
     EXPECT_EQ(output.substr(0, 8), bytes.substr(0, 8)) << row[0];
     EXPECT_LE(output.size(), bytes.size());
@@ -224,11 +239,11 @@ TEST(ResultOvtFailure, HeadersThatNoFileCanHold) {
 
 TEST(ResultOvtFailure, FullDiskIsCounted) {
   if (!test::Exists("/dev/full")) GTEST_SKIP();
-  TinyBlock block;
-  UseTiePointFile(block);
+  OvtRun block;
+  block.UseTiePointFile();
   std::filesystem::create_symlink("/dev/full", block.folder / "out/OrvoResult.ovt");
-  EXPECT_EQ(block.Run.WriteResultOvt(), 1);
-  EXPECT_EQ(block.Run.Outputs.nOutputFailureNum, 1);
+  EXPECT_EQ(block.Object.WriteResultOvt(), 1);
+  EXPECT_EQ(block.Object.Outputs.nOutputFailureNum, 1);
 }
 
 }  // namespace

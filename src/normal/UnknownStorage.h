@@ -1,0 +1,16 @@
+// Memory for the unknowns of an adjustment and their equations.
+#pragma once
+
+#include <cstdint>
+
+#include "normal/NormalEquations.h"
+#include "records/UnknownLayout.h"
+
+namespace orvo {
+
+/// Zeroed POS parameters, constant vector, block rows, and in the dense form the matrix. False when it does
+/// not fit: the elements of the dense matrix are held against 0.9 of the free bytes.
+bool AllocateUnknowns(const UnknownCounts& unknowns, int32_t groupNum, bool dense, int64_t freeBytes,
+                      NormalEquations& normal);
+
+}  // namespace orvo

@@ -1,4 +1,0 @@
-// Moved to geometry/camera/ListingResidual.h.
-#pragma once
-
-#include "geometry/camera/ListingResidual.h"

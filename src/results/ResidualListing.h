@@ -1,0 +1,34 @@
+// What a residual file is made of.
+#pragma once
+
+#include <cstdint>
+#include <variant>
+#include <vector>
+
+#include "results/GpuResidualLines.h"
+#include "results/ResidualPieces.h"
+
+namespace orvo {
+
+/// The measurements of one assembly thread.
+struct ResidualPart {
+  std::vector<float> Residuals;  ///< x and y of each measurement, working image units
+  std::vector<int32_t> Flags;    ///< of each measurement: 0, or other than 0 for gross
+  int64_t nPointNum = 0;         ///< measurements to list, of those that the arrays hold
+};
+
+/// Both forms of a residual file, with nothing in it that a run changes meanwhile.
+struct ResidualListing {
+  std::variant<std::vector<ResidualPart>, gpu::GpuResidualTable> Lines;
+  double fScale = 1;  ///< file image units to working units
+  ResidualFigures Figures;
+
+  /// Memory that the lines hold.
+  int64_t Bytes() const;
+};
+
+/// Writes the whole file, from its first line on, on up to `threads` threads. Leaves the residuals of parts
+/// in file image units.
+void WriteResidualListing(TextWriter& file, ResidualListing& listing, int threads);
+
+}  // namespace orvo
