@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo::peer {
 

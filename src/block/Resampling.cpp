@@ -14,7 +14,7 @@
 #include "block/OvtFile.h"
 #include "block/ResampleOffers.h"
 #include "block/SectionPlan.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo {
 namespace {

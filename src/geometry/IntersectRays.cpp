@@ -4,7 +4,7 @@
 #include "geometry/Intersection.h"
 #include "geometry/OrvoMatrix.h"
 #include "geometry/RaySums.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo {
 namespace {

@@ -11,7 +11,7 @@
 #include "base/Scan.h"
 #include "block/ProjectText.h"
 #include "geometry/Intersection.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "results/MeasuredPoint.h"
 #include "results/OutputFile.h"
 #include "results/ResultLines.h"

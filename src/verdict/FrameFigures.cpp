@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo {
 namespace {

@@ -7,7 +7,7 @@
 #include "base/Platform.h"
 #include "base/PrintableName.h"
 #include "geometry/Intersection.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "verdict/VerdictText.h"
 
 namespace orvo {

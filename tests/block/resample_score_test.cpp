@@ -8,7 +8,7 @@
 
 #include "block/ResampleCells.h"
 #include "block/ResampleReference.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo {
 namespace {

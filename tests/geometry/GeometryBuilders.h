@@ -6,7 +6,7 @@
 #include "base/OutputLedger.h"
 #include "base/RunLog.h"
 #include "geometry/camera/CameraModel.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "records/AdjustmentSettings.h"
 #include "records/CameraTable.h"
 #include "records/ImageTable.h"

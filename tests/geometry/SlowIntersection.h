@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "geometry/OrvoMatrix.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo::test {
 

@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "geometry/camera/CameraModel.h"
 #include "geometry/camera/DeviceRay.h"
 #include "geometry/camera/ImagePointPartials.h"

@@ -10,7 +10,7 @@
 #include <random>
 
 #include "geometry/OrvoMatrix.h"
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo {
 namespace {

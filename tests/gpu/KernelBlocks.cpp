@@ -7,7 +7,7 @@
 #include <numeric>
 #include <random>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "gpu/kernels/RayModel.h"
 
 namespace orvo::test {

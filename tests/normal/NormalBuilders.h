@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "normal/NormalParts.h"
 #include "support/TestFiles.h"
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "geometry/Similarity.h"
 #include "run/BundleAdjustment.h"
 #include "support/CapturedLog.h"

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 #include "solver/PredictedDecrease.h"
 #include "verdict/DatumDirections.h"
 

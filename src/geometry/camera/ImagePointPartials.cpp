@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo {
 

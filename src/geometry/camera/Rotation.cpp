@@ -1,4 +1,4 @@
-#include "geometry/Rotation.h"
+#include "geometry/camera/Rotation.h"
 
 #include <algorithm>
 #include <cmath>
