@@ -4,10 +4,10 @@
 #include <algorithm>
 
 #include "base/ZeroedArray.h"
+#include "geometry/camera/ImagePointPartials.h"
 #include "kernels/LoadedBlock.h"
 #include "normal/AssemblyKernel.h"
 #include "normal/BlockStore.h"
-#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo::bench {
 namespace {

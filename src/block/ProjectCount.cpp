@@ -5,9 +5,9 @@
 #include <limits>
 
 #include "base/MemoryPurpose.h"
-#include "base/Threads.h"
 #include "base/ReadingFailed.h"
 #include "base/Scan.h"
+#include "base/Threads.h"
 #include "block/OvtFacts.h"
 #include "block/ProjectText.h"
 #include "block/TextPiece.h"

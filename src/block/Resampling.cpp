@@ -6,10 +6,10 @@
 #include <span>
 
 #include "base/OutputFiles.h"
-#include "base/Threads.h"
 #include "base/PrintableName.h"
 #include "base/ReadingFailed.h"
 #include "base/TextReader.h"
+#include "base/Threads.h"
 #include "block/GcpPoints.h"
 #include "block/OvtFile.h"
 #include "block/ResampleOffers.h"

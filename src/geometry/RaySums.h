@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "geometry/camera/CameraModel.h"
 #include "geometry/Intersection.h"
+#include "geometry/camera/CameraModel.h"
 
 namespace orvo {
 

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "base/simd/InstructionSet.h"
+#include "geometry/camera/ImagePointPartials.h"
 #include "normal/AssemblyScratch.h"
 #include "normal/BlockIndex.h"
-#include "geometry/camera/ImagePointPartials.h"
 #include "records/Records.h"
 #include "records/UnknownLayout.h"
 

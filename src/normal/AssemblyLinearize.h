@@ -3,9 +3,9 @@
 #pragma once
 
 #include "base/simd/VectorLanes.h"
+#include "geometry/camera/ImagePointPartials.h"
 #include "normal/AssemblyForms.h"
 #include "normal/AssemblyKernel.h"
-#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo {
 namespace {

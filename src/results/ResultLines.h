@@ -6,8 +6,8 @@
 
 #include "base/TextReader.h"
 #include "block/ProjectText.h"
-#include "records/Records.h"
 #include "geometry/camera/ListingResidual.h"
+#include "records/Records.h"
 
 namespace orvo {
 

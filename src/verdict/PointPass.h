@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "geometry/camera/CameraModel.h"
 #include "geometry/Intersection.h"
+#include "geometry/camera/CameraModel.h"
 #include "records/Records.h"
 #include "verdict/Connectivity.h"
 

@@ -7,11 +7,11 @@
 #include <random>
 #include <string>
 
-#include "geometry/camera/Rotation.h"
 #include "geometry/camera/CameraModel.h"
 #include "geometry/camera/DeviceRay.h"
 #include "geometry/camera/ImagePointPartials.h"
 #include "geometry/camera/ListingResidual.h"
+#include "geometry/camera/Rotation.h"
 #include "gpu/kernels/fast/FastRay.h"
 #include "synthetic/SyntheticCamera.h"
 

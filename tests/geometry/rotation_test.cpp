@@ -7,9 +7,9 @@
 #include <random>
 #include <vector>
 
-#include "geometry/camera/CameraModel.h"
 #include "geometry/GeometryBuilders.h"
 #include "geometry/OrvoMatrix.h"
+#include "geometry/camera/CameraModel.h"
 
 namespace orvo {
 namespace {

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <limits>
 
-#include "gpu/kernels/RayModel.h"
 #include "geometry/camera/ImagePointPartials.h"
+#include "gpu/kernels/RayModel.h"
 
 namespace orvo::test {
 namespace {

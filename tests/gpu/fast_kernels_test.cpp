@@ -144,7 +144,8 @@ TEST(FastSumMatrix, SumsResidualsOfTheRaysThatCount) {
   const ReducedSystem system = MakeReducedSystem(block);
   FastBlock fast(block);
   fast.Run(Kernel::SumMatrix);
-  for (size_t k = 0; k < 4; ++k) EXPECT_NEAR(fast.Rms[k], system.fSums[k], k < 2 ? 2e-4 : 1e-7 * system.fSums[k]) << k;
+  for (size_t k = 0; k < 4; ++k)
+    EXPECT_NEAR(fast.Rms[k], system.fSums[k], k < 2 ? 2e-4 : 1e-7 * system.fSums[k]) << k;
   const gpu::FastSection section = fast.Section();
   for (size_t j = 0; j < system.Residuals.size(); ++j)
     EXPECT_NEAR(section.pRayResidual[j], system.Residuals[j], 1e-5);

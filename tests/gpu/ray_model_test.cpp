@@ -3,10 +3,10 @@
 #include <cmath>
 #include <limits>
 
+#include "geometry/camera/ImagePointPartials.h"
 #include "gpu/KernelBlocks.h"
 #include "gpu/kernels/PointFinish.h"
 #include "gpu/kernels/RayModel.h"
-#include "geometry/camera/ImagePointPartials.h"
 
 namespace orvo::test {
 namespace {

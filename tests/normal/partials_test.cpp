@@ -4,8 +4,8 @@
 #include <cmath>
 #include <random>
 
-#include "geometry/camera/Rotation.h"
 #include "geometry/camera/ImagePointPartials.h"
+#include "geometry/camera/Rotation.h"
 
 namespace orvo {
 namespace {

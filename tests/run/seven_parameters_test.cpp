@@ -5,8 +5,8 @@
 #include <cmath>
 #include <numbers>
 
-#include "geometry/camera/Rotation.h"
 #include "geometry/Similarity.h"
+#include "geometry/camera/Rotation.h"
 #include "run/BundleAdjustment.h"
 #include "support/CapturedLog.h"
 #include "support/TestFiles.h"
