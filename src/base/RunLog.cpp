@@ -22,9 +22,11 @@ void RunLog::WriteToFile(const std::string& text) {
   pOutputs->Fail({szPath, "write", errno});
 }
 
-void RunLog::Print(const char* format, std::va_list arguments) { PrintTo(true, format, arguments); }
+void RunLog::PrintArguments(const char* format, std::va_list arguments) { PrintTo(true, format, arguments); }
 
-void RunLog::PrintToConsole(const char* format, std::va_list arguments) { PrintTo(false, format, arguments); }
+void RunLog::PrintArgumentsToConsole(const char* format, std::va_list arguments) {
+  PrintTo(false, format, arguments);
+}
 
 void RunLog::Print(const char* format, ...) {
   std::va_list arguments;

@@ -29,10 +29,11 @@ class RunLog {
 
   /// The formatted text, verbatim, to console and log file.
   void Print(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  void Print(const char* format, std::va_list arguments) __attribute__((format(printf, 2, 0)));
+  void PrintArguments(const char* format, std::va_list arguments) __attribute__((format(printf, 2, 0)));
   /// The same to one of them alone.
   void PrintToConsole(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  void PrintToConsole(const char* format, std::va_list arguments) __attribute__((format(printf, 2, 0)));
+  void PrintArgumentsToConsole(const char* format, std::va_list arguments)
+      __attribute__((format(printf, 2, 0)));
   void WriteToFile(const std::string& text);
 
  private:

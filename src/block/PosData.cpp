@@ -18,7 +18,7 @@ namespace {
 /// the disk, and only those that occur are listed.
 constexpr int32_t kLargestListedStrip = 100000;
 
-std::vector<std::string_view> NamesOf(const std::vector<ImageName>& table) {
+std::vector<std::string_view> NamesOf(const std::vector<ImageShortName>& table) {
   std::vector<std::string_view> names;
   names.reserve(table.size());
   for (const auto& name : table) names.emplace_back(name.sz, strnlen(name.sz, sizeof(name.sz)));

@@ -9,7 +9,7 @@
 
 namespace orvo {
 
-struct ImageName {
+struct ImageShortName {
   char sz[128] = {};
 };
 
@@ -20,14 +20,14 @@ struct ImageTable {
   int32_t nUnknownImageNum = 0;  ///< of these, with an orientation to be found
   int32_t nGroupNum = 0;         ///< strip groups
 
-  std::vector<EopRecord> pEop;            ///< nImageFileNum rows, the first nImageNum kept
-  std::vector<PosRecord> pPos;            ///< nImageFileNum rows, by kept image
-  std::vector<int32_t> pImageGroup;       ///< kept image -> group, -1 without
-  std::vector<int32_t> pImageIndex;       ///< project image ordinal -> kept image, -1 deleted
-  std::vector<int32_t> pImageOrdinal;     ///< kept image -> project image ordinal
-  std::vector<int32_t> pImageCamera;      ///< project image ordinal -> project camera ordinal
-  std::vector<int32_t> pImagePointCount;  ///< by project image ordinal
-  std::vector<ImageName> pImageNames;     ///< by project image ordinal, without folder and extension
+  std::vector<EopRecord> pEop;              ///< nImageFileNum rows, the first nImageNum kept
+  std::vector<PosRecord> pPos;              ///< nImageFileNum rows, by kept image
+  std::vector<int32_t> pImageGroup;         ///< kept image -> group, -1 without
+  std::vector<int32_t> pImageIndex;         ///< project image ordinal -> kept image, -1 deleted
+  std::vector<int32_t> pImageOrdinal;       ///< kept image -> project image ordinal
+  std::vector<int32_t> pImageCamera;        ///< project image ordinal -> project camera ordinal
+  std::vector<int32_t> pImagePointCount;    ///< by project image ordinal
+  std::vector<ImageShortName> pImageNames;  ///< by project image ordinal, without folder and extension
 
   /// What an nImage may point to.
   std::span<const EopRecord> Kept() const { return {pEop.data(), static_cast<size_t>(nImageNum)}; }

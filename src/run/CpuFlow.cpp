@@ -78,7 +78,7 @@ int CpuFlow::Prepare() {
 
   Run.LogPrintf(">>Adjustment preprocessing...\n");
   if (Run.PrepareAdjustment() != 1) return 0;
-  NoteStart(Run, szPos);
+  RunVerdict(Run).NoteStart(szPos);
   if (Run.Limits.Coor_Normalization) {
     Run.LogPrintf(">>Normalizing data...\n");
     Run.ComputeNormalization();
@@ -138,8 +138,8 @@ int CpuFlow::Iterate() {
       if (Run.Points.Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
       if (AddSection(iteration, section) == 0) return 0;
     }
-    NoteIteration(Run, residuals.fRmsResidualX * residuals.fRmsResidualX,
-                  residuals.fRmsResidualY * residuals.fRmsResidualY);
+    RunVerdict(Run).NoteIteration(residuals.fRmsResidualX * residuals.fRmsResidualX,
+                                  residuals.fRmsResidualY * residuals.fRmsResidualY);
     if (Run.Limits.Apply_GPS_Data || Run.Limits.Apply_IMU_Data) {
       Run.LogPrintf(">>>>Building GPS normal equation %d...\n", iteration);
       Run.BuildPosNormalEquation(iteration);
@@ -199,7 +199,7 @@ int CpuFlow::Finish() {
   Run.ReleaseSubMatrixIndex();
   Run.LogPrintf(">>Out put points data...\n");
   Run.WriteResultOvt();
-  JudgeRun(Run);
+  RunVerdict(Run).JudgeRun();
   Run.Outputs.bOutputsWritten = Run.CheckInputs() == 1;
   return Run.Outputs.bOutputsWritten ? 1 : 0;
 }
@@ -217,7 +217,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     FinishResidualFiles();
     return 0;
   }
-  JudgePoints(*this);
+  RunVerdict(*this).JudgePoints();
   return flow.Finish();
 }
 
@@ -232,7 +232,7 @@ int CBundleAdjustment::GenerateResults(const std::string& project, const std::st
   WriteReport();
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
-  JudgeRun(*this);
+  RunVerdict(*this).JudgeRun();
   Outputs.bOutputsWritten = CheckInputs() == 1;
   return Outputs.bOutputsWritten ? 1 : 0;
 }

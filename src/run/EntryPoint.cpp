@@ -122,7 +122,7 @@ RunOutcome OneRun::Outcome() {
     outcome.bDone = false;
     outcome.szFault = FaultText(Block.Inputs.First());
   }
-  if (!outcome.bDone) JudgeFailure(Block);
+  if (!outcome.bDone) RunVerdict(Block).JudgeFailure();
   if (Block.pTrack) outcome.Judgement = std::move(Block.pTrack->Judgement);
   EndOutput(Block.Outputs.Folder, Block.Log, Options, outcome);
   return outcome;

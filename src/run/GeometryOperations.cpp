@@ -73,7 +73,7 @@ void CBundleAdjustment::NormalizeProjectControl() { orvo::NormalizeProjectContro
 int CBundleAdjustment::ComputeSevenParametersFromGps() {
   PositionPairs pairs;
   const bool solved = orvo::ComputeSevenParametersFromGps(Images, Frame, pairs, Log);
-  NoteSimilarity(*this, true, pairs.vSource, pairs.vTarget, {});
+  RunVerdict(*this).NoteSimilarity(true, pairs.vSource, pairs.vTarget, {});
   WriteGpsDifferences(Images, solved ? Frame.fSevenParam : nullptr, Paths, Outputs, Log);
   return solved ? 1 : 0;
 }
@@ -92,15 +92,15 @@ int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
   PositionPairs pairs;
   const bool solved = orvo::ComputeSevenParametersFromGcp({points, measurements, Points.nControlPointNum},
                                                           Images, Cameras, Frame, pairs, Log);
-  NoteSimilarity(*this, false, pairs.vSource, pairs.vTarget, std::move(pairs.vNames));
+  RunVerdict(*this).NoteSimilarity(false, pairs.vSource, pairs.vTarget, std::move(pairs.vNames));
   return solved ? 1 : 0;
 }
 
 int CBundleAdjustment::ApplySevenParameters() {
   if (!HoldsTransform(Frame.fSevenParam)) return 1;
-  NoteViews(*this, false);
+  RunVerdict(*this).NoteViews(false);
   orvo::ApplySevenParameters(Frame, Images);
-  NoteViews(*this, true);
+  RunVerdict(*this).NoteViews(true);
   return 1;
 }
 

@@ -38,7 +38,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   }
   LogPrintf(">>Preprocessing data...\n");
   if (PrepareAdjustment() != 1) return 0;
-  NoteStart(*this, pos);
+  RunVerdict(*this).NoteStart(pos);
   ComputeNormalization();
   NormalizeData();
   RunGpuBundle(project, gcp, output);
@@ -68,8 +68,8 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   if (pTrack) {
     const double least = VerdictLimits().fRmseFloor * Settings.Image_Coor_Scale;
     verdict.emplace(gpu::GpuBundleVerdict{
-        least * least, 2 * DecreaseLimit(DecreaseBasisOf(*this)) / 100,
-        [this](double squareX, double squareY) { NoteIteration(*this, squareX, squareY); },
+        least * least, 2 * DecreaseLimit(DecreaseBasisOf(Limits, Unknowns, Images, Points)) / 100,
+        [this](double squareX, double squareY) { RunVerdict(*this).NoteIteration(squareX, squareY); },
         [this](std::vector<double>& r) {
           if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);
         },
@@ -85,7 +85,7 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   }
   SetLmIterationDone(outcome.nIterationNum);
   SetEndTick(System.TickMilliseconds());
-  JudgePoints(*this);
+  RunVerdict(*this).JudgePoints();
   RestoreData();
   LogPrintf(">>Generating adjustment report...\n");
   WriteReport();
@@ -94,7 +94,7 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   WriteResultFiles(project, gcp);
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
-  JudgeRun(*this);
+  RunVerdict(*this).JudgeRun();
   Outputs.bOutputsWritten = CheckInputs() == 1;
   return Outputs.bOutputsWritten ? 1 : 0;
 }

@@ -9,14 +9,14 @@ namespace orvo {
 void CBundleAdjustment::LogPrintf(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  Log.Print(format, arguments);
+  Log.PrintArguments(format, arguments);
   va_end(arguments);
 }
 
 void CBundleAdjustment::ConsolePrintf(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  Log.PrintToConsole(format, arguments);
+  Log.PrintArgumentsToConsole(format, arguments);
   va_end(arguments);
 }
 

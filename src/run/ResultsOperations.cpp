@@ -59,7 +59,7 @@ int CBundleAdjustment::WriteResultOvt() {
   };
   sections.Intersect = [this](int32_t section, int64_t count) {
     ComputeTiePointsThreaded(section);
-    JudgeSectionPoints(*this, {Points.pObjectPoints.data(), static_cast<size_t>(count)});
+    RunVerdict(*this).JudgeSectionPoints({Points.pObjectPoints.data(), static_cast<size_t>(count)});
   };
   sections.Release = [this] { ReleaseSectionPoints(); };
   sections.InputsHold = [this] { return CheckInputs() == 1; };

@@ -7,32 +7,46 @@
 
 #include "geometry/Similarity.h"
 #include "records/Records.h"
-#include "verdict/VerdictLimits.h"
+#include "verdict/GroundPoints.h"
+#include "verdict/VerdictPoints.h"
 
 namespace orvo {
 
 class CBundleAdjustment;
 
-/// Points from the block's own frame and from that of the control, as a similarity transform is made of
-/// them. `names` may be empty.
-void NoteSimilarity(CBundleAdjustment& run, bool fromGps, std::span<const Position> source,
-                    std::span<const Position> target, std::vector<std::string> names);
-/// Before and behind the application of the transform.
-void NoteViews(CBundleAdjustment& run, bool applied);
-/// The start of an adjustment: orientations in the frame that they are adjusted in, not yet normalised.
-void NoteStart(CBundleAdjustment& run, const std::string& pos);
-/// The residuals of this iteration, before its step: mean squares of x and y.
-void NoteIteration(CBundleAdjustment& run, double meanSquareX, double meanSquareY);
-/// The last pass over the points, and the misclosures of the GPS observations: at the result, before
-/// coordinates are restored. With several sections the points are read once more.
-void JudgePoints(CBundleAdjustment& run);
-/// The points of one section in memory, in a run without adjustment.
-void JudgeSectionPoints(CBundleAdjustment& run, std::span<const ObjectPointRecord> points);
-/// What the limit of the decrease ahead depends on in this run.
-DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run);
-/// Collects the rest, judges, and writes verdict.txt: the last stage of a run.
-void JudgeRun(CBundleAdjustment& run);
-/// For a run that ended early, over a similarity transform that was not found: what is wrong with its points.
-void JudgeFailure(CBundleAdjustment& run);
+class RunVerdict {
+ public:
+  explicit RunVerdict(CBundleAdjustment& of) : run(of) {}
+
+  /// Points from the block's own frame and from that of the control, as a similarity transform is made of
+  /// them. `names` may be empty.
+  void NoteSimilarity(bool fromGps, std::span<const Position> source, std::span<const Position> target,
+                      std::vector<std::string> names);
+  /// Before and behind the application of the transform.
+  void NoteViews(bool applied);
+  /// The start of an adjustment: orientations in the frame that they are adjusted in, not yet normalised.
+  void NoteStart(const std::string& pos);
+  /// The residuals of this iteration, before its step: mean squares of x and y.
+  void NoteIteration(double meanSquareX, double meanSquareY);
+  /// The last pass over the points, and the misclosures of the GPS observations: at the result, before
+  /// coordinates are restored. With several sections the points are read once more.
+  void JudgePoints();
+  /// The points of one section in memory, in a run without adjustment.
+  void JudgeSectionPoints(std::span<const ObjectPointRecord> points);
+  /// Collects the rest, judges, and writes verdict.txt: the last stage of a run.
+  void JudgeRun();
+  /// For a run that ended early, over a similarity transform that was not found: what is wrong with its
+  /// points.
+  void JudgeFailure();
+
+ private:
+  GroundPoints ReadGroundPoints();
+  EverySection SectionsOf();
+  PointPass& PassWithoutAdjustment();
+  void PassOverTextProject();
+  void NoteHeights();
+
+  CBundleAdjustment& run;
+};
 
 }  // namespace orvo

@@ -41,7 +41,7 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
     }
     basis.fMu = pTrack->fMu;
     basis.fSquares = JudgedSquares(Residuals, VerdictLimits().fRmseFloor * Settings.Image_Coor_Scale);
-    basis.fLimit = DecreaseLimit(DecreaseBasisOf(*this));
+    basis.fLimit = DecreaseLimit(DecreaseBasisOf(Limits, Unknowns, Images, Points));
     basis.Diagonal = pTrack->vDiagonal;
   }
   const StepLayout layout{Layout().Positions(Unknowns.nBlockRowNum), Unknowns.nUnknownNum,

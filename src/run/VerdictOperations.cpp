@@ -11,10 +11,9 @@
 #include "verdict/VerdictPoints.h"
 
 namespace orvo {
-namespace {
 
 /// The counts of the run stay as they are.
-GroundPoints ReadGroundPoints(CBundleAdjustment& run) {
+GroundPoints RunVerdict::ReadGroundPoints() {
   GroundPoints ground;
   TextReader file(&run.Inputs);
   if (run.Paths.szGcpPath.empty() || !file.Open(run.Paths.szGcpPath)) return ground;
@@ -25,8 +24,8 @@ GroundPoints ReadGroundPoints(CBundleAdjustment& run) {
   return ground;
 }
 
-EverySection SectionsOf(CBundleAdjustment& run) {
-  return [&run](const std::function<void(PointSpan, MeasurementSpan)>& take) {
+EverySection RunVerdict::SectionsOf() {
+  return [this](const std::function<void(PointSpan, MeasurementSpan)>& take) {
     const auto takeSection = [&](int32_t section) {
       const auto count = static_cast<size_t>(SectionPointCount(run.Points, section));
       take({run.Points.pObjectPoints.data(), count}, run.Points.pImagePoints);
@@ -43,7 +42,7 @@ EverySection SectionsOf(CBundleAdjustment& run) {
 
 /// The pass of a run without adjustment. It leaves nothing out: its limits are the statistics in file units,
 /// far beyond any residual.
-PointPass& PassWithoutAdjustment(CBundleAdjustment& run) {
+PointPass& RunVerdict::PassWithoutAdjustment() {
   if (!run.pTrack->Pass) {
     run.pTrack->Pass.emplace(
         PassInputOf(run.Settings, run.Images, run.Cameras, run.Residuals, run.Settings.Image_Coor_Scale),
@@ -53,9 +52,9 @@ PointPass& PassWithoutAdjustment(CBundleAdjustment& run) {
 }
 
 /// The tie points of a text project, one by one: a run that only intersects holds none of them in memory.
-void PassOverTextProject(CBundleAdjustment& run) {
+void RunVerdict::PassOverTextProject() {
   constexpr size_t kBatch = 10000;
-  PointPass& pass = PassWithoutAdjustment(run);
+  PointPass& pass = PassWithoutAdjustment();
   TextReader file(&run.Inputs);
   if (!file.Open(run.Paths.szProjectPath)) return;
   const auto references =
@@ -80,67 +79,61 @@ void PassOverTextProject(CBundleAdjustment& run) {
   pass.Add(points, measurements);
 }
 
-void NoteHeights(CBundleAdjustment& run) {
-  NoteHeights(run.Images, run.Cameras, run.Settings.Image_Coor_Scale, run.Frame, *run.pTrack);
+void RunVerdict::NoteHeights() {
+  orvo::NoteHeights(run.Images, run.Cameras, run.Settings.Image_Coor_Scale, run.Frame, *run.pTrack);
 }
 
-}  // namespace
-
-void NoteSimilarity(CBundleAdjustment& run, bool fromGps, std::span<const Position> source,
-                    std::span<const Position> target, std::vector<std::string> names) {
-  if (run.pTrack) NoteSimilarity(fromGps, source, target, std::move(names), *run.pTrack);
+void RunVerdict::NoteSimilarity(bool fromGps, std::span<const Position> source,
+                                std::span<const Position> target, std::vector<std::string> names) {
+  if (run.pTrack) orvo::NoteSimilarity(fromGps, source, target, std::move(names), *run.pTrack);
 }
 
-void NoteViews(CBundleAdjustment& run, bool applied) {
-  if (run.pTrack) NoteViews(applied, run.Images.Kept(), *run.pTrack);
+void RunVerdict::NoteViews(bool applied) {
+  if (run.pTrack) orvo::NoteViews(applied, run.Images.Kept(), *run.pTrack);
 }
 
-void NoteStart(CBundleAdjustment& run, const std::string& pos) {
+void RunVerdict::NoteStart(const std::string& pos) {
   if (!run.pTrack) return;
-  NoteStart(pos, run.Limits.Apply_IMU_Data, run.Images, run.Cameras, *run.pTrack);
+  orvo::NoteStart(pos, run.Limits.Apply_IMU_Data, run.Images, run.Cameras, *run.pTrack);
   if (run.Points.nControlPointNum > 0 && !run.pTrack->bTransformApplied)
-    NoteStartMiss(ReadGroundPoints(run), run.Images, run.Cameras, *run.pTrack);
+    NoteStartMiss(ReadGroundPoints(), run.Images, run.Cameras, *run.pTrack);
 }
 
-void NoteIteration(CBundleAdjustment& run, double meanSquareX, double meanSquareY) {
-  if (run.pTrack) NoteIteration(meanSquareX, meanSquareY, *run.pTrack);
+void RunVerdict::NoteIteration(double meanSquareX, double meanSquareY) {
+  if (run.pTrack) orvo::NoteIteration(meanSquareX, meanSquareY, *run.pTrack);
 }
 
-void JudgePoints(CBundleAdjustment& run) {
+void RunVerdict::JudgePoints() {
   if (!run.pTrack) return;
-  const EverySection sections = SectionsOf(run);
-  JudgePoints(PassInputOf(run.Settings, run.Images, run.Cameras, run.Residuals), run.System.ProcessorCount(),
-              sections, *run.pTrack);
-  NoteHeights(run);
+  const EverySection sections = SectionsOf();
+  orvo::JudgePoints(PassInputOf(run.Settings, run.Images, run.Cameras, run.Residuals),
+                    run.System.ProcessorCount(), sections, *run.pTrack);
+  NoteHeights();
   CountParts(sections, run.Images, run.Cameras, *run.pTrack);
   NotePositions({run.Limits, run.Unknowns, run.Images, run.Normal.pPosParams, run.Frame.dCoorScale},
                 *run.pTrack);
 }
 
-void JudgeSectionPoints(CBundleAdjustment& run, std::span<const ObjectPointRecord> points) {
+void RunVerdict::JudgeSectionPoints(std::span<const ObjectPointRecord> points) {
   if (!run.pTrack || (!run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation)) return;
-  PassWithoutAdjustment(run).Add(points, run.Points.pImagePoints);
+  PassWithoutAdjustment().Add(points, run.Points.pImagePoints);
 }
 
-DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run) {
-  return DecreaseBasisOf(run.Limits, run.Unknowns, run.Images, run.Points);
-}
-
-void JudgeRun(CBundleAdjustment& run) {
+void RunVerdict::JudgeRun() {
   if (!run.pTrack) return;
   const bool adjusted = !run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation;
-  if (!adjusted && !run.pTrack->Pass && run.Paths.szOvtPath.empty()) PassOverTextProject(run);
-  NoteHeights(run);
-  run.pTrack->Judgement = JudgeRun({run.Settings, run.Limits, run.Paths, run.Images, run.Cameras, run.Points,
-                                    run.Unknowns, run.Normal.pPosParams, *run.pTrack},
-                                   ReadGroundPoints(run));
+  if (!adjusted && !run.pTrack->Pass && run.Paths.szOvtPath.empty()) PassOverTextProject();
+  NoteHeights();
+  run.pTrack->Judgement = orvo::JudgeRun({run.Settings, run.Limits, run.Paths, run.Images, run.Cameras,
+                                          run.Points, run.Unknowns, run.Normal.pPosParams, *run.pTrack},
+                                         ReadGroundPoints());
   WriteVerdictFile(run.pTrack->Judgement, run.Paths, run.Outputs);
 }
 
-void JudgeFailure(CBundleAdjustment& run) {
+void RunVerdict::JudgeFailure() {
   if (!run.pTrack || run.pTrack->nIterations > 0 || run.pTrack->vSource.empty()) return;
   run.pTrack->bTransformApplied = true;
-  run.pTrack->Judgement = JudgeFailure(*run.pTrack, run.Paths.szGcpPath);
+  run.pTrack->Judgement = orvo::JudgeFailure(*run.pTrack, run.Paths.szGcpPath);
 }
 
 }  // namespace orvo
