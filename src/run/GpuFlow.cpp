@@ -6,6 +6,7 @@
 #include "run/RunVerdict.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
+#include "verdict/VerdictLimits.h"
 
 namespace orvo {
 
@@ -68,7 +69,7 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   if (pTrack) {
     const double least = VerdictLimits().fRmseFloor * Settings.Image_Coor_Scale;
     verdict.emplace(gpu::GpuBundleVerdict{
-        least * least, 2 * DecreaseLimit(DecreaseBasisOf(*this)) / 100,
+        least * least, 2 * DecreaseLimit(DecreaseBasisOf(Limits, Unknowns, Images, Points)) / 100,
         [this](double squareX, double squareY) { NoteIteration(*this, squareX, squareY); },
         [this](std::vector<double>& r) {
           if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);

@@ -7,7 +7,6 @@
 
 #include "geometry/Similarity.h"
 #include "records/Records.h"
-#include "verdict/VerdictLimits.h"
 
 namespace orvo {
 
@@ -28,8 +27,6 @@ void NoteIteration(CBundleAdjustment& run, double meanSquareX, double meanSquare
 void JudgePoints(CBundleAdjustment& run);
 /// The points of one section in memory, in a run without adjustment.
 void JudgeSectionPoints(CBundleAdjustment& run, std::span<const ObjectPointRecord> points);
-/// What the limit of the decrease ahead depends on in this run.
-DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run);
 /// Collects the rest, judges, and writes verdict.txt: the last stage of a run.
 void JudgeRun(CBundleAdjustment& run);
 /// For a run that ended early, over a similarity transform that was not found: what is wrong with its points.

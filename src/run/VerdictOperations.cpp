@@ -122,10 +122,6 @@ void JudgeSectionPoints(CBundleAdjustment& run, std::span<const ObjectPointRecor
   PassWithoutAdjustment(run).Add(points, run.Points.pImagePoints);
 }
 
-DecreaseBasis DecreaseBasisOf(const CBundleAdjustment& run) {
-  return DecreaseBasisOf(run.Limits, run.Unknowns, run.Images, run.Points);
-}
-
 void JudgeRun(CBundleAdjustment& run) {
   if (!run.pTrack) return;
   const bool adjusted = !run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation;
