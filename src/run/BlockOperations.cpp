@@ -10,6 +10,7 @@
 #include "block/SectionPlan.h"
 #include "block/SectionPoints.h"
 #include "block/TextPoints.h"
+#include "geometry/Normalization.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
@@ -44,7 +45,7 @@ int CBundleAdjustment::ReadSectionPoints(int32_t section, const std::string& pro
                                          int64_t& count) {
   const SectionReading reading{Settings, Paths, Images, Cameras, Points, Inputs, System, Log};
   // The table of control points is normalised already.
-  const auto tiePointsRead = [this] { NormalizeProjectControl(); };
+  const auto tiePointsRead = [this] { orvo::NormalizeProjectControl(Frame, Points); };
   return ReadSection(reading, section, {project, gcp}, tiePointsRead, Frame.fGsd, count) ? 1 : 0;
 }
 

@@ -150,8 +150,6 @@ class CBundleAdjustment {
   int ComputeTiePoints(int32_t section);
   /// The same without statistics, in one task less than there are processors, as told in the log; 1.
   int ComputeTiePointsThreaded(int32_t section);
-  /// Points of the section that are in memory.
-  int64_t SectionPointCount(int32_t section) const;
   /// Lays out and counts the unknowns, allocates their tables, and transforms the orientations onto control
   /// points or GPS positions; 1, or 0 and -1 with a message where the run ends. Reads Settings, Cameras,
   /// Points; writes Limits (POS), Unknowns, Normal, Images, Frame.
@@ -162,8 +160,6 @@ class CBundleAdjustment {
   int NormalizeData();
   /// Images back from it; 0 when Coor_Normalization is off.
   int RestoreData();
-  /// Control and check points among the tie points in memory, just read: takes them into the frame.
-  void NormalizeProjectControl();
   /// Reads Images; writes fSevenParam of Frame, and Test.txt. 1 or 0.
   int ComputeSevenParametersFromGps();
   /// Reads the GCP file, Images, Cameras; writes fSevenParam of Frame. 1, 0, or -1 without such a file.

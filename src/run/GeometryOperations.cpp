@@ -12,10 +12,6 @@
 
 namespace orvo {
 
-int64_t CBundleAdjustment::SectionPointCount(int32_t section) const {
-  return orvo::SectionPointCount(Points, section);
-}
-
 int CBundleAdjustment::ComputeTiePoints(int32_t section) {
   orvo::ComputeTiePoints(section, {Images, Cameras, System.ProcessorCount()}, Frame.dCoorScale, Points,
                          Residuals);
@@ -67,8 +63,6 @@ int CBundleAdjustment::ComputeNormalization() {
 int CBundleAdjustment::NormalizeData() { return orvo::NormalizeData(Limits, Images, Points, Frame) ? 1 : 0; }
 
 int CBundleAdjustment::RestoreData() { return orvo::RestoreData(Limits, Images, Frame, Log) ? 1 : 0; }
-
-void CBundleAdjustment::NormalizeProjectControl() { orvo::NormalizeProjectControl(Frame, Points); }
 
 int CBundleAdjustment::ComputeSevenParametersFromGps() {
   PositionPairs pairs;

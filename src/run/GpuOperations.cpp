@@ -1,4 +1,5 @@
 // The device path.
+#include "geometry/TiePoints.h"
 #include "gpu/DetectDevices.h"
 #include "gpu/DeviceMemory.h"
 #include "gpu/PosUpdates.h"
@@ -15,7 +16,7 @@ gpu::GpuState& CBundleAdjustment::Gpu() {
 int CBundleAdjustment::DetectCudaDevices() { return gpu::DetectCudaDevices(Gpu(), Log) ? 1 : 0; }
 
 int CBundleAdjustment::ComputeGpuSections(int32_t section) {
-  const auto count = static_cast<size_t>(SectionPointCount(section));
+  const auto count = static_cast<size_t>(SectionPointCount(Points, section));
   const gpu::FixedSizes sizes{Unknowns.nUnknownNum, Unknowns.nDiagUpperSize, Images.nImageNum,
                               Cameras.UsableNum()};
   const bool done = gpu::ComputeGpuSections(std::span(Points.pObjectPoints).first(count),

@@ -3,31 +3,17 @@
 #include <cmath>
 
 #include "base/MemoryPurpose.h"
-#include "base/OutputFiles.h"
 #include "geometry/OrvoMatrix.h"
+#include "results/CorrectionFiles.h"
 #include "run/BundleAdjustment.h"
 #include "solver/LmStep.h"
 #include "solver/Prediction.h"
 #include "solver/SparseSolve.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
-#include "verdict/VerdictOfRun.h"
+#include "verdict/VerdictLimits.h"
 
 namespace orvo {
-namespace {
-
-/// LM_R_Vector_<iteration>.txt.
-void WriteRemainder(const std::string& path, std::span<const double> remainder, OutputLedger& outputs) {
-  TextWriter file;
-  if (!OpenOutput(outputs.Folder, file, path)) {
-    ++outputs.nOutputFailureNum;
-    return;
-  }
-  for (const double element : remainder) file.Printf("%12.3lf\t\n", element);
-  if (!CloseOutput(outputs.Folder, file)) ++outputs.nOutputFailureNum;
-}
-
-}  // namespace
 
 bool CBundleAdjustment::IsFree() const { return orvo::IsFree(Points, Limits); }
 
@@ -53,10 +39,7 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
   const bool isStep = step.IsStep();
   if (pTrack) pTrack->bSingular = !isStep;
   if (step.fPredictedShare) pTrack->fPredictedShare = step.fPredictedShare;
-  if (step.bSolved && !Limits.Apply_PCG_Model) {
-    WriteRemainder(JoinPath(Paths.szOutputPath, "LM_R_Vector_" + std::to_string(iteration) + ".txt"),
-                   step.Remainder, Outputs);
-  }
+  if (step.bSolved && !Limits.Apply_PCG_Model) WriteRemainderFile(iteration, step.Remainder, Paths, Outputs);
   if (step.bSolved) WriteCorrections(iteration, step.x.data());
   // Without a step to take the unknowns stay as they are and the iteration ends. Metres, radians and camera
   // units stand in one figure: a single threshold serves them all.

@@ -68,7 +68,6 @@ TEST(GeometryOperations, ReturnTheirResults) {
   NamedRun r;
   r.Object.Points.Sections.ObjectPoints = {{0, 0}};
   r.Object.Points.pObjectPoints.resize(1);
-  EXPECT_EQ(r.Object.SectionPointCount(0), 1);
   EXPECT_EQ(r.Object.ComputeTiePoints(0), 1);
   EXPECT_EQ(r.Object.ComputeTiePointsThreaded(0), 1);
   EXPECT_EQ(r.Object.ComputeNormalization(), 1);
