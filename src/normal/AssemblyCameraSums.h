@@ -112,14 +112,14 @@ class CameraSums {
       t[k] = SumOfLanes(LoadLanes(slot.Sum[k]));
       StoreLanes(slot.Sum[k], Lanes{});
     }
-    const double full[5][6] = {{t[0], t[1], t[2], t[3], t[4], t[13]},
-                               {t[1], t[5], 0, t[6], t[7], t[14]},
-                               {t[2], 0, t[5], t[8], t[9], t[15]},
-                               {t[3], t[6], t[8], t[10], t[11], t[16]},
-                               {t[4], t[7], t[9], t[11], t[12], t[17]}};
+    const double full[kIopSize][kIopSize + 1] = {{t[0], t[1], t[2], t[3], t[4], t[13]},
+                                                 {t[1], t[5], 0, t[6], t[7], t[14]},
+                                                 {t[2], 0, t[5], t[8], t[9], t[15]},
+                                                 {t[3], t[6], t[8], t[10], t[11], t[16]},
+                                                 {t[4], t[7], t[9], t[11], t[12], t[17]}};
     double* block = cameraBlocks + int64_t{40} * slot.nCamera;
-    for (int r = 0; r < 5; ++r) {
-      for (int c = 0; c < 6; ++c) block[8 * r + c] += full[r][c];
+    for (int r = 0; r < kIopSize; ++r) {
+      for (int c = 0; c <= kIopSize; ++c) block[8 * r + c] += full[r][c];
     }
     slot.nCamera = -1;
   }
@@ -132,7 +132,7 @@ class CameraSums {
       const double weight = rays[k].fWeight;
       const Row8 sx = Row8::Scaled(weight, Row8::Load(x)), sy = Row8::Scaled(weight, Row8::Load(y));
       double* block = cameraBlocks + int64_t{40} * rays[k].nCamera;
-      for (int r = 0; r < 5; ++r) {
+      for (int r = 0; r < kIopSize; ++r) {
         Row8 sum = Row8::Load(block + 8 * r);
         sum.AddScaled(x[r], sx);
         sum.AddScaled(y[r], sy);

@@ -18,7 +18,7 @@ struct RowForm;
 
 template <>
 struct RowForm<LayoutEop> {
-  static constexpr int kBlock = 6, kB = 0, kA = 8, kL = 6;
+  static constexpr int kBlock = kEopSize, kB = 0, kA = 8, kL = 6;
   using Row = Row8;   ///< what of the rows is formed
   using Own = Row8;   ///< what of them goes to an own block
   using Kept = Row8;  ///< what of G and N is kept for rays and nodes, each row at a multiple of kKept
@@ -26,7 +26,7 @@ struct RowForm<LayoutEop> {
 };
 template <>
 struct RowForm<LayoutIop> {
-  static constexpr int kBlock = 5, kB = 8, kA = 0, kL = 5;
+  static constexpr int kBlock = kIopSize, kB = 8, kA = 0, kL = 5;
   using Row = Row16;
   using Own = Row8;
   using Kept = Row8;
@@ -34,7 +34,7 @@ struct RowForm<LayoutIop> {
 };
 template <>
 struct RowForm<LayoutMergedEopIop> {
-  static constexpr int kBlock = 11, kB = 0, kA = 6, kL = 11;
+  static constexpr int kBlock = kMergedSize, kB = 0, kA = kEopSize, kL = kMergedSize;
   using Row = Row12;
   using Own = Row12;
   using Kept = Row12;
@@ -42,7 +42,7 @@ struct RowForm<LayoutMergedEopIop> {
 };
 template <>
 struct RowForm<LayoutEopIop> {
-  static constexpr int kBlock = 6, kB = 0, kA = 8, kL = 13;
+  static constexpr int kBlock = kEopSize, kB = 0, kA = 8, kL = 13;
   using Row = Row16;
   using Own = Row16;
   using Kept = Row8;

@@ -242,14 +242,14 @@ class Assembler {
   }
 
   void AddCoupling(int32_t first, int32_t end, int32_t a, int32_t b, double* block) {
-    if constexpr (kBlock == 6) {
-      for (int top = 0; top < 6; top += SixBySix::kRows) {
+    if constexpr (kBlock == kEopSize) {
+      for (int top = 0; top < kEopSize; top += SixBySix::kRows) {
         SixBySix sum;
         for (int32_t p = first; p < end; ++p) {
           const Node* const nodes = allNodes + points[p].nFirstRay;
           sum.AddProduct(nodes[a].pN + top, nodes[b].pG);
         }
-        sum.AddTo(block + 6 * top);
+        sum.AddTo(block + kEopSize * top);
       }
     } else {
       for (int32_t p = first; p < end; ++p) {
@@ -272,17 +272,17 @@ class Assembler {
       double* b = out.pConstVector + static_cast<int64_t>(row) * kBlock;
       for (int r = 0; r < kBlock; ++r) b[r] += block[r * Own::kSize + Form::kL];
       if constexpr (kHasCameras) {
-        AddColumns<6, 5>(block + Form::kA, Own::kSize,
-                         access.Block(-1, row, firstRows + cameras.OwnCamera(row)));
+        AddColumns<kEopSize, kIopSize>(block + Form::kA, Own::kSize,
+                                       access.Block(-1, row, firstRows + cameras.OwnCamera(row)));
       }
     }
     if constexpr (kHasCameras) {
       for (int32_t camera = 0; camera < in.Layout.nCameraNum; ++camera) {
         if (out.pRowFlags[firstRows + camera] != 1) continue;
         const double* block = cameras.Own(camera);
-        AddColumns<5, 5>(block, 8, access.Block(-1, firstRows + camera, firstRows + camera));
-        double* b = out.pConstVector + int64_t{6} * firstRows + int64_t{5} * camera;
-        for (int r = 0; r < 5; ++r) b[r] += block[8 * r + 5];
+        AddColumns<kIopSize, kIopSize>(block, 8, access.Block(-1, firstRows + camera, firstRows + camera));
+        double* b = out.pConstVector + in.Layout.Position(firstRows + camera);
+        for (int r = 0; r < kIopSize; ++r) b[r] += block[8 * r + kIopSize];
       }
     }
   }

@@ -198,9 +198,9 @@ class Linearizer {
     constexpr int64_t kStride = sizeof(AssemblyRay) / sizeof(double);
     for (int axis = 0; axis < 2; ++axis) {
       Lanes row[16] = {};
-      for (int k = 0; k < 6; ++k) row[Form::kB + k] = rows.B[axis][k];
+      for (int k = 0; k < kEopSize; ++k) row[Form::kB + k] = rows.B[axis][k];
       if constexpr (kLayout != LayoutEop) {
-        for (int k = 0; k < 5; ++k) row[Form::kA + k] = rows.A[axis][k];
+        for (int k = 0; k < kIopSize; ++k) row[Form::kA + k] = rows.A[axis][k];
       }
       row[Form::kL] = rows.L[axis];
       ScatterColumns<(Form::Row::kSize + 7) / 8 * 8>(row, rays[first].Row[axis], kStride);

@@ -74,10 +74,11 @@ class PointCameras {
     rowX.b.Store(x);
     rowY.b.Store(y);
     double* block = access.Block(point.nPoint, ray.nImage, in.Layout.nImageNum + ray.nCamera);
-    for (int r = 0; r < 6; ++r) {
-      for (int c = 0; c < 5; ++c) block[5 * r + c] += ray.Row[0][r] * x[c] + ray.Row[1][r] * y[c];
+    for (int r = 0; r < kEopSize; ++r) {
+      for (int c = 0; c < kIopSize; ++c)
+        block[kIopSize * r + c] += ray.Row[0][r] * x[c] + ray.Row[1][r] * y[c];
     }
-    for (int c = 0; c < 5; ++c) x[c] = y[c] = 0;
+    for (int c = 0; c < kIopSize; ++c) x[c] = y[c] = 0;
     rowX.b = Row8::Load(x);
     rowY.b = Row8::Load(y);
   }
@@ -94,7 +95,7 @@ class PointCameras {
         for (int32_t c = 0; c < points[p].nCameraNum; ++c) {
           const Camera& camera = all[points[p].nFirstCamera + c];
           double* const block = cameraOwn + int64_t{40} * camera.nCamera;
-          auto sums = RowSums<Row8, 5>::Load(block, 8);
+          auto sums = RowSums<Row8, kIopSize>::Load(block, 8);
           AddCamera(camera, sums);
           sums.Store(block, 8);
         }
@@ -103,7 +104,7 @@ class PointCameras {
       }
       const int32_t number = all[points[p].nFirstCamera].nCamera;
       double* const block = cameraOwn + int64_t{40} * number;
-      auto sums = RowSums<Row8, 5>::Load(block, 8);
+      auto sums = RowSums<Row8, kIopSize>::Load(block, 8);
       for (; p < pointNum && points[p].bEliminated && points[p].bOneCamera; ++p) {
         const Camera& camera = all[points[p].nFirstCamera];
         if (camera.nCamera != number) break;
@@ -123,8 +124,9 @@ class PointCameras {
       for (int32_t c = 0; c < point.nCameraNum; ++c) {
         if (cameras[c].nCamera == ownCamera[nodes[a].nRow]) continue;
         const double(*h)[8] = cameras[c].Sum;
-        AddThreeProducts<6, 5>(access.Block(point.nPoint, nodes[a].nRow, rowBase + cameras[c].nCamera), n,
-                               n + 8, n + 16, h[0], h[1], h[2]);
+        AddThreeProducts<kEopSize, kIopSize>(
+            access.Block(point.nPoint, nodes[a].nRow, rowBase + cameras[c].nCamera), n, n + 8, n + 16, h[0],
+            h[1], h[2]);
       }
     }
     for (int32_t a = 0; a < point.nCameraNum; ++a) {
@@ -132,8 +134,9 @@ class PointCameras {
         const bool inOrder = cameras[a].nCamera < cameras[b].nCamera;
         const Camera& left = inOrder ? cameras[a] : cameras[b];
         const Camera& right = inOrder ? cameras[b] : cameras[a];
-        AddThreeProducts<5, 5>(access.Block(point.nPoint, rowBase + left.nCamera, rowBase + right.nCamera),
-                               left.N[0], left.N[1], left.N[2], right.Sum[0], right.Sum[1], right.Sum[2]);
+        AddThreeProducts<kIopSize, kIopSize>(
+            access.Block(point.nPoint, rowBase + left.nCamera, rowBase + right.nCamera), left.N[0], left.N[1],
+            left.N[2], right.Sum[0], right.Sum[1], right.Sum[2]);
       }
     }
   }
@@ -143,7 +146,7 @@ class PointCameras {
   const double* Own(int32_t camera) const { return cameraOwn + int64_t{40} * camera; }
 
  private:
-  [[gnu::always_inline]] static void AddCamera(const Camera& camera, RowSums<Row8, 5>& sums) {
+  [[gnu::always_inline]] static void AddCamera(const Camera& camera, RowSums<Row8, kIopSize>& sums) {
     for (int d = 0; d < 3; ++d) sums.AddProduct(camera.N[d], Row8::Load(camera.Sum[d]));
   }
 

@@ -2,39 +2,15 @@
 #pragma once
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <numbers>
 #include <random>
-#include <string>
 
 #include "geometry/camera/Rotation.h"
 #include "normal/NormalParts.h"
+#include "support/CapturedLog.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {
-
-/// A console that keeps what is written to it.
-class Recording {
- public:
-  Recording() : fFile(open_memstream(&pText, &nSize)) {}
-  ~Recording() {
-    std::fclose(fFile);
-    std::free(pText);
-  }
-  Recording(const Recording&) = delete;
-  Recording& operator=(const Recording&) = delete;
-  std::FILE* File() { return fFile; }
-  std::string Text() {
-    std::fflush(fFile);
-    return {pText, nSize};
-  }
-
- private:
-  char* pText = nullptr;
-  size_t nSize = 0;
-  std::FILE* fFile;
-};
 
 // Builders for NormalParts, and for the object of a run, whose parts bear the same names.
 

@@ -66,6 +66,11 @@ struct NormalParts {
     for (SubMatrix& block : Normal.pSubMatrices) std::ranges::fill(block.Data(), 0.0);
     if (!Limits.Apply_PCG_Model) Normal.pDenseNormal = ZeroedArray(order * order);
   }
+  void ReleaseMatrix() {
+    Normal.pSubMatrices.clear();
+    Normal.SubMatrixStore = ZeroedArray();
+    Normal.pDenseNormal = ZeroedArray();
+  }
   /// The tasks of a section for Limits.nThreadNum threads, with their buffers.
   std::vector<SubTask> MakeTasks(int32_t section = 0) {
     std::vector<SubTask> tasks =

@@ -10,7 +10,7 @@ namespace {
 /// Three images, the first two coupled.
 class Accumulate : public testing::Test {
  protected:
-  Accumulate() : block(NativePlatform(), console.File()) {
+  Accumulate() : block(NativePlatform(), console.Console()) {
     SetLayout(block, LayoutEop, 3, 1);
     AppendPoint(block, 0, 0, 0);
     AppendMeasurement(block, 0, 0, 0, 0);
@@ -19,7 +19,7 @@ class Accumulate : public testing::Test {
     block.FindPattern();
     target.resize(static_cast<size_t>(block.Normal.nSubMatrixNum));
   }
-  Recording console;
+  CapturedLog console;
   NormalParts block;
   int Add(const double* data, int32_t rows, int32_t cols, int32_t row, int32_t col, std::span<SubMatrix> to) {
     return AddBlock({data, rows, cols}, row, col, block.Places(), to, block.Log);
@@ -115,8 +115,8 @@ TEST(AccumulateDense, RefusesWhatDoesNotFit) {
   const Row rows[] = {{0, 2, 0, 0, 3, 4},    {2, 0, 0, 0, 3, 4},   {2, 2, 0, 0, 0, 4}, {2, 2, 0, 0, 3, 0},
                       {2, 5, 0, 0, 3, 4},    {4, 2, 0, 0, 3, 4},   {2, 2, 0, 3, 3, 4}, {2, 2, 2, 0, 3, 4},
                       {2, 2, 0, most, 3, 4}, {2, 2, most, 0, 3, 4}};
-  Recording console;
-  NormalParts block(NativePlatform(), console.File());
+  CapturedLog console;
+  NormalParts block(NativePlatform(), console.Console());
   std::vector<double> target(12, 0.0), source(20, 1.0);
   for (const Row& r : rows) {
     EXPECT_EQ(AddDense({source.data(), r.nRows, r.nCols}, r.nRowStart, r.nColStart,

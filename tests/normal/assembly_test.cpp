@@ -149,7 +149,7 @@ TEST_P(AssemblyOfLayout, NextIterationStartsFromZero) {
   const Assembled first = Assemble(block, true, 2);
   // Cleared in place, and released and made again.
   for (const bool release : {false, true}) {
-    if (release) block.Normal.SubMatrixStore = ZeroedArray();
+    if (release) block.ReleaseMatrix();
     block.Residuals.fRmsResidualX = block.Residuals.fRmsResidualY = 0.1;
     block.ClearMatrix();
     block.AssembleSection();

@@ -184,8 +184,8 @@ TEST(DampDiagonal, MessagesOfTheSparseForm) {
       {LayoutMergedEopIop, -1, 1, "Error!Sparse normal matrix size invalid!\n"},
   };
   for (const Row& row : rows) {
-    Recording console;
-    NormalParts block(NativePlatform(), console.File());
+    CapturedLog console;
+    NormalParts block(NativePlatform(), console.Console());
     FillSparse(block, row.nLayoutMode);
     if (row.nMissing >= 0) block.Normal.pSubMatrixRows[static_cast<size_t>(row.nMissing)].vColumns.clear();
     if (row.nNotSquare >= 0) --block.Normal.pSubMatrices[static_cast<size_t>(row.nNotSquare)].nCols;
@@ -197,8 +197,8 @@ TEST(DampDiagonal, MessagesOfTheSparseForm) {
 TEST(DampDiagonal, GroupsOfTheSparseForm) {
   for (const int kind : {0, 1, 2}) {
     const ScratchFolder folder;
-    Recording console;
-    NormalParts block(NativePlatform(), console.File());
+    CapturedLog console;
+    NormalParts block(NativePlatform(), console.Console());
     ASSERT_TRUE(block.Log.Open(folder / "log.txt", block.System.Now()));
     FillSparse(block, LayoutEopIop);
     block.Limits.Apply_GPS_Data = true;
@@ -230,8 +230,8 @@ TEST(DampDiagonal, GroupsOfTheSparseForm) {
 }
 
 TEST(DampDiagonal, SparseFormWithoutAnyBlockFails) {
-  Recording console;
-  NormalParts block(NativePlatform(), console.File());
+  CapturedLog console;
+  NormalParts block(NativePlatform(), console.Console());
   SetLayout(block, LayoutEop, 1, 1);
   block.Limits.Apply_PCG_Model = true;
   EXPECT_EQ(Damp(block, 0), 0);

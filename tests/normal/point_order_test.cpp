@@ -204,7 +204,7 @@ TEST_P(RandomOrder, SecondRunIsBitEqualAndUsesTheSameOrder) {
   const Assembled first = Assemble(block, 1);
   const std::vector<int32_t> order = block.Normal.pPointOrders[0].vPoints;
   block.Normal.pThreadBuffers.reset();
-  block.Normal.SubMatrixStore = ZeroedArray();
+  block.ReleaseMatrix();
   const Assembled second = Assemble(block, 1);
   EXPECT_EQ(block.Normal.pPointOrders[0].vPoints, order);
   EXPECT_EQ(first.N, second.N);

@@ -77,8 +77,8 @@ TEST(SlicePoints, WorkDoesNotOverflow) {
 }
 
 TEST(SplitPoints, RecordsAndLine) {
-  Recording console;
-  NormalParts block(NativePlatform(), console.File());
+  CapturedLog console;
+  NormalParts block(NativePlatform(), console.Console());
   block.Points.pObjectPoints = PointsWith({2, 2, 2, 3});
   block.Points.Sections.ObjectPoints = {{0, 99}, {100, 103}};
   const std::vector<SubTask> tasks = SplitPoints(block.Points, 1, 2, 2, block.Log);
@@ -108,8 +108,8 @@ TEST(SplitPoints, TaskWithoutPointsHasNoImagePoints) {
 }
 
 TEST(SplitPoints, LineShowsTheWorkInThirtyTwoBits) {
-  Recording console;
-  NormalParts block(NativePlatform(), console.File());
+  CapturedLog console;
+  NormalParts block(NativePlatform(), console.Console());
   block.Points.pObjectPoints = PointsWith({65536});
   block.Points.Sections.ObjectPoints = {{0, 0}};
   SplitPoints(block.Points, 0, 1, 2, block.Log);
@@ -183,8 +183,8 @@ INSTANTIATE_TEST_SUITE_P(Layouts, MemoryPlan,
 
 TEST_P(MemoryPlan, ThreadNumberStandsWhereEverySliceFits) {
   for (const bool sparse : {true, false}) {
-    Recording console;
-    NormalParts block(NativePlatform(), console.File());
+    CapturedLog console;
+    NormalParts block(NativePlatform(), console.Console());
     FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
     block.FindPattern();
     block.Limits.Apply_PCG_Model = sparse;  // The plan counts blocks in both forms.
@@ -199,8 +199,8 @@ TEST_P(MemoryPlan, ThreadNumberStandsWhereEverySliceFits) {
 }
 
 TEST_P(MemoryPlan, FewerThreadsWhereTheMemoryIsShort) {
-  Recording console;
-  NormalParts block(NativePlatform(), console.File());
+  CapturedLog console;
+  NormalParts block(NativePlatform(), console.Console());
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
   block.FindPattern();
   const double two = Sum(SliceBytes(block, 2), 0), three = Sum(SliceBytes(block, 3), 0);
@@ -227,8 +227,8 @@ TEST_P(MemoryPlan, LaterSectionsDoNotCountThreadZero) {
 }
 
 TEST_P(MemoryPlan, NoThreadNumberFits) {
-  Recording console;
-  NormalParts block(NativePlatform(), console.File());
+  CapturedLog console;
+  NormalParts block(NativePlatform(), console.Console());
   FillBlock(block, {.nLayoutMode = GetParam(), .nImages = 20, .nCameras = 4});
   block.FindPattern();
   block.System = MadeUpPlatform(1000, 4);

@@ -17,7 +17,7 @@ class SimpleBlock : public testing::Test {
  protected:
   SimpleBlock() { Reset(1); }
   void Reset(int32_t images) {
-    block = std::make_unique<CBundleAdjustment>(MadeUpPlatform(1 << 30, 1), console.File());
+    block = std::make_unique<CBundleAdjustment>(MadeUpPlatform(1 << 30, 1), console.Console());
     block->Paths.szOutputPath = folder.Path();
     SetLayout(*block, LayoutEop, images, 1);
     block->Images.pEop.resize(static_cast<size_t>(images));
@@ -49,7 +49,7 @@ class SimpleBlock : public testing::Test {
   }
 
   ScratchFolder folder;
-  Recording console;
+  CapturedLog console;
   std::unique_ptr<CBundleAdjustment> block;
 };
 

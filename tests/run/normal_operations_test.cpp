@@ -8,8 +8,8 @@ namespace orvo::test {
 namespace {
 
 TEST(AddSubMatrixPosition, IdOutOfRange) {
-  Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  CapturedLog console;
+  CBundleAdjustment block(NativePlatform(), console.Console());
   SetLayout(block, LayoutEop, 4, 1);
   EXPECT_EQ(block.AddSubMatrixPosition(3, 3), 1);
   EXPECT_EQ(block.AddSubMatrixPosition(3, 4), 0);
@@ -31,8 +31,8 @@ TEST(GetUnknownPosition, OfRowAndColumn) {
 }
 
 TEST(ComputeSubMatrixPosition, WithoutPointsInMemory) {
-  Recording console;
-  CBundleAdjustment block(NativePlatform(), console.File());
+  CapturedLog console;
+  CBundleAdjustment block(NativePlatform(), console.Console());
   SetLayout(block, LayoutEop, 2, 1);
   block.Points.Sections.ObjectPoints = {{0, 4}};
   EXPECT_EQ(block.ComputeSubMatrixPosition(), 0);
@@ -42,8 +42,8 @@ TEST(ComputeSubMatrixPosition, WithoutPointsInMemory) {
 TEST(ComputeSubMatrixPosition, NoPointAtAll) {
   for (const std::vector<PointSectionTable::Range>& ranges :
        {std::vector<PointSectionTable::Range>{}, {{0, -1}}, {{0, -1}, {0, -1}}}) {
-    Recording console;
-    CBundleAdjustment block(NativePlatform(), console.File());
+    CapturedLog console;
+    CBundleAdjustment block(NativePlatform(), console.Console());
     SetLayout(block, LayoutEop, 2, 1);
     block.Points.Sections.ObjectPoints = block.Points.Sections.ImagePoints = ranges;
     EXPECT_EQ(block.ComputeSubMatrixPosition(), 0);
@@ -66,8 +66,8 @@ TEST(ComputeSubMatrixPosition, MemoryOfTheSparseFormIsTestedInWholeNumbers) {
   // Three blocks count 72 bytes; the quotient is an integer, so that the test trips at the whole of the
   // memory.
   for (const Row& row : {Row{73, 1}, Row{72, 0}, Row{1, 0}, Row{0, 0}}) {
-    Recording console;
-    CBundleAdjustment block(MadeUpPlatform(row.nFreeBytes, 1), console.File());
+    CapturedLog console;
+    CBundleAdjustment block(MadeUpPlatform(row.nFreeBytes, 1), console.Console());
     SetLayout(block, LayoutEop, 2, 1);
     block.Limits.Apply_PCG_Model = true;
     AppendPoint(block, 0, 0, 0);

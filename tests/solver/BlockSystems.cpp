@@ -151,23 +151,6 @@ BlockSystem MakeSystem(const SystemShape& shape, uint32_t seed, double weight) {
   return system;
 }
 
-void Install(BlockSystem system, const SystemShape& shape, CBundleAdjustment& block) {
-  block.Limits.Apply_PCG_Model = true;
-  block.Unknowns.nLayoutMode = shape.nLayoutMode;
-  block.Images.nImageNum = block.Images.nUnknownImageNum = shape.nImageNum;
-  block.Cameras.nCameraNum = shape.nCameraNum;
-  block.Images.nGroupNum = shape.nGroupNum;
-  block.Unknowns.nPosSize = shape.nPosSize;
-  block.Settings.Set_EOP_Unknown = shape.nLayoutMode != LayoutIop;
-  block.Settings.Set_IOP_Unknown = shape.nLayoutMode != LayoutEop;
-  block.Unknowns.nBlockRowNum = static_cast<int32_t>(system.vRowPosition.size());
-  block.Unknowns.nUnknownNum = system.nOrder;
-  block.Normal.nSubMatrixNum = static_cast<int32_t>(system.vBlocks.size());
-  block.Normal.pSubMatrixRows = std::move(system.vRows);
-  block.Normal.pSubMatrices = std::move(system.vBlocks);
-  block.Normal.pConstVector = std::move(system.vConst);
-}
-
 std::vector<double> SolveDense(std::vector<double> matrix, const std::vector<double>& b) {
   const size_t n = b.size();
   InvertGaussJordan(matrix.data(), static_cast<int32_t>(n));

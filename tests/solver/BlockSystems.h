@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "normal/SubMatrix.h"
-#include "run/BundleAdjustment.h"
+#include "records/UnknownLayout.h"
 
 namespace orvo::test {
 
@@ -51,9 +51,6 @@ void FillBlock(SubMatrix& block, int32_t row, int32_t col, int32_t rows, int32_t
                const std::vector<double>& values);
 /// Takes the values of a block away, as if nothing had been added to it yet.
 void EmptyBlock(SubMatrix& block);
-
-/// Gives the system to an adjustment that is about to solve it.
-void Install(BlockSystem system, const SystemShape& shape, CBundleAdjustment& block);
 
 /// Solution of a dense system by inversion.
 std::vector<double> SolveDense(std::vector<double> matrix, const std::vector<double>& b);
