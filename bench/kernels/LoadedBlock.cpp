@@ -7,6 +7,7 @@
 #include <memory>
 #include <set>
 
+#include "normal/UnknownStorage.h"
 #include "prepared/PreparedBlock.h"
 #include "whole/Cases.h"
 
@@ -46,7 +47,7 @@ CBundleAdjustment& AssembledBlock(const std::string& caseName) {
   if (!assembled.insert(caseName).second) return block;
   // The listing goes nowhere.
   block.Paths.szOutputPath = "/dev/null";
-  block.MakeNormalEquation();
+  MakeEquations(block.Normal, block.Unknowns.nUnknownNum, block.Limits.Apply_PCG_Model);
   std::vector<int32_t> threads(1, 1);
   if (block.BuildNormalEquation(0, 0, threads) != 1 || block.AddDampingCoefficients(0) == 0) std::exit(1);
   return block;

@@ -27,4 +27,14 @@ bool AllocateUnknowns(const UnknownCounts& unknowns, int32_t groupNum, bool dens
   return true;
 }
 
+void MakeEquations(NormalEquations& normal, int32_t unknownNum, bool sparse) {
+  const MemoryPurpose purpose("the normal equations");
+  const auto order = static_cast<size_t>(unknownNum);
+  normal.pConstVector.assign(order, 0.0);
+  if (!sparse && !normal.pDenseNormal) normal.pDenseNormal = ZeroedArray(order * order, false);
+  if (!sparse) return;
+  if (normal.pSubMatrices.empty()) normal.pSubMatrices.resize(static_cast<size_t>(normal.nSubMatrixNum));
+  for (SubMatrix& block : normal.pSubMatrices) std::ranges::fill(block.Data(), 0.0);
+}
+
 }  // namespace orvo

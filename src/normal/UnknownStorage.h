@@ -13,4 +13,7 @@ namespace orvo {
 bool AllocateUnknowns(const UnknownCounts& unknowns, int32_t groupNum, bool dense, int64_t freeBytes,
                       NormalEquations& normal);
 
+/// Zeroed storage for one iteration, in the form that is asked for.
+void MakeEquations(NormalEquations& normal, int32_t unknownNum, bool sparse);
+
 }  // namespace orvo

@@ -1,23 +1,12 @@
 // The flow of an adjustment on the CPU, from reading to the last output file.
-#include "base/MemoryPurpose.h"
 #include "block/GcpPoints.h"
 #include "block/ProjectForm.h"
+#include "normal/UnknownStorage.h"
 #include "run/BundleAdjustment.h"
 #include "run/RunVerdict.h"
 
 namespace orvo {
 namespace {
-
-/// Zeroed storage for one iteration, in the form that is asked for.
-void MakeEquations(NormalEquations& normal, int32_t unknownNum, bool sparse) {
-  const MemoryPurpose purpose("the normal equations");
-  const auto order = static_cast<size_t>(unknownNum);
-  normal.pConstVector.assign(order, 0.0);
-  if (!sparse && !normal.pDenseNormal) normal.pDenseNormal = ZeroedArray(order * order, false);
-  if (!sparse) return;
-  if (normal.pSubMatrices.empty()) normal.pSubMatrices.resize(static_cast<size_t>(normal.nSubMatrixNum));
-  for (SubMatrix& block : normal.pSubMatrices) std::ranges::fill(block.Data(), 0.0);
-}
 
 /// The stages in their order; each returns 1, or 0 where the run ends.
 class CpuFlow {

@@ -6,6 +6,7 @@
 #include "normal/NormalBuilders.h"
 #include "normal/SlowAssembly.h"
 #include "normal/ThreadBuffers.h"
+#include "normal/UnknownStorage.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo::test {
@@ -28,7 +29,7 @@ class SimpleBlock : public testing::Test {
   int Build() {
     CloseSection(*block);
     block->ComputeSubMatrixPosition();
-    block->MakeNormalEquation();
+    MakeEquations(block->Normal, block->Unknowns.nUnknownNum, block->Limits.Apply_PCG_Model);
     std::vector<int32_t> cache(block->Points.Sections.ObjectPoints.size(), 0);
     return block->BuildNormalEquation(0, 0, cache);
   }
@@ -36,7 +37,7 @@ class SimpleBlock : public testing::Test {
   ThreadBuffers& BuildTask() {
     CloseSection(*block);
     block->ComputeSubMatrixPosition();
-    block->MakeNormalEquation();
+    MakeEquations(block->Normal, block->Unknowns.nUnknownNum, block->Limits.Apply_PCG_Model);
     block->Limits.nThreadNum = 1;
     std::vector<SubTask> tasks;
     block->SplitSubTasks(0, tasks);
@@ -161,7 +162,7 @@ TEST_F(SimpleBlock, EveryMeasurementGross) {
   EXPECT_TRUE(std::isnan(block->Residuals.fMeanResidualY));
   // No comparison with these is true, so everything counts again.
   std::vector<int32_t> cache(1, 1);
-  block->MakeNormalEquation();
+  MakeEquations(block->Normal, block->Unknowns.nUnknownNum, block->Limits.Apply_PCG_Model);
   ASSERT_EQ(block->BuildNormalEquation(1, 0, cache), 1);
   EXPECT_EQ(block->Residuals.nValidImagePointNum, 1);
   EXPECT_DOUBLE_EQ(block->Residuals.fRmsResidualX, 2);
@@ -245,7 +246,7 @@ TEST_F(SimpleBlock, PlannedThreadNumberIsKeptForTheSection) {
   AppendMeasurement(*block, 0, 0, 0, 0);
   CloseSection(*block);
   block->ComputeSubMatrixPosition();
-  block->MakeNormalEquation();
+  MakeEquations(block->Normal, block->Unknowns.nUnknownNum, block->Limits.Apply_PCG_Model);
   std::vector<int32_t> cache(1, 0);
   ASSERT_EQ(block->BuildNormalEquation(0, 0, cache), 1);
   EXPECT_EQ(cache[0], 3);
@@ -266,7 +267,7 @@ TEST_F(SimpleBlock, NoPlanFits) {
   AppendMeasurement(*block, 0, 0, 0, 0);
   CloseSection(*block);
   block->ComputeSubMatrixPosition();
-  block->MakeNormalEquation();
+  MakeEquations(block->Normal, block->Unknowns.nUnknownNum, block->Limits.Apply_PCG_Model);
   std::vector<int32_t> cache(1, 0);
   EXPECT_EQ(block->BuildNormalEquation(0, 0, cache), -1);
   EXPECT_EQ(console.Text(),
@@ -355,7 +356,7 @@ TEST(NormalEquation, ExtremesOfSeveralThreadsAreThoseOfOne) {
     block.Paths.szOutputPath = folder.Path();
     FillBlock(block, {});
     ASSERT_EQ(block.ComputeSubMatrixPosition(), 1);
-    block.MakeNormalEquation();
+    MakeEquations(block.Normal, block.Unknowns.nUnknownNum, block.Limits.Apply_PCG_Model);
     std::vector<int32_t> cache(1, 0);
     ASSERT_EQ(block.BuildNormalEquation(0, 0, cache), 1);
     double* out = extremes[threads == 1 ? 0 : 1];

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "normal/NormalBuilders.h"
+#include "normal/UnknownStorage.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo::test {
@@ -81,7 +82,7 @@ TEST_P(IterationOfLayout, ReturnsToTheTruthFromAPerturbedStart) {
     block.Residuals.nValidImagePointNum = 0;
     block.Residuals.fResidualSumX = block.Residuals.fResidualSumY = block.Residuals.fResidualSquareSumX =
         block.Residuals.fResidualSquareSumY = 0;
-    block.MakeNormalEquation();
+    MakeEquations(block.Normal, block.Unknowns.nUnknownNum, block.Limits.Apply_PCG_Model);
     block.ComputeTiePoints(0);
     ASSERT_EQ(block.BuildNormalEquation(iteration, 0, cache), 1);
     ASSERT_EQ(block.AddDampingCoefficients(iteration), 1);
