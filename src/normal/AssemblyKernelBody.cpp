@@ -281,7 +281,7 @@ class Assembler {
         if (out.pRowFlags[firstRows + camera] != 1) continue;
         const double* block = cameras.Own(camera);
         AddColumns<kIopSize, kIopSize>(block, 8, access.Block(-1, firstRows + camera, firstRows + camera));
-        double* b = out.pConstVector + in.Layout.Position(firstRows + camera);
+        double* b = out.pConstVector + int64_t{kEopSize} * firstRows + int64_t{kIopSize} * camera;
         for (int r = 0; r < kIopSize; ++r) b[r] += block[8 * r + kIopSize];
       }
     }
