@@ -24,10 +24,6 @@ void RunLog::WriteToFile(const std::string& text) {
 
 void RunLog::PrintArguments(const char* format, std::va_list arguments) { PrintTo(true, format, arguments); }
 
-void RunLog::PrintArgumentsToConsole(const char* format, std::va_list arguments) {
-  PrintTo(false, format, arguments);
-}
-
 void RunLog::Print(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);

@@ -32,8 +32,6 @@ class RunLog {
   void PrintArguments(const char* format, std::va_list arguments) __attribute__((format(printf, 2, 0)));
   /// The same to one of them alone.
   void PrintToConsole(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  void PrintArgumentsToConsole(const char* format, std::va_list arguments)
-      __attribute__((format(printf, 2, 0)));
   void WriteToFile(const std::string& text);
 
  private:

@@ -84,7 +84,7 @@ std::string OneRun::Begin(RunPaths& paths) {
   const bool folderIsThere = Block.SetOutputPath(paths.szProject, paths.szOutput) == 1;
   std::string refusal = BeginOutput(Block.Outputs.Folder, Block.Paths.szOutputPath, paths, folderIsThere);
   if (!refusal.empty() && Options.Rules == RunRules::Classic) {
-    Block.ConsolePrintf("Error!Run refused: %s!\n", refusal.c_str());
+    Block.Log.PrintToConsole("Error!Run refused: %s!\n", refusal.c_str());
   }
   return refusal;
 }

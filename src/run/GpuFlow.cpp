@@ -4,6 +4,7 @@
 #include "gpu/GpuBundle.h"
 #include "run/BundleAdjustment.h"
 #include "run/RunVerdict.h"
+#include "solver/Prediction.h"
 #include "verdict/DatumDirections.h"
 #include "verdict/RunTrack.h"
 
@@ -71,7 +72,7 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
         least * least, 2 * DecreaseLimit(DecreaseBasisOf(Limits, Unknowns, Images, Points)) / 100,
         [this](double squareX, double squareY) { RunVerdict(*this).NoteIteration(squareX, squareY); },
         [this](std::vector<double>& r) {
-          if (IsFree()) RemoveDatum(Layout(), Images.Kept(), r);
+          if (IsFree(Points, Limits)) RemoveDatum(Layout(), Images.Kept(), r);
         },
         pTrack->bSingular, pTrack->fPredictedShare});
   }

@@ -13,13 +13,6 @@ void CBundleAdjustment::LogPrintf(const char* format, ...) {
   va_end(arguments);
 }
 
-void CBundleAdjustment::ConsolePrintf(const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  Log.PrintArgumentsToConsole(format, arguments);
-  va_end(arguments);
-}
-
 int CBundleAdjustment::OpenLogFile(std::string& path) {
   path = JoinPath(Paths.szOutputPath, "log.txt");
   // Without an output folder there is nowhere to put a log; "/log.txt" is nobody's file.

@@ -15,6 +15,11 @@
 
 namespace orvo {
 
+UnknownLayout CBundleAdjustment::Layout() const {
+  return {Unknowns.nLayoutMode, Images.nUnknownImageNum, Cameras.nCameraNum, Unknowns.nPosSize,
+          Cameras.UsableNum()};
+}
+
 int CBundleAdjustment::ComputeSubMatrixPosition() {
   const MemoryPurpose purpose("the pattern of the normal equations");
   const bool several = Points.Sections.Count() > 1;

@@ -15,14 +15,12 @@
 
 namespace orvo {
 
-bool CBundleAdjustment::IsFree() const { return orvo::IsFree(Points, Limits); }
-
 int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
   const MemoryPurpose purpose("the solution of the normal equations");
   PredictionBasis basis;
   if (pTrack) {
     basis.IsLast = [&](std::span<const double> x) { return IsLastStep(Settings, iteration, x); };
-    if (IsFree()) {
+    if (IsFree(Points, Limits)) {
       basis.RemoveDatum = [&](std::vector<double>& r) { RemoveDatum(Layout(), Images.Kept(), r); };
     }
     basis.fMu = pTrack->fMu;

@@ -6,6 +6,7 @@
 #include "gpu/kernels/RayModel.h"
 #include "normal/NormalBuilders.h"
 #include "normal/SlowAssembly.h"
+#include "run/BundleAdjustment.h"
 
 namespace orvo::test {
 namespace {

@@ -98,7 +98,7 @@ TEST(Log, HeaderAndSecondRun) {
     EXPECT_EQ(block.OpenLogFile(path), 1);
     EXPECT_EQ(path, folder / "log.txt");
     block.LogPrintf("run %d\n", run);
-    block.ConsolePrintf("console only\n");
+    block.Log.PrintToConsole("console only\n");
     EXPECT_EQ(block.CloseLogFile(), 1);
     EXPECT_EQ(block.CloseLogFile(), 1);
     EXPECT_EQ(console.Text(), "\nAdjustment begin:2024-03-07 04:05:06\n" + std::string(108, '=') + "\nrun " +
