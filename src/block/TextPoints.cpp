@@ -126,6 +126,7 @@ int ReadTextSection(const SectionReading& reading, int32_t section,
   const int threads = ParallelThreadNum(pieceNum, reading.System.ProcessorCount());
   if (placesKnown && threads > 1) {
     std::vector<TextReader> files;
+    files.reserve(static_cast<size_t>(threads));
     for (int k = 0; k < threads; ++k) files.emplace_back(&reading.Inputs);
     if (std::ranges::all_of(files, [&](TextReader& own) { return own.Open(file.Path()); })) {
       return ReadPieces(text, pieceNum, end, files, file);

@@ -75,7 +75,7 @@ bool ComputeSevenParametersFromGps(const ImageTable& images, ObjectFrame& frame,
   pairs = GpsPairs(images, log);
   double parameters[SevenParameterNum];
   if (SolveSevenParametersFromAnyKappa(pairs.vSource, pairs.vTarget, parameters) != 1) {
-    log.Print("Calculate seven parameters from GPS data failed!0\n");
+    log.Print("Calculate seven parameters from GPS data failed!%d\n", 0);
     return false;
   }
   std::copy_n(parameters, SevenParameterNum, frame.fSevenParam);

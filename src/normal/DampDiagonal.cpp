@@ -51,16 +51,20 @@ void ReportMissing(const DampFault& fault, RunLog& log) {
   }
 }
 
-const char* PrefixOf(BlockKind kind) {
+void ReportSize(BlockKind kind, RunLog& log) {
   switch (kind) {
     case BlockKind::Images:
-      return "EOP ";
+      log.Print("Error!EOP Sparse normal matrix size invalid!\n");
+      break;
     case BlockKind::Cameras:
-      return "IOP ";
+      log.Print("Error!IOP Sparse normal matrix size invalid!\n");
+      break;
+    case BlockKind::ImagesWithCameras:
+      log.Print("Error!Sparse normal matrix size invalid!\n");
+      break;
     case BlockKind::PosGroups:
-      return "GPS ";
-    default:
-      return "";
+      log.Print("Error!GPS Sparse normal matrix size invalid!\n");
+      break;
   }
 }
 
@@ -105,9 +109,7 @@ std::vector<double> DenseDiagonal(const NormalEquations& normal, int32_t order) 
 
 void ReportDampFault(const DampFault& fault, RunLog& log) {
   if (fault.What == DampFault::Of::Missing) ReportMissing(fault, log);
-  if (fault.What == DampFault::Of::NotSquare) {
-    log.Print("Error!%sSparse normal matrix size invalid!\n", PrefixOf(fault.Run.Kind));
-  }
+  if (fault.What == DampFault::Of::NotSquare) ReportSize(fault.Run.Kind, log);
 }
 
 }  // namespace orvo

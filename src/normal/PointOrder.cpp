@@ -71,7 +71,7 @@ std::vector<int32_t> OrderByImages(std::span<const ObjectPointRecord> points,
   const auto total = static_cast<int64_t>(imagePoints.size());
   if (last < first) return {};
   std::vector<ImageKey> keys;
-  keys.reserve(static_cast<size_t>(last - first + 1));
+  keys.reserve(static_cast<size_t>(int64_t{last} - first + 1));
   std::vector<size_t> starts(static_cast<size_t>(std::max(0, layout.nImageNum)) + 2, 0);
   const size_t none = starts.size() - 2;
   const auto bucketOf = [none](const ImageKey& key) {

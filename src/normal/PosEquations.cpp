@@ -158,7 +158,7 @@ void AddPosEquations(const PosModel& model, const ImageTable& images, const PosT
     sums.Add(equations, PlaceOf(layout, image, group), eop.nStatus != 1);
     for (int32_t j = 0; j < layout.nPosSize; ++j) {
       diagonal[first + static_cast<size_t>(j)] +=
-          equations.Add[static_cast<size_t>((layout.nPosSize + 1) * j)];
+          equations.Add[static_cast<size_t>(int64_t{layout.nPosSize + 1} * j)];
     }
   }
   sums.HoldUnobserved(diagonal, images.nGroupNum);

@@ -23,12 +23,14 @@ class SliceCounter {
 
   /// Of each slice where the points are divided among `threads`.
   std::vector<int64_t> Count(int32_t threads) {
+    const auto slices = SlicePoints(Pattern.Points, threads);
     std::vector<int64_t> doubles;
-    for (const PointSlice& slice : SlicePoints(Pattern.Points, threads)) {
-      doubles.push_back(
-          CountTouchedDoubles(Pattern.Points.subspan(static_cast<size_t>(slice.nFirst),
-                                                     static_cast<size_t>(slice.nLast - slice.nFirst + 1)),
-                              Pattern.ImagePoints, Pattern.Layout, Pattern.Rows, nSlice++, vLastSlice));
+    doubles.reserve(slices.size());
+    for (const PointSlice& slice : slices) {
+      doubles.push_back(CountTouchedDoubles(
+          Pattern.Points.subspan(static_cast<size_t>(slice.nFirst),
+                                 static_cast<size_t>(int64_t{slice.nLast} - slice.nFirst + 1)),
+          Pattern.ImagePoints, Pattern.Layout, Pattern.Rows, nSlice++, vLastSlice));
     }
     return doubles;
   }

@@ -29,7 +29,7 @@ class DiagonalInverses {
       for (int32_t i = 0; i < size; ++i) {
         for (int32_t j = 0; j < size; ++j) {
           const int64_t lower = std::max(i, j), upper = std::min(i, j);
-          block[static_cast<size_t>(i * size + j)] =
+          block[static_cast<size_t>(int64_t{i} * size + j)] =
               i == j ? diagonal[static_cast<size_t>(first + i)] : N[(first + lower) * n + first + upper];
         }
       }
@@ -42,7 +42,7 @@ class DiagonalInverses {
       for (int32_t i = 0; i < block.nSize; ++i) {
         double sum = 0;
         for (int32_t j = 0; j < block.nSize; ++j) {
-          sum += block.Inverse[static_cast<size_t>(i * block.nSize + j)] * r[block.nFirst + j];
+          sum += block.Inverse[static_cast<size_t>(int64_t{i} * block.nSize + j)] * r[block.nFirst + j];
         }
         z[block.nFirst + i] = sum;
       }

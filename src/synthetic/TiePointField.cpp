@@ -19,7 +19,7 @@ TiePointField::TiePointField(const SyntheticScene& scene) : Scene(scene) {
   const double spacing = std::sqrt(4 * fHalfU * fHalfV / points);
   nCellsU = std::max<int64_t>(1, std::llround(2 * fHalfU / spacing));
   nCellsV = std::max<int64_t>(1, std::llround(points / static_cast<double>(nCellsU)));
-  nHalfBits = (std::bit_width(static_cast<uint64_t>(nCellsU * nCellsV)) + 1) / 2;
+  nHalfBits = static_cast<int>((std::bit_width(static_cast<uint64_t>(nCellsU * nCellsV)) + 1) / 2);
 }
 
 double TiePointField::MeanRays() const {

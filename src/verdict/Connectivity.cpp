@@ -77,6 +77,7 @@ std::vector<std::vector<int32_t>> CellJoiner::Parts(int64_t least) const {
     std::map<std::pair<int32_t, int32_t>, int64_t> shared;
     for (const std::vector<int32_t>& cells : vCrossing) {
       std::vector<int32_t> parts;
+      parts.reserve(cells.size());
       for (const int32_t cell : cells) parts.push_back(part[static_cast<size_t>(cell)]);
       std::ranges::sort(parts);
       parts.erase(std::unique(parts.begin(), parts.end()), parts.end());
@@ -97,6 +98,7 @@ std::vector<std::vector<int32_t>> CellJoiner::Parts(int64_t least) const {
     byPart[part[static_cast<size_t>(vCells[i])]].push_back(static_cast<int32_t>(i));
   }
   std::vector<std::vector<int32_t>> parts;
+  parts.reserve(byPart.size());
   for (auto& entry : byPart) parts.push_back(std::move(entry.second));
   std::ranges::stable_sort(parts, [](const auto& a, const auto& b) { return a.size() > b.size(); });
   return parts;

@@ -217,7 +217,7 @@ void Judgement::GroupList(const char* kind, const std::vector<GroupFigure>& grou
     if (mostGross) {
       Doubt(Format("%s %s: %lld of %lld measurements are gross", kind, name.c_str(),
                    static_cast<long long>(group.nGross),
-                   static_cast<long long>(group.nGross + group.nMeasurements)),
+                   static_cast<long long>(group.nGross) + static_cast<long long>(group.nMeasurements)),
             "half of them", remedy);
     } else {
       Doubt(Format("%s %s: RMSE %.3g px, where the block has %.3g px", kind, name.c_str(), group.fRmse,

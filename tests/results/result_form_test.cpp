@@ -11,9 +11,7 @@
 namespace orvo {
 namespace {
 
-using test::Print;
-using test::TinyBlock;
-
+using test::Print, test::TinyBlock;
 constexpr ResultListing kTie = ResultListing::TiePoints, kGround = ResultListing::GroundPoints;
 
 struct Scales {
@@ -21,7 +19,7 @@ struct Scales {
   double fImage, fObject;
 };
 
-/// Rows of the block's tables for a project ordinal, -1 where it was dropped.
+/// Row of the block's tables for a project ordinal, -1 where it was dropped.
 int32_t ImageRow(const TinyBlock& block, int32_t ordinal) {
   return block.Run.Images.pImageIndex[static_cast<size_t>(ordinal)];
 }
@@ -30,9 +28,8 @@ std::string CameraText(const TinyBlock& block) {
   const double s = block.Run.Settings.Image_Coor_Scale;
   const auto line = [s](int ordinal, int width, int height, double reserved, const IopRecord& c) {
     return Print(
-        "%8d\t%8d\t%8d\t%20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e %20.10e "
-        "%20.10e "
-        "%20.10e\n",
+        "%8d\t%8d\t%8d\t%20.10e %20.10e %20.10e %20.10e %20.10e %20.10e "
+        "%20.10e %20.10e %20.10e %20.10e %20.10e %20.10e\n",
         ordinal, width, height, reserved, c.fFocal / s, c.fPrincipalX / s, c.fPrincipalY / s, 0.0,
         c.fK1 * (s * s), c.fK2 * (s * s * s * s), 0.0, 0.0, 0.0, 0.0, 0.0);
   };
@@ -102,8 +99,7 @@ std::string PointText(const TinyBlock& block, const TinyBlock::Point& point) {
       const auto residual =
           test::SlowListingResidual(r, block.Run.Images.pEop[static_cast<size_t>(r.nImage)],
                                     block.Run.Cameras.pIop[static_cast<size_t>(r.nCamera)], P);
-      v[0] = residual[0];
-      v[1] = residual[1];
+      std::copy_n(residual.begin(), 2, v);
     }
     text += Print("%8d\t%12.6lf\t%12.6lf\t%12.6lf\t%12.6lf\n", m.nImageOrdinal, static_cast<double>(x) / s,
                   static_cast<double>(y) / s, v[0] / s, v[1] / s);
