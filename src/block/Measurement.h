@@ -4,19 +4,12 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <span>
 #include <vector>
 
 #include "records/ImageReference.h"
 #include "records/Records.h"
 
 namespace orvo {
-
-/// One reference for each project image ordinal, from the maps of the object.
-std::vector<ImageReference> MakeImageReferences(std::span<const int32_t> imageIndex,
-                                                std::span<const int32_t> imageCamera,
-                                                std::span<const int32_t> cameraIndex, int32_t imageNum,
-                                                int32_t cameraNum);
 
 /// x and y in file units, times `imageScale` in the record. Coordinates that are not finite put the
 /// measurement on a deleted image.

@@ -117,9 +117,7 @@ ReportContext MakeReportContext(const ReportSources& from) {
   ReportContext context;
   context.Frames = MakeImageFrames(from.Images.Kept());
   context.Iop = from.Cameras.Usable();
-  context.References =
-      MakeImageReferences(from.Images.pImageIndex, from.Images.pImageCamera, from.Cameras.pCameraIndex,
-                          from.Images.nImageNum, from.Cameras.UsableNum());
+  context.References = MakeImageReferences(from.Images, from.Cameras);
   context.fImageScale = from.Settings.Image_Coor_Scale;
   context.fObjectScale = from.Settings.Object_Coor_Scale;
   return context;

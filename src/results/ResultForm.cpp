@@ -76,9 +76,7 @@ FormContext MakeFormContext(const ResultSources& from, ResultListing kind) {
   context.Iop = from.Cameras.Usable();
   context.ImageIndex = from.Images.pImageIndex;
   context.CameraIndex = from.Cameras.pCameraIndex;
-  context.References =
-      MakeImageReferences(from.Images.pImageIndex, from.Images.pImageCamera, from.Cameras.pCameraIndex,
-                          from.Images.nImageNum, from.Cameras.UsableNum());
+  context.References = MakeImageReferences(from.Images, from.Cameras);
   context.R = RotationsOf(context.Eop);
   context.Frames = MakeImageFrames(context.Eop);
   context.fImageScale = from.Settings.Image_Coor_Scale;

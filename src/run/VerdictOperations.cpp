@@ -57,9 +57,7 @@ void RunVerdict::PassOverTextProject() {
   PointPass& pass = PassWithoutAdjustment();
   TextReader file(&run.Inputs);
   if (!file.Open(run.Paths.szProjectPath)) return;
-  const auto references =
-      MakeImageReferences(run.Images.pImageIndex, run.Images.pImageCamera, run.Cameras.pCameraIndex,
-                          run.Images.nImageNum, run.Cameras.nCameraNum);
+  const auto references = MakeImageReferences(run.Images, run.Cameras);
   const ProjectHeader header = ReadHeader(file);
   SkipCamerasAndImages(file, header);
   std::vector<ObjectPointRecord> points;
