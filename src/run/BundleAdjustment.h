@@ -38,8 +38,8 @@ class CBundleAdjustment {
  public:
   using Path = const std::string&;
   using Numbers = std::vector<int32_t>;
-  using Objects = std::vector<ObjectPointRecord>;
-  using Rays = std::vector<ImagePointRecord>;
+  using ObjectPoints = std::vector<ObjectPointRecord>;
+  using ImagePoints = std::vector<ImagePointRecord>;
   using Blocks = std::vector<SubMatrix>;
   using BlockSpan = std::span<const SubMatrix>;
   using Flags = std::vector<uint8_t>;
@@ -97,14 +97,14 @@ class CBundleAdjustment {
   // ==== block/ ========================================================================================
   int PreReadData(Path project, Path gcp);  ///< counts points and measurements. W Paths, Points, Images
   int ReadProject(Path project, Path gcp);  ///< -1 with too few images. R Settings, Limits; W Images, Cameras
-  int ReadGcpList(Objects& objects, Rays& rays, TextReader& file);  ///< 1 or -1. R Images, Cameras; W Points
+  int ReadGcpList(ObjectPoints& objects, ImagePoints& images, TextReader& file);  ///< 1 or -1. W Points
   int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
                    const Numbers* counts);  ///< by tie point, or null. R System; W Points
   /// One section in the frame of the block. R Settings, Paths, Images; W Points, Frame, Cameras
   int ReadSectionPoints(int32_t section, Path project, Path gcp, int64_t& count);
   int ReadSectionPoints(int32_t section);
   // Its readers for one kind of file; 1, or -1 at a reference to an image that can't be.
-  int ReadTextPoints(int32_t section, Objects& objectList, Rays& imagePointList, TextReader& file);
+  int ReadTextPoints(int32_t section, ObjectPoints& objects, ImagePoints& images, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
   int ReadPosData(Path pos);  ///< 0 without a file, with POS data off. R Settings; W Images, Limits
