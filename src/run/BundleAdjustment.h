@@ -85,7 +85,7 @@ class CBundleAdjustment {
   /// The formatted text, verbatim, to console and log file.
   void LogPrintf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   int CheckInputs();  ///< 0 when a file failed that the run reads; says so, once. R Inputs
-  InputGate Gate() { return {Guard, Log, Paths, Images, Points}; }
+  InputGate Gate() { return {Guard, Log, Paths, Images, Points}; }  ///< of a guarded run
   int ReadSettings(Path path);     ///< 0 when the defaults stand. W Settings, Limits
   int ReadSettingsXml(Path path);  ///< the same
   int SetOutputPath(Path project,
@@ -97,14 +97,14 @@ class CBundleAdjustment {
   // ==== block/ ========================================================================================
   int PreReadData(Path project, Path gcp);  ///< counts points and measurements. W Paths, Points, Images
   int ReadProject(Path project, Path gcp);  ///< -1 with too few images. R Settings, Limits; W Images, Cameras
-  int ReadGcpList(ObjectPoints& objects, ImagePoints& images, TextReader& file);  ///< 1 or -1. W Points
+  int ReadGcpList(ObjectPoints& objects, ImagePoints& rays, TextReader& file);  ///< 1 or -1. W Points
   int PlanSections(int32_t imageNum, int32_t cameraNum, int64_t objectPointNum, int64_t imagePointNum,
                    const Numbers* counts);  ///< by tie point, or null. R System; W Points
   /// One section in the frame of the block. R Settings, Paths, Images; W Points, Frame, Cameras
   int ReadSectionPoints(int32_t section, Path project, Path gcp, int64_t& count);
   int ReadSectionPoints(int32_t section);
   // Its readers for one kind of file; 1, or -1 at a reference to an image that can't be.
-  int ReadTextPoints(int32_t section, ObjectPoints& objects, ImagePoints& images, TextReader& file);
+  int ReadTextPoints(int32_t section, ObjectPoints& objects, ImagePoints& rays, TextReader& file);
   int ReadOvtPoints(int32_t section, int64_t& count, int64_t& imageCount, OvtReader& file);
   int ReadGcpPoints(int32_t section, int64_t& count, int64_t& imageCount, TextReader& file);
   int ReadPosData(Path pos);  ///< 0 without a file, with POS data off. R Settings; W Images, Limits
@@ -130,7 +130,7 @@ class CBundleAdjustment {
   int ApplySevenParameters();                   ///< R Frame; W Images
 
   // ==== normal/ =======================================================================================
-  int ComputeSubMatrixPosition();  ///< the block pattern, reading every section. R Points, Images; W Normal
+  int ComputeSubMatrixPosition();  ///< the block pattern, reading every section. R Images; W Points, Normal
   int AddSubMatrixPosition(int32_t a, int32_t b);          ///< 0 outside of the matrix. W Normal
   int32_t GetSubMatrixId(int32_t row, int32_t col) const;  ///< -1 where there is none. R Normal
   /// Scalar positions of a block row and column. R Unknowns, Images, Cameras
@@ -144,12 +144,12 @@ class CBundleAdjustment {
                               double* target, int32_t targetRows, int32_t targetCols);
   /// 1 when the thread number stands, 0 when it was reduced, -1 when none fits. R Points, Normal; W Limits
   int ComputeMultithreadMemory(int32_t section);
-  int SplitSubTasks(int32_t section, Tasks& tasks);  ///< R Points, Limits; W `tasks`
+  int SplitSubTasks(int32_t section, Tasks& tasks);  ///< R Points, Limits, System; W `tasks`
   /// Adds a section's equations and writes its residual file; -1 without a plan. `threadNumCache`: by
   /// section, 0 until it is planned. R Points, Images, Cameras, Settings; W Limits, Normal, Residuals
   int BuildNormalEquation(int32_t iteration, int32_t section, Numbers& threadNumCache);
-  int AllocateThreadBuffers(Tasks& tasks);                                   ///< the same; W Normal
-  int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);  ///< the same; W Normal
+  int AllocateThreadBuffers(Tasks& tasks);  ///< R Points, Images, Cameras; W Normal
+  int BuildNormalEquationTask(int32_t thread, int32_t first, int32_t last);  ///< R Points; W Normal
   int BuildPosNormalEquation(int32_t iteration);                             ///< R Images, Limits; W Normal
   int AddDampingCoefficients(int32_t iteration);  ///< R Settings, Frame; W Limits, Normal
   UnknownLayout Layout() const;                   ///< R Unknowns, Images, Cameras
@@ -158,7 +158,7 @@ class CBundleAdjustment {
   /// Solves, writes the side files, updates the unknowns. R Settings, Limits; W Normal, Progress, Images,
   /// Cameras
   int SolveAndUpdate(int32_t iteration);
-  int UpdateUnknowns(const double* x);  ///< R Settings, Limits, Unknowns; W Images, Cameras, Normal
+  int UpdateUnknowns(const double* x);  ///< R Limits, Unknowns; W Images, Cameras, Normal
   int SolveByPcg(double* x);            ///< from the start in `x`. R Limits, Unknowns, Normal
   // out = N v; out = M^-1 r for M the block diagonal of N. See solver/SparseSolve.h. R Unknowns
   int MultiplyNormalMatrix(int32_t num, BlockSpan blocks, int32_t n, Values v, double* out) const;
@@ -174,7 +174,7 @@ class CBundleAdjustment {
   int RefreshOrientationArrays();                  ///< R Images, Cameras, Residuals; W Gpu()
   int FreeFixedDeviceMemory();                     ///< W Gpu()
   int RunGpuBundle(Path project, Path gcp, std::string& output);  ///< R and W all parts
-  // Shares of POS data. R Limits, Images, Normal; W the argument. The last one is 0 without POS data
+  // Shares of POS data; 0 without. R Settings, Limits, Images, Cameras, Normal; W the argument
   int UpdatePosPreconditioner(std::vector<double>& M);
   int UpdatePosConstVector(std::vector<double>& r);
   int UpdatePosNormalEquation(const std::vector<float>& d, std::vector<double>& Ad);
