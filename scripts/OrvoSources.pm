@@ -64,6 +64,11 @@ sub includes_of {
   my @plain = split /\n/, plain_text($text), -1;
   my @lines = split /\n/, $text, -1;
   for my $index (0 .. $#plain) {
+    # Other ways to write a directive hide what it includes.
+    if ($plain[$index] =~ /^\s*(?:%:|\?\?=|#\s*\\$)/ || $plain[$index] =~ /\b__has_include\b.*"/) {
+      push @found, {line => $index + 1, name => undef, angle => 0};
+      next;
+    }
     next if $plain[$index] !~ /^\s*#\s*(?:include|include_next|import)\b/;
     if ($lines[$index] =~ /#\s*(?:include|include_next|import)\s*(?:"([^"]*)"|<([^>]*)>)/) {
       push @found, {line => $index + 1, name => $1 // $2, angle => defined $2};

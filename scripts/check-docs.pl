@@ -76,7 +76,7 @@ for my $path (map { files_below($_, qr/\.(cpp|h)$/) } @folders) {
   $text =~ s/"\s*PRI[du]\d+/d"/g;
   $text =~ s/%(?:l+|z|j)[du]/%d/g;
   while ($text =~ /((?:$literal\s*)+)/g) { $literals{plain(join_literals($1))} = 1 }
-  while ($text =~ /(?:LogPrintf|ConsolePrintf|fprintf)\s*\(\s*(?:console\s*,\s*)?((?:$literal\s*)+)/g) {
+  while ($text =~ /(?:LogPrintf|[Ll]og\.Print|PrintToConsole|fprintf)\s*\(\s*(?:console\s*,\s*)?((?:$literal\s*)+)/g) {
     my $message = plain(join_literals($1));
     $logged{$message} = $path if $message =~ /[A-Za-z]{2}|%d.*%d|%lf.*%lf/;
   }

@@ -22,7 +22,8 @@ sub fault_of {
   my $name = $include->{name};
   return 'an include that only the preprocessor can read' if !defined $name;
   if ($include->{angle}) {
-    return $known{$name} || $name =~ m{(?:^|/)\.\.?/} ? "<$name> is one of our own files: use quotes" : ();
+    return if !$known{$name} && !-e "$root/src/$name" && $name !~ m{(?:^|/)\.\.?/};
+    return "<$name> is one of our own files: use quotes";
   }
   return "\"$name\" is not written from src/ on" if $name =~ m{(?:^|/)\.\.?(?:/|$)} || $name =~ m{^/|//};
   return "\"$name\" is no file of src/" if !$known{$name};
@@ -30,6 +31,17 @@ sub fault_of {
   return "\"$name\" stands in no room of src/layers.txt" if !defined $other;
   return "$room may not include $other: \"$name\"" if !may_include($layers, $room, $other);
   return ();
+}
+
+# Every file below a folder, as a path from the top of the tree.
+sub all_files {
+  my ($top, $folder) = @_;
+  my @found;
+  opendir(my $dir, "$top/$folder") or return;
+  for my $name (sort grep { !/^\.\.?$/ } readdir $dir) {
+    push @found, -d "$top/$folder/$name" ? all_files($top, "$folder/$name") : "$folder/$name";
+  }
+  return @found;
 }
 
 for my $path (@files) {
@@ -44,6 +56,12 @@ for my $path (@files) {
   }
 }
 push @wrong, "src: no sources" if !@files;
+# What has another ending is read by none of the checks.
+my %known_kind = map { $_ => 1 } @files;
+for my $path (all_files($root, 'src')) {
+  next if $known_kind{$path} || $path =~ m{(?:^|/)(?:CMakeLists|layers)\.txt$};
+  push @wrong, "$path:1: an unknown kind of file";
+}
 
 print "$_\n" for @wrong;
 printf "layers: %d files, %d includes, %d wrong\n", scalar @files, $count, scalar @wrong;
