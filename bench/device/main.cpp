@@ -206,7 +206,7 @@ class DeviceRun {
            times;
   }
 
-  /// What one product takes from memory at least, see kernels/FastPlan.h; in the literal form, index and
+  /// What one product takes from memory at least, see kernels/fast/steps/FastPlan.h; in the literal form, index and
   /// measurement of each ray and its object point once.
   double ProductBytes(const gpu::GpuPara& para) const {
     const auto rays = static_cast<double>(para.nImgPt), points = static_cast<double>(para.nObjPt);

@@ -5,21 +5,11 @@
 namespace orvo {
 namespace {
 
-/// Sizes of the reduced system, wide enough for any block.
-struct SystemSizes {
-  int64_t blockRows, unknowns, diagonal, diagonalUpper;
-
-  void AddBlocks(int64_t count, int64_t size) {
-    blockRows += count;
-    unknowns += count * size;
-    diagonal += count * size * size;
-    diagonalUpper += count * size * (size + 1) / 2;
-  }
-  bool Fit() const {
-    constexpr int64_t limit = std::numeric_limits<int32_t>::max();
-    return blockRows <= limit && unknowns <= limit && diagonal <= limit && diagonalUpper <= limit;
-  }
-};
+bool Fit(const LayoutSizes& sizes) {
+  constexpr int64_t limit = std::numeric_limits<int32_t>::max();
+  return sizes.nBlockRows <= limit && sizes.nUnknowns <= limit && sizes.nDiagonal <= limit &&
+         sizes.nDiagonalUpper <= limit;
+}
 
 LayoutMode ChooseLayout(bool eopUnknown, bool iopUnknown, bool oneCameraPerImage) {
   if (!iopUnknown) return LayoutEop;
@@ -40,44 +30,27 @@ int32_t PreparePosUnknowns(int32_t groupNum, RunLimits& limits) {
   return (limits.Apply_GPS_Data ? perSensor : 0) + (limits.Apply_IMU_Data ? perSensor : 0);
 }
 
-SystemSizes SizesOf(const ImageTable& images, const CameraTable& cameras, bool pos,
-                    const UnknownCounts& unknowns) {
-  SystemSizes sizes{unknowns.nBlockRowNum, unknowns.nUnknownNum, 0, 0};
-  switch (unknowns.nLayoutMode) {
-    case LayoutEop:
-      sizes.AddBlocks(images.nUnknownImageNum, unknowns.nEopSize);
-      break;
-    case LayoutIop:
-      sizes.AddBlocks(cameras.nCameraNum, unknowns.nIopSize);
-      break;
-    case LayoutMergedEopIop:
-      sizes.AddBlocks(images.nUnknownImageNum, unknowns.nEopSize + unknowns.nIopSize);
-      break;
-    default:
-      sizes.AddBlocks(images.nUnknownImageNum, unknowns.nEopSize);
-      sizes.AddBlocks(cameras.nCameraNum, unknowns.nIopSize);
-  }
-  if (unknowns.nLayoutMode != LayoutIop && pos) sizes.AddBlocks(images.nGroupNum, unknowns.nPosSize);
-  return sizes;
-}
-
 }  // namespace
 
 LayoutFault LayOutUnknowns(const AdjustmentSettings& settings, const ImageTable& images,
                            const CameraTable& cameras, RunLimits& limits, UnknownCounts& unknowns) {
-  unknowns.nEopSize = 6;
-  unknowns.nIopSize = 5;
+  unknowns.nEopSize = kEopSize;
+  unknowns.nIopSize = kIopSize;
   if (!settings.Set_EOP_Unknown && !settings.Set_IOP_Unknown) return LayoutFault::NoUnknown;
   unknowns.nLayoutMode = ChooseLayout(settings.Set_EOP_Unknown, settings.Set_IOP_Unknown,
                                       cameras.nCameraNum == images.nUnknownImageNum);
   if (unknowns.nLayoutMode != LayoutIop) unknowns.nPosSize += PreparePosUnknowns(images.nGroupNum, limits);
-  const SystemSizes sizes =
-      SizesOf(images, cameras, limits.Apply_GPS_Data || limits.Apply_IMU_Data, unknowns);
-  if (!sizes.Fit()) return LayoutFault::TooLarge;
-  unknowns.nBlockRowNum = static_cast<int32_t>(sizes.blockRows);
-  unknowns.nUnknownNum = static_cast<int32_t>(sizes.unknowns);
-  unknowns.nDiagSize = static_cast<int32_t>(sizes.diagonal);
-  unknowns.nDiagUpperSize = static_cast<int32_t>(sizes.diagonalUpper);
+  const bool pos = limits.Apply_GPS_Data || limits.Apply_IMU_Data;
+  const UnknownLayout layout{unknowns.nLayoutMode, images.nUnknownImageNum, cameras.nCameraNum,
+                             unknowns.nPosSize, cameras.UsableNum()};
+  LayoutSizes sizes = SizesOf(layout.Runs(pos ? images.nGroupNum : 0));
+  sizes.nBlockRows += unknowns.nBlockRowNum;
+  sizes.nUnknowns += unknowns.nUnknownNum;
+  if (!Fit(sizes)) return LayoutFault::TooLarge;
+  unknowns.nBlockRowNum = static_cast<int32_t>(sizes.nBlockRows);
+  unknowns.nUnknownNum = static_cast<int32_t>(sizes.nUnknowns);
+  unknowns.nDiagSize = static_cast<int32_t>(sizes.nDiagonal);
+  unknowns.nDiagUpperSize = static_cast<int32_t>(sizes.nDiagonalUpper);
   return LayoutFault::None;
 }
 

@@ -185,7 +185,9 @@ void FillPara(const SectionUpload& from, const SectionPoints& section, GpuPara& 
   para.nIopLen = unknowns.nIopSize;
   para.nUnknownLen = unknowns.nUnknownNum;
   para.nMode = unknowns.nLayoutMode;
-  para.nBlockLen = unknowns.nLayoutMode == LayoutEop ? 6 : unknowns.nLayoutMode == LayoutIop ? 5 : 11;
+  para.nBlockLen = unknowns.nLayoutMode == LayoutEop   ? kEopSize
+                   : unknowns.nLayoutMode == LayoutIop ? kIopSize
+                                                       : kMergedSize;
   para.nPrecondLen = unknowns.nDiagUpperSize;
   para.nControlWeight = Truncated(from.Settings.GCP_Weight);
   para.nGrossFactor100 = Truncated(from.Settings.Gross_Point_Threshold * 100.0);

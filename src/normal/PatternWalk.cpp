@@ -22,16 +22,16 @@ bool AddBlockPosition(int32_t a, int32_t b, int32_t blockRowNum, NormalEquations
 }
 
 PatternOutcome AddPatternOfSections(const PointStore& points, const UnknownLayout& layout,
-                                    const SectionReading& reading, NormalEquations& normal) {
+                                    const SectionAccess& access, NormalEquations& normal) {
   bool any = false;
   for (int32_t section = 0; section < points.Sections.Count(); ++section) {
     if (points.Sections.ObjectPoints[static_cast<size_t>(section)].Count() < 1) continue;
-    if (!reading.Read(section)) return PatternOutcome::NotRead;
+    if (!access.Read(section)) return PatternOutcome::NotRead;
     any = any || !points.InMemory(section).empty();
     if (layout.PointRows() <= static_cast<int32_t>(normal.pSubMatrixRows.size())) {
       AddPatternOfPoints(points.InMemory(section), points.pImagePoints, layout, normal.pSubMatrixRows);
     }
-    reading.Release();
+    access.Release();
   }
   normal.pBlockIndex.reset();
   return any ? PatternOutcome::Found : PatternOutcome::NoPoints;

@@ -14,7 +14,7 @@ namespace orvo {
 enum class PatternOutcome { Found, NotRead, NoPoints };
 
 /// How the points of a section come into memory, and out of it again.
-struct SectionReading {
+struct SectionAccess {
   std::function<bool(int32_t section)> Read;  ///< false where reading failed
   std::function<void()> Release;
 };
@@ -22,7 +22,7 @@ struct SectionReading {
 /// Adds the blocks that the points of every section fill to the rows of `normal`. Sections without points are
 /// not read; NoPoints when none came into memory.
 PatternOutcome AddPatternOfSections(const PointStore& points, const UnknownLayout& layout,
-                                    const SectionReading& reading, NormalEquations& normal);
+                                    const SectionAccess& access, NormalEquations& normal);
 
 /// Inserts block (a, b) or (b, a), whichever lies right of the diagonal of a matrix of `blockRowNum` rows;
 /// false for one outside of it.

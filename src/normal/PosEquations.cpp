@@ -103,7 +103,8 @@ class PosSums {
       double Aee[kMergedSize * kMergedSize] = {};
       double Aed[kMergedSize * PosEquations::kMaxParameterNum] = {};
       for (int32_t row = 0; row < kEopSize; ++row) {
-        std::copy_n(&equations.Aee[static_cast<size_t>(kEopSize * row)], kEopSize, Aee + height * row);
+        std::copy_n(&equations.Aee[static_cast<size_t>(int64_t{kEopSize} * row)], kEopSize,
+                    Aee + height * row);
       }
       std::copy_n(equations.Aed.data(), kEopSize * Size(), Aed);
       AddToBlock(Aee, height, height, place.nImageRow, place.nImageRow);

@@ -75,7 +75,7 @@ bool ComputePosEquations(const PosModel& model, const EopRecord& image, const Po
     const int32_t unknown = firstUnknown + row;
     const double P = weight[static_cast<size_t>(row)];
 
-    equations.Aee[static_cast<size_t>((kEopSize + 1) * unknown)] = P;
+    equations.Aee[static_cast<size_t>(int64_t{kEopSize + 1} * unknown)] = P;
     equations.be[unknown] = P * L[row];
     for (int32_t a = 0; a < kinds; ++a) {
       equations.Aed[unknown * parameterNum + column[a]] = P * derivative[a];

@@ -85,6 +85,7 @@ struct UnknownLayout {
   /// Of the first `rowNum` rows.
   std::vector<int32_t> Positions(int32_t rowNum) const {
     std::vector<int32_t> positions;
+    positions.reserve(static_cast<size_t>(std::max(rowNum, 0)));
     for (int32_t row = 0; row < rowNum; ++row) positions.push_back(Position(row));
     return positions;
   }

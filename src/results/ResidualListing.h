@@ -17,7 +17,8 @@ struct ResidualPart {
   int64_t nPointNum = 0;         ///< measurements to list, of those that the arrays hold
 };
 
-/// Both forms of a residual file, with nothing in it that a run changes meanwhile.
+/// Both forms of a residual file. Parts are its own; the table of a device reads arrays of its maker, which
+/// stay until the file is written.
 struct ResidualListing {
   std::variant<std::vector<ResidualPart>, gpu::GpuResidualTable> Lines;
   double fScale = 1;  ///< file image units to working units

@@ -26,6 +26,7 @@ ResidualSummary WriteResidualPieces(TextWriter& file, const ResidualPieces& piec
   };
   const int workers = ParallelThreadNum(pieces.nPieceNum, threads);
   std::vector<Worker> work;
+  work.reserve(static_cast<size_t>(workers));
   for (int k = 0; k < workers; ++k) {
     // Most of it is never touched, so it is not to be filled.
     work.push_back(

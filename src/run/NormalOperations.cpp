@@ -23,7 +23,7 @@ UnknownLayout CBundleAdjustment::Layout() const {
 int CBundleAdjustment::ComputeSubMatrixPosition() {
   const MemoryPurpose purpose("the pattern of the normal equations");
   const bool several = Points.Sections.Count() > 1;
-  const SectionReading reading{
+  const SectionAccess reading{
       [&](int32_t section) { return (!several || ReadSectionPoints(section) != 0) && CheckInputs() != 0; },
       [&] {
         if (several) ReleaseSectionPoints();

@@ -14,10 +14,10 @@
 namespace orvo {
 namespace {
 
-ResidualListing ListingOf(const CBundleAdjustment& run) {
+ResidualListing ListingOf(const AdjustmentSettings& settings, const ResidualStatistics& residuals) {
   ResidualListing listing;
-  listing.fScale = run.Settings.Image_Coor_Scale;
-  listing.Figures = FiguresOf(run.Residuals, listing.fScale);
+  listing.fScale = settings.Image_Coor_Scale;
+  listing.Figures = FiguresOf(residuals, listing.fScale);
   return listing;
 }
 
@@ -78,7 +78,7 @@ int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
 
 int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
   const std::string path = ResidualFilePath(Paths, iteration, section);
-  ResidualListing listing = ListingOf(*this);
+  ResidualListing listing = ListingOf(Settings, Residuals);
   auto& parts = listing.Lines.emplace<std::vector<ResidualPart>>();
   if (Normal.pThreadBuffers) SwapResiduals(*Normal.pThreadBuffers, parts);
   if (pResidualWriter)
@@ -98,7 +98,7 @@ void CBundleAdjustment::FinishResidualFiles() {
 
 int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
                                          const gpu::GpuResidualTable& table) {
-  ResidualListing listing = ListingOf(*this);
+  ResidualListing listing = ListingOf(Settings, Residuals);
   listing.Lines = table;
   const std::string path = ResidualFilePath(Paths, iteration, number);
   return WriteResidualFile(path, listing, System.ProcessorCount(), Outputs) ? 1 : 0;

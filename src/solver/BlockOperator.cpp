@@ -230,7 +230,7 @@ void BlockOperator::MakeMirrors(Band& band) {
     }
     entry.nMirror = static_cast<int32_t>(mirror - band.vMirrors.begin());
     for (int32_t block = 0; block < strip.nBlockNum; ++block) {
-      const int32_t column = vColumns[static_cast<size_t>(strip.nFirstBlock + block)];
+      const int32_t column = vColumns[static_cast<size_t>(int64_t{strip.nFirstBlock} + block)];
       mirror->Target.nFirst = std::min(mirror->Target.nFirst, column);
       mirror->Target.nEnd = std::max(mirror->Target.nEnd, column + strip.nCols);
     }

@@ -63,7 +63,7 @@ DecreaseBasis DecreaseBasisOf(const RunLimits& limits, const UnknownCounts& unkn
   DecreaseBasis basis;
   basis.bInexact = limits.Apply_PCG_Model || limits.Apply_GPU;
   if (unknowns.nLayoutMode == LayoutMergedEopIop)
-    basis.nOwnCameraUnknowns = int64_t{5} * images.nUnknownImageNum;
+    basis.nOwnCameraUnknowns = int64_t{kIopSize} * images.nUnknownImageNum;
   basis.nRedundancy = 2 * points.nImagePointNum - 3 * points.nObjectPointNum - unknowns.nUnknownNum;
   return basis;
 }

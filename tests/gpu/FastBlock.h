@@ -35,7 +35,7 @@ class FastBlock {
   void Use(const gpu::FastPasses& passes) { Passes = passes; }
   void UseThreads(int32_t threads) { nThreads = threads; }
 
-  /// cupObjPt in the form of gpu/DeviceArrays.h.
+  /// cupObjPt in the form of gpu/kernels/DeviceArrays.h.
   std::vector<float> PlainPoints() const;
   /// gpu::RayFlag of each ray, in point order.
   std::vector<uint32_t> PlainFlags() const;
