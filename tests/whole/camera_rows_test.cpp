@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "verdict/VerdictText.h"
 #include "whole/DeviceRuns.h"
 
 namespace orvo::test {
@@ -154,6 +155,26 @@ TEST(CameraRows, WhereCamerasAreUnknownImagesBehindAHoleAreLostWithAMessage) {
                              "Automatically delete its 4 images!\n"),
             std::string::npos)
       << block.Log();
+}
+
+TEST(CameraRows, TheVerdictOfAnIntersectionIsThatWithoutTheHole) {
+  for (const Hole& hole : kHoles) {
+    SCOPED_TRACE(hole.szAbout);
+    Block block(Options(hole));
+    block.Set("Direct_Intersection", "true");
+    const auto verdict = [&](const std::string& output) {
+      BlockRun run;
+      run.szOutput = output;
+      run.Options.Rules = RunRules::Guarded;
+      const RunOutcome outcome = block.Run(run);
+      EXPECT_TRUE(outcome.bDone) << block.Log();
+      return VerdictText(outcome.Judgement);
+    };
+    const std::string expected = verdict("plain");
+    WriteFile(block.Paths().szText, WithHole(ReadFile(block.Paths().szText), hole));
+    EXPECT_FALSE(expected.empty());
+    EXPECT_EQ(verdict("hole"), expected);
+  }
 }
 
 }  // namespace
