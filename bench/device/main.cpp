@@ -206,8 +206,8 @@ class DeviceRun {
            times;
   }
 
-  /// What one product takes from memory at least, see kernels/fast/steps/FastPlan.h; in the literal form, index and
-  /// measurement of each ray and its object point once.
+  /// What one product takes from memory at least, see kernels/fast/steps/FastPlan.h; in the literal form,
+  /// index and measurement of each ray and its object point once.
   double ProductBytes(const gpu::GpuPara& para) const {
     const auto rays = static_cast<double>(para.nImgPt), points = static_cast<double>(para.nObjPt);
     return call.Form == KernelForm::Fast ? 24 * rays + 104 * points : 32 * rays + 64 * points;

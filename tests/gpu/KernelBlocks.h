@@ -35,8 +35,8 @@ struct KernelBlockOptions {
   uint32_t nSeed = 7;
 };
 
-/// The arrays of gpu/kernels/DeviceArrays.h as they are uploaded. Rays that are not gross lie within 0.3 of their
-/// projection, gross ones 3 to 5 off it; the gross threshold is 0.9, so that no rounding decides.
+/// The arrays of gpu/kernels/DeviceArrays.h as they are uploaded. Rays that are not gross lie within 0.3 of
+/// their projection, gross ones 3 to 5 off it; the gross threshold is 0.9, so that no rounding decides.
 struct KernelBlock {
   gpu::GpuPara Para;
   std::vector<uint32_t> ImgIdx, ObjIdx, PairPos;
