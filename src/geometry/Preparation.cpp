@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "records/BlockLayout.h"
+
 namespace orvo {
 namespace {
 
@@ -40,10 +42,11 @@ LayoutFault LayOutUnknowns(const AdjustmentSettings& settings, const ImageTable&
   unknowns.nLayoutMode = ChooseLayout(settings.Set_EOP_Unknown, settings.Set_IOP_Unknown,
                                       cameras.nCameraNum == images.nUnknownImageNum);
   if (unknowns.nLayoutMode != LayoutIop) unknowns.nPosSize += PreparePosUnknowns(images.nGroupNum, limits);
-  const bool pos = limits.Apply_GPS_Data || limits.Apply_IMU_Data;
-  const UnknownLayout layout{unknowns.nLayoutMode, images.nUnknownImageNum, cameras.nCameraNum,
-                             unknowns.nPosSize, cameras.UsableNum()};
-  LayoutSizes sizes = SizesOf(layout.Runs(pos ? images.nGroupNum : 0));
+  const UnknownLayout layout = LayoutOf(unknowns, images, cameras);
+  const int32_t groupNum = limits.UsesPos() && unknowns.nLayoutMode != LayoutIop ? images.nGroupNum : 0;
+  LayoutSizes sizes = SizesOf(layout.Runs(groupNum));
+  // Groups that are left without drift parameters have their block rows all the same.
+  if (unknowns.nPosSize < 1) sizes.nBlockRows += groupNum;
   sizes.nBlockRows += unknowns.nBlockRowNum;
   sizes.nUnknowns += unknowns.nUnknownNum;
   if (!Fit(sizes)) return LayoutFault::TooLarge;

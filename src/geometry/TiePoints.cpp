@@ -28,16 +28,10 @@ std::vector<Share> MakeShares(int64_t pointCount, int64_t shareCount) {
 
 }  // namespace
 
-int64_t SectionPointCount(const PointStore& points, int32_t section) {
-  if (section < 0 || section >= points.Sections.Count()) return 0;
-  const int64_t planned = points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
-  return std::clamp<int64_t>(planned, 0, static_cast<int64_t>(points.pObjectPoints.size()));
-}
-
 void ComputeTiePoints(int32_t section, const IntersectionViews& views, double coorScale, PointStore& points,
                       ResidualStatistics& residuals) {
   const MemoryPurpose purpose("the tie points");
-  IntersectPointsWithStatistics(SectionPointCount(points, section), points.pObjectPoints.data(),
+  IntersectPointsWithStatistics(std::ssize(points.InMemory(section)), points.pObjectPoints.data(),
                                 points.pImagePoints, views.Images.Kept(), views.Cameras.Usable(),
                                 residuals.dCheckResidual, residuals.dControlResidual, views.nProcessors);
   for (double& value : residuals.dCheckResidual) value /= coorScale;
@@ -46,7 +40,7 @@ void ComputeTiePoints(int32_t section, const IntersectionViews& views, double co
 
 void ComputeTiePointsThreaded(int32_t section, const IntersectionViews& views, PointStore& points,
                               RunLog& log) {
-  const int64_t pointCount = SectionPointCount(points, section);
+  const int64_t pointCount = std::ssize(points.InMemory(section));
   const std::vector<ImageFrame> frames = MakeImageFrames(views.Images.Kept());
   const std::vector<Share> shares = MakeShares(pointCount, std::max(views.nProcessors - 1, 1));
   for (size_t i = 0; i < shares.size(); ++i) {

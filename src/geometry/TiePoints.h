@@ -11,9 +11,6 @@
 
 namespace orvo {
 
-/// Points of the section that are in memory, never more than the section has.
-int64_t SectionPointCount(const PointStore& points, int32_t section);
-
 /// What points are intersected from, and on how many processors. No result depends on these.
 struct IntersectionViews {
   const ImageTable& Images;

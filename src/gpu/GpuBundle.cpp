@@ -8,6 +8,8 @@
 #include "gpu/PackedDamping.h"
 #include "gpu/PackedPrediction.h"
 #include "gpu/SectionTable.h"
+#include "records/BlockLayout.h"
+#include "solver/LmStep.h"
 
 namespace orvo::gpu {
 namespace {
@@ -19,15 +21,9 @@ constexpr int32_t kLeastIterationNum = 3;
 constexpr int32_t kPredictionSteps = 10, kPredictionStepsInSections = 4;
 
 PackedBlocks BlocksOf(const GpuBundleParts& parts) {
-  const bool pos = parts.Limits.Apply_GPS_Data || parts.Limits.Apply_IMU_Data;
-  const bool hasGroups = pos && parts.Unknowns.nLayoutMode != LayoutIop;
-  return MakePackedBlocks({parts.Unknowns.nLayoutMode, parts.Images.nUnknownImageNum,
-                           parts.Cameras.nCameraNum, parts.Unknowns.nPosSize, parts.Cameras.UsableNum()},
+  const bool hasGroups = parts.Limits.UsesPos() && parts.Unknowns.nLayoutMode != LayoutIop;
+  return MakePackedBlocks(LayoutOf(parts.Unknowns, parts.Images, parts.Cameras),
                           hasGroups ? parts.Images.nGroupNum : 0);
-}
-
-bool IsFinite(const std::vector<double>& vector) {
-  return std::all_of(vector.begin(), vector.end(), [](double element) { return std::isfinite(element); });
 }
 
 double LargestOf(const std::vector<double>& x) {
@@ -110,7 +106,7 @@ bool GpuIteration::IsLastStep() const {
 /// For the verdict: the gain of one more step without damping, from the equations of the last iteration.
 bool GpuIteration::Predict() {
   if (pVerdict == nullptr) return true;
-  pVerdict->bSingular = !IsFinite(x);
+  pVerdict->bSingular = !AllFinite(x);
   if (pVerdict->bSingular || !IsLastStep()) return true;
   const double n = static_cast<double>(std::max<int64_t>(Parts.Points.nImagePointNum, 1));
   const double squares = n * std::max(fMeanSquares, pVerdict->fLeastMeanSquare);
@@ -132,7 +128,7 @@ bool GpuIteration::Predict() {
 /// Applies the correction; false where it is no number, which ends the iteration with the unknowns as they
 /// were.
 bool GpuIteration::Step() {
-  const bool finite = IsFinite(x);
+  const bool finite = AllFinite(x);
   fMaxCorrection = finite ? LargestOf(x) : std::nan("");
   Calls.WriteCorrections(nIteration, x.data());
   Log.Print(">>>>PCG iteration times:%d\n", nPcgDone);
@@ -150,10 +146,7 @@ bool GpuIteration::ReleaseResident() {
 
 bool GpuIteration::CutIntoGpuSections(int32_t section) {
   const PointStore& points = Parts.Points;
-  const int64_t planned = points.Sections.ObjectPoints[static_cast<size_t>(section)].Count();
-  const auto count = std::clamp<int64_t>(planned, 0, std::ssize(points.pObjectPoints));
-  if (ComputeGpuSections(std::span(points.pObjectPoints).first(static_cast<size_t>(count)),
-                         std::ssize(points.pImagePoints),
+  if (ComputeGpuSections(points.InMemory(section), std::ssize(points.pImagePoints),
                          {Parts.Unknowns.nUnknownNum, Parts.Unknowns.nDiagUpperSize, Parts.Images.nImageNum,
                           Parts.Cameras.UsableNum()},
                          State, Log))

@@ -1,19 +1,12 @@
 #include "gpu/PosUpdates.h"
 
+#include "normal/PosEquations.h"
+
 namespace orvo::gpu {
 namespace {
 
-PosModel ModelOf(const RunLimits& limits) {
-  return {limits.Apply_GPS_Data,      limits.Apply_IMU_Data, limits.Correct_Const_Error,
-          limits.Correct_LinearError, limits.GPS_WeightXY,   limits.GPS_WeightZ};
-}
-
 PosPlaces PlacesOf(const PosSource& source) {
   return MakePosPlaces(source.Images.nUnknownImageNum, source.Cameras.nCameraNum, source.bCamerasAreUnknown);
-}
-
-bool HasPosData(const PosSource& source) {
-  return source.Limits.Apply_GPS_Data || source.Limits.Apply_IMU_Data;
 }
 
 /// A message for each index of a drift parameter, or of a record, that fails; true when none does.
@@ -37,7 +30,7 @@ bool IndicesFit(const PosSource& source, const PosModel& model, int32_t image, i
 std::vector<PosTerm> GatherPosTerms(const PosSource& source, RunLog& log) {
   std::vector<PosTerm> terms;
   const ImageTable& images = source.Images;
-  const PosModel model = ModelOf(source.Limits);
+  const PosModel model = PosModelOf(source.Limits);
   // Without image unknowns the groups are none either.
   if (source.Unknowns.nLayoutMode == LayoutIop || source.Unknowns.nPosSize != model.ParameterNum())
     return terms;
@@ -63,24 +56,24 @@ std::vector<PosTerm> GatherPosTerms(const PosSource& source, RunLog& log) {
 }
 
 bool UpdatePosPreconditioner(const PosSource& source, RunLog& log, std::vector<double>& M) {
-  if (!HasPosData(source)) return false;
+  if (!source.Limits.UsesPos()) return false;
   log.Print(">>>>Update POS preconditioner....\n");
-  AddPosPreconditioner(ModelOf(source.Limits), PlacesOf(source), GatherPosTerms(source, log), M);
+  AddPosPreconditioner(PosModelOf(source.Limits), PlacesOf(source), GatherPosTerms(source, log), M);
   return true;
 }
 
 bool UpdatePosConstVector(const PosSource& source, RunLog& log, std::vector<double>& r) {
-  if (!HasPosData(source)) return false;
+  if (!source.Limits.UsesPos()) return false;
   log.Print(">>>>Update POS constant vector....\n");
-  AddPosConstVector(ModelOf(source.Limits), PlacesOf(source), GatherPosTerms(source, log), r);
+  AddPosConstVector(PosModelOf(source.Limits), PlacesOf(source), GatherPosTerms(source, log), r);
   return true;
 }
 
 bool UpdatePosNormalEquation(const PosSource& source, RunLog& log, const std::vector<float>& d,
                              std::vector<double>& Ad) {
-  if (!HasPosData(source)) return false;
+  if (!source.Limits.UsesPos()) return false;
   log.Print(">>>>Update POS normal equation....\n");
-  AddPosProduct(ModelOf(source.Limits), PlacesOf(source), GatherPosTerms(source, log), d, Ad);
+  AddPosProduct(PosModelOf(source.Limits), PlacesOf(source), GatherPosTerms(source, log), d, Ad);
   return true;
 }
 

@@ -33,8 +33,10 @@ struct PointStore {
   int64_t nTextPlaceFileSize = -1;      ///< of the file that they are places in
   std::vector<bool> bTextPointCounted;  ///< by tie point ordinal: type 1 or 2, and in the counts
 
-  /// The section's points that are in memory, never more than the section has.
+  /// The section's points that are in memory, never more than the section has; none of a section that does
+  /// not exist.
   std::span<const ObjectPointRecord> InMemory(int32_t section) const {
+    if (section < 0 || section >= Sections.Count()) return {};
     const int64_t count = Sections.ObjectPoints[static_cast<size_t>(section)].Count();
     return {pObjectPoints.data(),
             static_cast<size_t>(std::clamp<int64_t>(count, 0, std::ssize(pObjectPoints)))};

@@ -23,6 +23,8 @@ struct RunLimits {
   double PCG_IGN_Converge_Threshold = 0.1;
   double GPS_WeightXY = 0.01;
   double GPS_WeightZ = 0.01;
+
+  bool UsesPos() const { return Apply_GPS_Data || Apply_IMU_Data; }
 };
 
 /// What a run begins with.

@@ -158,7 +158,7 @@ class CBundleAdjustment {
   /// Solves, writes the side files, updates the unknowns. R Settings, Limits; W Normal, Progress, Images,
   /// Cameras
   int SolveAndUpdate(int32_t iteration);
-  int UpdateUnknowns(const double* x);  ///< R Limits, Unknowns; W Images, Cameras, Normal
+  int UpdateUnknowns(const double* x);  ///< R Settings, Limits, Unknowns; W Images, Cameras, Normal
   int SolveByPcg(double* x);            ///< from the start in `x`. R Limits, Unknowns, Normal
   // out = N v; out = M^-1 r for M the block diagonal of N. See solver/SparseSolve.h. R Unknowns
   int MultiplyNormalMatrix(int32_t num, BlockSpan blocks, int32_t n, Values v, double* out) const;

@@ -104,7 +104,7 @@ int CpuFlow::PreparePoints() {
 }
 
 void CpuFlow::ReadPosData() {
-  if (!Run.Limits.Apply_GPS_Data && !Run.Limits.Apply_IMU_Data) return;
+  if (!Run.Limits.UsesPos()) return;
   if (szPos.empty()) {
     Run.Limits.Apply_GPS_Data = Run.Limits.Apply_IMU_Data = false;
     return;
@@ -129,7 +129,7 @@ int CpuFlow::Iterate() {
     }
     RunVerdict(Run).NoteIteration(residuals.fRmsResidualX * residuals.fRmsResidualX,
                                   residuals.fRmsResidualY * residuals.fRmsResidualY);
-    if (Run.Limits.Apply_GPS_Data || Run.Limits.Apply_IMU_Data) {
+    if (Run.Limits.UsesPos()) {
       Run.LogPrintf(">>>>Building GPS normal equation %d...\n", iteration);
       Run.BuildPosNormalEquation(iteration);
     }

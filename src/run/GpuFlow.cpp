@@ -32,7 +32,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   if (!Gate().PointsHold()) return 0;
   // Normalisation changes the table, and the reader of points takes the coordinates from it.
   if (!MakeGcpTable(gcp, Points, Inputs, Log)) return 0;
-  if (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) {
+  if (Limits.UsesPos()) {
     LogPrintf(">>Reading POS data...\n");
     ReadPosData(pos);
     if (CheckInputs() == 0) return 0;

@@ -16,11 +16,10 @@ gpu::GpuState& CBundleAdjustment::Gpu() {
 int CBundleAdjustment::DetectCudaDevices() { return gpu::DetectCudaDevices(Gpu(), Log) ? 1 : 0; }
 
 int CBundleAdjustment::ComputeGpuSections(int32_t section) {
-  const auto count = static_cast<size_t>(SectionPointCount(Points, section));
   const gpu::FixedSizes sizes{Unknowns.nUnknownNum, Unknowns.nDiagUpperSize, Images.nImageNum,
                               Cameras.UsableNum()};
-  const bool done = gpu::ComputeGpuSections(std::span(Points.pObjectPoints).first(count),
-                                            std::ssize(Points.pImagePoints), sizes, Gpu(), Log);
+  const bool done =
+      gpu::ComputeGpuSections(Points.InMemory(section), std::ssize(Points.pImagePoints), sizes, Gpu(), Log);
   return done ? 1 : 0;
 }
 

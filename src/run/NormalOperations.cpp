@@ -10,15 +10,13 @@
 #include "normal/PosEquations.h"
 #include "normal/SectionAssembly.h"
 #include "normal/SubTasks.h"
+#include "records/BlockLayout.h"
 #include "run/BundleAdjustment.h"
 #include "verdict/RunTrack.h"
 
 namespace orvo {
 
-UnknownLayout CBundleAdjustment::Layout() const {
-  return {Unknowns.nLayoutMode, Images.nUnknownImageNum, Cameras.nCameraNum, Unknowns.nPosSize,
-          Cameras.UsableNum()};
-}
+UnknownLayout CBundleAdjustment::Layout() const { return LayoutOf(Unknowns, Images, Cameras); }
 
 int CBundleAdjustment::ComputeSubMatrixPosition() {
   const MemoryPurpose purpose("the pattern of the normal equations");
@@ -31,7 +29,7 @@ int CBundleAdjustment::ComputeSubMatrixPosition() {
   const PatternOutcome outcome = AddPatternOfSections(Points, Layout(), reading, Normal);
   if (outcome == PatternOutcome::NoPoints) LogPrintf("There is no image point!\n");
   if (outcome != PatternOutcome::Found) return 0;
-  if (Limits.Apply_GPS_Data || Limits.Apply_IMU_Data) {
+  if (Limits.UsesPos()) {
     int32_t outside = AddPosPattern(Images, Layout(), Unknowns.nBlockRowNum, Normal);
     for (; outside > 0; --outside) LogPrintf("Error!Sub-normal-matrix ID out of range!\n");
   }
@@ -177,8 +175,7 @@ int CBundleAdjustment::AddDampingCoefficients(int32_t iteration) {
   const int32_t n = Unknowns.nUnknownNum;
   if (pTrack) pTrack->fMu = mu;
   if (pTrack && !Limits.Apply_PCG_Model && Normal.pDenseNormal) pTrack->vDiagonal = DenseDiagonal(Normal, n);
-  const bool pos = Limits.Apply_GPS_Data || Limits.Apply_IMU_Data;
-  const std::vector<BlockRun> runs = Layout().Runs(pos ? Images.nGroupNum : 0);
+  const std::vector<BlockRun> runs = Layout().Runs(Limits.UsesPos() ? Images.nGroupNum : 0);
   if (!Limits.Apply_PCG_Model) {
     DampDense(runs, mu, n, Normal);
     return 1;

@@ -53,9 +53,8 @@ int CBundleAdjustment::UpdateUnknowns(const double* x) {
     LogPrintf("Error!Unknown vector pointer is null!\n");
     return 0;
   }
-  const bool pos = Limits.Apply_GPS_Data || Limits.Apply_IMU_Data;
-  AddStep(x, Unknowns.nLayoutMode, Images, Cameras,
-          pos ? std::span<double>(Normal.pPosParams) : std::span<double>());
+  AddStep(x, Settings, Unknowns.nLayoutMode, Images, Cameras,
+          Limits.UsesPos() ? std::span<double>(Normal.pPosParams) : std::span<double>());
   return 1;
 }
 

@@ -27,8 +27,7 @@ GroundPoints RunVerdict::ReadGroundPoints() {
 EverySection RunVerdict::SectionsOf() {
   return [this](const std::function<void(PointSpan, MeasurementSpan)>& take) {
     const auto takeSection = [&](int32_t section) {
-      const auto count = static_cast<size_t>(SectionPointCount(run.Points, section));
-      take({run.Points.pObjectPoints.data(), count}, run.Points.pImagePoints);
+      take(run.Points.InMemory(section), run.Points.pImagePoints);
     };
     if (run.Points.Sections.Count() == 1) return takeSection(0);
     for (int32_t section = 0; section < run.Points.Sections.Count(); ++section) {

@@ -27,11 +27,11 @@ void AddToCamera(const double*& x, IopRecord& iop) {
   iop.fK2 += *x++;
 }
 
+}  // namespace
+
 bool AllFinite(std::span<const double> x) {
   return std::ranges::all_of(x, [](double element) { return std::isfinite(element); });
 }
-
-}  // namespace
 
 bool LmStep::IsStep() const { return bSolved && AllFinite(x); }
 
@@ -71,10 +71,10 @@ bool IsLastStep(const AdjustmentSettings& settings, int32_t iteration, std::span
              std::fabs(MaxMagnitude(x.data(), static_cast<int32_t>(x.size()), 1));
 }
 
-void AddStep(const double* x, int32_t layoutMode, ImageTable& images, CameraTable& cameras,
-             std::span<double> posParams) {
+void AddStep(const double* x, const AdjustmentSettings& settings, int32_t layoutMode, ImageTable& images,
+             CameraTable& cameras, std::span<double> posParams) {
   const bool merged = layoutMode == LayoutMergedEopIop;
-  if (layoutMode != LayoutIop) {
+  if (settings.Set_EOP_Unknown) {
     for (int32_t image = 0; image < images.nImageNum; ++image) {
       EopRecord& eop = images.pEop[static_cast<size_t>(image)];
       // Deliberate: an image left out does not use up its place in x.
@@ -83,7 +83,7 @@ void AddStep(const double* x, int32_t layoutMode, ImageTable& images, CameraTabl
       if (merged) AddToCamera(x, cameras.pIop[static_cast<size_t>(image)]);
     }
   }
-  if (layoutMode == LayoutIop || layoutMode == LayoutEopIop) {
+  if (settings.Set_IOP_Unknown && !merged) {
     for (int32_t camera = 0; camera < cameras.nCameraNum; ++camera) {
       AddToCamera(x, cameras.pIop[static_cast<size_t>(camera)]);
     }

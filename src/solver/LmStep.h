@@ -42,12 +42,14 @@ LmStep SolveDenseStep(const StepLayout& layout, const PredictionBasis* predictio
 LmStep SolveSparseStep(const StepLayout& layout, const PcgLimits& limits, const PredictionBasis* prediction,
                        NormalEquations& normal, RunLog& log);
 
+bool AllFinite(std::span<const double> x);
+
 /// True when the iteration ends behind the step x.
 bool IsLastStep(const AdjustmentSettings& settings, int32_t iteration, std::span<const double> x);
 
-/// Adds the step, in the order of the unknowns: images, or images each with its camera, cameras, and
-/// `posParams`. An image left out does not use up its place in x.
-void AddStep(const double* x, int32_t layoutMode, ImageTable& images, CameraTable& cameras,
-             std::span<double> posParams);
+/// Adds the step, in the order of the unknowns: images, or images each with its camera, cameras, as far as
+/// the settings have them unknown, and `posParams`. An image left out does not use up its place in x.
+void AddStep(const double* x, const AdjustmentSettings& settings, int32_t layoutMode, ImageTable& images,
+             CameraTable& cameras, std::span<double> posParams);
 
 }  // namespace orvo

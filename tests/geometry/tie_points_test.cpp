@@ -85,16 +85,16 @@ TEST(ComputeTiePoints, TakesNoMorePointsThanAreInMemory) {
   TiePointRun run(2);
   TiePoints(3).MoveInto(run);
   run.Points.Sections.ObjectPoints = {{0, 1000000}};
-  EXPECT_EQ(SectionPointCount(run.Points, 0), 3);
+  EXPECT_EQ(std::ssize(run.Points.InMemory(0)), 3);
   run.ComputeTiePoints(0);
   run.ComputeTiePointsThreaded(0);
   EXPECT_NEAR(run.Points.pObjectPoints[2].X, 16, 1e-9);
   for (const int32_t noSection : {-1, 1, 7}) {
-    EXPECT_EQ(SectionPointCount(run.Points, noSection), 0);
+    EXPECT_EQ(std::ssize(run.Points.InMemory(noSection)), 0);
     run.ComputeTiePoints(noSection);
   }
   run.Points.Sections.ObjectPoints = {{5, 4}};
-  EXPECT_EQ(SectionPointCount(run.Points, 0), 0);
+  EXPECT_EQ(std::ssize(run.Points.InMemory(0)), 0);
 }
 
 TEST(ComputeTiePoints, LeavesOutImagesBehindTheKeptOnes) {

@@ -18,6 +18,7 @@
 #include "normal/SectionAssembly.h"
 #include "normal/SubTasks.h"
 #include "records/AdjustmentSettings.h"
+#include "records/BlockLayout.h"
 #include "records/RunLimits.h"
 
 namespace orvo::test {
@@ -38,10 +39,7 @@ struct NormalParts {
   NormalEquations Normal;
   ResidualStatistics Residuals;
 
-  UnknownLayout Layout() const {
-    return {Unknowns.nLayoutMode, Images.nUnknownImageNum, Cameras.nCameraNum, Unknowns.nPosSize,
-            Cameras.UsableNum()};
-  }
+  UnknownLayout Layout() const { return LayoutOf(Unknowns, Images, Cameras); }
   BlockPlaces Places() const { return {Normal.pSubMatrixRows, Unknowns.nBlockRowNum, Normal.nSubMatrixNum}; }
   int32_t Id(int32_t row, int32_t col) const { return FindBlockId(Normal.pSubMatrixRows, row, col); }
   bool AddPosition(int32_t a, int32_t b) { return AddBlockPosition(a, b, Unknowns.nBlockRowNum, Normal); }

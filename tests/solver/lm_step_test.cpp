@@ -38,8 +38,11 @@ TEST(UpdateUnknowns, PlacesByLayout) {
                       {LayoutEopIop, 1, 7, 13, 18}};
   for (const Row& row : rows) {
     StepTables block(2, 2);
+    AdjustmentSettings settings;
+    settings.Set_EOP_Unknown = row.nLayoutMode != LayoutIop;
+    settings.Set_IOP_Unknown = row.nLayoutMode != LayoutEop;
     const std::vector<double> x = Counting(22);
-    AddStep(x.data(), row.nLayoutMode, block.Images, block.Cameras, {});
+    AddStep(x.data(), settings, row.nLayoutMode, block.Images, block.Cameras, {});
     EXPECT_EQ(block.Images.pEop[0].X, row.fFirstX);
     EXPECT_EQ(block.Images.pEop[1].X, row.fSecondX);
     EXPECT_EQ(block.Cameras.pIop[0].fFocal, row.fFirstFocal);
@@ -51,17 +54,29 @@ TEST(UpdateUnknowns, ImageWithStatusOneDoesNotUseUpItsPlace) {
   StepTables block(3, 0);
   block.Images.pEop[1].nStatus = 1;
   const std::vector<double> x = Counting(18);
-  AddStep(x.data(), LayoutEop, block.Images, block.Cameras, {});
+  AdjustmentSettings settings;
+  settings.Set_IOP_Unknown = false;
+  AddStep(x.data(), settings, LayoutEop, block.Images, block.Cameras, {});
   EXPECT_EQ(block.Images.pEop[0].X, 1);
   EXPECT_EQ(block.Images.pEop[1].X, 0);
   EXPECT_EQ(block.Images.pEop[2].X, 7);
+}
+
+TEST(UpdateUnknowns, TheSwitchesSayWhatIsUnknown) {
+  StepTables block(1, 1);
+  AdjustmentSettings settings;
+  settings.Set_EOP_Unknown = false;
+  const std::vector<double> x = Counting(11);
+  AddStep(x.data(), settings, LayoutEop, block.Images, block.Cameras, {});
+  EXPECT_EQ(block.Images.pEop[0].X, 0);
+  EXPECT_EQ(block.Cameras.pIop[0].fFocal, 1);
 }
 
 TEST(UpdateUnknowns, GroupsFollow) {
   StepTables block(1, 1);
   std::vector<double> parameters(6, 100.0);
   const std::vector<double> x = Counting(17);
-  AddStep(x.data(), LayoutEopIop, block.Images, block.Cameras, parameters);
+  AddStep(x.data(), {}, LayoutEopIop, block.Images, block.Cameras, parameters);
   EXPECT_EQ(parameters, (std::vector<double>{112, 113, 114, 115, 116, 117}));
 }
 
