@@ -107,13 +107,8 @@ function(orvo_room_root room result)
   set(${result} ${root} PARENT_SCOPE)
 endfunction()
 
-# Shows the rooms that `room` may include to the sources of `target`, and only to these. Those of ORVO_OPEN_ROOMS see
-# all of src/.
+# Shows the rooms that `room` may include to the sources of `target`, and only to these.
 function(orvo_see_rooms target room)
-  if(room IN_LIST ORVO_OPEN_ROOMS)
-    set(root ${PROJECT_SOURCE_DIR}/src)
-  else()
-    orvo_room_root(${room} root)
-  endif()
+  orvo_room_root(${room} root)
   target_include_directories(${target} PRIVATE ${root})
 endfunction()
