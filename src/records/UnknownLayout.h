@@ -94,11 +94,11 @@ struct UnknownLayout {
   /// Cameras alone have no groups.
   std::vector<BlockRun> Runs(int32_t groupNum) const {
     std::vector<BlockRun> runs;
-    int32_t row = 0;
-    int64_t position = 0;
+    // Counts may be any here: a layout whose rows leave 32 bits is refused by its SizesOf.
+    int64_t row = 0, position = 0;
     const auto append = [&](BlockKind kind, int32_t count, int32_t size) {
       if (count < 1 || size < 1) return;
-      runs.push_back({kind, row, count, size, position});
+      runs.push_back({kind, static_cast<int32_t>(row), count, size, position});
       row += count;
       position = runs.back().EndPosition();
     };

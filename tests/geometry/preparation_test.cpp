@@ -49,6 +49,8 @@ TEST(LayOutUnknowns, LaysOutAndCountsTheUnknowns) {
       {"EOP, neither",             Y, n,   4,  2,  2,   Y, n,  n, n,  LayoutEop,             3,  6,   30, 162,      96},
       {"EOP, neither, with IMU",   Y, n,   4,  2,  2,   Y, Y,  n, n,  LayoutEop,             6,  6,   36, 216,      126},
       {"one group",                Y, n,   4,  2,  1,   Y, Y,  Y, Y,  LayoutEop,             6,  5,   30, 180,      105},
+      {"one group, linear only",   Y, n,   4,  2,  1,   Y, n,  n, Y,  LayoutEop,             0,  5,   24, 144,      84},
+      {"both, the same",           Y, Y,   4,  1,  1,   Y, n,  n, Y,  LayoutEopIop,          0,  6,   29, 169,      99},
       {"no group",                 Y, n,   4,  2,  0,   Y, n,  Y, Y,  LayoutEop,             3,  4,   24, 144,      84},
       {"merged, GPS",              Y, Y,   3,  3,  2,   Y, n,  Y, Y,  LayoutMergedEopIop,    6,  5,   45, 435,      240},
       {"both, GPS and IMU",        Y, Y,   4,  1,  3,   Y, Y,  Y, Y,  LayoutEopIop,          12, 8,   65, 601,      333},
