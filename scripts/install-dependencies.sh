@@ -6,7 +6,8 @@
 # Nothing is run when everything is there, so this works without a network then.
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build libpugixml-dev libeigen3-dev libfmt-dev libcli11-dev)
+packages=(build-essential cmake ninja-build libpugixml-dev libeigen3-dev libfmt-dev libcli11-dev
+  nlohmann-json3-dev libproj-dev)
 case "${1:-}" in
   "") ;;
   --tests) packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy

@@ -6,6 +6,18 @@
 
 namespace orvo {
 
+const char* NameOf(Severity weight) {
+  switch (weight) {
+    case Severity::Error:
+      return "error";
+    case Severity::Warning:
+      return "warning";
+    case Severity::Note:
+      break;
+  }
+  return "note";
+}
+
 std::string TextOf(const Finding& finding) {
   std::string text = PrintableName(finding.szFile);
   if (!text.empty()) {
@@ -13,7 +25,7 @@ std::string TextOf(const Finding& finding) {
     text += ": ";
     if (finding.nByte >= 0) text += "byte " + std::to_string(finding.nByte) + ": ";
   }
-  text += finding.Weight == Severity::Error ? "error: " : "note: ";
+  text += NameOf(finding.Weight) + std::string(": ");
   text += PrintableName(finding.szWhat) + ".";
   if (!finding.szRemedy.empty()) text += " " + PrintableName(finding.szRemedy) + ".";
   return text;

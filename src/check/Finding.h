@@ -8,8 +8,9 @@
 namespace orvo {
 
 enum class Severity {
-  Error,  ///< a guarded run is refused
-  Note    ///< it goes on, without what is told
+  Error,    ///< a guarded run is refused
+  Warning,  ///< it goes on, and what comes of it wants to be looked at
+  Note      ///< it goes on, without what is told
 };
 
 struct Finding {
@@ -19,7 +20,12 @@ struct Finding {
   int64_t nByte = -1;    ///< offset in a binary file; -1: none in particular
   std::string szWhat;    ///< a clause without its full stop
   std::string szRemedy;  ///< a sentence without its full stop, empty where there is none
+  std::string szCode{};  ///< of the table of codes; empty where it has none
+  int64_t nColumn = 0;   ///< from 1, in bytes; 0: none in particular
 };
+
+/// "error", "warning" or "note".
+const char* NameOf(Severity weight);
 
 /// "FILE:LINE: error: what. Remedy." in one line, with names as they can be shown. A binary file has
 /// "FILE: byte N: " instead; a finding about no file begins with "error: ".

@@ -1,0 +1,43 @@
+// Everything that is found in the files of one block, in the order in which it is shown.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/Codes.h"
+
+namespace orvo {
+
+/// Where a finding points at.
+struct FindingPlace {
+  std::string szFile;
+  int64_t nLine = 0;    ///< from 1; 0: none in particular
+  int64_t nColumn = 0;  ///< from 1, in bytes; 0: none in particular
+  int64_t nByte = -1;   ///< offset in a binary file; -1: none in particular
+};
+
+/// Keeps at most kMostOfACode findings of a code and counts the others.
+class Diagnosis {
+ public:
+  static constexpr int64_t kMostOfACode = 50;
+
+  /// `code` stands in the table of codes, which gives its weight. `what` is a clause without full stop,
+  /// `remedy` a sentence without full stop.
+  void Add(const char* code, FindingPlace place, std::string what, std::string remedy);
+
+  const std::vector<Finding>& Findings() const { return vFindings; }
+  /// All of that code, shown or not.
+  int64_t CountOf(std::string_view code) const;
+  int64_t ErrorNum() const { return nErrors; }
+  int64_t WarningNum() const { return nWarnings; }
+
+ private:
+  std::vector<Finding> vFindings;
+  std::map<std::string, int64_t, std::less<>> CountOfCode;
+  int64_t nErrors = 0, nWarnings = 0;
+};
+
+}  // namespace orvo
