@@ -76,7 +76,8 @@ class Judgement {
   void Reject(std::string what, std::string limit, std::string remedy) {
     Add(Grade::Unusable, std::move(what), std::move(limit), std::move(remedy));
   }
-  double Floor(double rmse) const { return std::max(rmse, L.fRmseFloor); }
+  /// At least the floor of an RMSE, which is also taken for one that is no number, so that no limit is none.
+  double Floor(double rmse) const { return std::fmax(rmse, L.fRmseFloor); }
 
   void Finiteness();
   void Iteration();
@@ -241,7 +242,7 @@ void Judgement::GroundList(const std::vector<GroundFigure>& points) {
     differences.push_back(points[i].fDifference);
     places.push_back(i);
   }
-  const double pixels = std::max(L.fGroundPixels * F.fEndRmse, L.fGroundFloor);
+  const double pixels = std::fmax(L.fGroundPixels * F.fEndRmse, L.fGroundFloor);
   const char* remedy =
       "Look at its name, its coordinates and its measurements; give it type 2 to see what the others "
       "say of it";
@@ -289,7 +290,7 @@ void Judgement::Positions() {
     std::vector<double> sorted = all;
     const auto middle = sorted.begin() + static_cast<ptrdiff_t>(sorted.size() / 2);
     std::nth_element(sorted.begin(), middle, sorted.end());
-    const double pixels = std::max(L.fGroundPixels * F.fEndRmse, L.fGroundFloor);
+    const double pixels = std::fmax(L.fGroundPixels * F.fEndRmse, L.fGroundFloor);
     const double limit = std::max(L.fPosRatio * *middle, pixels * F.fGsd);
     std::vector<std::string> names;
     double largest = 0;

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 
 #include "verdict/VerdictText.h"
 
@@ -169,6 +170,15 @@ const Case kCases[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, Rules, ::testing::ValuesIn(kCases),
                          [](const auto& row) { return std::string(row.param.szName); });
+
+TEST(Verdict, ShowsNoLimitThatIsNoNumber) {
+  VerdictFigures figures = GoodFigures();
+  figures.fEndRmse = std::numeric_limits<double>::quiet_NaN();
+  const std::string text = VerdictText(Judge(figures));
+  EXPECT_NE(text.find("the RMSE is not a number"), std::string::npos) << text;
+  EXPECT_EQ(text.find("limit nan"), std::string::npos) << text;
+  EXPECT_EQ(text.find("limit -nan"), std::string::npos) << text;
+}
 
 TEST(Verdict, TellsTheGravestFirst) {
   VerdictFigures figures = GoodFigures();
