@@ -38,10 +38,10 @@ TEST(SurveyReading, EveryFieldOfASmallBlock) {
   WriteFile(files.szProject,
             "2 1 2\n"
             "4 4000 3000 0 5000.25 1.5 -2.5 0 1e-9 -2e-16\n"
-            "11 0\nimages/left.jpg\n1 2 3 4 5 6 7 8 9\n0.125 -0.25 1000.5\n"
+            "11 0\nimages/left.jpg\n0.1 0.2 0.3 0.4 0.5 0.6 0.7 0.8 0.9\n0.125 -0.25 1000.5\n"
             "12 0\nd:\\b\\right.tif\n0 1 0 -1 0 0 0 0 1\n200 1e2 1000\n"
             "T1 100.0 0.5 -1 0\n2\n0 500.125 0.25\n1 -500.5 0\n"
-            "T2 1 2 3 0\n1\n1 7 8\n");
+            "T2 1 2 3 0\n2\n1 7 8\n0 9 9\n");
   WriteFile(files.szGcp, "1\r\nC1 150.25 80 10 2\r\n1\r\n1 757.576 404.04\r\n");
   WriteFile(files.szPos, "left 1 2 3 4 5 6 7\n\nright 1.5 2 3 0 0 0 1\n");
   SurveyBlock block;
@@ -65,7 +65,7 @@ TEST(SurveyReading, EveryFieldOfASmallBlock) {
   EXPECT_EQ(block.Images[0].nCamera, 0);
   EXPECT_EQ(block.Images[0].szPath, "images/left.jpg");
   EXPECT_EQ(block.Images[0].szName, "left");
-  EXPECT_EQ(block.Images[0].R, (std::array<double, 9>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(block.Images[0].R, (std::array<double, 9>{0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 0.8, 0.9}));
   EXPECT_EQ(block.Images[0].S, (std::array<double, 3>{0.125, -0.25, 1000.5}));
   EXPECT_EQ(block.Images[1].szName, "right");
   EXPECT_EQ(block.Images[1].nLine, 7);

@@ -5,6 +5,7 @@
 #include "base/Scan.h"
 #include "block/ProjectText.h"
 #include "check/StrictLines.h"
+#include "check/reading/OrdinalCheck.h"
 
 namespace orvo {
 namespace {
@@ -118,15 +119,29 @@ void TakePath(SurveyText& text, std::string_view line, SurveyImage& image) {
             "It is cut there: shorten it");
 }
 
-bool ReadImage(SurveyText& text, int32_t ordinal, int32_t count, SurveyImage& image) {
+void TakeOrdinalOfCamera(SurveyText& text, std::string_view line, const std::vector<SurveyCamera>& cameras,
+                         const SurveyImage& image) {
+  if (image.nId < 0)
+    text.Tell("S016", 1, "the image ID " + std::to_string(image.nId) + " is negative, which ends a run",
+              "Number images from 0 or above");
+  if (image.nCamera >= 0 && image.nCamera < std::ssize(cameras)) return;
+  if (CountFields(line, 2) < 2) return;  // told as such
+  OrdinalFault fault = MissingCamera(image.nCamera, cameras);
+  const std::string_view fields = Trimmed(line);
+  const size_t second = fields.find_first_not_of(" \t", fields.find_first_of(" \t"));
+  const auto start = static_cast<size_t>(fields.data() - line.data());
+  text.Tell("R002", static_cast<int64_t>(start + (second == fields.npos ? 0 : second)) + 1,
+            std::move(fault.szWhat), std::move(fault.szRemedy));
+}
+
+bool ReadImage(SurveyText& text, int32_t ordinal, int32_t count, const std::vector<SurveyCamera>& cameras,
+               SurveyImage& image) {
   std::string_view line;
   if (!NextOfImage(text, ordinal, count, line)) return false;
   image.nLine = text.LineNumber();
   const auto takeIds = [&](FieldScanner& f) { return f.Int(image.nId) && f.Int(image.nCamera); };
   if (!TakeFields(text, line, kIdFields, 2, 1, "the first line of an image", takeIds)) return false;
-  if (image.nId < 0)
-    text.Tell("S016", 1, "the image ID " + std::to_string(image.nId) + " is negative, which ends a run",
-              "Number images from 0 or above");
+  TakeOrdinalOfCamera(text, line, cameras, image);
   if (!NextOfImage(text, ordinal, count, line)) return false;
   TakePath(text, line, image);
   if (!NextOfImage(text, ordinal, count, line)) return false;
@@ -161,7 +176,7 @@ bool ReadSurveyHead(SurveyText& text, bool withPoints, SurveyBlock& block, Surve
   block.Images.reserve(RoomFor(images, text.FileBytes(), 80));
   for (int32_t i = 0; i < images; ++i) {
     SurveyImage image;
-    if (!ReadImage(text, i, images, image)) return false;
+    if (!ReadImage(text, i, images, block.Cameras, image)) return false;
     block.Images.push_back(std::move(image));
   }
   return true;

@@ -14,8 +14,8 @@ constexpr int64_t kAtOnce = 4096;
 
 class OvtSurvey {
  public:
-  OvtSurvey(const std::string& path, SurveyPoints& points, Diagnosis& diagnosis)
-      : szPath(path), Points(points), Result(diagnosis) {}
+  OvtSurvey(const std::string& path, OrdinalCheck& ordinals, SurveyPoints& points, Diagnosis& diagnosis)
+      : szPath(path), Ordinals(ordinals), Points(points), Result(diagnosis) {}
 
   bool Read();
 
@@ -23,18 +23,22 @@ class OvtSurvey {
   bool ReadPoints();
   bool ReadMeasures();
   bool TakePoint(const OvtPoint& read, int64_t byte);
+  bool IsSound(const SurveyMeasurement& measure) const;
+  void TellBroken(const SurveyMeasurement& measure, int64_t index);
+  void TellSeconds();
   void DropBrokenMeasures();
   void Tell(const char* code, int64_t byte, std::string what, std::string remedy) {
     Result.Add(code, {szPath, 0, 0, byte}, std::move(what), std::move(remedy));
   }
 
   const std::string& szPath;
+  OrdinalCheck& Ordinals;
   SurveyPoints& Points;
   Diagnosis& Result;
   OvtReader File;
   int64_t nNext = 0;     ///< measurement behind those of the points so far
   bool bOrdered = true;  ///< the points so far take the measurements in their order
-  bool bBroken = false;  ///< a measurement is not finite
+  bool bBroken = false;  ///< a measurement can't be
 };
 
 bool OvtSurvey::Read() {
@@ -131,25 +135,50 @@ bool OvtSurvey::ReadMeasures() {
   std::vector<char> records(static_cast<size_t>(kAtOnce * kOvtMeasureBytes));
   Points.Measurements.resize(static_cast<size_t>(File.MeasureNum()));
   for (int64_t first = 0; first < File.MeasureNum();) {
-    const int64_t read = File.ReadMeasures(first, kAtOnce, records.data());
-    if (read == 0) {
+    const int64_t count = File.ReadMeasures(first, kAtOnce, records.data());
+    if (count == 0) {
       Tell("S001", -1, "the file can't be read to its end", "Copy it anew");
       return false;
     }
-    for (int64_t i = 0; i < read; ++i) {
+    for (int64_t i = 0; i < count; ++i) {
       const char* record = records.data() + i * kOvtMeasureBytes;
-      const OvtMeasure measure = DecodeOvtMeasure(record);
-      Points.Measurements[static_cast<size_t>(first + i)] = {measure.nImageOrdinal, measure.x, measure.y};
-      if (OvtMeasureIsFinite(record)) continue;
-      bBroken = true;
-      Tell("S017", kOvtHeaderBytes + kOvtPointBytes * File.PointNum() + (first + i) * kOvtMeasureBytes + 4,
-           "measurement " + std::to_string(first + i) + " is not finite",
-           "Leave it out where the file is made");
+      const OvtMeasure read = DecodeOvtMeasure(record);
+      const SurveyMeasurement measure{read.nImageOrdinal, read.x, read.y};
+      Points.Measurements[static_cast<size_t>(first + i)] = measure;
+      if (!IsSound(measure)) TellBroken(measure, first + i);
     }
-    first += read;
+    first += count;
   }
   if (bBroken) DropBrokenMeasures();
+  TellSeconds();
   return true;
+}
+
+bool OvtSurvey::IsSound(const SurveyMeasurement& measure) const {
+  return Ordinals.Exists(measure.nImage) && std::isfinite(measure.x) && std::isfinite(measure.y);
+}
+
+void OvtSurvey::TellBroken(const SurveyMeasurement& measure, int64_t index) {
+  bBroken = true;
+  const int64_t byte = kOvtHeaderBytes + kOvtPointBytes * File.PointNum() + index * kOvtMeasureBytes;
+  if (!Ordinals.Exists(measure.nImage)) {
+    OrdinalFault fault = Ordinals.Missing(measure.nImage);
+    Tell("R001", byte, std::move(fault.szWhat), std::move(fault.szRemedy));
+  } else {
+    Tell("S017", byte + 4, "measurement " + std::to_string(index) + " is not finite",
+         "Leave it out where the file is made");
+  }
+}
+
+void OvtSurvey::TellSeconds() {
+  for (size_t p = 0; p < Points.Points.size(); ++p) {
+    const SurveyPoint& point = Points.Points[p];
+    for (const SurveyMeasurement& measure : Points.Of(point)) {
+      if (!Ordinals.IsSecond(measure.nImage, static_cast<int64_t>(p))) continue;
+      OrdinalFault fault = Ordinals.Second(measure.nImage, point.szName.data());
+      Tell("R012", point.nPlace, std::move(fault.szWhat), std::move(fault.szRemedy));
+    }
+  }
 }
 
 void OvtSurvey::DropBrokenMeasures() {
@@ -159,8 +188,7 @@ void OvtSurvey::DropBrokenMeasures() {
     point.nFirstMeasurement = to;
     for (int64_t m = first; m < end; ++m) {
       const SurveyMeasurement measure = Points.Measurements[static_cast<size_t>(m)];
-      if (std::isfinite(measure.x) && std::isfinite(measure.y))
-        Points.Measurements[static_cast<size_t>(to++)] = measure;
+      if (IsSound(measure)) Points.Measurements[static_cast<size_t>(to++)] = measure;
     }
     point.nMeasurementNum = static_cast<int32_t>(to - point.nFirstMeasurement);
   }
@@ -169,8 +197,9 @@ void OvtSurvey::DropBrokenMeasures() {
 
 }  // namespace
 
-bool ReadSurveyOvt(const std::string& path, SurveyPoints& points, Diagnosis& diagnosis) {
-  return OvtSurvey(path, points, diagnosis).Read();
+bool ReadSurveyOvt(const std::string& path, OrdinalCheck& ordinals, SurveyPoints& points,
+                   Diagnosis& diagnosis) {
+  return OvtSurvey(path, ordinals, points, diagnosis).Read();
 }
 
 }  // namespace orvo

@@ -38,8 +38,8 @@ bool CanBeCount(std::string_view line) {
 
 class PointReader {
  public:
-  PointReader(SurveyText& text, int64_t pointNum, SurveyPoints& points)
-      : Text(text), nPointNum(pointNum), Points(points), nFirstByte(text.BytesRead()) {
+  PointReader(SurveyText& text, int64_t pointNum, OrdinalCheck& ordinals, SurveyPoints& points)
+      : Text(text), nPointNum(pointNum), Ordinals(ordinals), Points(points), nFirstByte(text.BytesRead()) {
     // A point takes some 40 bytes with its measurements, and fewer only where it is of no use.
     Points.Points.reserve(static_cast<size_t>(std::min(pointNum, BytesLeft() / 40 + 1)));
   }
@@ -65,7 +65,7 @@ class PointReader {
   int32_t TakeCount(std::string_view line, const SurveyPoint& point);
   bool ReadMeasures(SurveyPoint& point, int32_t count);
   Effect TakeBrokenMeasure(std::string_view line, const SurveyPoint& point, const std::string& place);
-  void Push(const SurveyMeasurement& measure, std::string_view line);
+  void Push(const SurveyMeasurement& measure, std::string_view line, const SurveyPoint& point);
   void MakeRoom();
   void FindNextPoint();
   /// False where nothing more is to be read.
@@ -84,6 +84,7 @@ class PointReader {
 
   SurveyText& Text;
   int64_t nPointNum;
+  OrdinalCheck& Ordinals;
   SurveyPoints& Points;
   int64_t nFirstByte;
   int64_t nRead = 0;
@@ -194,8 +195,8 @@ bool PointReader::ReadMeasures(SurveyPoint& point, int32_t count) {
     SurveyMeasurement measure;
     FieldScanner fields(line);
     if (fields.Int(measure.nImage) && fields.Real(measure.x) && fields.Real(measure.y) &&
-        fields.NumbersAreWhole()) {
-      Push(measure, line);
+        fields.NumbersAreWhole() && (Ordinals.Exists(measure.nImage) || !CanBePoint(line))) {
+      Push(measure, line, point);
       ++m;
       continue;
     }
@@ -235,16 +236,23 @@ PointReader::Effect PointReader::TakeBrokenMeasure(std::string_view line, const 
   SurveyMeasurement measure;
   FieldScanner fields(looked.szRepaired);
   if (looked.bUsable && fields.Int(measure.nImage) && fields.Real(measure.x) && fields.Real(measure.y))
-    Push(measure, line);
+    Push(measure, line, point);
   return Effect::Taken;
 }
 
-void PointReader::Push(const SurveyMeasurement& measure, std::string_view line) {
+void PointReader::Push(const SurveyMeasurement& measure, std::string_view line, const SurveyPoint& point) {
+  const auto tell = [&](const char* code, OrdinalFault fault) {
+    const auto column = static_cast<int64_t>(Trimmed(line).data() - line.data()) + 1;
+    Text.Tell(code, column, std::move(fault.szWhat), std::move(fault.szRemedy));
+  };
   if (!std::isfinite(measure.x) || !std::isfinite(measure.y)) {
     Text.Tell("S017", 1, "the measurement " + Quoted(line) + " is not finite",
               "Leave it out where the file is made");
     return;
   }
+  if (!Ordinals.Exists(measure.nImage)) return tell("R001", Ordinals.Missing(measure.nImage));
+  if (Ordinals.IsSecond(measure.nImage, nRead))
+    tell("R012", Ordinals.Second(measure.nImage, point.szName.data()));
   if (Points.Measurements.size() == Points.Measurements.capacity()) MakeRoom();
   Points.Measurements.push_back(measure);
 }
@@ -283,8 +291,8 @@ void PointReader::FindNextPoint() {
 
 }  // namespace
 
-bool ReadSurveyPoints(SurveyText& text, int64_t pointNum, SurveyPoints& points) {
-  PointReader reader(text, pointNum, points);
+bool ReadSurveyPoints(SurveyText& text, int64_t pointNum, OrdinalCheck& ordinals, SurveyPoints& points) {
+  PointReader reader(text, pointNum, ordinals, points);
   const bool whole = reader.Read();
   if (whole)
     text.TellRest(" stands behind the last of " + std::to_string(pointNum) + " points",

@@ -77,7 +77,7 @@ void ReadSurveyPos(SurveyText& text, std::vector<SurveyPos>& lines) {
     }
     TakeLine(text, line, needed, lines);
   }
-  text.TellFailure();
+  text.TellOpenEnd();
 }
 
 }  // namespace orvo

@@ -1,5 +1,7 @@
 #include "check/reading/SurveyText.h"
 
+#include <algorithm>
+#include <initializer_list>
 #include <utility>
 
 #include "check/StrictLines.h"
@@ -8,6 +10,10 @@ namespace orvo {
 namespace {
 
 constexpr size_t kLongestLine = TextReader::kMaxLine - 1;
+
+bool IsOneOf(std::string_view code, std::initializer_list<std::string_view> codes) {
+  return std::ranges::find(codes, code) != codes.end();
+}
 
 }  // namespace
 
@@ -41,9 +47,9 @@ bool SurveyText::Next(std::string_view& line) {
     line = Line;
     return true;
   }
-  Release();
   line = Line = {};
   if (!File.Next(line)) return false;
+  Release();
   ++nLine;
   bBrokenLine = false;
   LookAtLine(line);
@@ -129,10 +135,18 @@ void SurveyText::TellRest(const std::string& behind, const std::string& remedy, 
     Tell("S012", static_cast<int64_t>(text.data() - line.data()) + 1, Quoted(line) + behind, remedy);
     bBrokenLine = true;
   }
+  TellOpenEnd();
+}
+
+void SurveyText::TellOpenEnd() {
+  if (TellFailure()) return;
+  const auto open = FileBytes() > 0 ? NoteOpenEnd(Path()) : std::nullopt;
+  const bool brokenFields = !vHeld.empty() && std::ranges::all_of(vHeld, [](const Held& held) {
+    return IsOneOf(held.szCode, {"S007", "S008", "S009"});
+  });
+  if (open && brokenFields) return TellEnd("the file ends in the middle of a line");
   Release();
-  if (TellFailure() || told || FileBytes() == 0) return;
-  if (const auto open = NoteOpenEnd(Path()))
-    Result.Add("S015", {Path(), nLine}, open->szWhat, open->szRemedy);
+  if (open) Result.Add("S015", {Path(), nLine}, open->szWhat, open->szRemedy);
 }
 
 void SurveyText::Release() {

@@ -41,12 +41,17 @@ class SurveyText {
 
   /// A finding at the line that came last, unless that line is broken as a whole.
   void Tell(const char* code, int64_t column, std::string what, std::string remedy);
+  /// Something is told of the line that came last, and waits for the next one.
+  bool Waits() const { return !vHeld.empty(); }
   /// Tells what LookAtFields found.
   void Tell(const LineFields& looked);
   /// The file ends too early: what its last line has is put down to that.
   void TellEnd(std::string what);
-  /// Tells what follows where the file should have ended, and whether its last line has an end.
+  /// Tells what follows where the file should have ended, and TellOpenEnd. `inStep`: it is known where that
+  /// is.
   void TellRest(const std::string& behind, const std::string& remedy, bool inStep);
+  /// Tells whether the last line has an end; where it has none, it may be cut off.
+  void TellOpenEnd();
   /// The file can't be read on: tells so.
   bool TellFailure();
   FindingPlace Here(int64_t column = 0) const;
