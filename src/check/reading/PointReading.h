@@ -1,0 +1,14 @@
+// Object points with their measurements in a text: tie points of a project, points of a GCP file.
+#pragma once
+
+#include "check/reading/OrdinalCheck.h"
+#include "check/reading/SurveyText.h"
+#include "records/SurveyBlock.h"
+
+namespace orvo {
+
+/// Reads `pointNum` points and looks at what stands behind them. A measurement that can't be read or is on no
+/// image is left out, a point without coordinates too. False where the file ends before its counts.
+bool ReadSurveyPoints(SurveyText& text, int64_t pointNum, OrdinalCheck& ordinals, SurveyPoints& points);
+
+}  // namespace orvo
