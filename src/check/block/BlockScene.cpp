@@ -9,6 +9,27 @@ namespace orvo {
 namespace {
 
 constexpr size_t kSampleSize = 1000;
+constexpr double kWorthwhileBase = 0.1;  // of the distance; rays from one place meet anywhere
+
+template <typename Get>
+double QuantileOf(const std::vector<ScenePoint>& points, double share, const Get& get) {
+  std::vector<double> values;
+  values.reserve(points.size());
+  for (const ScenePoint& point : points) values.push_back(get(point));
+  return Quantile(values, share);
+}
+
+/// Root mean square of the smaller four fifths.
+double TrimmedRms(std::vector<double> values) {
+  if (values.empty()) return 0;
+  std::ranges::sort(values);
+  values.resize(std::max<size_t>(1, values.size() * 4 / 5));
+  double squares = 0;
+  for (const double value : values) squares += value * value;
+  return std::sqrt(squares / static_cast<double>(values.size()));
+}
+
+}  // namespace
 
 double LongestBase(std::span<const SightRay> rays) {
   double longest = 0;
@@ -21,26 +42,6 @@ double LongestBase(std::span<const SightRay> rays) {
   return longest;
 }
 
-template <typename Get>
-double QuantileOf(const std::vector<ScenePoint>& points, double share, const Get& get) {
-  std::vector<double> values;
-  values.reserve(points.size());
-  for (const ScenePoint& point : points) values.push_back(get(point));
-  return Quantile(values, share);
-}
-
-double TrimmedRms(const std::vector<ScenePoint>& points) {
-  std::vector<double> values;
-  for (const ScenePoint& point : points) values.push_back(point.Met.dRms);
-  std::ranges::sort(values);
-  values.resize(values.empty() ? 0 : std::max<size_t>(1, values.size() * 4 / 5));
-  double squares = 0;
-  for (const double value : values) squares += value * value;
-  return values.empty() ? 0 : std::sqrt(squares / static_cast<double>(values.size()));
-}
-
-}  // namespace
-
 double Quantile(std::vector<double>& values, double share) {
   if (values.empty()) return 0;
   const auto at = static_cast<size_t>(share * static_cast<double>(values.size() - 1));
@@ -50,22 +51,28 @@ double Quantile(std::vector<double>& values, double share) {
 
 BlockScene SampleScene(const SurveyBlock& block, const std::vector<bool>& usable, double objectScale) {
   BlockScene scene;
+  std::vector<double> depths, residuals, sigmas;
+  size_t worthwhile = 0, behind = 0;
   for (const size_t ordinal : EvenSample(block.Tie, kSampleSize)) {
     const auto rays = RaysOf(block, usable, block.Tie.Of(block.Tie.Points[ordinal]), objectScale);
     if (rays.size() < 2) continue;
     ++scene.nSampled;
     const auto met = IntersectLeastSquares(rays);
     if (!met) continue;
-    scene.Points.push_back({*met, met->dDepth != 0 ? LongestBase(rays) / std::fabs(met->dDepth) : 0});
+    const double base = met->dDepth != 0 ? LongestBase(rays) / std::fabs(met->dDepth) : 0;
+    scene.Points.push_back({*met, base});
+    residuals.push_back(met->dRms);
+    sigmas.push_back(met->dRms / rays.front().f * std::sqrt(met->nRays / (2.0 * met->nRays - 3)));
+    if (met->nBehind == 0) depths.push_back(met->dDepth);
+    if (base < kWorthwhileBase) continue;
+    ++worthwhile;
+    if (met->nBehind > 0) ++behind;
   }
   if (scene.Points.empty()) return scene;
-  std::vector<double> depths;
-  for (const ScenePoint& point : scene.Points) {
-    if (point.Met.nBehind == 0) depths.push_back(point.Met.dDepth);
-  }
   scene.dDepth = Quantile(depths, 0.5);
-  scene.dRms = TrimmedRms(scene.Points);
-  scene.dBehind = 1 - static_cast<double>(depths.size()) / static_cast<double>(scene.Points.size());
+  scene.dRms = TrimmedRms(residuals);
+  scene.dRaySigma = TrimmedRms(sigmas);
+  scene.dBehind = worthwhile > 0 ? static_cast<double>(behind) / static_cast<double>(worthwhile) : 0;
   scene.dBaseToHeight =
       QuantileOf(scene.Points, 0.5, [](const ScenePoint& point) { return point.dBaseToHeight; });
   for (size_t k = 0; k < 3; ++k) {

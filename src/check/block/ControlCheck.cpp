@@ -64,7 +64,10 @@ void TellHeightOffset(const BlockCheckInput& input, const FrameJudgement& judgem
 void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
                      double depth, Diagnosis& diagnosis) {
   const auto inGiven = Apply(judgement.Transform, pairs.Block);
-  const PointFaults faults = FindPointFaults(inGiven, pairs.Given, depth * judgement.Transform.fScale);
+  std::vector<double> expected = pairs.Expected;
+  for (double& value : expected) value *= judgement.Transform.fScale;
+  const PointFaults faults =
+      FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale);
   const auto point = [&](size_t pair) -> const SurveyPoint& {
     return input.Block.Control.Points[pairs.Points[pair]];
   };
@@ -160,7 +163,8 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
   if (input.Block.Control.Points.empty()) return;
   const std::vector<bool> usable = UsableImages(input.Block);
   const BlockScene scene = SampleScene(input.Block, usable, input.Settings.Object_Coor_Scale);
-  const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale);
+  const ControlPairs pairs =
+      PairControl(input.Block, usable, input.Settings.Object_Coor_Scale, scene.dRaySigma);
   TellSinglyMeasured(input, pairs, diagnosis);
   if (pairs.Points.empty() || !(scene.dDepth > 0)) return;
   if (LooksGeographic(pairs.Given)) {

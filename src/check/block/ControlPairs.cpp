@@ -1,10 +1,12 @@
 #include "check/block/ControlPairs.h"
 
+#include "check/block/BlockScene.h"
 #include "check/block/LeastSquaresIntersection.h"
 
 namespace orvo {
 
-ControlPairs PairControl(const SurveyBlock& block, const std::vector<bool>& usable, double objectScale) {
+ControlPairs PairControl(const SurveyBlock& block, const std::vector<bool>& usable, double objectScale,
+                         double raySigma) {
   ControlPairs pairs;
   for (size_t i = 0; i < block.Control.Points.size(); ++i) {
     const SurveyPoint& point = block.Control.Points[i];
@@ -18,6 +20,7 @@ ControlPairs PairControl(const SurveyBlock& block, const std::vector<bool>& usab
     pairs.Points.push_back(i);
     pairs.Block.push_back(met->P);
     pairs.Given.push_back(point.P);
+    pairs.Expected.push_back(raySigma * met->dDepth * met->dDepth / LongestBase(rays));
     if (point.nType != 1) continue;
     pairs.ControlInBlock.push_back(met->P);
     pairs.ControlGiven.push_back(point.P);

@@ -8,7 +8,7 @@
 namespace orvo {
 namespace {
 
-constexpr double kTimesUsual = 8, kOfDepth = 0.02, kTimesNearer = 5;
+constexpr double kTimesUsual = 12, kTimesExpected = 10, kOfDepth = 0.02, kTimesNearer = 5;
 constexpr size_t kMostCompared = 300;  // beyond, points are told without their partners
 
 double Distance(const Position3& a, const Position3& b) {
@@ -18,15 +18,16 @@ double Distance(const Position3& a, const Position3& b) {
 }  // namespace
 
 PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<const Position3> given,
-                            double depthInGiven) {
+                            std::span<const double> expected, double depthInGiven) {
   PointFaults faults;
   std::vector<double> distances = DistancesAfter({}, blockInGiven, given);
   std::vector<double> copy = distances;
   // The lower median: of four points, two may be exchanged.
-  const double limit = std::max(kTimesUsual * 1.5 * Quantile(copy, 0.5), kOfDepth * depthInGiven);
+  const double limit = std::max(kTimesUsual * Quantile(copy, 0.5), kOfDepth * depthInGiven);
   std::vector<size_t> far;
   for (size_t i = 0; i < distances.size(); ++i) {
-    if (distances[i] > limit) far.push_back(i);
+    const double own = i < expected.size() ? kTimesExpected * expected[i] : 0;
+    if (distances[i] > std::max(limit, own)) far.push_back(i);
   }
   const auto swapped = [&](size_t at, size_t place) {
     return kTimesNearer * Distance(blockInGiven[at], given[place]) < distances[at];

@@ -22,9 +22,10 @@ struct PointFaults {
   std::vector<Outlier> Outliers;
 };
 
-/// Points off their given place by more than 8 times the usual distance and 2 % of the depth, `block` being
-/// taken to the given frame; of these, pairs that lie five times nearer to each other's place.
+/// Points off their given place by more than 12 times the usual distance, 2 % of the depth and 10 times what
+/// is expected of the point (`expected`, empty for nothing); of these, pairs that lie five times nearer to
+/// each other's place. All in the given frame.
 PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<const Position3> given,
-                            double depthInGiven);
+                            std::span<const double> expected, double depthInGiven);
 
 }  // namespace orvo

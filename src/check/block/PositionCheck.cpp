@@ -47,7 +47,7 @@ void TellOutliers(const BlockCheckInput& input, const PositionPairing& positions
                   const FrameJudgement& judgement, double depth, Diagnosis& diagnosis) {
   const auto inGiven = Apply(judgement.Transform, positions.Block);
   const double scaled = depth * judgement.Transform.fScale;
-  const PointFaults faults = FindPointFaults(inGiven, positions.Given, scaled);
+  const PointFaults faults = FindPointFaults(inGiven, positions.Given, {}, scaled);
   const auto posOf = [&](size_t pair) -> const SurveyPos& {
     return input.Block.Pos[positions.Pairs[pair].nPos];
   };
@@ -102,7 +102,7 @@ std::optional<Rotation3> CheckFrame(const BlockCheckInput& input, const Position
 }
 
 bool ControlAgrees(const BlockCheckInput& input, const std::vector<bool>& usable, double depth) {
-  const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale);
+  const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale, 0);
   return JudgeFrame(pairs.Block, pairs.Given, depth).Kind == FrameKind::Same;
 }
 
