@@ -1,12 +1,14 @@
 #include "exchange/Forms.h"
 
-#include <array>
+#include "exchange/colmap/ColmapForm.h"
 
 namespace orvo::exchange {
 namespace {
 
 /// In the order of the help. A form's functions are declared in a header of its folder.
-constexpr std::array<Form, 0> kForms = {};
+constexpr Form kForms[] = {
+    {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
+};
 
 }  // namespace
 
