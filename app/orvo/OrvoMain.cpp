@@ -13,6 +13,9 @@ constexpr Command kCommands[] = {
     {"check", "Find what is wrong with the files of a block before it is adjusted", AddCheck},
     {"help", "Tell what a code of orvo check means", AddHelp},
     {"generate", "Generate a block with known truth, for tests and trials", AddGenerate},
+    {"import", "Make a block of another program's files", AddImport},
+    {"export", "Write a result in the form of another program", AddExport},
+    {"convert", "Bring a model from one form into another as it is", AddConvert},
 };
 
 /// Help and version are no errors; everything else that the parser throws is wrong usage.

@@ -1,0 +1,24 @@
+#include "exchange/Forms.h"
+
+#include "exchange/colmap/ColmapForm.h"
+
+namespace orvo::exchange {
+namespace {
+
+/// In the order of the help. A form's functions are declared in a header of its folder.
+constexpr Form kForms[] = {
+    {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
+};
+
+}  // namespace
+
+std::span<const Form> Forms() { return kForms; }
+
+const Form* FindForm(std::string_view name) {
+  for (const Form& form : Forms()) {
+    if (name == form.szName) return &form;
+  }
+  return nullptr;
+}
+
+}  // namespace orvo::exchange
