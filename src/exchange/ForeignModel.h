@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "exchange/ExchangeOptions.h"
 #include "exchange/PointStream.h"
 
 namespace orvo::exchange {
@@ -37,13 +38,25 @@ struct ForeignCamera {
   std::vector<double> Parameters;  ///< of the lens, in the order of LensModel
 };
 
-/// Images have R and S in the conventions of SurveyBlock; nCamera indexes Cameras.
+/// The frame that coordinates are in.
+struct ModelFrame {
+  FrameKind Kind = FrameKind::AsIs;
+  std::string szCrs;  ///< of the source, as PROJ knows it; empty: unknown
+  std::array<double, 3>
+      Origin{};  ///< of a topocentric frame: latitude, longitude in degrees, height in metres
+};
+
+/// Images have R and S in the conventions of SurveyBlock; nCamera indexes Cameras. szPath is the name that
+/// the program has, as it is: with blanks, without a folder.
 struct ForeignModel {
   std::string szForm;  ///< "colmap", "opensfm", "bundler", "bal"
   std::vector<ForeignCamera> Cameras;
   std::vector<SurveyImage> Images;
   /// Measurements in pixels off the image centre, x right, y up, as measured: nothing corrected.
   std::unique_ptr<PointStream> Points;
+  ModelFrame Frame;
+  std::string szPixelOrigin;       ///< of the program, in words
+  std::vector<std::string> Files;  ///< that were read, the first one first
 };
 
 }  // namespace orvo::exchange

@@ -1,0 +1,74 @@
+#include "exchange/WholeFiles.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "base/OutputFiles.h"
+#include "exchange/ExchangeFault.h"
+
+namespace orvo::exchange {
+namespace {
+
+bool AreOneFile(const std::string& first, const std::string& second) {
+  struct stat one {
+  }, other{};
+  return ::stat(first.c_str(), &one) == 0 && ::stat(second.c_str(), &other) == 0 &&
+         one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+[[noreturn]] void RefuseFault(const OutputFault& fault) {
+  Refuse(fault.szPath, 0, "cannot " + fault.szAction + " the file: " + fault.Reason(),
+         "Nothing was written; free room on the disk, or name another place with --out");
+}
+
+}  // namespace
+
+WholeFiles::WholeFiles(const std::string& folder, std::vector<std::string> inputs)
+    : szFolder(folder), Inputs(std::move(inputs)) {
+  while (szFolder.size() > 1 && szFolder.back() == '/') szFolder.pop_back();
+  std::error_code error;
+  std::filesystem::create_directories(szFolder, error);
+  if (error) {
+    Refuse(folder, 0, "the folder can't be made: " + error.message(), "Name another place with --out");
+  }
+  if (const std::string reason = Outputs.Begin(szFolder); !reason.empty()) {
+    Refuse(folder, 0, reason, "Name another place with --out");
+  }
+}
+
+std::string WholeFiles::FolderOf(const std::string& path) {
+  const std::string folder = std::filesystem::path(path).parent_path().string();
+  return folder.empty() ? "." : folder;
+}
+
+WholeFiles::~WholeFiles() {
+  if (!bCommitted) Outputs.End(OutputFate::Discard);
+}
+
+std::string WholeFiles::PathOf(const std::string& name) const { return szFolder + "/" + name; }
+
+void WholeFiles::RefuseInput(const std::string& path) const {
+  for (const std::string& input : Inputs) {
+    if (AreOneFile(path, input)) {
+      Refuse(path, 0, "this output is an input", "Name another place with --out");
+    }
+  }
+}
+
+void WholeFiles::Write(const std::string& name, const std::function<void(TextWriter& file)>& writer) {
+  const std::string path = PathOf(name);
+  RefuseInput(path);
+  TextWriter file;
+  if (!OpenOutput(Outputs, file, path)) RefuseFault(Outputs.Fault());
+  writer(file);
+  if (!CloseOutput(Outputs, file)) RefuseFault(Outputs.Fault());
+}
+
+void WholeFiles::Commit() {
+  bCommitted = true;
+  if (!Outputs.End(OutputFate::Add)) RefuseFault(Outputs.Fault());
+}
+
+}  // namespace orvo::exchange

@@ -1,0 +1,42 @@
+// The files of an import or export: all of them come in place, or none.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/OutputFolder.h"
+#include "base/TextWriter.h"
+
+namespace orvo::exchange {
+
+/// Files of one folder. What was there under other names stays. Throws ExchangeFault.
+class WholeFiles {
+ public:
+  /// Makes the folder where it is missing. `inputs`: files that may not be written over.
+  WholeFiles(const std::string& folder, std::vector<std::string> inputs);
+  /// For one file, or several beside it: the folder of `path`.
+  static std::string FolderOf(const std::string& path);
+  /// Without Commit nothing is left.
+  ~WholeFiles();
+  WholeFiles(const WholeFiles&) = delete;
+  WholeFiles& operator=(const WholeFiles&) = delete;
+
+  const std::string& Folder() const { return szFolder; }
+  /// The final path of a file of this name.
+  std::string PathOf(const std::string& name) const;
+  /// Writes a file of the folder.
+  void Write(const std::string& name, const std::function<void(TextWriter& file)>& writer);
+  /// Puts everything in place.
+  void Commit();
+
+ private:
+  void RefuseInput(const std::string& path) const;
+
+  std::string szFolder;
+  std::vector<std::string> Inputs;
+  OutputFolder Outputs;
+  bool bCommitted = false;
+};
+
+}  // namespace orvo::exchange
