@@ -1,0 +1,170 @@
+#include "check/reading/HeadReading.h"
+
+#include <algorithm>
+
+#include "base/Scan.h"
+#include "block/ProjectText.h"
+#include "check/StrictLines.h"
+
+namespace orvo {
+namespace {
+
+using enum FieldKind;
+
+constexpr FieldSpec kCountFields[] = {
+    {Integer, "the number of images"}, {Integer, "the number of cameras"}, {Integer, "the number of points"}};
+constexpr FieldSpec kCameraFields[] = {{Integer, "the camera ID"},
+                                       {Integer, "the image width"},
+                                       {Integer, "the image height"},
+                                       {Real, "the reserved field 4"},
+                                       {Real, "the focal length"},
+                                       {Real, "x0"},
+                                       {Real, "y0"},
+                                       {Real, "the reserved field 8"},
+                                       {Real, "k1"},
+                                       {Real, "k2"}};
+/// The distortion may be missing.
+constexpr size_t kCameraNeeds = 8;
+constexpr FieldSpec kIdFields[] = {{Integer, "the image ID"}, {Integer, "the camera ordinal"}};
+constexpr FieldSpec kMatrixFields[] = {{Real, "a1"}, {Real, "a2"}, {Real, "a3"}, {Real, "b1"}, {Real, "b2"},
+                                       {Real, "b3"}, {Real, "c1"}, {Real, "c2"}, {Real, "c3"}};
+constexpr FieldSpec kCentreFields[] = {{Real, "X"}, {Real, "Y"}, {Real, "Z"}};
+constexpr size_t kLongestName = sizeof(ImageBlock::szName) - 1;
+
+/// Reads the fields of a line, which are told where they are not as they should be. False where the line is
+/// another one: it has so few fields that it can't be meant.
+template <typename Take>
+bool TakeFields(SurveyText& text, std::string_view line, std::span<const FieldSpec> specs, size_t needed,
+                int64_t fewest, const char* kind, const Take& take) {
+  FieldScanner fields(line);
+  if (take(fields) && fields.NumbersAreWhole()) return true;
+  const LineFields looked = LookAtFields(line, specs, needed);
+  if (looked.nFieldNum < fewest) {
+    text.Tell("S013", 1, Quoted(line) + " is not " + kind,
+              RemedyOfLine(line, "Look for a missing or doubled line before it, or correct the counts"));
+    return false;
+  }
+  text.Tell(looked);
+  FieldScanner repaired(looked.szRepaired);
+  take(repaired);
+  return true;
+}
+
+bool ReadCounts(SurveyText& text, bool withPoints, int32_t& images, int32_t& cameras, int64_t& points) {
+  const std::string remedy = withPoints ? "The first line holds the numbers of images, cameras and points"
+                                        : "The first line of an .ovc holds the numbers of images and cameras";
+  std::string_view line;
+  if (!text.Next(line)) {
+    text.TellEnd("the file is empty");
+    return false;
+  }
+  FieldScanner fields(line);
+  fields.Int(images);
+  fields.Int(cameras);
+  if (withPoints) fields.Int(points);
+  if (!fields.NumbersAreWhole()) {
+    const LineFields looked = LookAtFields(line, kCountFields, withPoints ? 3 : 2);
+    text.Tell("S014", looked.Faults.empty() ? 1 : looked.Faults[0].nColumn,
+              Quoted(line) + " are not the counts of a project", RemedyOfLine(line, remedy.c_str()));
+    return false;
+  }
+  if (images >= 1 && cameras >= 1 && points >= 0) return true;
+  text.Tell("S014", 1,
+            "the project has " + std::to_string(images) + " images, " + std::to_string(cameras) +
+                " cameras and " + std::to_string(points) + " points",
+            remedy + "; it needs an image and a camera");
+  return false;
+}
+
+bool ReadCamera(SurveyText& text, int32_t ordinal, int32_t count, SurveyCamera& camera) {
+  std::string_view line;
+  if (!text.NextMeant(line)) {
+    text.TellEnd("the file ends before camera " + std::to_string(ordinal) + " of " + std::to_string(count));
+    return false;
+  }
+  camera.nLine = text.LineNumber();
+  const auto take = [&](FieldScanner& fields) {
+    double reserved = 0;
+    const bool needed = fields.Int(camera.nId) && fields.Int(camera.nWidth) && fields.Int(camera.nHeight) &&
+                        fields.Real(reserved) && fields.Real(camera.dFocal) && fields.Real(camera.dX0) &&
+                        fields.Real(camera.dY0) && fields.Real(reserved);
+    const bool whole = needed && fields.NumbersAreWhole();
+    return fields.Real(camera.dK1) && fields.Real(camera.dK2) && whole;
+  };
+  return TakeFields(text, line, kCameraFields, kCameraNeeds, 6, "a camera line", take);
+}
+
+/// Line of the four of an image; false at the end of the file.
+bool NextOfImage(SurveyText& text, int32_t ordinal, int32_t count, std::string_view& line) {
+  if (text.NextMeant(line)) return true;
+  text.TellEnd("the file ends in image " + std::to_string(ordinal) + " of " + std::to_string(count));
+  return false;
+}
+
+void TakePath(SurveyText& text, std::string_view line, SurveyImage& image) {
+  std::string_view path;
+  FieldScanner(line).Word(path);
+  image.szPath = path;
+  char name[sizeof(ImageBlock::szName)];
+  ImageNameOfPath(path, name);
+  image.szName = name;
+  const size_t separator = path.find_last_of(path.find('\\') == std::string_view::npos ? '/' : '\\');
+  if (separator == std::string_view::npos) return;
+  const std::string_view file = path.substr(separator + 1);
+  if (file.substr(0, file.rfind('.')).size() <= kLongestName) return;
+  text.Tell("S005", static_cast<int64_t>(file.data() - line.data()) + 1,
+            "the name of image " + Quoted(image.szName) + " is longer than " + std::to_string(kLongestName) +
+                " bytes",
+            "It is cut there: shorten it");
+}
+
+bool ReadImage(SurveyText& text, int32_t ordinal, int32_t count, SurveyImage& image) {
+  std::string_view line;
+  if (!NextOfImage(text, ordinal, count, line)) return false;
+  image.nLine = text.LineNumber();
+  const auto takeIds = [&](FieldScanner& f) { return f.Int(image.nId) && f.Int(image.nCamera); };
+  if (!TakeFields(text, line, kIdFields, 2, 1, "the first line of an image", takeIds)) return false;
+  if (image.nId < 0)
+    text.Tell("S016", 1, "the image ID " + std::to_string(image.nId) + " is negative, which ends a run",
+              "Number images from 0 or above");
+  if (!NextOfImage(text, ordinal, count, line)) return false;
+  TakePath(text, line, image);
+  if (!NextOfImage(text, ordinal, count, line)) return false;
+  const auto takeMatrix = [&](FieldScanner& f) {
+    return std::ranges::all_of(image.R, [&](double& value) { return f.Real(value); });
+  };
+  if (!TakeFields(text, line, kMatrixFields, 9, 7, "the rotation matrix of an image", takeMatrix))
+    return false;
+  if (!NextOfImage(text, ordinal, count, line)) return false;
+  const auto takeCentre = [&](FieldScanner& f) {
+    return std::ranges::all_of(image.S, [&](double& value) { return f.Real(value); });
+  };
+  return TakeFields(text, line, kCentreFields, 3, 2, "the position of an image", takeCentre);
+}
+
+/// How many records a file of that size may hold, as far as one is ever made at once.
+size_t RoomFor(int64_t count, int64_t bytes, int64_t bytesOfOne) {
+  return static_cast<size_t>(std::min(count, bytes / bytesOfOne + 1));
+}
+
+}  // namespace
+
+bool ReadSurveyHead(SurveyText& text, bool withPoints, SurveyBlock& block, SurveyHead& head) {
+  int32_t images = 0, cameras = 0;
+  if (!ReadCounts(text, withPoints, images, cameras, head.nPointNum)) return false;
+  block.Cameras.reserve(RoomFor(cameras, text.FileBytes(), 40));
+  for (int32_t c = 0; c < cameras; ++c) {
+    SurveyCamera camera;
+    if (!ReadCamera(text, c, cameras, camera)) return false;
+    block.Cameras.push_back(camera);
+  }
+  block.Images.reserve(RoomFor(images, text.FileBytes(), 80));
+  for (int32_t i = 0; i < images; ++i) {
+    SurveyImage image;
+    if (!ReadImage(text, i, images, image)) return false;
+    block.Images.push_back(std::move(image));
+  }
+  return true;
+}
+
+}  // namespace orvo

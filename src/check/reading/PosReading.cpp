@@ -1,0 +1,83 @@
+#include "check/reading/PosReading.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/Scan.h"
+#include "check/StrictLines.h"
+
+namespace orvo {
+namespace {
+
+using enum FieldKind;
+
+constexpr FieldSpec kFields[] = {
+    {Word, "the name"}, {Real, "X"},   {Real, "Y"},     {Real, "Z"},
+    {Real, "omega"},    {Real, "phi"}, {Real, "kappa"}, {Integer, "the strip ID"}};
+
+bool Take(std::string_view line, int64_t fieldNum, SurveyPos& pos) {
+  FieldScanner fields(line);
+  std::string_view name;
+  fields.Word(name);
+  pos.szName = name;
+  double* const values[] = {&pos.S[0], &pos.S[1], &pos.S[2], &pos.dOmega, &pos.dPhi, &pos.dKappa};
+  bool all = true;
+  for (int64_t i = 1; i < std::min<int64_t>(fieldNum, 7); ++i) all &= fields.Real(*values[i - 1]);
+  if (fieldNum >= 8) all &= fields.Int(pos.nStrip);
+  return all && fields.NumbersAreWhole();
+}
+
+bool IsFinite(const SurveyPos& pos) {
+  return std::isfinite(pos.S[0]) && std::isfinite(pos.S[1]) && std::isfinite(pos.S[2]) &&
+         std::isfinite(pos.dOmega) && std::isfinite(pos.dPhi) && std::isfinite(pos.dKappa);
+}
+
+/// How many fields the lines have to have, by the first of them: with position, angles, or strip.
+int64_t FieldsOfForm(std::string_view line) {
+  const int64_t count = CountFields(line, 8);
+  return count == 4 || count == 7 ? count : 8;
+}
+
+void TakeLine(SurveyText& text, std::string_view line, int64_t needed, std::vector<SurveyPos>& lines) {
+  SurveyPos pos;
+  pos.nStrip = -1;
+  pos.nLine = text.LineNumber();
+  if (CountFields(line, needed) < needed || !Take(line, needed, pos)) {
+    const LineFields looked = LookAtFields(line, kFields, static_cast<size_t>(needed));
+    text.Tell(looked);
+    if (!looked.bUsable || !Take(looked.szRepaired, needed, pos)) return;
+  }
+  if (!IsFinite(pos)) {
+    text.Tell("S019", 1, "the line of " + Quoted(pos.szName) + " holds a number that is not finite",
+              "It is passed over: leave out the line of an image without a fix");
+    return;
+  }
+  lines.push_back(std::move(pos));
+}
+
+}  // namespace
+
+void ReadSurveyPos(SurveyText& text, std::vector<SurveyPos>& lines) {
+  std::string_view line;
+  int64_t needed = 0;
+  while (text.Next(line)) {
+    const std::string_view trimmed = Trimmed(line);
+    if (trimmed.empty()) continue;
+    if (text.IsComment(line)) {
+      text.TellNotMeant(line);
+      continue;
+    }
+    if (needed == 0) {
+      needed = FieldsOfForm(line);
+      if (needed < 8)
+        text.Tell(
+            "S021", 1, needed == 4 ? "the lines hold neither angles nor strips" : "the lines hold no strips",
+            "All images are one group then: write name, X, Y, Z, omega, phi, kappa and strip ID, with 0 "
+            "for angles that are not known");
+    }
+    TakeLine(text, line, needed, lines);
+  }
+  text.TellFailure();
+}
+
+}  // namespace orvo

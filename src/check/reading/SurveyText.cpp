@@ -1,0 +1,144 @@
+#include "check/reading/SurveyText.h"
+
+#include <utility>
+
+#include "check/StrictLines.h"
+
+namespace orvo {
+namespace {
+
+constexpr size_t kLongestLine = TextReader::kMaxLine - 1;
+
+}  // namespace
+
+SurveyText::SurveyText(const std::string& path, Diagnosis& diagnosis) : Result(diagnosis) {
+  bReadable = File.Open(path);
+  if (!bReadable) {
+    const std::string reason = File.Failed() ? File.Fault().szReason : "there is no such file";
+    Result.Add("S001", {path}, "the file can't be read: " + reason, "Check its path and permissions");
+    return;
+  }
+  LookAtStart();
+}
+
+void SurveyText::LookAtStart() {
+  InputFile bytes;
+  char start[3] = {};
+  if (!bytes.Open(Path())) return;
+  const auto got = static_cast<size_t>(bytes.ReadAt(0, start, sizeof start));
+  const std::string_view head(start, got);
+  if (head.starts_with("\xFF\xFE") || head.starts_with("\xFE\xFF")) {
+    Result.Add("S003", {Path(), 1, 1}, "the file is UTF-16 text", "Save it as plain text, or as UTF-8");
+    bReadable = false;
+  } else if (head == "\xEF\xBB\xBF") {
+    Result.Add("S002", {Path(), 1, 1}, "the file begins with a byte order mark, which is passed over",
+               "Save it without one for programs that take it for a part of the first field");
+  }
+}
+
+bool SurveyText::Next(std::string_view& line) {
+  if (std::exchange(bAgain, false)) {
+    line = Line;
+    return true;
+  }
+  Release();
+  line = Line = {};
+  if (!File.Next(line)) return false;
+  ++nLine;
+  bBrokenLine = false;
+  LookAtLine(line);
+  Line = line;
+  return true;
+}
+
+void SurveyText::LookAtLine(std::string_view& line) {
+  const size_t nul = line.find('\0');
+  if (!File.LineEnded()) {
+    szLongLine = line.substr(0, kLongestLine);
+    std::string_view more;
+    while (!File.LineEnded() && File.Next(more)) {
+    }
+    line = szLongLine;
+    Tell("S004", static_cast<int64_t>(kLongestLine) + 1,
+         "the line is longer than " + std::to_string(kLongestLine) + " characters",
+         "Longer lines are read as several: shorten it");
+    bBrokenLine = true;
+  }
+  if (nul != std::string_view::npos) {
+    Tell("S003", static_cast<int64_t>(nul) + 1, "the line holds a zero byte",
+         "The file is no plain text, or was damaged: copy or write it anew");
+    bBrokenLine = true;
+  }
+}
+
+bool SurveyText::NextMeant(std::string_view& line) {
+  while (Next(line)) {
+    if (!TellNotMeant(line)) return true;
+  }
+  return false;
+}
+
+bool SurveyText::IsComment(std::string_view line) {
+  const std::string_view text = Trimmed(line);
+  return text.starts_with('#') || text.starts_with('%') || text.starts_with('*') || text.starts_with("//");
+}
+
+bool SurveyText::TellNotMeant(std::string_view line) {
+  const std::string_view text = Trimmed(line);
+  if (text.empty()) {
+    Tell("S010", 1, "the line is empty", "Remove the empty line");
+    return true;
+  }
+  if (!IsComment(text)) return false;
+  Tell("S010", static_cast<int64_t>(text.data() - line.data()) + 1, "comments are not known here",
+       "Remove the line");
+  return true;
+}
+
+FindingPlace SurveyText::Here(int64_t column) const { return {Path(), nLine, column}; }
+
+void SurveyText::Tell(const char* code, int64_t column, std::string what, std::string remedy) {
+  if (!bBrokenLine) vHeld.push_back({code, Here(column), std::move(what), std::move(remedy)});
+}
+
+void SurveyText::Tell(const LineFields& looked) {
+  for (const FieldFault& fault : looked.Faults)
+    Tell(fault.szCode, fault.nColumn, fault.szWhat, fault.szRemedy);
+}
+
+void SurveyText::TellEnd(std::string what) {
+  vHeld.clear();
+  if (TellFailure()) return;
+  Result.Add("S011", {Path(), nLine}, std::move(what),
+             "Where it was cut off, copy it anew; else correct the counts in it");
+}
+
+bool SurveyText::TellFailure() {
+  if (!File.Failed()) return false;
+  Result.Add("S001", {Path(), nLine}, "the file can't be read on: " + File.Fault().szReason, "Copy it anew");
+  return true;
+}
+
+void SurveyText::TellRest(const std::string& behind, const std::string& remedy, bool inStep) {
+  std::string_view line;
+  bool told = false;
+  while (Next(line)) {
+    const std::string_view text = Trimmed(line);
+    if (told || !inStep || text.empty()) continue;
+    told = true;
+    Tell("S012", static_cast<int64_t>(text.data() - line.data()) + 1, Quoted(line) + behind, remedy);
+    bBrokenLine = true;
+  }
+  Release();
+  if (TellFailure() || told || FileBytes() == 0) return;
+  if (const auto open = NoteOpenEnd(Path()))
+    Result.Add("S015", {Path(), nLine}, open->szWhat, open->szRemedy);
+}
+
+void SurveyText::Release() {
+  for (Held& held : vHeld)
+    Result.Add(held.szCode, std::move(held.Place), std::move(held.szWhat), std::move(held.szRemedy));
+  vHeld.clear();
+}
+
+}  // namespace orvo

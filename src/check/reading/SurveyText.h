@@ -1,0 +1,76 @@
+// A text file of a survey block line by line, with what is wrong with each.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/TextReader.h"
+#include "check/Diagnosis.h"
+#include "check/reading/LineFields.h"
+
+namespace orvo {
+
+/// What can't be of one line, for it is kept until the next line is there: the last line of a file that was
+/// cut off has no fault of its own.
+class SurveyText {
+ public:
+  /// Opens the file and looks at its first bytes; what keeps it from being read goes into the diagnosis.
+  SurveyText(const std::string& path, Diagnosis& diagnosis);
+  ~SurveyText() { Release(); }
+  SurveyText(const SurveyText&) = delete;
+  SurveyText& operator=(const SurveyText&) = delete;
+
+  bool IsReadable() const { return bReadable; }
+  /// The next line, of which no more than 510 characters; false at the end of the file.
+  bool Next(std::string_view& line);
+  /// The next line that is neither blank nor a comment; those are told.
+  bool NextMeant(std::string_view& line);
+  static bool IsComment(std::string_view line);
+  /// True for a line that is blank or a comment, which it tells.
+  bool TellNotMeant(std::string_view line);
+  /// Next hands the line that came last out again, once.
+  void Unread() { bAgain = true; }
+  /// From 1.
+  int64_t LineNumber() const { return nLine; }
+  int64_t FileBytes() const { return File.Size(); }
+  /// Bytes up to the end of the line that came last.
+  int64_t BytesRead() const { return File.Tell(); }
+  const std::string& Path() const { return File.Path(); }
+
+  /// A finding at the line that came last, unless that line is broken as a whole.
+  void Tell(const char* code, int64_t column, std::string what, std::string remedy);
+  /// Tells what LookAtFields found.
+  void Tell(const LineFields& looked);
+  /// The file ends too early: what its last line has is put down to that.
+  void TellEnd(std::string what);
+  /// Tells what follows where the file should have ended, and whether its last line has an end.
+  void TellRest(const std::string& behind, const std::string& remedy, bool inStep);
+  /// The file can't be read on: tells so.
+  bool TellFailure();
+  FindingPlace Here(int64_t column = 0) const;
+  Diagnosis& Found() { return Result; }
+
+ private:
+  void LookAtStart();
+  void LookAtLine(std::string_view& line);
+  void Release();
+
+  struct Held {
+    const char* szCode;
+    FindingPlace Place;
+    std::string szWhat, szRemedy;
+  };
+  TextReader File;
+  Diagnosis& Result;
+  bool bReadable = false;
+  bool bAgain = false;
+  bool bBrokenLine = false;  ///< the line that came last has been told as a whole
+  int64_t nLine = 0;
+  std::string_view Line;
+  std::string szLongLine;
+  std::vector<Held> vHeld;
+};
+
+}  // namespace orvo
