@@ -1,6 +1,7 @@
 #include "exchange/Forms.h"
 
 #include "exchange/colmap/ColmapForm.h"
+#include "exchange/opensfm/OpenSfm.h"
 
 namespace orvo::exchange {
 namespace {
@@ -8,6 +9,8 @@ namespace {
 /// In the order of the help. A form's functions are declared in a header of its folder.
 constexpr Form kForms[] = {
     {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
+    {"opensfm", "reconstruction.json, or the folder that holds it, with tracks.csv",
+     "folder: reconstruction.json and tracks.csv", ReadOpenSfm, WriteOpenSfm},
 };
 
 }  // namespace
