@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "exchange/crs/FrameKind.h"
+
 namespace orvo::exchange {
 
 /// What becomes of a camera's distortion on its way into a project.
@@ -16,8 +18,6 @@ enum class DistortionMode {
 const char* NameOf(DistortionMode mode);
 std::optional<DistortionMode> DistortionModeOf(const std::string& name);
 
-/// The frame that coordinates of a coordinate system come into.
-enum class FrameKind { AsIs, Projected, Topocentric };
 const char* NameOf(FrameKind kind);
 std::optional<FrameKind> FrameKindOf(const std::string& name);
 

@@ -4,41 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <numbers>
 
+#include "exchange/Angles.h"
 #include "exchange/VerticalBlock.h"
 #include "exchange/WrittenText.h"
-#include "exchange/views/Angles.h"
 #include "exchange/views/CameraFile.h"
-#include "geometry/camera/Rotation.h"
 
 namespace orvo::test {
 namespace {
 
 using namespace exchange;
-
-constexpr double kDegree = std::numbers::pi / 180;
-
-TEST(Angles, AgreeWithTheStandardOnes) {
-  // Rx(2) Ry(3) Rz(45) degrees by hand.
-  const double o = 2 * kDegree, p = 3 * kDegree, k = 45 * kDegree;
-  const std::array<double, 9> R = {std::cos(p) * std::cos(k),
-                                   -std::cos(p) * std::sin(k),
-                                   std::sin(p),
-                                   std::cos(o) * std::sin(k) + std::sin(o) * std::sin(p) * std::cos(k),
-                                   std::cos(o) * std::cos(k) - std::sin(o) * std::sin(p) * std::sin(k),
-                                   -std::sin(o) * std::cos(p),
-                                   std::sin(o) * std::sin(k) - std::cos(o) * std::sin(p) * std::cos(k),
-                                   std::sin(o) * std::cos(k) + std::cos(o) * std::sin(p) * std::sin(k),
-                                   std::cos(o) * std::cos(p)};
-  const AngleSystems a = AnglesOf(R);
-  EXPECT_NEAR(a.dOmega, 2, 1e-12);
-  EXPECT_NEAR(a.dPhi, 3, 1e-12);
-  EXPECT_NEAR(a.dKappa, 45, 1e-12);
-  EXPECT_NEAR(a.dOrvoPhi, -3.001825, 1e-6);
-  EXPECT_NEAR(a.dOrvoOmega, 1.997258, 1e-6);
-  EXPECT_NEAR(a.dOrvoKappa, 45.104714, 1e-6);
-}
 
 TEST(Tables, FieldsAreQuotedWhereTheyHaveTo) {
   struct Case {
@@ -73,7 +48,8 @@ class TwoImages : public ::testing::Test {
     Block.Images.push_back(Block.Images[0]);
     Block.Images.back().szName = "left, too";
     Block.Images.back().nCamera = 0;
-    ComputeRotationMatrix(0, 0, 30 * kDegree, Block.Images.back().R.data());
+    // Standard omega, phi, kappa of 2, 3, 45 degrees.
+    Block.Images.back().R = RotationOfDegrees(AngleSystem::Standard, {2, 3, 45});
   }
   SurveyBlock Block;
 };
@@ -88,7 +64,7 @@ TEST_F(TwoImages, Orientations) {
       "IMG_101,images/IMG_101.jpg,0,200.000000,0.000000,1050.000000,"
       "0.000000000,0.000000000,0.000000000,0.000000000,0.000000000,0.000000000,2,0.0000,0.3536\n"
       "\"left, too\",images/IMG_100.jpg,0,0.000000,0.000000,1050.000000,"
-      "0.000000000,0.000000000,30.000000000,0.000000000,0.000000000,30.000000000,0,,\n");
+      "-3.001825289,1.997257958,45.104714330,2.000000000,3.000000000,45.000000000,0,,\n");
 }
 
 TEST_F(TwoImages, PointsAndControl) {

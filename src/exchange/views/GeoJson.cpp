@@ -4,7 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "exchange/views/Angles.h"
+#include "exchange/Angles.h"
 #include "exchange/views/Footprint.h"
 
 namespace orvo::exchange {
@@ -75,15 +75,15 @@ void AddImages(const ViewBlock& view, const ToGeographic& toGeographic, Features
   const auto ground = GroundHeights(block, block.Tie, view.Tie);
   for (size_t k = 0; k < block.Images.size(); ++k) {
     const SurveyImage& image = block.Images[k];
-    const AngleSystems angles = AnglesOf(image.R);
+    const auto [omega, phi, kappa] = DegreesOf(AngleSystem::Standard, image.R);
     const Json name = image.szName.empty() ? image.szPath : image.szName;
     features.Add(PointGeometry(toGeographic(image.S)), {{"kind", "centre"},
                                                         {"image", name},
                                                         {"path", image.szPath},
                                                         {"camera", image.nCamera},
-                                                        {"omega", RoundedTo(angles.dOmega, 1e6)},
-                                                        {"phi", RoundedTo(angles.dPhi, 1e6)},
-                                                        {"kappa", RoundedTo(angles.dKappa, 1e6)}});
+                                                        {"omega", RoundedTo(omega, 1e6)},
+                                                        {"phi", RoundedTo(phi, 1e6)},
+                                                        {"kappa", RoundedTo(kappa, 1e6)}});
     const Polygon footprint = ground ? FootprintOf(block, image, (*ground)[k]) : Polygon();
     if (footprint.empty()) continue;
     Polygon degrees;

@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <iterator>
 
-#include "exchange/views/Angles.h"
+#include "exchange/Angles.h"
 
 namespace orvo::exchange {
 namespace {
@@ -131,11 +131,12 @@ void WriteOrientations(const ViewBlock& view, TextWriter& file) {
   Lines lines(file);
   for (size_t k = 0; k < block.Images.size(); ++k) {
     const SurveyImage& image = block.Images[k];
-    const AngleSystems a = AnglesOf(image.R);
+    const auto [omega, phi, kappa] = DegreesOf(AngleSystem::Standard, image.R);
+    const auto [orvoOmega, orvoPhi, orvoKappa] = DegreesOf(AngleSystem::Orvo, image.R);
     const ImageResiduals& sums = ofImage[k];
     lines.Text(NameOf(image)).Text(image.szPath).Whole(image.nCamera);
     lines.Fixed(6, {image.S[0], image.S[1], image.S[2]});
-    lines.Fixed(9, {a.dOrvoPhi, a.dOrvoOmega, a.dOrvoKappa, a.dOmega, a.dPhi, a.dKappa});
+    lines.Fixed(9, {orvoPhi, orvoOmega, orvoKappa, omega, phi, kappa});
     lines.Whole(sums.nMeasurements);
     const auto count = static_cast<double>(sums.nMeasurements);
     if (sums.nMeasurements > 0) {
