@@ -11,6 +11,9 @@ namespace {
 constexpr Command kCommands[] = {
     {"adjust", "Adjust a block: orientations, cameras and points from its measurements", AddAdjust},
     {"generate", "Generate a block with known truth, for tests and trials", AddGenerate},
+    {"import", "Make a block of another program's files", AddImport},
+    {"export", "Write a result in the form of another program", AddExport},
+    {"convert", "Bring a model from one form into another as it is", AddConvert},
 };
 
 /// Help and version are no errors; everything else that the parser throws is wrong usage.

@@ -8,18 +8,25 @@
 
 namespace orvo::exchange {
 
-/// A block to be exported or told about. Points of results come from OrvoResult.ovt, or where the result has
-/// none from the project, intersected from the resulting orientations.
+/// A block to be exported or told about.
 struct ResultBlock {
-  SurveyFiles Files;
-  SurveyBlock Block;
+  SurveyFiles Files;     ///< that were read
+  SurveyBlock Block;     ///< cameras and images of the result
   bool bResult = false;  ///< from a result folder
+  std::string szOrigin;  ///< the project that a result comes from; of a project itself; empty: not known
 };
 
 /// `path`: a result folder (or OrvoResult.ovc in one), or a project. `project`: the project that a result
-/// comes from, needed where the folder has no OrvoResult.ovt; empty to find it by the log. Throws
-/// ExchangeFault.
+/// comes from; empty: the one text project beside the result folder that has its images, where the folder has
+/// no OrvoResult.ovt. Tie points of a result are intersected anew from its orientations, by plain least
+/// squares; those that don't meet keep their coordinates. Throws ExchangeFault, also for what ReadSurvey
+/// calls an error.
 ResultBlock ReadResult(const std::string& path, const std::string& project = {}, const std::string& gcp = {},
                        const std::string& pos = {});
+
+/// Cameras and images of an .ovc, or of the head of a text project.
+SurveyBlock ReadHeadOnly(const std::string& path);
+/// The same images, by their paths, in the same order.
+bool HaveSameImages(const SurveyBlock& one, const SurveyBlock& other);
 
 }  // namespace orvo::exchange

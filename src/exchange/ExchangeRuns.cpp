@@ -1,0 +1,35 @@
+// Imports, exports and conversions of any form.
+#include "base/PrintableName.h"
+#include "exchange/ExchangeFault.h"
+#include "exchange/Forms.h"
+
+namespace orvo::exchange {
+
+void ImportForm(const ImportOptions& options, ExchangeLog& log) {
+  const Form* form = FindForm(options.szForm);
+  if (form != nullptr && form->Import != nullptr) return form->Import(options, log);
+  Refuse("", 0, "there is no import from " + PrintableName(options.szForm), "See orvo import --help");
+}
+
+void ExportForm(const ExportOptions& options, ExchangeLog& log) {
+  const Form* form = FindForm(options.szForm);
+  if (form == nullptr || form->Export == nullptr) {
+    Refuse("", 0, "there is no export into " + PrintableName(options.szForm), "See orvo export --help");
+  }
+  form->Export(ReadResult(options.szResult, options.szProject, options.szGcp, options.szPos), options, log);
+}
+
+void ConvertForm(const ImportOptions& from, const ExportOptions& to, ExchangeLog& log) {
+  const Form* source = FindForm(from.szForm);
+  const Form* target = FindForm(to.szForm);
+  if (source == nullptr || target == nullptr || source->ReadModel == nullptr) {
+    Refuse("", 0, "there is no way from " + PrintableName(from.szForm) + " to " + PrintableName(to.szForm),
+           "See orvo convert --help");
+  }
+  ForeignModel model = source->ReadModel(from, log);
+  if (target->WriteModel != nullptr) return target->WriteModel(model, to, log);
+  Refuse("", 0, "there is no way from " + PrintableName(from.szForm) + " to " + PrintableName(to.szForm),
+         "See orvo convert --help");
+}
+
+}  // namespace orvo::exchange

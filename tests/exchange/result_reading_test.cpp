@@ -1,0 +1,82 @@
+#include "exchange/ResultReading.h"
+
+#include <gtest/gtest.h>
+
+#include "exchange/ExchangeFault.h"
+#include "support/TestFiles.h"
+
+namespace orvo::exchange {
+namespace {
+
+using test::ScratchFolder;
+using test::WriteFile;
+
+constexpr char kHead[] =
+    "2 1 1\n0 4000 3000 0 5000 0 0 0 0 0\n"
+    "1 0\na/left.jpg\n1 0 0 0 1 0 0 0 1\n0 0 1000\n"
+    "2 0\na/right.jpg\n1 0 0 0 1 0 0 0 1\n200 0 1000\n";
+constexpr char kPoint[] = "T1 90 3 3 0\n2\n0 500 0\n1 -500 0\n";
+
+/// The result of a text project: the right image has moved.
+std::string MovedHead() {
+  std::string head = kHead;
+  head.replace(head.find("200 0 1000"), 10, "400 0 1000");
+  return head;
+}
+
+std::string FaultOf(const std::string& path, const std::string& project = {}) {
+  try {
+    ReadResult(path, project);
+  } catch (const ExchangeFault& fault) {
+    return fault.What.szWhat;
+  }
+  return "";
+}
+
+TEST(ResultReading, AProjectIsAsItStands) {
+  const ScratchFolder scratch;
+  WriteFile(scratch / "b.prj", std::string(kHead) + kPoint);
+  const ResultBlock result = ReadResult(scratch / "b.prj");
+  EXPECT_FALSE(result.bResult);
+  EXPECT_EQ(result.szOrigin, scratch / "b.prj");
+  ASSERT_EQ(result.Block.Tie.Points.size(), 1u);
+  EXPECT_EQ(result.Block.Tie.Points[0].P, (std::array<double, 3>{90, 3, 3}));
+}
+
+TEST(ResultReading, AResultWithoutPointsTakesThoseOfTheProjectBeside) {
+  const ScratchFolder scratch;
+  WriteFile(scratch / "b.prj", std::string(kHead) + kPoint);
+  std::filesystem::create_directory(scratch / "out");
+  WriteFile(scratch / "out/OrvoResult.ovc", MovedHead());
+  for (const char* path : {"out", "out/OrvoResult.ovc"}) {
+    const ResultBlock result = ReadResult(scratch / path);
+    EXPECT_TRUE(result.bResult);
+    EXPECT_EQ(std::filesystem::path(result.szOrigin).filename(), "b.prj");
+    ASSERT_EQ(result.Block.Tie.Points.size(), 1u);
+    // With twice the base the rays meet 2000 m below.
+    EXPECT_NEAR(result.Block.Tie.Points[0].P[0], 200, 1e-8);
+    EXPECT_NEAR(result.Block.Tie.Points[0].P[1], 0, 1e-8);
+    EXPECT_NEAR(result.Block.Tie.Points[0].P[2], -1000, 1e-8);
+  }
+}
+
+TEST(ResultReading, RefusesWhatIsNoResult) {
+  const ScratchFolder scratch;
+  std::filesystem::create_directory(scratch / "out");
+  EXPECT_EQ(FaultOf(scratch / "out"), "the folder has no OrvoResult.ovc");
+  WriteFile(scratch / "out/OrvoResult.ovc", kHead);
+  EXPECT_EQ(FaultOf(scratch / "out"),
+            "the result has no OrvoResult.ovt, and no .prj beside the folder has its images");
+  WriteFile(scratch / "b.prj", std::string(kHead) + kPoint);
+  WriteFile(scratch / "c.prj", std::string(kHead) + kPoint);
+  EXPECT_NE(FaultOf(scratch / "out").find("several projects"), std::string::npos);
+  EXPECT_EQ(FaultOf(scratch / "out", scratch / "c.prj"), "");
+  std::string other = kHead;
+  other.replace(other.find("left"), 4, "leer");
+  WriteFile(scratch / "d.prj", other + kPoint);
+  EXPECT_NE(FaultOf(scratch / "out", scratch / "d.prj").find("other images"), std::string::npos);
+  EXPECT_NE(FaultOf(scratch / "none.prj"), "");
+}
+
+}  // namespace
+}  // namespace orvo::exchange
