@@ -1,0 +1,151 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "base/PrintableName.h"
+#include "exchange/Angles.h"
+#include "exchange/ExchangeFault.h"
+#include "exchange/WholeFiles.h"
+#include "exchange/opensfm/OpenSfm.h"
+
+namespace orvo::exchange {
+namespace {
+
+constexpr Rotation kF = {1, 0, 0, 0, -1, 0, 0, 0, -1};
+
+/// A text in quotes, with its escapes.
+std::string JsonText(const std::string& text) {
+  try {
+    return nlohmann::json(text).dump();
+  } catch (const nlohmann::json::exception&) {
+    Refuse("", 0, "the name '" + PrintableName(text) + "' is no UTF-8, which JSON needs", "Rename it");
+  }
+}
+
+std::string JsonVector(const std::array<double, 3>& v) {
+  for (const double value : v) {
+    if (!std::isfinite(value))
+      Refuse("", 0, "a coordinate or angle is not finite, which JSON does not know", "Look at the result");
+  }
+  return fmt::format("[{}, {}, {}]", v[0], v[1], v[2]);
+}
+
+/// What stands behind the size: projection and its numbers, in units of the larger side.
+std::string ProjectionOf(const ForeignCamera& camera, const std::string& outPath) {
+  const double larger = std::max(camera.nWidth, camera.nHeight);
+  const double cx = (camera.dCx - camera.nWidth / 2.0) / larger,
+               cy = (camera.dCy - camera.nHeight / 2.0) / larger;
+  const auto parameter = [&](size_t i) { return i < camera.Parameters.size() ? camera.Parameters[i] : 0.0; };
+  const std::string inside = fmt::format(R"("focal_x": {}, "focal_y": {}, "c_x": {}, "c_y": {})",
+                                         camera.dFx / larger, camera.dFy / larger, cx, cy);
+  switch (camera.Lens) {
+    case LensModel::Pinhole:
+    case LensModel::Radial:
+      if (camera.dFx == camera.dFy && cx == 0 && cy == 0) {
+        return fmt::format(R"("projection_type": "perspective", "focal": {}, "k1": {}, "k2": {})",
+                           camera.dFx / larger, parameter(0), parameter(1));
+      }
+      return fmt::format(R"("projection_type": "radial", {}, "k1": {}, "k2": {})", inside, parameter(0),
+                         parameter(1));
+    case LensModel::SimpleRadial:
+      return fmt::format(R"("projection_type": "simple_radial", {}, "k1": {})", inside, parameter(0));
+    case LensModel::Brown:
+      return fmt::format(
+          R"("projection_type": "brown", {}, "k1": {}, "k2": {}, "p1": {}, "p2": {}, "k3": {})", inside,
+          parameter(0), parameter(1), parameter(2), parameter(3), parameter(4));
+    default:
+      break;
+  }
+  Refuse(outPath, 0,
+         "camera '" + PrintableName(camera.szName) + "' has the model " + PrintableName(camera.szModel) +
+             ", which this form does not have",
+         "Export with --camera refit or --camera pinhole");
+}
+
+std::string CameraLines(const ForeignModel& model, const std::string& outPath) {
+  std::string text;
+  for (size_t i = 0; i < model.Cameras.size(); ++i) {
+    const ForeignCamera& camera = model.Cameras[i];
+    text += fmt::format("    {}: {{\"width\": {}, \"height\": {}, {}}}{}\n", JsonText(camera.szName),
+                        camera.nWidth, camera.nHeight, ProjectionOf(camera, outPath),
+                        i + 1 < model.Cameras.size() ? "," : "");
+  }
+  return text;
+}
+
+std::string ShotLine(const ForeignModel& model, const SurveyImage& image) {
+  const Rotation Rc = ProductOf(kF, TransposeOf(image.R));
+  std::array<double, 3> t{};
+  for (size_t i = 0; i < 3; ++i)
+    t[i] = -(Rc[3 * i] * image.S[0] + Rc[3 * i + 1] * image.S[1] + Rc[3 * i + 2] * image.S[2]);
+  return fmt::format("    {}: {{\"rotation\": {}, \"translation\": {}, \"camera\": {}}}",
+                     JsonText(image.szPath), JsonVector(AngleAxisOf(Rc)), JsonVector(t),
+                     JsonText(model.Cameras[static_cast<size_t>(image.nCamera)].szName));
+}
+
+std::string ReferenceOf(const ModelFrame& frame) {
+  return fmt::format(R"({{"latitude": {}, "longitude": {}, "altitude": {}}})", frame.Origin[0],
+                     frame.Origin[1], frame.Origin[2]);
+}
+
+void WriteReconstruction(ForeignModel& model, const std::string& outPath, TextWriter& file) {
+  file.Write("[{\n  \"cameras\": {\n" + CameraLines(model, outPath) + "  },\n  \"shots\": {\n");
+  for (size_t i = 0; i < model.Images.size(); ++i)
+    file.Write(ShotLine(model, model.Images[i]) + (i + 1 < model.Images.size() ? ",\n" : "\n"));
+  file.Write("  },\n  \"points\": {\n");
+  model.Points->Rewind();
+  bool first = true;
+  for (StreamPoint point; model.Points->Next(point); first = false) {
+    file.Write(fmt::format("{}    {}: {{\"color\": [0, 0, 0], \"coordinates\": {}}}", first ? "" : ",\n",
+                           JsonText(point.szName), JsonVector(point.P)));
+  }
+  file.Write(first ? "  }" : "\n  }");
+  if (model.Frame.Kind == FrameKind::Topocentric)
+    file.Write(",\n  \"reference_lla\": " + ReferenceOf(model.Frame));
+  file.Write("\n}]\n");
+}
+
+void CheckName(const std::string& name, const char* kind) {
+  if (name.find_first_of("\t\r\n") != std::string::npos || name.empty()) {
+    Refuse("", 0, std::string(kind) + " '" + PrintableName(name) + "' can't stand in tracks.csv",
+           "Names are not empty, and hold no tabs and line ends");
+  }
+}
+
+void WriteTracks(ForeignModel& model, TextWriter& file) {
+  file.Write("OPENSFM_TRACKS_VERSION_v2\n");
+  std::vector<int64_t> features(model.Images.size(), 0);
+  model.Points->Rewind();
+  for (StreamPoint point; model.Points->Next(point);) {
+    CheckName(point.szName, "the point");
+    for (const SurveyMeasurement& measured : point.Measurements) {
+      const SurveyImage& image = model.Images[static_cast<size_t>(measured.nImage)];
+      const ForeignCamera& camera = model.Cameras[static_cast<size_t>(image.nCamera)];
+      const double larger = std::max(camera.nWidth, camera.nHeight);
+      // Size of the feature, colour, segmentation and instance are not known.
+      file.Write(fmt::format("{}\t{}\t{}\t{}\t{}\t0.01\t0\t0\t0\t-1\t-1\n", image.szPath, point.szName,
+                             features[static_cast<size_t>(measured.nImage)]++, measured.x / larger,
+                             -measured.y / larger));
+    }
+  }
+}
+
+}  // namespace
+
+void WriteOpenSfm(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
+  for (const SurveyImage& image : model.Images) CheckName(image.szPath, "the image");
+  WholeFiles files(options.szOut, model.Files);
+  files.Write("reconstruction.json",
+              [&](TextWriter& file) { WriteReconstruction(model, options.szOut, file); });
+  files.Write("tracks.csv", [&](TextWriter& file) { WriteTracks(model, file); });
+  if (model.Frame.Kind == FrameKind::Topocentric) {
+    files.Write("reference_lla.json", [&](TextWriter& file) { file.Write(ReferenceOf(model.Frame) + "\n"); });
+  }
+  files.Commit();
+  log.Say(PrintableName(files.PathOf("reconstruction.json")));
+  log.Say(PrintableName(files.PathOf("tracks.csv")));
+}
+
+}  // namespace orvo::exchange
