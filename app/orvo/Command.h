@@ -22,6 +22,7 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddConvert(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddExport(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddGenerate(CLI::App& app, const FrontEnd& frontEnd);
+std::function<int()> AddInfo(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddImport(CLI::App& app, const FrontEnd& frontEnd);
 
 }  // namespace orvo

@@ -11,6 +11,7 @@ namespace {
 constexpr Command kCommands[] = {
     {"adjust", "Adjust a block: orientations, cameras and points from its measurements", AddAdjust},
     {"generate", "Generate a block with known truth, for tests and trials", AddGenerate},
+    {"info", "Tell what files and folders hold: a block's size, heights, overlaps, memory", AddInfo},
     {"import", "Make a block of another program's files", AddImport},
     {"export", "Write a result in the form of another program", AddExport},
     {"convert", "Bring a model from one form into another as it is", AddConvert},

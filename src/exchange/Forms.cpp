@@ -1,12 +1,23 @@
 #include "exchange/Forms.h"
 
-#include <array>
+#include "exchange/views/Views.h"
 
 namespace orvo::exchange {
 namespace {
 
 /// In the order of the help. A form's functions are declared in a header of its folder.
-constexpr std::array<Form, 0> kForms = {};
+constexpr Form kForms[] = {
+    {"geojson", nullptr, "FILE: projection centres, footprints and control on the map", nullptr, nullptr,
+     nullptr, ExportGeoJson},
+    {"csv", nullptr, "FOLDER: tables of orientations, cameras, points, control and residuals", nullptr,
+     nullptr, nullptr, ExportTables},
+    {"ply", nullptr, "FILE: points with RMS and rays; beside it FILE_cameras.ply", nullptr, nullptr, nullptr,
+     ExportPly},
+    {"las", nullptr, "FILE: points as LAS 1.4, in another coordinate system with --to-crs", nullptr, nullptr,
+     nullptr, ExportLas},
+    {"cameras", nullptr, "FILE: the cameras with their conventions, as JSON", nullptr, nullptr, nullptr,
+     ExportCameras},
+};
 
 }  // namespace
 

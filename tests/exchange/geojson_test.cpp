@@ -16,7 +16,7 @@ using namespace exchange;
 using Json = nlohmann::json;
 
 /// A map where a degree is 100 km, around a middle.
-ToGeographic MapAround(double longitude, double latitude) {
+PlaceOnEarth MapAround(double longitude, double latitude) {
   return [=](const std::array<double, 3>& P) {
     double east = longitude + P[0] / 1e5;
     if (east > 180) east -= 360;
@@ -35,7 +35,7 @@ SurveyBlock BlockWithControl() {
   return block;
 }
 
-Json MapOf(const SurveyBlock& block, const ToGeographic& map) {
+Json MapOf(const SurveyBlock& block, const PlaceOnEarth& map) {
   return Json::parse(Written([&](TextWriter& file) { WriteGeoJson(ViewOf(block), map, file); }));
 }
 
@@ -80,7 +80,7 @@ TEST(GeoJson, FootprintsAreClosedAndCounterClockwise) {
 }
 
 TEST(GeoJson, TurnsPolygonsOfAMirroredMap) {
-  const ToGeographic mirrored = [](const std::array<double, 3>& P) {
+  const PlaceOnEarth mirrored = [](const std::array<double, 3>& P) {
     return std::array{10 - P[0] / 1e5, 50 + P[1] / 1e5, P[2]};
   };
   const Json map = MapOf(BlockWithControl(), mirrored);

@@ -17,6 +17,7 @@ double RoundedTo(double value, double units) { return std::round(value * units) 
 
 /// Nine decimals of a degree are a tenth of a millimetre, as are four of a metre.
 Json Position(const Place& place) {
+  if (!std::isfinite(place[2])) return {RoundedTo(place[0], 1e9), RoundedTo(place[1], 1e9)};
   return {RoundedTo(place[0], 1e9), RoundedTo(place[1], 1e9), RoundedTo(place[2], 1e4)};
 }
 
@@ -70,7 +71,7 @@ Json AreaGeometry(Polygon polygon) {
 
 Json PointGeometry(const Place& place) { return {{"type", "Point"}, {"coordinates", Position(place)}}; }
 
-void AddImages(const ViewBlock& view, const ToGeographic& toGeographic, Features& features) {
+void AddImages(const ViewBlock& view, const PlaceOnEarth& toGeographic, Features& features) {
   const SurveyBlock& block = view.Block;
   const auto ground = GroundHeights(block, block.Tie, view.Tie);
   for (size_t k = 0; k < block.Images.size(); ++k) {
@@ -98,7 +99,7 @@ void AddImages(const ViewBlock& view, const ToGeographic& toGeographic, Features
   }
 }
 
-void AddControl(const ViewBlock& view, const ToGeographic& toGeographic, Features& features) {
+void AddControl(const ViewBlock& view, const PlaceOnEarth& toGeographic, Features& features) {
   const double factor = ExaggerationOf(view);
   for (size_t k = 0; k < view.Control.size(); ++k) {
     const SurveyPoint& given = view.Block.Control.Points[k];
@@ -147,7 +148,7 @@ double ExaggerationOf(const ViewBlock& view) {
   return wanted >= 5 * power ? 5 * power : wanted >= 2 * power ? 2 * power : power;
 }
 
-void WriteGeoJson(const ViewBlock& view, const ToGeographic& toGeographic, TextWriter& file) {
+void WriteGeoJson(const ViewBlock& view, const PlaceOnEarth& toGeographic, TextWriter& file) {
   Features features(file);
   AddImages(view, toGeographic, features);
   AddControl(view, toGeographic, features);
