@@ -24,6 +24,7 @@ std::function<int()> AddHelp(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddConvert(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddExport(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddGenerate(CLI::App& app, const FrontEnd& frontEnd);
+std::function<int()> AddInfo(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddImport(CLI::App& app, const FrontEnd& frontEnd);
 
 }  // namespace orvo

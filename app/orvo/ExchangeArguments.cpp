@@ -71,6 +71,12 @@ void AddExportOptions(CLI::App& app, ExportArguments& arguments) {
       ->check(CLI::IsMember({"automatic", "original", "refit", "pinhole"}));
   app.add_flag("--text", options.bText, "text files, where a form has both");
   app.add_option("--to-crs", options.szCrs, "coordinate system of what is written")->type_name("CRS");
+  app.add_option("--block-crs", options.szBlockCrs,
+                 "coordinate system that the block is in, where its sidecar does not tell")
+      ->type_name("CRS");
+  app.add_option("--pixel-size", options.dPixelSize, "micrometres of a pixel, for lengths in millimetres")
+      ->type_name("UM")
+      ->check(CLI::PositiveNumber);
   app.add_option("--form-version", options.szVersion, "version of the form, where it has several")
       ->type_name("VERSION");
 }

@@ -13,6 +13,7 @@ constexpr Command kCommands[] = {
     {"check", "Find what is wrong with the files of a block before it is adjusted", AddCheck},
     {"help", "Tell what a code of orvo check means", AddHelp},
     {"generate", "Generate a block with known truth, for tests and trials", AddGenerate},
+    {"info", "Tell what files and folders hold: a block's size, heights, overlaps, memory", AddInfo},
     {"import", "Make a block of another program's files", AddImport},
     {"export", "Write a result in the form of another program", AddExport},
     {"convert", "Bring a model from one form into another as it is", AddConvert},

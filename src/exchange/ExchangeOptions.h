@@ -62,9 +62,11 @@ struct ExportOptions {
   std::string szProject;  ///< that the result comes from, empty to find it by itself
   std::string szGcp, szPos;
   CameraChoice Camera = CameraChoice::Automatic;
-  bool bText = false;     ///< the text version of forms that have two
-  std::string szCrs;      ///< of what is written
-  std::string szVersion;  ///< of the form, where it has several
+  bool bText = false;      ///< the text version of forms that have two
+  std::string szCrs;       ///< of what is written
+  std::string szVersion;   ///< of the form, where it has several
+  std::string szBlockCrs;  ///< that the block's coordinates are in, where its sidecar does not tell
+  double dPixelSize = 0;   ///< micrometres, for lengths in millimetres; 0: not known
 };
 
 }  // namespace orvo::exchange

@@ -2,6 +2,7 @@
 
 #include "exchange/colmap/ColmapForm.h"
 #include "exchange/opensfm/OpenSfm.h"
+#include "exchange/views/Views.h"
 
 namespace orvo::exchange {
 namespace {
@@ -11,6 +12,16 @@ constexpr Form kForms[] = {
     {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
     {"opensfm", "reconstruction.json, or the folder that holds it, with tracks.csv",
      "folder: reconstruction.json and tracks.csv", ReadOpenSfm, WriteOpenSfm},
+    {"geojson", nullptr, "FILE: projection centres, footprints and control on the map", nullptr, nullptr,
+     nullptr, ExportGeoJson},
+    {"csv", nullptr, "FOLDER: tables of orientations, cameras, points, control and residuals", nullptr,
+     nullptr, nullptr, ExportTables},
+    {"ply", nullptr, "FILE: points with RMS and rays; beside it FILE_cameras.ply", nullptr, nullptr, nullptr,
+     ExportPly},
+    {"las", nullptr, "FILE: points as LAS 1.4, in another coordinate system with --to-crs", nullptr, nullptr,
+     nullptr, ExportLas},
+    {"cameras", nullptr, "FILE: the cameras with their conventions, as JSON", nullptr, nullptr, nullptr,
+     ExportCameras},
 };
 
 }  // namespace

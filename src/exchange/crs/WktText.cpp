@@ -1,0 +1,23 @@
+#include "exchange/crs/WktText.h"
+
+#include "exchange/crs/ProjObjects.h"
+
+namespace orvo::exchange {
+
+#ifdef ORVO_HAS_PROJ
+
+std::string WktOf(const std::string& crs) {
+  const ProjContext context;
+  const ProjHandle<PJ> system = CreateCrs(context, crs);
+  const char* const options[] = {"MULTILINE=NO", nullptr};
+  const char* text = proj_as_wkt(context.Get(), system.get(), PJ_WKT1_GDAL, options);
+  return text == nullptr ? std::string() : std::string(text);
+}
+
+#else
+
+std::string WktOf(const std::string&) { return {}; }
+
+#endif
+
+}  // namespace orvo::exchange

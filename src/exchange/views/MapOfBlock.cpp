@@ -1,0 +1,84 @@
+#include "exchange/views/MapOfBlock.h"
+
+#include <limits>
+#include <memory>
+
+#include "base/PrintableName.h"
+#include "exchange/ExchangeFault.h"
+#include "exchange/Sidecar.h"
+#include "exchange/crs/FrameTransform.h"
+
+namespace orvo::exchange {
+namespace {
+
+/// Runs what needs PROJ; its faults become ours.
+template <typename Work>
+auto OnEarth(const Work& work) {
+  try {
+    return work();
+  } catch (const CrsFault& fault) {
+    Refuse("", 0, fault.what(), fault.Remedy);
+  }
+}
+
+BlockOnEarth InSystem(const std::string& crs) {
+  const SystemFacts facts = DescribeSystem({crs, ""});
+  if (!facts.bProjected) {
+    throw CrsFault(facts.szName + " is no projected system, so no block is adjusted in it",
+                   "Name the system of the block's X and Y with --block-crs");
+  }
+  BlockOnEarth block;
+  block.Frame.Kind = FrameKind::Projected;
+  block.Frame.System.szCrs = crs;
+  block.bHeights = facts.bHeights;
+  return block;
+}
+
+PlaceOnEarth ToSource(const BlockOnEarth& block, const SourceSystem& system) {
+  const auto transform =
+      OnEarth([&] { return std::make_shared<const FrameTransform>(system, block.Frame, block.bHeights); });
+  return [transform, heights = block.bHeights](const std::array<double, 3>& place) {
+    return OnEarth([&] {
+      std::array<double, 3> p = transform->FromFrame({place[0], place[1], heights ? place[2] : 0});
+      if (!heights) p[2] = std::numeric_limits<double>::quiet_NaN();
+      return p;
+    });
+  };
+}
+
+}  // namespace
+
+BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& options) {
+  if (!options.szBlockCrs.empty()) return OnEarth([&] { return InSystem(options.szBlockCrs); });
+  const std::string& project = result.szOrigin.empty() ? result.Files.szProject : result.szOrigin;
+  const std::string path = options.szSidecar.empty() ? SidecarPathOf(project) : options.szSidecar;
+  const auto sidecar = ReadSidecar(path);
+  if (!sidecar || (sidecar->Frame.Kind != FrameKind::Topocentric && sidecar->Frame.szCrs.empty())) {
+    Refuse(project, 0, "nothing tells in which coordinate system the block is",
+           sidecar
+               ? PrintableName(path) + " has none; name it with --block-crs, such as --block-crs EPSG:25832"
+               : "Name it with --block-crs, such as --block-crs EPSG:25832, or the file that an import "
+                 "wrote with --sidecar");
+  }
+  if (sidecar->Frame.Kind != FrameKind::Topocentric) {
+    return OnEarth([&] { return InSystem(sidecar->Frame.szCrs); });
+  }
+  BlockOnEarth block;
+  block.Frame.Kind = FrameKind::Topocentric;
+  block.Frame.dLatitude = sidecar->Frame.Origin[0];
+  block.Frame.dLongitude = sidecar->Frame.Origin[1];
+  block.Frame.dHeight = sidecar->Frame.Origin[2];
+  block.bHeights = true;
+  return block;
+}
+
+PlaceOnEarth ToWgs84(const BlockOnEarth& block) {
+  return ToSource(block, {block.bHeights ? "EPSG:4979" : "EPSG:4326", ""});
+}
+
+PlaceOnEarth ToSystem(const BlockOnEarth& block, const std::string& crs) {
+  const SystemFacts facts = OnEarth([&] { return DescribeSystem({crs, ""}); });
+  return ToSource(block, {crs, facts.bHeights || !block.bHeights ? "" : "ellipsoidal"});
+}
+
+}  // namespace orvo::exchange

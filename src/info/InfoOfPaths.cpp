@@ -1,0 +1,240 @@
+#include "info/InfoOfPaths.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <set>
+
+#include "base/PrintableName.h"
+#include "base/TextReader.h"
+#include "check/SurveyReading.h"
+#include "check/reading/OvtReading.h"
+#include "exchange/ExchangeFault.h"
+#include "exchange/Forms.h"
+#include "exchange/LensModels.h"
+#include "exchange/ResultReading.h"
+#include "exchange/Sidecar.h"
+
+namespace orvo::info {
+namespace {
+
+constexpr char kCheckRemedy[] = "Run orvo check on it";
+
+/// Files named beside the blocks.
+struct Beside {
+  std::string szGcp, szPos;
+};
+
+std::string FrameText(const exchange::ModelFrame& frame) {
+  if (frame.Kind == exchange::FrameKind::Topocentric) {
+    return fmt::format("topocentric at latitude {}, longitude {}, height {}", frame.Origin[0],
+                       frame.Origin[1], frame.Origin[2]) +
+           (frame.szCrs.empty() ? "" : ", from " + frame.szCrs);
+  }
+  return frame.szCrs;
+}
+
+void TellBlock(const SurveyBlock& block, int threads, PathInfo& info) {
+  info.Figures = FiguresOf(block);
+  info.Memory = MemoryOf(block, threads);
+}
+
+void TellDiagnosis(const Diagnosis& diagnosis, PathInfo& info) {
+  info.nErrors += diagnosis.ErrorNum();
+  info.nWarnings += diagnosis.WarningNum();
+}
+
+Finding FirstError(const Diagnosis& diagnosis, const std::string& path) {
+  for (const Finding& finding : diagnosis.Findings()) {
+    if (finding.Weight == Severity::Error) return finding;
+  }
+  return {Severity::Error, path, 0, -1, "it can't be read", kCheckRemedy};
+}
+
+void TellSidecar(const std::string& project, PathInfo& info) {
+  const auto sidecar = exchange::ReadSidecar(exchange::SidecarPathOf(project));
+  if (sidecar) info.szFrame = FrameText(sidecar->Frame);
+}
+
+void TellProject(const Beside& beside, int threads, PathInfo& info) {
+  SurveyFiles files;
+  files.szProject = info.szPath;
+  files.szGcp = beside.szGcp;
+  files.szPos = beside.szPos;
+  SurveyBlock block;
+  Diagnosis diagnosis;
+  const bool usable = ReadSurvey(files, block, diagnosis);
+  TellDiagnosis(diagnosis, info);
+  if (!usable) {
+    info.Fault = FirstError(diagnosis, info.szPath);
+    return;
+  }
+  TellBlock(block, threads, info);
+  TellSidecar(info.szPath, info);
+}
+
+void TellResult(const Beside& beside, int threads, PathInfo& info) {
+  const exchange::ResultBlock result = exchange::ReadResult(info.szPath, {}, beside.szGcp, beside.szPos);
+  TellBlock(result.Block, threads, info);
+  if (!result.szOrigin.empty()) TellSidecar(result.szOrigin, info);
+}
+
+SurveyCamera WithoutDistortion(const exchange::ForeignCamera& camera) {
+  SurveyCamera plain;
+  plain.nId = static_cast<int32_t>(camera.nId);
+  plain.nWidth = camera.nWidth;
+  plain.nHeight = camera.nHeight;
+  plain.dFocal = camera.dFx;
+  return plain;
+}
+
+/// The model with measurements that are freed of the distortion; those that no ray leads to are left out.
+SurveyBlock BlockOf(exchange::ForeignModel& model) {
+  SurveyBlock block;
+  for (const exchange::ForeignCamera& camera : model.Cameras)
+    block.Cameras.push_back(WithoutDistortion(camera));
+  block.Images = std::move(model.Images);
+  exchange::StreamPoint read;
+  while (model.Points != nullptr && model.Points->Next(read)) {
+    SurveyPoint point;
+    read.szName.copy(point.szName.data(), point.szName.size() - 1);
+    point.P = read.P;
+    point.nFirstMeasurement = std::ssize(block.Tie.Measurements);
+    for (const SurveyMeasurement& measured : read.Measurements) {
+      if (measured.nImage < 0 || measured.nImage >= std::ssize(block.Images)) continue;
+      const int32_t ordinal = block.Images[static_cast<size_t>(measured.nImage)].nCamera;
+      if (ordinal < 0 || ordinal >= std::ssize(model.Cameras)) continue;
+      const exchange::ForeignCamera& camera = model.Cameras[static_cast<size_t>(ordinal)];
+      const auto ideal = exchange::DirectionOf(
+          camera, exchange::LensPoint{0.5 * camera.nWidth + measured.x, 0.5 * camera.nHeight - measured.y});
+      if (!ideal) continue;
+      block.Tie.Measurements.push_back({measured.nImage, camera.dFx * ideal->u, -camera.dFx * ideal->v});
+    }
+    point.nMeasurementNum =
+        static_cast<int32_t>(std::ssize(block.Tie.Measurements) - point.nFirstMeasurement);
+    block.Tie.Points.push_back(point);
+  }
+  return block;
+}
+
+void TellModel(int threads, PathInfo& info) {
+  const exchange::Form* form = exchange::FindForm(info.Kind.szForm);
+  if (form == nullptr || form->ReadModel == nullptr) {
+    exchange::Refuse(info.szPath, 0, "this version does not read " + info.Kind.szForm + " models", "");
+  }
+  exchange::ImportOptions options;
+  options.szForm = info.Kind.szForm;
+  options.szSource = info.szPath;
+  exchange::ExchangeLog silent;
+  exchange::ForeignModel model = form->ReadModel(options, silent);
+  info.szFrame = FrameText(model.Frame);
+  TellBlock(BlockOf(model), threads, info);
+}
+
+PointFigures CountsOf(const SurveyPoints& points, bool control) {
+  PointFigures figures;
+  for (const SurveyPoint& point : points.Points) {
+    if (control ? point.nType != 1 : point.nType < 2) continue;
+    ++figures.nPoints;
+    figures.nMeasurements += point.nMeasurementNum;
+    ++figures.PointsOfRays[point.nMeasurementNum];
+  }
+  return figures;
+}
+
+/// A GCP or a POS file without a project.
+void TellAlone(PathInfo& info) {
+  SurveyFiles files;
+  (info.Kind.Kind == PathKind::Gcp ? files.szGcp : files.szPos) = info.szPath;
+  SurveyBlock block;
+  Diagnosis diagnosis;
+  ReadSurvey(files, block, diagnosis);
+  for (const Finding& finding : diagnosis.Findings()) {
+    if (finding.szFile != info.szPath) continue;
+    info.nErrors += finding.Weight == Severity::Error ? 1 : 0;
+    info.nWarnings += finding.Weight == Severity::Warning ? 1 : 0;
+  }
+  info.Control = CountsOf(block.Control, true);
+  info.Check = CountsOf(block.Control, false);
+  info.nPosLines = std::ssize(block.Pos);
+  std::set<int32_t> strips;
+  for (const SurveyPos& line : block.Pos) strips.insert(line.nStrip);
+  info.PosStrips.assign(strips.begin(), strips.end());
+}
+
+void TellOvt(PathInfo& info) {
+  SurveyPoints points;
+  Diagnosis diagnosis;
+  const bool whole = ReadSurveyOvt(info.szPath, points, diagnosis);
+  TellDiagnosis(diagnosis, info);
+  if (!whole) info.Fault = FirstError(diagnosis, info.szPath);
+  info.nPoints = std::ssize(points.Points);
+  info.nMeasurements = std::ssize(points.Measurements);
+}
+
+void CountRows(PathInfo& info) {
+  TextReader file;
+  if (!file.Open(info.szPath)) exchange::Refuse(info.szPath, 0, "it can't be read", "");
+  bool filled = false;
+  for (std::string_view line; file.Next(line);) {
+    filled = filled || line.find_first_not_of(" \t\r") != std::string_view::npos;
+    if (!file.LineEnded()) continue;
+    info.nRows += filled ? 1 : 0;
+    filled = false;
+  }
+  if (file.Failed()) exchange::Refuse(info.szPath, 0, file.Fault().szReason, "");
+  info.nRows = std::max<int64_t>((filled ? 1 : 0) + info.nRows - 1, 0);
+}
+
+void TellPath(const Beside& beside, int threads, PathInfo& info) {
+  switch (info.Kind.Kind) {
+    case PathKind::TextProject:
+    case PathKind::OvcProject:
+      return TellProject(beside, threads, info);
+    case PathKind::Result:
+      return TellResult(beside, threads, info);
+    case PathKind::Model:
+      return TellModel(threads, info);
+    case PathKind::Gcp:
+    case PathKind::Pos:
+      return TellAlone(info);
+    case PathKind::Ovt:
+      return TellOvt(info);
+    case PathKind::GcpTable:
+    case PathKind::PosTable:
+      return CountRows(info);
+    case PathKind::Settings:
+      return;
+    case PathKind::Missing:
+      exchange::Refuse(info.szPath, 0, info.Kind.szWhy, "Check its path and permissions");
+    case PathKind::Unknown:
+      exchange::Refuse(
+          info.szPath, 0, "this is nothing that Orvo knows",
+          "It knows projects, GCP and POS files, result folders, and the forms of orvo import --help");
+  }
+}
+
+}  // namespace
+
+std::vector<PathInfo> InfoOf(std::span<const std::string> paths, int threads) {
+  std::vector<PathInfo> infos;
+  Beside beside;
+  for (const std::string& path : paths) {
+    PathInfo info;
+    info.szPath = path;
+    info.Kind = LookAt(path);
+    if (info.Kind.Kind == PathKind::Gcp) beside.szGcp = path;
+    if (info.Kind.Kind == PathKind::Pos) beside.szPos = path;
+    infos.push_back(std::move(info));
+  }
+  for (PathInfo& info : infos) {
+    try {
+      TellPath(beside, threads, info);
+    } catch (const exchange::ExchangeFault& fault) {
+      info.Fault = fault.What;
+    }
+  }
+  return infos;
+}
+
+}  // namespace orvo::info

@@ -1,0 +1,158 @@
+// What files are taken for, and what is told of them.
+#include "info/KindOfPath.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "info/InfoText.h"
+#include "support/Block.h"
+
+namespace orvo::test {
+namespace {
+
+using namespace info;
+
+struct Case {
+  const char *szName, *szHead, *szKind, *szForm;
+};
+
+TEST(KindOfPath, IsToldByTheFirstLines) {
+  const Case cases[] = {
+      {"a.prj", "165 1 6787\n0 3600 2700 0 2552.5 0 0 0 -5e-9 3e-16\n447 0\n", "text project", ""},
+      {"a.prj",
+       "\xef\xbb\xbf"
+       "165 1 6787\r\n0 3600 2700 0 2552.5 0 0 0 -5e-9 3e-16\r\n",
+       "text project", ""},
+      {"a.ovc", "165 1 0\n0 3600 2700 0 2552.5 0 0 0 -5e-9 3e-16\n", "binary project", ""},
+      {"a.ovt", "\x01\x02\x03", "tie points", ""},
+      {"gcp.txt", "0\n", "GCP file", ""},
+      {"gcp.txt", "1\nC1 150.0 80.0 10.0 2\n2\n0 1 2\n1 2 3\n", "GCP file", ""},
+      {"pos.txt", "IMG_0447 11.3191 -193.1770 283.8211 0.0 0.0 0.0 1\n", "POS file", ""},
+      {"AdjPara.xml", "<AdjPara>", "settings", ""},
+      {"b.out", "# Bundle file v0.3\n5 544\n", "bundler model", "bundler"},
+      {"problem-16-22106-pre.txt", "16 22106 83718\n0 0     -3.859900e+02 3.871200e+02\n", "bal model",
+       "bal"},
+      {"reconstruction.json", "[\n{\"cameras\": {", "opensfm model", "opensfm"},
+      {"gcp_list.txt", "EPSG:32611\n235269.88 3811198.11 10 1200 800 IMG_1.JPG\n", "table of control points",
+       "gcp"},
+      {"gcp_list.txt", "+proj=utm +zone=11\n1 2 3 4 5 a.jpg\n", "table of control points", "gcp"},
+      {"geo.txt", "EPSG:4326\nIMG_1.JPG -91.99 46.84 198.6\n", "table of positions", "pos"},
+      {"gcp.csv", "name,easting,northing,height,role\nA,1,2,3,check\n", "table of control points", "gcp"},
+      {"log.csv", "image;X;Y;Z;omega;phi;kappa\na.jpg;1;2;3;0;0;0\n", "table of positions", "pos"},
+      {"exif.csv", "SourceFile,GPSLatitude,GPSLongitude\na.jpg,1,2\n", "table of positions", "pos"},
+      {"passwd", "root:x:0:0:root:/root:/bin/bash\n", "unknown", ""},
+      {"empty", "", "unknown", ""},
+      {"blank", "\n \n\t\n", "unknown", ""},
+      {"a.json", "{\"a\": 1}", "unknown", ""},
+      {"a.csv", "1,2,3\n", "unknown", ""},
+  };
+  for (const Case& each : cases) {
+    const KindOfPath kind = KindOfText(each.szName, each.szHead);
+    EXPECT_EQ(TextOf(kind), each.szKind) << each.szName << "\n" << each.szHead;
+    EXPECT_EQ(kind.szForm, each.szForm) << each.szName;
+  }
+}
+
+TEST(KindOfPath, OfFoldersIsToldByTheirFiles) {
+  const ScratchFolder folder;
+  EXPECT_EQ(LookAt(folder.Path()).Kind, PathKind::Unknown);
+  WriteFile(folder / "cameras.txt", "");
+  EXPECT_EQ(LookAt(folder.Path()).Kind, PathKind::Unknown);
+  WriteFile(folder / "images.txt", "");
+  EXPECT_EQ(LookAt(folder.Path()).szForm, "colmap");
+  WriteFile(folder / "OrvoResult.ovc", "");
+  EXPECT_EQ(LookAt(folder.Path()).Kind, PathKind::Result);
+  const KindOfPath missing = LookAt(folder / "nothing");
+  EXPECT_EQ(missing.Kind, PathKind::Missing);
+  EXPECT_FALSE(missing.szWhy.empty());
+}
+
+class InfoOfPaths : public ::testing::Test {
+ protected:
+  static SyntheticOptions Options() {
+    SyntheticOptions options;
+    options.nStrips = 2;
+    options.nImagesPerStrip = 4;
+    return options;
+  }
+  Block Made{Options()};
+};
+
+TEST_F(InfoOfPaths, TellsOfAProjectWithItsFiles) {
+  const std::string paths[] = {Made.Paths().szOvc, Made.Paths().szGcp, Made.Paths().szPos,
+                               Made.Paths().szOvt};
+  const auto infos = InfoOf(paths, 1);
+  ASSERT_EQ(infos.size(), 4u);
+  for (const PathInfo& info : infos) EXPECT_FALSE(info.Fault) << info.szPath;
+  const SyntheticCounts& counts = Made.Truth().Counts;
+  ASSERT_TRUE(infos[0].Figures);
+  EXPECT_EQ(infos[0].Figures->nImages, 8);
+  EXPECT_EQ(infos[0].Figures->Tie.nPoints, counts.nTiePoints);
+  EXPECT_EQ(infos[0].Figures->Tie.nMeasurements, counts.nTieMeasurements);
+  EXPECT_EQ(infos[0].Figures->Control.nPoints, counts.nControlPoints);
+  EXPECT_EQ(infos[0].Figures->Check.nPoints, counts.nCheckPoints);
+  EXPECT_EQ(infos[0].Figures->nPosOfImages, 8);
+  EXPECT_EQ(infos[0].Figures->Strips.Source, StripSource::Pos);
+  EXPECT_EQ(infos[1].Control.nPoints, counts.nControlPoints);
+  EXPECT_EQ(infos[1].Control.nMeasurements + infos[1].Check.nMeasurements, counts.nGroundMeasurements);
+  EXPECT_EQ(infos[2].nPosLines, 8);
+  EXPECT_EQ(infos[2].PosStrips, (std::vector<int32_t>{1, 2}));
+  EXPECT_EQ(infos[3].nPoints, counts.nTiePoints);
+  EXPECT_EQ(infos[3].nMeasurements, counts.nTieMeasurements);
+
+  const auto json = nlohmann::json::parse(JsonOf(infos));
+  ASSERT_EQ(json.size(), 4u);
+  EXPECT_EQ(json[0]["kind"], "binary project");
+  EXPECT_EQ(json[0]["tie_points"]["count"], counts.nTiePoints);
+  EXPECT_EQ(json[0]["memory"]["unknowns"], 8 * 6 + 5);
+  EXPECT_EQ(json[2]["positions"]["strips"].size(), 2u);
+  const std::string text = TextOf(infos[0]);
+  EXPECT_NE(text.find("images:        8 with 1 camera, all with tie points\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("strips:        2 by the POS file, of 4 images (4 to 4)\n"), std::string::npos) << text;
+}
+
+TEST_F(InfoOfPaths, TellsWhatIsWrong) {
+  WriteFile(Made / "cut.prj", "2 1 3\n0 4000 3000 0 5000 0 0 0 0 0\n1 0\n");
+  WriteFile(Made / "odd.bin", std::string(1000, '\xff'));
+  const std::string paths[] = {Made / "cut.prj", Made / "odd.bin", Made / "missing"};
+  const auto infos = InfoOf(paths, 1);
+  for (const PathInfo& info : infos) {
+    EXPECT_TRUE(info.Fault) << info.szPath;
+    EXPECT_FALSE(info.Figures);
+  }
+  const auto json = nlohmann::json::parse(JsonOf(infos));
+  EXPECT_EQ(json[1]["kind"], "unknown");
+  EXPECT_FALSE(json[1]["fault"]["what"].get<std::string>().empty());
+}
+
+TEST_F(InfoOfPaths, TellsOfAResult) {
+  ASSERT_TRUE(Made.Run({.bBinary = true}).bDone);
+  const std::string paths[] = {Made / "out"};
+  const auto infos = InfoOf(paths, 1);
+  ASSERT_FALSE(infos[0].Fault) << TextOf(*infos[0].Fault);
+  EXPECT_EQ(infos[0].Kind.Kind, PathKind::Result);
+  ASSERT_TRUE(infos[0].Figures);
+  EXPECT_EQ(infos[0].Figures->Tie.nPoints, Made.Truth().Counts.nTiePoints);
+  // Noise of half a pixel stays in the residuals of what was adjusted.
+  EXPECT_NEAR(infos[0].Figures->Tie.Rms[0], 0.4, 0.1);
+}
+
+TEST(InfoOfSeneca, AsItsReadmeHasIt) {
+  const auto project = SharedData("seneca/seneca_small.prj");
+  if (!project) GTEST_SKIP() << "the shared data are not at hand";
+  const std::string paths[] = {*project, *SharedData("seneca/seneca_pos.txt")};
+  const auto infos = InfoOf(paths, 1);
+  ASSERT_TRUE(infos[0].Figures);
+  const BlockFigures& figures = *infos[0].Figures;
+  EXPECT_EQ(figures.nImages, 165);
+  EXPECT_EQ(figures.Tie.nPoints, 6787);
+  EXPECT_EQ(figures.Tie.nMeasurements, 45867);
+  EXPECT_EQ(figures.Tie.PointsOfRays.begin()->first, 3);
+  EXPECT_EQ(figures.Tie.PointsOfRays.rbegin()->first, 17);
+  EXPECT_EQ(figures.Strips.Strips.size(), 23u);
+  EXPECT_EQ(infos[0].Memory->Sizes.nUnknowns, 165 * 6 + 5);
+}
+
+}  // namespace
+}  // namespace orvo::test
