@@ -1,5 +1,6 @@
 #include "run/RunDiagnosis.h"
 
+#include "base/MemoryPurpose.h"
 #include "block/ProjectForm.h"
 #include "check/SettingsDiagnosis.h"
 #include "check/SurveyReading.h"
@@ -44,6 +45,7 @@ AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope, Dia
 }  // namespace
 
 void DiagnoseRun(const RunPaths& paths, DiagnosisScope scope, const Platform& system, Diagnosis& diagnosis) {
+  const MemoryPurpose purpose("the check of the block");
   const int64_t before = diagnosis.ErrorNum();
   const AdjustmentSettings settings = ReadSettings(paths, scope, diagnosis);
   const bool settingsHold = diagnosis.ErrorNum() == before;
