@@ -5,10 +5,10 @@
 #include <span>
 #include <vector>
 
+#include "block/Connectivity.h"
 #include "geometry/Intersection.h"
 #include "geometry/camera/CameraModel.h"
 #include "records/Records.h"
-#include "verdict/Connectivity.h"
 
 namespace orvo {
 

@@ -1,4 +1,4 @@
-#include "verdict/Connectivity.h"
+#include "block/Connectivity.h"
 
 #include <algorithm>
 #include <map>

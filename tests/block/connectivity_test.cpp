@@ -1,5 +1,5 @@
 // Images that hang together.
-#include "verdict/Connectivity.h"
+#include "block/Connectivity.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,193 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "check/BlockCheck.h"
+#include "check/block/BlockScene.h"
+#include "check/block/ControlPairs.h"
+#include "check/block/ControlSpread.h"
+#include "check/block/ExchangedPoints.h"
+#include "check/block/FindingPlaces.h"
+#include "check/block/FindingTexts.h"
+
+namespace orvo {
+namespace {
+
+constexpr double kOnALine = 0.01;      // across by along
+constexpr double kInACorner = 0.3;     // of the extent of the block
+constexpr int64_t kSimilarityNum = 4;  // control points that let a run change the frame
+
+const char* CodeOf(CoordinateFault fault) {
+  switch (fault) {
+    case CoordinateFault::Exchanged:
+      return "K002";
+    case CoordinateFault::Feet:
+      return "K003";
+    case CoordinateFault::HeightInFeet:
+      return "K004";
+    default:
+      return "K005";
+  }
+}
+
+void TellSinglyMeasured(const BlockCheckInput& input, const ControlPairs& pairs, Diagnosis& diagnosis) {
+  for (const size_t i : pairs.Unmeasured) {
+    const SurveyPoint& point = input.Block.Control.Points[i];
+    diagnosis.Add("K001", PlaceOfControl(input, point),
+                  fmt::format("{} is measured in fewer than two images of the block", NameOfPoint(point)),
+                  "Measure it in two images and more, or leave it out");
+  }
+}
+
+void TellReading(const BlockCheckInput& input, const FrameJudgement& judgement, Diagnosis& diagnosis) {
+  const CoordinateReading& reading = *judgement.pReading;
+  diagnosis.Add(CodeOf(reading.Fault), {input.Files.szGcp, 2},
+                fmt::format("control coordinates {}: points lie {} from their intersections that way, {} as "
+                            "written",
+                            reading.szWhat, Figure(judgement.dAfter), Figure(judgement.dBefore)),
+                reading.szWrite);
+}
+
+void TellHeightOffset(const BlockCheckInput& input, const FrameJudgement& judgement, Diagnosis& diagnosis) {
+  const double offset = judgement.dHeightOffset;
+  diagnosis.Add(
+      "K006", {input.Files.szGcp, 2},
+      fmt::format("heights of the control points are {} {} those of the block, by the same amount at all",
+                  Figure(std::fabs(offset)), offset > 0 ? "above" : "below"),
+      fmt::format("Write heights of one kind, ellipsoidal or above the geoid, on both sides: {} {} {} the "
+                  "heights of the control points, or bring the orientations to theirs",
+                  offset > 0 ? "take" : "add", Figure(std::fabs(offset)), offset > 0 ? "off" : "to"));
+}
+
+void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
+                     double depth, Diagnosis& diagnosis) {
+  const auto inGiven = Apply(judgement.Transform, pairs.Block);
+  std::vector<double> expected = pairs.Expected;
+  for (double& value : expected) value *= judgement.Transform.fScale;
+  const PointFaults faults =
+      FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale);
+  const auto point = [&](size_t pair) -> const SurveyPoint& {
+    return input.Block.Control.Points[pairs.Points[pair]];
+  };
+  for (const auto& [first, second] : faults.Exchanged) {
+    const std::string a = NameOfPoint(point(first)), b = NameOfPoint(point(second));
+    diagnosis.Add(
+        "K007", PlaceOfControl(input, point(second)),
+        fmt::format("{} and {} are exchanged: the rays of each meet at the coordinates of the other", a, b),
+        fmt::format("Write the coordinates of {} with {} and those of {} with {}", a, b, b, a));
+  }
+  for (const auto& outlier : faults.Outliers) {
+    const SurveyPoint& at = point(outlier.nPoint);
+    const bool other = outlier.nFits >= 0;
+    diagnosis.Add(
+        "K008", PlaceOfControl(input, at),
+        fmt::format("{} lies {} from where its rays meet{}", NameOfPoint(at), Figure(outlier.dDistance),
+                    other ? ", which is at " + NameOfPoint(point(static_cast<size_t>(outlier.nFits))) : ""),
+        "Look at its name, its coordinates and its measurements, or leave it out");
+  }
+}
+
+void CheckSpread(const BlockCheckInput& input, const ControlPairs& pairs, const BlockScene& scene,
+                 Diagnosis& diagnosis) {
+  if (static_cast<int64_t>(pairs.ControlInBlock.size()) < 3) return;
+  const double across = SpreadAcross(pairs.ControlGiven);
+  if (across < kOnALine) {
+    const bool ends = static_cast<int64_t>(pairs.ControlGiven.size()) >= kSimilarityNum;
+    diagnosis.Add(ends ? "K009" : "K010", {input.Files.szGcp, 2},
+                  fmt::format("the {} control points lie on a line, {:.1g} of its length across",
+                              pairs.ControlGiven.size(), across),
+                  "Add one off the line: nothing holds the block against a turn about it");
+    return;
+  }
+  const double share = ShareOfExtent(pairs.ControlInBlock, scene.Low, scene.High);
+  if (share < kInACorner) {
+    diagnosis.Add(
+        "K011", {input.Files.szGcp, 2},
+        fmt::format("all control points lie together, within {:.0f} % of the block's extent", 100 * share),
+        "Spread them over the block, to its corners first");
+  }
+}
+
+void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
+               Diagnosis& diagnosis) {
+  const auto controlNum = static_cast<int64_t>(pairs.ControlGiven.size());
+  if (controlNum > 0 && controlNum < kSimilarityNum && !input.Settings.Absolute_Orientation) {
+    diagnosis.Add(
+        "K012", {input.Files.szGcp, 2},
+        fmt::format("orientations are not in the frame of the control points, {} away from it, and {} is "
+                    "too few to bring them there",
+                    Figure(judgement.dBefore), CountOf(controlNum, "control point", {})),
+        "Write orientations in the frame of the control points, add control points up to 4, or apply GPS "
+        "positions in their frame");
+  } else if (judgement.Kind == FrameKind::Free) {
+    diagnosis.Add(
+        "K014", {input.Files.szGcp, 2},
+        fmt::format("orientations are in another frame, {:.5g} times smaller than that of the control points",
+                    judgement.Transform.fScale),
+        "An adjustment brings them over by a similarity");
+  } else if (controlNum >= kSimilarityNum) {
+    diagnosis.Add(
+        "K013", {input.Files.szGcp, 2},
+        fmt::format("control points fit the block by no similarity; they lie {} from their intersections",
+                    Figure(judgement.dBefore)),
+        "Look at names, coordinates and measurements of all of them");
+  }
+}
+
+/// Of the frames in which the block can be held against the control, the one that fits.
+FrameJudgement JudgeControl(const BlockCheckInput& input, const ControlPairs& pairs, const BlockScene& scene,
+                            const std::vector<bool>& usable) {
+  const FrameJudgement inProject = JudgeFrame(pairs.Block, pairs.Given, scene.dDepth);
+  if (inProject.Kind == FrameKind::Same) return inProject;
+  const PositionPairing positions =
+      PairPositions(input.Block, PairPos(input.Block, usable), input.Settings.Object_Coor_Scale);
+  const FrameJudgement pos = JudgeFrame(positions.Block, positions.Given, scene.dDepth);
+  if (pos.Kind != FrameKind::Free && pos.Kind != FrameKind::HeightOffset) return inProject;
+  const auto inPos = Apply(pos.Transform, pairs.Block);
+  FrameJudgement throughPos = JudgeFrame(inPos, pairs.Given, scene.dDepth * pos.Transform.fScale);
+  const bool told = throughPos.Kind == FrameKind::Reading || throughPos.Kind == FrameKind::HeightOffset;
+  if (throughPos.Kind == FrameKind::Same) {
+    throughPos.Transform = pos.Transform;
+    return throughPos;
+  }
+  return inProject.Kind != FrameKind::Reading && inProject.Kind != FrameKind::HeightOffset && told
+             ? throughPos
+             : inProject;
+}
+
+}  // namespace
+
+void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
+  if (input.Block.Control.Points.empty()) return;
+  const std::vector<bool> usable = UsableImages(input.Block);
+  const BlockScene scene = SampleScene(input.Block, usable, input.Settings.Object_Coor_Scale);
+  const ControlPairs pairs =
+      PairControl(input.Block, usable, input.Settings.Object_Coor_Scale, scene.dRaySigma);
+  TellSinglyMeasured(input, pairs, diagnosis);
+  if (pairs.Points.empty() || !(scene.dDepth > 0)) return;
+  if (LooksGeographic(pairs.Given)) {
+    diagnosis.Add(
+        "K015", {input.Files.szGcp, 2}, "control coordinates look like longitude and latitude in degrees",
+        "Write metres in a Cartesian frame: project them, and the orientations into the same frame");
+    return;
+  }
+  const FrameJudgement judgement = JudgeControl(input, pairs, scene, usable);
+  switch (judgement.Kind) {
+    case FrameKind::Reading:
+      return TellReading(input, judgement, diagnosis);
+    case FrameKind::HeightOffset:
+      return TellHeightOffset(input, judgement, diagnosis);
+    case FrameKind::Unknown:
+      return TellFrame(input, pairs, judgement, diagnosis);
+    case FrameKind::Free:
+      TellFrame(input, pairs, judgement, diagnosis);
+      break;
+    case FrameKind::Same:
+      break;
+  }
+  TellPointFaults(input, pairs, judgement, scene.dDepth, diagnosis);
+  CheckSpread(input, pairs, scene, diagnosis);
+}
+
+}  // namespace orvo

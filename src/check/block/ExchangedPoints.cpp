@@ -1,0 +1,55 @@
+#include "check/block/ExchangedPoints.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "check/block/BlockScene.h"
+
+namespace orvo {
+namespace {
+
+constexpr double kTimesUsual = 12, kTimesExpected = 10, kOfDepth = 0.02, kTimesNearer = 5;
+constexpr size_t kMostCompared = 300;  // beyond, points are told without their partners
+
+double Distance(const Position3& a, const Position3& b) {
+  return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
+}
+
+}  // namespace
+
+PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<const Position3> given,
+                            std::span<const double> expected, double depthInGiven) {
+  PointFaults faults;
+  std::vector<double> distances = DistancesAfter({}, blockInGiven, given);
+  std::vector<double> copy = distances;
+  // The lower median: of four points, two may be exchanged.
+  const double limit = std::max(kTimesUsual * Quantile(copy, 0.5), kOfDepth * depthInGiven);
+  std::vector<size_t> far;
+  for (size_t i = 0; i < distances.size(); ++i) {
+    const double own = i < expected.size() ? kTimesExpected * expected[i] : 0;
+    if (distances[i] > std::max(limit, own)) far.push_back(i);
+  }
+  const auto swapped = [&](size_t at, size_t place) {
+    return kTimesNearer * Distance(blockInGiven[at], given[place]) < distances[at];
+  };
+  std::vector<bool> told(distances.size());
+  const size_t compared = std::min(far.size(), kMostCompared);
+  for (size_t a = 0; a < compared; ++a) {
+    for (size_t b = a + 1; b < compared && !told[far[a]]; ++b) {
+      if (told[far[b]] || !swapped(far[a], far[b]) || !swapped(far[b], far[a])) continue;
+      faults.Exchanged.push_back({far[a], far[b]});
+      told[far[a]] = told[far[b]] = true;
+    }
+  }
+  for (size_t a = 0; a < far.size(); ++a) {
+    if (told[far[a]]) continue;
+    std::ptrdiff_t fits = -1;
+    for (size_t b = 0; b < compared && a < compared && fits < 0; ++b) {
+      if (b != a && !told[far[b]] && swapped(far[a], far[b])) fits = static_cast<std::ptrdiff_t>(far[b]);
+    }
+    faults.Outliers.push_back({far[a], distances[far[a]], fits});
+  }
+  return faults;
+}
+
+}  // namespace orvo

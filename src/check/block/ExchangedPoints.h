@@ -1,0 +1,31 @@
+// Points whose coordinates stand under each other's names.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "check/block/RobustSimilarity.h"
+
+namespace orvo {
+
+struct PointFaults {
+  struct Exchange {
+    size_t nFirst, nSecond;
+  };
+  struct Outlier {
+    size_t nPoint;
+    double dDistance;
+    std::ptrdiff_t nFits;  ///< the given point that its intersection lies at, -1 where there is none
+  };
+  std::vector<Exchange> Exchanged;
+  std::vector<Outlier> Outliers;
+};
+
+/// Points off their given place by more than 12 times the usual distance, 2 % of the depth and 10 times what
+/// is expected of the point (`expected`, empty for nothing); of these, pairs that lie five times nearer to
+/// each other's place. All in the given frame.
+PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<const Position3> given,
+                            std::span<const double> expected, double depthInGiven);
+
+}  // namespace orvo

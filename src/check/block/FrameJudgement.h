@@ -1,0 +1,35 @@
+// How given coordinates stand to those that a block has for the same points.
+#pragma once
+
+#include <span>
+
+#include "check/block/CoordinateReadings.h"
+#include "check/block/RobustSimilarity.h"
+
+namespace orvo {
+
+enum class FrameKind {
+  Same,          ///< both are in one frame
+  Reading,       ///< they are once the given ones are read otherwise
+  HeightOffset,  ///< they are but for a constant in height
+  Free,          ///< a similarity joins them
+  Unknown        ///< nothing of these, or too few points to tell
+};
+
+struct FrameJudgement {
+  FrameKind Kind = FrameKind::Unknown;
+  FrameTransform Transform;                     ///< block to given; Same, HeightOffset, Free
+  bool bLevel = false;                          ///< Free: the points give no tilt
+  const CoordinateReading* pReading = nullptr;  ///< Reading
+  double dHeightOffset = 0;                     ///< HeightOffset: given less block
+  double dBefore = 0, dAfter = 0;               ///< distances as given, and as judged
+};
+
+/// A reading or an offset is taken where it is better by a factor of 5 than what is given, and leaves less
+/// than a tenth of the depth; an offset only above 3 % of the depth, which a poor focal length may make. At
+/// least half of the points decide about what is given, three quarters about another reading.
+///
+/// `block` and `given` in pairs; `depth`: distance from cameras to points in the block.
+FrameJudgement JudgeFrame(std::span<const Position3> block, std::span<const Position3> given, double depth);
+
+}  // namespace orvo
