@@ -68,6 +68,11 @@ class PointReader {
   void Push(const SurveyMeasurement& measure, std::string_view line, const SurveyPoint& point);
   void MakeRoom();
   void FindNextPoint();
+  bool EndInLine() {
+    bEnded = true;
+    Text.TellCut();
+    return false;
+  }
   /// False where nothing more is to be read.
   bool End(std::string what) {
     bEnded = bInStep;
@@ -121,6 +126,7 @@ bool PointReader::NextPointLine(std::string_view& line, int64_t& number) {
   while (Text.NextMeant(line)) {
     number = Text.LineNumber();
     if (!CanBeMeasure(line)) return true;
+    if (Text.IsCutLine()) return EndInLine();
     if (!std::exchange(told, true))
       Text.Tell("S018", 1,
                 Quoted(line) + " stands where the line of point " + Place(nRead, nPointNum) + " should",
@@ -200,6 +206,7 @@ bool PointReader::ReadMeasures(SurveyPoint& point, int32_t count) {
       ++m;
       continue;
     }
+    if (Text.IsCutLine()) return EndInLine();
     switch (TakeBrokenMeasure(line, point, Place(m, count))) {
       case Effect::Taken:
         ++m;

@@ -45,6 +45,10 @@ class SurveyText {
   bool Waits() const { return !vHeld.empty(); }
   /// Tells what LookAtFields found.
   void Tell(const LineFields& looked);
+  /// The line that came last is the last one of the file and has no end: it may be cut off.
+  bool IsCutLine() const;
+  /// Tells that the file ends in that line.
+  void TellCut() { TellEnd("the file ends in the middle of a line"); }
   /// The file ends too early: what its last line has is put down to that.
   void TellEnd(std::string what);
   /// Tells what follows where the file should have ended, and TellOpenEnd. `inStep`: it is known where that
