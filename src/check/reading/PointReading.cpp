@@ -9,6 +9,7 @@
 #include "base/Scan.h"
 #include "block/ProjectText.h"
 #include "check/StrictLines.h"
+#include "check/reading/PlainPoints.h"
 
 namespace orvo {
 namespace {
@@ -299,6 +300,12 @@ void PointReader::FindNextPoint() {
 }  // namespace
 
 bool ReadSurveyPoints(SurveyText& text, int64_t pointNum, OrdinalCheck& ordinals, SurveyPoints& points) {
+  PointsPlace place{text.BytesRead(), text.LineNumber()};
+  if (!text.Waits() && ReadPlainPoints(text.Path(), pointNum, ordinals.ImageNum(), place, points)) {
+    text.GoTo(place.nByte, place.nLine);
+    text.TellRest({}, {}, true);
+    return !text.TellFailure();
+  }
   PointReader reader(text, pointNum, ordinals, points);
   const bool whole = reader.Read();
   if (whole)

@@ -77,6 +77,13 @@ void SurveyText::LookAtLine(std::string_view& line) {
   }
 }
 
+void SurveyText::GoTo(int64_t offset, int64_t line) {
+  Release();
+  File.Seek(offset);
+  nLine = line;
+  bAgain = bBrokenLine = false;
+}
+
 bool SurveyText::NextMeant(std::string_view& line) {
   while (Next(line)) {
     if (!TellNotMeant(line)) return true;

@@ -32,6 +32,8 @@ class SurveyText {
   bool TellNotMeant(std::string_view line);
   /// Next hands the line that came last out again, once.
   void Unread() { bAgain = true; }
+  /// Goes on behind line `line`, which ends before the byte `offset`.
+  void GoTo(int64_t offset, int64_t line);
   /// From 1.
   int64_t LineNumber() const { return nLine; }
   int64_t FileBytes() const { return File.Size(); }
