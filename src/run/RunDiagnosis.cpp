@@ -1,5 +1,6 @@
 #include "run/RunDiagnosis.h"
 
+#include "base/MemoryPurpose.h"
 #include "block/ProjectForm.h"
 #include "check/SettingsDiagnosis.h"
 #include "check/SurveyReading.h"
@@ -44,6 +45,7 @@ AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope, Dia
 }  // namespace
 
 void DiagnoseRun(const RunPaths& paths, DiagnosisScope scope, const Platform& system, Diagnosis& diagnosis) {
+  const MemoryPurpose purpose("the check of the block");
   const int64_t before = diagnosis.ErrorNum();
   const AdjustmentSettings settings = ReadSettings(paths, scope, diagnosis);
   const bool settingsHold = diagnosis.ErrorNum() == before;
@@ -51,9 +53,15 @@ void DiagnoseRun(const RunPaths& paths, DiagnosisScope scope, const Platform& sy
   SurveyBlock block;
   const int64_t beforeFiles = diagnosis.ErrorNum();
   if (!ReadSurvey(files, block, diagnosis) || diagnosis.ErrorNum() != beforeFiles) return;
-  if (scope != DiagnosisScope::Everything || !settingsHold) return;
-  TellWeights({block, files, settings}, diagnosis);
-  ReckonMemory({block, files, settings}, system.FreePhysicalBytes(), diagnosis);
+  const BlockCheckInput input{block, files, settings};
+  if (scope == DiagnosisScope::BeforeRun) {
+    CheckConventions(input, diagnosis);
+    return;
+  }
+  CheckBlock(input, diagnosis);
+  if (!settingsHold) return;
+  TellWeights(input, diagnosis);
+  ReckonMemory(input, system.FreePhysicalBytes(), diagnosis);
 }
 
 int64_t FileNumOf(const RunPaths& paths) {

@@ -9,6 +9,7 @@
 #include "check/block/ControlSpread.h"
 #include "check/block/ExchangedPoints.h"
 #include "check/block/FindingPlaces.h"
+#include "check/block/FindingTexts.h"
 
 namespace orvo {
 namespace {
@@ -35,30 +36,28 @@ void TellSinglyMeasured(const BlockCheckInput& input, const ControlPairs& pairs,
     const SurveyPoint& point = input.Block.Control.Points[i];
     diagnosis.Add("K001", PlaceOfControl(input, point),
                   fmt::format("{} is measured in fewer than two images of the block", NameOfPoint(point)),
-                  "measure it in two images and more, or leave it out");
+                  "Measure it in two images and more, or leave it out");
   }
 }
 
 void TellReading(const BlockCheckInput& input, const FrameJudgement& judgement, Diagnosis& diagnosis) {
   const CoordinateReading& reading = *judgement.pReading;
-  diagnosis.Add(
-      CodeOf(reading.Fault), {input.Files.szGcp, 2},
-      fmt::format("control coordinates {}: points lie {:.3g} from their intersections that way, {:.3g} as "
-                  "written",
-                  reading.szWhat, judgement.dAfter, judgement.dBefore),
-      reading.szWrite);
+  diagnosis.Add(CodeOf(reading.Fault), {input.Files.szGcp, 2},
+                fmt::format("control coordinates {}: points lie {} from their intersections that way, {} as "
+                            "written",
+                            reading.szWhat, Figure(judgement.dAfter), Figure(judgement.dBefore)),
+                reading.szWrite);
 }
 
 void TellHeightOffset(const BlockCheckInput& input, const FrameJudgement& judgement, Diagnosis& diagnosis) {
   const double offset = judgement.dHeightOffset;
   diagnosis.Add(
       "K006", {input.Files.szGcp, 2},
-      fmt::format("heights of the control points are {:.4g} {} those of the block, by the same amount at all",
-                  std::fabs(offset), offset > 0 ? "above" : "below"),
-      fmt::format(
-          "write heights of one kind, ellipsoidal or above the geoid, on both sides: {} {:.4g} {} the "
-          "heights of the control points, or bring the orientations to theirs",
-          offset > 0 ? "take" : "add", std::fabs(offset), offset > 0 ? "off" : "to"));
+      fmt::format("heights of the control points are {} {} those of the block, by the same amount at all",
+                  Figure(std::fabs(offset)), offset > 0 ? "above" : "below"),
+      fmt::format("Write heights of one kind, ellipsoidal or above the geoid, on both sides: {} {} {} the "
+                  "heights of the control points, or bring the orientations to theirs",
+                  offset > 0 ? "take" : "add", Figure(std::fabs(offset)), offset > 0 ? "off" : "to"));
 }
 
 void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
@@ -76,16 +75,16 @@ void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, co
     diagnosis.Add(
         "K007", PlaceOfControl(input, point(second)),
         fmt::format("{} and {} are exchanged: the rays of each meet at the coordinates of the other", a, b),
-        fmt::format("write the coordinates of {} with {} and those of {} with {}", a, b, b, a));
+        fmt::format("Write the coordinates of {} with {} and those of {} with {}", a, b, b, a));
   }
   for (const auto& outlier : faults.Outliers) {
     const SurveyPoint& at = point(outlier.nPoint);
     const bool other = outlier.nFits >= 0;
     diagnosis.Add(
         "K008", PlaceOfControl(input, at),
-        fmt::format("{} lies {:.3g} from where its rays meet{}", NameOfPoint(at), outlier.dDistance,
+        fmt::format("{} lies {} from where its rays meet{}", NameOfPoint(at), Figure(outlier.dDistance),
                     other ? ", which is at " + NameOfPoint(point(static_cast<size_t>(outlier.nFits))) : ""),
-        "look at its name, its coordinates and its measurements, or leave it out");
+        "Look at its name, its coordinates and its measurements, or leave it out");
   }
 }
 
@@ -98,7 +97,7 @@ void CheckSpread(const BlockCheckInput& input, const ControlPairs& pairs, const 
     diagnosis.Add(ends ? "K009" : "K010", {input.Files.szGcp, 2},
                   fmt::format("the {} control points lie on a line, {:.1g} of its length across",
                               pairs.ControlGiven.size(), across),
-                  "add one off the line: nothing holds the block against a turn about it");
+                  "Add one off the line: nothing holds the block against a turn about it");
     return;
   }
   const double share = ShareOfExtent(pairs.ControlInBlock, scene.Low, scene.High);
@@ -106,7 +105,7 @@ void CheckSpread(const BlockCheckInput& input, const ControlPairs& pairs, const 
     diagnosis.Add(
         "K011", {input.Files.szGcp, 2},
         fmt::format("all control points lie together, within {:.0f} % of the block's extent", 100 * share),
-        "spread them over the block, to its corners first");
+        "Spread them over the block, to its corners first");
   }
 }
 
@@ -116,23 +115,23 @@ void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const Fr
   if (controlNum > 0 && controlNum < kSimilarityNum && !input.Settings.Absolute_Orientation) {
     diagnosis.Add(
         "K012", {input.Files.szGcp, 2},
-        fmt::format("orientations are not in the frame of the control points, {:.4g} away from it, and {} is "
+        fmt::format("orientations are not in the frame of the control points, {} away from it, and {} is "
                     "too few to bring them there",
-                    judgement.dBefore, CountOf(controlNum, "control point", {})),
-        "write orientations in the frame of the control points, add control points up to 4, or apply GPS "
+                    Figure(judgement.dBefore), CountOf(controlNum, "control point", {})),
+        "Write orientations in the frame of the control points, add control points up to 4, or apply GPS "
         "positions in their frame");
   } else if (judgement.Kind == FrameKind::Free) {
     diagnosis.Add(
         "K014", {input.Files.szGcp, 2},
         fmt::format("orientations are in another frame, {:.5g} times smaller than that of the control points",
                     judgement.Transform.fScale),
-        "an adjustment brings them over by a similarity");
+        "An adjustment brings them over by a similarity");
   } else if (controlNum >= kSimilarityNum) {
     diagnosis.Add(
         "K013", {input.Files.szGcp, 2},
-        fmt::format("control points fit the block by no similarity; they lie {:.4g} from their intersections",
-                    judgement.dBefore),
-        "look at names, coordinates and measurements of all of them");
+        fmt::format("control points fit the block by no similarity; they lie {} from their intersections",
+                    Figure(judgement.dBefore)),
+        "Look at names, coordinates and measurements of all of them");
   }
 }
 
@@ -170,7 +169,7 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
   if (LooksGeographic(pairs.Given)) {
     diagnosis.Add(
         "K015", {input.Files.szGcp, 2}, "control coordinates look like longitude and latitude in degrees",
-        "write metres in a Cartesian frame: project them, and the orientations into the same frame");
+        "Write metres in a Cartesian frame: project them, and the orientations into the same frame");
     return;
   }
   const FrameJudgement judgement = JudgeControl(input, pairs, scene, usable);

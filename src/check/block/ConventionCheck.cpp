@@ -6,6 +6,7 @@
 #include "check/block/ConventionTrial.h"
 #include "check/block/CoordinateRange.h"
 #include "check/block/FindingPlaces.h"
+#include "check/block/FindingTexts.h"
 #include "check/block/RotationDefects.h"
 
 namespace orvo {
@@ -21,13 +22,13 @@ bool TellRotationDefects(const BlockCheckInput& input, Diagnosis& diagnosis) {
     diagnosis.Add("C011", place,
                   fmt::format("{} of {} matrices are no rotations, the first of them that of {}",
                               defects.nSkewed + defects.nMirrored, input.Block.Images.size(), name),
-                  "write three rows of length 1 at right angles to each other, with six decimals and more");
+                  "Write three rows of length 1 at right angles to each other, with six decimals and more");
   } else {
     diagnosis.Add(
         "C012", place,
         fmt::format("{} of {} matrices are mirrored (their determinant is -1), the first of them that of {}",
                     defects.nMirrored, input.Block.Images.size(), name),
-        "one axis has the wrong sign, or two are exchanged, on one side of the matrix: camera axes are x "
+        "One axis has the wrong sign, or two are exchanged, on one side of the matrix: camera axes are x "
         "right, y up, z back, object axes are right-handed with Z up");
   }
   return true;
@@ -45,18 +46,18 @@ std::string WriteMeasurements(const ImageAxes& axes, const SurveyBlock& block) {
     // The cameras name the centre in the same axes, so that the origin makes no difference to the rays.
     for (const ImageAxes& corner : AllImageAxes()) {
       if (corner.bDown && corner.fOriginX < 0)
-        return "write " + WriteInstead(corner, block.Cameras) + ", and the principal point in the same axes";
+        return "Write " + WriteInstead(corner, block.Cameras) + ", and the principal point in the same axes";
     }
   }
   const bool principal =
       block.Cameras.size() > 0 && (block.Cameras.front().dX0 != 0 || block.Cameras.front().dY0 != 0);
-  return "write " + WriteInstead(axes, block.Cameras) +
+  return "Write " + WriteInstead(axes, block.Cameras) +
          (principal ? ", and the principal point of the cameras likewise, from the centre" : "");
 }
 
 std::string Figures(const ConventionVerdict& verdict) {
-  return fmt::format("rays of {} points meet to {:.3g} px that way, to {:.3g} px as written", verdict.nPoints,
-                     verdict.Best.dRms, verdict.Written.dRms);
+  return fmt::format("rays of {} points meet to {} px that way, to {} px as written", verdict.nPoints,
+                     Figure(verdict.Best.dRms), Figure(verdict.Written.dRms));
 }
 
 void TellReading(const BlockCheckInput& input, const ConventionVerdict& verdict, Diagnosis& diagnosis) {
@@ -67,7 +68,7 @@ void TellReading(const BlockCheckInput& input, const ConventionVerdict& verdict,
                   fmt::format("{}: {}", axes.szWhat, Figures(verdict)), WriteMeasurements(axes, input.Block));
   } else if (!axes.szCode) {
     diagnosis.Add(matrix.szCode, PlaceOfImage(input, 0, 2),
-                  fmt::format("{}: {}", matrix.szWhat, Figures(verdict)), matrix.szWrite);
+                  fmt::format("{}: {}", matrix.szWhat, Figures(verdict)), Sentence(matrix.szWrite));
   } else {
     diagnosis.Add(
         "C010", PlaceOfImage(input, 0, 2),
@@ -89,7 +90,7 @@ bool CheckConventions(const BlockCheckInput& input, Diagnosis& diagnosis) {
   if (!decided && IsFromCorner(FindCoordinateRange(input.Block, input.Block.Tie))) {
     diagnosis.Add("C013", PlaceOfMeasurements(input),
                   "coordinates run from 0 to the extent of the images: their origin is a corner",
-                  "count from the image centre with y up: write " +
+                  "Count from the image centre with y up: write " +
                       WriteInstead(AllImageAxes()[2], input.Block.Cameras) + " where y points down, " +
                       WriteInstead(AllImageAxes()[3], input.Block.Cameras) + " where it points up");
     return true;
@@ -98,7 +99,7 @@ bool CheckConventions(const BlockCheckInput& input, Diagnosis& diagnosis) {
     diagnosis.Add(
         "C014", PlaceOfImage(input, 0, 2),
         fmt::format("{:.0f} % of the points lie behind their cameras", 100 * verdict.Written.dBehind),
-        "the rays meet, but cameras look away from them: write matrices for camera axes with x right, y up "
+        "The rays meet, but cameras look away from them: write matrices for camera axes with x right, y up "
         "and z back, and a positive focal length");
     return true;
   }

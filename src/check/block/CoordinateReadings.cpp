@@ -9,21 +9,21 @@ namespace {
 using F = CoordinateFault;
 constexpr double kFoot = 0.3048, kSurveyFoot = 1200.0 / 3937.0;
 
-#define ORVO_EXCHANGE "write easting first, then northing"
-#define ORVO_SIGN "write it with the other sign: X east, Y north, Z up"
+#define ORVO_EXCHANGE "Write easting first, then northing"
+#define ORVO_SIGN "Write it with the other sign: X east, Y north, Z up"
 
 constexpr CoordinateReading kReadings[] = {
     {F::Exchanged, "have easting and northing exchanged", ORVO_EXCHANGE, true, {1, 1, 1}, true},
-    {F::Feet, "are in feet", "write metres: times 0.3048", false, {kFoot, kFoot, kFoot}, false},
+    {F::Feet, "are in feet", "Write metres: times 0.3048", false, {kFoot, kFoot, kFoot}, false},
     {F::Feet,
      "are in US survey feet",
-     "write metres: times 1200/3937",
+     "Write metres: times 1200/3937",
      false,
      {kSurveyFoot, kSurveyFoot, kSurveyFoot},
      false},
     {F::HeightInFeet,
      "have heights in feet",
-     "write heights in metres: times 0.3048",
+     "Write heights in metres: times 0.3048",
      false,
      {1, 1, kFoot},
      false},

@@ -1,9 +1,5 @@
 #include "check/block/FindingPlaces.h"
 
-#include <cstring>
-
-#include "base/PrintableName.h"
-
 namespace orvo {
 
 FindingPlace PlaceOfTiePoint(const BlockCheckInput& input, const SurveyPoint& point) {
@@ -31,15 +27,6 @@ FindingPlace PlaceOfControl(const BlockCheckInput& input, const SurveyPoint& poi
 
 FindingPlace PlaceOfPos(const BlockCheckInput& input, const SurveyPos& pos) {
   return {input.Files.szPos, pos.nLine};
-}
-
-std::string NameOfImage(const SurveyImage& image) {
-  return image.szName.empty() ? std::to_string(image.nId) : PrintableName(image.szName);
-}
-
-std::string NameOfPoint(const SurveyPoint& point) {
-  return PrintableName(
-      std::string_view(point.szName.data(), strnlen(point.szName.data(), point.szName.size())));
 }
 
 }  // namespace orvo

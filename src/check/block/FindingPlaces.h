@@ -16,8 +16,4 @@ FindingPlace PlaceOfTiePoint(const BlockCheckInput& input, const SurveyPoint& po
 FindingPlace PlaceOfControl(const BlockCheckInput& input, const SurveyPoint& point);
 FindingPlace PlaceOfPos(const BlockCheckInput& input, const SurveyPos& pos);
 
-/// The name of an image for people; its number where it has none.
-std::string NameOfImage(const SurveyImage& image);
-std::string NameOfPoint(const SurveyPoint& point);
-
 }  // namespace orvo

@@ -8,6 +8,7 @@
 #include "check/block/BlockScene.h"
 #include "check/block/CoordinateRange.h"
 #include "check/block/FindingPlaces.h"
+#include "check/block/FindingTexts.h"
 
 namespace orvo {
 namespace {
@@ -34,7 +35,7 @@ void CheckCameras(const BlockCheckInput& input, Diagnosis& diagnosis) {
     const FindingPlace place = PlaceOfCamera(input, i);
     if (camera.nWidth <= 0 || camera.nHeight <= 0) {
       diagnosis.Add("G013", place, fmt::format("image extent {} x {}", camera.nWidth, camera.nHeight),
-                    "write width and height of the images in pixels: thinning spreads points over them");
+                    "Write width and height of the images in pixels: thinning spreads points over them");
       continue;
     }
     if (!IsUsable(camera)) continue;
@@ -43,14 +44,14 @@ void CheckCameras(const BlockCheckInput& input, Diagnosis& diagnosis) {
       diagnosis.Add(
           "G004", place,
           fmt::format("focal length {:.6g} is {:.3g} image widths", camera.dFocal, camera.dFocal / width),
-          "write it in the unit of the measurements: millimetres divided by the size of a pixel");
+          "Write it in the unit of the measurements: millimetres divided by the size of a pixel");
     }
     const double error = std::fabs(camera.dX0 - camera.dY0) * CornerDistortion(camera);
     if (error > kListingLimit) {
       diagnosis.Add("G012", place,
                     fmt::format("x0 - y0 = {:.4g} times the distortion reaches {:.2g} px in the corners",
                                 camera.dX0 - camera.dY0, error),
-                    "the adjustment is right, but listed residuals are off by up to that in y: judge them by "
+                    "The adjustment is right, but listed residuals are off by up to that in y: judge them by "
                     "the verdict");
     }
   }
@@ -68,7 +69,7 @@ void CheckExtents(const BlockCheckInput& input, Diagnosis& diagnosis) {
       share > 0.01 ? "G002" : "G003", PlaceOfTiePoint(input, point),
       fmt::format("{} of {} measurements lie outside their images, the first of them of {} on {}",
                   range.nOutside, range.nMeasurements, NameOfPoint(point), NameOfImage(image)),
-      fmt::format("coordinates count from the image centre, here to {} in x and {} in y: look at them and "
+      fmt::format("Coordinates count from the image centre, here to {} in x and {} in y: look at them and "
                   "at the extent in the camera line",
                   camera.nWidth / 2.0, camera.nHeight / 2.0));
 }
@@ -79,22 +80,22 @@ void CheckScene(const BlockCheckInput& input, const BlockScene& scene, Diagnosis
   if (scene.dBehind > 0.05) {
     diagnosis.Add("G001", place,
                   fmt::format("the rays of {:.0f} % of the points meet behind a camera", 100 * scene.dBehind),
-                  "look for wrong matches, or for images whose orientation is wrong");
+                  "Look for wrong matches, or for images whose orientation is wrong");
   }
   if (scene.dRms > kHopelessStart) {
     diagnosis.Add("G006", place, fmt::format("residuals at the start are {:.0f} px", scene.dRms),
-                  "an adjustment finds no way from there: look at orientations, focal length and ordinals of "
+                  "An adjustment finds no way from there: look at orientations, focal length and ordinals of "
                   "the images");
   } else if (scene.dRms > kPoorStart) {
     diagnosis.Add(
         "G005", place, fmt::format("residuals at the start are {:.0f} px", scene.dRms),
-        "an adjustment takes more iterations from there: better orientations or a better focal length help");
+        "An adjustment takes more iterations from there: better orientations or a better focal length help");
   }
   if (scene.dBaseToHeight < kLowBaseToHeight) {
     diagnosis.Add(
         "G010", place,
         fmt::format("the base is {:.2g} of the distance for half of the points", scene.dBaseToHeight),
-        "points need images from places further apart: take such images into the block, or leave out "
+        "Points need images from places further apart: take such images into the block, or leave out "
         "images from the same place");
   }
 }
@@ -119,21 +120,20 @@ void CheckFocalAgainstHeight(const BlockCheckInput& input, const BlockScene& sce
           "focal length and flying height can't be told apart: the relief is {:.1f} % of the height, and "
           "all views are near vertical",
           100 * relief),
-      "keep the camera (Set_IOP_Unknown false), or add control points or GPS positions");
+      "Keep the camera (Set_IOP_Unknown false), or add control points or GPS positions");
 }
 
 void CheckImages(const BlockCheckInput& input, const std::vector<bool>& usable, Diagnosis& diagnosis) {
   const SurveyBlock& block = input.Block;
-  const std::vector<int64_t> counts = CountSharedPoints(block, usable);
+  const auto [counts, pieces] = FindPieces(block, usable, kJoiningPoints);
   for (size_t i = 0; i < usable.size(); ++i) {
     // One without any is left out of a run, which is told as such.
     if (!usable[i] || counts[i] == 0 || counts[i] >= kFewPoints) continue;
     diagnosis.Add(counts[i] < kTooFewPoints ? "G009" : "G008", PlaceOfImage(input, i),
                   fmt::format("image {} has {} that other images share", NameOfImage(block.Images[i]),
                               CountOf(counts[i], "point", {})),
-                  "match more points on it, or leave it out");
+                  "Match more points on it, or leave it out");
   }
-  const auto pieces = FindPieces(block, usable, counts, kJoiningPoints);
   for (size_t piece = 1; piece < pieces.size(); ++piece) {
     const auto first = static_cast<size_t>(pieces[piece].front());
     if (pieces[piece].size() == 1 && counts[first] < kFewPoints) continue;
@@ -145,7 +145,7 @@ void CheckImages(const BlockCheckInput& input, const std::vector<bool>& usable, 
         "G007", PlaceOfImage(input, first),
         fmt::format("{} share fewer than {} points with the rest of the block",
                     CountOf(static_cast<int64_t>(pieces[piece].size()), "image", names), kJoiningPoints),
-        "match points between the pieces, or adjust each piece on its own");
+        "Match points between the pieces, or adjust each piece on its own");
   }
 }
 

@@ -11,6 +11,7 @@
 #include "check/block/ControlPairs.h"
 #include "check/block/ExchangedPoints.h"
 #include "check/block/FindingPlaces.h"
+#include "check/block/FindingTexts.h"
 
 namespace orvo {
 namespace {
@@ -37,10 +38,10 @@ void TellHeightOffset(const BlockCheckInput& input, const FrameJudgement& judgem
   const double offset = judgement.dHeightOffset;
   diagnosis.Add(
       control ? "P014" : "P015", {input.Files.szPos, 1},
-      fmt::format("heights of the POS file are {:.4g} {} those of the block{}", std::fabs(offset),
+      fmt::format("heights of the POS file are {} {} those of the block{}", Figure(std::fabs(offset)),
                   offset > 0 ? "above" : "below", control ? ", which is in the frame of its control" : ""),
-      fmt::format("write heights of one kind, ellipsoidal or above the geoid, in all files: {} {:.4g}",
-                  offset > 0 ? "take off" : "add", std::fabs(offset)));
+      fmt::format("Write heights of one kind, ellipsoidal or above the geoid, in all files: {} {}",
+                  offset > 0 ? "take off" : "add", Figure(std::fabs(offset))));
 }
 
 void TellOutliers(const BlockCheckInput& input, const PositionPairing& positions,
@@ -56,15 +57,15 @@ void TellOutliers(const BlockCheckInput& input, const PositionPairing& positions
                   fmt::format("positions of {} and {} are exchanged",
                               NameOfImage(input.Block.Images[positions.Pairs[first].nImage]),
                               NameOfImage(input.Block.Images[positions.Pairs[second].nImage])),
-                  "write each with the name of the other");
+                  "Write each with the name of the other");
   }
   for (const auto& outlier : faults.Outliers) {
     if (outlier.dDistance < kFarOff * scaled) continue;
     diagnosis.Add("P017", PlaceOfPos(input, posOf(outlier.nPoint)),
-                  fmt::format("the position of {} lies {:.4g} from its projection centre",
+                  fmt::format("the position of {} lies {} from its projection centre",
                               NameOfImage(input.Block.Images[positions.Pairs[outlier.nPoint].nImage]),
                               outlier.dDistance),
-                  "look at the name and the coordinates, or leave the line out");
+                  "Look at the name and the coordinates, or leave the line out");
   }
 }
 
@@ -76,9 +77,9 @@ std::optional<Rotation3> CheckFrame(const BlockCheckInput& input, const Position
     case FrameKind::Reading:
       diagnosis.Add(
           CodeOf(judgement.pReading->Fault), {input.Files.szPos, 1},
-          fmt::format("coordinates of the POS file {}: positions lie {:.3g} from the projection centres that "
-                      "way, {:.3g} as written",
-                      judgement.pReading->szWhat, judgement.dAfter, judgement.dBefore),
+          fmt::format("coordinates of the POS file {}: positions lie {} from the projection centres that "
+                      "way, {} as written",
+                      judgement.pReading->szWhat, Figure(judgement.dAfter), Figure(judgement.dBefore)),
           judgement.pReading->szWrite);
       return std::nullopt;
     case FrameKind::HeightOffset:
@@ -94,9 +95,9 @@ std::optional<Rotation3> CheckFrame(const BlockCheckInput& input, const Position
       if (positions.Pairs.size() < 4) return std::nullopt;
       diagnosis.Add(
           "P018", {input.Files.szPos, 1},
-          fmt::format("positions fit the projection centres by no similarity, {:.4g} away from them",
-                      judgement.dBefore),
-          "look at names and coordinates: they are in a Cartesian frame in metres, X east, Y north, Z up");
+          fmt::format("positions fit the projection centres by no similarity, {} away from them",
+                      Figure(judgement.dBefore)),
+          "Look at names and coordinates: they are in a Cartesian frame in metres, X east, Y north, Z up");
       return std::nullopt;
   }
 }
@@ -114,7 +115,7 @@ void TellNoAngles(const BlockCheckInput& input, const std::vector<PosPair>& pair
   if (largest < 0.05) return;
   const bool applied = input.Settings.Apply_IMU_Data;
   diagnosis.Add(applied ? "P008" : "P007", {input.Files.szPos, 1}, "all angles are 0, as if there were none",
-                applied ? "switch Apply_IMU_Data off, or write the angles" : "leave Apply_IMU_Data off");
+                applied ? "Switch Apply_IMU_Data off, or write the angles" : "Leave Apply_IMU_Data off");
 }
 
 void TellAngleReading(const BlockCheckInput& input, const PosPair& first, const AngleVerdict& verdict,
@@ -123,10 +124,10 @@ void TellAngleReading(const BlockCheckInput& input, const PosPair& first, const 
   const auto angles = PosAngles(Read(*verdict.pBest, {pos.dOmega, pos.dPhi, pos.dKappa}));
   diagnosis.Add(
       verdict.pBest->szCode, PlaceOfPos(input, pos),
-      fmt::format("angles are {}: they agree with the orientations to {:.2g} degrees that way, to {:.3g} as "
+      fmt::format("angles are {}: they agree with the orientations to {} degrees that way, to {} as "
                   "written",
-                  verdict.pBest->szWhat, verdict.dBest, verdict.dWritten),
-      fmt::format("write Orvo's omega, phi, kappa in degrees: {:.6f} {:.6f} {:.6f} for {}", angles[0],
+                  verdict.pBest->szWhat, Figure(verdict.dBest), Figure(verdict.dWritten)),
+      fmt::format("Write Orvo's omega, phi, kappa in degrees: {:.6f} {:.6f} {:.6f} for {}", angles[0],
                   angles[1], angles[2], NameOfImage(input.Block.Images[first.nImage])));
 }
 
@@ -148,11 +149,10 @@ void CheckAngles(const BlockCheckInput& input, const std::vector<PosPair>& pairs
   if (verdict.dWritten > kStrangeAngles) {
     diagnosis.Add(
         "P006", {input.Files.szPos, 1},
-        fmt::format(
-            "angles differ from the orientations by {:.3g} degrees in the median, and no other reading "
-            "fits",
-            verdict.dWritten),
-        "look at names, units and axes of the angles, or leave Apply_IMU_Data off");
+        fmt::format("angles differ from the orientations by {} degrees in the median, and no other reading "
+                    "fits",
+                    Figure(verdict.dWritten)),
+        "Look at names, units and axes of the angles, or leave Apply_IMU_Data off");
   }
 }
 
@@ -169,11 +169,11 @@ void CheckStrips(const BlockCheckInput& input, const std::vector<PosPair>& pairs
       diagnosis.Add(
           "P020", PlaceOfPos(input, *first),
           fmt::format("{} with strip {}", CountOf(count, "image", {}), strip),
-          strip < 0 ? "number strips from 1: these images are not observed" : "number strips from 1");
+          strip < 0 ? "Number strips from 1: these images are not observed" : "Number strips from 1");
     } else if (count == 1) {
       diagnosis.Add("P019", PlaceOfPos(input, *first),
                     fmt::format("image {} is alone in strip {}", PrintableName(first->szName), strip),
-                    "it is not observed: give it to the strip that it was flown with");
+                    "It is not observed: give it to the strip that it was flown with");
     }
   }
 }
@@ -189,7 +189,7 @@ void CheckPositions(const BlockCheckInput& input, Diagnosis& diagnosis) {
   std::optional<Rotation3> frame;
   if (LooksGeographic(positions.Given)) {
     diagnosis.Add("P009", {input.Files.szPos, 1}, "positions look like longitude and latitude in degrees",
-                  "write metres in a Cartesian frame, that of the control points where there are any");
+                  "Write metres in a Cartesian frame, that of the control points where there are any");
   } else if (positions.Pairs.size() >= kFewestPairs && depth > 0) {
     const FrameJudgement judgement = JudgeFrame(positions.Block, positions.Given, depth);
     frame = CheckFrame(input, positions, judgement, ControlAgrees(input, usable, depth), depth, diagnosis);

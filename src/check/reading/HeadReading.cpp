@@ -41,6 +41,10 @@ bool TakeFields(SurveyText& text, std::string_view line, std::span<const FieldSp
   if (take(fields) && fields.NumbersAreWhole()) return true;
   const LineFields looked = LookAtFields(line, specs, needed);
   if (looked.nFieldNum < fewest) {
+    if (text.IsCutLine()) {
+      text.TellCut();
+      return false;
+    }
     text.Tell("S013", 1, Quoted(line) + " is not " + kind,
               RemedyOfLine(line, "Look for a missing or doubled line before it, or correct the counts"));
     return false;
@@ -64,6 +68,10 @@ bool ReadCounts(SurveyText& text, bool withPoints, int32_t& images, int32_t& cam
   fields.Int(cameras);
   if (withPoints) fields.Int(points);
   if (!fields.NumbersAreWhole()) {
+    if (text.IsCutLine()) {
+      text.TellCut();
+      return false;
+    }
     const LineFields looked = LookAtFields(line, kCountFields, withPoints ? 3 : 2);
     text.Tell("S014", looked.Faults.empty() ? 1 : looked.Faults[0].nColumn,
               Quoted(line) + " are not the counts of a project", RemedyOfLine(line, remedy.c_str()));
