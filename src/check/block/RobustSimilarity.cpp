@@ -61,12 +61,12 @@ class Draws {
   uint64_t nState = 1;
 };
 
-RobustFit Judge(const FrameTransform& transform, Points source, Points target, bool level) {
+RobustFit Judge(const FrameTransform& transform, Points source, Points target) {
   std::vector<double> distances = DistancesAfter(transform, source, target);
   // Of four, three count: any two are joined by some similarity.
   std::ranges::sort(distances);
   const size_t n = distances.size();
-  return {transform, distances[n / 2], distances[std::min(n - 1, 3 * n / 4)], level};
+  return {transform, distances[n / 2], distances[std::min(n - 1, 3 * n / 4)]};
 }
 
 class Search {
@@ -79,11 +79,11 @@ class Search {
       from[i] = Source[chosen[i]];
       to[i] = Target[chosen[i]];
     }
-    Offer(N == 2 ? FitLevelSimilarity(from, to) : FitSimilarity(from, to), N == 2);
+    Offer(N == 2 ? FitLevelSimilarity(from, to) : FitSimilarity(from, to));
   }
-  void Offer(const std::optional<FrameTransform>& transform, bool level) {
+  void Offer(const std::optional<FrameTransform>& transform) {
     if (!transform || !IsUsable(*transform)) return;
-    const RobustFit fit = Judge(*transform, Source, Target, level);
+    const RobustFit fit = Judge(*transform, Source, Target);
     if (!Best || fit.dMedian < Best->dMedian) Best = fit;
   }
   /// Fits again to the pairs that lie near.
@@ -96,8 +96,8 @@ class Search {
         from.push_back(Source[i]);
         to.push_back(Target[i]);
       }
-      Offer(FitLevelSimilarity(from, to), true);
-      Offer(FitSimilarity(from, to), false);
+      Offer(FitLevelSimilarity(from, to));
+      Offer(FitSimilarity(from, to));
     }
   }
   std::optional<RobustFit> Best;
@@ -187,9 +187,10 @@ std::optional<RobustFit> FitRobustSimilarity(Points source, Points target) {
     search.Try(draws.Take<2>(n));
     search.Try(draws.Take<3>(n));
   }
-  search.Offer(FitLevelSimilarity(source, target), true);
-  search.Offer(FitSimilarity(source, target), false);
+  search.Offer(FitLevelSimilarity(source, target));
+  search.Offer(FitSimilarity(source, target));
   search.Refine();
+  if (search.Best) search.Best->bLevel = IsOnALine(source);
   return search.Best;
 }
 
