@@ -10,6 +10,7 @@
 #include "gpu/kernels/literal/LiteralKernels.h"
 #include "orvo/Command.h"
 #include "orvo/MemorySize.h"
+#include "orvo/RunInputs.h"
 #include "verdict/VerdictText.h"
 
 namespace orvo {
@@ -23,13 +24,9 @@ struct AdjustArguments {
   std::string szKernels;
   std::string szDeviceMemory;  ///< empty: what the device has
   bool bIgnoreUnused = false;  ///< POS data and the settings need not agree
+  bool bNoCheck = false;       ///< the files are not read for it beforehand
   bool bStrict = false;        ///< a doubtful result is no success either
 };
-
-/// The project's folder; "." for a path without separator.
-std::string FolderOf(const std::string& project) {
-  return project.find_first_of("/\\") == std::string::npos ? "." : CutAtLastSeparator(project);
-}
 
 /// What keeps the run from working, and the remedy; empty when nothing does.
 std::string FindObstacle(const RunPaths& paths) {
@@ -66,23 +63,15 @@ bool MakeOutputFolder(const std::string& path, const Platform& platform) {
   return platform.FolderIsWritable(path);
 }
 
-/// Settings named, else beside the project, else beside the program; empty without any. Tells the console
-/// which.
-std::string ChooseSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
-  std::string chosen = paths.szSettings;
-  for (const char* name : {"AdjPara.xml", "AdjPara.ini"}) {
-    const std::string beside = JoinPath(FolderOf(paths.szProject), name);
-    // One that is there is meant, and when it can't be read the run says so.
-    if (chosen.empty() && !IsMissing(beside)) chosen = beside;
-  }
-  if (chosen.empty()) chosen = FindDefaultSettings(frontEnd.szProgram, nullptr);
-  if (!IsMissing(chosen)) {
+/// Settings as ChooseSettings finds them; tells the console which.
+std::string TellSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
+  std::string chosen = ChooseSettings(paths, frontEnd);
+  if (!chosen.empty()) {
     std::fprintf(frontEnd.fOut, "Settings: %s\n", PrintableName(chosen).c_str());
   } else {
     std::fprintf(frontEnd.fOut,
                  "Settings: built-in defaults, as neither the project nor the program has an AdjPara.xml or "
                  "AdjPara.ini beside it\n");
-    chosen.clear();
   }
   return chosen;
 }
@@ -98,6 +87,17 @@ int FailWith(const FrontEnd& frontEnd, const std::vector<Finding>& findings) {
     if (finding.Weight == Severity::Error) std::fprintf(frontEnd.fErr, "%s\n", TextOf(finding).c_str());
   }
   return Fail(frontEnd, "nothing was computed, for the input is not sound");
+}
+
+/// Reads the whole block before the run does. True where nothing keeps it from being adjusted; else what does
+/// is told.
+bool BlockIsSound(const RunPaths& paths, const FrontEnd& frontEnd) {
+  Diagnosis diagnosis;
+  frontEnd.Diagnose(paths, DiagnosisScope::BeforeRun, frontEnd.System, diagnosis);
+  if (diagnosis.ErrorNum() == 0) return true;
+  for (const std::string& line : LinesOf(diagnosis, Severity::Error))
+    std::fprintf(frontEnd.fErr, "%s\n", line.c_str());
+  return false;
 }
 
 DeviceChoice ChoiceOf(const std::string& device) {
@@ -167,9 +167,10 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
     const std::string obstacle = FindDeviceObstacle(options.At, options.MakeDevice().get());
     if (!obstacle.empty()) return Fail(frontEnd, obstacle);
   }
-  paths.szSettings = ChooseSettings(paths, frontEnd);
+  paths.szSettings = TellSettings(paths, frontEnd);
   options.Notes = frontEnd.Check(paths, arguments.bIgnoreUnused);
   if (HasError(options.Notes)) return FailWith(frontEnd, options.Notes);
+  if (!arguments.bNoCheck && !BlockIsSound(paths, frontEnd)) return FailWith(frontEnd, {});
   if (paths.szOutput.empty()) paths.szOutput = JoinPath(FolderOf(paths.szProject), "OrvoBundleResult");
   if (!MakeOutputFolder(paths.szOutput, frontEnd.System)) {
     return Fail(frontEnd, "the output folder " + paths.szOutput +
@@ -219,6 +220,8 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
       ->type_name("FILE");
   app.add_flag("--ignore-unused", arguments->bIgnoreUnused,
                "adjust also where a POS file is named and not used, or used and not named");
+  app.add_flag("--no-check", arguments->bNoCheck,
+               "leave out the reading of the whole block before the run; see orvo check");
   app.add_option("--out", paths.szOutput, "output folder [OrvoBundleResult beside the project]")
       ->type_name("DIR");
   app.add_option("--processors", arguments->nProcessors,

@@ -10,6 +10,8 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"adjust", "Adjust a block: orientations, cameras and points from its measurements", AddAdjust},
+    {"check", "Find what is wrong with the files of a block before it is adjusted", AddCheck},
+    {"help", "Tell what a code of orvo check means", AddHelp},
     {"generate", "Generate a block with known truth, for tests and trials", AddGenerate},
 };
 

@@ -1,4 +1,4 @@
-// The front end: `orvo adjust`, `orvo generate`.
+// The front end: `orvo adjust`, `orvo check`, `orvo generate`, `orvo help`.
 #pragma once
 
 #include <cstdio>
@@ -7,6 +7,7 @@
 #include "base/Platform.h"
 #include "run/EntryPoint.h"
 #include "run/InputCheck.h"
+#include "run/RunDiagnosis.h"
 
 namespace orvo {
 
@@ -25,6 +26,10 @@ struct FrontEnd {
   AdjustRunner Adjust = RunAdjustment;
   /// What is wrong with the files of a run, as CheckRunInputs tells it.
   std::function<std::vector<Finding>(const RunPaths& paths, bool ignoreUnused)> Check = CheckRunInputs;
+  /// What else is wrong with them, as DiagnoseRun tells it.
+  std::function<void(const RunPaths& paths, DiagnosisScope scope, const Platform& system,
+                     Diagnosis& diagnosis)>
+      Diagnose = DiagnoseRun;
   /// The device platform of every choice; empty for that of the machine.
   std::function<std::unique_ptr<gpu::Device>()> MakeDevice = {};
 };

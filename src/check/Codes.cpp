@@ -22,4 +22,9 @@ const CodeEntry* FindCode(std::string_view code) {
   return nullptr;
 }
 
+std::string MarkdownRowOf(const CodeEntry& entry) {
+  return std::string("| ") + entry.szCode + " | " + NameOf(entry.Weight) + " | " + entry.szTitle + " | " +
+         entry.szCause + " | " + entry.szRemedy + " |";
+}
+
 }  // namespace orvo

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "check/Finding.h"
@@ -26,5 +27,8 @@ std::span<const CodeEntry> BlockCodes();
 
 /// Null where there is no such code; letters of either case.
 const CodeEntry* FindCode(std::string_view code);
+
+/// Its row in the table of codes of the manual.
+std::string MarkdownRowOf(const CodeEntry& entry);
 
 }  // namespace orvo

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "base/PrintableName.h"
+
 namespace orvo {
 
 void Diagnosis::Add(const char* code, FindingPlace place, std::string what, std::string remedy) {
@@ -17,6 +19,37 @@ void Diagnosis::Add(const char* code, FindingPlace place, std::string what, std:
 int64_t Diagnosis::CountOf(std::string_view code) const {
   const auto found = CountOfCode.find(code);
   return found == CountOfCode.end() ? 0 : found->second;
+}
+
+std::string CodedTextOf(const Finding& finding) {
+  std::string text = PrintableName(finding.szFile);
+  if (!text.empty()) {
+    if (finding.nByte >= 0) {
+      text += ":@" + std::to_string(finding.nByte);
+    } else if (finding.nLine > 0) {
+      text += ":" + std::to_string(finding.nLine);
+      if (finding.nColumn > 0) text += ":" + std::to_string(finding.nColumn);
+    }
+    text += ": ";
+  }
+  text += NameOf(finding.Weight) + std::string(": ") + PrintableName(finding.szWhat);
+  if (!finding.szRemedy.empty()) text += ". " + PrintableName(finding.szRemedy);
+  return text + " [" + finding.szCode + "]";
+}
+
+std::vector<std::string> LinesOf(const Diagnosis& diagnosis, Severity least) {
+  std::vector<std::string> lines;
+  std::map<std::string, int64_t> shown;
+  for (const Finding& finding : diagnosis.Findings()) {
+    if (finding.Weight > least) continue;
+    lines.push_back(CodedTextOf(finding));
+    const int64_t all = diagnosis.CountOf(finding.szCode);
+    if (++shown[finding.szCode] < Diagnosis::kMostOfACode || all == Diagnosis::kMostOfACode) continue;
+    lines.push_back(std::string(NameOf(finding.Weight)) + ": " +
+                    std::to_string(all - Diagnosis::kMostOfACode) + " more of these, " + std::to_string(all) +
+                    " in all [" + finding.szCode + "]");
+  }
+  return lines;
 }
 
 }  // namespace orvo

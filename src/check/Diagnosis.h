@@ -40,4 +40,12 @@ class Diagnosis {
   int64_t nErrors = 0, nWarnings = 0;
 };
 
+/// "FILE:LINE:COLUMN: error: what. Remedy [CODE]" in one line, with names as they can be shown;
+/// "FILE:@OFFSET:" for a binary file, and without what is not known of a place.
+std::string CodedTextOf(const Finding& finding);
+
+/// All findings up to `least` in this form, each code followed by the number of those that are not shown, if
+/// any.
+std::vector<std::string> LinesOf(const Diagnosis& diagnosis, Severity least = Severity::Note);
+
 }  // namespace orvo

@@ -149,6 +149,63 @@ constexpr CodeEntry kCodes[] = {
      "are "
      "normalised.",
      "Write them into the GCP file."},
+    {"A001", Error, "Settings can't be read", "The settings file is there and can't be opened or read.",
+     "Check path and permissions."},
+    {"A002", Error, "Settings are no XML",
+     "The file ends in .xml, and a tag is not closed, say, or there is none.",
+     "Start from a file that works, such as examples/seneca/AdjPara.xml."},
+    {"A003", Error, "No setting is found",
+     "In the XML form Adjustment_parameters, POS_parameters, Weight and GPU_parameters stand side by side, "
+     "with "
+     "no root element around them; in the colon form a line holds key:value.",
+     "Take a root element away. Files of the XML form have to end in .xml, others must not."},
+    {"A004", Error, "A value that is none",
+     "A switch of the XML form is true or false in small letters, in the colon form 0 or 1; numbers have a "
+     "decimal point and nothing behind them.",
+     "Write such a value."},
+    {"A005", Note, "A setting stands twice",
+     "In the XML form the first one counts, in the colon form the last.", "Remove one of them."},
+    {"A006", Note, "A setting is missing",
+     "In the XML form it counts as false or 0, in the colon form as its default.",
+     "Write it where it is to be something else."},
+    {"A007", Warning, "A setting spelled otherwise",
+     "A name is none of a setting, or stands in another element, and is passed over; a setting has nearly "
+     "that "
+     "name.",
+     "Write the name as the table of settings has it."},
+    {"A008", Note, "An unknown setting", "A name is none of a setting, and is passed over.", "Remove it."},
+    {"A009", Error, "POS file and settings disagree",
+     "Apply_GPS_Data or Apply_IMU_Data is on without a POS file, or a POS file is named and both are off.",
+     "Name a POS file, or switch both off; switch one on, or leave the file away."},
+    {"A010", Error, "A scale of 0",
+     "Image_Coor_Scale or Object_Coor_Scale is 0, as where it is missing in the XML form, which makes "
+     "everything 0.",
+     "Write 0.001 for images measured in pixels, and 1."},
+    {"A011", Error, "No unknowns", "Neither images nor cameras are unknowns of an adjustment.",
+     "Set Set_EOP_Unknown, or Set_IOP_Unknown, or one of the modes without adjustment."},
+    {"A012", Error, "Thinning without cells",
+     "Resampling_Points is on and Point_Resample_Number is below 1, as where it is missing in the XML form.",
+     "Write 6, or switch Resampling_Points off."},
+    {"A013", Note, "What the weights mean",
+     "Weights of GPS positions, angles and control points as accuracies in this block, beside measurements "
+     "that "
+     "are good to half a pixel.",
+     "Compare them with what the observations are worth; how to choose them is told on the page of the "
+     "settings."},
+    {"A014", Warning, "Weight without end",
+     "An accuracy of 0, as where it is missing in the XML form, makes a weight that is not finite.",
+     "Write the accuracies, as the page of the settings has them."},
+    {"M001", Note, "Memory of the points",
+     "What the points of the block are reckoned to take, in how many sections they are read, and what the "
+     "equations take.",
+     "More memory, or --memory, makes fewer sections; Apply_PCG_Model makes smaller equations."},
+    {"M002", Error, "A text project of several sections",
+     "The text project does not fit into the memory at once, and its later sections would be read out of "
+     "step.",
+     "Count on more with --memory, or convert the project to .ovc and .ovt."},
+    {"M003", Error, "The dense equations don't fit",
+     "The matrix of the dense form takes more than nine tenths of the free memory.",
+     "Set Apply_PCG_Model true."},
 };
 
 }  // namespace

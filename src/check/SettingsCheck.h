@@ -18,6 +18,8 @@ struct KnownSetting {
   const char* szColonKey = nullptr;
   const char* szXmlElement = nullptr;
   const char* szXmlParent = nullptr;
+  std::string szDefault{};     ///< what the colon form has without it
+  std::string szXmlMissing{};  ///< what the XML form has without it
 };
 
 /// By the extension, .xml and .XML against all others, as the reader of a run chooses.

@@ -40,6 +40,7 @@ class ColonChecker {
       Notes.push_back(Lines.Note(std::string(setting->szColonKey) + " stands in line " +
                                      std::to_string(LineOfKey[setting->szColonKey]) + " already",
                                  "The last one counts"));
+      Notes.back().szCode = "A005";
     }
   }
 
@@ -61,7 +62,7 @@ std::vector<Finding> CheckColonSettings(const std::string& path, std::span<const
   while (lines.Next(line)) checker.Take(line);
   if (!lines.Fault() && checker.LineOfKey.empty()) {
     return {{Severity::Error, path, 0, -1, "no line sets anything",
-             "Write lines such as Set_IOP_Unknown:1; files of the XML form have to end in .xml"}};
+             "Write lines such as Set_IOP_Unknown:1; files of the XML form have to end in .xml", "A003"}};
   }
   if (lines.Fault()) return {*lines.Fault()};
   std::vector<Finding> findings = std::move(checker.Notes);
@@ -78,14 +79,15 @@ std::vector<Finding> CheckColonSettings(const std::string& path, std::span<const
          0,
          -1,
          CountOf(missing.nCount, "setting", missing.Names) + ": not there, and as the defaults say",
-         {}});
+         {},
+         "A006"});
   }
   if (const auto open = NoteOpenEnd(path)) findings.push_back(*open);
   if (checker.Unknown.nCount > 0) {
     findings.push_back(
         {Severity::Note, path, 0, -1,
          CountOf(checker.Unknown.nCount, "key", checker.Unknown.Names) + ": not known, and passed over",
-         "Look at their spelling"});
+         "Look at their spelling", "A008"});
   }
   return findings;
 }

@@ -3,21 +3,12 @@
 
 #include "block/SettingsText.h"
 #include "check/SettingsCheck.h"
+#include "check/SettingsDiagnosis.h"
 #include "check/StrictLines.h"
 #include "records/ReadingFacts.h"
 
 namespace orvo {
 namespace {
-
-/// The line of an offset in the file, from 1.
-int64_t LineOfOffset(const std::string& path, int64_t offset) {
-  TextReader file;
-  std::string_view piece;
-  int64_t line = 1;
-  if (!file.Open(path)) return 0;
-  while (file.Next(piece) && file.Tell() <= offset) line += file.LineEnded() ? 1 : 0;
-  return line;
-}
 
 class XmlChecker {
  public:
@@ -34,11 +25,11 @@ class XmlChecker {
     ++nFound;
     const std::string_view text = element.child_value();
     if (const std::string fault = FaultOfValue(text, setting.Kind, true); !fault.empty())
-      Add(Severity::Error, element, Quoted(text) + " is " + fault + ": " + setting.szXmlElement,
+      Add(Severity::Error, "A004", element, Quoted(text) + " is " + fault + ": " + setting.szXmlElement,
           setting.Kind == SettingKind::Switch ? "Write true or false, in small letters and without blanks"
                                               : "Write a number with a decimal point, and nothing behind it");
     if (const pugi::xml_node again = element.next_sibling(setting.szXmlElement))
-      Add(Severity::Note, again, std::string(setting.szXmlElement) + " stands there a second time",
+      Add(Severity::Note, "A005", again, std::string(setting.szXmlElement) + " stands there a second time",
           "The first one counts");
   }
 
@@ -58,7 +49,7 @@ class XmlChecker {
     if (unknown.nCount > 0)
       Findings.push_back({Severity::Note, szPath, 0, -1,
                           CountOf(unknown.nCount, "element", unknown.Names) + ": not known, and passed over",
-                          "Look at their spelling and at the element around them"});
+                          "Look at their spelling and at the element around them", "A008"});
   }
 
   int nFound = 0;
@@ -66,9 +57,10 @@ class XmlChecker {
   std::vector<Finding> Findings;
 
  private:
-  void Add(Severity weight, pugi::xml_node node, std::string what, std::string remedy) {
+  void Add(Severity weight, const char* code, pugi::xml_node node, std::string what, std::string remedy) {
+    const TextPlace place = PlaceOfOffset(szPath, node.offset_debug());
     Findings.push_back(
-        {weight, szPath, LineOfOffset(szPath, node.offset_debug()), -1, std::move(what), std::move(remedy)});
+        {weight, szPath, place.nLine, -1, std::move(what), std::move(remedy), code, place.nColumn});
   }
 
   std::string szPath;
@@ -82,16 +74,18 @@ std::vector<Finding> CheckXmlSettings(const std::string& path, std::span<const K
   InputFiles files;
   files.Expect(path);
   if (!ReadXmlText(path, files, text))
-    return {{Severity::Error, path, 0, -1, files.First().szReason, "Name a settings file"}};
+    return {{Severity::Error, path, 0, -1, files.First().szReason, "Name a settings file", "A001"}};
   pugi::xml_document document;
   const pugi::xml_parse_result read = document.load_buffer_inplace(text.data(), text.size());
   if (!read) {
     const bool empty = read.status == pugi::status_no_document_element;
     std::string reason = read.description();
     reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
-    return {{Severity::Error, path, empty ? 0 : LineOfOffset(path, read.offset), -1,
+    const TextPlace place = empty ? TextPlace{} : PlaceOfOffset(path, read.offset);
+    return {{Severity::Error, path, place.nLine, -1,
              empty ? "the file holds no element" : "the file is no XML: " + reason,
-             "Start from a settings file that works, such as examples/seneca/AdjPara.xml"}};
+             "Start from a settings file that works, such as examples/seneca/AdjPara.xml", "A002",
+             place.nColumn}};
   }
   XmlChecker checker(path, document);
   for (const KnownSetting& setting : known) {
@@ -101,14 +95,15 @@ std::vector<Finding> CheckXmlSettings(const std::string& path, std::span<const K
     return {{Severity::Error, path, 0, -1, "the file holds no setting",
              "Adjustment_parameters, POS_parameters, Weight and GPU_parameters stand side by side, without "
              "an element "
-             "around them"}};
+             "around them",
+             "A003"}};
   }
   checker.TakeUnknown(known);
   if (checker.Missing.nCount > 0) {
     checker.Findings.push_back({Severity::Note, path, 0, -1,
                                 CountOf(checker.Missing.nCount, "setting", checker.Missing.Names) +
                                     ": not there, and taken for false or 0",
-                                "Copy them from a complete file"});
+                                "Copy them from a complete file", "A006"});
   }
   return checker.Findings;
 }

@@ -8,7 +8,7 @@
 namespace orvo {
 
 StrictLines::StrictLines(const std::string& path) : szPath(path) {
-  if (!File.Open(path)) Refuse("the file can't be read", "Check its path and permissions");
+  if (!File.Open(path)) Refuse("the file can't be read", "Check its path and permissions", false, "S001");
 }
 
 bool StrictLines::Next(std::string_view& line) {
@@ -17,7 +17,7 @@ bool StrictLines::Next(std::string_view& line) {
   ++nLine;
   if (File.LineEnded()) return true;
   Refuse("the line is longer than " + std::to_string(TextReader::kMaxLine - 1) + " characters",
-         "Longer lines are read as several: shorten it");
+         "Longer lines are read as several: shorten it", false, "S004");
   return false;
 }
 
@@ -28,9 +28,10 @@ bool StrictLines::NextFilled(std::string_view& line) {
   return false;
 }
 
-void StrictLines::Refuse(std::string what, std::string remedy, bool atEnd) {
+void StrictLines::Refuse(std::string what, std::string remedy, bool atEnd, const char* code) {
   if (First) return;
-  First = Finding{Severity::Error, szPath, nLine + (atEnd ? 1 : 0), -1, std::move(what), std::move(remedy)};
+  First =
+      Finding{Severity::Error, szPath, nLine + (atEnd ? 1 : 0), -1, std::move(what), std::move(remedy), code};
 }
 
 Finding StrictLines::Note(std::string what, std::string remedy) const {
@@ -71,7 +72,8 @@ std::optional<Finding> NoteOpenEnd(const std::string& path) {
                  0,
                  -1,
                  "the last line has no line end",
-                 "If the file was cut off there, so was its last number"};
+                 "If the file was cut off there, so was its last number",
+                 "S015"};
 }
 
 }  // namespace orvo

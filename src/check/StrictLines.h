@@ -25,7 +25,7 @@ class StrictLines {
   int64_t FileBytes() const { return File.Size(); }
 
   /// Keeps an error at the line that came last, or behind the last line with `atEnd`. The first one stands.
-  void Refuse(std::string what, std::string remedy, bool atEnd = false);
+  void Refuse(std::string what, std::string remedy, bool atEnd = false, const char* code = "");
   const std::optional<Finding>& Fault() const { return First; }
   Finding Note(std::string what, std::string remedy = {}) const;
 

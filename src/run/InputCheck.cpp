@@ -1,5 +1,6 @@
 #include "run/InputCheck.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -23,20 +24,6 @@ PosUse PosUseOf(const std::string& settings) {
   return {read.Apply_GPS_Data, read.Apply_IMU_Data};
 }
 
-/// The faults of a POS file that is named and not used, or used and not named.
-std::vector<Finding> CheckPosIsUsed(const RunPaths& paths, PosUse use) {
-  const bool used = use.bGps || use.bImu;
-  if (used == !paths.szPos.empty()) return {};
-  if (used) {
-    return {{Severity::Error, paths.szSettings, 0, -1,
-             "Apply_GPS_Data or Apply_IMU_Data is on, and no POS file is named",
-             "Name one with --pos, or switch both off; --ignore-unused adjusts without"}};
-  }
-  return {{Severity::Error, paths.szPos, 0, -1,
-           "the POS file is not used, for Apply_GPS_Data and Apply_IMU_Data are off",
-           "Switch one on in the settings, or leave --pos away; --ignore-unused adjusts without"}};
-}
-
 /// What is not stored on a disk is gone when it was read for the first time.
 std::vector<Finding> CheckAreFiles(const RunPaths& paths) {
   std::vector<Finding> findings;
@@ -53,14 +40,44 @@ std::vector<Finding> CheckAreFiles(const RunPaths& paths) {
 
 }  // namespace
 
+namespace {
+
+/// What a run has without the setting, as people write it: in the colon form, and in the XML form.
+std::string DefaultText(const Setting& setting) {
+  const AdjustmentSettings defaults;
+  if (const auto* on = std::get_if<bool AdjustmentSettings::*>(&setting.field))
+    return defaults.**on ? "1" : "0";
+  if (const auto* count = std::get_if<int32_t AdjustmentSettings::*>(&setting.field))
+    return std::to_string(defaults.**count);
+  return fmt::format("{}", defaults.*std::get<double AdjustmentSettings::*>(setting.field));
+}
+std::string MissingText(const Setting& setting) {
+  if (std::holds_alternative<bool AdjustmentSettings::*>(setting.field)) return "false";
+  return setting.rule == XmlRule::Plain ? "0" : "0, a weight without end";
+}
+
+}  // namespace
+
 std::vector<KnownSetting> KnownSettings() {
   std::vector<KnownSetting> known;
   for (const Setting& setting : SettingsTable()) {
     constexpr SettingKind kKinds[] = {SettingKind::Switch, SettingKind::Integer, SettingKind::Real};
-    known.push_back(
-        {kKinds[setting.field.index()], setting.szColonKey, setting.szXmlElement, setting.szXmlParent});
+    known.push_back({kKinds[setting.field.index()], setting.szColonKey, setting.szXmlElement,
+                     setting.szXmlParent, DefaultText(setting), MissingText(setting)});
   }
   return known;
+}
+
+std::vector<Finding> CheckPosIsUsed(const RunPaths& paths, bool used) {
+  if (used == !paths.szPos.empty()) return {};
+  if (used) {
+    return {{Severity::Error, paths.szSettings, 0, -1,
+             "Apply_GPS_Data or Apply_IMU_Data is on, and no POS file is named",
+             "Name one with --pos, or switch both off; --ignore-unused adjusts without", "A009"}};
+  }
+  return {{Severity::Error, paths.szPos, 0, -1,
+           "the POS file is not used, for Apply_GPS_Data and Apply_IMU_Data are off",
+           "Switch one on in the settings, or leave --pos away; --ignore-unused adjusts without", "A009"}};
 }
 
 std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused) {
@@ -69,7 +86,7 @@ std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused) {
   if (!paths.szSettings.empty() && ::access(paths.szSettings.c_str(), R_OK) == 0)
     Append(findings, CheckSettings(paths.szSettings, KnownSettings()));
   const PosUse use = PosUseOf(paths.szSettings);
-  if (!ignoreUnused && !HasError(findings)) Append(findings, CheckPosIsUsed(paths, use));
+  if (!ignoreUnused && !HasError(findings)) Append(findings, CheckPosIsUsed(paths, use.bGps || use.bImu));
 
   const std::string ovt = OvtPathOfProject(paths.szProject);
   ProjectHead head;

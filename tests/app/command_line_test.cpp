@@ -53,7 +53,10 @@ Ended Call(const std::vector<std::string>& arguments,
   FrontEnd frontEnd;
   frontEnd.System = MadeUpPlatform(777, 3);
   frontEnd.MakeDevice = device;
-  if (!checked) frontEnd.Check = [](const RunPaths&, bool) { return std::vector<Finding>(); };
+  if (!checked) {
+    frontEnd.Check = [](const RunPaths&, bool) { return std::vector<Finding>(); };
+    frontEnd.Diagnose = [](const RunPaths&, DiagnosisScope, const Platform&, Diagnosis&) {};
+  }
   frontEnd.fOut = std::tmpfile();
   frontEnd.fErr = std::tmpfile();
   if (outcome) {

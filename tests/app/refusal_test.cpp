@@ -124,7 +124,8 @@ TEST_F(Refusal, BrokenPointsLeaveEarlierResultsAlone) {
     for (const std::string& text : {good.substr(0, good.size() * 9 / 10), good + "0 1 2\n"}) {
       WriteFile(files.szText, text);
       for (const char* device : {"cpu", "host"}) {
-        const Ended ended = Adjust({"--gcp", files.szGcp, "--device", device});
+        // Without the reading beforehand, so that the run itself finds it.
+        const Ended ended = Adjust({"--gcp", files.szGcp, "--device", device, "--no-check"});
         EXPECT_EQ(ended.nExit, 1) << mode << device;
         EXPECT_EQ(ended.szErr.substr(0, files.szText.size() + 1), files.szText + ":") << ended.szErr;
         EXPECT_EQ(FilesIn(szOut), names) << mode << device;
@@ -135,6 +136,18 @@ TEST_F(Refusal, BrokenPointsLeaveEarlierResultsAlone) {
     }
     if (*mode != '\0') block.Set(mode, "false");
   }
+}
+
+TEST_F(Refusal, BrokenBlocksAreRefusedBeforeTheRun) {
+  const SyntheticPaths& files = block.Paths();
+  const std::string good = ReadFile(files.szText);
+  WriteFile(files.szText, good + "0 1 2\n");
+  ExpectRefused({"--gcp", files.szGcp}, "'0 1 2' stands behind the last of ");
+  ExpectRefused({"--gcp", files.szGcp}, "[S012]\n");
+  WriteFile(files.szText, good.substr(0, good.size() * 9 / 10));
+  ExpectRefused({"--gcp", files.szGcp}, "[S011]\n");
+  WriteFile(files.szText, good);
+  EXPECT_EQ(Adjust({"--gcp", files.szGcp}).nExit, 0);
 }
 
 TEST_F(Refusal, ATextProjectInSectionsIsRefused) {

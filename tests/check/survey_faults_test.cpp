@@ -97,7 +97,7 @@ TEST(SurveyFaults, Numbers) {
       {With(kProject, 11, "T1 1 2 3"),
        "S009 11:9 the line has 4 of 5 fields: the type of the point is missing", "Complete"},
       {With(kProject, 2, "0 3600 2700 0 2500 0 0"),
-       "S009 2:22 the line has 7 of 8 fields: the reserved field 8 is missing", "Complete"},
+       "S009 2:23 the line has 7 of 8 fields: the reserved field 8 is missing", "Complete"},
       {With(kProject, 5, "1 0 0 0 1 0 0 0"), "S009 5:16 the line has 8 of 9 fields: c3 is missing",
        "Complete"},
       {With(kProject, 6, "10 20"), "S009 6:6 the line has 2 of 3 fields: Z is missing", "Complete"}};
