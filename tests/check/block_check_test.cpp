@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "check/SurveyBlocks.h"
+#include "check/block/AngleConventions.h"
 #include "check/block/BlockPieces.h"
 
 namespace orvo::test {
@@ -94,7 +95,7 @@ TEST(BlockCheck, Geometry) {
          block.Pos = {};
          for (size_t i = 0; i < block.Images.size(); ++i) block.Images[i].S[i % 2] += i % 3 == 0 ? 250 : -250;
        },
-       "G006"},
+       "G001 G006"},
       {"few points", [](SurveyBlock& block, AdjustmentSettings&) { KeepOf(block, 0, 9); }, "G008"},
       {"too few points",
        [](SurveyBlock& block, AdjustmentSettings&) {
@@ -361,6 +362,72 @@ TEST(BlockCheck, Positions) {
          for (SurveyPos& pos : block.Pos) pos.S = {};
        },
        ""},
+  };
+  for (const Case& each : cases) Expect(each);
+}
+
+/// Images from a circle about a place, half down.
+SurveyBlock ObliqueRing() {
+  SurveyBlock block;
+  block.Cameras.push_back({0, 4000, 3000, 3600});
+  for (int i = 0; i < 12; ++i) {
+    const double angle = 0.52 * i, c = std::cos(angle), s = std::sin(angle), h = std::sqrt(0.5);
+    SurveyImage image;
+    image.nCamera = 0;
+    image.S = {100 * c, 100 * s, 100};
+    image.R = {-s, -h * c, h * c, c, -h * s, h * s, 0, h, h};
+    block.Images.push_back(image);
+  }
+  for (int k = 0; k < 80; ++k) {
+    SurveyPoint point;
+    const std::array<double, 3> P = {40 * std::sin(7.0 * k), 40 * std::cos(3.0 * k), 10 * std::sin(5.0 * k)};
+    point.nFirstMeasurement = static_cast<int64_t>(block.Tie.Measurements.size());
+    for (int i = 0; i < 12; ++i) {
+      const SurveyImage& image = block.Images[static_cast<size_t>(i)];
+      double b[3] = {};
+      for (size_t column = 0; column < 3; ++column) {
+        for (size_t row = 0; row < 3; ++row) b[column] += image.R[3 * row + column] * (P[row] - image.S[row]);
+      }
+      block.Tie.Measurements.push_back({i, -3600 * b[0] / b[2], -3600 * b[1] / b[2]});
+    }
+    point.nMeasurementNum = 12;
+    block.Tie.Points.push_back(point);
+  }
+  return block;
+}
+
+TEST(BlockCheck, ObliqueViews) {
+  SurveyBlock block = ObliqueRing();
+  EXPECT_EQ(Codes(block), "");
+  AddControl(block, 6);
+  EXPECT_EQ(Codes(block), "");
+  for (SurveyMeasurement& measurement : block.Tie.Measurements) measurement.y = -measurement.y;
+  EXPECT_EQ(Codes(block), "C001");
+}
+
+/// Frames of reconstructions have any axis up.
+TEST(BlockCheck, FrameWithAnotherAxisUp) {
+  const auto turn = [](SurveyBlock& block, double angle) {
+    block.Pos = {};
+    const double c = std::cos(angle), s = std::sin(angle);
+    const Rotation3 Q = {1, 0, 0, 0, c, -s, 0, s, c};
+    for (SurveyImage& image : block.Images) {
+      image.R = Multiply(Q, image.R);
+      const auto S = image.S;
+      for (size_t row = 0; row < 3; ++row)
+        image.S[row] = Q[3 * row] * S[0] + Q[3 * row + 1] * S[1] + Q[3 * row + 2] * S[2];
+    }
+  };
+  const Case cases[] = {
+      {"20 degrees", [&](SurveyBlock& block, AdjustmentSettings&) { turn(block, 0.35); }, "K014"},
+      {"Y up", [&](SurveyBlock& block, AdjustmentSettings&) { turn(block, 1.5708); }, "K014"},
+      {"Z down", [&](SurveyBlock& block, AdjustmentSettings&) { turn(block, 3.1); }, "K016"},
+      {"Y up, E and N exchanged",
+       [&](SurveyBlock& block, AdjustmentSettings&) {
+         turn(block, 1.5708);
+         for (SurveyPoint& point : block.Control.Points) std::swap(point.P[0], point.P[1]);
+       },
+       "K002"},
   };
   for (const Case& each : cases) Expect(each);
 }
