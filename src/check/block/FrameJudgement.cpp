@@ -60,13 +60,13 @@ std::optional<FrameJudgement> TryHeightOffset(Points block, Points given, double
 }
 
 /// Another reading by which a similarity exists, where there is none as given: one that changes the hand.
-std::optional<FrameJudgement> TryMirrors(Points block, Points given, double depth,
+std::optional<FrameJudgement> TryMirrors(Points block, Points given, double depth, const Position3& up,
                                          const std::optional<RobustFit>& asGiven) {
   for (const CoordinateReading& reading : AllCoordinateReadings()) {
     // The others differ from these by a turn about the vertical.
     const bool exchange = reading.bExchanged && reading.Factor == Position3{1, 1, 1};
     if (!reading.bMirror || !(exchange || reading.Factor[2] < 0)) continue;
-    const auto fit = FitRobustSimilarity(block, Read(reading, given));
+    const auto fit = FitRobustSimilarity(block, Read(reading, given), up);
     if (!fit || fit->dMost > kNear * depth * fit->Transform.fScale) continue;
     if (asGiven && asGiven->dMedian < kFactor * fit->dMost) continue;
     FrameJudgement judgement;
@@ -81,7 +81,7 @@ std::optional<FrameJudgement> TryMirrors(Points block, Points given, double dept
 
 }  // namespace
 
-FrameJudgement JudgeFrame(Points block, Points given, double depth) {
+FrameJudgement JudgeFrame(Points block, Points given, double depth, const Position3& up) {
   FrameJudgement judgement;
   if (block.empty() || block.size() != given.size() || !(depth > 0)) return judgement;
   judgement.dBefore = judgement.dAfter = HalfOf(Distances(block, given));
@@ -94,8 +94,8 @@ FrameJudgement JudgeFrame(Points block, Points given, double depth) {
     return judgement;
   }
   if (block.size() < 4) return judgement;
-  const auto fit = FitRobustSimilarity(block, given);
-  if (const auto mirror = TryMirrors(block, given, depth, fit)) return *mirror;
+  const auto fit = FitRobustSimilarity(block, given, up);
+  if (const auto mirror = TryMirrors(block, given, depth, up, fit)) return *mirror;
   if (fit && fit->dMedian < kNear * depth * fit->Transform.fScale) {
     judgement.Kind = FrameKind::Free;
     judgement.Transform = fit->Transform;

@@ -29,7 +29,9 @@ struct FrameJudgement {
 /// than a tenth of the depth; an offset only above 3 % of the depth, which a poor focal length may make. At
 /// least half of the points decide about what is given, three quarters about another reading.
 ///
-/// `block` and `given` in pairs; `depth`: distance from cameras to points in the block.
-FrameJudgement JudgeFrame(std::span<const Position3> block, std::span<const Position3> given, double depth);
+/// `block` and `given` in pairs; `depth`: distance from cameras to points in the block, `up`: from
+/// points to cameras.
+FrameJudgement JudgeFrame(std::span<const Position3> block, std::span<const Position3> given, double depth,
+                          const Position3& up = {0, 0, 1});
 
 }  // namespace orvo
