@@ -7,7 +7,8 @@ namespace {
 
 /// In the order of the help. A form's functions are declared in a header of its folder.
 constexpr Form kForms[] = {
-    {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
+    {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt",
+     "folder for cameras, images, points3D; binary, or with --text as text", ReadColmap, WriteColmap},
 };
 
 }  // namespace
