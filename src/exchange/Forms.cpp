@@ -1,5 +1,6 @@
 #include "exchange/Forms.h"
 
+#include "exchange/bundler/BundlerForms.h"
 #include "exchange/colmap/ColmapForm.h"
 
 namespace orvo::exchange {
@@ -9,6 +10,8 @@ namespace {
 constexpr Form kForms[] = {
     {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt",
      "folder for cameras, images, points3D; binary, or with --text as text", ReadColmap, WriteColmap},
+    {"bundler", "bundle.out of Bundler, with list.txt beside it or --images", nullptr, ReadBundler},
+    {"bal", "a problem of Bundle Adjustment in the Large, as text", "the same", ReadBal, WriteBal},
 };
 
 }  // namespace
