@@ -93,29 +93,6 @@ YawPitchRoll YawPitchRollOf(const Rotation& R, Mount mount) {
   return angles;
 }
 
-Rotation RotationOfQuaternion(const std::array<double, 4>& q) {
-  return FromEigen(Eigen::Quaterniond(q[0], q[1], q[2], q[3]).normalized().toRotationMatrix());
-}
-
-std::array<double, 4> QuaternionOf(const Rotation& R) {
-  const Eigen::Quaterniond q(ToEigen(R));
-  const double sign = q.w() < 0 ? -1 : 1;
-  return {sign * q.w(), sign * q.x(), sign * q.y(), sign * q.z()};
-}
-
-Rotation RotationOfAngleAxis(const std::array<double, 3>& r) {
-  const Eigen::Vector3d axis(r[0], r[1], r[2]);
-  const double angle = axis.norm();
-  if (!(angle > 0)) return {1, 0, 0, 0, 1, 0, 0, 0, 1};
-  return FromEigen(Eigen::AngleAxisd(angle, axis / angle).toRotationMatrix());
-}
-
-std::array<double, 3> AngleAxisOf(const Rotation& R) {
-  const Eigen::AngleAxisd turn(ToEigen(R));
-  const Eigen::Vector3d r = turn.angle() * turn.axis();
-  return {r[0], r[1], r[2]};
-}
-
 const char* NameOf(AngleSystem system) {
   for (const auto& [name, entry] : kSystems) {
     if (entry == system) return name;

@@ -5,11 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "exchange/ForeignRotation.h"
+
 namespace orvo::exchange {
 
-/// Row-major. The rotation of an image takes camera axes (x right, y up, z back) to object axes.
-using Rotation = std::array<double, 9>;
-
+/// Rotations of images take camera axes (x right, y up, z back) to object axes.
 Rotation ProductOf(const Rotation& a, const Rotation& b);
 Rotation TransposeOf(const Rotation& a);
 
@@ -42,15 +42,6 @@ StandardAngles StandardAnglesOf(const Rotation& R);
 /// the right. With pitch of the gimbal at 90 degrees (straight down) roll is 0.
 Rotation RotationOf(const YawPitchRoll& angles, Mount mount);
 YawPitchRoll YawPitchRollOf(const Rotation& R, Mount mount);
-
-/// A unit quaternion w, x, y, z of any length above 0.
-Rotation RotationOfQuaternion(const std::array<double, 4>& q);
-/// With w not below 0.
-std::array<double, 4> QuaternionOf(const Rotation& R);
-
-/// Axis times angle in radians.
-Rotation RotationOfAngleAxis(const std::array<double, 3>& r);
-std::array<double, 3> AngleAxisOf(const Rotation& R);
 
 /// The systems that a file of angles may be in.
 enum class AngleSystem { Orvo, Standard, Body, Gimbal };

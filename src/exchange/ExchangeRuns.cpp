@@ -2,12 +2,18 @@
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/Forms.h"
+#include "exchange/ProjectWriting.h"
 
 namespace orvo::exchange {
 
 void ImportForm(const ImportOptions& options, ExchangeLog& log) {
   const Form* form = FindForm(options.szForm);
   if (form != nullptr && form->Import != nullptr) return form->Import(options, log);
+  if (form != nullptr && form->ReadModel != nullptr) {
+    ForeignModel model = form->ReadModel(options, log);
+    WriteBlock(model, options, log);
+    return;
+  }
   Refuse("", 0, "there is no import from " + PrintableName(options.szForm), "See orvo import --help");
 }
 

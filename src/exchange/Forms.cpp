@@ -1,5 +1,7 @@
 #include "exchange/Forms.h"
 
+#include "exchange/colmap/ColmapForm.h"
+#include "exchange/opensfm/OpenSfm.h"
 #include "exchange/views/Views.h"
 
 namespace orvo::exchange {
@@ -7,6 +9,9 @@ namespace {
 
 /// In the order of the help. A form's functions are declared in a header of its folder.
 constexpr Form kForms[] = {
+    {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
+    {"opensfm", "reconstruction.json, or the folder that holds it, with tracks.csv",
+     "folder: reconstruction.json and tracks.csv", ReadOpenSfm, WriteOpenSfm},
     {"geojson", nullptr, "FILE: projection centres, footprints and control on the map", nullptr, nullptr,
      nullptr, ExportGeoJson},
     {"csv", nullptr, "FOLDER: tables of orientations, cameras, points, control and residuals", nullptr,

@@ -15,9 +15,9 @@ namespace orvo::exchange {
 /// What was written, and what of the source was not.
 struct BlockTotals {
   int64_t nImages = 0, nCameras = 0, nPoints = 0, nMeasurements = 0;
-  int64_t nImagesWithoutPose = 0;
-  int64_t nFewRays = 0;              ///< points with fewer than two measurements, left out
-  int64_t nTwice = 0;                ///< further measurements of a point in an image, left out
+  int64_t nFewRays = 0;              ///< points in fewer than two images, left out
+  int64_t nTwice = 0;                ///< further measurements of a point in an image, kept
+  int64_t nTooMany = 0;              ///< measurements of a point beyond what a run takes, left out
   int64_t nWithoutRay = 0;           ///< measurements that no ray of the camera leads to, left out
   int64_t nRenamedPoints = 0;        ///< names that a project can't hold, replaced by P and a number
   ResidualSums Given;                ///< measured pixels, cameras as given, points as given

@@ -99,17 +99,13 @@ double Descend(std::span<const StrictRay> rays, Eigen::Vector3d& P) {
 
 }  // namespace
 
-void ResidualSums::AddPoint(std::span<const ImageVector> residuals) {
-  if (residuals.empty()) return;
-  double norms = 0;
+void ResidualSums::Add(std::span<const ImageVector> residuals) {
   for (const ImageVector& v : residuals) {
     dSquareX += v.x * v.x;
     dSquareY += v.y * v.y;
-    norms += std::hypot(v.x, v.y);
+    dNorms += std::hypot(v.x, v.y);
   }
   nNum += static_cast<int64_t>(residuals.size());
-  dMeanNorms += norms / static_cast<double>(residuals.size());
-  ++nPoints;
 }
 
 ImageVector CorrectedMeasurement(const SurveyCamera& camera, double x, double y) {
@@ -160,7 +156,7 @@ ResidualSums StrictResidualsOf(const SurveyBlock& block, const SurveyPoints& poi
       residuals.push_back(StrictResidual(
           image, camera.dFocal, CorrectedMeasurement(camera, measurement.x, measurement.y), point.P));
     }
-    sums.AddPoint(residuals);
+    sums.Add(residuals);
   }
   return sums;
 }

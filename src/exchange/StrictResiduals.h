@@ -18,15 +18,14 @@ struct ImageVector {
 struct ResidualSums {
   int64_t nNum = 0;
   double dSquareX = 0, dSquareY = 0;
-  double dMeanNorms = 0;  ///< of the means of the norms, by point
-  int64_t nPoints = 0;
+  double dNorms = 0;
 
   double RmsX() const { return nNum > 0 ? std::sqrt(dSquareX / static_cast<double>(nNum)) : 0; }
   double RmsY() const { return nNum > 0 ? std::sqrt(dSquareY / static_cast<double>(nNum)) : 0; }
-  /// The mean, over points, of the mean norm of a point's residuals.
-  double MeanNorm() const { return nPoints > 0 ? dMeanNorms / static_cast<double>(nPoints) : 0; }
+  /// The mean length.
+  double MeanNorm() const { return nNum > 0 ? dNorms / static_cast<double>(nNum) : 0; }
 
-  void AddPoint(std::span<const ImageVector> residuals);
+  void Add(std::span<const ImageVector> residuals);
 };
 
 /// The measurement freed of principal point and distortion, image units.

@@ -5,17 +5,14 @@
 #include <utility>
 
 #include "base/PrintableName.h"
-#include "exchange/Angles.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/ForeignRotation.h"
 #include "exchange/opensfm/OpenSfm.h"
 #include "exchange/opensfm/Reconstruction.h"
 #include "exchange/opensfm/Tracks.h"
 
 namespace orvo::exchange {
 namespace {
-
-/// y and z of the camera point the other way.
-constexpr Rotation kF = {1, 0, 0, 0, -1, 0, 0, 0, -1};
 
 /// A projection by its name: which fields hold what.
 struct Projection {
@@ -141,12 +138,9 @@ void AddImages(const std::string& path, const SfmReconstruction& from, ForeignMo
     image.nId = static_cast<int32_t>(model.Images.size());
     image.nCamera = camera->second;
     image.szPath = shot.szName;
-    const Rotation back = TransposeOf(RotationOfAngleAxis(shot.Rotation));
-    image.R = ProductOf(back, kF);
-    for (size_t i = 0; i < 3; ++i) {
-      image.S[i] = -(back[3 * i] * shot.Translation[0] + back[3 * i + 1] * shot.Translation[1] +
-                     back[3 * i + 2] * shot.Translation[2]);
-    }
+    const SurveyPose pose = SurveyPoseOf({RotationOfAngleAxis(shot.Rotation), shot.Translation});
+    image.R = pose.R;
+    image.S = pose.S;
     model.Images.push_back(image);
   }
 }

@@ -5,15 +5,13 @@
 #include <nlohmann/json.hpp>
 
 #include "base/PrintableName.h"
-#include "exchange/Angles.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/ForeignRotation.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/opensfm/OpenSfm.h"
 
 namespace orvo::exchange {
 namespace {
-
-constexpr Rotation kF = {1, 0, 0, 0, -1, 0, 0, 0, -1};
 
 /// A text in quotes, with its escapes.
 std::string JsonText(const std::string& text) {
@@ -76,12 +74,9 @@ std::string CameraLines(const ForeignModel& model, const std::string& outPath) {
 }
 
 std::string ShotLine(const ForeignModel& model, const SurveyImage& image) {
-  const Rotation Rc = ProductOf(kF, TransposeOf(image.R));
-  std::array<double, 3> t{};
-  for (size_t i = 0; i < 3; ++i)
-    t[i] = -(Rc[3 * i] * image.S[0] + Rc[3 * i + 1] * image.S[1] + Rc[3 * i + 2] * image.S[2]);
+  const ForeignPose pose = ForeignPoseOf({image.R, image.S});
   return fmt::format("    {}: {{\"rotation\": {}, \"translation\": {}, \"camera\": {}}}",
-                     JsonText(image.szPath), JsonVector(AngleAxisOf(Rc)), JsonVector(t),
+                     JsonText(image.szPath), JsonVector(AngleAxisOf(pose.Rc)), JsonVector(pose.t),
                      JsonText(model.Cameras[static_cast<size_t>(image.nCamera)].szName));
 }
 
