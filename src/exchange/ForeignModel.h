@@ -41,7 +41,8 @@ struct ForeignCamera {
 /// The frame that coordinates are in.
 struct ModelFrame {
   FrameKind Kind = FrameKind::AsIs;
-  std::string szCrs;  ///< of the source, as PROJ knows it; empty: unknown
+  std::string szCrs;     ///< of the source, as PROJ knows it; empty: unknown
+  std::string szHeight;  ///< what its heights are, as --height says it; empty where szCrs says it
   std::array<double, 3>
       Origin{};  ///< of a topocentric frame: latitude, longitude in degrees, height in metres
 };

@@ -2,6 +2,7 @@
 
 #include "exchange/colmap/ColmapForm.h"
 #include "exchange/opensfm/OpenSfm.h"
+#include "exchange/survey/Survey.h"
 #include "exchange/views/Views.h"
 
 namespace orvo::exchange {
@@ -12,6 +13,9 @@ constexpr Form kForms[] = {
     {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
     {"opensfm", "reconstruction.json, or the folder that holds it, with tracks.csv",
      "folder: reconstruction.json and tracks.csv", ReadOpenSfm, WriteOpenSfm},
+    {"gcp", "control points: CSV with headings, or gcp_list.txt", nullptr, nullptr, nullptr, ImportGcp},
+    {"pos", "positions of images: CSV with headings, also of exiftool, or geo.txt", nullptr, nullptr, nullptr,
+     ImportPos},
     {"geojson", nullptr, "FILE: projection centres, footprints and control on the map", nullptr, nullptr,
      nullptr, ExportGeoJson},
     {"csv", nullptr, "FOLDER: tables of orientations, cameras, points, control and residuals", nullptr,

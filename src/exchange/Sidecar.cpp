@@ -119,6 +119,7 @@ Sidecar SidecarOf(const Json& json, const std::string& path) {
   sidecar.Distortion = *mode;
   sidecar.Frame.Kind = *kind;
   sidecar.Frame.szCrs = frame.at("crs").get<std::string>();
+  sidecar.Frame.szHeight = frame.value("height", std::string());
   sidecar.Frame.Origin = frame.at("origin").get<std::array<double, 3>>();
   sidecar.szPixelOrigin = json.at("pixelOrigin").get<std::string>();
   for (const Json& camera : json.at("cameras")) {
@@ -149,8 +150,10 @@ std::string SidecarText(const Sidecar& sidecar) {
   json["checksum"] = sidecar.szChecksum;
   json["distortion"] = NameOf(sidecar.Distortion);
   json["pixelOrigin"] = sidecar.szPixelOrigin;
-  json["frame"] = {
-      {"kind", NameOf(sidecar.Frame.Kind)}, {"crs", sidecar.Frame.szCrs}, {"origin", sidecar.Frame.Origin}};
+  json["frame"] = {{"kind", NameOf(sidecar.Frame.Kind)},
+                   {"crs", sidecar.Frame.szCrs},
+                   {"height", sidecar.Frame.szHeight},
+                   {"origin", sidecar.Frame.Origin}};
   json["cameras"] = Json::array();
   for (size_t i = 0; i < sidecar.Cameras.size(); ++i) {
     json["cameras"].push_back(

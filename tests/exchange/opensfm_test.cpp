@@ -252,7 +252,7 @@ struct MadeUp {
       Points.Points.push_back(point);
     }
     Model.Points = std::make_unique<SurveyPointStream>(Points);
-    Model.Frame = {FrameKind::Topocentric, "EPSG:4979", {46.5, 6.625, 400.125}};
+    Model.Frame = {FrameKind::Topocentric, "EPSG:4979", "", {46.5, 6.625, 400.125}};
   }
 };
 

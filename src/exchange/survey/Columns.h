@@ -1,0 +1,79 @@
+// Which column of a table means what, by its heading.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "exchange/survey/DelimitedTable.h"
+
+namespace orvo::exchange {
+
+enum class Column {
+  Name,
+  East,
+  North,
+  Height,
+  Role,
+  SigmaEast,
+  SigmaNorth,
+  SigmaHeight,
+  Image,
+  PixelX,
+  PixelY,
+  Omega,
+  Phi,
+  Kappa,
+  Yaw,
+  Pitch,
+  Roll,
+  GimbalYaw,
+  GimbalPitch,
+  GimbalRoll,
+  FlightYaw,
+  FlightPitch,
+  FlightRoll,
+  Strip,
+  DateTime,
+  Date,
+  Time,
+  EastSign,
+  NorthSign,
+  HeightSign
+};
+
+/// What the headings of coordinates say of them.
+enum class CoordinateWords {
+  Neutral,  ///< x, y
+  Map,      ///< east, north
+  Degrees   ///< longitude, latitude
+};
+
+/// A heading by which a column is known.
+struct KnownHeading {
+  const char* szName;  ///< in small letters, without blanks, marks and units
+  Column Means;
+  CoordinateWords Words = CoordinateWords::Neutral;
+  int nRank = 0;  ///< of several headings of one meaning the lowest is taken; equal ones are refused
+};
+
+struct ColumnPlaces {
+  std::map<Column, size_t> At;
+  CoordinateWords Words = CoordinateWords::Neutral;
+  std::string szEast;                ///< the heading of the first coordinate
+  std::vector<std::string> Unknown;  ///< headings that nothing is known by
+
+  bool Has(Column column) const { return At.contains(column); }
+  /// Empty where there is no such column.
+  const std::string& In(const std::vector<std::string>& fields, Column column) const;
+};
+
+/// Small letters and digits of a heading, up to a bracket.
+std::string PlainHeading(const std::string& heading);
+
+/// Throws ExchangeFault where two columns have one meaning.
+ColumnPlaces PlaceColumns(const DelimitedTable& table, std::span<const KnownHeading> known);
+
+}  // namespace orvo::exchange

@@ -1,0 +1,126 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "base/PrintableName.h"
+#include "exchange/ExchangeFault.h"
+#include "exchange/WholeFiles.h"
+#include "exchange/crs/AreaCheck.h"
+#include "exchange/survey/BlockContext.h"
+#include "exchange/survey/DelimitedTable.h"
+
+namespace orvo::exchange {
+namespace {
+
+constexpr const char* kNameSystem = "Name the coordinate system with --crs, or say --frame as-is";
+
+/// "LAT,LON" or "LAT,LON,HEIGHT".
+BlockFrame FrameOfOrigin(const std::string& text) {
+  std::vector<std::string> fields;
+  std::array<double, 3> values{};
+  bool good = SplitFields(text, ',', fields) && (fields.size() == 2 || fields.size() == 3);
+  for (size_t i = 0; good && i < fields.size(); ++i) {
+    const auto value = NumberIn(fields[i]);
+    good = value.has_value();
+    if (good) values[i] = *value;
+  }
+  if (!good)
+    Refuse("", 0, "'" + PrintableName(text) + "' is no origin", "Write --origin LATITUDE,LONGITUDE,HEIGHT");
+  return {FrameKind::Topocentric, {}, values[1], values[0], values[2]};
+}
+
+BlockFrame FrameOf(const ModelFrame& kept) {
+  BlockFrame frame;
+  frame.Kind = kept.Kind;
+  if (kept.Kind == FrameKind::Projected) frame.System = {kept.szCrs, kept.szHeight};
+  if (kept.Kind == FrameKind::Topocentric) {
+    frame.dLatitude = kept.Origin[0];
+    frame.dLongitude = kept.Origin[1];
+    frame.dHeight = kept.Origin[2];
+  }
+  return frame;
+}
+
+std::string WordsOf(const BlockFrame& frame) {
+  if (frame.Kind == FrameKind::AsIs) return "as is: coordinates are taken as they stand";
+  if (frame.Kind == FrameKind::Projected) return "projected, " + PrintableName(frame.System.szCrs);
+  return fmt::format("topocentric, origin latitude {:.9g}, longitude {:.9g}, height {:.9g}", frame.dLatitude,
+                     frame.dLongitude, frame.dHeight);
+}
+
+/// A block has one frame: what is asked for has to be the one that it has.
+void CheckAgainst(const BlockFrame& kept, const ImportOptions& options) {
+  const bool otherKind = options.Frame && *options.Frame != FrameKind::AsIs && *options.Frame != kept.Kind;
+  const bool otherOrigin = !options.szOrigin.empty() && FrameOfOrigin(options.szOrigin) != kept;
+  if (!otherKind && !otherOrigin) return;
+  Refuse(SidecarPathOf(options.szProject), 0, "the block has a frame already: " + WordsOf(kept),
+         "Leave --frame and --origin out, or import the block again");
+}
+
+BlockFrame NewFrame(const ImportOptions& options, const SourceSystem& source,
+                    const std::vector<std::array<double, 3>>& places) {
+  const FrameKind kind =
+      options.Frame.value_or(source.szCrs.empty() ? FrameKind::AsIs : FrameKind::Topocentric);
+  if (kind == FrameKind::Projected) return {kind, source, 0, 0, 0};
+  if (kind == FrameKind::Topocentric)
+    return options.szOrigin.empty() ? TopocentricFrameOf(source, places) : FrameOfOrigin(options.szOrigin);
+  return {};
+}
+
+}  // namespace
+
+FrameWay ChooseFrame(const ImportOptions& options, const SourceSystem& source, bool heights,
+                     const BlockContext& block, const std::vector<std::array<double, 3>>& places,
+                     ExchangeLog& log) {
+  try {
+    const bool kept = block.Original() && block.Original()->Frame.Kind != FrameKind::AsIs;
+    BlockFrame frame;
+    if (kept) {
+      frame = FrameOf(block.Original()->Frame);
+      CheckAgainst(frame, options);
+      if (options.Frame == FrameKind::AsIs) frame = {};
+    }
+    const bool named = kept || (options.Frame && *options.Frame != FrameKind::AsIs);
+    if (source.szCrs.empty() && named && options.Frame != FrameKind::AsIs)
+      Refuse(options.szSource, 0, "the coordinates have no coordinate system", kNameSystem);
+    if (!kept) frame = NewFrame(options, source, places);
+    if (frame.Kind == FrameKind::AsIs && !source.szCrs.empty() && DescribeSystem(source).bGeographic)
+      Refuse(options.szSource, 0, "longitude and latitude are no frame for a block",
+             "Use --frame topocentric");
+    if (!source.szCrs.empty()) {
+      if (const std::string note = CheckArea(source, places); !note.empty())
+        log.Tell({Severity::Warning, options.szSource, 0, -1, note.substr(0, note.size() - 1),
+                  "Look at the coordinate system"});
+    }
+    FrameWay way{frame, !kept && frame.Kind != FrameKind::AsIs, FrameTransform(source, frame, heights)};
+    log.Say("Frame: " + WordsOf(frame));
+    for (const std::string& note : way.Transform.Notes()) log.Say(note);
+    return way;
+  } catch (const CrsFault& fault) {
+    Refuse(options.szSource, 0, fault.what(), fault.Remedy);
+  }
+}
+
+void KeepFrame(const FrameWay& way, const SourceSystem& source, const BlockContext& block, ExchangeLog& log) {
+  if (!way.bNew) return;
+  const std::string origin =
+      fmt::format("{:.9g},{:.9g},{:.9g}", way.Frame.dLatitude, way.Frame.dLongitude, way.Frame.dHeight);
+  if (!block.Original()) {
+    if (way.Frame.Kind == FrameKind::Topocentric)
+      log.Say("Give --frame topocentric --origin " + origin + " to whatever else belongs to this block.");
+    return;
+  }
+  Sidecar sidecar = *block.Original();
+  sidecar.Frame.Kind = way.Frame.Kind;
+  sidecar.Frame.szCrs = source.szCrs;
+  sidecar.Frame.szHeight = source.szHeight;
+  sidecar.Frame.Origin = {way.Frame.dLatitude, way.Frame.dLongitude, way.Frame.dHeight};
+  const std::string path = SidecarPathOf(block.ProjectPath());
+  WholeFiles files(WholeFiles::FolderOf(path), {block.ProjectPath()});
+  files.Write(std::filesystem::path(path).filename().string(),
+              [&](TextWriter& file) { file.Write(SidecarText(sidecar)); });
+  files.Commit();
+  log.Say("The frame is kept in " + PrintableName(path));
+}
+
+}  // namespace orvo::exchange

@@ -1,0 +1,280 @@
+#include "exchange/survey/PosSource.h"
+
+#include <cmath>
+
+#include "check/StrictLines.h"
+#include "exchange/ExchangeFault.h"
+#include "exchange/survey/ExifValues.h"
+#include "exchange/survey/GcpSource.h"
+
+namespace orvo::exchange {
+namespace {
+
+using W = CoordinateWords;
+
+constexpr KnownHeading kHeadings[] = {
+    {"image", Column::Name},
+    {"imagename", Column::Name},
+    {"name", Column::Name, W::Neutral, 2},
+    {"photo", Column::Name},
+    {"label", Column::Name, W::Neutral, 2},
+    {"filename", Column::Name, W::Neutral, 1},
+    {"file", Column::Name, W::Neutral, 1},
+    {"sourcefile", Column::Name},
+    {"id", Column::Name, W::Neutral, 3},
+    {"x", Column::East, W::Neutral, 1},
+    {"geox", Column::East, W::Neutral, 1},
+    {"e", Column::East, W::Map},
+    {"east", Column::East, W::Map},
+    {"easting", Column::East, W::Map},
+    {"lon", Column::East, W::Degrees},
+    {"long", Column::East, W::Degrees},
+    {"longitude", Column::East, W::Degrees},
+    {"gpslongitude", Column::East, W::Degrees},
+    {"y", Column::North, W::Neutral, 1},
+    {"geoy", Column::North, W::Neutral, 1},
+    {"n", Column::North, W::Map},
+    {"north", Column::North, W::Map},
+    {"northing", Column::North, W::Map},
+    {"lat", Column::North, W::Degrees},
+    {"latitude", Column::North, W::Degrees},
+    {"gpslatitude", Column::North, W::Degrees},
+    {"z", Column::Height},
+    {"h", Column::Height},
+    {"geoz", Column::Height},
+    {"height", Column::Height},
+    {"elevation", Column::Height},
+    {"alt", Column::Height},
+    {"altitude", Column::Height},
+    {"gpsaltitude", Column::Height},
+    {"gpslongituderef", Column::EastSign},
+    {"gpslatituderef", Column::NorthSign},
+    {"gpsaltituderef", Column::HeightSign},
+    {"omega", Column::Omega},
+    {"phi", Column::Phi},
+    {"kappa", Column::Kappa},
+    {"yaw", Column::Yaw},
+    {"heading", Column::Yaw},
+    {"pitch", Column::Pitch},
+    {"roll", Column::Roll},
+    {"gimbalyawdegree", Column::GimbalYaw},
+    {"gimbalpitchdegree", Column::GimbalPitch},
+    {"gimbalrolldegree", Column::GimbalRoll},
+    {"flightyawdegree", Column::FlightYaw},
+    {"flightpitchdegree", Column::FlightPitch},
+    {"flightrolldegree", Column::FlightRoll},
+    {"strip", Column::Strip},
+    {"flightline", Column::Strip},
+    {"stripid", Column::Strip},
+    {"datetime", Column::DateTime, W::Neutral, 2},
+    {"timestamp", Column::DateTime, W::Neutral, 2},
+    {"subsecdatetimeoriginal", Column::DateTime},
+    {"datetimeoriginal", Column::DateTime, W::Neutral, 1},
+    {"gpsdatetime", Column::DateTime, W::Neutral, 3},
+    {"gpsdatestamp", Column::Date},
+    {"gpstimestamp", Column::Time},
+    {"date", Column::Date, W::Neutral, 1},
+    {"time", Column::Time, W::Neutral, 1},
+};
+
+using Triple = std::array<Column, 3>;
+
+struct AngleColumns {
+  AngleWords Words;
+  Triple Columns;
+};
+
+/// Of several the first: the camera's own angles before those of what carries it.
+constexpr AngleColumns kAngles[] = {
+    {AngleWords::OmegaPhiKappa, {Column::Omega, Column::Phi, Column::Kappa}},
+    {AngleWords::YawPitchRoll, {Column::Yaw, Column::Pitch, Column::Roll}},
+    {AngleWords::Gimbal, {Column::GimbalYaw, Column::GimbalPitch, Column::GimbalRoll}},
+    {AngleWords::Flight, {Column::FlightYaw, Column::FlightPitch, Column::FlightRoll}},
+};
+
+bool IsNothing(std::string_view text) {
+  text = Trimmed(text);
+  return text.empty() || text == "-" || text == "n/a";
+}
+
+class TableReader {
+ public:
+  explicit TableReader(const std::string& path) : Table(path), Places(PlaceColumns(Table, kHeadings)) {}
+
+  PosSource Read() {
+    for (const Column column : {Column::Name, Column::East, Column::North}) {
+      if (!Places.Has(column))
+        Fail("the headings have no " + std::string(column == Column::Name   ? "image"
+                                                   : column == Column::East ? "x (easting, lon)"
+                                                                            : "y (northing, lat)"),
+             "Name the columns in the first line: image,x,y,z");
+    }
+    Source.Words = Places.Words;
+    Source.bHeights = Places.Has(Column::Height);
+    // What a camera writes is WGS 84.
+    if (PlainHeading(Places.szEast) == "gpslongitude") Source.szCrs = "EPSG:4326";
+    FindAngles();
+    while (Table.Next(Fields)) ReadLine();
+    if (Source.Poses.empty()) Fail("no image has a position", "Each line holds an image with its position");
+    return std::move(Source);
+  }
+
+ private:
+  [[noreturn]] void Fail(std::string what, std::string remedy) const {
+    Table.Lines().Fail(std::move(what), std::move(remedy));
+  }
+  const std::string& In(Column column) const { return Places.In(Fields, column); }
+
+  void FindAngles() {
+    for (const AngleColumns& row : kAngles) {
+      int count = 0;
+      for (const Column column : row.Columns) count += Places.Has(column) ? 1 : 0;
+      if (count != 0 && count != 3 && row.Words != AngleWords::Flight && row.Words != AngleWords::Gimbal)
+        Fail("angles need three columns, and there are not all of them",
+             "Name omega, phi and kappa, or yaw, pitch and roll");
+      if (count == 3 && Source.Angles == AngleWords::None) {
+        Source.Angles = row.Words;
+        Angles = row.Columns;
+      }
+    }
+  }
+
+  double Needed(std::optional<double> value, Column column, const char* what) const {
+    if (value) return *value;
+    const std::string& text = In(column);
+    Fail(Quoted(text) + " is no " + what,
+         !Table.TakesCommas() && text.find(',') != std::string::npos
+             ? "Write numbers with a decimal point"
+             : "It is a finite number, in degrees, minutes and seconds or with the unit m");
+  }
+
+  double Coordinate(Column column, Column sign) const {
+    const std::string& text = In(column);
+    const bool degrees = Places.Words == W::Degrees;
+    return Needed(
+        degrees ? DegreesIn(text, In(sign), Table.TakesCommas()) : NumberIn(text, Table.TakesCommas()),
+        column, "coordinate");
+  }
+
+  std::optional<double> SecondsOfLine() const {
+    if (!IsNothing(In(Column::DateTime)))
+      return Needed(SecondsIn(In(Column::DateTime)), Column::DateTime, "time");
+    if (IsNothing(In(Column::Time))) return std::nullopt;
+    const std::string date = IsNothing(In(Column::Date)) ? std::string() : In(Column::Date) + " ";
+    if (const auto seconds = SecondsIn(date + In(Column::Time))) return seconds;
+    return Needed(SecondsIn("1970:01:01 " + In(Column::Time)), Column::Time, "time");
+  }
+
+  void ReadLine() {
+    if (IsNothing(In(Column::Name))) Fail("the line has no image", "Name it, or take the line away");
+    const bool noHeight = Source.bHeights && IsNothing(In(Column::Height));
+    if (IsNothing(In(Column::East)) || IsNothing(In(Column::North)) || noHeight) {
+      ++Source.nWithoutPlace;
+      return;
+    }
+    SourcePose pose;
+    pose.szImage = In(Column::Name);
+    pose.nLine = Table.Lines().LineNumber();
+    pose.P = {Coordinate(Column::East, Column::EastSign), Coordinate(Column::North, Column::NorthSign), 0};
+    if (Source.bHeights)
+      pose.P[2] = Needed(MetresIn(In(Column::Height), In(Column::HeightSign), Table.TakesCommas()),
+                         Column::Height, "height");
+    // A receiver without a fix writes zeros.
+    if (pose.P[0] == 0 && pose.P[1] == 0) {
+      ++Source.nWithoutPlace;
+      return;
+    }
+    ReadAngles(pose);
+    pose.Seconds = SecondsOfLine();
+    if (!IsNothing(In(Column::Strip))) {
+      const double strip = Needed(NumberIn(In(Column::Strip)), Column::Strip, "number of a strip");
+      if (strip != std::floor(strip) || std::abs(strip) > 1e9)
+        Fail(Quoted(In(Column::Strip)) + " is no number of a strip", "It is a whole number");
+      pose.Strip = static_cast<int64_t>(strip);
+    }
+    Source.Poses.push_back(std::move(pose));
+  }
+
+  void ReadAngles(SourcePose& pose) {
+    if (Source.Angles == AngleWords::None) return;
+    std::array<double, 3> angles{};
+    for (size_t i = 0; i < 3; ++i) {
+      if (IsNothing(In(Angles[i]))) {
+        ++Source.nWithoutAngles;
+        return;
+      }
+      angles[i] = Needed(NumberIn(In(Angles[i]), Table.TakesCommas()), Angles[i], "angle in degrees");
+    }
+    pose.Angles = angles;
+  }
+
+  DelimitedTable Table;
+  ColumnPlaces Places;
+  Triple Angles{};
+  PosSource Source;
+  std::vector<std::string> Fields;
+};
+
+/// The fields of a line of the list, behind the image.
+std::vector<double> NumbersBehindImage(const TextLines& lines, const std::string& line, std::string& image) {
+  std::vector<std::string> fields;
+  std::string field;
+  for (const char c : line + " ") {
+    if (c != ' ' && c != '\t' && c != '\r') {
+      field += c;
+    } else if (!field.empty()) {
+      fields.push_back(std::move(field));
+      field.clear();
+    }
+  }
+  image = fields[0];
+  std::vector<double> numbers;
+  for (size_t i = 1; i < fields.size() && i <= 8; ++i) {
+    const auto number = NumberIn(fields[i]);
+    if (!number) lines.Fail(Quoted(fields[i]) + " is no number", "Write finite numbers with a decimal point");
+    numbers.push_back(*number);
+  }
+  if (numbers.size() < 2)
+    lines.Fail(Quoted(line) + " is no line of a list of positions", "It holds image, X, Y and Z, by blanks");
+  return numbers;
+}
+
+PosSource ReadList(TextLines& lines, std::string crs) {
+  PosSource source;
+  source.szCrs = std::move(crs);
+  source.bEastFirst = true;
+  size_t least = 3;
+  for (std::string line; lines.NextFilled(line);) {
+    if (Trimmed(line)[0] == '#') continue;
+    SourcePose pose;
+    const std::vector<double> numbers = NumbersBehindImage(lines, line, pose.szImage);
+    pose.nLine = lines.LineNumber();
+    if (source.Poses.empty()) least = std::min<size_t>(numbers.size(), 3);
+    if (numbers.size() < least)
+      lines.Fail("the line has no height, and lines before it have one", "Give each image a height, or none");
+    pose.P = {numbers[0], numbers[1], least == 3 ? numbers[2] : 0};
+    if (numbers.size() >= 6) {
+      pose.Angles = std::array<double, 3>{numbers[3], numbers[4], numbers[5]};
+      source.Angles = AngleWords::YawPitchRoll;
+    }
+    source.Poses.push_back(std::move(pose));
+  }
+  if (source.Poses.empty())
+    lines.Fail("the list holds no image", "Each line holds an image with its position");
+  source.bHeights = least == 3;
+  for (const SourcePose& pose : source.Poses)
+    source.nWithoutAngles += source.Angles != AngleWords::None && !pose.Angles ? 1 : 0;
+  return source;
+}
+
+}  // namespace
+
+PosSource ReadPosSource(const std::string& path) {
+  TextLines lines(path);
+  std::string first;
+  if (!lines.NextFilled(first)) Refuse(path, 1, "the file is empty", "Give a table of positions");
+  if (auto crs = SystemOfLine(first)) return ReadList(lines, std::move(*crs));
+  return TableReader(path).Read();
+}
+
+}  // namespace orvo::exchange
