@@ -3,6 +3,7 @@
 #include "exchange/ExchangeFault.h"
 #include "exchange/Forms.h"
 #include "exchange/ProjectWriting.h"
+#include "exchange/ResultModel.h"
 
 namespace orvo::exchange {
 
@@ -19,10 +20,13 @@ void ImportForm(const ImportOptions& options, ExchangeLog& log) {
 
 void ExportForm(const ExportOptions& options, ExchangeLog& log) {
   const Form* form = FindForm(options.szForm);
-  if (form == nullptr || form->Export == nullptr) {
+  if (form == nullptr || (form->Export == nullptr && form->WriteModel == nullptr)) {
     Refuse("", 0, "there is no export into " + PrintableName(options.szForm), "See orvo export --help");
   }
-  form->Export(ReadResult(options.szResult, options.szProject, options.szGcp, options.szPos), options, log);
+  const ResultBlock result = ReadResult(options.szResult, options.szProject, options.szGcp, options.szPos);
+  if (form->Export != nullptr) return form->Export(result, options, log);
+  ForeignModel model = ModelOfResult(result, SidecarOf(result, options, log), options, log);
+  form->WriteModel(model, options, log);
 }
 
 void ConvertForm(const ImportOptions& from, const ExportOptions& to, ExchangeLog& log) {
@@ -34,6 +38,7 @@ void ConvertForm(const ImportOptions& from, const ExportOptions& to, ExchangeLog
   }
   ForeignModel model = source->ReadModel(from, log);
   if (target->WriteModel != nullptr) return target->WriteModel(model, to, log);
+  if (target->Export != nullptr) return target->Export(ResultOfModel(model, from, log), to, log);
   Refuse("", 0, "there is no way from " + PrintableName(from.szForm) + " to " + PrintableName(to.szForm),
          "See orvo convert --help");
 }

@@ -1,5 +1,6 @@
 #include "exchange/Forms.h"
 
+#include "exchange/bundler/BundlerForms.h"
 #include "exchange/colmap/ColmapForm.h"
 #include "exchange/opensfm/OpenSfm.h"
 #include "exchange/survey/Survey.h"
@@ -10,7 +11,10 @@ namespace {
 
 /// In the order of the help. A form's functions are declared in a header of its folder.
 constexpr Form kForms[] = {
-    {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt", "", ReadColmap},
+    {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt",
+     "folder for cameras, images, points3D; binary, or with --text as text", ReadColmap, WriteColmap},
+    {"bundler", "bundle.out of Bundler, with list.txt beside it or --images", nullptr, ReadBundler},
+    {"bal", "a problem of Bundle Adjustment in the Large, as text", "the same", ReadBal, WriteBal},
     {"opensfm", "reconstruction.json, or the folder that holds it, with tracks.csv",
      "folder: reconstruction.json and tracks.csv", ReadOpenSfm, WriteOpenSfm},
     {"gcp", "control points: CSV with headings, or gcp_list.txt", nullptr, nullptr, nullptr, ImportGcp},

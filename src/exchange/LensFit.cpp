@@ -100,8 +100,8 @@ Eigen::VectorXd Refine(const Unknowns& unknowns, const std::vector<GridPoint>& g
   const auto rows = static_cast<Eigen::Index>(2 * grid.size());
   Eigen::MatrixXd J(rows + n, n);
   Eigen::VectorXd d(rows + n);
-  double cost = CostOf(unknowns, grid, x), damping = 1e-6;
-  for (int step = 0; step < 100 && damping < 1e6; ++step) {
+  double cost = CostOf(unknowns, grid, x), damping = 0;
+  for (int step = 0; step < 200 && damping < 1e6; ++step) {
     J.bottomRows(n).setZero();
     d.tail(n).setZero();
     Linearize(unknowns, grid, x, J, d);
@@ -111,7 +111,7 @@ Eigen::VectorXd Refine(const Unknowns& unknowns, const std::vector<GridPoint>& g
     const Eigen::VectorXd change = scale.asDiagonal() * A.colPivHouseholderQr().solve(d);
     const double next = CostOf(unknowns, grid, x + change);
     if (next < cost) {
-      const bool still = cost - next <= 1e-10 * cost;
+      const bool still = cost - next <= 1e-9 * cost && damping < 1e-10;
       x += change;
       cost = next;
       damping /= 100;
@@ -124,18 +124,35 @@ Eigen::VectorXd Refine(const Unknowns& unknowns, const std::vector<GridPoint>& g
   return x;
 }
 
-/// f from the whole image without distortion, then for the rational model its coefficients at that f: both
-/// sides times the denominator are linear in them.
-Eigen::VectorXd StartOf(const Unknowns& unknowns, const std::vector<GridPoint>& grid, double cx, double cy) {
-  Eigen::VectorXd x = Eigen::VectorXd::Zero(unknowns.Num());
-  double up = 0, down = 0;
-  for (const GridPoint& point : grid) {
-    // Near the centre distortion is small.
-    const double weight = 1 / (1e-3 + std::pow(point.Direction.u, 4) + std::pow(point.Direction.v, 4));
-    up += weight * ((point.Pixel.u - cx) * point.Direction.u + (point.Pixel.v - cy) * point.Direction.v);
-    down += weight * (point.Direction.u * point.Direction.u + point.Direction.v * point.Direction.v);
+/// Focal length and principal point as they are in the middle: where the direction is straight ahead, and how
+/// fast it changes there.
+struct Middle {
+  double f, cx, cy;
+};
+std::optional<Middle> MiddleOf(const DirectionOfPixel& way, int32_t width, int32_t height) {
+  Eigen::Vector2d at(width / 2.0, height / 2.0);
+  double f = std::max(width, height);
+  for (int step = 0; step < 8; ++step) {
+    constexpr double h = 0.5;
+    const auto middle = way({at.x(), at.y()});
+    const auto right = way({at.x() + h, at.y()}), left = way({at.x() - h, at.y()});
+    const auto below = way({at.x(), at.y() + h}), above = way({at.x(), at.y() - h});
+    if (!middle || !right || !left || !below || !above) return {};
+    Eigen::Matrix2d slope;
+    slope << right->u - left->u, below->u - above->u, right->v - left->v, below->v - above->v;
+    slope /= 2 * h;
+    f = 1 / std::sqrt(std::abs(slope.determinant()));
+    at -= slope.inverse() * Eigen::Vector2d(middle->u, middle->v);
+    if (!at.allFinite() || !std::isfinite(f)) return {};
   }
-  const double f = down > 0 ? up / down : 1;
+  return Middle{f, at.x(), at.y()};
+}
+
+/// For the rational model its coefficients at the middle's focal length, too: both sides times the
+/// denominator are linear in them.
+Eigen::VectorXd StartOf(const Unknowns& unknowns, const std::vector<GridPoint>& grid, const Middle& middle) {
+  Eigen::VectorXd x = Eigen::VectorXd::Zero(unknowns.Num());
+  const auto [f, cx, cy] = middle;
   x[0] = x[unknowns.FocalNum() - 1] = f;
   if (!unknowns.Form.bCentred) {
     x[unknowns.FocalNum()] = cx;
@@ -215,8 +232,10 @@ std::optional<FittedForeignCamera> FitForeignCamera(const DirectionOfPixel& way,
                                                     int32_t height, const FitForm& form) {
   const auto grid = GridOf(way, width, height);
   if (!grid) return {};
+  const auto middle = MiddleOf(way, width, height);
+  if (!middle) return {};
   const Unknowns unknowns{form, width / 2.0, height / 2.0};
-  const Eigen::VectorXd x = Refine(unknowns, *grid, StartOf(unknowns, *grid, width / 2.0, height / 2.0));
+  const Eigen::VectorXd x = Refine(unknowns, *grid, StartOf(unknowns, *grid, *middle));
   if (!x.allFinite() || !(x[0] > 0 && x[unknowns.FocalNum() - 1] > 0)) return {};
   FittedForeignCamera fitted;
   ForeignCamera& camera = fitted.Camera;
