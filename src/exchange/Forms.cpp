@@ -3,8 +3,8 @@
 #include "exchange/bundler/BundlerForms.h"
 #include "exchange/colmap/ColmapForm.h"
 #include "exchange/opensfm/OpenSfm.h"
-#include "exchange/views/Views.h"
 #include "exchange/survey/Survey.h"
+#include "exchange/views/Views.h"
 
 namespace orvo::exchange {
 namespace {
@@ -13,8 +13,13 @@ namespace {
 constexpr Form kForms[] = {
     {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt",
      "folder for cameras, images, points3D; binary, or with --text as text", ReadColmap, WriteColmap},
+    {"bundler", "bundle.out of Bundler, with list.txt beside it or --images", nullptr, ReadBundler},
+    {"bal", "a problem of Bundle Adjustment in the Large, as text", "the same", ReadBal, WriteBal},
     {"opensfm", "reconstruction.json, or the folder that holds it, with tracks.csv",
      "folder: reconstruction.json and tracks.csv", ReadOpenSfm, WriteOpenSfm},
+    {"gcp", "control points: CSV with headings, or gcp_list.txt", nullptr, nullptr, nullptr, ImportGcp},
+    {"pos", "positions of images: CSV with headings, also of exiftool, or geo.txt", nullptr, nullptr, nullptr,
+     ImportPos},
     {"geojson", nullptr, "FILE: projection centres, footprints and control on the map", nullptr, nullptr,
      nullptr, ExportGeoJson},
     {"csv", nullptr, "FOLDER: tables of orientations, cameras, points, control and residuals", nullptr,
@@ -25,11 +30,6 @@ constexpr Form kForms[] = {
      nullptr, ExportLas},
     {"cameras", nullptr, "FILE: the cameras with their conventions, as JSON", nullptr, nullptr, nullptr,
      ExportCameras},
-    {"bundler", "bundle.out of Bundler, with list.txt beside it or --images", nullptr, ReadBundler},
-    {"bal", "a problem of Bundle Adjustment in the Large, as text", "the same", ReadBal, WriteBal},
-    {"gcp", "control points: CSV with headings, or gcp_list.txt", nullptr, nullptr, nullptr, ImportGcp},
-    {"pos", "positions of images: CSV with headings, also of exiftool, or geo.txt", nullptr, nullptr, nullptr,
-     ImportPos},
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "info/BlockFigures.h"
 
+#include <limits>
 #include <numbers>
 #include <unordered_set>
 
@@ -9,6 +10,8 @@ namespace orvo::info {
 namespace {
 
 using exchange::StrictPoint;
+
+constexpr double kSteepest = 60;  ///< tilt in degrees of images that still look down
 
 void Enlarge(std::optional<Extent>& extent, const std::array<double, 3>& place) {
   if (!extent) extent = Extent{place, place};
@@ -51,17 +54,23 @@ PointFigures FiguresOfPoints(const SurveyBlock& block, const SurveyPoints& point
   return figures;
 }
 
-/// Longest base of a point over the mean height of its images above it. Of very many rays the first ones
-/// stand for all.
+/// How far a place lies ahead of an image, along its axis.
+double DepthOf(const SurveyImage& image, const std::array<double, 3>& P) {
+  double depth = 0;
+  for (size_t row = 0; row < 3; ++row) depth -= image.R[3 * row + 2] * (P[row] - image.S[row]);
+  return depth;
+}
+
+/// Longest base of a point over its mean depth. Of very many rays the first ones stand for all.
 double BaseToHeightOf(const SurveyBlock& block, std::span<const SurveyMeasurement> measurements,
                       const std::array<double, 3>& P) {
   constexpr size_t kMostRays = 64;
   std::vector<const SurveyImage*> images;
-  double height = 0;
+  double depth = 0;
   for (const SurveyMeasurement& measurement : measurements) {
     if (measurement.nImage < 0 || measurement.nImage >= std::ssize(block.Images)) continue;
     images.push_back(&block.Images[static_cast<size_t>(measurement.nImage)]);
-    height += images.back()->S[2] - P[2];
+    depth += DepthOf(*images.back(), P);
     if (images.size() == kMostRays) break;
   }
   double longest = 0;
@@ -72,7 +81,7 @@ double BaseToHeightOf(const SurveyBlock& block, std::span<const SurveyMeasuremen
                                        images[k]->S[2] - images[j]->S[2]));
     }
   }
-  return longest * static_cast<double>(images.size()) / height;
+  return longest * static_cast<double>(images.size()) / depth;
 }
 
 void AddGround(const SurveyBlock& block, const std::vector<StrictPoint>& solved, BlockFigures& figures) {
@@ -94,8 +103,26 @@ void AddGround(const SurveyBlock& block, const std::vector<StrictPoint>& solved,
   figures.dRelief = at(0.95) - at(0.05);
 }
 
-void AddImages(const SurveyBlock& block, const std::optional<std::vector<double>>& ground,
-               BlockFigures& figures) {
+/// The median depth of the tie points in each image; NaN without one.
+std::vector<double> DepthsOf(const SurveyBlock& block, const std::vector<StrictPoint>& solved) {
+  std::vector<std::vector<double>> ofImage(block.Images.size());
+  for (size_t k = 0; k < solved.size(); ++k) {
+    if (!solved[k].bSolved) continue;
+    for (const SurveyMeasurement& measurement : block.Tie.Of(block.Tie.Points[k])) {
+      if (measurement.nImage < 0 || measurement.nImage >= std::ssize(ofImage)) continue;
+      const auto image = static_cast<size_t>(measurement.nImage);
+      ofImage[image].push_back(DepthOf(block.Images[image], solved[k].P));
+    }
+  }
+  std::vector<double> depths;
+  for (std::vector<double>& values : ofImage) {
+    depths.push_back(values.empty() ? std::numeric_limits<double>::quiet_NaN() : exchange::MedianOf(values));
+  }
+  return depths;
+}
+
+void AddImages(const SurveyBlock& block, const std::vector<double>& depths,
+               const std::optional<std::vector<double>>& ground, BlockFigures& figures) {
   std::vector<int64_t> measurements(block.Images.size());
   for (const SurveyMeasurement& measurement : block.Tie.Measurements) {
     if (measurement.nImage < 0 || measurement.nImage >= std::ssize(measurements)) continue;
@@ -112,16 +139,16 @@ void AddImages(const SurveyBlock& block, const std::optional<std::vector<double>
     if (measurements[k] == 0) ++figures.nImagesWithoutPoint;
     const bool known = image.nCamera >= 0 && image.nCamera < std::ssize(block.Cameras);
     if (known) ++figures.Cameras[static_cast<size_t>(image.nCamera)].nImages;
-    if (!ground) continue;
-    heights.push_back(image.S[2] - (*ground)[k]);
+    if (ground) heights.push_back(image.S[2] - (*ground)[k]);
     if (!known) continue;
-    gsd.push_back(heights.back() / block.Cameras[static_cast<size_t>(image.nCamera)].dFocal);
+    gsd.push_back(depths[k] / block.Cameras[static_cast<size_t>(image.nCamera)].dFocal);
     gsdOfCamera[static_cast<size_t>(image.nCamera)].push_back(gsd.back());
   }
   if (centres) figures.Centres = *centres;
-  figures.Height = SpreadOf(std::move(heights));
   figures.Gsd = SpreadOf(std::move(gsd));
   figures.Tilt = SpreadOf(std::move(tilts));
+  figures.bLooksDown = figures.Tilt.nNum > 0 && figures.Tilt.dMedian < kSteepest;
+  if (figures.bLooksDown) figures.Height = SpreadOf(std::move(heights));
   figures.MeasurementsOfImage = SpreadOf(std::move(counts));
   for (size_t k = 0; k < gsdOfCamera.size(); ++k)
     figures.Cameras[k].Gsd = SpreadOf(std::move(gsdOfCamera[k]));
@@ -142,10 +169,10 @@ BlockFigures FiguresOf(const SurveyBlock& block) {
                                   [](const SurveyPoint& point) { return point.nType > 1; });
   AddGround(block, view.Tie, figures);
   const auto ground = exchange::GroundHeights(block, block.Tie, view.Tie);
-  AddImages(block, ground, figures);
+  AddImages(block, DepthsOf(block, view.Tie), ground, figures);
 
   std::vector<exchange::Polygon> footprints(block.Images.size());
-  for (size_t k = 0; ground && k < footprints.size(); ++k) {
+  for (size_t k = 0; ground && figures.bLooksDown && k < footprints.size(); ++k) {
     footprints[k] = exchange::FootprintOf(block, block.Images[k], (*ground)[k]);
   }
   figures.Strips = StripsOf(block);

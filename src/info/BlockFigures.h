@@ -17,7 +17,7 @@ namespace orvo::info {
 struct CameraFigures {
   SurveyCamera Camera;
   int64_t nImages = 0;
-  Spread Gsd;  ///< of its images: height above ground over focal length
+  Spread Gsd;  ///< of its images: median depth of the points along the camera axis over focal length
 };
 
 struct PointFigures {
@@ -44,7 +44,7 @@ struct BlockFigures {
   Spread Tilt;                 ///< of the camera axis from the plumb line, degrees
   Spread MeasurementsOfImage;  ///< of tie points
   int64_t nImagesWithoutPoint = 0;
-  Spread BaseToHeight;  ///< of a tie point: its longest base over the height above it
+  Spread BaseToHeight;  ///< of a tie point: its longest base over its depth in the images
 
   PointFigures Tie, Control, Check;
   int64_t nPosLines = 0, nPosOfImages = 0;  ///< lines of the POS file, and those with an image

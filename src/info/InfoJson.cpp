@@ -59,6 +59,7 @@ void PutBlock(Json& json, const BlockFigures& block) {
   json["positions"] = {{"count", block.nPosLines}, {"with_image", block.nPosOfImages}};
   json["centres"] = JsonOf(block.Centres);
   if (block.Ground) json["ground"] = JsonOf(*block.Ground);
+  json["looks_down"] = block.bLooksDown;
   json["relief"] = block.dRelief;
   Put(json, "height_above_ground", block.Height);
   Put(json, "gsd", block.Gsd);

@@ -103,7 +103,11 @@ void AddBlock(const BlockFigures& block, Paragraph& out) {
   if (block.nPosLines > 0) out.Add("positions", "{}, {} with an image", block.nPosLines, block.nPosOfImages);
   AddExtent("centres", block.Centres, out);
   if (block.Ground) AddExtent("ground", *block.Ground, out);
-  out.Add("above ground", "{}, relief {:.2f}", RangeOf(block.Height, 2, ""), block.dRelief);
+  if (block.bLooksDown) {
+    out.Add("above ground", "{}, relief {:.2f}", RangeOf(block.Height, 2, ""), block.dRelief);
+  } else {
+    out.Add("above ground", "not known, for most images do not look down: Z is not up");
+  }
   out.Add("GSD", "{}", RangeOf(block.Gsd, 4, ""));
   out.Add("tilt", "{}", RangeOf(block.Tilt, 1, " degrees"));
   AddStrips(block, out);

@@ -101,6 +101,21 @@ TEST(BlockFigures, AnOrderWithoutCourseHasNoStrips) {
   EXPECT_EQ(figures.OfStrips.Forward.nNum, 0);
 }
 
+/// The same block upside down: nothing is above the ground, and depths stay.
+TEST(BlockFigures, KnowNoHeightsWhereZIsNotUp) {
+  SurveyBlock block = MakeVerticalBlock();
+  for (SurveyImage& image : block.Images) {
+    image.R = {1, 0, 0, 0, -1, 0, 0, 0, -1};
+    image.S = {image.S[0], -image.S[1], -image.S[2]};
+  }
+  const BlockFigures figures = FiguresOf(block);
+  EXPECT_FALSE(figures.bLooksDown);
+  EXPECT_EQ(figures.Height.nNum, 0);
+  EXPECT_EQ(figures.OfStrips.Forward.nNum, 0);
+  ExpectAll(figures.Gsd, 18, 0.2, 1e-9);
+  ExpectAll(figures.Tilt, 18, 180, 1e-9);
+}
+
 TEST(BlockFigures, OfAnEmptyBlockAreZero) {
   const BlockFigures figures = FiguresOf({});
   EXPECT_EQ(figures.nImages, 0);
