@@ -155,6 +155,11 @@ constexpr CodeEntry kControlCodes[] = {
      "Nothing has to be done."},
     {"K015", S::Error, "control in degrees", "Control coordinates look like longitude and latitude.",
      "Write metres in a Cartesian frame."},
+    {"K016", S::Error, "similarity that a run does not find",
+     "A similarity joins the block and its control points, but a run looks for it from frames with Z up, "
+     "turned about "
+     "the vertical, and finds none.",
+     "Bring the orientations into a frame with Z up, roughly."},
 };
 
 constexpr CodeEntry kPositionCodes[] = {

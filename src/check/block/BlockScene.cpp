@@ -29,6 +29,20 @@ double TrimmedRms(std::vector<double> values) {
   return std::sqrt(squares / static_cast<double>(values.size()));
 }
 
+/// Opposite to where the cameras look in the mean; Z where they look everywhere.
+std::array<double, 3> MeanBack(const SurveyBlock& block, const std::vector<bool>& usable) {
+  std::array<double, 3> sum{};
+  double count = 0;
+  for (size_t i = 0; i < usable.size(); ++i) {
+    if (!usable[i]) continue;
+    for (size_t k = 0; k < 3; ++k) sum[k] += block.Images[i].R[3 * k + 2];
+    ++count;
+  }
+  const double length = std::hypot(sum[0], sum[1], sum[2]);
+  if (!(length > 0.2 * count)) return {0, 0, 1};
+  return {sum[0] / length, sum[1] / length, sum[2] / length};
+}
+
 }  // namespace
 
 double LongestBase(std::span<const SightRay> rays) {
@@ -51,6 +65,7 @@ double Quantile(std::vector<double>& values, double share) {
 
 BlockScene SampleScene(const SurveyBlock& block, const std::vector<bool>& usable, double objectScale) {
   BlockScene scene;
+  scene.Up = MeanBack(block, usable);
   std::vector<double> depths, residuals, sigmas;
   size_t worthwhile = 0, behind = 0;
   for (const size_t ordinal : EvenSample(block.Tie, kSampleSize)) {

@@ -24,6 +24,7 @@ struct BlockScene {
   double dRaySigma = 0;  ///< radians: by how much rays miss each other, for the redundancy of the points
   double dBehind = 0;  ///< share of the points that lie behind a camera, of those with a base worth the name
   double dBaseToHeight = 0;             ///< median
+  std::array<double, 3> Up{0, 0, 1};    ///< the mean of what lies behind the cameras, of length 1
   std::array<double, 3> Low{}, High{};  ///< 5 % and 95 % of the points' coordinates
 };
 

@@ -10,6 +10,7 @@
 #include "check/block/ExchangedPoints.h"
 #include "check/block/FindingPlaces.h"
 #include "check/block/FindingTexts.h"
+#include "geometry/Similarity.h"
 
 namespace orvo {
 namespace {
@@ -109,6 +110,12 @@ void CheckSpread(const BlockCheckInput& input, const ControlPairs& pairs, const 
   }
 }
 
+/// What a run does itself: from eight turns about Z, upright.
+bool RunFindsSimilarity(const ControlPairs& pairs) {
+  double parameters[SevenParameterNum] = {};
+  return SolveSevenParametersFromAnyKappa(pairs.ControlInBlock, pairs.ControlGiven, parameters) == 1;
+}
+
 void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
                Diagnosis& diagnosis) {
   const auto controlNum = static_cast<int64_t>(pairs.ControlGiven.size());
@@ -120,6 +127,12 @@ void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const Fr
                     Figure(judgement.dBefore), CountOf(controlNum, "control point", {})),
         "Write orientations in the frame of the control points, add control points up to 4, or apply GPS "
         "positions in their frame");
+  } else if (judgement.Kind == FrameKind::Free && controlNum >= kSimilarityNum &&
+             !RunFindsSimilarity(pairs)) {
+    diagnosis.Add(
+        "K016", {input.Files.szGcp, 2},
+        "the similarity that brings the orientations to the control points is none that a run finds",
+        "Bring the orientations into a frame with Z up, roughly, or into that of the control points");
   } else if (judgement.Kind == FrameKind::Free) {
     diagnosis.Add(
         "K014", {input.Files.szGcp, 2},
@@ -138,11 +151,11 @@ void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const Fr
 /// Of the frames in which the block can be held against the control, the one that fits.
 FrameJudgement JudgeControl(const BlockCheckInput& input, const ControlPairs& pairs, const BlockScene& scene,
                             const std::vector<bool>& usable) {
-  const FrameJudgement inProject = JudgeFrame(pairs.Block, pairs.Given, scene.dDepth);
+  const FrameJudgement inProject = JudgeFrame(pairs.Block, pairs.Given, scene.dDepth, scene.Up);
   if (inProject.Kind == FrameKind::Same) return inProject;
   const PositionPairing positions =
       PairPositions(input.Block, PairPos(input.Block, usable), input.Settings.Object_Coor_Scale);
-  const FrameJudgement pos = JudgeFrame(positions.Block, positions.Given, scene.dDepth);
+  const FrameJudgement pos = JudgeFrame(positions.Block, positions.Given, scene.dDepth, scene.Up);
   if (pos.Kind != FrameKind::Free && pos.Kind != FrameKind::HeightOffset) return inProject;
   const auto inPos = Apply(pos.Transform, pairs.Block);
   FrameJudgement throughPos = JudgeFrame(inPos, pairs.Given, scene.dDepth * pos.Transform.fScale);

@@ -105,7 +105,7 @@ ConventionVerdict TryConventions(const SurveyBlock& block) {
   const ReadingTrial &written = verdict.Written, &best = verdict.Best;
   const bool other = best.nDepartures() > 0 && best.dRms < kTrialLimit;
   const bool better = written.dRms > kTrialFloor && written.dRms > kTrialFactor * best.dRms;
-  const bool backwards = written.dBehind > 0.5 && best.dBehind < 0.1;
+  const bool backwards = written.dBehind > 0.5 && best.dBehind < 0.25;
   verdict.bWrong = other && (better || backwards);
   return verdict;
 }

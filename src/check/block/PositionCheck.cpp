@@ -185,14 +185,15 @@ void CheckPositions(const BlockCheckInput& input, Diagnosis& diagnosis) {
   const std::vector<bool> usable = UsableImages(input.Block);
   const std::vector<PosPair> pairs = PairPos(input.Block, usable);
   const PositionPairing positions = PairPositions(input.Block, pairs, input.Settings.Object_Coor_Scale);
-  const double depth = SampleScene(input.Block, usable, input.Settings.Object_Coor_Scale).dDepth;
+  const BlockScene scene = SampleScene(input.Block, usable, input.Settings.Object_Coor_Scale);
   std::optional<Rotation3> frame;
   if (LooksGeographic(positions.Given)) {
     diagnosis.Add("P009", {input.Files.szPos, 1}, "positions look like longitude and latitude in degrees",
                   "Write metres in a Cartesian frame, that of the control points where there are any");
-  } else if (positions.Pairs.size() >= kFewestPairs && depth > 0) {
-    const FrameJudgement judgement = JudgeFrame(positions.Block, positions.Given, depth);
-    frame = CheckFrame(input, positions, judgement, ControlAgrees(input, usable, depth), depth, diagnosis);
+  } else if (positions.Pairs.size() >= kFewestPairs && scene.dDepth > 0) {
+    const FrameJudgement judgement = JudgeFrame(positions.Block, positions.Given, scene.dDepth, scene.Up);
+    frame = CheckFrame(input, positions, judgement, ControlAgrees(input, usable, scene.dDepth), scene.dDepth,
+                       diagnosis);
   }
   CheckAngles(input, pairs, frame, diagnosis);
   CheckStrips(input, pairs, diagnosis);

@@ -11,7 +11,8 @@ namespace orvo {
 namespace {
 
 using Points = std::span<const Position3>;
-constexpr double kUprightCosine = 0.5;
+/// Of images that look to the horizon, whose up says nothing, either way is taken.
+constexpr double kDownward = -0.3;
 constexpr size_t kMostPairs = 2000, kTrialNum = 300;
 
 Eigen::Matrix3Xd Columns(Points points) {
@@ -32,11 +33,12 @@ Position3 Mean(Points points) {
 /// Standard deviations across and along below 1 : 20.
 bool IsOnALine(Points points) { return SpreadAcross(points) < 0.05; }
 
-bool IsUsable(const FrameTransform& transform) {
+bool IsUsable(const FrameTransform& transform, const Position3& up) {
   double sum = transform.fScale;
   for (const double value : transform.R) sum += value;
   for (const double value : transform.T) sum += value;
-  return std::isfinite(sum) && transform.fScale > 0 && transform.R[8] > kUprightCosine;
+  const double height = transform.R[6] * up[0] + transform.R[7] * up[1] + transform.R[8] * up[2];
+  return std::isfinite(sum) && transform.fScale > 0 && height > kDownward;
 }
 
 /// Numbers below `count`, different from each other, from a linear congruential sequence.
@@ -61,17 +63,17 @@ class Draws {
   uint64_t nState = 1;
 };
 
-RobustFit Judge(const FrameTransform& transform, Points source, Points target, bool level) {
+RobustFit Judge(const FrameTransform& transform, Points source, Points target) {
   std::vector<double> distances = DistancesAfter(transform, source, target);
   // Of four, three count: any two are joined by some similarity.
   std::ranges::sort(distances);
   const size_t n = distances.size();
-  return {transform, distances[n / 2], distances[std::min(n - 1, 3 * n / 4)], level};
+  return {transform, distances[n / 2], distances[std::min(n - 1, 3 * n / 4)]};
 }
 
 class Search {
  public:
-  Search(Points source, Points target) : Source(source), Target(target) {}
+  Search(Points source, Points target, const Position3& up) : Source(source), Target(target), Up(up) {}
   template <size_t N>
   void Try(const std::array<size_t, N>& chosen) {
     std::array<Position3, N> from, to;
@@ -79,11 +81,11 @@ class Search {
       from[i] = Source[chosen[i]];
       to[i] = Target[chosen[i]];
     }
-    Offer(N == 2 ? FitLevelSimilarity(from, to) : FitSimilarity(from, to), N == 2);
+    Offer(N == 2 ? FitLevelSimilarity(from, to) : FitSimilarity(from, to));
   }
-  void Offer(const std::optional<FrameTransform>& transform, bool level) {
-    if (!transform || !IsUsable(*transform)) return;
-    const RobustFit fit = Judge(*transform, Source, Target, level);
+  void Offer(const std::optional<FrameTransform>& transform) {
+    if (!transform || !IsUsable(*transform, Up)) return;
+    const RobustFit fit = Judge(*transform, Source, Target);
     if (!Best || fit.dMedian < Best->dMedian) Best = fit;
   }
   /// Fits again to the pairs that lie near.
@@ -96,14 +98,15 @@ class Search {
         from.push_back(Source[i]);
         to.push_back(Target[i]);
       }
-      Offer(FitLevelSimilarity(from, to), true);
-      Offer(FitSimilarity(from, to), false);
+      Offer(FitLevelSimilarity(from, to));
+      Offer(FitSimilarity(from, to));
     }
   }
   std::optional<RobustFit> Best;
 
  private:
   Points Source, Target;
+  Position3 Up;
 };
 
 }  // namespace
@@ -169,7 +172,7 @@ std::vector<double> DistancesAfter(const FrameTransform& transform, Points sourc
   return distances;
 }
 
-std::optional<RobustFit> FitRobustSimilarity(Points source, Points target) {
+std::optional<RobustFit> FitRobustSimilarity(Points source, Points target, const Position3& up) {
   const size_t n = std::min(source.size(), target.size());
   if (n < 4) return std::nullopt;
   // Of very many, every few.
@@ -179,17 +182,18 @@ std::optional<RobustFit> FitRobustSimilarity(Points source, Points target) {
       from.push_back(source[i]);
       to.push_back(target[i]);
     }
-    return FitRobustSimilarity(from, to);
+    return FitRobustSimilarity(from, to, up);
   }
-  Search search(source.first(n), target.first(n));
+  Search search(source.first(n), target.first(n), up);
   Draws draws;
   for (size_t trial = 0; trial < kTrialNum; ++trial) {
     search.Try(draws.Take<2>(n));
     search.Try(draws.Take<3>(n));
   }
-  search.Offer(FitLevelSimilarity(source, target), true);
-  search.Offer(FitSimilarity(source, target), false);
+  search.Offer(FitLevelSimilarity(source, target));
+  search.Offer(FitSimilarity(source, target));
   search.Refine();
+  if (search.Best) search.Best->bLevel = IsOnALine(source);
   return search.Best;
 }
 

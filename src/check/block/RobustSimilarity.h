@@ -37,11 +37,12 @@ struct RobustFit {
 };
 
 /// The one with the smallest median of the remaining distances, over level similarities of two and general
-/// ones of three pairs, then fitted again to the pairs near to it. What is up stays up: the vertical is not
-/// tilted by 60 degrees or more. Four pairs and more; up to half of them (of many) may be wrong. The same
-/// pairs give the same result.
+/// ones of three pairs, then fitted again to the pairs near to it. `up`, a direction of the
+/// source frame, does not come to point downwards. Four pairs and more; up to half of them (of many) may be
+/// wrong. The same pairs give the same result.
 std::optional<RobustFit> FitRobustSimilarity(std::span<const Position3> source,
-                                             std::span<const Position3> target);
+                                             std::span<const Position3> target,
+                                             const Position3& up = {0, 0, 1});
 
 /// Distances that remain.
 std::vector<double> DistancesAfter(const FrameTransform& transform, std::span<const Position3> source,

@@ -1,0 +1,219 @@
+// Similarities between wrong pairs, readings of coordinates, and what becomes of single points.
+#include "check/block/FrameJudgement.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+#include "check/block/ControlSpread.h"
+#include "check/block/ExchangedPoints.h"
+
+namespace orvo::test {
+namespace {
+
+using Points = std::vector<Position3>;
+
+/// Eight points in an area of 400 by 300, heights from 200 to 230.
+const Points kGround = {{110, 520, 200}, {510, 540, 215}, {130, 810, 230}, {490, 800, 205},
+                        {300, 640, 222}, {220, 700, 211}, {400, 590, 228}, {350, 760, 201}};
+constexpr double kDepth = 300;
+
+FrameTransform Transform(double scale, double kappa, const Position3& shift) {
+  return {scale, {std::cos(kappa), -std::sin(kappa), 0, std::sin(kappa), std::cos(kappa), 0, 0, 0, 1}, shift};
+}
+
+void ExpectNear(const Points& a, const Points& b, double tolerance) {
+  ASSERT_EQ(a.size(), b.size());
+  for (size_t i = 0; i < a.size(); ++i) {
+    for (size_t k = 0; k < 3; ++k) EXPECT_NEAR(a[i][k], b[i][k], tolerance) << i << ' ' << k;
+  }
+}
+
+TEST(Similarity, FitsComeBack) {
+  FrameTransform transform = Transform(1.7, 2.5, {1000, -2000, 30});
+  const Points target = Apply(transform, kGround);
+  for (const auto& fit : {FitSimilarity(kGround, target), FitLevelSimilarity(kGround, target)}) {
+    ASSERT_TRUE(fit);
+    EXPECT_NEAR(fit->fScale, 1.7, 1e-12);
+    ExpectNear(Apply(*fit, kGround), target, 1e-9);
+  }
+  // Tilted by 36.87 degrees about X.
+  transform.R = {1, 0, 0, 0, 0.8, -0.6, 0, 0.6, 0.8};
+  const auto tilted = FitSimilarity(kGround, Apply(transform, kGround));
+  ASSERT_TRUE(tilted);
+  for (size_t i = 0; i < 9; ++i) EXPECT_NEAR(tilted->R[i], transform.R[i], 1e-12);
+}
+
+TEST(Similarity, TooLittleToFit) {
+  const Points line = {{0, 0, 0}, {1, 1, 1}, {2, 2, 2}, {3, 3, 3}}, one(4, Position3{1, 2, 3});
+  EXPECT_FALSE(FitSimilarity(line, line));
+  EXPECT_TRUE(FitLevelSimilarity(line, line));
+  EXPECT_FALSE(FitLevelSimilarity(one, line));
+  EXPECT_FALSE(FitLevelSimilarity(line, one));
+  EXPECT_FALSE(FitRobustSimilarity(one, one));
+  EXPECT_FALSE(FitRobustSimilarity(std::span(line).first(3), std::span(line).first(3)));
+}
+
+TEST(Similarity, RobustAgainstThreeOfEight) {
+  const FrameTransform transform = Transform(0.01, -1, {5, 6, 7});
+  Points target = Apply(transform, kGround);
+  const Points right = target;
+  target[0][0] += 3;
+  target[4][1] -= 2;
+  target[6][2] += 4;
+  const auto fit = FitRobustSimilarity(kGround, target);
+  ASSERT_TRUE(fit);
+  EXPECT_FALSE(fit->bLevel);
+  ExpectNear(Apply(fit->Transform, kGround), right, 1e-6);
+}
+
+TEST(Similarity, PointsOnALineGiveALevelOne) {
+  const Points line = {{0, 0, 50}, {100, 20, 50}, {200, 40, 50}, {300, 60, 50}, {400, 80, 50}};
+  const auto fit = FitRobustSimilarity(line, Apply(Transform(2, 1, {1, 2, 3}), line));
+  ASSERT_TRUE(fit);
+  EXPECT_TRUE(fit->bLevel);
+  EXPECT_NEAR(fit->Transform.fScale, 2, 1e-9);
+}
+
+TEST(CoordinateReadings, TellUnitsAndAxes) {
+  const Position3 given{10, 20, 30};
+  for (const CoordinateReading& reading : AllCoordinateReadings()) {
+    const Position3 read = Read(reading, given);
+    // A mirror changes the hand: the determinant of what it does is negative.
+    const double factors =
+        reading.Factor[0] * reading.Factor[1] * reading.Factor[2] * (reading.bExchanged ? -1 : 1);
+    EXPECT_EQ(reading.bMirror, factors < 0) << reading.szWhat;
+    EXPECT_EQ(std::fabs(read[0] / reading.Factor[0]), reading.bExchanged ? 20 : 10) << reading.szWhat;
+  }
+}
+
+TEST(CoordinateReadings, Degrees) {
+  const Points degrees = {{-83.30, 41.03, 219}, {-83.31, 41.04, 221}, {-83.305, 41.035, 220}};
+  EXPECT_TRUE(LooksGeographic(degrees));
+  EXPECT_FALSE(LooksGeographic(kGround));
+  const Points model = {{0.1, 0.2, 0.3}, {0.4, 0.1, 0.2}, {0.5, 0.5, 0.1}};
+  EXPECT_FALSE(LooksGeographic(model));
+  EXPECT_FALSE(LooksGeographic(std::span(degrees).first(1)));
+}
+
+Points Moved(Position3 factor, bool exchange, Position3 shift) {
+  Points moved = kGround;
+  for (Position3& p : moved) {
+    for (size_t k = 0; k < 3; ++k) p[k] = p[k] * factor[k] + shift[k];
+    if (exchange) std::swap(p[0], p[1]);
+  }
+  return moved;
+}
+
+struct JudgementCase {
+  const char* szName;
+  Points Given;
+  FrameKind Kind;
+  const char* szWhat;  ///< of the reading
+};
+
+TEST(FrameJudgement, Cases) {
+  constexpr double foot = 1 / 0.3048;
+  const Points turned = Apply(Transform(3, 0.5, {1000, 2000, 50}), kGround);
+  const Points turnedExchanged = Apply(Transform(3, 0.5, {1000, 2000, 50}), Moved({1, 1, 1}, true, {}));
+  const JudgementCase cases[] = {
+      {"the same", kGround, FrameKind::Same, nullptr},
+      {"a little off", Moved({1, 1, 1}, false, {4, -3, 5}), FrameKind::Same, nullptr},
+      {"exchanged", Moved({1, 1, 1}, true, {}), FrameKind::Reading, "have easting and northing exchanged"},
+      {"feet", Moved({foot, foot, foot}, false, {}), FrameKind::Reading, "are in feet"},
+      {"heights in feet", Moved({1, 1, foot}, false, {}), FrameKind::Reading, "have heights in feet"},
+      {"sign", Moved({1, 1, -1}, false, {}), FrameKind::Reading, "have the wrong sign in Z"},
+      {"offset", Moved({1, 1, 1}, false, {0, 0, -33}), FrameKind::HeightOffset, nullptr},
+      {"free", turned, FrameKind::Free, nullptr},
+      {"free, exchanged", turnedExchanged, FrameKind::Reading, "have easting and northing exchanged"},
+      {"nothing",
+       {{1, 2, 3},
+        {900, 5, 7},
+        {30, 700, 1},
+        {8, 9, 800},
+        {500, 500, 3},
+        {5, 77, 600},
+        {42, 4, 2},
+        {1, 900, 9}},
+       FrameKind::Unknown,
+       nullptr},
+  };
+  for (const JudgementCase& each : cases) {
+    const FrameJudgement judgement = JudgeFrame(kGround, each.Given, kDepth);
+    EXPECT_EQ(judgement.Kind, each.Kind) << each.szName;
+    EXPECT_STREQ(judgement.pReading ? judgement.pReading->szWhat : nullptr, each.szWhat) << each.szName;
+  }
+  EXPECT_DOUBLE_EQ(JudgeFrame(kGround, cases[6].Given, kDepth).dHeightOffset, -33);
+  EXPECT_NEAR(JudgeFrame(kGround, turned, kDepth).Transform.fScale, 3, 1e-9);
+  EXPECT_EQ(JudgeFrame({}, {}, kDepth).Kind, FrameKind::Unknown);
+  EXPECT_EQ(JudgeFrame(kGround, kGround, 0).Kind, FrameKind::Unknown);
+}
+
+/// Far from the origin, the two feet differ by metres.
+TEST(FrameJudgement, TellsTheFeetApart) {
+  for (const double foot : {0.3048, 1200.0 / 3937.0}) {
+    Points block = kGround, given = kGround;
+    for (size_t i = 0; i < block.size(); ++i) {
+      block[i][0] += 1e6;
+      block[i][1] += 5e6;
+      for (size_t k = 0; k < 3; ++k) given[i][k] = block[i][k] / foot;
+    }
+    const FrameJudgement judgement = JudgeFrame(block, given, kDepth);
+    ASSERT_EQ(judgement.Kind, FrameKind::Reading);
+    EXPECT_STREQ(judgement.pReading->szWhat, foot == 0.3048 ? "are in feet" : "are in US survey feet");
+  }
+}
+
+/// Two of few points exchanged are no reason to read all of them otherwise.
+TEST(FrameJudgement, ExchangedPointsLeaveTheFrame) {
+  for (const size_t count : {4u, 5u, 6u, 8u}) {
+    Points given(kGround.begin(), kGround.begin() + static_cast<std::ptrdiff_t>(count));
+    std::swap(given[1], given[2]);
+    const auto block = std::span(kGround).first(count);
+    const FrameJudgement judgement = JudgeFrame(block, given, kDepth);
+    EXPECT_EQ(judgement.Kind, FrameKind::Same) << count;
+    const PointFaults faults = FindPointFaults(block, given, {}, kDepth);
+    ASSERT_EQ(faults.Exchanged.size(), 1u) << count;
+    EXPECT_EQ(faults.Exchanged[0].nFirst, 1u);
+    EXPECT_EQ(faults.Exchanged[0].nSecond, 2u);
+    EXPECT_TRUE(faults.Outliers.empty()) << count;
+  }
+}
+
+TEST(PointFaults, OutliersAndPlacesThatTheyFit) {
+  Points given = kGround;
+  given[0][2] += 50;
+  // Three names moved on by one: each lies where another is given.
+  const Position3 first = given[3];
+  given[3] = given[4];
+  given[4] = given[5];
+  given[5] = first;
+  const PointFaults faults = FindPointFaults(kGround, given, {}, kDepth);
+  EXPECT_TRUE(faults.Exchanged.empty());
+  ASSERT_EQ(faults.Outliers.size(), 4u);
+  const std::ptrdiff_t fits[] = {-1, 5, 3, 4};
+  for (size_t i = 0; i < 4; ++i) EXPECT_EQ(faults.Outliers[i].nFits, fits[i]) << i;
+  EXPECT_DOUBLE_EQ(faults.Outliers[0].dDistance, 50);
+}
+
+TEST(PointFaults, WhatIsExpectedOfAPoint) {
+  Points given = kGround;
+  given[0][2] += 50;
+  std::vector<double> expected(given.size(), 1.0);
+  EXPECT_EQ(FindPointFaults(kGround, given, expected, kDepth).Outliers.size(), 1u);
+  expected[0] = 5.1;
+  EXPECT_TRUE(FindPointFaults(kGround, given, expected, kDepth).Outliers.empty());
+}
+
+TEST(ControlSpread, AcrossAndShare) {
+  const Points line = {{0, 0, 0}, {100, 0, 0}, {50, 0, 0}, {20, 0, 0}};
+  EXPECT_DOUBLE_EQ(SpreadAcross(line), 0);
+  const Points cross = {{-2, 0, 0}, {2, 0, 0}, {0, 1, 0}, {0, -1, 0}};
+  EXPECT_NEAR(SpreadAcross(cross), 0.5, 1e-12);
+  EXPECT_DOUBLE_EQ(ShareOfExtent(cross, {-10, -4, 0}, {10, 4, 0}), 0.25);
+  EXPECT_DOUBLE_EQ(ShareOfExtent({}, {-10, -4, 0}, {10, 4, 0}), 0);
+}
+
+}  // namespace
+}  // namespace orvo::test
