@@ -53,9 +53,15 @@ void DiagnoseRun(const RunPaths& paths, DiagnosisScope scope, const Platform& sy
   SurveyBlock block;
   const int64_t beforeFiles = diagnosis.ErrorNum();
   if (!ReadSurvey(files, block, diagnosis) || diagnosis.ErrorNum() != beforeFiles) return;
-  if (scope != DiagnosisScope::Everything || !settingsHold) return;
-  TellWeights({block, files, settings}, diagnosis);
-  ReckonMemory({block, files, settings}, system.FreePhysicalBytes(), diagnosis);
+  const BlockCheckInput input{block, files, settings};
+  if (scope == DiagnosisScope::BeforeRun) {
+    CheckConventions(input, diagnosis);
+    return;
+  }
+  CheckBlock(input, diagnosis);
+  if (!settingsHold) return;
+  TellWeights(input, diagnosis);
+  ReckonMemory(input, system.FreePhysicalBytes(), diagnosis);
 }
 
 int64_t FileNumOf(const RunPaths& paths) {

@@ -1,6 +1,8 @@
 // Reading of whole blocks: what comes of sound files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "block/OvtFile.h"
 #include "check/CheckTable.h"
 #include "support/Block.h"
@@ -109,6 +111,80 @@ TEST(SurveyReading, BothFormsAreTheSameBlock) {
   ExpectEqual(text, binary);
   EXPECT_EQ(text.Pos.size(), text.Images.size());
   EXPECT_EQ(text.Control.Points.size(), binary.Control.Points.size());
+}
+
+/// Several pieces long, with points of very different length.
+std::string LongProject(int pointNum, const std::string& lineEnd) {
+  std::string text = "40 1 " + std::to_string(pointNum) + lineEnd + "0 4000 3000 0 5000 0 0 0 0 0" + lineEnd;
+  for (int i = 0; i < 40; ++i) {
+    text += std::to_string(i) + " 0" + lineEnd + "a/" + std::to_string(i) + ".jpg" + lineEnd +
+            "1 0 0 0 1 0 0 0 1" + lineEnd + std::to_string(i) + " 1 1000" + lineEnd;
+  }
+  for (int p = 0; p < pointNum; ++p) {
+    const int count = 2 + p % 38;
+    text +=
+        std::to_string(p) + " " + std::to_string(p) + ".5 0 1 0" + lineEnd + std::to_string(count) + lineEnd;
+    for (int m = 0; m < count; ++m)
+      text += std::to_string((p + m) % 40) + " " + std::to_string(p % 1000) + ".25 -" + std::to_string(m) +
+              lineEnd;
+  }
+  return text;
+}
+
+TEST(SurveyReading, PiecesAndLinesGiveTheSame) {
+  ScratchFolder folder;
+  constexpr int kPoints = 12000;
+  for (const std::string lineEnd : {"\n", "\r\n"}) {
+    const std::string text = LongProject(kPoints, lineEnd);
+    ASSERT_GT(text.size(), size_t{3} << 20);
+    // Without its end, the last line makes the reading go line by line.
+    SurveyBlock inPieces, byLines;
+    for (SurveyBlock* block : {&inPieces, &byLines}) {
+      WriteFile(folder / "b.prj",
+                block == &inPieces ? text + lineEnd : text.substr(0, text.size() - lineEnd.size()));
+      SurveyFiles files{folder / "b.prj", "", "", "", ""};
+      Diagnosis diagnosis;
+      ASSERT_TRUE(ReadSurvey(files, *block, diagnosis));
+      EXPECT_EQ(diagnosis.CountOf("S015"), block == &byLines ? 1 : 0);
+      EXPECT_EQ(std::ssize(diagnosis.Findings()), block == &byLines ? 1 : 0) << Listed(diagnosis);
+    }
+    ASSERT_EQ(inPieces.Tie.Points.size(), static_cast<size_t>(kPoints));
+    ASSERT_EQ(byLines.Tie.Points.size(), static_cast<size_t>(kPoints));
+    ASSERT_EQ(inPieces.Tie.Measurements.size(), byLines.Tie.Measurements.size());
+    for (size_t p = 0; p < inPieces.Tie.Points.size(); ++p) {
+      const SurveyPoint &a = inPieces.Tie.Points[p], &b = byLines.Tie.Points[p];
+      ASSERT_EQ(a.szName, b.szName);
+      ASSERT_EQ(a.P, b.P);
+      ASSERT_EQ(a.nPlace, b.nPlace);
+      ASSERT_EQ(a.nFirstMeasurement, b.nFirstMeasurement);
+      ASSERT_EQ(a.nMeasurementNum, b.nMeasurementNum);
+    }
+    for (size_t m = 0; m < inPieces.Tie.Measurements.size(); ++m) {
+      ASSERT_EQ(inPieces.Tie.Measurements[m].nImage, byLines.Tie.Measurements[m].nImage);
+      ASSERT_EQ(inPieces.Tie.Measurements[m].x, byLines.Tie.Measurements[m].x);
+      ASSERT_EQ(inPieces.Tie.Measurements[m].y, byLines.Tie.Measurements[m].y);
+    }
+  }
+}
+
+TEST(SurveyReading, AFaultInAnyPieceIsFoundAtItsLine) {
+  ScratchFolder folder;
+  const std::string good = LongProject(12000, "\n");
+  for (const double part : {0.1, 0.4, 0.6, 0.99}) {
+    std::string text = good;
+    const size_t at = text.find(".25", static_cast<size_t>(static_cast<double>(text.size()) * part));
+    text[at] = ',';
+    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n');
+    WriteFile(folder / "b.prj", text);
+    SurveyFiles files{folder / "b.prj", "", "", "", ""};
+    SurveyBlock block;
+    Diagnosis diagnosis;
+    ASSERT_TRUE(ReadSurvey(files, block, diagnosis));
+    ASSERT_EQ(diagnosis.Findings().size(), 1u) << Listed(diagnosis);
+    EXPECT_EQ(diagnosis.Findings()[0].szCode, "S006");
+    EXPECT_EQ(diagnosis.Findings()[0].nLine, line);
+    EXPECT_EQ(block.Tie.Points.size(), 12000u);
+  }
 }
 
 TEST(SurveyReading, SenecaOfTheExamples) {

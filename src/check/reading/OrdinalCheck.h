@@ -20,6 +20,7 @@ class OrdinalCheck {
       : Images(images), LastPoint(images.size(), -1) {}
 
   bool Exists(int32_t ordinal) const { return ordinal >= 0 && ordinal < std::ssize(Images); }
+  int64_t ImageNum() const { return std::ssize(Images); }
   /// What to say of an ordinal that does not exist.
   OrdinalFault Missing(int32_t ordinal);
   /// True where the point has been measured in that image already. Points come one after the other, each with

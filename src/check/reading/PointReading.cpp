@@ -9,6 +9,7 @@
 #include "base/Scan.h"
 #include "block/ProjectText.h"
 #include "check/StrictLines.h"
+#include "check/reading/PlainPoints.h"
 
 namespace orvo {
 namespace {
@@ -40,8 +41,8 @@ class PointReader {
  public:
   PointReader(SurveyText& text, int64_t pointNum, OrdinalCheck& ordinals, SurveyPoints& points)
       : Text(text), nPointNum(pointNum), Ordinals(ordinals), Points(points), nFirstByte(text.BytesRead()) {
-    // A point takes some 40 bytes with its measurements, and fewer only where it is of no use.
-    Points.Points.reserve(static_cast<size_t>(std::min(pointNum, BytesLeft() / 40 + 1)));
+    // No point takes fewer than 12 bytes. What is not used of the room takes no memory.
+    Points.Points.reserve(static_cast<size_t>(std::min(pointNum, BytesLeft() / 12 + 1)));
   }
 
   /// False where the file ends before its counts.
@@ -68,6 +69,11 @@ class PointReader {
   void Push(const SurveyMeasurement& measure, std::string_view line, const SurveyPoint& point);
   void MakeRoom();
   void FindNextPoint();
+  bool EndInLine() {
+    bEnded = true;
+    Text.TellCut();
+    return false;
+  }
   /// False where nothing more is to be read.
   bool End(std::string what) {
     bEnded = bInStep;
@@ -121,6 +127,7 @@ bool PointReader::NextPointLine(std::string_view& line, int64_t& number) {
   while (Text.NextMeant(line)) {
     number = Text.LineNumber();
     if (!CanBeMeasure(line)) return true;
+    if (Text.IsCutLine()) return EndInLine();
     if (!std::exchange(told, true))
       Text.Tell("S018", 1,
                 Quoted(line) + " stands where the line of point " + Place(nRead, nPointNum) + " should",
@@ -200,6 +207,7 @@ bool PointReader::ReadMeasures(SurveyPoint& point, int32_t count) {
       ++m;
       continue;
     }
+    if (Text.IsCutLine()) return EndInLine();
     switch (TakeBrokenMeasure(line, point, Place(m, count))) {
       case Effect::Taken:
         ++m;
@@ -292,6 +300,12 @@ void PointReader::FindNextPoint() {
 }  // namespace
 
 bool ReadSurveyPoints(SurveyText& text, int64_t pointNum, OrdinalCheck& ordinals, SurveyPoints& points) {
+  PointsPlace place{text.BytesRead(), text.LineNumber()};
+  if (!text.Waits() && ReadPlainPoints(text.Path(), pointNum, ordinals.ImageNum(), place, points)) {
+    text.GoTo(place.nByte, place.nLine);
+    text.TellRest({}, {}, true);
+    return !text.TellFailure();
+  }
   PointReader reader(text, pointNum, ordinals, points);
   const bool whole = reader.Read();
   if (whole)

@@ -77,6 +77,13 @@ void SurveyText::LookAtLine(std::string_view& line) {
   }
 }
 
+void SurveyText::GoTo(int64_t offset, int64_t line) {
+  Release();
+  File.Seek(offset);
+  nLine = line;
+  bAgain = bBrokenLine = false;
+}
+
 bool SurveyText::NextMeant(std::string_view& line) {
   while (Next(line)) {
     if (!TellNotMeant(line)) return true;
@@ -112,6 +119,10 @@ void SurveyText::Tell(const LineFields& looked) {
     Tell(fault.szCode, fault.nColumn, fault.szWhat, fault.szRemedy);
 }
 
+bool SurveyText::IsCutLine() const {
+  return BytesRead() >= FileBytes() && FileBytes() > 0 && NoteOpenEnd(Path()).has_value();
+}
+
 void SurveyText::TellEnd(std::string what) {
   vHeld.clear();
   if (TellFailure()) return;
@@ -144,7 +155,7 @@ void SurveyText::TellOpenEnd() {
   const bool brokenFields = !vHeld.empty() && std::ranges::all_of(vHeld, [](const Held& held) {
     return IsOneOf(held.szCode, {"S007", "S008", "S009"});
   });
-  if (open && brokenFields) return TellEnd("the file ends in the middle of a line");
+  if (open && brokenFields) return TellCut();
   Release();
   if (open) Result.Add("S015", {Path(), nLine}, open->szWhat, open->szRemedy);
 }

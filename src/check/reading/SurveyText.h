@@ -32,6 +32,8 @@ class SurveyText {
   bool TellNotMeant(std::string_view line);
   /// Next hands the line that came last out again, once.
   void Unread() { bAgain = true; }
+  /// Goes on behind line `line`, which ends before the byte `offset`.
+  void GoTo(int64_t offset, int64_t line);
   /// From 1.
   int64_t LineNumber() const { return nLine; }
   int64_t FileBytes() const { return File.Size(); }
@@ -45,6 +47,10 @@ class SurveyText {
   bool Waits() const { return !vHeld.empty(); }
   /// Tells what LookAtFields found.
   void Tell(const LineFields& looked);
+  /// The line that came last is the last one of the file and has no end: it may be cut off.
+  bool IsCutLine() const;
+  /// Tells that the file ends in that line.
+  void TellCut() { TellEnd("the file ends in the middle of a line"); }
   /// The file ends too early: what its last line has is put down to that.
   void TellEnd(std::string what);
   /// Tells what follows where the file should have ended, and TellOpenEnd. `inStep`: it is known where that
