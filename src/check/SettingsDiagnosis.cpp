@@ -21,6 +21,7 @@ struct WrittenNames {
   std::vector<WrittenName> Names;
   std::string szRoot;  ///< of an XML file: an element that has the known ones in it
   TextPlace RootPlace;
+  std::string szFault;  ///< why the file can't be read
 };
 
 bool IsXml(const std::string& path) {
@@ -33,7 +34,10 @@ WrittenNames NamesOfXml(const std::string& path, std::span<const KnownSetting> k
   std::string text;
   InputFiles files;
   files.Expect(path);
-  if (!ReadXmlText(path, files, text)) return written;
+  if (!ReadXmlText(path, files, text)) {
+    written.szFault = files.First().szReason;
+    return written;
+  }
   pugi::xml_document document;
   if (!document.load_buffer_inplace(text.data(), text.size())) return written;
   const auto place = [&](pugi::xml_node node) { return PlaceOfOffset(path, node.offset_debug()); };
@@ -66,6 +70,7 @@ WrittenNames NamesOfColon(const std::string& path) {
     if (colon != std::string_view::npos && std::ssize(written.Names) < 1000)
       written.Names.push_back({std::string(line.substr(0, colon)), {}, {number, 1}});
   }
+  if (file.Failed()) written.szFault = file.Fault().szReason;
   return written;
 }
 
@@ -149,6 +154,11 @@ TextPlace PlaceOfOffset(const std::string& path, int64_t offset) {
 
 void DiagnoseSettings(const std::string& path, std::span<const KnownSetting> known, Diagnosis& diagnosis) {
   const WrittenNames written = IsXml(path) ? NamesOfXml(path, known) : NamesOfColon(path);
+  if (!written.szFault.empty()) {
+    diagnosis.Add("A001", {path}, "the file can't be read: " + written.szFault,
+                  "Check its path and permissions");
+    return;
+  }
   bool formHolds = true;
   for (const Finding& one : CheckSettings(path, known)) {
     const std::string code = one.szCode.empty() ? "A004" : one.szCode;

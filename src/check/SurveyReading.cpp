@@ -60,7 +60,8 @@ bool ReadGcp(const std::string& path, SurveyBlock& block, Diagnosis& diagnosis) 
 bool ReadPos(const std::string& path, SurveyBlock& block, Diagnosis& diagnosis) {
   SurveyText text(path, diagnosis);
   if (!text.IsReadable()) return false;
-  ReadSurveyPos(text, block.Pos);
+  // Flights have more images than blocks, but not without end.
+  ReadSurveyPos(text, 8 * std::ssize(block.Images) + 65536, block.Pos);
   return true;
 }
 

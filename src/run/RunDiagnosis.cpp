@@ -35,6 +35,9 @@ AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope, Dia
     DiagnoseSettings(paths.szSettings, KnownSettings(), diagnosis);
   InputFiles inputs;
   ReadSettingsFile(paths.szSettings, inputs, settings);
+  if (inputs.Any() && diagnosis.ErrorNum() == before)
+    diagnosis.Add("A001", {paths.szSettings}, "the file can't be read: " + inputs.First().szReason,
+                  "Check its path and permissions");
   if (scope != DiagnosisScope::Everything || diagnosis.ErrorNum() != before) return settings;
   CheckValues(paths.szSettings, settings, diagnosis);
   for (const Finding& one : CheckPosIsUsed(paths, settings.Apply_GPS_Data || settings.Apply_IMU_Data))

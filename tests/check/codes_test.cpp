@@ -53,7 +53,7 @@ TEST(Codes, AreFoundInEitherCase) {
   for (const char* code : {"", "S", "S00", "S0066", "X001"}) EXPECT_EQ(FindCode(code), nullptr) << code;
 }
 
-/// To be written anew by the rows of `orvo help --markdown`.
+/// scripts/write-codes.sh writes its table anew.
 TEST(Codes, StandInTheManualAsInTheSources) {
   std::istringstream manual(ReadFile(Example("../docs/codes.md")));
   std::vector<std::string> rows, wanted;

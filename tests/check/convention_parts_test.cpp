@@ -126,18 +126,19 @@ TEST(LeastSquares, NoPoint) {
 }
 
 TEST(RotationDefectsOf, Matrices) {
-  SurveyImage good, skewed, mirrored, unknown;
+  SurveyImage good, skewed, mirrored, unknown, nowhere;
+  good.S = skewed.S = mirrored.S = unknown.S = {1, 2, 3};
   good.R = {1, 0, 0, 0, 1, 0, 0, 0, 1};
   skewed.R = {1, 0.01, 0, 0, 1, 0, 0, 0, 1};
   mirrored.R = {1, 0, 0, 0, -1, 0, 0, 0, 1};
   unknown.R.fill(NAN);
   EXPECT_NEAR(OrthonormalityError(skewed.R), 0.01, 1e-12);
   EXPECT_DOUBLE_EQ(Determinant(mirrored.R), -1);
-  const SurveyImage images[] = {good, unknown, mirrored, skewed, mirrored};
+  const SurveyImage images[] = {good, unknown, nowhere, mirrored, skewed, mirrored};
   const RotationDefects defects = FindRotationDefects(images);
   EXPECT_EQ(defects.nMirrored, 2);
   EXPECT_EQ(defects.nSkewed, 1);
-  EXPECT_EQ(defects.nFirst, 2u);
+  EXPECT_EQ(defects.nFirst, 3u);
 }
 
 SyntheticOptions SmallBlock() {

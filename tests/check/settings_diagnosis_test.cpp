@@ -62,8 +62,7 @@ TEST(SettingsDiagnosis, Xml) {
        "A003 1:2 the settings stand in the element 'Settings', and none is found there", "Take it away"},
       {"<Other/>\n", "A003 0:0 the file holds no setting", "side by side"},
       {"", "A002 0:0 the file holds no element", "Start from"},
-      {kXml.substr(0, kXml.size() - 4), "A002 7:3 the file is no XML: start-end tags mismatch",
-       "Start"},
+      {kXml.substr(0, kXml.size() - 4), "A002 7:3 the file is no XML: start-end tags mismatch", "Start"},
   };
   ExpectRows(rows, "s.xml");
 }

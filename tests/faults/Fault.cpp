@@ -130,9 +130,19 @@ std::string LostFile(const FolderState& earlier, const FolderState& out) {
   return {};
 }
 
+/// A check that can't read a file must not find it sound, or find something else in it.
+Outcome JudgeCheck(const Truth& truth, const ChildEnd& end, const std::string& console) {
+  if (end.nExit == 0 && console == truth.szConsole) return {Ending::Unaffected, {}};
+  if (end.nExit == 0) return {Ending::Bad, "exit code 0, but another outcome:\n" + console};
+  if (end.nExit != 1) return {Ending::Bad, end.Text()};
+  if (!HasMessage(console, truth.szConsole)) return {Ending::Bad, "exit code 1 without a message"};
+  return {Ending::Failed, {}};
+}
+
 Outcome Judge(const Scenario& scenario, const Truth& truth, const Mode& mode, const ChildEnd& end,
               const FolderState& out, const std::string& console) {
   if (!IsUnhurt(end)) return {Ending::Bad, end.Text()};
+  if (scenario.Which == Program::Check) return JudgeCheck(truth, end, console);
   const FolderState results = WithoutTimes(ResultsOf(out));
   const std::string off = Difference(WithoutTimes(truth.Results), results);
   if (end.nExit == 0 && off.empty()) return {Ending::Unaffected, {}};
@@ -192,7 +202,8 @@ Truth FindTruth(const Scenario& scenario, const Place& place, const FolderState&
     truth.Results = results;
     for (size_t kind = 0; kind < std::size(truth.nCalls); ++kind) truth.nCalls[kind] = counts->nCalls[kind];
   }
-  if (Difference(ResultsOf(truth.Earlier), truth.Results).empty()) {
+  const bool writes = scenario.Which != Program::Check;
+  if (writes && Difference(ResultsOf(truth.Earlier), truth.Results).empty()) {
     Stop(scenario.szName + ": the run changes nothing over the earlier results:\n" + truth.szConsole);
   }
   return truth;

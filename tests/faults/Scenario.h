@@ -9,7 +9,7 @@
 
 namespace orvo::faults {
 
-enum class Program { Orvo, OrvoAdjust, Generate };
+enum class Program { Orvo, OrvoAdjust, Generate, Check };
 
 /// A run in a folder with the inputs in in/ and the results in out/.
 struct Scenario {

@@ -15,8 +15,10 @@
 namespace orvo {
 namespace {
 
-constexpr double kOnALine = 0.01;      // across by along
-constexpr double kInACorner = 0.3;     // of the extent of the block
+constexpr double kOnALine = 0.01;   // across by along
+constexpr double kInACorner = 0.3;  // of the extent of the block
+constexpr double kStartAngle =
+    0.002;  // radians: in a few images, errors of the start may hide from each other
 constexpr int64_t kSimilarityNum = 4;  // control points that let a run change the frame
 
 const char* CodeOf(CoordinateFault fault) {
@@ -175,8 +177,8 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
   if (input.Block.Control.Points.empty()) return;
   const std::vector<bool> usable = UsableImages(input.Block);
   const BlockScene scene = SampleScene(input.Block, usable, input.Settings.Object_Coor_Scale);
-  const ControlPairs pairs =
-      PairControl(input.Block, usable, input.Settings.Object_Coor_Scale, scene.dRaySigma);
+  const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale,
+                                         std::max(scene.dRaySigma, kStartAngle));
   TellSinglyMeasured(input, pairs, diagnosis);
   if (pairs.Points.empty() || !(scene.dDepth > 0)) return;
   if (LooksGeographic(pairs.Given)) {

@@ -13,6 +13,7 @@ using Points = std::span<const Position3>;
 constexpr double kFactor = 5;
 constexpr double kNear = 0.1;     // of the depth
 constexpr double kOffset = 0.03;  // of the depth
+constexpr double kTimesScatter = 6;
 constexpr double kClearly = 0.5;  // a later reading against an earlier one
 
 std::vector<double> Distances(Points block, Points given) { return DistancesAfter({}, block, given); }
@@ -45,17 +46,19 @@ std::optional<FrameJudgement> TryReadings(Points block, Points given, double dep
   return best;
 }
 
+/// One that stands out from the scatter of the heights, between points that agree in plan.
 std::optional<FrameJudgement> TryHeightOffset(Points block, Points given, double depth, double before) {
-  std::vector<double> offsets;
+  std::vector<double> offsets, scatter;
   for (size_t i = 0; i < block.size(); ++i) offsets.push_back(given[i][2] - block[i][2]);
   FrameJudgement judgement;
   judgement.Kind = FrameKind::HeightOffset;
   judgement.dHeightOffset = Quantile(offsets, 0.5);
+  for (const double offset : offsets) scatter.push_back(std::fabs(offset - judgement.dHeightOffset));
   judgement.Transform.T[2] = judgement.dHeightOffset;
   judgement.dBefore = before;
   judgement.dAfter = MostOf(DistancesAfter(judgement.Transform, block, given));
-  const bool taken = std::fabs(judgement.dHeightOffset) > kOffset * depth &&
-                     judgement.dAfter < std::min(kNear * depth, before / kFactor);
+  const double least = std::max(kOffset * depth, kTimesScatter * Quantile(scatter, 0.5));
+  const bool taken = std::fabs(judgement.dHeightOffset) > least && judgement.dAfter < kNear * depth;
   return taken ? std::optional(judgement) : std::nullopt;
 }
 

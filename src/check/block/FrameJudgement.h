@@ -25,9 +25,10 @@ struct FrameJudgement {
   double dBefore = 0, dAfter = 0;               ///< distances as given, and as judged
 };
 
-/// A reading or an offset is taken where it is better by a factor of 5 than what is given, and leaves less
-/// than a tenth of the depth; an offset only above 3 % of the depth, which a poor focal length may make. At
-/// least half of the points decide about what is given, three quarters about another reading.
+/// A reading is taken where it is better by a factor of 5 than what is given, and leaves less than a tenth of
+/// the depth; an offset where it is above 3 % of the depth, which a poor focal length may make, and above 6
+/// times the scatter of the heights. At least half of the points decide about what is given, three quarters
+/// about another reading.
 ///
 /// `block` and `given` in pairs; `depth`: distance from cameras to points in the block, `up`: from
 /// points to cameras.

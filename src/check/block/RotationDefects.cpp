@@ -26,8 +26,9 @@ RotationDefects FindRotationDefects(std::span<const SurveyImage> images) {
   RotationDefects defects;
   for (size_t i = 0; i < images.size(); ++i) {
     const auto& R = images[i].R;
-    // What is not finite is left out of a run, and told elsewhere.
+    // What is not finite or has no position is left out of a run, and told elsewhere.
     if (!std::ranges::all_of(R, [](double value) { return std::isfinite(value); })) continue;
+    if (images[i].S == std::array<double, 3>{}) continue;
     const bool skewed = OrthonormalityError(R) > kOrthonormalityLimit;
     if (!skewed && Determinant(R) > 0) continue;
     if (defects.nSkewed + defects.nMirrored == 0) defects.nFirst = i;

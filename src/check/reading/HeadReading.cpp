@@ -165,6 +165,9 @@ bool ReadImage(SurveyText& text, int32_t ordinal, int32_t count, const std::vect
   return TakeFields(text, line, kCentreFields, 3, 2, "the position of an image", takeCentre);
 }
 
+/// No camera, no image takes fewer bytes of a text.
+constexpr int64_t kLeastCameraBytes = 16, kLeastImageBytes = 28;
+
 /// How many records a file of that size may hold, as far as one is ever made at once.
 size_t RoomFor(int64_t count, int64_t bytes, int64_t bytesOfOne) {
   return static_cast<size_t>(std::min(count, bytes / bytesOfOne + 1));
@@ -175,13 +178,13 @@ size_t RoomFor(int64_t count, int64_t bytes, int64_t bytesOfOne) {
 bool ReadSurveyHead(SurveyText& text, bool withPoints, SurveyBlock& block, SurveyHead& head) {
   int32_t images = 0, cameras = 0;
   if (!ReadCounts(text, withPoints, images, cameras, head.nPointNum)) return false;
-  block.Cameras.reserve(RoomFor(cameras, text.FileBytes(), 40));
+  block.Cameras.reserve(RoomFor(cameras, text.FileBytes(), kLeastCameraBytes));
   for (int32_t c = 0; c < cameras; ++c) {
     SurveyCamera camera;
     if (!ReadCamera(text, c, cameras, camera)) return false;
     block.Cameras.push_back(camera);
   }
-  block.Images.reserve(RoomFor(images, text.FileBytes(), 80));
+  block.Images.reserve(RoomFor(images, text.FileBytes(), kLeastImageBytes));
   for (int32_t i = 0; i < images; ++i) {
     SurveyImage image;
     if (!ReadImage(text, i, images, block.Cameras, image)) return false;

@@ -86,6 +86,7 @@ class PosNameChecker {
 };
 
 void PosNameChecker::TellNoneKnown() {
+  if (LineOfName.empty()) return;  // told as images without names
   std::string what = "no image of the project has a line";
   if (!Unknown.empty() && !Block.Images.empty())
     what += ": the names here are such as " + Quoted(Unknown[0]->szName) + ", those of the project such as " +

@@ -57,7 +57,7 @@ void TakeLine(SurveyText& text, std::string_view line, int64_t needed, std::vect
 
 }  // namespace
 
-void ReadSurveyPos(SurveyText& text, std::vector<SurveyPos>& lines) {
+void ReadSurveyPos(SurveyText& text, int64_t mostLines, std::vector<SurveyPos>& lines) {
   std::string_view line;
   int64_t needed = 0;
   while (text.Next(line)) {
@@ -75,7 +75,7 @@ void ReadSurveyPos(SurveyText& text, std::vector<SurveyPos>& lines) {
             "All images are one group then: write name, X, Y, Z, omega, phi, kappa and strip ID, with 0 "
             "for angles that are not known");
     }
-    TakeLine(text, line, needed, lines);
+    if (std::ssize(lines) < mostLines) TakeLine(text, line, needed, lines);
   }
   text.TellOpenEnd();
 }
