@@ -12,6 +12,7 @@
 #include "exchange/ExchangeFault.h"
 #include "exchange/Forms.h"
 #include "exchange/LensModels.h"
+#include "exchange/ResultModel.h"
 #include "exchange/ResultReading.h"
 #include "exchange/Sidecar.h"
 
@@ -76,7 +77,9 @@ void TellProject(const Beside& beside, int threads, PathInfo& info) {
 void TellResult(const Beside& beside, int threads, PathInfo& info) {
   const exchange::ResultBlock result = exchange::ReadResult(info.szPath, {}, beside.szGcp, beside.szPos);
   TellBlock(result.Block, threads, info);
-  if (!result.szOrigin.empty()) TellSidecar(result.szOrigin, info);
+  exchange::ExchangeLog silent;
+  const auto sidecar = exchange::SidecarOf(result, {}, silent);
+  if (sidecar) info.szFrame = FrameText(sidecar->Frame);
 }
 
 SurveyCamera WithoutDistortion(const exchange::ForeignCamera& camera) {
