@@ -13,10 +13,10 @@ namespace {
 constexpr Form kForms[] = {
     {"colmap", "folder of a COLMAP model: cameras, images, points3D, .bin or .txt",
      "folder for cameras, images, points3D; binary, or with --text as text", ReadColmap, WriteColmap},
-    {"bundler", "bundle.out of Bundler, with list.txt beside it or --images", nullptr, ReadBundler},
-    {"bal", "a problem of Bundle Adjustment in the Large, as text", "the same", ReadBal, WriteBal},
     {"opensfm", "reconstruction.json, or the folder that holds it, with tracks.csv",
      "folder: reconstruction.json and tracks.csv", ReadOpenSfm, WriteOpenSfm},
+    {"bundler", "bundle.out of Bundler, with list.txt beside it or --images", nullptr, ReadBundler},
+    {"bal", "a problem of Bundle Adjustment in the Large, as text", "the same", ReadBal, WriteBal},
     {"gcp", "control points: CSV with headings, or gcp_list.txt", nullptr, nullptr, nullptr, ImportGcp},
     {"pos", "positions of images: CSV with headings, also of exiftool, or geo.txt", nullptr, nullptr, nullptr,
      ImportPos},

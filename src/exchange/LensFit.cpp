@@ -127,11 +127,11 @@ Eigen::VectorXd Refine(const Unknowns& unknowns, const std::vector<GridPoint>& g
 /// Focal length and principal point as they are in the middle: where the direction is straight ahead, and how
 /// fast it changes there.
 struct Middle {
-  double f, cx, cy;
+  double fx, fy, cx, cy;
 };
 std::optional<Middle> MiddleOf(const DirectionOfPixel& way, int32_t width, int32_t height) {
   Eigen::Vector2d at(width / 2.0, height / 2.0);
-  double f = std::max(width, height);
+  double fx = 0, fy = 0;
   for (int step = 0; step < 8; ++step) {
     constexpr double h = 0.5;
     const auto middle = way({at.x(), at.y()});
@@ -141,19 +141,21 @@ std::optional<Middle> MiddleOf(const DirectionOfPixel& way, int32_t width, int32
     Eigen::Matrix2d slope;
     slope << right->u - left->u, below->u - above->u, right->v - left->v, below->v - above->v;
     slope /= 2 * h;
-    f = 1 / std::sqrt(std::abs(slope.determinant()));
+    fx = 1 / slope(0, 0);
+    fy = 1 / slope(1, 1);
     at -= slope.inverse() * Eigen::Vector2d(middle->u, middle->v);
-    if (!at.allFinite() || !std::isfinite(f)) return {};
+    if (!at.allFinite() || !(fx > 0 && fy > 0)) return {};
   }
-  return Middle{f, at.x(), at.y()};
+  return Middle{fx, fy, at.x(), at.y()};
 }
 
 /// For the rational model its coefficients at the middle's focal length, too: both sides times the
 /// denominator are linear in them.
 Eigen::VectorXd StartOf(const Unknowns& unknowns, const std::vector<GridPoint>& grid, const Middle& middle) {
   Eigen::VectorXd x = Eigen::VectorXd::Zero(unknowns.Num());
-  const auto [f, cx, cy] = middle;
-  x[0] = x[unknowns.FocalNum() - 1] = f;
+  const auto [fx, fy, cx, cy] = middle;
+  x[unknowns.FocalNum() - 1] = fy;
+  x[0] = unknowns.Form.bOneFocal ? std::sqrt(fx * fy) : fx;
   if (!unknowns.Form.bCentred) {
     x[unknowns.FocalNum()] = cx;
     x[unknowns.FocalNum() + 1] = cy;
@@ -164,7 +166,7 @@ Eigen::VectorXd StartOf(const Unknowns& unknowns, const std::vector<GridPoint>& 
   Eigen::VectorXd b(A.rows());
   for (size_t i = 0; i < grid.size(); ++i) {
     const double u = grid[i].Direction.u, v = grid[i].Direction.v, r2 = u * u + v * v;
-    const double ud = (grid[i].Pixel.u - cx) / f, vd = (grid[i].Pixel.v - cy) / f;
+    const double ud = (grid[i].Pixel.u - cx) / fx, vd = (grid[i].Pixel.v - cy) / fy;
     const auto row = static_cast<Eigen::Index>(2 * i);
     A.row(row) << u * r2, u * r2 * r2, 2 * u * v, r2 + 2 * u * u, u * r2 * r2 * r2, -ud * r2, -ud * r2 * r2,
         -ud * r2 * r2 * r2;

@@ -8,6 +8,7 @@
 
 #include "exchange/Angles.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/LensModels.h"
 #include "support/TestFiles.h"
 
 namespace orvo::exchange {
@@ -188,8 +189,7 @@ TEST(OpenSfm, Refused) {
       {Json(), Replaced(kTracks, "0.1\t0.2", "nan\t0.2"), "is no line of a track"},
       {Json(), Replaced(kTracks, "0.1\t0.2", "0.1x\t0.2"), "is no line of a track"},
       {Json(), kTracks + "a 1.jpg\t7\t0\n", "tracks.csv:7: 'a 1.jpg"},
-      {Json(), kTracks + std::string(600, 'x') + "\n",
-       "tracks.csv:7: the line is longer than 510 characters"},
+      {Json(), kTracks + std::string(600, 'x') + "\n", "tracks.csv:7: 'xxxx"},
       {Json(), "q.jpg\t7\t0\t0.1\t0.2\n", "tracks.csv:0: no track belongs to a point"},
   };
   for (const auto& row : rows) {
@@ -307,12 +307,55 @@ TEST(OpenSfm, RoundTrip) {
   EXPECT_EQ(back.Frame.Origin, made.Model.Frame.Origin);
 }
 
+/// Models that the form does not have are fitted where that is good.
+TEST(OpenSfm, CamerasOfOtherModels) {
+  const struct {
+    std::vector<double> parameters;
+    CameraChoice choice;
+    bool written;
+  } rows[] = {{{-0.05, 0.01, 0.0001, 0, 0.001, 0, 0, 0}, CameraChoice::Automatic, true},
+              {{-0.5, 0.1, 0, 0, 0.3, 0.2, 0.3, 0.4}, CameraChoice::Automatic, false},
+              {{-0.5, 0.1, 0, 0, 0.3, 0.2, 0.3, 0.4}, CameraChoice::Refit, true}};
+  for (const auto& row : rows) {
+    const ScratchFolder folder;
+    MadeUp made;
+    made.Model.Cameras[1].Lens = LensModel::FullOpenCv;
+    made.Model.Cameras[1].Parameters = row.parameters;
+    const ForeignCamera given = made.Model.Cameras[1];
+    ExportOptions options;
+    options.szOut = folder / "out";
+    options.Camera = row.choice;
+    ExchangeLog log;
+    try {
+      WriteOpenSfm(made.Model, options, log);
+      EXPECT_TRUE(row.written);
+    } catch (const ExchangeFault& fault) {
+      EXPECT_FALSE(row.written) << fault.what();
+      EXPECT_FALSE(test::Exists(folder / "out/reconstruction.json"));
+      continue;
+    }
+    ImportOptions import;
+    import.szSource = folder / "out";
+    const ForeignCamera found = ReadOpenSfm(import, log).Cameras[1];
+    EXPECT_EQ(found.szModel, "brown");
+    EXPECT_EQ(found.szName, given.szName);
+    const LensPoint corner = PixelOf(given, {0.4, -0.3}), again = PixelOf(found, {0.4, -0.3});
+    const double limit = row.choice == CameraChoice::Refit ? 20 : 0.1;
+    EXPECT_NEAR(again.u, corner.u, limit);
+    EXPECT_NEAR(again.v, corner.v, limit);
+  }
+}
+
 TEST(OpenSfm, WhatCannotBeWritten) {
   const struct {
     void (*Spoil)(ForeignModel& model);
     const char* fault;
   } rows[] = {
-      {[](ForeignModel& model) { model.Cameras[3].Lens = LensModel::OpenCvFisheye; },
+      {[](ForeignModel& model) {
+         model.Cameras[3].Lens = LensModel::OpenCvFisheye;
+         model.Cameras[3].dFx = model.Cameras[3].dFy = 1000;
+         model.Cameras[3].Parameters = {0.1, 0.2, 0.3, 0.4};
+       },
        "this form does not have"},
       {[](ForeignModel& model) { model.Images[2].szPath = "a\tb"; }, "can't stand in tracks.csv"},
       {[](ForeignModel& model) { model.Images[2].szPath = ""; }, "can't stand in tracks.csv"},

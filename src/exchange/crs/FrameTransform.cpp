@@ -203,15 +203,21 @@ BlockFrame TopocentricFrameOf(const SourceSystem& source, std::span<const Place>
   double west = kMost, south = kMost, east = -kMost, north = -kMost;
   double first = 0;
   for (const Place& place : places) {
-    CheckFinite(place);
-    Place p = Transformed(operation.get(), PJ_FWD, {place[0], place[1], place[2] * system.dHeightScale});
+    Place p{};
+    try {
+      CheckFinite(place);
+      p = Transformed(operation.get(), PJ_FWD, {place[0], place[1], place[2] * system.dHeightScale});
+    } catch (const CrsFault&) {
+      continue;  // refused with its line, where it is brought into the frame
+    }
     // A block across the antimeridian is one piece.
     if (west == kMost) first = p[0];
     p[0] = first + std::remainder(p[0] - first, 360);
     west = std::min(west, p[0]), east = std::max(east, p[0]);
     south = std::min(south, p[1]), north = std::max(north, p[1]);
   }
-  if (places.empty()) throw CrsFault("there is no place to put the frame's origin in", "");
+  if (west == kMost)
+    throw CrsFault("no place has coordinates that the system holds", "Look at the coordinate system");
   BlockFrame frame{FrameKind::Topocentric, {}, 0, 0, 0};
   frame.dLongitude = std::remainder(std::round((west + east) / 2 * 1000) / 1000, 360);
   frame.dLatitude = std::round((south + north) / 2 * 1000) / 1000;

@@ -6,7 +6,10 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/ExportCameras.h"
 #include "exchange/ForeignRotation.h"
+#include "exchange/LensFit.h"
+#include "exchange/LensModels.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/opensfm/OpenSfm.h"
 
@@ -30,8 +33,35 @@ std::string JsonVector(const std::array<double, 3>& v) {
   return fmt::format("[{}, {}, {}]", v[0], v[1], v[2]);
 }
 
+bool IsHeld(LensModel lens) {
+  return lens == LensModel::Pinhole || lens == LensModel::SimpleRadial || lens == LensModel::Radial ||
+         lens == LensModel::Brown;
+}
+
+/// The nearest camera of the projection brown, with what it leaves told; above the limit only where asked
+/// for.
+ForeignCamera FittedBrown(const ForeignCamera& camera, const ExportOptions& options, ExchangeLog& log) {
+  const std::string name = "camera '" + PrintableName(camera.szName) + "'";
+  const auto fitted = FitForeignCamera([&](LensPoint pixel) { return DirectionOf(camera, pixel); },
+                                       camera.nWidth, camera.nHeight, {LensModel::Brown, false, false});
+  if (!fitted || (fitted->Error.dMax > kRefitDefaultLimit && options.Camera != CameraChoice::Refit)) {
+    Refuse(options.szOut, 0,
+           name + " has a model that this form does not have" +
+               (fitted ? fmt::format(", and the nearest one leaves {:.4f} pixels", fitted->Error.dMax) : ""),
+           fitted ? "Export with --camera pinhole, or with --camera refit where that is good enough"
+                  : "Export with --camera pinhole");
+  }
+  log.Say(fmt::format("{} is fitted by the projection brown, which leaves RMS {:.6f}, largest {:.6f} px",
+                      "C" + name.substr(1), fitted->Error.dRms, fitted->Error.dMax));
+  ForeignCamera held = fitted->Camera;
+  held.nId = camera.nId;
+  held.szName = camera.szName;
+  held.szModel = "brown";
+  return held;
+}
+
 /// What stands behind the size: projection and its numbers, in units of the larger side.
-std::string ProjectionOf(const ForeignCamera& camera, const std::string& outPath) {
+std::string ProjectionOf(const ForeignCamera& camera) {
   const double larger = std::max(camera.nWidth, camera.nHeight);
   const double cx = (camera.dCx - camera.nWidth / 2.0) / larger,
                cy = (camera.dCy - camera.nHeight / 2.0) / larger;
@@ -49,25 +79,19 @@ std::string ProjectionOf(const ForeignCamera& camera, const std::string& outPath
                          parameter(1));
     case LensModel::SimpleRadial:
       return fmt::format(R"("projection_type": "simple_radial", {}, "k1": {})", inside, parameter(0));
-    case LensModel::Brown:
+    default:  // brown: others were fitted
       return fmt::format(
           R"("projection_type": "brown", {}, "k1": {}, "k2": {}, "p1": {}, "p2": {}, "k3": {})", inside,
           parameter(0), parameter(1), parameter(2), parameter(3), parameter(4));
-    default:
-      break;
   }
-  Refuse(outPath, 0,
-         "camera '" + PrintableName(camera.szName) + "' has the model " + PrintableName(camera.szModel) +
-             ", which this form does not have",
-         "Export with --camera refit or --camera pinhole");
 }
 
-std::string CameraLines(const ForeignModel& model, const std::string& outPath) {
+std::string CameraLines(const ForeignModel& model) {
   std::string text;
   for (size_t i = 0; i < model.Cameras.size(); ++i) {
     const ForeignCamera& camera = model.Cameras[i];
     text += fmt::format("    {}: {{\"width\": {}, \"height\": {}, {}}}{}\n", JsonText(camera.szName),
-                        camera.nWidth, camera.nHeight, ProjectionOf(camera, outPath),
+                        camera.nWidth, camera.nHeight, ProjectionOf(camera),
                         i + 1 < model.Cameras.size() ? "," : "");
   }
   return text;
@@ -85,8 +109,8 @@ std::string ReferenceOf(const ModelFrame& frame) {
                      frame.Origin[1], frame.Origin[2]);
 }
 
-void WriteReconstruction(ForeignModel& model, const std::string& outPath, TextWriter& file) {
-  file.Write("[{\n  \"cameras\": {\n" + CameraLines(model, outPath) + "  },\n  \"shots\": {\n");
+void WriteReconstruction(ForeignModel& model, TextWriter& file) {
+  file.Write("[{\n  \"cameras\": {\n" + CameraLines(model) + "  },\n  \"shots\": {\n");
   for (size_t i = 0; i < model.Images.size(); ++i)
     file.Write(ShotLine(model, model.Images[i]) + (i + 1 < model.Images.size() ? ",\n" : "\n"));
   file.Write("  },\n  \"points\": {\n");
@@ -131,9 +155,11 @@ void WriteTracks(ForeignModel& model, TextWriter& file) {
 
 void WriteOpenSfm(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
   for (const SurveyImage& image : model.Images) CheckName(image.szPath, "the image");
+  for (ForeignCamera& camera : model.Cameras) {
+    if (!IsHeld(camera.Lens)) camera = FittedBrown(camera, options, log);
+  }
   WholeFiles files(options.szOut, model.Files);
-  files.Write("reconstruction.json",
-              [&](TextWriter& file) { WriteReconstruction(model, options.szOut, file); });
+  files.Write("reconstruction.json", [&](TextWriter& file) { WriteReconstruction(model, file); });
   files.Write("tracks.csv", [&](TextWriter& file) { WriteTracks(model, file); });
   if (model.Frame.Kind == FrameKind::Topocentric) {
     files.Write("reference_lla.json", [&](TextWriter& file) { file.Write(ReferenceOf(model.Frame) + "\n"); });

@@ -9,6 +9,7 @@
 #include "base/PrintableName.h"
 #include "check/StrictLines.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/LongLines.h"
 
 namespace orvo::exchange {
 namespace {
@@ -70,16 +71,16 @@ std::vector<Observation> ReadObservations(const std::string& path, const SfmReco
   const Ordinals shots = OrdinalsOf(reconstruction.Shots, "shot", reconstruction.szPath),
                  points = OrdinalsOf(reconstruction.Points, "point", reconstruction.szPath);
   std::vector<Observation> observations;
-  StrictLines lines(path);
-  for (std::string_view line; lines.NextFilled(line);) {
+  LongLines lines(path);
+  for (std::string_view line; lines.NextMeant(line, '\0');) {
     if (lines.LineNumber() == 1 && line.starts_with(kVersion)) {
       CheckVersion(path, line);
       continue;
     }
     TrackLine parsed;
     if (!ParseTrackLine(line, parsed)) {
-      Refuse(path, lines.LineNumber(), Quoted(line) + " is no line of a track",
-             "Fields are separated by tabs: image, track, feature, x, y and more");
+      lines.Refuse(Quoted(line) + " is no line of a track",
+                   "Fields are separated by tabs: image, track, feature, x, y and more");
     }
     const auto shot = shots.find(parsed.szImage);
     const auto point = points.find(parsed.szTrack);
@@ -91,7 +92,6 @@ std::vector<Observation> ReadObservations(const std::string& path, const SfmReco
       observations.push_back({point->second, {shot->second, parsed.u, parsed.v}});
     }
   }
-  if (const auto& fault = lines.Fault()) throw ExchangeFault(*fault);
   if (observations.empty()) {
     Refuse(path, 0, "no track belongs to a point and an image of the reconstruction", kRemedy);
   }

@@ -52,6 +52,9 @@ struct FrameWay {
   FrameTransform Transform;
 };
 
+/// The frame that a sidecar keeps.
+BlockFrame FrameOf(const ModelFrame& kept);
+
 /// Source system and frame by the options, the block and the places; tells of them. Throws ExchangeFault.
 FrameWay ChooseFrame(const ImportOptions& options, const SourceSystem& source, bool heights,
                      const BlockContext& block, const std::vector<std::array<double, 3>>& places,

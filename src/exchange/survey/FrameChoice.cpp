@@ -29,18 +29,6 @@ BlockFrame FrameOfOrigin(const std::string& text) {
   return {FrameKind::Topocentric, {}, values[1], values[0], values[2]};
 }
 
-BlockFrame FrameOf(const ModelFrame& kept) {
-  BlockFrame frame;
-  frame.Kind = kept.Kind;
-  if (kept.Kind == FrameKind::Projected) frame.System = {kept.szCrs, kept.szHeight};
-  if (kept.Kind == FrameKind::Topocentric) {
-    frame.dLatitude = kept.Origin[0];
-    frame.dLongitude = kept.Origin[1];
-    frame.dHeight = kept.Origin[2];
-  }
-  return frame;
-}
-
 std::string WordsOf(const BlockFrame& frame) {
   if (frame.Kind == FrameKind::AsIs) return "as is: coordinates are taken as they stand";
   if (frame.Kind == FrameKind::Projected) return "projected, " + PrintableName(frame.System.szCrs);
@@ -68,6 +56,18 @@ BlockFrame NewFrame(const ImportOptions& options, const SourceSystem& source,
 }
 
 }  // namespace
+
+BlockFrame FrameOf(const ModelFrame& kept) {
+  BlockFrame frame;
+  frame.Kind = kept.Kind;
+  if (kept.Kind == FrameKind::Projected) frame.System = {kept.szCrs, kept.szHeight};
+  if (kept.Kind == FrameKind::Topocentric) {
+    frame.dLatitude = kept.Origin[0];
+    frame.dLongitude = kept.Origin[1];
+    frame.dHeight = kept.Origin[2];
+  }
+  return frame;
+}
 
 FrameWay ChooseFrame(const ImportOptions& options, const SourceSystem& source, bool heights,
                      const BlockContext& block, const std::vector<std::array<double, 3>>& places,

@@ -180,7 +180,7 @@ class TableReader {
       pose.P[2] = Needed(MetresIn(In(Column::Height), In(Column::HeightSign), Table.TakesCommas()),
                          Column::Height, "height");
     // A receiver without a fix writes zeros.
-    if (pose.P[0] == 0 && pose.P[1] == 0) {
+    if (Places.Words == W::Degrees && pose.P[0] == 0 && pose.P[1] == 0) {
       ++Source.nWithoutPlace;
       return;
     }

@@ -1,0 +1,85 @@
+#include "exchange/LensFit.h"
+
+#include <gtest/gtest.h>
+
+#include "exchange/ModelFixture.h"
+
+namespace orvo::exchange {
+namespace {
+
+ForeignCamera SimpleRadial() {
+  ForeignCamera camera;
+  camera.Lens = LensModel::SimpleRadial;
+  camera.nWidth = 2832;
+  camera.nHeight = 2128;
+  camera.dFx = camera.dFy = 2971.71;
+  camera.dCx = 1416;
+  camera.dCy = 1064;
+  camera.Parameters = {-0.164224};
+  return camera;
+}
+
+TEST(LensFit, OurCameraForARadialOne) {
+  const auto fitted = FitSurveyCamera(SimpleRadial());
+  ASSERT_TRUE(fitted);
+  EXPECT_NEAR(fitted->Camera.dFocal, 2970.7848, 5e-5);
+  EXPECT_NEAR(fitted->Camera.dK1, -1.778355e-8, 5e-15);
+  EXPECT_NEAR(fitted->Camera.dK2, -1.562262e-15, 5e-22);
+  EXPECT_NEAR(fitted->Error.dRms, 0.062, 5e-4);
+  EXPECT_NEAR(fitted->Error.dMax, 0.598, 5e-4);
+  EXPECT_NEAR(LargestDistortion(SimpleRadial()), 127, 0.5);
+}
+
+TEST(LensFit, APinholeFitsExactly) {
+  const ForeignCamera camera = CameraLike(EveryCamera()[0]);
+  const auto fitted = FitSurveyCamera(camera);
+  ASSERT_TRUE(fitted);
+  EXPECT_NEAR(fitted->Camera.dFocal, 2400, 1e-9);
+  EXPECT_NEAR(fitted->Camera.dX0, 3.25, 1e-12);
+  EXPECT_NEAR(fitted->Camera.dY0, 3.5, 1e-12);
+  EXPECT_LT(fitted->Error.dMax, 1e-9);
+}
+
+TEST(LensFit, EveryModelFindsItselfAgain) {
+  for (const NamedCamera& named : EveryCamera()) {
+    const ForeignCamera camera = CameraLike(named);
+    const auto fitted = FitForeignCamera([&](LensPoint pixel) { return DirectionOf(camera, pixel); }, 3000, 2000,
+                                         {named.Lens, named.bOneFocal, false});
+    ASSERT_TRUE(fitted) << named.szName;
+    EXPECT_LT(fitted->Error.dMax, 1e-4) << named.szName;
+    EXPECT_NEAR(fitted->Camera.dCx, camera.dCx, 1e-2) << named.szName;
+  }
+}
+
+/// What the rational and the radial model leave of cameras of ours.
+TEST(LensFit, OursInOtherModels) {
+  const struct {
+    SurveyCamera Camera;
+    double dRational, dRadial;  ///< largest, pixels
+  } rows[] = {
+      {{0, 3600, 2700, 2552.56186632, 0, 0, -5.524530325465e-09, 3.359279379611e-16, 0}, 1.1e-6, 0.4},
+      {{0, 20010, 13080, 25000, 0, 0, 2.4e-12, 0, 0}, 1e-8, 1e-3},
+  };
+  for (const auto& row : rows) {
+    const auto way = [&](LensPoint pixel) { return std::optional(DirectionOf(row.Camera, pixel)); };
+    const auto rational = FitForeignCamera(way, row.Camera.nWidth, row.Camera.nHeight, {});
+    ASSERT_TRUE(rational);
+    EXPECT_LT(rational->Error.dMax, row.dRational) << row.Camera.dFocal;
+    const auto radial =
+        FitForeignCamera(way, row.Camera.nWidth, row.Camera.nHeight, {LensModel::Radial, true, true});
+    ASSERT_TRUE(radial);
+    EXPECT_LT(radial->Error.dMax, row.dRadial) << row.Camera.dFocal;
+    EXPECT_EQ(radial->Camera.dCx, row.Camera.nWidth / 2.0);
+    EXPECT_GT(radial->Error.dMax, rational->Error.dMax);
+  }
+}
+
+TEST(LensFit, NoFitWhereAPixelHasNoDirection) {
+  ForeignCamera camera = SimpleRadial();
+  camera.Parameters = {-3};
+  EXPECT_FALSE(FitSurveyCamera(camera));
+  EXPECT_FALSE(FitForeignCamera([&](LensPoint pixel) { return DirectionOf(camera, pixel); }, 2832, 2128, {}));
+}
+
+}  // namespace
+}  // namespace orvo::exchange

@@ -1,0 +1,9 @@
+#include "exchange/bundler/BundlerForms.h"
+#include "fuzz/ForeignModels.h"
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace orvo::test;
+  const std::string path = Folder().Write("bundle.out", {reinterpret_cast<const char*>(data), size});
+  TakeForeignModel(orvo::exchange::ReadBundler, path);
+  return 0;
+}
