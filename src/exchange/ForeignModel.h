@@ -45,6 +45,8 @@ struct ModelFrame {
   std::string szHeight;  ///< what its heights are, as --height says it; empty where szCrs says it
   std::array<double, 3>
       Origin{};  ///< of a topocentric frame: latitude, longitude in degrees, height in metres
+  /// Of control points and positions only: the project itself comes into it by an adjustment.
+  bool bOfControl = false;
 };
 
 /// Images have R and S in the conventions of SurveyBlock; nCamera indexes Cameras. szPath is the name that

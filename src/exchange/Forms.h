@@ -18,7 +18,8 @@ struct Form {
   const char* szReads;   ///< what an import takes, for the help; null where there is none
   const char* szWrites;  ///< what an export makes
 
-  /// Forms that hold a block: the model at options.szSource. Writing the project is the same for all.
+  /// Forms that hold a block: the model at options.szSource, whose points are read later: `log` outlives it.
+  /// Writing the project is the same for all.
   ForeignModel (*ReadModel)(const ImportOptions& options, ExchangeLog& log) = nullptr;
   /// Writes a model at options.szOut, cameras and measurements as they are; a camera that the form can't hold
   /// is replaced by a fitted one (LensFit.h), with what that leaves told.

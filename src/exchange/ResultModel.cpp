@@ -171,7 +171,8 @@ ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sideca
     if (sidecar) model.Images[i].nId = static_cast<int32_t>(sidecar->Images[i].nId);
   }
   if (sidecar) {
-    model.Frame = sidecar->Frame;
+    // A project that was not adjusted is not in the frame of its control yet.
+    if (result.bResult || !sidecar->Frame.bOfControl) model.Frame = sidecar->Frame;
     model.szPixelOrigin = sidecar->szPixelOrigin;
   }
   std::vector<ExportCamera> cameras = CamerasForExport(block, sidecar, options.Camera, log);

@@ -119,6 +119,7 @@ Sidecar SidecarOf(const Json& json, const std::string& path) {
   sidecar.Distortion = *mode;
   sidecar.Frame.Kind = *kind;
   sidecar.Frame.szCrs = frame.at("crs").get<std::string>();
+  sidecar.Frame.bOfControl = frame.value("ofControl", false);
   sidecar.Frame.szHeight = frame.value("height", std::string());
   sidecar.Frame.Origin = frame.at("origin").get<std::array<double, 3>>();
   sidecar.szPixelOrigin = json.at("pixelOrigin").get<std::string>();
@@ -152,6 +153,7 @@ std::string SidecarText(const Sidecar& sidecar) {
   json["pixelOrigin"] = sidecar.szPixelOrigin;
   json["frame"] = {{"kind", NameOf(sidecar.Frame.Kind)},
                    {"crs", sidecar.Frame.szCrs},
+                   {"ofControl", sidecar.Frame.bOfControl},
                    {"height", sidecar.Frame.szHeight},
                    {"origin", sidecar.Frame.Origin}};
   json["cameras"] = Json::array();

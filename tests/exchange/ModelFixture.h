@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "exchange/ExchangeFault.h"
+#include "exchange/ExchangeLog.h"
 #include "exchange/ForeignModel.h"
 #include "exchange/ForeignRotation.h"
 #include "exchange/LensModels.h"
@@ -132,7 +133,8 @@ inline ModelDifference DifferenceOf(ForeignModel& one, ForeignModel& other) {
     return {HUGE_VAL, HUGE_VAL, HUGE_VAL, HUGE_VAL, HUGE_VAL};
   }
   for (size_t i = 0; i < first.size(); ++i) {
-    if (first[i].Measurements.size() != second[i].Measurements.size() || first[i].szName != second[i].szName) {
+    if (first[i].Measurements.size() != second[i].Measurements.size() ||
+        first[i].szName != second[i].szName) {
       return {HUGE_VAL, HUGE_VAL, HUGE_VAL, HUGE_VAL, HUGE_VAL};
     }
     for (size_t k = 0; k < 3; ++k) take(most.dPoint, first[i].P[k] - second[i].P[k]);
@@ -156,6 +158,12 @@ inline ModelDifference DifferenceOf(ForeignModel& one, ForeignModel& other) {
     }
   }
   return most;
+}
+
+/// A log that says nothing and outlives every model.
+inline ExchangeLog& Silent() {
+  static ExchangeLog log;
+  return log;
 }
 
 /// What is thrown by `work`; no file and no words where nothing is.

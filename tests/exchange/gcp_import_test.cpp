@@ -263,6 +263,7 @@ TEST_F(GcpFrames, FrameIsKeptInTheSidecar) {
   EXPECT_EQ(kept->Frame.Origin, (std::array<double, 3>{34.408, -119.88, 0}));
   EXPECT_EQ(kept->Frame.szCrs, "EPSG:32611");
   EXPECT_EQ(kept->Frame.szHeight, "none");
+  EXPECT_TRUE(kept->Frame.bOfControl);
   EXPECT_EQ(kept->Cameras.size(), 1u);
   // A second import comes into the same frame, and no other is taken.
   const std::string first = ReadFile(import.Options.szOut);

@@ -43,8 +43,8 @@ TEST(LensFit, APinholeFitsExactly) {
 TEST(LensFit, EveryModelFindsItselfAgain) {
   for (const NamedCamera& named : EveryCamera()) {
     const ForeignCamera camera = CameraLike(named);
-    const auto fitted = FitForeignCamera([&](LensPoint pixel) { return DirectionOf(camera, pixel); }, 3000, 2000,
-                                         {named.Lens, named.bOneFocal, false});
+    const auto fitted = FitForeignCamera([&](LensPoint pixel) { return DirectionOf(camera, pixel); }, 3000,
+                                         2000, {named.Lens, named.bOneFocal, false});
     ASSERT_TRUE(fitted) << named.szName;
     EXPECT_LT(fitted->Error.dMax, 1e-4) << named.szName;
     EXPECT_NEAR(fitted->Camera.dCx, camera.dCx, 1e-2) << named.szName;

@@ -32,7 +32,10 @@ TEST(LensModels, FormulasByHand) {
     std::vector<double> Parameters;
     double u, v;
   } rows[] = {
-      {LensModel::Radial, {0.1, -0.2}, 0.3 * (1 + 0.1 * r2 - 0.2 * r2 * r2), -0.2 * (1 + 0.1 * r2 - 0.2 * r2 * r2)},
+      {LensModel::Radial,
+       {0.1, -0.2},
+       0.3 * (1 + 0.1 * r2 - 0.2 * r2 * r2),
+       -0.2 * (1 + 0.1 * r2 - 0.2 * r2 * r2)},
       {LensModel::Brown,
        {0, 0, 0.01, 0.02, 0.5},
        0.3 * (1 + 0.5 * r2 * r2 * r2) + 2 * 0.01 * -0.06 + 0.02 * (r2 + 2 * 0.09),

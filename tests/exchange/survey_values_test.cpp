@@ -43,6 +43,14 @@ TEST(SurveyValues, Fields) {
   }
 }
 
+TEST(SurveyValues, NoMoreFieldsThanATableHas) {
+  std::vector<std::string> fields;
+  EXPECT_TRUE(SplitFields(std::string(kMostFields - 1, ','), ',', fields));
+  EXPECT_EQ(fields.size(), kMostFields);
+  EXPECT_FALSE(SplitFields(std::string(kMostFields, ','), ',', fields));
+  EXPECT_EQ(BlankFields(" a\tb  c d", 3), (std::vector<std::string>{"a", "b", "c"}));
+}
+
 TEST(SurveyValues, Numbers) {
   const struct {
     const char* text;

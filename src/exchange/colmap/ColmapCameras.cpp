@@ -19,8 +19,30 @@ constexpr ColmapCameraModel kModels[] = {
     {10, "THIN_PRISM_FISHEYE", LensModel::ThinPrism, false, 12},
 };
 
+/// The parameters of `of` are the first ones of `lens`, and zeros follow.
+bool Contains(LensModel lens, LensModel of) {
+  if (lens == of || of == LensModel::Pinhole) return true;
+  switch (lens) {
+    case LensModel::Radial:
+      return of == LensModel::SimpleRadial;
+    case LensModel::Brown:
+    case LensModel::FullOpenCv:
+      return of == LensModel::SimpleRadial || of == LensModel::Radial || of == LensModel::Brown;
+    case LensModel::RadialFisheye:
+      return of == LensModel::SimpleFisheye;
+    case LensModel::OpenCvFisheye:
+      return of == LensModel::SimpleFisheye || of == LensModel::RadialFisheye;
+    default:
+      return false;
+  }
+}
+
 bool Holds(const ColmapCameraModel& model, const ForeignCamera& camera) {
-  return model.Lens == camera.Lens && (!model.bOneFocal || camera.dFx == camera.dFy);
+  if (model.bOneFocal && camera.dFx != camera.dFy) return false;
+  // OPENCV has no term of sixth order.
+  if (camera.Lens == LensModel::Brown && model.Lens == LensModel::Brown && camera.Parameters[4] != 0)
+    return false;
+  return Contains(model.Lens, camera.Lens);
 }
 
 }  // namespace
@@ -44,10 +66,8 @@ const ColmapCameraModel* FindColmapModel(int32_t id) {
 const ColmapCameraModel& ColmapModelFor(const ForeignCamera& camera) {
   // A camera that came from here goes back as it was.
   const ColmapCameraModel* own = FindColmapModel(camera.szModel);
-  if (own != nullptr && Holds(*own, camera)) return *own;
+  if (own != nullptr && own->Lens == camera.Lens && Holds(*own, camera)) return *own;
   for (const ColmapCameraModel& model : kModels) {
-    // A sixth order term has no place in OPENCV.
-    if (model.Lens == LensModel::Brown && Holds(model, camera) && camera.Parameters[4] != 0) continue;
     if (Holds(model, camera)) return model;
   }
   return *FindColmapModel("FULL_OPENCV");

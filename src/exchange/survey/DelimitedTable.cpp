@@ -82,10 +82,22 @@ bool SplitFields(std::string_view line, char delimiter, std::vector<std::string>
       field = Trimmed(line.substr(at, end - at));
       at = end;
     }
+    if (fields.size() == kMostFields) return false;
     fields.push_back(std::move(field));
     if (at >= line.size()) return true;
     ++at;
   }
+}
+
+std::vector<std::string> BlankFields(std::string_view line, size_t most) {
+  std::vector<std::string> fields;
+  constexpr const char* kBlanks = " \t\r";
+  for (size_t at = line.find_first_not_of(kBlanks); at != std::string_view::npos && fields.size() < most;) {
+    const size_t end = std::min(line.find_first_of(kBlanks, at), line.size());
+    fields.emplace_back(line.substr(at, end - at));
+    at = line.find_first_not_of(kBlanks, end);
+  }
+  return fields;
 }
 
 std::optional<double> NumberIn(std::string_view text, bool commas) {
@@ -122,7 +134,9 @@ bool DelimitedTable::Next(std::vector<std::string>& fields) {
   std::string line;
   if (!Text.NextFilled(line)) return false;
   if (!SplitFields(line, cDelimiter, fields)) {
-    Text.Fail("quotes are not closed in " + Quoted(line), "A field in quotes ends in its line");
+    Text.Fail("quotes are not closed in " + Quoted(line),
+              "A field in quotes ends in its line, and a line has at most " + std::to_string(kMostFields) +
+                  " fields");
   }
   // A delimiter behind the last field is a habit of some programs.
   if (fields.size() == Names.size() + 1 && fields.back().empty()) fields.pop_back();

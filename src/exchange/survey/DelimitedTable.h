@@ -30,8 +30,12 @@ class TextLines {
 };
 
 /// Fields between delimiters; one in quotes may hold delimiters, and quotes as "". False where quotes stay
-/// open, or something stands behind closing ones.
+/// open, something stands behind closing ones, or there are more fields than kMostFields.
+inline constexpr size_t kMostFields = 5000;
 bool SplitFields(std::string_view line, char delimiter, std::vector<std::string>& fields);
+
+/// The first fields of a line between blanks and tabs, `most` of them.
+std::vector<std::string> BlankFields(std::string_view line, size_t most);
 
 /// A whole text as a number; a comma is its decimal mark where `commas` says so. Nothing for anything else
 /// and for what is not finite.

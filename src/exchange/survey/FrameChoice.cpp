@@ -111,6 +111,7 @@ void KeepFrame(const FrameWay& way, const SourceSystem& source, const BlockConte
     return;
   }
   Sidecar sidecar = *block.Original();
+  sidecar.Frame.bOfControl = true;
   sidecar.Frame.Kind = way.Frame.Kind;
   sidecar.Frame.szCrs = source.szCrs;
   sidecar.Frame.szHeight = source.szHeight;

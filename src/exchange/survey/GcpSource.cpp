@@ -85,6 +85,9 @@ constexpr KnownHeading kHeadings[] = {
     {"v", Column::PixelY},
 };
 
+/// Above it a file is something else than a list of control points.
+constexpr size_t kMostPoints = 100000;
+
 /// Points by their names, in the order in which they come first.
 class PointCollector {
  public:
@@ -94,7 +97,10 @@ class PointCollector {
     const auto place = Places.find(name);
     return place == Places.end() ? nullptr : &Source.Points[place->second];
   }
-  SourcePoint& Add(SourcePoint point) {
+  SourcePoint& Add(SourcePoint point, const TextLines& lines) {
+    if (Source.Points.size() == kMostPoints)
+      lines.Fail("there are more than " + std::to_string(kMostPoints) + " control points",
+                 "Give a table of control points");
     Places.emplace(point.szName, Source.Points.size());
     return Source.Points.emplace_back(std::move(point));
   }
@@ -183,7 +189,7 @@ class TableReader {
     SourcePoint* point = Collector.Find(In(Column::Name));
     const bool bare = In(Column::East).empty() && In(Column::North).empty();
     if (point == nullptr) {
-      point = &Collector.Add(PointIn());
+      point = &Collector.Add(PointIn(), Table.Lines());
     } else if (!bare) {
       const SourcePoint again = PointIn();
       const bool otherRole = again.Check && point->Check && *again.Check != *point->Check;
@@ -205,17 +211,6 @@ class TableReader {
   std::vector<std::string> Fields;
 };
 
-std::vector<std::string> BlankFields(const std::string& line) {
-  std::vector<std::string> fields;
-  constexpr const char* kBlanks = " \t\r";
-  for (size_t at = line.find_first_not_of(kBlanks); at != std::string::npos;) {
-    const size_t end = std::min(line.find_first_of(kBlanks, at), line.size());
-    fields.push_back(line.substr(at, end - at));
-    at = line.find_first_not_of(kBlanks, end);
-  }
-  return fields;
-}
-
 /// A list behind the line of its coordinate system.
 GcpSource ReadList(TextLines& lines, std::string crs) {
   GcpSource source;
@@ -223,7 +218,7 @@ GcpSource ReadList(TextLines& lines, std::string crs) {
   PointCollector collector(source);
   std::unordered_map<std::string, std::string> names;  // of points without, by their coordinates
   for (std::string line; lines.NextFilled(line);) {
-    const std::vector<std::string> fields = BlankFields(line);
+    const std::vector<std::string> fields = BlankFields(line, 7);
     if (fields[0][0] == '#') continue;
     std::array<double, 5> numbers{};
     for (size_t i = 0; i < 5; ++i) {
@@ -246,7 +241,7 @@ GcpSource ReadList(TextLines& lines, std::string crs) {
                      std::to_string(known->nLine),
                  "Give the two points names of their own, or correct them");
     }
-    if (known == nullptr) known = &collector.Add(std::move(point));
+    if (known == nullptr) known = &collector.Add(std::move(point), lines);
     known->Marks.push_back({fields[5], numbers[3], numbers[4], lines.LineNumber()});
   }
   if (source.Points.empty()) lines.Fail("the list holds no point", "Each line holds a measurement");
@@ -259,7 +254,7 @@ std::optional<std::string> SystemOfLine(const std::string& line) {
   const std::string text(Trimmed(line));
   if (text.starts_with("EPSG:") || text.starts_with("epsg:") || text.starts_with("+proj="))
     return text.starts_with("epsg:") ? "EPSG:" + text.substr(5) : text;
-  const std::vector<std::string> words = BlankFields(text);
+  const std::vector<std::string> words = BlankFields(text, 4);
   if (words.size() != 3 || words[0] != "WGS84" || words[1] != "UTM" || words[2].empty()) return std::nullopt;
   const char half = words[2].back();
   const auto zone = NumberIn(words[2].substr(0, words[2].size() - 1));

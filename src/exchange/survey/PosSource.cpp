@@ -97,6 +97,15 @@ bool IsNothing(std::string_view text) {
   return text.empty() || text == "-" || text == "n/a";
 }
 
+/// Above it a file is something else than a list of images.
+constexpr size_t kMostImages = 200000;
+
+void Keep(PosSource& source, SourcePose pose, const TextLines& lines) {
+  if (source.Poses.size() == kMostImages)
+    lines.Fail("there are more than " + std::to_string(kMostImages) + " images", "Give a table of images");
+  source.Poses.push_back(std::move(pose));
+}
+
 class TableReader {
  public:
   explicit TableReader(const std::string& path) : Table(path), Places(PlaceColumns(Table, kHeadings)) {}
@@ -192,7 +201,7 @@ class TableReader {
         Fail(Quoted(In(Column::Strip)) + " is no number of a strip", "It is a whole number");
       pose.Strip = static_cast<int64_t>(strip);
     }
-    Source.Poses.push_back(std::move(pose));
+    Keep(Source, std::move(pose), Table.Lines());
   }
 
   void ReadAngles(SourcePose& pose) {
@@ -217,19 +226,10 @@ class TableReader {
 
 /// The fields of a line of the list, behind the image.
 std::vector<double> NumbersBehindImage(const TextLines& lines, const std::string& line, std::string& image) {
-  std::vector<std::string> fields;
-  std::string field;
-  for (const char c : line + " ") {
-    if (c != ' ' && c != '\t' && c != '\r') {
-      field += c;
-    } else if (!field.empty()) {
-      fields.push_back(std::move(field));
-      field.clear();
-    }
-  }
+  const std::vector<std::string> fields = BlankFields(line, 9);
   image = fields[0];
   std::vector<double> numbers;
-  for (size_t i = 1; i < fields.size() && i <= 8; ++i) {
+  for (size_t i = 1; i < fields.size(); ++i) {
     const auto number = NumberIn(fields[i]);
     if (!number) lines.Fail(Quoted(fields[i]) + " is no number", "Write finite numbers with a decimal point");
     numbers.push_back(*number);
@@ -257,7 +257,7 @@ PosSource ReadList(TextLines& lines, std::string crs) {
       pose.Angles = std::array<double, 3>{numbers[3], numbers[4], numbers[5]};
       source.Angles = AngleWords::YawPitchRoll;
     }
-    source.Poses.push_back(std::move(pose));
+    Keep(source, std::move(pose), lines);
   }
   if (source.Poses.empty())
     lines.Fail("the list holds no image", "Each line holds an image with its position");

@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+
+#include "exchange/Commands.h"
+#include "exchange/ExportCameras.h"
+#include "exchange/ModelFixture.h"
+#include "exchange/ProjectWriting.h"
+#include "exchange/ResultModel.h"
+#include "exchange/colmap/ColmapForm.h"
+#include "support/TestFiles.h"
+
+namespace orvo::exchange {
+namespace {
+
+using test::ReadFile;
+using test::ScratchFolder;
+using test::WriteFile;
+
+/// A made-up model as a text project, which keeps all digits.
+struct Imported {
+  explicit Imported(const NamedCamera& named, std::optional<DistortionMode> mode = DistortionMode::Correct)
+      : Model(MakeModel(CameraLike(named))) {
+    Model.Images[1].szPath = "flight/second image.JPG";
+    ImportOptions options;
+    options.szOut = Path;
+    options.Distortion = mode;
+    WriteBlock(Model, options, Silent());
+  }
+  ScratchFolder Scratch;
+  std::string Path = Scratch / "block.prj";
+  ForeignModel Model;
+};
+
+/// The points of the model are those of the result, so both stay where they are.
+struct Exported {
+  explicit Exported(const std::string& path, CameraChoice choice = CameraChoice::Automatic)
+      : Result(ReadResult(path)) {
+    ExportOptions options;
+    options.Camera = choice;
+    Model = ModelOfResult(Result, SidecarOf(Result, options, Silent()), options, Silent());
+  }
+  Exported(const Exported&) = delete;
+  Exported& operator=(const Exported&) = delete;
+  ResultBlock Result;
+  ForeignModel Model;
+};
+
+TEST(Export, AnImportGoesBackAsItCame) {
+  for (const NamedCamera& named : EveryCamera()) {
+    for (const DistortionMode mode : {DistortionMode::Correct, DistortionMode::Drop}) {
+      Imported imported(named, mode);
+      Exported exported(imported.Path);
+      const ModelDifference difference = DifferenceOf(imported.Model, exported.Model);
+      EXPECT_EQ(difference.dCamera, 0) << named.szName;
+      EXPECT_LT(difference.dMeasurement, 1e-9) << named.szName << " " << NameOf(mode);
+      EXPECT_EQ(difference.dPoint, 0) << named.szName;
+      EXPECT_EQ(difference.dCentre, 0) << named.szName;
+      EXPECT_EQ(difference.dRotation, 0) << named.szName;
+      EXPECT_EQ(exported.Model.Images[1].szPath, "flight/second image.JPG");
+      EXPECT_EQ(exported.Model.Images[1].nId, 11);
+      EXPECT_EQ(exported.Model.Cameras[0].szModel, named.szName);
+    }
+  }
+}
+
+/// Replaces the camera line of a project.
+void ChangeCamera(const std::string& path, const std::string& numbers) {
+  std::string text = ReadFile(path);
+  const size_t begin = text.find('\n') + 1, end = text.find('\n', begin);
+  WriteFile(path, text.replace(begin, end - begin, "7 3000 2000 0 " + numbers + " 0 0"));
+}
+
+/// Whether every measurement of an export leads in the direction that the project gives it.
+double LargestAngle(Exported& exported) {
+  double most = 0;
+  const SurveyBlock& block = exported.Result.Block;
+  const auto points = AllPoints(exported.Model);
+  for (size_t i = 0; i < points.size(); ++i) {
+    for (size_t k = 0; k < points[i].Measurements.size(); ++k) {
+      const SurveyMeasurement& ours = block.Tie.Of(block.Tie.Points[i])[k];
+      const ImageVector corrected = CorrectedMeasurement(block.Cameras[0], ours.x, ours.y);
+      const SurveyMeasurement& theirs = points[i].Measurements[k];
+      const auto direction = DirectionOf(exported.Model.Cameras[0], {1500 + theirs.x, 1000 - theirs.y});
+      if (!direction) return HUGE_VAL;
+      most = std::max(most, std::hypot(direction->u - corrected.x / block.Cameras[0].dFocal,
+                                       direction->v + corrected.y / block.Cameras[0].dFocal));
+    }
+  }
+  return most;
+}
+
+TEST(Export, AChangedCameraKeepsItsDirections) {
+  const struct {
+    CameraChoice Choice;
+    const char* szModel;
+    double dMost;  ///< of the directions
+  } rows[] = {{CameraChoice::Pinhole, "PINHOLE", 1e-12},
+              {CameraChoice::Refit, "FULL_OPENCV", kRefitDefaultLimit / 2400},
+              {CameraChoice::Automatic, "FULL_OPENCV", kRefitDefaultLimit / 2400}};
+  for (const auto& row : rows) {
+    Imported imported(EveryCamera()[3]);
+    ChangeCamera(imported.Path, "2401.5 0.4 -0.3 0 -1e-10 1e-17");
+    Exported exported(imported.Path, row.Choice);
+    EXPECT_EQ(exported.Model.Cameras[0].szModel, row.szModel);
+    EXPECT_LT(LargestAngle(exported), row.dMost) << row.szModel;
+  }
+}
+
+TEST(Export, TheOriginalIsRefusedWhereItChanged) {
+  Imported imported(EveryCamera()[3]);
+  EXPECT_EQ(FaultOf([&] { Exported(imported.Path, CameraChoice::Original); }).szWhat, "");
+  ChangeCamera(imported.Path, "2400.001 0 0 0 0 0");
+  EXPECT_NE(FaultOf([&] { Exported(imported.Path, CameraChoice::Original); }).szWhat.find("not the original"),
+            std::string::npos);
+}
+
+TEST(Export, WithoutASidecarThePinholeStaysAndDistortionIsFitted) {
+  Imported imported(EveryCamera()[0], DistortionMode::Drop);
+  std::filesystem::remove(imported.Scratch / "block.orvo.json");
+  const Exported plain(imported.Path);
+  EXPECT_EQ(plain.Model.Cameras[0].szModel, "PINHOLE");
+  EXPECT_NEAR(plain.Model.Cameras[0].dCx, 1503.25, 1e-12);
+  EXPECT_NEAR(plain.Model.Cameras[0].dCy, 996.5, 1e-12);
+  EXPECT_EQ(plain.Model.Images[1].szPath, "flight/second_image.JPG");
+  ChangeCamera(imported.Path, "2400 3.25 3.5 0 -5e-9 3e-16");
+  const Exported bent(imported.Path);
+  EXPECT_EQ(bent.Model.Cameras[0].szModel, "FULL_OPENCV");
+}
+
+TEST(Export, SidecarsThatDoNotBelong) {
+  Imported imported(EveryCamera()[0]), other(EveryCamera()[0]);
+  ExportOptions options;
+  options.szSidecar = other.Scratch / "block.orvo.json";
+  const ResultBlock result = ReadResult(imported.Path);
+  EXPECT_TRUE(SidecarOf(result, options, Silent()));
+  std::string text = ReadFile(options.szSidecar);
+  WriteFile(options.szSidecar,
+            text.replace(text.find("IMG_102"), 7, "IMG_109").replace(text.rfind("IMG_102"), 7, "IMG_109"));
+  EXPECT_NE(FaultOf([&] { SidecarOf(result, options, Silent()); }).szWhat.find("other images"),
+            std::string::npos);
+  options.szSidecar = other.Scratch / "none.json";
+  EXPECT_EQ(FaultOf([&] { SidecarOf(result, options, Silent()); }).szWhat, "there is no such file");
+  for (const char* broken :
+       {"", "{", "[]", "{\"orvoSidecar\":2}", "{\"orvoSidecar\":\"x\"}", "{\"orvoSidecar\":1}"}) {
+    WriteFile(imported.Scratch / "block.orvo.json", broken);
+    const Finding fault = FaultOf([&] { SidecarOf(result, {}, Silent()); });
+    EXPECT_EQ(fault.szFile, imported.Scratch / "block.orvo.json") << broken;
+  }
+}
+
+TEST(Export, ASidecarKeepsEverything) {
+  Sidecar sidecar;
+  sidecar.szForm = "colmap";
+  sidecar.szSource = "/data/\xff";
+  sidecar.szChecksum = "crc32:00000000";
+  sidecar.Distortion = DistortionMode::Fit;
+  sidecar.szPixelOrigin = "somewhere";
+  sidecar.Frame = {FrameKind::Topocentric, "EPSG:25832+7837", {50.123, 8.5, -0.1}};
+  for (const NamedCamera& named : EveryCamera()) {
+    sidecar.Cameras.push_back(CameraLike(named));
+    sidecar.Written.push_back({0, 3000, 2000, 1.0 / 3, 2e-17, -3, 4e-9, 5e-16, 0});
+  }
+  sidecar.Images = {{4294967294, "a \"b\"\n\xc3\xa4", "./a"}, {2, std::string("\xe4\x80"), "./c"}};
+  const ScratchFolder scratch;
+  WriteFile(scratch / "s.orvo.json", SidecarText(sidecar));
+  const auto back = ReadSidecar(scratch / "s.orvo.json");
+  ASSERT_TRUE(back);
+  EXPECT_EQ(SidecarText(*back), SidecarText(sidecar));
+  EXPECT_EQ(back->szSource, sidecar.szSource);
+  EXPECT_EQ(back->Images[1].szName, sidecar.Images[1].szName);
+  EXPECT_EQ(back->Written[2].dFocal, 1.0 / 3);
+  EXPECT_EQ(back->Cameras[10].Parameters, sidecar.Cameras[10].Parameters);
+  EXPECT_EQ(SidecarPathOf("a/b.ovc"), "a/b.orvo.json");
+  EXPECT_EQ(SidecarPathOf("a.b/c"), "a.b/c.orvo.json");
+  EXPECT_FALSE(ReadSidecar(scratch / "none"));
+}
+
+TEST(Convert, BringsAModelIntoAnotherForm) {
+  const ScratchFolder scratch;
+  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
+  ExportOptions made;
+  made.szOut = scratch / "colmap";
+  WriteColmap(model, made, Silent());
+  for (const std::vector<std::string>& row :
+       {std::vector<std::string>{"colmap", "colmap", "colmap", "text", "--text"},
+        {"colmap", "text", "bal", "b.txt"},
+        {"bal", "b.txt", "colmap", "last"}}) {
+    std::vector<std::string> arguments = {"convert", row[0],  scratch / row[1],
+                                          row[2],    "--out", scratch / row[3]};
+    arguments.insert(arguments.end(), row.begin() + 4, row.end());
+    const test::CommandRun run = test::RunOrvo(arguments);
+    EXPECT_EQ(run.nCode, ExitDone) << run.szErr;
+  }
+  EXPECT_TRUE(test::Exists(scratch / "text/points3D.txt"));
+  EXPECT_TRUE(test::Exists(scratch / "last/points3D.bin"));
+  const test::CommandRun same =
+      test::RunOrvo({"convert", "bal", scratch / "b.txt", "bal", "--out", scratch / "b.txt"});
+  EXPECT_EQ(same.nCode, ExitFailed);
+  EXPECT_NE(same.szErr.find("this output is an input"), std::string::npos) << same.szErr;
+}
+
+}  // namespace
+}  // namespace orvo::exchange
