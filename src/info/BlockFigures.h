@@ -38,8 +38,9 @@ struct BlockFigures {
   Extent Centres;                ///< of the projection centres
   std::optional<Extent> Ground;  ///< of the solved tie points; nothing without any
 
+  bool bLooksDown = false;     ///< most images do; else Z is not up, and there is no height and no overlap
   Spread Height;               ///< of images above their ground
-  Spread Gsd;                  ///< by image
+  Spread Gsd;                  ///< by image: depth over focal length
   double dRelief = 0;          ///< of the ground: from 5 to 95 per cent of the solved tie points
   Spread Tilt;                 ///< of the camera axis from the plumb line, degrees
   Spread MeasurementsOfImage;  ///< of tie points

@@ -83,22 +83,22 @@ void PutMemory(Json& json, const MemoryFigures& memory) {
 void PutAlone(Json& json, const PathInfo& info) {
   switch (info.Kind.Kind) {
     case PathKind::Gcp:
+    case PathKind::GcpTable:
       json["control_points"] = JsonOf(info.Control);
       json["check_points"] = JsonOf(info.Check);
       break;
     case PathKind::Pos:
+    case PathKind::PosTable:
       json["positions"] = {{"count", info.nPosLines}, {"strips", info.PosStrips}};
+      if (!info.szAngles.empty()) json["angles"] = info.szAngles;
       break;
     case PathKind::Ovt:
       json["tie_points"] = {{"count", info.nPoints}, {"measurements", info.nMeasurements}};
       break;
-    case PathKind::GcpTable:
-    case PathKind::PosTable:
-      json["rows"] = info.nRows;
-      break;
     default:
       break;
   }
+  if (info.Places) json["places"] = JsonOf(*info.Places);
 }
 
 Json JsonOf(const PathInfo& info) {

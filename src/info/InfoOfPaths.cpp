@@ -2,18 +2,21 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 
 #include "base/PrintableName.h"
-#include "base/TextReader.h"
 #include "check/SurveyReading.h"
 #include "check/reading/OvtReading.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/Forms.h"
 #include "exchange/LensModels.h"
+#include "exchange/ResultModel.h"
 #include "exchange/ResultReading.h"
 #include "exchange/Sidecar.h"
+#include "exchange/survey/GcpSource.h"
+#include "exchange/survey/PosSource.h"
 
 namespace orvo::info {
 namespace {
@@ -76,7 +79,9 @@ void TellProject(const Beside& beside, int threads, PathInfo& info) {
 void TellResult(const Beside& beside, int threads, PathInfo& info) {
   const exchange::ResultBlock result = exchange::ReadResult(info.szPath, {}, beside.szGcp, beside.szPos);
   TellBlock(result.Block, threads, info);
-  if (!result.szOrigin.empty()) TellSidecar(result.szOrigin, info);
+  exchange::ExchangeLog silent;
+  const auto sidecar = exchange::SidecarOf(result, {}, silent);
+  if (sidecar) info.szFrame = FrameText(sidecar->Frame);
 }
 
 SurveyCamera WithoutDistortion(const exchange::ForeignCamera& camera) {
@@ -131,6 +136,11 @@ void TellModel(int threads, PathInfo& info) {
   TellBlock(BlockOf(model), threads, info);
 }
 
+void SetMeanRays(PointFigures& figures) {
+  if (figures.nPoints == 0) return;
+  figures.dMeanRays = static_cast<double>(figures.nMeasurements) / static_cast<double>(figures.nPoints);
+}
+
 PointFigures CountsOf(const SurveyPoints& points, bool control) {
   PointFigures figures;
   for (const SurveyPoint& point : points.Points) {
@@ -139,6 +149,7 @@ PointFigures CountsOf(const SurveyPoints& points, bool control) {
     figures.nMeasurements += point.nMeasurementNum;
     ++figures.PointsOfRays[point.nMeasurementNum];
   }
+  SetMeanRays(figures);
   return figures;
 }
 
@@ -157,7 +168,7 @@ void TellAlone(PathInfo& info) {
   info.Control = CountsOf(block.Control, true);
   info.Check = CountsOf(block.Control, false);
   info.nPosLines = std::ssize(block.Pos);
-  std::set<int32_t> strips;
+  std::set<int64_t> strips;
   for (const SurveyPos& line : block.Pos) strips.insert(line.nStrip);
   info.PosStrips.assign(strips.begin(), strips.end());
 }
@@ -172,18 +183,54 @@ void TellOvt(PathInfo& info) {
   info.nMeasurements = std::ssize(points.Measurements);
 }
 
-void CountRows(PathInfo& info) {
-  TextReader file;
-  if (!file.Open(info.szPath)) exchange::Refuse(info.szPath, 0, "it can't be read", "");
-  bool filled = false;
-  for (std::string_view line; file.Next(line);) {
-    filled = filled || line.find_first_not_of(" \t\r") != std::string_view::npos;
-    if (!file.LineEnded()) continue;
-    info.nRows += filled ? 1 : 0;
-    filled = false;
+void Enlarge(std::optional<Extent>& extent, const std::array<double, 3>& place) {
+  if (!extent) extent = Extent{place, place};
+  for (size_t c = 0; c < 3; ++c) {
+    extent->Least[c] = std::min(extent->Least[c], place[c]);
+    extent->Most[c] = std::max(extent->Most[c], place[c]);
   }
-  if (file.Failed()) exchange::Refuse(info.szPath, 0, file.Fault().szReason, "");
-  info.nRows = std::max<int64_t>((filled ? 1 : 0) + info.nRows - 1, 0);
+}
+
+void TellGcpTable(PathInfo& info) {
+  const exchange::GcpSource source = exchange::ReadGcpSource(info.szPath);
+  info.szFrame = source.szCrs;
+  for (const exchange::SourcePoint& point : source.Points) {
+    PointFigures& figures = point.Check.value_or(false) ? info.Check : info.Control;
+    ++figures.nPoints;
+    figures.nMeasurements += std::ssize(point.Marks);
+    ++figures.PointsOfRays[static_cast<int32_t>(point.Marks.size())];
+    Enlarge(info.Places, point.P);
+  }
+  for (PointFigures* figures : {&info.Control, &info.Check}) SetMeanRays(*figures);
+}
+
+const char* TextOfAngles(exchange::AngleWords angles) {
+  switch (angles) {
+    case exchange::AngleWords::None:
+      return "without angles";
+    case exchange::AngleWords::OmegaPhiKappa:
+      return "with omega, phi, kappa";
+    case exchange::AngleWords::YawPitchRoll:
+      return "with yaw, pitch, roll";
+    case exchange::AngleWords::Flight:
+      return "with yaw, pitch, roll of the aircraft";
+    case exchange::AngleWords::Gimbal:
+      return "with yaw, pitch, roll of the gimbal";
+  }
+  return "";
+}
+
+void TellPosTable(PathInfo& info) {
+  const exchange::PosSource source = exchange::ReadPosSource(info.szPath);
+  info.szFrame = source.szCrs;
+  info.szAngles = TextOfAngles(source.Angles);
+  info.nPosLines = std::ssize(source.Poses);
+  std::set<int64_t> strips;
+  for (const exchange::SourcePose& pose : source.Poses) {
+    if (pose.Strip) strips.insert(*pose.Strip);
+    Enlarge(info.Places, pose.P);
+  }
+  info.PosStrips.assign(strips.begin(), strips.end());
 }
 
 void TellPath(const Beside& beside, int threads, PathInfo& info) {
@@ -201,8 +248,9 @@ void TellPath(const Beside& beside, int threads, PathInfo& info) {
     case PathKind::Ovt:
       return TellOvt(info);
     case PathKind::GcpTable:
+      return TellGcpTable(info);
     case PathKind::PosTable:
-      return CountRows(info);
+      return TellPosTable(info);
     case PathKind::Settings:
       return;
     case PathKind::Missing:

@@ -21,11 +21,12 @@ struct PathInfo {
   std::optional<BlockFigures> Figures;  ///< of projects, results and models
   std::optional<MemoryFigures> Memory;
   std::string szFrame;                     ///< coordinate system and frame, where something tells
-  PointFigures Control, Check;             ///< of a GCP file alone
-  int64_t nPosLines = 0;                   ///< of a POS file alone
-  std::vector<int32_t> PosStrips;          ///< and its strips
+  PointFigures Control, Check;             ///< of a GCP file or a table of control points alone
+  int64_t nPosLines = 0;                   ///< of a POS file or a table of positions alone
+  std::vector<int64_t> PosStrips;          ///< and its strips
+  std::string szAngles;                    ///< angles of a table of positions, in words
+  std::optional<Extent> Places;            ///< of the points or positions of a table, as they are written
   int64_t nPoints = 0, nMeasurements = 0;  ///< of an .ovt alone
-  int64_t nRows = 0;                       ///< of a table, without its headings
 };
 
 /// Each path. A GCP and a POS file among them belong to every project and result among them.

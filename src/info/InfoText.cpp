@@ -126,23 +126,24 @@ void AddMemory(const MemoryFigures& memory, Paragraph& out) {
 void AddAlone(const PathInfo& info, Paragraph& out) {
   switch (info.Kind.Kind) {
     case PathKind::Gcp:
+    case PathKind::GcpTable:
       if (info.Control.nPoints + info.Check.nPoints == 0) out.Add("points", "none");
       AddPoints("control", info.Control, out);
       AddPoints("check points", info.Check, out);
       break;
     case PathKind::Pos:
-      out.Add("positions", "{}, in {}", info.nPosLines, Counted(std::ssize(info.PosStrips), "strip"));
+    case PathKind::PosTable:
+      out.Add("positions", "{}, in {}{}", info.nPosLines, Counted(std::ssize(info.PosStrips), "strip"),
+              info.szAngles.empty() ? "" : ", " + info.szAngles);
       break;
     case PathKind::Ovt:
       out.Add("tie points", "{} with {}", info.nPoints, Counted(info.nMeasurements, "measurement"));
       break;
-    case PathKind::GcpTable:
-    case PathKind::PosTable:
-      out.Add("rows", "{}; orvo import {} reads it", info.nRows, info.Kind.szForm);
-      break;
     default:
       break;
   }
+  if (info.Places) AddExtent("places", *info.Places, out);
+  if (!info.Kind.szForm.empty()) out.Add("read by", "orvo import {}", info.Kind.szForm);
 }
 
 }  // namespace

@@ -11,7 +11,8 @@
 namespace orvo::info {
 namespace {
 
-constexpr int64_t kResidualBytes = 12;  ///< of a measurement: two residuals and its flag
+/// Of a measurement: two residuals and its flag, twice while their file is written beside the run.
+constexpr int64_t kResidualBytes = 24;
 constexpr size_t kPiecePoints = 1 << 16;
 
 /// The records of a run of points, as far as the pattern needs them.

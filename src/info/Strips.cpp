@@ -125,9 +125,12 @@ std::vector<Flown> FlownImages(const SurveyBlock& block, const std::vector<Strip
     if (strip.size() < 2) continue;
     PlanPoint along = Difference(PlaceOf(block, strip.front()), PlaceOf(block, strip.back()));
     const double length = Length(along);
-    if (!(length > 0)) continue;
+    if (!(length > 0) || !std::isfinite(length)) continue;
     along = {along[0] / length, along[1] / length};
-    for (const int32_t image : strip) flown.push_back({image, s, PlaceOf(block, image), along});
+    for (const int32_t image : strip) {
+      const PlanPoint place = PlaceOf(block, image);
+      if (std::isfinite(place[0]) && std::isfinite(place[1])) flown.push_back({image, s, place, along});
+    }
   }
   return flown;
 }

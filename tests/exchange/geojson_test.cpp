@@ -173,6 +173,8 @@ TEST(Footprint, Medians) {
   EXPECT_EQ(MedianOf(even), 2.5);
   EXPECT_EQ(MedianOf(one), 7);
   EXPECT_EQ(MedianOf(none), 0);
+  std::vector<double> odd_ones{std::nan(""), 2, std::nan(""), 1, 3};
+  EXPECT_EQ(MedianOf(odd_ones), 3);
 }
 
 }  // namespace

@@ -177,7 +177,7 @@ TEST(MemoryFigures, OfASmallBlockByHand) {
   EXPECT_EQ(one.nBlocks, 6);
   // 3 blocks of 36 and 2 of 30 in 40 and 32 doubles, the camera's 25 in 32.
   EXPECT_EQ(one.nStoreBytes, 8 * (3 * 40 + 2 * 32 + 32));
-  EXPECT_EQ(one.nRecordBytes, 68 + 2 * 28 + 2 * 60 + 40 + 2 * 12);
+  EXPECT_EQ(one.nRecordBytes, 68 + 2 * 28 + 2 * 60 + 40 + 2 * 24);
   EXPECT_EQ(one.dDenseBytes, static_cast<double>(one.nRecordBytes + one.nStoreBytes + 8 * 17 * 17));
   EXPECT_EQ(MemoryOf(block, 4).dDenseBytes - one.dDenseBytes, static_cast<double>(3 * one.nStoreBytes));
   // 21 + 21 + 15 elements of the preconditioner, and the tails of one block of 256 image points.

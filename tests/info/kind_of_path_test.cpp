@@ -97,7 +97,7 @@ TEST_F(InfoOfPaths, TellsOfAProjectWithItsFiles) {
   EXPECT_EQ(infos[1].Control.nPoints, counts.nControlPoints);
   EXPECT_EQ(infos[1].Control.nMeasurements + infos[1].Check.nMeasurements, counts.nGroundMeasurements);
   EXPECT_EQ(infos[2].nPosLines, 8);
-  EXPECT_EQ(infos[2].PosStrips, (std::vector<int32_t>{1, 2}));
+  EXPECT_EQ(infos[2].PosStrips, (std::vector<int64_t>{1, 2}));
   EXPECT_EQ(infos[3].nPoints, counts.nTiePoints);
   EXPECT_EQ(infos[3].nMeasurements, counts.nTieMeasurements);
 
@@ -124,6 +124,24 @@ TEST_F(InfoOfPaths, TellsWhatIsWrong) {
   const auto json = nlohmann::json::parse(JsonOf(infos));
   EXPECT_EQ(json[1]["kind"], "unknown");
   EXPECT_FALSE(json[1]["fault"]["what"].get<std::string>().empty());
+}
+
+TEST_F(InfoOfPaths, TellsOfTables) {
+  WriteFile(Made / "gcp.csv",
+            "name,easting,northing,height,role\nA,1,2,3,control\nB,5,6,7,check\nC,9,9,9,\n");
+  WriteFile(Made / "log.csv",
+            "image;X;Y;Z;omega;phi;kappa;strip\na.jpg;1;2;3;0;0;0;4\nb.jpg;2;2;3;0;0;0;4\n");
+  const std::string paths[] = {Made / "gcp.csv", Made / "log.csv"};
+  const auto infos = InfoOf(paths, 1);
+  for (const PathInfo& info : infos) ASSERT_FALSE(info.Fault) << TextOf(*info.Fault);
+  EXPECT_EQ(infos[0].Control.nPoints, 2);
+  EXPECT_EQ(infos[0].Check.nPoints, 1);
+  EXPECT_EQ(infos[0].Places->Most[2], 9);
+  EXPECT_EQ(infos[1].nPosLines, 2);
+  EXPECT_EQ(infos[1].PosStrips, (std::vector<int64_t>{4}));
+  EXPECT_EQ(infos[1].szAngles, "with omega, phi, kappa");
+  EXPECT_NE(TextOf(infos[1]).find("orvo import pos"), std::string::npos);
+  EXPECT_EQ(nlohmann::json::parse(JsonOf(infos))[1]["positions"]["count"], 2);
 }
 
 TEST_F(InfoOfPaths, TellsOfAResult) {

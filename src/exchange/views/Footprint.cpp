@@ -24,10 +24,12 @@ std::optional<PlanPoint> OnPlane(const SurveyImage& image, const std::array<doub
 
 double MedianOf(std::span<double> values) {
   if (values.empty()) return 0;
+  // What is no number counts as the largest, so that there is an order.
+  const auto below = [](double p, double q) { return p < q || (std::isnan(q) && !std::isnan(p)); };
   const auto middle = values.begin() + std::ssize(values) / 2;
-  std::nth_element(values.begin(), middle, values.end());
+  std::nth_element(values.begin(), middle, values.end(), below);
   if (values.size() % 2 == 1) return *middle;
-  return (*middle + *std::max_element(values.begin(), middle)) / 2;
+  return (*middle + *std::max_element(values.begin(), middle, below)) / 2;
 }
 
 std::optional<std::vector<double>> GroundHeights(const SurveyBlock& block, const SurveyPoints& points,

@@ -3,9 +3,8 @@
 #include <limits>
 #include <memory>
 
-#include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
-#include "exchange/Sidecar.h"
+#include "exchange/ResultModel.h"
 #include "exchange/crs/FrameTransform.h"
 
 namespace orvo::exchange {
@@ -48,17 +47,15 @@ PlaceOnEarth ToSource(const BlockOnEarth& block, const SourceSystem& system) {
 
 }  // namespace
 
-BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& options) {
+BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
   if (!options.szBlockCrs.empty()) return OnEarth([&] { return InSystem(options.szBlockCrs); });
-  const std::string& project = result.szOrigin.empty() ? result.Files.szProject : result.szOrigin;
-  const std::string path = options.szSidecar.empty() ? SidecarPathOf(project) : options.szSidecar;
-  const auto sidecar = ReadSidecar(path);
+  const auto sidecar = SidecarOf(result, options, log);
   if (!sidecar || (sidecar->Frame.Kind != FrameKind::Topocentric && sidecar->Frame.szCrs.empty())) {
-    Refuse(project, 0, "nothing tells in which coordinate system the block is",
+    Refuse(result.Files.szProject, 0, "nothing tells in which coordinate system the block is",
            sidecar
-               ? PrintableName(path) + " has none; name it with --block-crs, such as --block-crs EPSG:25832"
-               : "Name it with --block-crs, such as --block-crs EPSG:25832, or the file that an import "
-                 "wrote with --sidecar");
+               ? "Its sidecar has none: name it with --block-crs, such as --block-crs EPSG:25832"
+               : "Name it with --block-crs, such as --block-crs EPSG:25832, or with --sidecar the file that "
+                 "an import wrote");
   }
   if (sidecar->Frame.Kind != FrameKind::Topocentric) {
     return OnEarth([&] { return InSystem(sidecar->Frame.szCrs); });

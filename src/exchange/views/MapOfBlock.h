@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 
+#include "exchange/ExchangeLog.h"
 #include "exchange/ExchangeOptions.h"
 #include "exchange/ResultReading.h"
 #include "exchange/crs/CoordinateSystems.h"
@@ -16,9 +17,9 @@ struct BlockOnEarth {
   bool bHeights = false;  ///< its Z are heights of a known kind
 };
 
-/// By the coordinate system that the user names for the block, else by the sidecar of its project (that of
-/// the options, or the one beside it). Throws ExchangeFault where neither tells it, or PROJ does not know it.
-BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& options);
+/// By the coordinate system that the user names for the block, else by the sidecar of its project (see
+/// SidecarOf). Throws ExchangeFault where neither tells it, or PROJ does not know it.
+BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log);
 
 /// Places of a block's frame in another system: east, north (or longitude, latitude), height. The height of a
 /// block without known heights is NaN. Throws ExchangeFault, also when it is called.

@@ -61,9 +61,9 @@ void WriteOne(const ResultBlock& result, const ExportOptions& options, ExchangeL
 }
 
 /// Points in the system that is asked for; without one as they are.
-void MovePoints(const ResultBlock& result, const ExportOptions& options, ViewBlock& view) {
+void MovePoints(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log, ViewBlock& view) {
   if (options.szCrs.empty()) return;
-  const PlaceOnEarth place = ToSystem(FindBlockOnEarth(result, options), options.szCrs);
+  const PlaceOnEarth place = ToSystem(FindBlockOnEarth(result, options, log), options.szCrs);
   for (std::vector<StrictPoint>* points : {&view.Tie, &view.Control}) {
     for (StrictPoint& point : *points) {
       if (!point.bSolved) continue;
@@ -92,7 +92,7 @@ void ExportGeoJson(const ResultBlock& result, const ExportOptions& options, Exch
     Refuse("", 0, "GeoJSON is always in longitude and latitude of WGS 84",
            "Leave --to-crs away; the system of the block is named with --block-crs");
   }
-  const PlaceOnEarth place = ToWgs84(FindBlockOnEarth(result, options));
+  const PlaceOnEarth place = ToWgs84(FindBlockOnEarth(result, options, log));
   const ViewBlock view = SolvedBlock(result, log);
   WriteOne(result, options, log, [&](TextWriter& file) { WriteGeoJson(view, place, file); });
 }
@@ -126,7 +126,7 @@ void ExportPly(const ResultBlock& result, const ExportOptions& options, Exchange
 
 void ExportLas(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
   ViewBlock view = SolvedBlock(result, log);
-  MovePoints(result, options, view);
+  MovePoints(result, options, log, view);
   LasHead head = HeadOfToday();
   if (!options.szCrs.empty()) head.szWkt = WktOf(options.szCrs);
   WriteOne(result, options, log, [&](TextWriter& file) {

@@ -1,0 +1,132 @@
+// Exports that are no models, from a result to its files.
+#include "exchange/views/Views.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "exchange/ExchangeFault.h"
+#include "exchange/VerticalBlock.h"
+#include "exchange/WrittenText.h"
+#include "exchange/views/MapOfBlock.h"
+#include "exchange/views/ViewBlock.h"
+
+namespace orvo::test {
+namespace {
+
+using namespace exchange;
+
+class Views : public ::testing::Test {
+ protected:
+  Views() {
+    Result.Block = MakeVerticalBlock({.nStrips = 2, .nImages = 3});
+    Result.Files.szProject = Result.szOrigin = Folder / "block.prj";
+    WriteFile(Result.Files.szProject, "the project");
+    Options.szResult = Result.Files.szProject;
+  }
+  /// The finding of an export that is refused; empty where it is not.
+  template <typename Export>
+  Finding Refusal(Export&& run) {
+    try {
+      run(Result, Options, Log);
+    } catch (const ExchangeFault& fault) {
+      return fault.What;
+    }
+    return {};
+  }
+
+  ScratchFolder Folder;
+  ResultBlock Result;
+  ExportOptions Options;
+  ExchangeLog Log;
+};
+
+TEST_F(Views, PlyComesWithItsCameras) {
+  Options.szOut = Folder / "cloud.ply";
+  ExportPly(Result, Options, Log);
+  EXPECT_TRUE(ReadFile(Folder / "cloud.ply").starts_with("ply\nformat binary_little_endian 1.0\n"));
+  EXPECT_NE(ReadFile(Folder / "cloud_cameras.ply").find("element vertex 30\n"), std::string::npos);
+}
+
+TEST_F(Views, TablesComeIntoAFolder) {
+  Options.szOut = Folder / "tables";
+  ExportTables(Result, Options, Log);
+  for (const char* name : {"orientations.csv", "cameras.csv", "points.csv", "control.csv", "residuals.csv"}) {
+    EXPECT_TRUE(Exists(Folder / (std::string("tables/") + name))) << name;
+  }
+}
+
+TEST_F(Views, CamerasAreJson) {
+  Options.szOut = Folder / "cameras.json";
+  Options.dPixelSize = 6;
+  ExportCameras(Result, Options, Log);
+  EXPECT_DOUBLE_EQ(nlohmann::json::parse(ReadFile(Options.szOut))["cameras"][0]["f_mm"], 30);
+}
+
+TEST_F(Views, NoInputIsWrittenOver) {
+  Options.szOut = Result.Files.szProject;
+  for (const auto run : {ExportPly, ExportLas, ExportCameras}) {
+    EXPECT_EQ(Refusal(run).szWhat, "this output is an input");
+    EXPECT_EQ(ReadFile(Result.Files.szProject), "the project");
+  }
+}
+
+TEST_F(Views, AMapNeedsACoordinateSystem) {
+  Options.szOut = Folder / "map.geojson";
+  const Finding finding = Refusal(ExportGeoJson);
+  EXPECT_EQ(finding.szWhat, "nothing tells in which coordinate system the block is");
+  EXPECT_NE(finding.szRemedy.find("--block-crs"), std::string::npos);
+  EXPECT_FALSE(Exists(Options.szOut));
+}
+
+TEST_F(Views, SystemsThatCantBeAreRefused) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  Options.szOut = Folder / "map.geojson";
+  for (const char* crs : {"EPSG:4326", "EPSG:99999999", "nonsense"}) {
+    Options.szBlockCrs = crs;
+    EXPECT_FALSE(Refusal(ExportGeoJson).szWhat.empty()) << crs;
+    EXPECT_FALSE(Exists(Options.szOut));
+  }
+}
+
+TEST_F(Views, TheSystemOfTheBlockMakesAMap) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  Result.Block.Images[0].S = {235269.88, 3811198.11, 400};
+  Options.szOut = Folder / "map.geojson";
+  Options.szBlockCrs = "EPSG:32611";
+  ExportGeoJson(Result, Options, Log);
+  const auto map = nlohmann::json::parse(ReadFile(Options.szOut));
+  const auto& first = map["features"][0]["geometry"]["coordinates"];
+  // Nothing tells what its heights are, so that there is none.
+  ASSERT_EQ(first.size(), 2u);
+  EXPECT_NEAR(first[0].get<double>(), -119.880078529, 2e-9);
+  EXPECT_NEAR(first[1].get<double>(), 34.408366648, 2e-9);
+}
+
+TEST_F(Views, TopocentricFramesGoBack) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  BlockOnEarth block;
+  block.Frame = {FrameKind::Topocentric, {}, -119.88, 34.41, 0};
+  block.bHeights = true;
+  const auto degrees = ToWgs84(block)({-29.8788, -152.6935, 9.9981});
+  const auto metres = ToSystem(block, "EPSG:32611")({-29.8788, -152.6935, 9.9981});
+  EXPECT_NEAR(degrees[2], 10, 1e-3);
+  EXPECT_NEAR(metres[0], 235248.03, 1e-3);
+  EXPECT_NEAR(metres[1], 3811227.25, 1e-3);
+  EXPECT_NEAR(metres[2], 10, 1e-3);
+}
+
+TEST_F(Views, LasCarriesTheSystemItIsIn) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  Options.szOut = Folder / "cloud.las";
+  Options.szBlockCrs = Options.szCrs = "EPSG:32611";
+  ExportLas(Result, Options, Log);
+  const std::string bytes = ReadFile(Options.szOut);
+  EXPECT_EQ(NumberAt<uint32_t>(bytes, 100), 2u);
+  EXPECT_NE(bytes.find("UTM zone 11N"), std::string::npos);
+  const ViewBlock view = ViewOf(Result.Block);
+  EXPECT_EQ(NumberAt<uint64_t>(bytes, 247), static_cast<uint64_t>(SolvedNum(view.Tie)));
+}
+
+}  // namespace
+}  // namespace orvo::test
