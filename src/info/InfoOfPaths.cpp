@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <set>
 
 #include "base/PrintableName.h"
+#include "block/OvtFile.h"
+#include "check/OvtCheck.h"
 #include "check/SurveyReading.h"
-#include "check/reading/OvtReading.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/Forms.h"
 #include "exchange/LensModels.h"
@@ -173,14 +175,16 @@ void TellAlone(PathInfo& info) {
   info.PosStrips.assign(strips.begin(), strips.end());
 }
 
+/// Alone it has no images, so that any ordinal may be one.
 void TellOvt(PathInfo& info) {
-  SurveyPoints points;
-  Diagnosis diagnosis;
-  const bool whole = ReadSurveyOvt(info.szPath, points, diagnosis);
-  TellDiagnosis(diagnosis, info);
-  if (!whole) info.Fault = FirstError(diagnosis, info.szPath);
-  info.nPoints = std::ssize(points.Points);
-  info.nMeasurements = std::ssize(points.Measurements);
+  if (const auto fault = FindFaultOfOvt(info.szPath, std::numeric_limits<int32_t>::max())) {
+    info.nErrors = 1;
+    info.Fault = *fault;
+  }
+  OvtReader file;
+  if (!file.Open(info.szPath)) return;
+  info.nPoints = file.PointNum();
+  info.nMeasurements = file.MeasureNum();
 }
 
 void Enlarge(std::optional<Extent>& extent, const std::array<double, 3>& place) {
