@@ -174,9 +174,8 @@ constexpr CodeEntry kCodes[] = {
      "name.",
      "Write the name as the table of settings has it."},
     {"A008", Note, "An unknown setting", "A name is none of a setting, and is passed over.", "Remove it."},
-    {"A009", Error, "POS file and settings disagree",
-     "Apply_GPS_Data or Apply_IMU_Data is on without a POS file, or a POS file is named and both are off.",
-     "Name a POS file, or switch both off; switch one on, or leave the file away."},
+    {"A009", Error, "No POS file", "Apply_GPS_Data or Apply_IMU_Data is on, and no POS file is named.",
+     "Name a POS file, or switch both off."},
     {"A010", Error, "A scale of 0",
      "Image_Coor_Scale or Object_Coor_Scale is 0, as where it is missing in the XML form, which makes "
      "everything 0.",
@@ -195,6 +194,10 @@ constexpr CodeEntry kCodes[] = {
     {"A014", Warning, "Weight without end",
      "An accuracy of 0, as where it is missing in the XML form, makes a weight that is not finite.",
      "Write the accuracies, as the page of the settings has them."},
+    {"A015", Note, "A POS file that is not used",
+     "A POS file is named, and Apply_GPS_Data and Apply_IMU_Data are off. It is checked nevertheless; "
+     "orvo adjust refuses to leave it aside without --ignore-unused.",
+     "Switch one of them on, or leave the file away."},
     {"M001", Note, "Memory of the points",
      "What the points of the block are reckoned to take, in how many sections they are read, and what the "
      "equations take.",

@@ -77,7 +77,7 @@ std::vector<Finding> CheckPosIsUsed(const RunPaths& paths, bool used) {
   }
   return {{Severity::Error, paths.szPos, 0, -1,
            "the POS file is not used, for Apply_GPS_Data and Apply_IMU_Data are off",
-           "Switch one on in the settings, or leave --pos away; --ignore-unused adjusts without", "A009"}};
+           "Switch one on in the settings, or leave --pos away; --ignore-unused adjusts without", "A015"}};
 }
 
 std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused) {
