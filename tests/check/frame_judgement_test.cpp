@@ -206,6 +206,24 @@ TEST(PointFaults, WhatIsExpectedOfAPoint) {
   EXPECT_TRUE(FindPointFaults(kGround, given, expected, kDepth).Outliers.empty());
 }
 
+TEST(FrameJudgement, ValuesThatAreNoNumbers) {
+  for (const double odd : {std::nan(""), HUGE_VAL, 1e300, -1e300}) {
+    for (const size_t count : {1u, 4u, 8u}) {
+      Points given(kGround.begin(), kGround.begin() + static_cast<std::ptrdiff_t>(count));
+      for (Position3& p : given) p = {odd, -odd, odd};
+      const auto block = std::span(kGround).first(count);
+      EXPECT_EQ(JudgeFrame(block, given, kDepth).Kind, FrameKind::Unknown) << odd << ' ' << count;
+      FindPointFaults(block, given, {}, kDepth);
+      // One of them among others.
+      if (count < 8) continue;
+      given = kGround;
+      given[3][1] = odd;
+      EXPECT_EQ(JudgeFrame(block, given, kDepth).Kind, FrameKind::Same) << odd;
+      EXPECT_EQ(FindPointFaults(block, given, {}, kDepth).Outliers.size(), 1u) << odd;
+    }
+  }
+}
+
 TEST(ControlSpread, AcrossAndShare) {
   const Points line = {{0, 0, 0}, {100, 0, 0}, {50, 0, 0}, {20, 0, 0}};
   EXPECT_DOUBLE_EQ(SpreadAcross(line), 0);

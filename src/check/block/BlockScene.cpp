@@ -58,6 +58,10 @@ double LongestBase(std::span<const SightRay> rays) {
 
 double Quantile(std::vector<double>& values, double share) {
   if (values.empty()) return 0;
+  // What is no number has no place in an order.
+  for (double& value : values) {
+    if (std::isnan(value)) value = HUGE_VAL;
+  }
   const auto at = static_cast<size_t>(share * static_cast<double>(values.size() - 1));
   std::ranges::nth_element(values, values.begin() + static_cast<std::ptrdiff_t>(at));
   return values[at];

@@ -33,7 +33,8 @@ BlockScene SampleScene(const SurveyBlock& block, const std::vector<bool>& usable
 /// The longest distance between two of the projection centres.
 double LongestBase(std::span<const SightRay> rays);
 
-/// The value below which `share` of the values lie; 0 of none. Reorders the values.
+/// The value below which `share` of the values lie; 0 of none. Reorders the values, of which those that are
+/// no number count as infinite.
 double Quantile(std::vector<double>& values, double share);
 
 }  // namespace orvo

@@ -1,5 +1,7 @@
 #include "check/block/ControlPairs.h"
 
+#include <cmath>
+
 #include "check/block/BlockScene.h"
 #include "check/block/LeastSquaresIntersection.h"
 
@@ -16,7 +18,8 @@ ControlPairs PairControl(const SurveyBlock& block, const std::vector<bool>& usab
       continue;
     }
     const auto met = IntersectLeastSquares(rays);
-    if (!met) continue;
+    if (!met || !std::isfinite(point.P[0]) || !std::isfinite(point.P[1]) || !std::isfinite(point.P[2]))
+      continue;
     pairs.Points.push_back(i);
     pairs.Block.push_back(met->P);
     pairs.Given.push_back(point.P);

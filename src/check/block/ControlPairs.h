@@ -10,7 +10,7 @@ namespace orvo {
 
 /// Working units.
 struct ControlPairs {
-  std::vector<size_t> Points;  ///< ordinals of those whose rays meet
+  std::vector<size_t> Points;  ///< ordinals of those whose rays meet, with finite coordinates
   std::vector<Position3> Block, Given;
   std::vector<double> Expected;  ///< how far off a point may be for the rays of the block, in its frame
   std::vector<Position3> ControlInBlock, ControlGiven;  ///< of these, the control points (type 1)

@@ -1,7 +1,6 @@
 #include "check/block/ExchangedPoints.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "check/block/BlockScene.h"
 
@@ -10,10 +9,6 @@ namespace {
 
 constexpr double kTimesUsual = 12, kTimesExpected = 10, kOfDepth = 0.02, kTimesNearer = 5;
 constexpr size_t kMostCompared = 300;  // beyond, points are told without their partners
-
-double Distance(const Position3& a, const Position3& b) {
-  return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
-}
 
 }  // namespace
 

@@ -111,6 +111,12 @@ class Search {
 
 }  // namespace
 
+double Distance(const Position3& a, const Position3& b) {
+  double squares = 0;
+  for (size_t k = 0; k < 3; ++k) squares += (a[k] - b[k]) * (a[k] - b[k]);
+  return std::isnan(squares) ? HUGE_VAL : std::sqrt(squares);
+}
+
 Position3 Apply(const FrameTransform& transform, const Position3& source) {
   Position3 result = transform.T;
   for (size_t row = 0; row < 3; ++row) {
@@ -167,7 +173,7 @@ std::vector<double> DistancesAfter(const FrameTransform& transform, Points sourc
   distances.reserve(source.size());
   for (size_t i = 0; i < source.size(); ++i) {
     const Position3 p = Apply(transform, source[i]);
-    distances.push_back(std::hypot(p[0] - target[i][0], p[1] - target[i][1], p[2] - target[i][2]));
+    distances.push_back(Distance(p, target[i]));
   }
   return distances;
 }

@@ -17,6 +17,9 @@ struct FrameTransform {
   Position3 T{};
 };
 
+/// Infinite where it is no number.
+double Distance(const Position3& a, const Position3& b);
+
 Position3 Apply(const FrameTransform& transform, const Position3& source);
 std::vector<Position3> Apply(const FrameTransform& transform, std::span<const Position3> sources);
 
