@@ -172,6 +172,10 @@ TEST(Export, ASidecarKeepsEverything) {
   EXPECT_EQ(SidecarPathOf("a/b.ovc"), "a/b.orvo.json");
   EXPECT_EQ(SidecarPathOf("a.b/c"), "a.b/c.orvo.json");
   EXPECT_FALSE(ReadSidecar(scratch / "none"));
+  sidecar.Written[3].dFocal = 0;
+  WriteFile(scratch / "s.orvo.json", SidecarText(sidecar));
+  EXPECT_EQ(FaultOf([&] { ReadSidecar(scratch / "s.orvo.json"); }).szWhat,
+            "a written camera has no focal length or image size above 0");
 }
 
 TEST(Convert, BringsAModelIntoAnotherForm) {
