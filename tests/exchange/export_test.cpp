@@ -147,6 +147,40 @@ TEST(Export, SidecarsThatDoNotBelong) {
   }
 }
 
+TEST(Export, AResultFindsTheSidecarOfItsMeasurements) {
+  const ScratchFolder scratch;
+  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
+  const struct {
+    const char* szBlock;
+    DistortionMode Mode;
+  } blocks[] = {{"a", DistortionMode::Correct}, {"b", DistortionMode::Drop}, {"c", DistortionMode::Drop}};
+  for (const auto& block : blocks) {
+    ImportOptions options;
+    options.szOut = scratch / block.szBlock;
+    options.Distortion = block.Mode;
+    options.szSource = block.szBlock;
+    WriteBlock(model, options, Silent());
+  }
+  for (const auto& block : blocks) {
+    const std::string folder = scratch / ("out_" + std::string(block.szBlock));
+    std::filesystem::create_directory(folder);
+    for (const char* extension : {".ovc", ".ovt"}) {
+      std::filesystem::copy_file(scratch / (block.szBlock + std::string(extension)),
+                                 folder + "/OrvoResult" + extension);
+    }
+    const ResultBlock result = ReadResult(folder);
+    const auto sidecar = SidecarOf(result, {}, Silent());
+    ASSERT_TRUE(sidecar);
+    EXPECT_EQ(sidecar->Distortion, block.Mode) << block.szBlock;
+  }
+  // Two that differ, of which neither can be told to be wrong.
+  std::filesystem::remove(scratch / "a.ovt");
+  std::filesystem::remove(scratch / "b.ovt");
+  EXPECT_NE(
+      FaultOf([&] { SidecarOf(ReadResult(scratch / "out_a"), {}, Silent()); }).szWhat.find("both it and"),
+      std::string::npos);
+}
+
 TEST(Export, ASidecarKeepsEverything) {
   Sidecar sidecar;
   sidecar.szForm = "colmap";
