@@ -105,6 +105,22 @@ TEST(Export, AChangedCameraKeepsItsDirections) {
   }
 }
 
+TEST(Export, ModelsAreNotMixedOfMeasuredAndCorrectedImages) {
+  SurveyBlock block;
+  block.Cameras = {{0, 3000, 2000, 2400, 0, 0, -5e-9, 0, 0}, {1, 3000, 2000, 2400, 0, 0, -1e-7, 8e-14, 0}};
+  const auto correctedOf = [&](CameraChoice choice) {
+    std::vector<bool> corrected;
+    for (const ExportCamera& camera : CamerasForExport(block, {}, choice, Silent())) {
+      corrected.push_back(camera.bCorrected);
+    }
+    return corrected;
+  };
+  EXPECT_EQ(correctedOf(CameraChoice::Automatic), (std::vector<bool>{true, true}));
+  block.Cameras.pop_back();
+  EXPECT_EQ(correctedOf(CameraChoice::Automatic), (std::vector<bool>{false}));
+  EXPECT_EQ(correctedOf(CameraChoice::Pinhole), (std::vector<bool>{true}));
+}
+
 TEST(Export, TheOriginalIsRefusedWhereItChanged) {
   Imported imported(EveryCamera()[3]);
   EXPECT_EQ(FaultOf([&] { Exported(imported.Path, CameraChoice::Original); }).szWhat, "");
