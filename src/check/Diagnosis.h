@@ -35,8 +35,12 @@ class Diagnosis {
   int64_t WarningNum() const { return nWarnings; }
 
  private:
+  struct Tally {
+    Severity Weight;
+    int64_t nCount = 0;
+  };
   std::vector<Finding> vFindings;
-  std::map<std::string, int64_t, std::less<>> CountOfCode;
+  std::map<std::string, Tally, std::less<>> TallyOfCode;
   int64_t nErrors = 0, nWarnings = 0;
 };
 

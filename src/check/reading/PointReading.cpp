@@ -67,6 +67,7 @@ class PointReader {
   bool ReadMeasures(SurveyPoint& point, int32_t count);
   Effect TakeBrokenMeasure(std::string_view line, const SurveyPoint& point, const std::string& place);
   void Push(const SurveyMeasurement& measure, std::string_view line, const SurveyPoint& point);
+  bool TakeUntold(std::string_view line, SurveyMeasurement& measure);
   void MakeRoom();
   void FindNextPoint();
   bool EndInLine() {
@@ -96,7 +97,7 @@ class PointReader {
   int64_t nRead = 0;
   bool bInStep = true;  ///< every line so far was the one that the counts say
   bool bEnded = false;  ///< the file ended before its counts
-  std::string szLine;
+  std::string szLine, szPointed;
   std::string szNextPoint;     ///< line of the next point, where it was read already
   int64_t nNextPointLine = 0;  ///< its number
 };
@@ -223,6 +224,10 @@ bool PointReader::ReadMeasures(SurveyPoint& point, int32_t count) {
 
 PointReader::Effect PointReader::TakeBrokenMeasure(std::string_view line, const SurveyPoint& point,
                                                    const std::string& place) {
+  if (SurveyMeasurement measure; TakeUntold(line, measure)) {
+    Push(measure, line, point);
+    return Effect::Taken;
+  }
   if (Text.TellNotMeant(line)) return Effect::PassedOver;
   const std::string what =
       Quoted(line) + " stands where measurement " + place + " of point " + NameOf(point) + " should";
@@ -246,6 +251,19 @@ PointReader::Effect PointReader::TakeBrokenMeasure(std::string_view line, const 
   if (looked.bUsable && fields.Int(measure.nImage) && fields.Real(measure.x) && fields.Real(measure.y))
     Push(measure, line, point);
   return Effect::Taken;
+}
+
+/// A measurement with decimal commas, once no more of them are shown: a file may have nothing else.
+bool PointReader::TakeUntold(std::string_view line, SurveyMeasurement& measure) {
+  if (Text.Found().CountOf("S006") <= Diagnosis::kMostOfACode) return false;
+  if (line.find(',') == std::string_view::npos || CountFields(line, 4) != 3) return false;
+  szPointed = line;
+  std::ranges::replace(szPointed, ',', '.');
+  FieldScanner fields(szPointed);
+  if (!fields.Int(measure.nImage) || !fields.Real(measure.x) || !fields.Real(measure.y)) return false;
+  if (!fields.NumbersAreWhole() || !Ordinals.Exists(measure.nImage)) return false;
+  Text.Tell("S006", 1, {}, {});
+  return true;
 }
 
 void PointReader::Push(const SurveyMeasurement& measure, std::string_view line, const SurveyPoint& point) {
