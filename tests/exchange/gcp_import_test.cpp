@@ -284,6 +284,20 @@ TEST_F(GcpFrames, Projected) {
   EXPECT_EQ(import.Run().substr(0, 47), "2\nP1 235269.880000 3811198.110000 0.000000 1\n1\n");
 }
 
+TEST_F(GcpFrames, AsTheyStandOnlyInMetres) {
+  const struct {
+    const char *crs, *fault;
+  } rows[] = {{"EPSG:25832", ""},
+              {"EPSG:2263", "0: the unit of EPSG:2263 is the US survey foot, and a block is in metres"},
+              {"OGC:CRS84", "0: longitude and latitude are no frame for a block"}};
+  for (const auto& row : rows) {
+    Import import("name,x,y,z\nA,9,50,3\n");
+    import.Options.szCrs = row.crs;
+    import.Options.Frame = FrameKind::AsIs;
+    EXPECT_EQ(import.Fault(), row.fault);
+  }
+}
+
 TEST_F(GcpFrames, Refused) {
   const struct {
     std::string table;

@@ -45,6 +45,16 @@ void CheckAgainst(const BlockFrame& kept, const ImportOptions& options) {
          "Leave --frame and --origin out, or import the block again");
 }
 
+/// What no frame is, taken as it stands. Throws CrsFault.
+void CheckAsIs(const std::string& path, const SourceSystem& source) {
+  const SystemFacts facts = DescribeSystem(source);
+  if (facts.bGeographic)
+    Refuse(path, 0, "longitude and latitude are no frame for a block", "Use --frame topocentric");
+  if (facts.dMetresOfUnit != 1)
+    Refuse(path, 0, "the unit of " + facts.szName + " is the " + facts.szUnit + ", and a block is in metres",
+           "Use --frame topocentric or --frame projected");
+}
+
 BlockFrame NewFrame(const ImportOptions& options, const SourceSystem& source,
                     const std::vector<std::array<double, 3>>& places) {
   const FrameKind kind =
@@ -84,10 +94,10 @@ FrameWay ChooseFrame(const ImportOptions& options, const SourceSystem& source, b
     if (source.szCrs.empty() && named && options.Frame != FrameKind::AsIs)
       Refuse(options.szSource, 0, "the coordinates have no coordinate system", kNameSystem);
     if (!kept) frame = NewFrame(options, source, places);
-    if (frame.Kind == FrameKind::AsIs && !source.szCrs.empty() && DescribeSystem(source).bGeographic)
-      Refuse(options.szSource, 0, "longitude and latitude are no frame for a block",
-             "Use --frame topocentric");
+    if (frame.Kind == FrameKind::AsIs && !source.szCrs.empty()) CheckAsIs(options.szSource, source);
     if (!source.szCrs.empty()) {
+      log.Say("Coordinate system: " + PrintableName(source.szCrs) +
+              (source.szHeight.empty() ? "" : ", heights: " + PrintableName(source.szHeight)));
       if (const std::string note = CheckArea(source, places); !note.empty())
         log.Tell({Severity::Warning, options.szSource, 0, -1, note.substr(0, note.size() - 1),
                   "Look at the coordinate system"});

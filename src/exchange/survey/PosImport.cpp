@@ -61,7 +61,6 @@ std::string PlainName(const std::string& path) {
 }
 
 void PosImport::NameImages() {
-  std::vector<SourcePose> kept;
   std::set<std::string> taken;
   for (SourcePose& pose : Source.Poses) {
     std::string name = PlainName(pose.szImage);
@@ -85,13 +84,14 @@ void PosImport::NameImages() {
     if (!taken.insert(name).second)
       Fail(pose.nLine, "the image '" + PrintableName(name) + "' comes twice",
            "Leave one of the two lines out");
+    SourcePose& kept = Source.Poses[Names.size()];
+    if (&kept != &pose) kept = std::move(pose);
     Names.push_back(name);
-    kept.push_back(std::move(pose));
   }
-  if (kept.empty())
+  if (Names.empty())
     Fail(0, "no image is one of the project: " + CountOf(Unknown.nCount, "image", Unknown.Names),
          "Name the project that they belong to with --project");
-  Source.Poses = std::move(kept);
+  Source.Poses.resize(Names.size());
 }
 
 AngleSystem PosImport::FindAngleSystem() const {

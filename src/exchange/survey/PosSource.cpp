@@ -98,7 +98,7 @@ bool IsNothing(std::string_view text) {
 }
 
 /// Above it a file is something else than a list of images.
-constexpr size_t kMostImages = 200000;
+constexpr size_t kMostImages = 150000;
 
 void Keep(PosSource& source, SourcePose pose, const TextLines& lines) {
   if (source.Poses.size() == kMostImages)
