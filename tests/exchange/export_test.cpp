@@ -204,7 +204,7 @@ TEST(Export, ASidecarKeepsEverything) {
   sidecar.szChecksum = "crc32:00000000";
   sidecar.Distortion = DistortionMode::Fit;
   sidecar.szPixelOrigin = "somewhere";
-  sidecar.Frame = {FrameKind::Topocentric, "EPSG:25832+7837", {50.123, 8.5, -0.1}};
+  sidecar.Frame = {FrameKind::Topocentric, "EPSG:25832+7837", "", {50.123, 8.5, -0.1}};
   for (const NamedCamera& named : EveryCamera()) {
     sidecar.Cameras.push_back(CameraLike(named));
     sidecar.Written.push_back({0, 3000, 2000, 1.0 / 3, 2e-17, -3, 4e-9, 5e-16, 0});

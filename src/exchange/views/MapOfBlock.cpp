@@ -20,16 +20,16 @@ auto OnEarth(const Work& work) {
   }
 }
 
-BlockOnEarth InSystem(const std::string& crs) {
-  const SystemFacts facts = DescribeSystem({crs, ""});
+BlockOnEarth InSystem(const std::string& crs, const std::string& height) {
+  const SystemFacts facts = DescribeSystem({crs, height});
   if (!facts.bProjected) {
     throw CrsFault(facts.szName + " is no projected system, so no block is adjusted in it",
                    "Name the system of the block's X and Y with --block-crs");
   }
   BlockOnEarth block;
   block.Frame.Kind = FrameKind::Projected;
-  block.Frame.System.szCrs = crs;
-  block.bHeights = facts.bHeights;
+  block.Frame.System = {crs, height};
+  block.bHeights = facts.bHeights || (!height.empty() && height != "none");
   return block;
 }
 
@@ -48,7 +48,7 @@ PlaceOnEarth ToSource(const BlockOnEarth& block, const SourceSystem& system) {
 }  // namespace
 
 BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
-  if (!options.szBlockCrs.empty()) return OnEarth([&] { return InSystem(options.szBlockCrs); });
+  if (!options.szBlockCrs.empty()) return OnEarth([&] { return InSystem(options.szBlockCrs, {}); });
   const auto sidecar = SidecarOf(result, options, log);
   if (!sidecar || (sidecar->Frame.Kind != FrameKind::Topocentric && sidecar->Frame.szCrs.empty())) {
     Refuse(result.Files.szProject, 0, "nothing tells in which coordinate system the block is",
@@ -58,7 +58,7 @@ BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& op
                  "an import wrote");
   }
   if (sidecar->Frame.Kind != FrameKind::Topocentric) {
-    return OnEarth([&] { return InSystem(sidecar->Frame.szCrs); });
+    return OnEarth([&] { return InSystem(sidecar->Frame.szCrs, sidecar->Frame.szHeight); });
   }
   BlockOnEarth block;
   block.Frame.Kind = FrameKind::Topocentric;
