@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "base/PrintableName.h"
@@ -63,19 +64,22 @@ std::optional<FittedForeignCamera> Refit(const ExportCamera& camera) {
   return best;
 }
 
-void UsePinhole(ExportCamera& camera, const std::string& named, ExchangeLog& log) {
+using Lines = std::vector<std::string>;
+
+void UsePinhole(ExportCamera& camera, const std::string& named, Lines& told) {
   const bool asMeasured = !camera.Original && HasNoDistortion(camera.Now);
   camera.Foreign = PinholeOf(camera.Now, !asMeasured);
   camera.bCorrected = !asMeasured;
-  log.Say(named + (asMeasured ? ": pinhole, measurements as they are"
+  told.push_back(named + (asMeasured
+                              ? ": pinhole, measurements as they are"
                               : ": pinhole, measurements are corrected; it belongs to undistorted images"));
 }
 
 void Choose(ExportCamera& camera, const std::string& named, bool unchanged, CameraChoice choice,
-            ExchangeLog& log) {
+            Lines& told) {
   if (unchanged && choice != CameraChoice::Refit && choice != CameraChoice::Pinhole) {
     camera.Foreign = camera.Original->Foreign;
-    log.Say(named + ": the original, unchanged");
+    told.push_back(named + ": the original, unchanged");
     return;
   }
   if (choice == CameraChoice::Original) {
@@ -87,29 +91,24 @@ void Choose(ExportCamera& camera, const std::string& named, bool unchanged, Came
     const auto fitted = Refit(camera);
     if (fitted && (choice == CameraChoice::Refit || fitted->Error.dMax < kRefitDefaultLimit)) {
       camera.Foreign = fitted->Camera;
-      log.Say(fmt::format("{}: refitted as {}, which leaves RMS {:.3e}, largest {:.3e} px", named,
-                          PrintableName(fitted->Camera.szModel), fitted->Error.dRms, fitted->Error.dMax));
+      told.push_back(fmt::format("{}: refitted as {}, which leaves RMS {:.3e}, largest {:.3e} px", named,
+                                 PrintableName(fitted->Camera.szModel), fitted->Error.dRms,
+                                 fitted->Error.dMax));
       return;
     }
     if (choice == CameraChoice::Refit) {
       Refuse("", 0, named + " can't be fitted: no model comes near it", "Use --camera pinhole");
     }
     if (fitted) {
-      log.Say(fmt::format("{}: the best refitted camera leaves up to {:.3f} px", named, fitted->Error.dMax));
+      told.push_back(
+          fmt::format("{}: the best refitted camera leaves up to {:.3f} px", named, fitted->Error.dMax));
     }
   }
-  UsePinhole(camera, named, log);
+  UsePinhole(camera, named, told);
 }
 
-}  // namespace
-
-ImageVector ExportCamera::ToForeign(ImageVector inProject) const {
-  if (bCorrected) return CorrectedMeasurement(Now, inProject.x, inProject.y);
-  return Original ? Original->ToMeasured(inProject) : inProject;
-}
-
-std::vector<ExportCamera> CamerasForExport(const SurveyBlock& block, const std::optional<Sidecar>& sidecar,
-                                           CameraChoice choice, ExchangeLog& log) {
+std::vector<ExportCamera> ChooseAll(const SurveyBlock& block, const std::optional<Sidecar>& sidecar,
+                                    CameraChoice choice, Lines& told) {
   std::vector<ExportCamera> cameras;
   for (size_t i = 0; i < block.Cameras.size(); ++i) {
     ExportCamera& camera = cameras.emplace_back();
@@ -127,10 +126,33 @@ std::vector<ExportCamera> CamerasForExport(const SurveyBlock& block, const std::
       id = sidecar->Cameras[i].nId;
       name = sidecar->Cameras[i].szName;
     }
-    Choose(camera, "Camera " + PrintableName(name), unchanged, choice, log);
+    Choose(camera, "Camera " + PrintableName(name), unchanged, choice, told);
     camera.Foreign.nId = id;
     camera.Foreign.szName = name;
   }
+  return cameras;
+}
+
+}  // namespace
+
+ImageVector ExportCamera::ToForeign(ImageVector inProject) const {
+  if (bCorrected) return CorrectedMeasurement(Now, inProject.x, inProject.y);
+  return Original ? Original->ToMeasured(inProject) : inProject;
+}
+
+std::vector<ExportCamera> CamerasForExport(const SurveyBlock& block, const std::optional<Sidecar>& sidecar,
+                                           CameraChoice choice, ExchangeLog& log) {
+  Lines told;
+  std::vector<ExportCamera> cameras = ChooseAll(block, sidecar, choice, told);
+  const bool mixed = choice == CameraChoice::Automatic &&
+                     std::ranges::any_of(cameras, &ExportCamera::bCorrected) &&
+                     !std::ranges::all_of(cameras, &ExportCamera::bCorrected);
+  if (mixed) {
+    // A model belongs to the images as they were taken, or to undistorted ones.
+    told.emplace_back("So all cameras become pinholes");
+    cameras = ChooseAll(block, sidecar, CameraChoice::Pinhole, told);
+  }
+  for (const std::string& line : told) log.Say(line);
   return cameras;
 }
 

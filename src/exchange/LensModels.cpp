@@ -46,9 +46,54 @@ bool Solve(LensModel lens, std::span<const double> parameters, const Eigen::Vect
   return false;
 }
 
+/// r (1 + c0 r2 + c1 r4 ...) and its slope.
+struct Radius {
+  double dValue, dSlope;
+};
+Radius BendRadius(std::span<const double> c, double r) {
+  double value = 1, slope = 1, power = 1, factor = 1;
+  for (const double coefficient : c) {
+    power *= r * r;
+    factor += 2;
+    value += coefficient * power;
+    slope += factor * coefficient * power;
+  }
+  return {r * value, slope};
+}
+
+bool IsRadial(LensModel lens) {
+  return lens == LensModel::SimpleRadial || lens == LensModel::Radial || lens == LensModel::SimpleFisheye ||
+         lens == LensModel::RadialFisheye || lens == LensModel::OpenCvFisheye;
+}
+
+/// The same for models that bend nothing but the radius, which most are: a tenth of the work.
+std::optional<Eigen::Vector2d> SolveRadius(std::span<const double> c, const Eigen::Vector2d& target) {
+  constexpr int kMostSteps = 40;
+  const double rd = target.norm();
+  if (rd == 0) return target;
+  double r = rd;
+  bool still = false;
+  for (int step = 0; step < kMostSteps; ++step) {
+    const Radius bent = BendRadius(c, r);
+    if (!(bent.dSlope > 1e-9) || !std::isfinite(bent.dValue)) return {};
+    const double change = (rd - bent.dValue) / bent.dSlope;
+    r += change;
+    if (still) break;
+    still = std::abs(change) <= 1e-14 * (1 + r);
+  }
+  if (!still || !(r > 0 && r <= 2 * rd + 1)) return {};
+  for (int i = 1; i < 8; ++i) {
+    if (!(BendRadius(c, r * (i / 8.0)).dSlope > 1e-9)) return {};
+  }
+  return target * (r / rd);
+}
+
 /// Straight at it, and where that fails outwards from the centre.
 std::optional<Eigen::Vector2d> SolveInPlane(LensModel lens, std::span<const double> parameters,
                                             const Eigen::Vector2d& target) {
+  if (IsRadial(lens)) {
+    if (const auto solved = SolveRadius(parameters, target)) return solved;
+  }
   const double bound = 2 * target.norm() + 1;
   Eigen::Vector2d at = target;
   if (Solve(lens, parameters, target, at) && at.norm() <= bound) {

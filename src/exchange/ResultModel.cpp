@@ -57,6 +57,16 @@ bool HasOtherMeasurements(const std::string& sidecar, const ResultBlock& result)
   return one != other;
 }
 
+/// Wherever they come from, an export by either is the same.
+bool TellTheSame(Sidecar one, Sidecar other) {
+  for (Sidecar* sidecar : {&one, &other}) {
+    sidecar->szForm.clear();
+    sidecar->szSource.clear();
+    sidecar->szChecksum.clear();
+  }
+  return SidecarText(one) == SidecarText(other);
+}
+
 /// The one sidecar near the result that belongs to it.
 std::optional<Sidecar> FindSidecar(const ResultBlock& result, ExchangeLog& log) {
   std::vector<std::string> places;
@@ -70,7 +80,7 @@ std::optional<Sidecar> FindSidecar(const ResultBlock& result, ExchangeLog& log) 
   for (const std::string& place : places) {
     auto sidecar = ReadSidecar(place);
     if (!sidecar || !BelongsTo(*sidecar, result.Block) || HasOtherMeasurements(place, result)) continue;
-    if (found && !named && SidecarText(*found) != SidecarText(*sidecar)) {
+    if (found && !named && !TellTheSame(*found, *sidecar)) {
       Refuse(place, 0, "both it and " + PrintableName(where) + " may belong to the result",
              "Name the right one with --sidecar");
     }

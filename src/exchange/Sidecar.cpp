@@ -91,7 +91,7 @@ ForeignCamera ForeignCameraOf(const Json& json, const std::string& path) {
   return camera;
 }
 
-SurveyCamera SurveyCameraOf(const Json& json) {
+SurveyCamera SurveyCameraOf(const Json& json, const std::string& path) {
   SurveyCamera camera;
   camera.nWidth = json.at("width").get<int32_t>();
   camera.nHeight = json.at("height").get<int32_t>();
@@ -100,6 +100,9 @@ SurveyCamera SurveyCameraOf(const Json& json) {
   camera.dY0 = json.at("y0").get<double>();
   camera.dK1 = json.at("k1").get<double>();
   camera.dK2 = json.at("k2").get<double>();
+  if (!(camera.dFocal > 0 && camera.dFocal <= 1e6) || camera.nWidth <= 0 || camera.nHeight <= 0) {
+    Refuse(path, 0, "a written camera has no focal length or image size above 0", "Import the block again");
+  }
   return camera;
 }
 
@@ -125,7 +128,7 @@ Sidecar SidecarOf(const Json& json, const std::string& path) {
   sidecar.szPixelOrigin = json.at("pixelOrigin").get<std::string>();
   for (const Json& camera : json.at("cameras")) {
     sidecar.Cameras.push_back(ForeignCameraOf(camera.at("original"), path));
-    sidecar.Written.push_back(SurveyCameraOf(camera.at("written")));
+    sidecar.Written.push_back(SurveyCameraOf(camera.at("written"), path));
   }
   for (const Json& image : json.at("images")) {
     sidecar.Images.push_back(

@@ -104,13 +104,16 @@ TEST(Colmap, FilesOfRigsDoNotMatter) {
   EXPECT_EQ(AllPoints(model).size(), 1u);
 }
 
-TEST(Colmap, BrokenText) {
-  const struct {
-    const char* szFile;
-    int64_t nLine;
-    const char* szWhat;
-    Model Broken;
-  } rows[] = {
+/// What is broken, and what is said of it where.
+struct BrokenModel {
+  const char* szFile;
+  int64_t nLine;
+  const char* szWhat;
+  Model Broken;
+};
+
+std::vector<BrokenModel> BrokenModels() {
+  return {
       {"cameras.txt", 1, "the camera model LENS is not known", {"1 LENS 640 480 800\n"}},
       {"cameras.txt",
        1,
@@ -174,7 +177,10 @@ TEST(Colmap, BrokenText) {
        "IMAGE_ID, POINT2D_IDX end at the end of the line",
        {kCameras, kImages, "7 0 0 8 1 2 3 0.5 3\n"}},
   };
-  for (const auto& row : rows) {
+}
+
+TEST(Colmap, BrokenText) {
+  for (const BrokenModel& row : BrokenModels()) {
     const ScratchFolder scratch;
     const Finding fault = FaultOf([&] {
       ForeignModel model = Read(scratch, row.Broken);

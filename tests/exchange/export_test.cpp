@@ -105,6 +105,22 @@ TEST(Export, AChangedCameraKeepsItsDirections) {
   }
 }
 
+TEST(Export, ModelsAreNotMixedOfMeasuredAndCorrectedImages) {
+  SurveyBlock block;
+  block.Cameras = {{0, 3000, 2000, 2400, 0, 0, -5e-9, 0, 0}, {1, 3000, 2000, 2400, 0, 0, -1e-7, 8e-14, 0}};
+  const auto correctedOf = [&](CameraChoice choice) {
+    std::vector<bool> corrected;
+    for (const ExportCamera& camera : CamerasForExport(block, {}, choice, Silent())) {
+      corrected.push_back(camera.bCorrected);
+    }
+    return corrected;
+  };
+  EXPECT_EQ(correctedOf(CameraChoice::Automatic), (std::vector<bool>{true, true}));
+  block.Cameras.pop_back();
+  EXPECT_EQ(correctedOf(CameraChoice::Automatic), (std::vector<bool>{false}));
+  EXPECT_EQ(correctedOf(CameraChoice::Pinhole), (std::vector<bool>{true}));
+}
+
 TEST(Export, TheOriginalIsRefusedWhereItChanged) {
   Imported imported(EveryCamera()[3]);
   EXPECT_EQ(FaultOf([&] { Exported(imported.Path, CameraChoice::Original); }).szWhat, "");
@@ -147,6 +163,40 @@ TEST(Export, SidecarsThatDoNotBelong) {
   }
 }
 
+TEST(Export, AResultFindsTheSidecarOfItsMeasurements) {
+  const ScratchFolder scratch;
+  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
+  const struct {
+    const char* szBlock;
+    DistortionMode Mode;
+  } blocks[] = {{"a", DistortionMode::Correct}, {"b", DistortionMode::Drop}, {"c", DistortionMode::Drop}};
+  for (const auto& block : blocks) {
+    ImportOptions options;
+    options.szOut = scratch / block.szBlock;
+    options.Distortion = block.Mode;
+    options.szSource = block.szBlock;
+    WriteBlock(model, options, Silent());
+  }
+  for (const auto& block : blocks) {
+    const std::string folder = scratch / ("out_" + std::string(block.szBlock));
+    std::filesystem::create_directory(folder);
+    for (const char* extension : {".ovc", ".ovt"}) {
+      std::filesystem::copy_file(scratch / (block.szBlock + std::string(extension)),
+                                 folder + "/OrvoResult" + extension);
+    }
+    const ResultBlock result = ReadResult(folder);
+    const auto sidecar = SidecarOf(result, {}, Silent());
+    ASSERT_TRUE(sidecar);
+    EXPECT_EQ(sidecar->Distortion, block.Mode) << block.szBlock;
+  }
+  // Two that differ, of which neither can be told to be wrong.
+  std::filesystem::remove(scratch / "a.ovt");
+  std::filesystem::remove(scratch / "b.ovt");
+  EXPECT_NE(
+      FaultOf([&] { SidecarOf(ReadResult(scratch / "out_a"), {}, Silent()); }).szWhat.find("both it and"),
+      std::string::npos);
+}
+
 TEST(Export, ASidecarKeepsEverything) {
   Sidecar sidecar;
   sidecar.szForm = "colmap";
@@ -154,7 +204,7 @@ TEST(Export, ASidecarKeepsEverything) {
   sidecar.szChecksum = "crc32:00000000";
   sidecar.Distortion = DistortionMode::Fit;
   sidecar.szPixelOrigin = "somewhere";
-  sidecar.Frame = {FrameKind::Topocentric, "EPSG:25832+7837", {50.123, 8.5, -0.1}};
+  sidecar.Frame = {FrameKind::Topocentric, "EPSG:25832+7837", "", {50.123, 8.5, -0.1}};
   for (const NamedCamera& named : EveryCamera()) {
     sidecar.Cameras.push_back(CameraLike(named));
     sidecar.Written.push_back({0, 3000, 2000, 1.0 / 3, 2e-17, -3, 4e-9, 5e-16, 0});
@@ -172,6 +222,10 @@ TEST(Export, ASidecarKeepsEverything) {
   EXPECT_EQ(SidecarPathOf("a/b.ovc"), "a/b.orvo.json");
   EXPECT_EQ(SidecarPathOf("a.b/c"), "a.b/c.orvo.json");
   EXPECT_FALSE(ReadSidecar(scratch / "none"));
+  sidecar.Written[3].dFocal = 0;
+  WriteFile(scratch / "s.orvo.json", SidecarText(sidecar));
+  EXPECT_EQ(FaultOf([&] { ReadSidecar(scratch / "s.orvo.json"); }).szWhat,
+            "a written camera has no focal length or image size above 0");
 }
 
 TEST(Convert, BringsAModelIntoAnotherForm) {

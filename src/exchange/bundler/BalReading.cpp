@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "exchange/UnusedOptions.h"
 #include "exchange/bundler/BundlerForms.h"
 #include "exchange/bundler/CentredModel.h"
 
@@ -48,6 +49,7 @@ void TakeObservations(const std::vector<Observation>& observations, SurveyPoints
 }  // namespace
 
 ForeignModel ReadBal(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"images"});
   FieldStream fields(options.szSource, '\0', log);
   CentredModel model;
   model.szForm = "bal";

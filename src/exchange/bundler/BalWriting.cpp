@@ -7,6 +7,7 @@
 #include "exchange/ForeignRotation.h"
 #include "exchange/LensModels.h"
 #include "exchange/StrictResiduals.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/bundler/BundlerForms.h"
 
@@ -115,6 +116,7 @@ void BalWriter::Write(TextWriter& file) const {
 }  // namespace
 
 void WriteBal(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {});
   const std::string name = std::filesystem::path(options.szOut).filename().string();
   if (name.empty()) Refuse(options.szOut, 0, "--out names a folder", "Name a file");
   BalWriter writer(model, log);

@@ -4,6 +4,7 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/bundler/BundlerForms.h"
 #include "exchange/bundler/CentredModel.h"
 
@@ -48,6 +49,7 @@ void ReadPoint(FieldStream& fields, size_t ordinal, int64_t imageNum, SurveyPoin
 }  // namespace
 
 ForeignModel ReadBundler(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"images"});
   FieldStream fields(options.szSource, '#', log);
   CentredModel model;
   model.szForm = "bundler";

@@ -2,6 +2,7 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/colmap/ColmapForm.h"
 #include "exchange/colmap/ColmapTables.h"
 
@@ -32,6 +33,7 @@ bool HasAll(const std::string& folder, const char* extension) {
 }  // namespace
 
 ForeignModel ReadColmap(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {});
   std::string folder = options.szSource;
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
   const bool binary = HasAll(folder, ".bin"), text = HasAll(folder, ".txt");

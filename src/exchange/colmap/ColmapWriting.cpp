@@ -12,6 +12,7 @@
 #include "exchange/ForeignRotation.h"
 #include "exchange/LensModels.h"
 #include "exchange/StrictResiduals.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/colmap/ColmapCameras.h"
 #include "exchange/colmap/ColmapForm.h"
@@ -272,6 +273,7 @@ void CheckNames(const ForeignModel& model, bool text) {
 }  // namespace
 
 void WriteColmap(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"text"});
   CheckNames(model, options.bText);
   const ColmapContent content = ContentOf(model);
   using Writer = void (*)(TextWriter&, const ForeignModel&, const ColmapContent&);
