@@ -54,7 +54,9 @@ Read ReadBytes(const std::string& bytes, const std::string& ovc = kOvc) {
   read.bUsable = ReadSurvey(files, read.Block, diagnosis);
   read.szFindings = Listed(diagnosis);
   for (const Finding& one : diagnosis.Findings()) {
-    if (one.nByte >= 0) EXPECT_EQ(one.szFile, folder / "b.ovt");
+    if (one.nByte >= 0) {
+      EXPECT_EQ(one.szFile, folder / "b.ovt");
+    }
   }
   return read;
 }
