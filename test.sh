@@ -43,6 +43,8 @@ if command -v ccache >/dev/null; then
   configure+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   # Without these it keeps nothing that was compiled with a precompiled header, which is every test.
   export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
+  # What was compiled in one copy of the tree serves in another; only debug information names the folder.
+  export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
 fi
 # Beside the compiler's cache, so that a new copy of the tree need not check everything again.
 export ORVO_TIDY_CACHE=${ORVO_TIDY_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/orvo-tidy}
