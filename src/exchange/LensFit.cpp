@@ -79,6 +79,7 @@ void Linearize(const Unknowns& unknowns, const std::vector<GridPoint>& grid, con
   using Dual = Eigen::AutoDiffScalar<Row>;
   const int n = unknowns.Num();
   std::vector<Dual> dual;
+  dual.reserve(static_cast<size_t>(n));
   for (int k = 0; k < n; ++k) dual.emplace_back(x[k], kMostUnknowns, k);
   const auto slope = [n](const Dual& value) -> Eigen::RowVectorXd {
     return value.derivatives().head(n).transpose();

@@ -92,7 +92,7 @@ std::optional<Eigen::Vector2d> SolveRadius(std::span<const double> c, const Eige
 std::optional<Eigen::Vector2d> SolveInPlane(LensModel lens, std::span<const double> parameters,
                                             const Eigen::Vector2d& target) {
   if (IsRadial(lens)) {
-    if (const auto solved = SolveRadius(parameters, target)) return solved;
+    if (auto solved = SolveRadius(parameters, target)) return solved;
   }
   const double bound = 2 * target.norm() + 1;
   Eigen::Vector2d at = target;

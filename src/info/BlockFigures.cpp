@@ -115,6 +115,7 @@ std::vector<double> DepthsOf(const SurveyBlock& block, const std::vector<StrictP
     }
   }
   std::vector<double> depths;
+  depths.reserve(ofImage.size());
   for (std::vector<double>& values : ofImage) {
     depths.push_back(values.empty() ? std::numeric_limits<double>::quiet_NaN() : exchange::MedianOf(values));
   }

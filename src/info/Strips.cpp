@@ -34,6 +34,7 @@ std::vector<Strip> StripsOfPos(const SurveyBlock& block) {
     if (found != idOfName.end() && found->second > 0) strips[found->second].push_back(k);
   }
   std::vector<Strip> list;
+  list.reserve(strips.size());
   for (auto& [id, strip] : strips) list.push_back(std::move(strip));
   return list;
 }

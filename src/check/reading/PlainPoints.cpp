@@ -38,9 +38,9 @@ class Window {
     while (true) {
       const char* begin = Text.data() + nAt;
       const size_t left = Text.size() - nAt;
-      const void* found = left > 0 ? std::memchr(begin, '\n', left) : nullptr;
-      if (found != nullptr) {
-        size_t length = static_cast<size_t>(static_cast<const char*>(found) - begin);
+      const size_t found = std::string_view(begin, left).find('\n');
+      if (found != std::string_view::npos) {
+        size_t length = found;
         nAt += length + 1;
         if (length > 0 && begin[length - 1] == '\r') --length;
         line = {begin, length};
@@ -237,6 +237,7 @@ bool ReadPlainPoints(const std::string& path, int64_t pointNum, int64_t imageNum
   const int64_t pieceNum = (bytes + kPieceBytes - 1) / kPieceBytes;
   const int threads = ParallelThreadNum(pieceNum, std::min(NativePlatform().ProcessorCount(), kMostThreads));
   std::vector<Piece> pieces;
+  pieces.reserve(static_cast<size_t>(threads));
   for (int k = 0; k < threads; ++k) pieces.emplace_back(file, imageNum);
   PieceJoin join(pointNum, place, file.Size(), points);
   ParallelInOrder(

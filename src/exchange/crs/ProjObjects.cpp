@@ -206,7 +206,7 @@ ProjHandle<PJ> CreateCrs(const ProjContext& context, const std::string& text) {
   if (text.find('\0') == std::string::npos && !text.empty())
     crs.reset(proj_create(context.Get(), definition.c_str()));
   if (!crs || proj_is_crs(crs.get()) == 0) {
-    const std::string words = context.LastWords();
+    const std::string& words = context.LastWords();
     throw CrsFault(
         Quoted(text) + " is no coordinate system that PROJ knows" + (words.empty() ? "" : " (" + words + ")"),
         "Codes have the form EPSG:25832 or, with heights, EPSG:25832+7837; WKT and PROJ strings "

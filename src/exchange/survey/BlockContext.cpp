@@ -33,7 +33,7 @@ std::string InSmallLetters(std::string name) {
 /// The ways in which names are alike, from the closest on.
 std::string NameAt(size_t stage, const std::string& name) {
   if (stage == 0) return name;
-  const std::string file = WithoutFolder(name);
+  std::string file = WithoutFolder(name);
   if (stage == 1) return file;
   return stage == 2 ? WithoutExtension(file) : InSmallLetters(WithoutExtension(file));
 }

@@ -124,7 +124,7 @@ std::optional<double> SecondsIn(std::string_view text) {
                                         std::chrono::month(static_cast<unsigned>(date[1])),
                                         std::chrono::day(static_cast<unsigned>(date[2])));
   if (!day.ok()) return std::nullopt;
-  const double days = std::chrono::sys_days(day).time_since_epoch().count();
+  const auto days = static_cast<double>(std::chrono::sys_days(day).time_since_epoch().count());
   return 86400 * days + 3600 * time[0] + 60 * time[1] + time[2] - *zone;
 }
 

@@ -26,7 +26,7 @@ std::vector<std::string> InputsOf(const ResultBlock& result) {
 }
 
 std::string NameIn(const std::string& path) {
-  const std::string name = std::filesystem::path(path).filename().string();
+  std::string name = std::filesystem::path(path).filename().string();
   if (name.empty()) Refuse(path, 0, "this is no name of a file", "Name a file with --out");
   return name;
 }
