@@ -24,6 +24,10 @@ void ExportForm(const ExportOptions& options, ExchangeLog& log) {
     Refuse("", 0, "there is no export into " + PrintableName(options.szForm), "See orvo export --help");
   }
   const ResultBlock result = ReadResult(options.szResult, options.szProject, options.szGcp, options.szPos);
+  for (const Finding& finding : FindingsOf(result.Left, result.Files.szProject)) log.Tell(finding);
+  if (result.Block.Images.empty() && !result.Left.IsEmpty()) {
+    Refuse(result.Files.szProject, 0, "no image of it has an orientation", "Run orvo check on the block");
+  }
   if (form->Export != nullptr) return form->Export(result, options, log);
   ForeignModel model = ModelOfResult(result, SidecarOf(result, options, log), options, log);
   form->WriteModel(model, options, log);

@@ -17,9 +17,30 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool BelongsTo(const Sidecar& sidecar, const SurveyBlock& block) {
-  return sidecar.Cameras.size() == block.Cameras.size() &&
-         std::ranges::equal(sidecar.Images, block.Images, {}, &SidecarImage::szAlias, &SurveyImage::szPath);
+/// What the block has, with what was left out of it.
+bool BelongsTo(const Sidecar& sidecar, const ResultBlock& result) {
+  const SurveyBlock& block = result.Block;
+  const LeftOut& left = result.Left;
+  if (sidecar.Cameras.size() != block.Cameras.size() + left.Cameras.size() ||
+      sidecar.Images.size() != block.Images.size() + left.Images.size()) {
+    return false;
+  }
+  size_t kept = 0, lost = 0;
+  for (size_t k = 0; k < sidecar.Images.size(); ++k) {
+    const bool isLost = lost < left.Images.size() && left.Images[lost].nImage == k;
+    if (!isLost && kept == block.Images.size()) return false;
+    const std::string& path = isLost ? left.Images[lost++].szPath : block.Images[kept++].szPath;
+    if (path != sidecar.Images[k].szAlias) return false;
+  }
+  return true;
+}
+
+/// The sidecar of what was not left out.
+Sidecar Narrowed(Sidecar sidecar, const LeftOut& left) {
+  EraseAt(sidecar.Cameras, left.Cameras);
+  EraseAt(sidecar.Written, left.Cameras);
+  EraseAt(sidecar.Images, ImageOrdinalsOf(left));
+  return sidecar;
 }
 
 /// Sidecars in the folder of a result and the one above it.
@@ -79,7 +100,7 @@ std::optional<Sidecar> FindSidecar(const ResultBlock& result, ExchangeLog& log) 
   std::string where;
   for (const std::string& place : places) {
     auto sidecar = ReadSidecar(place);
-    if (!sidecar || !BelongsTo(*sidecar, result.Block) || HasOtherMeasurements(place, result)) continue;
+    if (!sidecar || !BelongsTo(*sidecar, result) || HasOtherMeasurements(place, result)) continue;
     if (found && !named && !TellTheSame(*found, *sidecar)) {
       Refuse(place, 0, "both it and " + PrintableName(where) + " may belong to the result",
              "Name the right one with --sidecar");
@@ -159,13 +180,15 @@ std::optional<Sidecar> SidecarOf(const ResultBlock& result, const ExportOptions&
   if (!options.szSidecar.empty()) {
     auto named = ReadSidecar(options.szSidecar);
     if (!named) Refuse(options.szSidecar, 0, "there is no such file", "Name BLOCK.orvo.json of the import");
-    if (!BelongsTo(*named, result.Block)) {
+    if (!BelongsTo(*named, result)) {
       Refuse(options.szSidecar, 0, "it belongs to a block with other images or cameras",
              "Name BLOCK.orvo.json of the import");
     }
-    return named;
+    return Narrowed(std::move(*named), result.Left);
   }
-  return FindSidecar(result, log);
+  auto found = FindSidecar(result, log);
+  if (found) found = Narrowed(std::move(*found), result.Left);
+  return found;
 }
 
 ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sidecar>& sidecar,

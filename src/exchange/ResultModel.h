@@ -12,8 +12,8 @@
 namespace orvo::exchange {
 
 /// The sidecar that belongs to a result: named by options.szSidecar, or beside the project, or the one beside
-/// the result folder that has its images. Throws ExchangeFault where a named one is missing or another
-/// block's.
+/// the result folder that has its images; without cameras and images that the result leaves out. Throws
+/// ExchangeFault where a named one is missing or another block's.
 std::optional<Sidecar> SidecarOf(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log);
 
 /// Names, cameras and measurements as the original had them, as far as options.Camera and the sidecar allow;

@@ -82,7 +82,8 @@ ResultBlock ReadFolder(const fs::path& folder, const std::string& project, const
   result.Files.szGcp = gcp;
   result.Files.szPos = pos;
   result.szOrigin = project;
-  if (fs::exists(folder / kResultOvt)) {
+  const bool binary = fs::exists(folder / kResultOvt);
+  if (binary) {
     result.Files.szProject = ovc;
     result.Block = ReadWhole(result.Files);
   } else {
@@ -97,6 +98,7 @@ ResultBlock ReadFolder(const fs::path& folder, const std::string& project, const
     result.Block.Cameras = std::move(head.Cameras);
     result.Block.Images = std::move(head.Images);
   }
+  result.Left = LeaveOut(result.Block, binary ? BlockOrigin::BinaryResult : BlockOrigin::TextResult);
   IntersectAnew(result.Block);
   return result;
 }
@@ -134,6 +136,7 @@ ResultBlock ReadResult(const std::string& path, const std::string& project, cons
   result.Files.szGcp = gcp;
   result.Files.szPos = pos;
   result.Block = ReadWhole(result.Files);
+  result.Left = LeaveOut(result.Block, BlockOrigin::Project);
   return result;
 }
 

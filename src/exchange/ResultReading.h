@@ -4,6 +4,7 @@
 #include <string>
 
 #include "check/BlockCheck.h"
+#include "exchange/LeftOut.h"
 #include "records/SurveyBlock.h"
 
 namespace orvo::exchange {
@@ -11,7 +12,8 @@ namespace orvo::exchange {
 /// A block to be exported or told about.
 struct ResultBlock {
   SurveyFiles Files;     ///< that were read
-  SurveyBlock Block;     ///< cameras and images of the result
+  SurveyBlock Block;     ///< cameras and images of the result, without those left out
+  LeftOut Left;          ///< of what the files have
   bool bResult = false;  ///< from a result folder
   std::string szOrigin;  ///< the project that a result comes from; of a project itself; empty: not known
 };
@@ -19,8 +21,8 @@ struct ResultBlock {
 /// `path`: a result folder (or OrvoResult.ovc in one), or a project. `project`: the project that a result
 /// comes from; empty: the one text project beside the result folder that has its images, where the folder has
 /// no OrvoResult.ovt. Tie points of a result are intersected anew from its orientations, by plain least
-/// squares; those that don't meet keep their coordinates. Throws ExchangeFault, also for what ReadSurvey
-/// calls an error.
+/// squares; those that don't meet keep their coordinates. Images without orientation are left out: see
+/// LeaveOut. Throws ExchangeFault, also for what ReadSurvey calls an error.
 ResultBlock ReadResult(const std::string& path, const std::string& project = {}, const std::string& gcp = {},
                        const std::string& pos = {});
 

@@ -113,6 +113,11 @@ Json JsonOf(const PathInfo& info) {
   if (!info.szFrame.empty()) json["frame"] = info.szFrame;
   if (!info.Fault) PutAlone(json, info);
   if (info.Figures) PutBlock(json, *info.Figures);
+  if (!info.Left.Images.empty()) {
+    json["images_left_out"] = Json::array();
+    for (const exchange::LeftOutImage& image : info.Left.Images)
+      json["images_left_out"].push_back(image.szPath);
+  }
   if (info.Memory) PutMemory(json, *info.Memory);
   return json;
 }

@@ -74,12 +74,14 @@ void TellProject(const Beside& beside, int threads, PathInfo& info) {
     info.Fault = FirstError(diagnosis, info.szPath);
     return;
   }
+  info.Left = exchange::LeaveOut(block, exchange::BlockOrigin::Project);
   TellBlock(block, threads, info);
   TellSidecar(info.szPath, info);
 }
 
 void TellResult(const Beside& beside, int threads, PathInfo& info) {
   const exchange::ResultBlock result = exchange::ReadResult(info.szPath, {}, beside.szGcp, beside.szPos);
+  info.Left = result.Left;
   TellBlock(result.Block, threads, info);
   exchange::ExchangeLog silent;
   const auto sidecar = exchange::SidecarOf(result, {}, silent);

@@ -153,6 +153,9 @@ std::string TextOf(const PathInfo& info) {
   out.szText = PrintableName(info.szPath) + ": " + TextOf(info.Kind) + "\n";
   if (!info.Fault) AddAlone(info, out);
   if (info.Figures) AddBlock(*info.Figures, out);
+  for (const Finding& finding : exchange::FindingsOf(info.Left, info.szPath)) {
+    out.Add("left out", "{}", finding.szWhat);
+  }
   if (!info.szFrame.empty()) out.Add("frame", "{}", PrintableName(info.szFrame));
   if (info.Memory) AddMemory(*info.Memory, out);
   if (info.nErrors + info.nWarnings > 0) {

@@ -3,33 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "block/ProjectRecords.h"
 #include "check/StrictLines.h"
 #include "check/reading/OrdinalCheck.h"
+#include "check/reading/RunLosses.h"
 #include "records/ReadingFacts.h"
 
 namespace orvo {
 namespace {
-
-bool IsUsable(const SurveyCamera& camera) {
-  IopRecord unused;
-  return MakeIop({camera.nWidth, camera.nHeight, 0.0, camera.dFocal, camera.dX0, camera.dY0, 0.0, 0.0}, 1.0,
-                 unused);
-}
-
-bool IsAtOrigin(const SurveyImage& image) {
-  return image.S[0] == 0.0 && image.S[1] == 0.0 && image.S[2] == 0.0;
-}
-
-bool HasOrientation(const SurveyImage& image) {
-  ImageBlock record;
-  std::ranges::copy(image.R, std::begin(record.dRotation));
-  record.X = image.S[0];
-  record.Y = image.S[1];
-  record.Z = image.S[2];
-  EopRecord unused;
-  return MakeEop(record, 1.0, unused);
-}
 
 class LossChecker {
  public:
@@ -75,7 +55,7 @@ void LossChecker::CheckCameras() {
   for (size_t c = 0; c < Block.Cameras.size(); ++c) {
     const SurveyCamera& camera = Block.Cameras[c];
     const std::string name = "camera " + std::to_string(c);
-    if (!IsUsable(camera)) {
+    if (!RunTakesCamera(camera)) {
       bCameraLost[c] = true;
       Add("R013", camera.nLine,
           name + " is left out with its " + CountOf(imagesOf[c], "image", {}) +
@@ -103,7 +83,7 @@ void LossChecker::CheckImages() {
       bImageLost[i] = true;
       Add("R014", image.nLine + 3, name + " is left out, for its position is 0 0 0",
           "Give the image a start position");
-    } else if (!HasOrientation(image)) {
+    } else if (!HasFiniteOrientation(image)) {
       bImageLost[i] = true;
       Add("R014", image.nLine + 2, name + " is left out, for its position or its angles are not finite",
           "Give the image a rotation matrix and a position");

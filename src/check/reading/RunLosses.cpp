@@ -1,0 +1,29 @@
+#include "check/reading/RunLosses.h"
+
+#include <algorithm>
+
+#include "block/ProjectRecords.h"
+
+namespace orvo {
+
+bool RunTakesCamera(const SurveyCamera& camera) {
+  IopRecord unused;
+  return MakeIop({camera.nWidth, camera.nHeight, 0.0, camera.dFocal, camera.dX0, camera.dY0, 0.0, 0.0}, 1.0,
+                 unused);
+}
+
+bool IsAtOrigin(const SurveyImage& image) {
+  return image.S[0] == 0.0 && image.S[1] == 0.0 && image.S[2] == 0.0;
+}
+
+bool HasFiniteOrientation(const SurveyImage& image) {
+  ImageBlock record;
+  std::ranges::copy(image.R, std::begin(record.dRotation));
+  record.X = image.S[0];
+  record.Y = image.S[1];
+  record.Z = image.S[2];
+  EopRecord unused;
+  return MakeEop(record, 1.0, unused);
+}
+
+}  // namespace orvo
