@@ -107,15 +107,16 @@ TEST(Las, CoordinateSystemIsARecord) {
 TEST(Las, GridsHoldWhatTheyAreMadeFor) {
   struct Case {
     double dLeast, dMost, dScale, dOffset;
+    bool bDegrees = false;
   };
-  const Case cases[] = {{-40, 60, 1e-4, 0},
-                        {3811000.25, 3811900, 1e-4, 3811000},
-                        {0, 150000, 1e-4, 75000},
-                        {0, 450000, 1e-3, 225000},
-                        {-6e6, 6e6, 0.01, 0}};
+  const Case cases[] = {{-40, 60, 1e-4, 0},           {3811000.25, 3811900, 1e-4, 3811000},
+                        {0, 150000, 1e-4, 75000},     {0, 450000, 1e-3, 225000},
+                        {-6e6, 6e6, 0.01, 0},         {-119.8805, -119.8795, 1e-9, -120, true},
+                        {34.4, 35.3, 1e-9, 35, true}, {-180, 180, 1e-6, 0, true}};
   for (const Case& each : cases) {
-    const auto grid = GridOf({each.dLeast, 0, 0}, {each.dMost, 0, 0});
+    const auto grid = GridOf({each.dLeast, 0, 0}, {each.dMost, 0, 0}, each.bDegrees);
     ASSERT_TRUE(grid);
+    EXPECT_DOUBLE_EQ(grid->Scale[2], 1e-4);
     EXPECT_DOUBLE_EQ(grid->Scale[0], each.dScale) << each.dMost;
     EXPECT_EQ(grid->Offset[0], each.dOffset) << each.dMost;
     EXPECT_LT((each.dMost - grid->Offset[0]) / grid->Scale[0], 2147483647.0);

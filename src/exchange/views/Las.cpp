@@ -131,16 +131,19 @@ void WritePoints(const SurveyPoints& points, const std::vector<StrictPoint>& sol
 
 }  // namespace
 
-std::optional<LasGrid> GridOf(const std::array<double, 3>& least, const std::array<double, 3>& most) {
+std::optional<LasGrid> GridOf(const std::array<double, 3>& least, const std::array<double, 3>& most,
+                              bool degrees) {
   // Half of what 32 bits hold, which leaves the offset free.
   constexpr double kMost = 1e9;
   LasGrid grid;
   for (size_t k = 0; k < 3; ++k) {
     const double middle = least[k] + (most[k] - least[k]) / 2;
     if (!std::isfinite(middle)) return {};
-    const double offset = std::round(middle / 1000) * 1000;
+    const bool degree = degrees && k < 2;
+    const double step = degree ? 1 : 1000;
+    const double offset = std::round(middle / step) * step;
     const double reach = std::max(most[k] - offset, offset - least[k]);
-    double units = 1e4;
+    double units = degree ? 1e9 : 1e4;
     while (reach * units > kMost && units > 1e-6) units /= 10;
     if (!(reach * units <= kMost) || !(std::abs(offset) < 1e15)) return {};
     grid.Scale[k] = 1 / units;
@@ -153,7 +156,7 @@ bool WriteLas(const ViewBlock& view, const LasHead& head, TextWriter& file) {
   Box box{};
   Enlarge(box, view.Tie);
   Enlarge(box, view.Control);
-  const auto grid = GridOf(box.Least, box.Most);
+  const auto grid = GridOf(box.Least, box.Most, head.bDegrees);
   if (!grid || head.szWkt.size() + 1 > std::numeric_limits<uint16_t>::max()) return false;
   uint32_t recordNum = 0;
   const std::string records = RecordsOf(head, recordNum);

@@ -14,6 +14,7 @@ namespace orvo::exchange {
 struct LasHead {
   int32_t nYear = 0, nDayOfYear = 0;  ///< of creation; 0 for unknown
   std::string szWkt;                  ///< coordinate system of the points; empty for none
+  bool bDegrees = false;              ///< X and Y are longitude and latitude
 };
 
 /// Coordinates are held as whole multiples of `Scale` from `Offset`.
@@ -21,9 +22,11 @@ struct LasGrid {
   std::array<double, 3> Scale{}, Offset{};
 };
 
-/// A tenth of a millimetre where the extent allows it, else the next power of ten that does; offsets are
-/// whole thousands of object units near the middle, or 0. Nothing where no grid holds the points.
-std::optional<LasGrid> GridOf(const std::array<double, 3>& least, const std::array<double, 3>& most);
+/// A tenth of a millimetre, or of X and Y in degrees 1e-9, where the extent allows it, else the next power of
+/// ten that does; offsets are whole thousands of object units, or whole degrees, near the middle, or 0.
+/// Nothing where no grid holds the points.
+std::optional<LasGrid> GridOf(const std::array<double, 3>& least, const std::array<double, 3>& most,
+                              bool degrees = false);
 
 /// Solved tie, control and check points in the point format 6, with the extra bytes `rms` (float, image
 /// units) and `rays` (ushort). The class is 1, unclassified; control and check points are key points.

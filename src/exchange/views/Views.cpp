@@ -128,7 +128,10 @@ void ExportLas(const ResultBlock& result, const ExportOptions& options, Exchange
   ViewBlock view = SolvedBlock(result, log);
   MovePoints(result, options, log, view);
   LasHead head = HeadOfToday();
-  if (!options.szCrs.empty()) head.szWkt = WktOf(options.szCrs);
+  if (!options.szCrs.empty()) {
+    head.szWkt = WktOf(options.szCrs);
+    head.bDegrees = DescribeSystem({options.szCrs, ""}).bGeographic;
+  }
   WriteOne(result, options, log, [&](TextWriter& file) {
     if (WriteLas(view, head, file)) return;
     Refuse(options.szOut, 0, "the coordinates of the points are too far apart for the file, or no numbers",
