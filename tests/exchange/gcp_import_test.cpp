@@ -273,8 +273,35 @@ TEST_F(GcpFrames, FrameIsKeptInTheSidecar) {
   import.Options.szOrigin = "34,-119";
   EXPECT_THROW(import.Run(), ExchangeFault);
   import.Options.szOrigin.clear();
-  import.Options.Frame = FrameKind::Projected;
-  EXPECT_THROW(import.Run(), ExchangeFault);
+  for (const FrameKind other : {FrameKind::Projected, FrameKind::AsIs}) {
+    import.Options.Frame = other;
+    EXPECT_THROW(import.Run(), ExchangeFault) << NameOf(other);
+    EXPECT_EQ(ReadFile(import.Options.szOut).substr(2, 40), first.substr(2, 40));
+  }
+  import.Options.Frame = FrameKind::Topocentric;
+  import.Run();
+}
+
+/// From the origin of a topocentric frame.
+TEST_F(GcpFrames, PlacesFarOff) {
+  const struct {
+    const char *szOrigin, *szWarning, *szFault;
+  } rows[] = {{"34.41,-119.88", "", ""},
+              {"34.41,-119", "", ""},
+              {"34.41,-118", "coordinates are up to 173 km from the frame's origin", ""},
+              {"34.41,119.88", "", "0: all coordinates are 9"},
+              {"-33,151", "", "0: all coordinates are 1"}};
+  for (const auto& row : rows) {
+    Import import(kList);
+    import.Options.szHeight = "ellipsoidal";
+    import.Options.szOrigin = row.szOrigin;
+    const std::string fault = import.Fault();
+    EXPECT_EQ(fault.substr(0, std::string(row.szFault).size()), row.szFault) << row.szOrigin;
+    EXPECT_EQ(fault.empty(), *row.szFault == '\0') << fault;
+    const std::string told = import.Err.Text();
+    EXPECT_EQ(told.find("km from") != std::string::npos, *row.szWarning != '\0') << row.szOrigin << told;
+    EXPECT_NE(told.find(row.szWarning), std::string::npos) << told;
+  }
 }
 
 TEST_F(GcpFrames, Projected) {

@@ -1,6 +1,9 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <limits>
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
@@ -38,7 +41,7 @@ std::string WordsOf(const BlockFrame& frame) {
 
 /// A block has one frame: what is asked for has to be the one that it has.
 void CheckAgainst(const BlockFrame& kept, const ImportOptions& options) {
-  const bool otherKind = options.Frame && *options.Frame != FrameKind::AsIs && *options.Frame != kept.Kind;
+  const bool otherKind = options.Frame && *options.Frame != kept.Kind;
   const bool otherOrigin = !options.szOrigin.empty() && FrameOfOrigin(options.szOrigin) != kept;
   if (!otherKind && !otherOrigin) return;
   Refuse(SidecarPathOf(options.szProject), 0, "the block has a frame already: " + WordsOf(kept),
@@ -53,6 +56,36 @@ void CheckAsIs(const std::string& path, const SourceSystem& source) {
   if (facts.dMetresOfUnit != 1)
     Refuse(path, 0, "the unit of " + facts.szName + " is the " + facts.szUnit + ", and a block is in metres",
            "Use --frame topocentric or --frame projected");
+}
+
+/// A wrong sign of a longitude makes an origin that is thousands of kilometres off, and a frame as good as
+/// any. `chosen`: the origin is not the middle of the places.
+void CheckDistance(const BlockFrame& frame, bool chosen, const FrameTransform& transform,
+                   const std::vector<std::array<double, 3>>& places, const std::string& path,
+                   ExchangeLog& log) {
+  constexpr double kTold = 100e3, kRefused = 1000e3;
+  if (frame.Kind != FrameKind::Topocentric) return;
+  double least = std::numeric_limits<double>::infinity(), most = 0;
+  for (const std::array<double, 3>& place : places) {
+    try {
+      const std::array<double, 3> p = transform.ToFrame(place);
+      const double distance = std::hypot(p[0], p[1], p[2]);
+      least = std::min(least, distance);
+      most = std::max(most, distance);
+    } catch (const CrsFault&) {
+      continue;  // refused with its line, where it is brought into the frame
+    }
+  }
+  const char* remedy = chosen ? "Look at the signs of --origin, and at the coordinate system"
+                              : "Look at the coordinates and at their system";
+  if (chosen && most > 0 && least > kRefused) {
+    Refuse(path, 0,
+           fmt::format("all coordinates are {:.0f} km and more from the frame's origin", least / 1e3),
+           remedy);
+  }
+  if (most <= kTold) return;
+  log.Tell({Severity::Warning, path, 0, -1,
+            fmt::format("coordinates are up to {:.0f} km from the frame's origin", most / 1e3), remedy});
 }
 
 BlockFrame NewFrame(const ImportOptions& options, const SourceSystem& source,
@@ -88,11 +121,11 @@ FrameWay ChooseFrame(const ImportOptions& options, const SourceSystem& source, b
     if (kept) {
       frame = FrameOf(block.Original()->Frame);
       CheckAgainst(frame, options);
-      if (options.Frame == FrameKind::AsIs) frame = {};
     }
     const bool named = kept || (options.Frame && *options.Frame != FrameKind::AsIs);
-    if (source.szCrs.empty() && named && options.Frame != FrameKind::AsIs)
-      Refuse(options.szSource, 0, "the coordinates have no coordinate system", kNameSystem);
+    if (source.szCrs.empty() && named)
+      Refuse(options.szSource, 0, "the coordinates have no coordinate system",
+             kept ? "Name it with --crs: the block has a frame already" : kNameSystem);
     if (!kept) frame = NewFrame(options, source, places);
     if (frame.Kind == FrameKind::AsIs && !source.szCrs.empty()) CheckAsIs(options.szSource, source);
     if (!source.szCrs.empty()) {
@@ -104,6 +137,7 @@ FrameWay ChooseFrame(const ImportOptions& options, const SourceSystem& source, b
     }
     FrameWay way{frame, !kept && frame.Kind != FrameKind::AsIs, FrameTransform(source, frame, heights)};
     log.Say("Frame: " + WordsOf(frame));
+    CheckDistance(frame, kept || !options.szOrigin.empty(), way.Transform, places, options.szSource, log);
     for (const std::string& note : way.Transform.Notes()) log.Say(note);
     return way;
   } catch (const CrsFault& fault) {
