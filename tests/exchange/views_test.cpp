@@ -3,13 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "exchange/ExchangeFault.h"
+#include "exchange/Sidecar.h"
 #include "exchange/VerticalBlock.h"
 #include "exchange/WrittenText.h"
 #include "exchange/views/MapOfBlock.h"
 #include "exchange/views/ViewBlock.h"
+#include "support/Console.h"
 
 namespace orvo::test {
 namespace {
@@ -33,6 +36,24 @@ class Views : public ::testing::Test {
       return fault.What;
     }
     return {};
+  }
+
+  /// Beside the project.
+  void WriteSidecar(const ModelFrame& frame) {
+    Sidecar sidecar;
+    sidecar.szForm = "colmap";
+    sidecar.Frame = frame;
+    sidecar.Written = Result.Block.Cameras;
+    ForeignCamera camera;
+    camera.szModel = "PINHOLE";
+    camera.nWidth = Result.Block.Cameras[0].nWidth;
+    camera.nHeight = Result.Block.Cameras[0].nHeight;
+    camera.dFx = camera.dFy = Result.Block.Cameras[0].dFocal;
+    sidecar.Cameras = {camera};
+    for (const SurveyImage& image : Result.Block.Images) {
+      sidecar.Images.push_back({image.nId, image.szPath, image.szPath});
+    }
+    WriteFile(Folder / "block.orvo.json", SidecarText(sidecar));
   }
 
   ScratchFolder Folder;
@@ -126,6 +147,100 @@ TEST_F(Views, LasCarriesTheSystemItIsIn) {
   EXPECT_NE(bytes.find("UTM zone 11N"), std::string::npos);
   const ViewBlock view = ViewOf(Result.Block);
   EXPECT_EQ(NumberAt<uint64_t>(bytes, 247), static_cast<uint64_t>(SolvedNum(view.Tie)));
+}
+
+TEST_F(Views, LasInDegreesKeepsTenthsOfAMillimetre) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  for (SurveyImage& image : Result.Block.Images) image.S[0] += 235000, image.S[1] += 3811000;
+  Options.szOut = Folder / "cloud.las";
+  Options.szBlockCrs = "EPSG:32611";
+  Options.szCrs = "EPSG:4326";
+  ExportLas(Result, Options, Log);
+  const std::string bytes = ReadFile(Options.szOut);
+  const ViewBlock view = ViewOf(Result.Block);
+  const auto first = std::ranges::find(view.Tie, true, &StrictPoint::bSolved);
+  ASSERT_NE(first, view.Tie.end());
+  const auto expected = ToSystem(FindBlockOnEarth(Result, Options, Log), "EPSG:4326")(first->P);
+  const size_t body = NumberAt<uint32_t>(bytes, 96);
+  for (size_t c = 0; c < 2; ++c) {
+    EXPECT_EQ(NumberAt<double>(bytes, 131 + 8 * c), 1e-9);
+    const double read = NumberAt<int32_t>(bytes, body + 4 * c) * NumberAt<double>(bytes, 131 + 8 * c) +
+                        NumberAt<double>(bytes, 155 + 8 * c);
+    EXPECT_NEAR(read, expected[c], 1e-9);
+  }
+}
+
+TEST_F(Views, TheFrameOfTheSidecarIsTheOneThatIsUsed) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  const ModelFrame topocentric = {FrameKind::Topocentric, "EPSG:32611", "none", {34.41, -119.88, 0}};
+  const ModelFrame map = {FrameKind::Projected, "EPSG:32611", "none", {}};
+  const struct {
+    const char* szWhat;
+    ModelFrame Frame;
+    bool bOfControl, bResult;
+    const char* szBlockCrs;
+    const char* szFault;
+  } rows[] = {
+      {"topocentric", topocentric, false, false, "", ""},
+      {"its control, adjusted", topocentric, true, true, "", ""},
+      {"its control, not adjusted", topocentric, true, false, "", "was never adjusted"},
+      {"a map, not adjusted", map, true, false, "", "was never adjusted"},
+      {"what it is before", topocentric, true, false, "EPSG:32611", ""},
+      {"topocentric, named a map", topocentric, false, false, "EPSG:25832", "its frame is topocentric"},
+      {"topocentric result, named a map", topocentric, true, true, "EPSG:25832", "its frame is topocentric"},
+      {"a map", map, false, false, "", ""},
+      {"a map, the same", map, true, true, "EPSG:32611", ""},
+      {"a map, with heights", map, true, true, "EPSG:32611+5773", ""},
+      {"a map, another", map, true, true, "EPSG:25832", "says that it is in EPSG:32611"},
+      {"nothing", {}, false, false, "EPSG:25832", ""},
+  };
+  for (const auto& row : rows) {
+    ModelFrame frame = row.Frame;
+    frame.bOfControl = row.bOfControl;
+    WriteSidecar(frame);
+    Result.bResult = row.bResult;
+    Options.szBlockCrs = row.szBlockCrs;
+    std::string fault;
+    try {
+      FindBlockOnEarth(Result, Options, Log);
+    } catch (const ExchangeFault& refused) {
+      fault = refused.What.szWhat;
+    }
+    EXPECT_EQ(fault.empty(), *row.szFault == '\0') << row.szWhat << ": " << fault;
+    EXPECT_NE(fault.find(row.szFault), std::string::npos) << row.szWhat << ": " << fault;
+  }
+}
+
+TEST_F(Views, HeightsOfNoKnownMeaningStayWhatTheyAre) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  for (SurveyImage& image : Result.Block.Images) image.S[0] += 235000, image.S[1] += 3811000;
+  Options.szOut = Folder / "cloud.las";
+  Options.szBlockCrs = "EPSG:32611";
+  for (const char* crs : {"EPSG:4979", "EPSG:4978", "EPSG:32611+5773"}) {
+    Options.szCrs = crs;
+    EXPECT_NE(Refusal(ExportLas).szWhat.find("nothing tells what those of the block are above"),
+              std::string::npos)
+        << crs;
+    EXPECT_FALSE(Exists(Options.szOut));
+  }
+  Options.szCrs = "EPSG:4326";
+  Console err;
+  ExchangeLog log(nullptr, err.Stream());
+  ExportLas(Result, Options, log);
+  EXPECT_NE(err.Text().find("nothing tells what they are above"), std::string::npos) << err.Text();
+  EXPECT_EQ(err.Text().find("lie outside"), std::string::npos) << err.Text();
+}
+
+TEST_F(Views, PlacesOutsideTheAreaOfTheirSystemAreTold) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  for (SurveyImage& image : Result.Block.Images) image.S[0] += 235000, image.S[1] += 3811000;
+  Options.szOut = Folder / "cloud.las";
+  Options.szBlockCrs = "EPSG:32611";
+  Options.szCrs = "EPSG:32616";
+  Console err;
+  ExchangeLog log(nullptr, err.Stream());
+  ExportLas(Result, Options, log);
+  EXPECT_NE(err.Text().find("outside the area in which EPSG:32616 is used"), std::string::npos) << err.Text();
 }
 
 }  // namespace

@@ -56,16 +56,14 @@ class Area {
   ProjHandle<PJ> pToDegrees;
 };
 
-}  // namespace
-
-std::string CheckArea(const SourceSystem& source, std::span<const Place> places) {
+std::string Outside(const SourceSystem& source, std::span<const Place> places, bool refuseExchanged) {
   const ProjContext context;
   const ProjSystem system = CreateSystem(context, source, false);
   if (!system.Facts.WestSouthEastNorth || system.Facts.bGeocentric || places.empty()) return {};
   const Area area(context, system);
   const double east = MiddleOf(places, 0), north = MiddleOf(places, 1);
   if (!std::isfinite(east) || !std::isfinite(north) || area.Holds(east, north)) return {};
-  if (area.Holds(north, east)) {
+  if (refuseExchanged && area.Holds(north, east)) {
     throw CrsFault("the coordinates lie outside the area of " + system.Facts.szName +
                        ", and within when east and north are exchanged",
                    system.Facts.bGeographic ? "Exchange longitude and latitude in the file"
@@ -74,9 +72,19 @@ std::string CheckArea(const SourceSystem& source, std::span<const Place> places)
   return "The coordinates lie outside the area in which " + system.Facts.szName + " is used.";
 }
 
+}  // namespace
+
+std::string CheckArea(const SourceSystem& source, std::span<const Place> places) {
+  return Outside(source, places, true);
+}
+std::string OutsideArea(const SourceSystem& source, std::span<const Place> places) {
+  return Outside(source, places, false);
+}
+
 #else
 
 std::string CheckArea(const SourceSystem&, std::span<const std::array<double, 3>>) { return {}; }
+std::string OutsideArea(const SourceSystem&, std::span<const std::array<double, 3>>) { return {}; }
 
 #endif
 

@@ -13,5 +13,7 @@ namespace orvo::exchange {
 /// north are exchanged. A sentence where it lies outside both ways; empty where all is well, or no area is
 /// known.
 std::string CheckArea(const SourceSystem& source, std::span<const std::array<double, 3>> places);
+/// The same sentence, also where exchanging them would help: for places that were computed.
+std::string OutsideArea(const SourceSystem& source, std::span<const std::array<double, 3>> places);
 
 }  // namespace orvo::exchange

@@ -3,6 +3,7 @@
 #include <limits>
 #include <memory>
 
+#include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/ResultModel.h"
 #include "exchange/crs/FrameTransform.h"
@@ -33,6 +34,21 @@ BlockOnEarth InSystem(const std::string& crs, const std::string& height) {
   return block;
 }
 
+/// What the user names has to be what the sidecar says. Throws CrsFault.
+void CheckAgainst(const ModelFrame& kept, const std::string& crs) {
+  const char* remedy = "Leave --block-crs away, or name with --sidecar the file that belongs to the block";
+  if (kept.Kind == FrameKind::Topocentric) {
+    throw CrsFault("the sidecar of the block says that its frame is topocentric, and --block-crs " +
+                       PrintableName(crs) + " that it is a map",
+                   remedy);
+  }
+  if (!kept.szCrs.empty() && !IsSameMap(kept.szCrs, crs)) {
+    throw CrsFault("the sidecar of the block says that it is in " + PrintableName(kept.szCrs) +
+                       ", and --block-crs " + PrintableName(crs),
+                   remedy);
+  }
+}
+
 PlaceOnEarth ToSource(const BlockOnEarth& block, const SourceSystem& system) {
   const auto transform =
       OnEarth([&] { return std::make_shared<const FrameTransform>(system, block.Frame, block.bHeights); });
@@ -48,8 +64,17 @@ PlaceOnEarth ToSource(const BlockOnEarth& block, const SourceSystem& system) {
 }  // namespace
 
 BlockOnEarth FindBlockOnEarth(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
-  if (!options.szBlockCrs.empty()) return OnEarth([&] { return InSystem(options.szBlockCrs, {}); });
   const auto sidecar = SidecarOf(result, options, log);
+  const bool pending = sidecar && sidecar->Frame.bOfControl && !result.bResult;
+  if (!options.szBlockCrs.empty()) {
+    if (sidecar && !pending) OnEarth([&] { CheckAgainst(sidecar->Frame, options.szBlockCrs); });
+    return OnEarth([&] { return InSystem(options.szBlockCrs, {}); });
+  }
+  if (pending) {
+    Refuse(result.Files.szProject, 0,
+           "the frame that its sidecar keeps is that of the control, to which the block was never adjusted",
+           "Export a result of orvo adjust, or name the system that the block is in now with --block-crs");
+  }
   if (!sidecar || (sidecar->Frame.Kind != FrameKind::Topocentric && sidecar->Frame.szCrs.empty())) {
     Refuse(result.Files.szProject, 0, "nothing tells in which coordinate system the block is",
            sidecar
@@ -75,6 +100,10 @@ PlaceOnEarth ToWgs84(const BlockOnEarth& block) {
 
 PlaceOnEarth ToSystem(const BlockOnEarth& block, const std::string& crs) {
   const SystemFacts facts = OnEarth([&] { return DescribeSystem({crs, ""}); });
+  if (facts.bHeights && !block.bHeights) {
+    Refuse("", 0, facts.szName + " has heights, and nothing tells what those of the block are above",
+           "Name a system without heights, or that of the block with its own: --block-crs EPSG:25832+7837");
+  }
   return ToSource(block, {crs, facts.bHeights || !block.bHeights ? "" : "ellipsoidal"});
 }
 

@@ -9,6 +9,7 @@
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/WholeFiles.h"
+#include "exchange/crs/AreaCheck.h"
 #include "exchange/crs/WktText.h"
 #include "exchange/views/CameraFile.h"
 #include "exchange/views/GeoJson.h"
@@ -60,10 +61,32 @@ void WriteOne(const ResultBlock& result, const ExportOptions& options, ExchangeL
   TellWritten(files, {name}, log);
 }
 
+void TellArea(const ExportOptions& options, const ViewBlock& view, ExchangeLog& log) {
+  std::vector<std::array<double, 3>> places;
+  for (const std::vector<StrictPoint>* points : {&view.Tie, &view.Control}) {
+    for (const StrictPoint& point : *points) {
+      if (point.bSolved) places.push_back(point.P);
+    }
+  }
+  try {
+    const std::string note = OutsideArea({options.szCrs, ""}, places);
+    if (note.empty()) return;
+    log.Tell({Severity::Warning, options.szOut, 0, -1, note.substr(0, note.size() - 1),
+              "Look at --to-crs and at the frame of the block"});
+  } catch (const CrsFault& fault) {
+    Refuse("", 0, fault.what(), fault.Remedy);
+  }
+}
+
 /// Points in the system that is asked for; without one as they are.
 void MovePoints(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log, ViewBlock& view) {
   if (options.szCrs.empty()) return;
-  const PlaceOnEarth place = ToSystem(FindBlockOnEarth(result, options, log), options.szCrs);
+  const BlockOnEarth block = FindBlockOnEarth(result, options, log);
+  const PlaceOnEarth place = ToSystem(block, options.szCrs);
+  if (!block.bHeights) {
+    log.Tell({Severity::Note, options.szOut, 0, -1,
+              "heights are those of the block as they stand: nothing tells what they are above", ""});
+  }
   for (std::vector<StrictPoint>* points : {&view.Tie, &view.Control}) {
     for (StrictPoint& point : *points) {
       if (!point.bSolved) continue;
@@ -72,6 +95,7 @@ void MovePoints(const ResultBlock& result, const ExportOptions& options, Exchang
       if (std::isnan(point.P[2])) point.P[2] = height;
     }
   }
+  TellArea(options, view, log);
 }
 
 LasHead HeadOfToday() {
