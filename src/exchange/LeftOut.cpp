@@ -156,9 +156,8 @@ std::vector<Finding> FindingsOf(const LeftOut& left, const std::string& file) {
   }
   if (left.nMeasurements > 0) {
     findings.push_back({Severity::Note, file, 0, -1,
-                        CountOf(left.nMeasurements, "measurement", {}) +
-                            " on images left out: left out, and " + CountOf(left.nPoints, "tie point", {}) +
-                            " with fewer than 2 others",
+                        CountOf(left.nMeasurements, "measurement", {}) + " on them go with them, and " +
+                            CountOf(left.nPoints, "tie point", {}) + " with fewer than 2 others",
                         ""});
   }
   return findings;
