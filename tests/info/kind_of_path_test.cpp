@@ -112,6 +112,56 @@ TEST_F(InfoOfPaths, TellsOfAProjectWithItsFiles) {
   EXPECT_NE(text.find("strips:        2 by the POS file, of 4 images (4 to 4)\n"), std::string::npos) << text;
 }
 
+/// A GCP and a POS file tell of themselves, whether their project stands beside them or not.
+TEST_F(InfoOfPaths, TellsOfFilesWithoutTheirProject) {
+  WriteFile(Made / "gcp.txt",
+            "3\nA 1 2 3 1\n2\n7 1 2\n900000 3 4\nB 1 2 3 2\n1\n0 1 2\nC 1 2 3 1\n1\n5 1 2\n");
+  WriteFile(Made / "twice.txt", "1\nA 1 2 3 1\n3\n7 1 2\n7 3 4\n-1 5 6\n");
+  WriteFile(Made / "cut.txt", "2\nA 1 2 3 1\n1\n7 1 2\n");
+  WriteFile(Made / "pos.txt", "a 1 2 3 0 0 0 4\nb 1 2 3 0 0 0 4\nc 1 2 3 0 0 0 6\n");
+  struct Row {
+    std::string szPath;
+    int64_t nControl, nCheck, nMeasurements, nPosLines, nErrors, nWarnings;
+    bool bFault;
+  };
+  const auto& counts = Made.Truth().Counts;
+  const Row rows[] = {
+      {Made / "gcp.txt", 2, 1, 4, 0, 0, 0, false},
+      {Made / "twice.txt", 1, 0, 2, 0, 1, 1, false},
+      {Made / "cut.txt", 0, 0, 0, 0, 1, 0, true},
+      {Made / "pos.txt", 0, 0, 0, 3, 0, 0, false},
+      {Made.Paths().szGcp, counts.nControlPoints, counts.nCheckPoints, counts.nGroundMeasurements, 0, 0, 0,
+       false},
+      {Made.Paths().szPos, 0, 0, 0, 8, 0, 0, false},
+  };
+  for (const Row& row : rows) {
+    for (const bool beside : {false, true}) {
+      std::vector<std::string> paths = {row.szPath};
+      if (beside) paths.push_back(Made.Paths().szOvc);
+      const PathInfo info = InfoOf(paths, 1)[0];
+      EXPECT_EQ(info.Control.nPoints, row.nControl) << row.szPath;
+      EXPECT_EQ(info.Check.nPoints, row.nCheck) << row.szPath;
+      EXPECT_EQ(info.Control.nMeasurements + info.Check.nMeasurements, row.nMeasurements) << row.szPath;
+      EXPECT_EQ(info.nPosLines, row.nPosLines) << row.szPath;
+      EXPECT_EQ(info.nErrors, row.nErrors) << row.szPath;
+      EXPECT_EQ(info.nWarnings, row.nWarnings) << row.szPath;
+      EXPECT_EQ(info.Fault.has_value(), row.bFault) << row.szPath;
+    }
+  }
+}
+
+TEST_F(InfoOfPaths, TakesOneFileOfAKindForABlock) {
+  WriteFile(Made / "pos.txt", "a 1 2 3 0 0 0 4\n");
+  const std::string paths[] = {Made.Paths().szPos, Made / "pos.txt", Made.Paths().szOvc};
+  const auto infos = InfoOf(paths, 1);
+  EXPECT_FALSE(infos[0].Fault);
+  ASSERT_TRUE(infos[1].Fault);
+  EXPECT_NE(infos[1].Fault->szWhat.find("it is the second POS file"), std::string::npos);
+  EXPECT_EQ(infos[2].Figures->nPosOfImages, 8);
+  // Without a block each stands for itself.
+  for (const PathInfo& info : InfoOf(std::span(paths).first(2), 1)) EXPECT_FALSE(info.Fault) << info.szPath;
+}
+
 TEST_F(InfoOfPaths, TellsWhatIsWrong) {
   WriteFile(Made / "cut.prj", "2 1 3\n0 4000 3000 0 5000 0 0 0 0 0\n1 0\n");
   WriteFile(Made / "odd.bin", std::string(1000, '\xff'));
