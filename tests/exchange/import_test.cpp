@@ -228,5 +228,18 @@ TEST(Import, TheCommandTellsWhatItDid) {
   EXPECT_EQ(test::RunOrvo({"import", "word", "x", "--out", "y"}).nCode, ExitUsage);
 }
 
+TEST(Import, NumbersOfOptionsAreFiniteAndAboveZero) {
+  const ScratchFolder scratch;
+  for (const char* number : {"nan", "inf", "0", "-3", "1e999", "a"}) {
+    for (const auto& words : {std::vector<std::string>{"import", "colmap", "--fit-limit"},
+                              std::vector<std::string>{"export", "cameras", "--pixel-size"}}) {
+      const test::CommandRun run = test::RunOrvo(
+          {words[0], words[1], scratch / "no", "--out", scratch / "other", words[2] + "=" + number});
+      EXPECT_EQ(run.nCode, ExitUsage) << words[2] << " " << number;
+      EXPECT_NE(run.szErr.find("is no finite number above 0"), std::string::npos) << run.szErr;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace orvo::exchange
