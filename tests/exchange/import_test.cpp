@@ -186,6 +186,10 @@ TEST(Import, NamesThatAProjectCannotHold) {
   EXPECT_EQ(aliases.Paths, (std::vector<std::string>{"./a_b.jpg", "./a_b_2.jpg", "d/c.jpg", "d/c_2.jpg",
                                                      "./image", "./x_y_"}));
   EXPECT_EQ(aliases.nChanged, 5);
+  const ImageAliases folders = AliasesOf({"cam1/0001.jpg", "cam2/0001.jpg", "cam2\\0001.tif", "0001_2.jpg"});
+  EXPECT_EQ(folders.Paths, (std::vector<std::string>{"cam1/0001.jpg", "cam2/0001_2.jpg", "cam2\\0001_3.tif",
+                                                     "./0001_2_2.jpg"}));
+  EXPECT_EQ(folders.nChanged, 3);
   const ScratchFolder scratch;
   ForeignModel model = MakeModel(CameraLike(EveryCamera()[0]));
   model.Images[2].szPath = "Flug 1/Bild \xe4.jpg";

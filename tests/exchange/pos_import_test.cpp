@@ -172,6 +172,25 @@ TEST(PosImport, Refused) {
   EXPECT_NE(none.Fault().find("0: no image is one of the project: 1 image: q"), std::string::npos);
 }
 
+TEST(PosImport, ImagesThatShareAName) {
+  Import import("image,x,y,z\ncam1/0001.jpg,1,2,3\ncam2/0001.jpg,4,5,6\n");
+  EXPECT_NE(import.Fault().find("3: the image '0001' comes twice"), std::string::npos);
+  const std::string head = "2 1 0\n0 4000 3000 0 5000 0 0 0 0 0\n";
+  const std::string pose = "1 0 0 0 1 0 0 0 1\n1 2 3\n";
+  WriteFile(import.Folder / "block.prj",
+            head + "0 0\ncam1/0001.jpg\n" + pose + "1 0\ncam2/0001.jpg\n" + pose);
+  import.Options.szProject = import.Folder / "block.prj";
+  EXPECT_NE(import.Fault().find("3: several images of the project have the name '0001'"), std::string::npos);
+  // As the import of a model writes them.
+  WriteFile(import.Folder / "block.prj",
+            head + "0 0\ncam1/0001.jpg\n" + pose + "1 0\ncam2/0001_2.jpg\n" + pose);
+  WriteFile(import.Folder / "places.csv", "image,x,y,z\ncam1/0001.jpg,1,2,3\ncam2/0001_2.jpg,4,5,6\n");
+  const std::vector<PosRow> rows = import.Run();
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[0].szName, "0001");
+  EXPECT_EQ(rows[1].szName, "0001_2");
+}
+
 class PosFrames : public testing::Test {
  protected:
   void SetUp() override {

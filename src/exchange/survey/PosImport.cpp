@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <set>
+#include <map>
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
@@ -61,11 +61,12 @@ std::string PlainName(const std::string& path) {
 }
 
 void PosImport::NameImages() {
-  std::set<std::string> taken;
+  std::map<std::string, int32_t> taken;  // the image that has the name
   for (SourcePose& pose : Source.Poses) {
     std::string name = PlainName(pose.szImage);
+    int32_t image = 0;
     if (Context.HasProject()) {
-      const int32_t image = Context.FindImage(pose.szImage);
+      image = Context.FindImage(pose.szImage);
       if (image == -2)
         Fail(pose.nLine, "several images have the name '" + PrintableName(pose.szImage) + "'",
              "Write it with its folder");
@@ -81,7 +82,11 @@ void PosImport::NameImages() {
     if (!fits)
       Fail(pose.nLine, "'" + PrintableName(name) + "' can't be the name of an image in a POS file",
            "Names have no blanks, and up to 127 bytes: rename the image");
-    if (!taken.insert(name).second)
+    const auto [place, isNew] = taken.emplace(name, image);
+    if (!isNew && place->second != image)
+      Fail(pose.nLine, "several images of the project have the name '" + PrintableName(name) + "'",
+           "Folder and extension do not tell images of a POS file apart: rename them in the project");
+    if (!isNew)
       Fail(pose.nLine, "the image '" + PrintableName(name) + "' comes twice",
            "Leave one of the two lines out");
     SourcePose& kept = Source.Poses[Names.size()];
