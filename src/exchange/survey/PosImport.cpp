@@ -26,7 +26,10 @@ struct PosLine {
 class PosImport {
  public:
   PosImport(const ImportOptions& options, ExchangeLog& log)
-      : Options(options), Log(log), Source(ReadPosSource(options.szSource)), Context(options.szProject) {}
+      : Options(options),
+        Log(log),
+        Source(ReadPosSource(options.szSource, AngleSystemOf(options.szAngles))),
+        Context(options.szProject) {}
 
   void Run();
 
@@ -99,6 +102,19 @@ void PosImport::NameImages() {
   Source.Poses.resize(Names.size());
 }
 
+const char* RemedyOfColumns(AngleWords words) {
+  switch (words) {
+    case AngleWords::OmegaPhiKappa:
+      return "For omega, phi, kappa say standard or orvo";
+    case AngleWords::Flight:
+      return "Its angles are those of the aircraft: say body, or leave --angles out";
+    case AngleWords::Gimbal:
+      return "Its angles are those of the gimbal: say gimbal, or leave --angles out";
+    default:
+      return "For yaw, pitch, roll say body or gimbal";
+  }
+}
+
 AngleSystem PosImport::FindAngleSystem() const {
   const auto named = AngleSystemOf(Options.szAngles);
   const bool turns = Source.Angles == AngleWords::OmegaPhiKappa;
@@ -115,10 +131,9 @@ AngleSystem PosImport::FindAngleSystem() const {
          turns ? "Say --angles standard (R = Rx Ry Rz, as most programs have it) or --angles orvo"
                : "Say --angles body (level flight is 0, 0) or --angles gimbal (pitch -90 looks down)");
   }
-  const bool own = *named == AngleSystem::Orvo || *named == AngleSystem::Standard;
-  if (own != turns)
+  if (!GoesWith(Source.Angles, *named))
     Fail(1, "--angles " + Options.szAngles + " does not go with the columns of the file",
-         turns ? "For omega, phi, kappa say standard or orvo" : "For yaw, pitch, roll say body or gimbal");
+         RemedyOfColumns(Source.Angles));
   return *named;
 }
 
