@@ -261,7 +261,7 @@ void TellPath(const Beside& beside, int threads, PathInfo& info) {
       exchange::Refuse(info.szPath, 0, info.Kind.szWhy, "Check its path and permissions");
     case PathKind::Unknown:
       exchange::Refuse(
-          info.szPath, 0, "this is nothing that Orvo knows",
+          info.szPath, 0, info.Kind.szWhy.empty() ? "this is nothing that Orvo knows" : info.Kind.szWhy,
           "It knows projects, GCP and POS files, result folders, and the forms of orvo import --help");
   }
 }

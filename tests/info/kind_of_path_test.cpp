@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "info/InfoText.h"
@@ -45,6 +46,8 @@ TEST(KindOfPath, IsToldByTheFirstLines) {
       {"empty", "", "unknown", ""},
       {"blank", "\n \n\t\n", "unknown", ""},
       {"a.json", "{\"a\": 1}", "unknown", ""},
+      {"cameras.json", "{\"cameras\": [], \"shots\": {}}", "unknown", ""},
+      {"block.orvo.json", "{\"cameras\": []}", "unknown", ""},
       {"a.csv", "1,2,3\n", "unknown", ""},
   };
   for (const Case& each : cases) {
@@ -52,6 +55,23 @@ TEST(KindOfPath, IsToldByTheFirstLines) {
     EXPECT_EQ(TextOf(kind), each.szKind) << each.szName << "\n" << each.szHead;
     EXPECT_EQ(kind.szForm, each.szForm) << each.szName;
   }
+}
+
+TEST(KindOfPath, SaysWhatTheUnknownLooksLike) {
+  EXPECT_NE(KindOfText("b.orvo.json", "{\"cameras\": []}").szWhy.find("the sidecar of a project"),
+            std::string::npos);
+  EXPECT_NE(KindOfText("truth.json", "{\"cameras\": []}").szWhy.find("no list of reconstructions"),
+            std::string::npos);
+  EXPECT_EQ(KindOfText("a.csv", "1,2,3\n").szWhy, "");
+  const ScratchFolder folder;
+  std::filesystem::create_directory(folder / "unusable");
+  WriteFile(folder / "unusable/OrvoResult.ovc", "");
+  EXPECT_EQ(LookAt(folder.Path()).Kind, PathKind::Unknown);
+  EXPECT_NE(LookAt(folder.Path()).szWhy.find("its folder unusable"), std::string::npos);
+  const std::string paths[] = {folder.Path()};
+  const auto infos = InfoOf(paths, 1);
+  ASSERT_TRUE(infos[0].Fault);
+  EXPECT_EQ(infos[0].Fault->szWhat, LookAt(folder.Path()).szWhy);
 }
 
 TEST(KindOfPath, OfFoldersIsToldByTheirFiles) {
