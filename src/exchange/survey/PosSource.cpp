@@ -154,7 +154,7 @@ class TableReader {
   double Needed(std::optional<double> value, Column column, const char* what) const {
     if (value) return *value;
     const std::string& text = In(column);
-    Fail((Trimmed(text).empty() ? "an empty field" : Quoted(text)) + " is no " + what,
+    Fail(QuotedField(text) + " is no " + what,
          !Table.TakesCommas() && text.find(',') != std::string::npos
              ? "Write numbers with a decimal point"
              : "It is a finite number, in degrees, minutes and seconds or with the unit m");
