@@ -6,8 +6,18 @@
 #include "base/MemoryPurpose.h"
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/survey/DelimitedTable.h"
 
 namespace orvo {
+namespace {
+
+/// A range of CLI11 lets pass what compares with nothing.
+std::string CheckAboveZero(const std::string& text) {
+  const auto value = exchange::NumberIn(text);
+  return value && *value > 0 ? std::string() : text + " is no finite number above 0";
+}
+
+}  // namespace
 
 bool CanImport(const exchange::Form& form) { return form.ReadModel != nullptr || form.Import != nullptr; }
 bool CanExport(const exchange::Form& form) { return form.WriteModel != nullptr || form.Export != nullptr; }
@@ -38,7 +48,7 @@ void AddImportOptions(CLI::App& app, ImportArguments& arguments) {
   app.add_option("--fit-limit", options.dFitLimit, "pixels that a fit may leave anywhere in the image")
       ->capture_default_str()
       ->type_name("PX")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Validator(CheckAboveZero, "", "above zero"));
   app.add_option("--images", options.szImages, "list of image names, a line each, for forms without names")
       ->type_name("FILE");
   app.add_option("--tracks", options.szTracks, "tracks.csv, where it does not lie beside the source")
@@ -76,7 +86,7 @@ void AddExportOptions(CLI::App& app, ExportArguments& arguments) {
       ->type_name("CRS");
   app.add_option("--pixel-size", options.dPixelSize, "micrometres of a pixel, for lengths in millimetres")
       ->type_name("UM")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Validator(CheckAboveZero, "", "above zero"));
   app.add_option("--form-version", options.szVersion, "version of the form, where it has several")
       ->type_name("VERSION");
 }

@@ -35,7 +35,7 @@ ProjectRead ReadProject(SurveyFiles& files, SurveyBlock& block, Diagnosis& diagn
   return {true, sound, ReadSurveyOvt(files.szOvt, ordinals, block.Tie, diagnosis)};
 }
 
-bool ReadGcp(const std::string& path, SurveyBlock& block, Diagnosis& diagnosis) {
+bool ReadGcp(const std::string& path, OrdinalCheck ordinals, SurveyBlock& block, Diagnosis& diagnosis) {
   SurveyText text(path, diagnosis);
   if (!text.IsReadable()) return false;
   std::string_view line, more;
@@ -47,7 +47,6 @@ bool ReadGcp(const std::string& path, SurveyBlock& block, Diagnosis& diagnosis) 
   int32_t count = 0;
   fields.Int(count);
   if (fields.NumbersAreWhole() && count >= 0 && !fields.Word(more)) {
-    OrdinalCheck ordinals(block.Images);
     return ReadSurveyPoints(text, count, ordinals, block.Control);
   }
   text.Tell("S014", 1, Quoted(line) + " is not the number of points",
@@ -57,11 +56,10 @@ bool ReadGcp(const std::string& path, SurveyBlock& block, Diagnosis& diagnosis) 
   return false;
 }
 
-bool ReadPos(const std::string& path, SurveyBlock& block, Diagnosis& diagnosis) {
+bool ReadPos(const std::string& path, int64_t mostLines, SurveyBlock& block, Diagnosis& diagnosis) {
   SurveyText text(path, diagnosis);
   if (!text.IsReadable()) return false;
-  // Flights have more images than blocks, but not without end.
-  ReadSurveyPos(text, 8 * std::ssize(block.Images) + 65536, block.Pos);
+  ReadSurveyPos(text, mostLines, block.Pos);
   return true;
 }
 
@@ -73,14 +71,24 @@ bool ReadSurvey(SurveyFiles& files, SurveyBlock& block, Diagnosis& diagnosis) {
   // Without its images nothing can be said about what refers to them.
   if (!project.bHead) return false;
   bool usable = project.bAll;
-  if (!files.szGcp.empty()) usable = ReadGcp(files.szGcp, block, diagnosis) && usable;
+  if (!files.szGcp.empty())
+    usable = ReadGcp(files.szGcp, OrdinalCheck(block.Images), block, diagnosis) && usable;
   const int64_t errorsBeforePos = diagnosis.ErrorNum();
-  if (!files.szPos.empty()) usable = ReadPos(files.szPos, block, diagnosis) && usable;
+  // Flights have more images than blocks, but not without end.
+  const int64_t mostLines = 8 * std::ssize(block.Images) + 65536;
+  if (!files.szPos.empty()) usable = ReadPos(files.szPos, mostLines, block, diagnosis) && usable;
   const bool posSound = diagnosis.ErrorNum() == errorsBeforePos;
   if (project.bHeadSound) CheckNames(files, block, diagnosis);
   if (project.bHeadSound && posSound && !files.szPos.empty()) CheckPosNames(files, block, diagnosis);
   // What a fault left out is no loss of its own.
   if (usable && diagnosis.ErrorNum() == errorsBefore) CheckLosses(files, block, diagnosis);
+  return usable;
+}
+
+bool ReadSurveyAlone(const SurveyFiles& files, SurveyBlock& block, Diagnosis& diagnosis) {
+  constexpr int64_t kMostLines = int64_t{1} << 18;
+  bool usable = files.szGcp.empty() || ReadGcp(files.szGcp, OrdinalCheck(), block, diagnosis);
+  if (!files.szPos.empty()) usable = ReadPos(files.szPos, kMostLines, block, diagnosis) && usable;
   return usable;
 }
 

@@ -18,4 +18,9 @@ namespace orvo {
 /// the file. A measurement takes at most 64 bytes of memory.
 bool ReadSurvey(SurveyFiles& files, SurveyBlock& block, Diagnosis& diagnosis);
 
+/// Reads a GCP and a POS file whose project is not at hand, in the same way: their ordinals and names are
+/// held to no images. Empty paths are left out, and so is the project. False where a file can't be read, or
+/// ends before its counts.
+bool ReadSurveyAlone(const SurveyFiles& files, SurveyBlock& block, Diagnosis& diagnosis);
+
 }  // namespace orvo

@@ -1,6 +1,7 @@
 #include "exchange/ForeignRotation.h"
 
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 
 namespace orvo::exchange {
@@ -16,6 +17,8 @@ Rotation Array(const Matrix3& matrix) {
 }
 
 const Eigen::DiagonalMatrix<double, 3> kFlip(1, -1, -1);
+
+constexpr double kMostTurn = 1e6;
 
 }  // namespace
 
@@ -54,11 +57,16 @@ std::array<double, 4> QuaternionOf(const Rotation& R) {
   return {q.w(), q.x(), q.y(), q.z()};
 }
 
-Rotation RotationOfAngleAxis(const Vector3& axis) {
+std::optional<Rotation> RotationOfAngleAxis(const Vector3& axis) {
   const Eigen::Map<const Eigen::Vector3d> vector(axis.data());
   const double angle = vector.norm();
+  if (!(angle <= kMostTurn)) return std::nullopt;
   if (angle == 0) return Array(Matrix3::Identity());
   return Array(Eigen::AngleAxisd(angle, vector / angle).toRotationMatrix());
+}
+
+bool IsUsableTranslation(const Vector3& t) {
+  return std::ranges::all_of(t, [](double value) { return std::abs(value) < 1e15; });
 }
 
 Vector3 AngleAxisOf(const Rotation& R) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
 namespace orvo::exchange {
 
@@ -26,8 +27,12 @@ ForeignPose ForeignPoseOf(const SurveyPose& pose);
 bool RotationOfQuaternion(const std::array<double, 4>& q, Rotation& R);
 /// With w not below 0.
 std::array<double, 4> QuaternionOf(const Rotation& R);
-/// Axis times angle in radians.
-Rotation RotationOfAngleAxis(const Vector3& axis);
+/// Axis times angle in radians; nothing of an angle that is not finite or above 1e6, which has no digits
+/// left.
+std::optional<Rotation> RotationOfAngleAxis(const Vector3& axis);
+/// Whether a translation is finite and below 1e15 units, above which no digits are left of what lies around
+/// it.
+bool IsUsableTranslation(const Vector3& t);
 Vector3 AngleAxisOf(const Rotation& R);
 /// The nearest rotation; false where a matrix is not one within 1e-3, as one that is a reflection.
 bool MakeRotation(Rotation& R);

@@ -28,6 +28,13 @@ std::string Numbered(const std::string& alias, int number) {
   return alias.substr(0, place) + "_" + std::to_string(number) + alias.substr(place);
 }
 
+/// What a run calls the image: neither folder nor extension.
+std::string NameWithin(const std::string& alias) {
+  const size_t begin = alias.find_last_of("/\\") + 1;
+  const size_t dot = alias.find_last_of('.');
+  return alias.substr(begin, dot != std::string::npos && dot > begin ? dot - begin : std::string::npos);
+}
+
 }  // namespace
 
 ImageAliases AliasesOf(const std::vector<std::string>& names) {
@@ -36,7 +43,7 @@ ImageAliases AliasesOf(const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     const std::string first = AliasOf(name);
     std::string alias = first;
-    for (int number = 2; !taken.insert(alias).second; ++number) alias = Numbered(first, number);
+    for (int number = 2; !taken.insert(NameWithin(alias)).second; ++number) alias = Numbered(first, number);
     if (alias != name && alias != "./" + name) ++aliases.nChanged;
     aliases.Paths.push_back(std::move(alias));
   }

@@ -8,7 +8,8 @@
 namespace orvo::exchange {
 
 /// The path line of an image in a project: with a separator, without blanks and control characters, and short
-/// enough for a line. Names that are alike then are told apart by numbers.
+/// enough for a line. Images whose names are alike without folder and extension, which POS files and results
+/// name them by, are told apart by numbers.
 struct ImageAliases {
   std::vector<std::string> Paths;  ///< by image
   int64_t nChanged = 0;            ///< not counting a leading "./"

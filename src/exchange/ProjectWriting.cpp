@@ -319,8 +319,8 @@ void TellTotals(const BlockTotals& totals, const KeptHead& head, ExchangeLog& lo
   }
   if (head.nAliases > 0) {
     log.Say(
-        fmt::format("Renamed: {} images whose names a project can't hold, or not twice; the originals are "
-                    "kept beside it",
+        fmt::format("Renamed: {} images whose names a project can't hold, or that share them but for folder "
+                    "and extension; the originals are kept beside it",
                     head.nAliases));
   }
   if (totals.nRenamedPoints > 0) {

@@ -163,11 +163,11 @@ void TellAlone(PathInfo& info) {
   (info.Kind.Kind == PathKind::Gcp ? files.szGcp : files.szPos) = info.szPath;
   SurveyBlock block;
   Diagnosis diagnosis;
-  ReadSurvey(files, block, diagnosis);
-  for (const Finding& finding : diagnosis.Findings()) {
-    if (finding.szFile != info.szPath) continue;
-    info.nErrors += finding.Weight == Severity::Error ? 1 : 0;
-    info.nWarnings += finding.Weight == Severity::Warning ? 1 : 0;
+  const bool usable = ReadSurveyAlone(files, block, diagnosis);
+  TellDiagnosis(diagnosis, info);
+  if (!usable) {
+    info.Fault = FirstError(diagnosis, info.szPath);
+    return;
   }
   info.Control = CountsOf(block.Control, true);
   info.Check = CountsOf(block.Control, false);
@@ -263,25 +263,51 @@ void TellPath(const Beside& beside, int threads, PathInfo& info) {
       exchange::Refuse(info.szPath, 0, info.Kind.szWhy, "Check its path and permissions");
     case PathKind::Unknown:
       exchange::Refuse(
-          info.szPath, 0, "this is nothing that Orvo knows",
+          info.szPath, 0, info.Kind.szWhy.empty() ? "this is nothing that Orvo knows" : info.Kind.szWhy,
           "It knows projects, GCP and POS files, result folders, and the forms of orvo import --help");
   }
+}
+
+bool TakesSurvey(const PathInfo& info) {
+  return info.Kind.Kind == PathKind::TextProject || info.Kind.Kind == PathKind::OvcProject ||
+         info.Kind.Kind == PathKind::Result;
+}
+
+/// The GCP and the POS file among the paths. Beside a block a second one is at fault.
+Beside FindBeside(std::vector<PathInfo>& infos) {
+  Beside beside;
+  const bool blocks = std::ranges::any_of(infos, TakesSurvey);
+  for (PathInfo& info : infos) {
+    if (info.Kind.Kind != PathKind::Gcp && info.Kind.Kind != PathKind::Pos) continue;
+    std::string& taken = info.Kind.Kind == PathKind::Gcp ? beside.szGcp : beside.szPos;
+    if (taken.empty()) {
+      taken = info.szPath;
+    } else if (blocks) {
+      info.Fault = {Severity::Error,
+                    info.szPath,
+                    0,
+                    -1,
+                    "it is the second " + TextOf(info.Kind) +
+                        ", and a block has one: " + PrintableName(taken) + " is taken",
+                    "Leave one of the two out"};
+    }
+  }
+  return beside;
 }
 
 }  // namespace
 
 std::vector<PathInfo> InfoOf(std::span<const std::string> paths, int threads) {
   std::vector<PathInfo> infos;
-  Beside beside;
   for (const std::string& path : paths) {
     PathInfo info;
     info.szPath = path;
     info.Kind = LookAt(path);
-    if (info.Kind.Kind == PathKind::Gcp) beside.szGcp = path;
-    if (info.Kind.Kind == PathKind::Pos) beside.szPos = path;
     infos.push_back(std::move(info));
   }
+  const Beside beside = FindBeside(infos);
   for (PathInfo& info : infos) {
+    if (info.Fault) continue;
     try {
       TellPath(beside, threads, info);
     } catch (const exchange::ExchangeFault& fault) {

@@ -11,6 +11,8 @@
 #include <memory>
 #include <vector>
 
+#include "base/OutputNames.h"
+
 namespace orvo::info {
 namespace {
 
@@ -120,6 +122,11 @@ KindOfPath KindOfFolder(const fs::path& folder) {
     return {PathKind::Model, "colmap", ""};
   }
   if (HasOneOf(folder, {"reconstruction.json"})) return {PathKind::Model, "opensfm", ""};
+  if (HasOneOf(folder / kUnusableFolder, {"OrvoResult.ovc"})) {
+    return {
+        PathKind::Unknown, "",
+        std::string("this run came to nothing usable: what it found lies in its folder ") + kUnusableFolder};
+  }
   return {};
 }
 
@@ -133,7 +140,12 @@ KindOfPath KindOfText(std::string_view name, std::string_view head) {
   // An .ovc has no points, so that its first lines are those of a text project.
   const auto lines = LinesOf(head);
   if (lines.empty()) return {};
-  if (lines[0].starts_with('[') || lines[0].starts_with('{')) {
+  if (name.ends_with(".orvo.json")) {
+    return {PathKind::Unknown, "", "this is the sidecar of a project, which is read together with it"};
+  }
+  if (lines[0].starts_with('{'))
+    return {PathKind::Unknown, "", "this is JSON, but no list of reconstructions"};
+  if (lines[0].starts_with('[')) {
     const bool model = head.find("\"cameras\"") != std::string_view::npos ||
                        head.find("\"shots\"") != std::string_view::npos;
     if (model) return {PathKind::Model, "opensfm", ""};

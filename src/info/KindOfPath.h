@@ -24,7 +24,7 @@ enum class PathKind {
 struct KindOfPath {
   PathKind Kind = PathKind::Unknown;
   std::string szForm;  ///< the row of the table of forms that reads it: "colmap", "gcp"; empty for our own
-  std::string szWhy;   ///< of what is missing: the system's reason
+  std::string szWhy;   ///< of what is missing the system's reason, of what is unknown what it looks like
 };
 
 /// Folders by the names in them, files by their names and their first 64 KB.

@@ -100,13 +100,16 @@ TEST(Angles, QuaternionsAndAngleAxes) {
     Rotation found{};
     ASSERT_TRUE(RotationOfQuaternion(QuaternionOf(R), found));
     EXPECT_LT(Difference(found, R), 2e-15);
-    EXPECT_LT(Difference(RotationOfAngleAxis(AngleAxisOf(R)), R), 2e-15);
+    EXPECT_LT(Difference(*RotationOfAngleAxis(AngleAxisOf(R)), R), 2e-15);
     EXPECT_GE(QuaternionOf(R)[0], 0);
   }
   EXPECT_EQ(RotationOfAngleAxis({0, 0, 0}), rows[0]);
   // A quarter turn about z takes x to y.
-  EXPECT_LT(Difference(RotationOfAngleAxis({0, 0, std::numbers::pi / 2}), {0, -1, 0, 1, 0, 0, 0, 0, 1}),
+  EXPECT_LT(Difference(*RotationOfAngleAxis({0, 0, std::numbers::pi / 2}), {0, -1, 0, 1, 0, 0, 0, 0, 1}),
             1e-15);
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  for (const Vector3& none : {Vector3{1e300, 0, 0}, Vector3{0, 2e6, 0}, Vector3{0, 0, kNone}})
+    EXPECT_FALSE(RotationOfAngleAxis(none)) << none[0];
 }
 
 TEST(Angles, NamesOfSystems) {

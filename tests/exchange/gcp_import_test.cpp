@@ -130,7 +130,7 @@ TEST(GcpImport, Refused) {
       {"name,x,y,z\nA,12abc,1,2\n", "2: '12abc' is no coordinate"},
       {"name,x,y,z\nA,1,2,nan\n", "2: 'nan' is no height"},
       {"name,x,y,z\nA,1,2,inf\n", "2: 'inf' is no height"},
-      {"name,x,y,z\nA,1,2,\n", "2: an empty line is no height"},
+      {"name,x,y,z\nA,1,2,\n", "2: an empty field is no height"},
       {"name,x,y,z\n,1,2,3\n", "2: the point has no name"},
       {"name,x,y,z\nA,1,\"2,3\n", "2: quotes are not closed"},
       {"name,x,y,z,role\nA,1,2,3,maybe\n", "2: 'maybe' is no role"},

@@ -186,6 +186,10 @@ TEST(Import, NamesThatAProjectCannotHold) {
   EXPECT_EQ(aliases.Paths, (std::vector<std::string>{"./a_b.jpg", "./a_b_2.jpg", "d/c.jpg", "d/c_2.jpg",
                                                      "./image", "./x_y_"}));
   EXPECT_EQ(aliases.nChanged, 5);
+  const ImageAliases folders = AliasesOf({"cam1/0001.jpg", "cam2/0001.jpg", "cam2\\0001.tif", "0001_2.jpg"});
+  EXPECT_EQ(folders.Paths, (std::vector<std::string>{"cam1/0001.jpg", "cam2/0001_2.jpg", "cam2\\0001_3.tif",
+                                                     "./0001_2_2.jpg"}));
+  EXPECT_EQ(folders.nChanged, 3);
   const ScratchFolder scratch;
   ForeignModel model = MakeModel(CameraLike(EveryCamera()[0]));
   model.Images[2].szPath = "Flug 1/Bild \xe4.jpg";
@@ -226,6 +230,19 @@ TEST(Import, TheCommandTellsWhatItDid) {
   EXPECT_NE(none.szErr.find("nothing was written"), std::string::npos);
   EXPECT_FALSE(test::Exists(scratch / "other.ovc"));
   EXPECT_EQ(test::RunOrvo({"import", "word", "x", "--out", "y"}).nCode, ExitUsage);
+}
+
+TEST(Import, NumbersOfOptionsAreFiniteAndAboveZero) {
+  const ScratchFolder scratch;
+  for (const char* number : {"nan", "inf", "0", "-3", "1e999", "a"}) {
+    for (const auto& words : {std::vector<std::string>{"import", "colmap", "--fit-limit"},
+                              std::vector<std::string>{"export", "cameras", "--pixel-size"}}) {
+      const test::CommandRun run = test::RunOrvo(
+          {words[0], words[1], scratch / "no", "--out", scratch / "other", words[2] + "=" + number});
+      EXPECT_EQ(run.nCode, ExitUsage) << words[2] << " " << number;
+      EXPECT_NE(run.szErr.find("is no finite number above 0"), std::string::npos) << run.szErr;
+    }
+  }
 }
 
 }  // namespace

@@ -104,7 +104,7 @@ TEST(OpenSfm, RaysAreThoseOfTheSource) {
                                              t = {{{1, 2, 30}, {-1, 2, 31}}};
   const std::array<double, 3> P = {0.5, -1, 2};
   for (size_t i = 0; i < 2; ++i) {
-    const Rotation Rc = RotationOfAngleAxis(r[i]);
+    const Rotation Rc = *RotationOfAngleAxis(r[i]);
     std::array<double, 3> c = t[i];
     for (size_t j = 0; j < 9; ++j) c[j / 3] += Rc[j] * P[j % 3];
     const SurveyImage& image = model.Images[i];
@@ -175,6 +175,10 @@ TEST(OpenSfm, Refused) {
       {Replaced(Json(), "[3.1, 0.1, -0.2]", "[1, 2, \"3\"]"), kTracks, "is not three numbers"},
       {Replaced(Json(), "[3.1, 0.1, -0.2]", "[1, 2, null]"), kTracks, "is not three numbers"},
       {Replaced(Json(), "[3.1, 0.1, -0.2]", "[1, 2, [3]]"), kTracks, "is not built like"},
+      {Replaced(Json(), "[3.1, 0.1, -0.2]", "[1e300, 0, 0]"), kTracks,
+       "reconstruction.json:3: shot 'a 1.jpg' has no usable pose"},
+      {Replaced(Json(), "[1, 2, 30]", "[1e308, 1e308, -1e308]"), kTracks,
+       "reconstruction.json:3: shot 'a 1.jpg' has no usable pose"},
       {Replaced(Json(), "[3.1, 0.1, -0.2]", "{}"), kTracks, "is not three numbers"},
       {Replaced(Json(), "[3.1, 0.1, -0.2]", "5"), kTracks, "is not three numbers"},
       {Replaced(Json(), "\"camera\": \"v2 cam\"}}", "\"camera\": \"other\"}}"), kTracks,

@@ -109,6 +109,46 @@ TEST(PosImport, AnglesAsTheyStand) {
   }
 }
 
+/// Of several angles those of the named system, and none of another.
+TEST(PosImport, AnglesOfGimbalAndAircraft) {
+  const std::string gimbal = ",GimbalYawDegree,GimbalPitchDegree,GimbalRollDegree";
+  const std::string flight = ",FlightYawDegree,FlightPitchDegree,FlightRollDegree";
+  const std::string own = ",omega,phi,kappa";
+  const std::array<double, 3> ofGimbal = {40, -80, 1}, ofFlight = {30, 5, -2};
+  const std::string gimbalValues = ",40,-80,1", flightValues = ",30,5,-2", ownValues = ",1,2,3";
+  const struct {
+    std::string szHeadings, szValues;
+    const char* szAngles;
+    AngleSystem System;
+    std::array<double, 3> Degrees;
+    const char* szFault;
+  } rows[] = {
+      {gimbal + flight, gimbalValues + flightValues, "", AngleSystem::Gimbal, ofGimbal, ""},
+      {gimbal + flight, gimbalValues + flightValues, "gimbal", AngleSystem::Gimbal, ofGimbal, ""},
+      {gimbal + flight, gimbalValues + flightValues, "body", AngleSystem::Body, ofFlight, ""},
+      {flight + gimbal, flightValues + gimbalValues, "body", AngleSystem::Body, ofFlight, ""},
+      {flight, flightValues, "body", AngleSystem::Body, ofFlight, ""},
+      {own + flight, ownValues + flightValues, "body", AngleSystem::Body, ofFlight, ""},
+      {own + flight, ownValues + flightValues, "orvo", AngleSystem::Orvo, {1, 2, 3}, ""},
+      {gimbal, gimbalValues, "body", {}, {}, "1: --angles body does not go with the columns of the file"},
+      {flight, flightValues, "gimbal", {}, {}, "1: --angles gimbal does not go with the columns"},
+      {gimbal + flight, gimbalValues + flightValues, "standard", {}, {}, "1: --angles standard does not go"},
+  };
+  for (const auto& row : rows) {
+    Import import("image,x,y,z" + row.szHeadings + "\na.jpg,1,2,3" + row.szValues + "\n");
+    import.Options.szAngles = row.szAngles;
+    if (*row.szFault != 0) {
+      EXPECT_NE(import.Fault().find(row.szFault), std::string::npos) << row.szHeadings;
+      continue;
+    }
+    const std::vector<PosRow> poses = import.Run();
+    ASSERT_EQ(poses.size(), 1u);
+    const auto expected = DegreesOf(AngleSystem::Orvo, RotationOfDegrees(row.System, row.Degrees));
+    for (size_t i = 0; i < 3; ++i)
+      EXPECT_NEAR(poses[0].Values[3 + i], expected[i], 2e-9) << row.szHeadings << " " << row.szAngles;
+  }
+}
+
 TEST(PosImport, StripsOfTheFile) {
   Import import("image,x,y,z,strip\na,1,2,3,0\nb,2,2,3,0\nc,9,2,3,-4\nd,10,2,3,-4\n");
   const std::vector<PosRow> rows = import.Run();
@@ -170,6 +210,25 @@ TEST(PosImport, Refused) {
   Import none("image,x,y,z\nq,1,2,3\n");
   none.WithProject();
   EXPECT_NE(none.Fault().find("0: no image is one of the project: 1 image: q"), std::string::npos);
+}
+
+TEST(PosImport, ImagesThatShareAName) {
+  Import import("image,x,y,z\ncam1/0001.jpg,1,2,3\ncam2/0001.jpg,4,5,6\n");
+  EXPECT_NE(import.Fault().find("3: the image '0001' comes twice"), std::string::npos);
+  const std::string head = "2 1 0\n0 4000 3000 0 5000 0 0 0 0 0\n";
+  const std::string pose = "1 0 0 0 1 0 0 0 1\n1 2 3\n";
+  WriteFile(import.Folder / "block.prj",
+            head + "0 0\ncam1/0001.jpg\n" + pose + "1 0\ncam2/0001.jpg\n" + pose);
+  import.Options.szProject = import.Folder / "block.prj";
+  EXPECT_NE(import.Fault().find("3: several images of the project have the name '0001'"), std::string::npos);
+  // As the import of a model writes them.
+  WriteFile(import.Folder / "block.prj",
+            head + "0 0\ncam1/0001.jpg\n" + pose + "1 0\ncam2/0001_2.jpg\n" + pose);
+  WriteFile(import.Folder / "places.csv", "image,x,y,z\ncam1/0001.jpg,1,2,3\ncam2/0001_2.jpg,4,5,6\n");
+  const std::vector<PosRow> rows = import.Run();
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[0].szName, "0001");
+  EXPECT_EQ(rows[1].szName, "0001_2");
 }
 
 class PosFrames : public testing::Test {

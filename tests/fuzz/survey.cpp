@@ -53,6 +53,14 @@ void Read(SurveyFiles files) {
   Require(WhatIsWrong(block, diagnosis, usable));
 }
 
+void ReadAlone(const SurveyFiles& files) {
+  SurveyBlock block;
+  Diagnosis diagnosis;
+  const bool usable = ReadSurveyAlone(files, block, diagnosis);
+  if (!usable && diagnosis.ErrorNum() == 0) Require("nothing is told of what can't be used");
+  Require(WhatIsWrong(block.Control, size_t{1} << 31));
+}
+
 }  // namespace
 }  // namespace orvo::test
 
@@ -68,9 +76,11 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       break;
     case 1:
       Read({project, "", input, "", ""});
+      ReadAlone({"", "", input, "", ""});
       break;
     case 2:
       Read({project, "", "", input, ""});
+      ReadAlone({"", "", "", input, ""});
       break;
     case 3:
       Folder().Write("block.ovt", {reinterpret_cast<const char*>(data) + 1, size - 1});

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "info/InfoText.h"
@@ -45,6 +46,8 @@ TEST(KindOfPath, IsToldByTheFirstLines) {
       {"empty", "", "unknown", ""},
       {"blank", "\n \n\t\n", "unknown", ""},
       {"a.json", "{\"a\": 1}", "unknown", ""},
+      {"cameras.json", "{\"cameras\": [], \"shots\": {}}", "unknown", ""},
+      {"block.orvo.json", "{\"cameras\": []}", "unknown", ""},
       {"a.csv", "1,2,3\n", "unknown", ""},
   };
   for (const Case& each : cases) {
@@ -52,6 +55,23 @@ TEST(KindOfPath, IsToldByTheFirstLines) {
     EXPECT_EQ(TextOf(kind), each.szKind) << each.szName << "\n" << each.szHead;
     EXPECT_EQ(kind.szForm, each.szForm) << each.szName;
   }
+}
+
+TEST(KindOfPath, SaysWhatTheUnknownLooksLike) {
+  EXPECT_NE(KindOfText("b.orvo.json", "{\"cameras\": []}").szWhy.find("the sidecar of a project"),
+            std::string::npos);
+  EXPECT_NE(KindOfText("truth.json", "{\"cameras\": []}").szWhy.find("no list of reconstructions"),
+            std::string::npos);
+  EXPECT_EQ(KindOfText("a.csv", "1,2,3\n").szWhy, "");
+  const ScratchFolder folder;
+  std::filesystem::create_directory(folder / "unusable");
+  WriteFile(folder / "unusable/OrvoResult.ovc", "");
+  EXPECT_EQ(LookAt(folder.Path()).Kind, PathKind::Unknown);
+  EXPECT_NE(LookAt(folder.Path()).szWhy.find("its folder unusable"), std::string::npos);
+  const std::string paths[] = {folder.Path()};
+  const auto infos = InfoOf(paths, 1);
+  ASSERT_TRUE(infos[0].Fault);
+  EXPECT_EQ(infos[0].Fault->szWhat, LookAt(folder.Path()).szWhy);
 }
 
 TEST(KindOfPath, OfFoldersIsToldByTheirFiles) {
@@ -110,6 +130,56 @@ TEST_F(InfoOfPaths, TellsOfAProjectWithItsFiles) {
   const std::string text = TextOf(infos[0]);
   EXPECT_NE(text.find("images:        8 with 1 camera, all with tie points\n"), std::string::npos) << text;
   EXPECT_NE(text.find("strips:        2 by the POS file, of 4 images (4 to 4)\n"), std::string::npos) << text;
+}
+
+/// A GCP and a POS file tell of themselves, whether their project stands beside them or not.
+TEST_F(InfoOfPaths, TellsOfFilesWithoutTheirProject) {
+  WriteFile(Made / "gcp.txt",
+            "3\nA 1 2 3 1\n2\n7 1 2\n900000 3 4\nB 1 2 3 2\n1\n0 1 2\nC 1 2 3 1\n1\n5 1 2\n");
+  WriteFile(Made / "twice.txt", "1\nA 1 2 3 1\n3\n7 1 2\n7 3 4\n-1 5 6\n");
+  WriteFile(Made / "cut.txt", "2\nA 1 2 3 1\n1\n7 1 2\n");
+  WriteFile(Made / "pos.txt", "a 1 2 3 0 0 0 4\nb 1 2 3 0 0 0 4\nc 1 2 3 0 0 0 6\n");
+  struct Row {
+    std::string szPath;
+    int64_t nControl, nCheck, nMeasurements, nPosLines, nErrors, nWarnings;
+    bool bFault;
+  };
+  const auto& counts = Made.Truth().Counts;
+  const Row rows[] = {
+      {Made / "gcp.txt", 2, 1, 4, 0, 0, 0, false},
+      {Made / "twice.txt", 1, 0, 2, 0, 1, 1, false},
+      {Made / "cut.txt", 0, 0, 0, 0, 1, 0, true},
+      {Made / "pos.txt", 0, 0, 0, 3, 0, 0, false},
+      {Made.Paths().szGcp, counts.nControlPoints, counts.nCheckPoints, counts.nGroundMeasurements, 0, 0, 0,
+       false},
+      {Made.Paths().szPos, 0, 0, 0, 8, 0, 0, false},
+  };
+  for (const Row& row : rows) {
+    for (const bool beside : {false, true}) {
+      std::vector<std::string> paths = {row.szPath};
+      if (beside) paths.push_back(Made.Paths().szOvc);
+      const PathInfo info = InfoOf(paths, 1)[0];
+      EXPECT_EQ(info.Control.nPoints, row.nControl) << row.szPath;
+      EXPECT_EQ(info.Check.nPoints, row.nCheck) << row.szPath;
+      EXPECT_EQ(info.Control.nMeasurements + info.Check.nMeasurements, row.nMeasurements) << row.szPath;
+      EXPECT_EQ(info.nPosLines, row.nPosLines) << row.szPath;
+      EXPECT_EQ(info.nErrors, row.nErrors) << row.szPath;
+      EXPECT_EQ(info.nWarnings, row.nWarnings) << row.szPath;
+      EXPECT_EQ(info.Fault.has_value(), row.bFault) << row.szPath;
+    }
+  }
+}
+
+TEST_F(InfoOfPaths, TakesOneFileOfAKindForABlock) {
+  WriteFile(Made / "pos.txt", "a 1 2 3 0 0 0 4\n");
+  const std::string paths[] = {Made.Paths().szPos, Made / "pos.txt", Made.Paths().szOvc};
+  const auto infos = InfoOf(paths, 1);
+  EXPECT_FALSE(infos[0].Fault);
+  ASSERT_TRUE(infos[1].Fault);
+  EXPECT_NE(infos[1].Fault->szWhat.find("it is the second POS file"), std::string::npos);
+  EXPECT_EQ(infos[2].Figures->nPosOfImages, 8);
+  // Without a block each stands for itself.
+  for (const PathInfo& info : InfoOf(std::span(paths).first(2), 1)) EXPECT_FALSE(info.Fault) << info.szPath;
 }
 
 TEST_F(InfoOfPaths, TellsWhatIsWrong) {

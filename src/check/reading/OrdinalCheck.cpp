@@ -18,18 +18,21 @@ std::string RemedyOf(const char* kind, const char* upper, int32_t ordinal, int64
 }  // namespace
 
 OrdinalFault OrdinalCheck::Missing(int32_t ordinal) {
+  if (Images == nullptr)
+    return {"image " + std::to_string(ordinal) + " can't be", "Images are counted from 0 in their project"};
   if (OrdinalOfId.empty()) {
-    for (size_t i = 0; i < Images.size(); ++i)
-      OrdinalOfId.try_emplace(Images[i].nId, static_cast<int32_t>(i));
+    for (size_t i = 0; i < Images->size(); ++i)
+      OrdinalOfId.try_emplace((*Images)[i].nId, static_cast<int32_t>(i));
   }
   const auto known = OrdinalOfId.find(ordinal);
   return {"there is no image " + std::to_string(ordinal),
-          RemedyOf("image", "Image", ordinal, std::ssize(Images),
+          RemedyOf("image", "Image", ordinal, std::ssize(*Images),
                    known == OrdinalOfId.end() ? -1 : int64_t{known->second})};
 }
 
 OrdinalFault OrdinalCheck::Second(int32_t ordinal, const char* point) const {
-  return {"point " + Quoted(point) + " is measured a second time in image " + NameOfImage(Images, ordinal),
+  return {"point " + Quoted(point) + " is measured a second time in image " +
+              (Images == nullptr ? std::to_string(ordinal) : NameOfImage(*Images, ordinal)),
           "A point has one place in an image: leave one of the two out"};
 }
 

@@ -23,7 +23,10 @@ CentredCamera ReadCamera(FieldStream& fields) {
   camera.K1 = fields.Real("a distortion coefficient");
   camera.K2 = fields.Real("a distortion coefficient");
   if (!(camera.f > 0)) fields.Refuse("a focal length is not above 0");
-  camera.Rb = RotationOfAngleAxis(axis);
+  const auto rotation = RotationOfAngleAxis(axis);
+  if (!rotation) fields.Refuse("the rotation of a camera is no angle in radians");
+  if (!IsUsableTranslation(camera.t)) fields.Refuse("the translation of a camera is too large");
+  camera.Rb = *rotation;
   return camera;
 }
 

@@ -21,6 +21,7 @@ CentredCamera ReadCamera(FieldStream& fields) {
   for (double& value : camera.Rb) value = fields.Real("a rotation");
   for (double& value : camera.t) value = fields.Real("a translation");
   if (camera.f != 0 && !MakeRotation(camera.Rb)) fields.Refuse("the matrix of a camera is no rotation");
+  if (!IsUsableTranslation(camera.t)) fields.Refuse("the translation of a camera is too large");
   return camera;
 }
 

@@ -32,8 +32,8 @@ std::string AddImage(const ColmapPose& pose, ColmapTables& tables) {
   const auto ordinal = static_cast<int32_t>(tables.Images.size());
   if (!tables.OrdinalOfImage.emplace(pose.nId, ordinal).second) return named + " is there twice";
   ForeignPose foreign;
-  const bool finite = std::ranges::all_of(pose.t, [](double value) { return std::abs(value) < 1e15; });
-  if (!finite || !RotationOfQuaternion(pose.q, foreign.Rc)) return named + " has no usable pose";
+  if (!IsUsableTranslation(pose.t) || !RotationOfQuaternion(pose.q, foreign.Rc))
+    return named + " has no usable pose";
   foreign.t = pose.t;
   const SurveyPose ours = SurveyPoseOf(foreign);
   SurveyImage& image = tables.Images.emplace_back();

@@ -110,6 +110,11 @@ ProjHandle<PJ> Promoted(const ProjContext& context, const PJ* crs, const std::st
   return promoted;
 }
 
+std::string NameOfObject(const PJ* object) {
+  const char* name = proj_get_name(object);
+  return name != nullptr ? PrintableName(name) : std::string();
+}
+
 /// Gives heights to a system without: what the user says of them.
 void AddHeights(const ProjContext& context, const SourceSystem& named, bool heights, PJ* crs,
                 ProjSystem& system) {
@@ -126,7 +131,8 @@ void AddHeights(const ProjContext& context, const SourceSystem& named, bool heig
     }
   } else {
     const ProjHandle<PJ> vertical = CreateVertical(context, height);
-    system.pCrs.reset(proj_create_compound_crs(context.Get(), "with heights", crs, vertical.get()));
+    const std::string name = NameOfObject(crs) + " with " + NameOfObject(vertical.get());
+    system.pCrs.reset(proj_create_compound_crs(context.Get(), name.c_str(), crs, vertical.get()));
     if (!system.pCrs) {
       throw CrsFault(Quoted(named.szCrs) + " and " + Quoted(height) + " make no system together", "");
     }
@@ -166,11 +172,6 @@ std::string RemedyOf(const MissingGrids& grids) {
   }
   return "Look for it in the Debian package proj-data and at https://cdn.proj.org (projsync fetches from "
          "there), or put it into a folder that PROJ_DATA names";
-}
-
-std::string NameOfObject(const PJ* object) {
-  const char* name = proj_get_name(object);
-  return name != nullptr ? PrintableName(name) : std::string();
 }
 
 /// Refuses what would be off by metres.

@@ -138,7 +138,12 @@ void AddImages(const std::string& path, const SfmReconstruction& from, ForeignMo
     image.nId = static_cast<int32_t>(model.Images.size());
     image.nCamera = camera->second;
     image.szPath = shot.szName;
-    const SurveyPose pose = SurveyPoseOf({RotationOfAngleAxis(shot.Rotation), shot.Translation});
+    const auto rotation = RotationOfAngleAxis(shot.Rotation);
+    if (!rotation || !IsUsableTranslation(shot.Translation)) {
+      Refuse(path, shot.nLine, "shot '" + PrintableName(shot.szName) + "' has no usable pose",
+             "Its rotation is an angle in radians times its axis, its translation in units of the block");
+    }
+    const SurveyPose pose = SurveyPoseOf({*rotation, shot.Translation});
     image.R = pose.R;
     image.S = pose.S;
     model.Images.push_back(image);

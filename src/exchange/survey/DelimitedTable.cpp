@@ -100,6 +100,10 @@ std::vector<std::string> BlankFields(std::string_view line, size_t most) {
   return fields;
 }
 
+std::string QuotedField(std::string_view text) {
+  return Trimmed(text).empty() ? std::string("an empty field") : Quoted(text);
+}
+
 std::optional<double> NumberIn(std::string_view text, bool commas) {
   std::string changed;
   if (commas && std::count(text.begin(), text.end(), ',') == 1 && text.find('.') == std::string_view::npos) {

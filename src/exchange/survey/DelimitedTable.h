@@ -37,6 +37,9 @@ bool SplitFields(std::string_view line, char delimiter, std::vector<std::string>
 /// The first fields of a line between blanks and tabs, `most` of them.
 std::vector<std::string> BlankFields(std::string_view line, size_t most);
 
+/// A field as messages show it.
+std::string QuotedField(std::string_view text);
+
 /// A whole text as a number; a comma is its decimal mark where `commas` says so. Nothing for anything else
 /// and for what is not finite.
 std::optional<double> NumberIn(std::string_view text, bool commas = false);

@@ -151,9 +151,9 @@ class TableReader {
   double Number(Column column, const char* what) const {
     const std::string& text = In(column);
     if (const auto number = NumberIn(text, Table.TakesCommas())) return *number;
-    Fail(Quoted(text) + " is no " + what, text.find(',') != std::string::npos
-                                              ? "Write numbers with a decimal point"
-                                              : "It is a finite number with nothing behind it");
+    Fail(QuotedField(text) + " is no " + what, text.find(',') != std::string::npos
+                                                   ? "Write numbers with a decimal point"
+                                                   : "It is a finite number with nothing behind it");
   }
 
   std::optional<bool> RoleIn() const {
@@ -168,7 +168,7 @@ class TableReader {
   std::optional<double> SigmaIn(Column column) const {
     if (In(column).empty()) return std::nullopt;
     const double sigma = Number(column, "standard deviation");
-    if (sigma < 0) Fail(Quoted(In(column)) + " is no standard deviation", "It is 0 or above");
+    if (sigma < 0) Fail(QuotedField(In(column)) + " is no standard deviation", "It is 0 or above");
     return sigma;
   }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <set>
+#include <map>
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
@@ -26,7 +26,10 @@ struct PosLine {
 class PosImport {
  public:
   PosImport(const ImportOptions& options, ExchangeLog& log)
-      : Options(options), Log(log), Source(ReadPosSource(options.szSource)), Context(options.szProject) {}
+      : Options(options),
+        Log(log),
+        Source(ReadPosSource(options.szSource, AngleSystemOf(options.szAngles))),
+        Context(options.szProject) {}
 
   void Run();
 
@@ -61,11 +64,12 @@ std::string PlainName(const std::string& path) {
 }
 
 void PosImport::NameImages() {
-  std::set<std::string> taken;
+  std::map<std::string, int32_t> taken;  // the image that has the name
   for (SourcePose& pose : Source.Poses) {
     std::string name = PlainName(pose.szImage);
+    int32_t image = 0;
     if (Context.HasProject()) {
-      const int32_t image = Context.FindImage(pose.szImage);
+      image = Context.FindImage(pose.szImage);
       if (image == -2)
         Fail(pose.nLine, "several images have the name '" + PrintableName(pose.szImage) + "'",
              "Write it with its folder");
@@ -81,7 +85,11 @@ void PosImport::NameImages() {
     if (!fits)
       Fail(pose.nLine, "'" + PrintableName(name) + "' can't be the name of an image in a POS file",
            "Names have no blanks, and up to 127 bytes: rename the image");
-    if (!taken.insert(name).second)
+    const auto [place, isNew] = taken.emplace(name, image);
+    if (!isNew && place->second != image)
+      Fail(pose.nLine, "several images of the project have the name '" + PrintableName(name) + "'",
+           "Folder and extension do not tell images of a POS file apart: rename them in the project");
+    if (!isNew)
       Fail(pose.nLine, "the image '" + PrintableName(name) + "' comes twice",
            "Leave one of the two lines out");
     SourcePose& kept = Source.Poses[Names.size()];
@@ -92,6 +100,19 @@ void PosImport::NameImages() {
     Fail(0, "no image is one of the project: " + CountOf(Unknown.nCount, "image", Unknown.Names),
          "Name the project that they belong to with --project");
   Source.Poses.resize(Names.size());
+}
+
+const char* RemedyOfColumns(AngleWords words) {
+  switch (words) {
+    case AngleWords::OmegaPhiKappa:
+      return "For omega, phi, kappa say standard or orvo";
+    case AngleWords::Flight:
+      return "Its angles are those of the aircraft: say body, or leave --angles out";
+    case AngleWords::Gimbal:
+      return "Its angles are those of the gimbal: say gimbal, or leave --angles out";
+    default:
+      return "For yaw, pitch, roll say body or gimbal";
+  }
 }
 
 AngleSystem PosImport::FindAngleSystem() const {
@@ -110,10 +131,9 @@ AngleSystem PosImport::FindAngleSystem() const {
          turns ? "Say --angles standard (R = Rx Ry Rz, as most programs have it) or --angles orvo"
                : "Say --angles body (level flight is 0, 0) or --angles gimbal (pitch -90 looks down)");
   }
-  const bool own = *named == AngleSystem::Orvo || *named == AngleSystem::Standard;
-  if (own != turns)
+  if (!GoesWith(Source.Angles, *named))
     Fail(1, "--angles " + Options.szAngles + " does not go with the columns of the file",
-         turns ? "For omega, phi, kappa say standard or orvo" : "For yaw, pitch, roll say body or gimbal");
+         RemedyOfColumns(Source.Angles));
   return *named;
 }
 

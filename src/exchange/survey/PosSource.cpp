@@ -84,7 +84,7 @@ struct AngleColumns {
   Triple Columns;
 };
 
-/// Of several the first: the camera's own angles before those of what carries it.
+/// Of several that will do the first: the camera's own angles before those of what carries it.
 constexpr AngleColumns kAngles[] = {
     {AngleWords::OmegaPhiKappa, {Column::Omega, Column::Phi, Column::Kappa}},
     {AngleWords::YawPitchRoll, {Column::Yaw, Column::Pitch, Column::Roll}},
@@ -108,7 +108,8 @@ void Keep(PosSource& source, SourcePose pose, const TextLines& lines) {
 
 class TableReader {
  public:
-  explicit TableReader(const std::string& path) : Table(path), Places(PlaceColumns(Table, kHeadings)) {}
+  TableReader(const std::string& path, std::optional<AngleSystem> system)
+      : Table(path), Places(PlaceColumns(Table, kHeadings)), System(system) {}
 
   PosSource Read() {
     for (const Column column : {Column::Name, Column::East, Column::North}) {
@@ -141,7 +142,9 @@ class TableReader {
       if (count != 0 && count != 3 && row.Words != AngleWords::Flight && row.Words != AngleWords::Gimbal)
         Fail("angles need three columns, and there are not all of them",
              "Name omega, phi and kappa, or yaw, pitch and roll");
-      if (count == 3 && Source.Angles == AngleWords::None) {
+      if (count != 3) continue;
+      const bool better = System && GoesWith(row.Words, *System) && !GoesWith(Source.Angles, *System);
+      if (Source.Angles == AngleWords::None || better) {
         Source.Angles = row.Words;
         Angles = row.Columns;
       }
@@ -151,7 +154,7 @@ class TableReader {
   double Needed(std::optional<double> value, Column column, const char* what) const {
     if (value) return *value;
     const std::string& text = In(column);
-    Fail(Quoted(text) + " is no " + what,
+    Fail(QuotedField(text) + " is no " + what,
          !Table.TakesCommas() && text.find(',') != std::string::npos
              ? "Write numbers with a decimal point"
              : "It is a finite number, in degrees, minutes and seconds or with the unit m");
@@ -219,6 +222,7 @@ class TableReader {
 
   DelimitedTable Table;
   ColumnPlaces Places;
+  std::optional<AngleSystem> System;
   Triple Angles{};
   PosSource Source;
   std::vector<std::string> Fields;
@@ -269,12 +273,29 @@ PosSource ReadList(TextLines& lines, std::string crs) {
 
 }  // namespace
 
-PosSource ReadPosSource(const std::string& path) {
+bool GoesWith(AngleWords words, AngleSystem system) {
+  const bool turns = system == AngleSystem::Orvo || system == AngleSystem::Standard;
+  switch (words) {
+    case AngleWords::None:
+      return false;
+    case AngleWords::OmegaPhiKappa:
+      return turns;
+    case AngleWords::YawPitchRoll:
+      return !turns;
+    case AngleWords::Flight:
+      return system == AngleSystem::Body;
+    case AngleWords::Gimbal:
+      return system == AngleSystem::Gimbal;
+  }
+  return false;
+}
+
+PosSource ReadPosSource(const std::string& path, std::optional<AngleSystem> system) {
   TextLines lines(path);
   std::string first;
   if (!lines.NextFilled(first)) Refuse(path, 1, "the file is empty", "Give a table of positions");
   if (auto crs = SystemOfLine(first)) return ReadList(lines, std::move(*crs));
-  return TableReader(path).Read();
+  return TableReader(path, system).Read();
 }
 
 }  // namespace orvo::exchange

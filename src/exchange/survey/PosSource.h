@@ -42,8 +42,12 @@ struct PosSource {
 };
 
 /// A CSV file with headings, also as exiftool writes it, or a list that begins with a coordinate system, then
-/// image, X, Y, Z, yaw, pitch, roll and accuracies by blanks, of which all behind Y may be missing. Throws
+/// image, X, Y, Z, yaw, pitch, roll and accuracies by blanks, of which all behind Y may be missing. Of
+/// several angles in a table those are read that go with `system`, the first of them where none do. Throws
 /// ExchangeFault.
-PosSource ReadPosSource(const std::string& path);
+PosSource ReadPosSource(const std::string& path, std::optional<AngleSystem> system = std::nullopt);
+
+/// Whether columns of that kind may hold angles of the system.
+bool GoesWith(AngleWords words, AngleSystem system);
 
 }  // namespace orvo::exchange
