@@ -104,6 +104,32 @@ TEST(SurveyFaults, Numbers) {
   ExpectRows(rows, Part::Project);
 }
 
+TEST(SurveyFaults, CommasInAllLinesAreOneFinding) {
+  std::string pos;
+  for (int i = 0; i < 70; ++i) pos += "A_" + std::to_string(447 + i) + ";10;20;300;1;2;3;1\n";
+  const Row project[] = {
+      {With(With(kProject, 13, "0 10,5 20"), 14, "1 -500,5 20"),
+       "S006 13:3 x is '10,5', with a comma in it\nS006 14:3 x is '-500,5', with a comma in it", "point"},
+      {With(With(With(With(With(With(kProject, 13, "0 10,5 20"), 14, "1 -500,5 20"), 17, "0 11,5 21"), 18,
+                      "1 -501,5 21"),
+                 21, "0 12,5 22"),
+            22, "1 -502,5 22"),
+       "S006 13:3 x is '10,5', with a comma in it; likewise in 5 lines behind it", "decimal point"}};
+  ExpectRows(project, Part::Project);
+  const Row positions[] = {
+      {pos, "S009 1:24 the line has 1 of 8 fields: X is missing; likewise in 69 lines behind it",
+       "by blanks"},
+      {"A_447 10\n" + pos.substr(pos.find('\n') + 1, 5 * 24),
+       "S009 1:9 the line has 2 of 8 fields: Y is missing\n"
+       "S009 2:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 3:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 4:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 5:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 6:24 the line has 1 of 8 fields: X is missing",
+       "Complete"}};
+  ExpectRows(positions, Part::Pos);
+}
+
 TEST(SurveyFaults, TextOfTheFile) {
   const std::string bom = "\xEF\xBB\xBF";
   std::string zero = kProject;

@@ -18,7 +18,8 @@ class SurveyText {
  public:
   /// Opens the file and looks at its first bytes; what keeps it from being read goes into the diagnosis.
   SurveyText(const std::string& path, Diagnosis& diagnosis);
-  ~SurveyText() { Release(); }
+  /// Makes one finding of a fault that most lines have: the comma in numbers or between fields.
+  ~SurveyText();
   SurveyText(const SurveyText&) = delete;
   SurveyText& operator=(const SurveyText&) = delete;
 
@@ -67,6 +68,7 @@ class SurveyText {
   void LookAtStart();
   void LookAtLine(std::string_view& line);
   void Release();
+  void Count(const char* code, const std::string& remedy);
 
   struct Held {
     const char* szCode;
@@ -82,6 +84,8 @@ class SurveyText {
   std::string_view Line;
   std::string szLongLine;
   std::vector<Held> vHeld;
+  int64_t nCommas = 0, nShort = 0;  ///< S006, S009
+  bool bAllSeparated = true;        ///< every line of the latter has commas or semicolons
 };
 
 }  // namespace orvo
