@@ -194,6 +194,36 @@ TEST(SurveyFaults, CountsAndEnds) {
   ExpectRows(rows, Part::Project);
 }
 
+TEST(SurveyFaults, OneWrongCountOrLineIsOneFinding) {
+  const std::string third = "449 0\nimages/A_449.jpg\n1 0 0 0 1 0 0 0 1\n90 20 300\n";
+  const std::string reals = With(kProject, 6, "10.5 20.5 300.5");
+  const Row rows[] = {
+      {With(kProject, 1, "1 1 3"), "S013 1:1 the first line says 1 image, and line 7 begins one more",
+       "number of images"},
+      {kHead + third + kPoints, "S013 1:1 the first line says 2 images, and line 11 begins one more",
+       "stands there twice"},
+      {With(kProject, 1, "3 1 3"),
+       "S013 11:1 'T1 1 2 3 0' is the line of a point, where image 2 of 3 should begin", "which says 3"},
+      {With(kProject, 1, "2 2 3"), "S013 3:1 '447 0' is not a camera line", "counts"},
+      {Before(kProject, 3, "1 3600 2700 0 2500 0 0 0 0 0"),
+       "S013 3:1 '1 3600 2700 0 2500 0 0 0 0 0' is not the first line of an image", "doubled"},
+      {With(kProject, 3, ""), "S013 3:1 'images/A_447.jpg' is not the first line of an image", "missing"},
+      {With(kProject, 4, ""), "S013 5:1 '10 20 300' is not the rotation matrix of an image", "missing"},
+      {With(kProject, 6, ""), "S013 6:1 '448 0' is not the position of an image", "missing"},
+      {Before(kProject, 4, "447 0"), "S013 5:1 'images/A_447.jpg' is not the rotation matrix of an image",
+       "doubled"},
+      {Before(kProject, 4, "images/A_447.jpg"),
+       "S013 5:1 'images/A_447.jpg' is not the rotation matrix of an image", "doubled"},
+      {Before(kProject, 5, "1 0 0 0 1 0 0 0 1"),
+       "S013 6:1 '1 0 0 0 1 0 0 0 1' is not the position of an image", "doubled"},
+      {Before(kProject, 6, "10 20 300"), "S013 7:1 '10 20 300' is not the first line of an image", "doubled"},
+      {Before(reals, 6, "10.5 20.5 300.5"), "S013 7:1 '10.5 20.5 300.5' is not the first line of an image",
+       "doubled"},
+      {With(kProject, 11, ""), "S018 11:1 '2' stands where the line of point 1 of 3 should", "missing"},
+      {With(kProject, 15, ""), "S018 15:1 '2' stands where the line of point 2 of 3 should", "missing"}};
+  ExpectRows(rows, Part::Project);
+}
+
 TEST(SurveyFaults, References) {
   const Row rows[] = {{With(kProject, 14, "448 -500 20"), "R001 14:1 there is no image 448",
                        "Ordinals are places in the file counted from 0; 448 is the ID of image 1"},

@@ -95,6 +95,20 @@ void SurveyText::GoTo(int64_t offset, int64_t line) {
   bAgain = bBrokenLine = false;
 }
 
+std::vector<std::string> SurveyText::Following(size_t count) const {
+  std::vector<std::string> lines;
+  InputFile bytes;
+  if (!bytes.Open(Path())) return lines;
+  std::string text(count * TextReader::kMaxLine, '\0');
+  text.resize(static_cast<size_t>(bytes.ReadAt(BytesRead(), text.data(), std::ssize(text))));
+  for (size_t begin = 0; begin < text.size() && lines.size() < count;) {
+    const size_t end = std::min(text.find('\n', begin), text.size());
+    lines.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return lines;
+}
+
 bool SurveyText::NextMeant(std::string_view& line) {
   while (Next(line)) {
     if (!TellNotMeant(line)) return true;

@@ -31,6 +31,8 @@ class SurveyText {
   static bool IsComment(std::string_view line);
   /// True for a line that is blank or a comment, which it tells.
   bool TellNotMeant(std::string_view line);
+  /// Up to `count` lines behind the one that came last, which Next hands out nevertheless.
+  std::vector<std::string> Following(size_t count) const;
   /// Next hands the line that came last out again, once.
   void Unread() { bAgain = true; }
   /// Goes on behind line `line`, which ends before the byte `offset`.
