@@ -161,6 +161,7 @@ TEST(SurveyFaults, CountsAndEnds) {
       {"", "S011 0:0 the file is empty", "copy it anew"},
       {"2 1\n" + kProject.substr(6), "S014 1:4 '2 1' are not the counts of a project", "first line"},
       {With(kProject, 1, "2, 1, 3"), "S014 1:1 '2, 1, 3' are not the counts of a project", "by blanks"},
+      {"\n" + kProject, "S014 1:1 the first line is empty, and holds no counts", "Remove"},
       {With(kProject, 1, "0 1 3"), "S014 1:1 the project has 0 images, 1 cameras and 3 points", "an image"},
       {With(kProject, 1, "2 1 4"), "S011 22:0 the file ends before point 4 of 4", "counts"},
       {With(kProject, 1, "2 1 999999999"), "S011 22:0 the file ends before point 4 of 999999999", "counts"},

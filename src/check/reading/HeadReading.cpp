@@ -87,7 +87,9 @@ bool ReadCounts(SurveyText& text, bool withPoints, int32_t& images, int32_t& cam
     }
     const LineFields looked = LookAtFields(line, kCountFields, withPoints ? 3 : 2);
     text.Tell("S014", looked.Faults.empty() ? 1 : looked.Faults[0].nColumn,
-              Quoted(line) + " are not the counts of a project", RemedyOfLine(line, remedy.c_str()));
+              Trimmed(line).empty() ? "the first line is empty, and holds no counts"
+                                    : Quoted(line) + " are not the counts of a project",
+              RemedyOfLine(line, remedy.c_str()));
     return false;
   }
   if (images >= 1 && cameras >= 1 && points >= 0) return true;
