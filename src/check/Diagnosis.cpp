@@ -1,5 +1,6 @@
 #include "check/Diagnosis.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "base/PrintableName.h"
@@ -19,6 +20,24 @@ void Diagnosis::Add(const char* code, FindingPlace place, std::string what, std:
   if (++tally.nCount > kMostOfACode) return;
   vFindings.push_back({tally.Weight, std::move(place.szFile), place.nLine, place.nByte, std::move(what),
                        std::move(remedy), code, place.nColumn});
+}
+
+void Diagnosis::Gather(const char* code, const std::string& file, int64_t count, const std::string& more) {
+  const auto known = TallyOfCode.find(std::string_view(code));
+  if (known == TallyOfCode.end() || count < 2 || count > known->second.nCount) return;
+  // Those that are shown are the first kMostOfACode.
+  const int64_t before = known->second.nCount - count;
+  if (before >= kMostOfACode) return;
+  const auto isOne = [&](const Finding& finding) { return finding.szCode == code && finding.szFile == file; };
+  int64_t seen = 0;
+  const auto first = std::ranges::find_if(
+      vFindings, [&](const Finding& finding) { return finding.szCode == code && seen++ == before; });
+  if (first == vFindings.end()) return;
+  first->szWhat += more;
+  vFindings.erase(std::remove_if(first + 1, vFindings.end(), isOne), vFindings.end());
+  known->second.nCount -= count - 1;
+  if (known->second.Weight == Severity::Error) nErrors -= count - 1;
+  if (known->second.Weight == Severity::Warning) nWarnings -= count - 1;
 }
 
 int64_t Diagnosis::CountOf(std::string_view code) const {

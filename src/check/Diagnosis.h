@@ -28,6 +28,10 @@ class Diagnosis {
   /// `remedy` a sentence without full stop.
   void Add(const char* code, FindingPlace place, std::string what, std::string remedy);
 
+  /// Makes one finding of the last `count` of that code, all of them in `file`: the first, whose text goes on
+  /// with `more`. Nothing is done where the first of them is not shown.
+  void Gather(const char* code, const std::string& file, int64_t count, const std::string& more);
+
   const std::vector<Finding>& Findings() const { return vFindings; }
   /// All of that code, shown or not.
   int64_t CountOf(std::string_view code) const;

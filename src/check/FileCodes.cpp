@@ -149,6 +149,10 @@ constexpr CodeEntry kCodes[] = {
      "are "
      "normalised.",
      "Write them into the GCP file."},
+    {"R025", Error, "Nothing to adjust",
+     "No image and no tie point with two measurements is left of the block, and an adjustment has no "
+     "unknowns.",
+     "Look at what the warnings about cameras, images and points say, and at the counts of the files."},
     {"A001", Error, "Settings can't be read", "The settings file is there and can't be opened or read.",
      "Check path and permissions."},
     {"A002", Error, "Settings are no XML",

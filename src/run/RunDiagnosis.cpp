@@ -4,6 +4,7 @@
 #include "block/ProjectForm.h"
 #include "check/SettingsDiagnosis.h"
 #include "check/SurveyReading.h"
+#include "check/reading/LossCheck.h"
 #include "run/InputCheck.h"
 #include "run/RunReckoning.h"
 #include "run/SettingsReading.h"
@@ -11,12 +12,16 @@
 namespace orvo {
 namespace {
 
+bool Adjusts(const AdjustmentSettings& settings) {
+  return !settings.Direct_Intersection && !settings.Absolute_Orientation;
+}
+
 /// Settings that no run can work with, by their values.
 void CheckValues(const std::string& path, const AdjustmentSettings& settings, Diagnosis& diagnosis) {
   if (settings.Image_Coor_Scale == 0.0 || settings.Object_Coor_Scale == 0.0)
     diagnosis.Add("A010", {path}, "Image_Coor_Scale or Object_Coor_Scale is 0, which makes everything 0",
                   "Write 0.001 and 1, or what belongs to the units of the block");
-  const bool adjusts = !settings.Direct_Intersection && !settings.Absolute_Orientation;
+  const bool adjusts = Adjusts(settings);
   if (adjusts && !settings.Set_EOP_Unknown && !settings.Set_IOP_Unknown)
     diagnosis.Add("A011", {path}, "neither images nor cameras are unknowns",
                   "Set Set_EOP_Unknown or Set_IOP_Unknown");
@@ -56,6 +61,7 @@ void DiagnoseRun(const RunPaths& paths, DiagnosisScope scope, const Platform& sy
   SurveyBlock block;
   const int64_t beforeFiles = diagnosis.ErrorNum();
   if (!ReadSurvey(files, block, diagnosis) || diagnosis.ErrorNum() != beforeFiles) return;
+  if (Adjusts(settings) && !CheckRemainder(files, block, diagnosis)) return;
   const BlockCheckInput input{block, files, settings};
   if (scope == DiagnosisScope::BeforeRun) {
     CheckConventions(input, diagnosis);

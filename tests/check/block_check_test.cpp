@@ -62,6 +62,13 @@ TEST(BlockCheck, Geometry) {
          block.Cameras[1].dFocal = 100;
        },
        "G004"},
+      {"focal length of all images in millimetres",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         block.Control = {};
+         block.Pos.clear();
+         block.Cameras[0].dFocal = 100;
+       },
+       "G004"},
       {"long focal length",
        [](SurveyBlock& block, AdjustmentSettings&) {
          block.Cameras.push_back(block.Cameras[0]);

@@ -165,6 +165,44 @@ TEST(DiagnosedRuns, SettingsThatNoRunCanWorkWith) {
   EXPECT_EQ(AboveNotes(paths), "");
 }
 
+TEST(DiagnosedRuns, NothingLeftToAdjust) {
+  SyntheticOptions options;
+  options.nStrips = 1;
+  options.nImagesPerStrip = 2;
+  options.nCameras = 1;
+  Block block(options);
+  const RunPaths paths{block.Paths().szText, "", "", "", block.Paths().szXml};
+  const std::string good = ReadFile(paths.szProject);
+  const size_t second = good.find('\n') + 1, third = good.find('\n', second) + 1;
+  std::istringstream counts(good);
+  int images = 0, cameras = 0;
+  counts >> images >> cameras;
+  ASSERT_EQ(cameras, 1);
+  size_t points = third;
+  for (int i = 0; i < 4 * images; ++i) points = good.find('\n', points) + 1;
+  const std::string head = std::to_string(images) + " 1 ", camera = good.substr(second, third - second),
+                    imageLines = good.substr(third, points - third);
+  const struct {
+    std::string text, finding;
+  } rows[] = {
+      {good, ""},
+      {good.substr(0, second) + "0 4000 3000 0 -5000 0 0 0 0 0\n" + good.substr(third),
+       "R025 0:0 every image is left out, and nothing is left to adjust"},
+      {head + "0\n" + camera + imageLines,
+       "R025 0:0 no tie point with 2 measurements is left, and nothing to adjust"},
+      {head + "1\n" + camera + imageLines + "T1 0 0 0 0\n1\n0 1 2\n",
+       "R025 0:0 no tie point with 2 measurements is left, and nothing to adjust"},
+  };
+  for (const auto& row : rows) {
+    WriteFile(paths.szProject, row.text);
+    const std::string found = AboveNotes(paths);
+    EXPECT_EQ(found.substr(std::min(found.find("R025"), found.size())), row.finding) << found;
+  }
+  // Other modes have no unknowns.
+  block.Set("Direct_Intersection", "true");
+  EXPECT_EQ(AboveNotes(paths).find("R025"), std::string::npos);
+}
+
 TEST(DiagnosedRuns, MemoryAsARunPlansForIt) {
   SyntheticOptions options;
   options.nStrips = 2;

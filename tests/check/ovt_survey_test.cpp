@@ -79,6 +79,22 @@ TEST(OvtSurvey, SoundFile) {
   EXPECT_EQ(read.Block.Tie.Of(read.Block.Tie.Points[1])[1].x, 7);
 }
 
+TEST(OvtSurvey, NameWithoutAnEnd) {
+  std::string bytes = BytesOf({});
+  bytes.replace(kOvtHeaderBytes, 32, std::string(32, 'T'));
+  const Read read = ReadBytes(bytes);
+  EXPECT_TRUE(read.bUsable);
+  EXPECT_EQ(read.szFindings,
+            "S005 @8 the name of point '" + std::string(31, 'T') + "' is longer than 31 bytes");
+  EXPECT_EQ(read.Block.Tie.Points[0].szName.data(), std::string(31, 'T'));
+  // What stands behind the end of a name is no part of it.
+  bytes[kOvtHeaderBytes + 4] = '\0';
+  EXPECT_EQ(ReadBytes(bytes).szFindings, "");
+  bytes = BytesOf({});
+  bytes.replace(kOvtHeaderBytes, 32, std::string(31, 'T') + '\0');
+  EXPECT_EQ(ReadBytes(bytes).szFindings, "");
+}
+
 TEST(OvtSurvey, Sizes) {
   const std::string good = BytesOf({});
   const struct {

@@ -104,6 +104,32 @@ TEST(SurveyFaults, Numbers) {
   ExpectRows(rows, Part::Project);
 }
 
+TEST(SurveyFaults, CommasInAllLinesAreOneFinding) {
+  std::string pos;
+  for (int i = 0; i < 70; ++i) pos += "A_" + std::to_string(447 + i) + ";10;20;300;1;2;3;1\n";
+  const Row project[] = {
+      {With(With(kProject, 13, "0 10,5 20"), 14, "1 -500,5 20"),
+       "S006 13:3 x is '10,5', with a comma in it\nS006 14:3 x is '-500,5', with a comma in it", "point"},
+      {With(With(With(With(With(With(kProject, 13, "0 10,5 20"), 14, "1 -500,5 20"), 17, "0 11,5 21"), 18,
+                      "1 -501,5 21"),
+                 21, "0 12,5 22"),
+            22, "1 -502,5 22"),
+       "S006 13:3 x is '10,5', with a comma in it; likewise in 5 lines behind it", "decimal point"}};
+  ExpectRows(project, Part::Project);
+  const Row positions[] = {
+      {pos, "S009 1:24 the line has 1 of 8 fields: X is missing; likewise in 69 lines behind it",
+       "by blanks"},
+      {"A_447 10\n" + pos.substr(pos.find('\n') + 1, 5 * 24),
+       "S009 1:9 the line has 2 of 8 fields: Y is missing\n"
+       "S009 2:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 3:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 4:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 5:24 the line has 1 of 8 fields: X is missing\n"
+       "S009 6:24 the line has 1 of 8 fields: X is missing",
+       "Complete"}};
+  ExpectRows(positions, Part::Pos);
+}
+
 TEST(SurveyFaults, TextOfTheFile) {
   const std::string bom = "\xEF\xBB\xBF";
   std::string zero = kProject;
@@ -135,6 +161,7 @@ TEST(SurveyFaults, CountsAndEnds) {
       {"", "S011 0:0 the file is empty", "copy it anew"},
       {"2 1\n" + kProject.substr(6), "S014 1:4 '2 1' are not the counts of a project", "first line"},
       {With(kProject, 1, "2, 1, 3"), "S014 1:1 '2, 1, 3' are not the counts of a project", "by blanks"},
+      {"\n" + kProject, "S014 1:1 the first line is empty, and holds no counts", "Remove"},
       {With(kProject, 1, "0 1 3"), "S014 1:1 the project has 0 images, 1 cameras and 3 points", "an image"},
       {With(kProject, 1, "2 1 4"), "S011 22:0 the file ends before point 4 of 4", "counts"},
       {With(kProject, 1, "2 1 999999999"), "S011 22:0 the file ends before point 4 of 999999999", "counts"},
@@ -165,6 +192,36 @@ TEST(SurveyFaults, CountsAndEnds) {
        "S018 15:1 '1 -500 20' stands where the line of point 2 of 3 should", "doubled"},
       {With(With(kProject, 15, "22 1 2 3 0"), 12, "3"),
        "S018 15:1 '22 1 2 3 0' stands where measurement 3 of 3 of point 'T1' should", "missing"}};
+  ExpectRows(rows, Part::Project);
+}
+
+TEST(SurveyFaults, OneWrongCountOrLineIsOneFinding) {
+  const std::string third = "449 0\nimages/A_449.jpg\n1 0 0 0 1 0 0 0 1\n90 20 300\n";
+  const std::string reals = With(kProject, 6, "10.5 20.5 300.5");
+  const Row rows[] = {
+      {With(kProject, 1, "1 1 3"), "S013 1:1 the first line says 1 image, and line 7 begins one more",
+       "number of images"},
+      {kHead + third + kPoints, "S013 1:1 the first line says 2 images, and line 11 begins one more",
+       "stands there twice"},
+      {With(kProject, 1, "3 1 3"),
+       "S013 11:1 'T1 1 2 3 0' is the line of a point, where image 2 of 3 should begin", "which says 3"},
+      {With(kProject, 1, "2 2 3"), "S013 3:1 '447 0' is not a camera line", "counts"},
+      {Before(kProject, 3, "1 3600 2700 0 2500 0 0 0 0 0"),
+       "S013 3:1 '1 3600 2700 0 2500 0 0 0 0 0' is not the first line of an image", "doubled"},
+      {With(kProject, 3, ""), "S013 3:1 'images/A_447.jpg' is not the first line of an image", "missing"},
+      {With(kProject, 4, ""), "S013 5:1 '10 20 300' is not the rotation matrix of an image", "missing"},
+      {With(kProject, 6, ""), "S013 6:1 '448 0' is not the position of an image", "missing"},
+      {Before(kProject, 4, "447 0"), "S013 5:1 'images/A_447.jpg' is not the rotation matrix of an image",
+       "doubled"},
+      {Before(kProject, 4, "images/A_447.jpg"),
+       "S013 5:1 'images/A_447.jpg' is not the rotation matrix of an image", "doubled"},
+      {Before(kProject, 5, "1 0 0 0 1 0 0 0 1"),
+       "S013 6:1 '1 0 0 0 1 0 0 0 1' is not the position of an image", "doubled"},
+      {Before(kProject, 6, "10 20 300"), "S013 7:1 '10 20 300' is not the first line of an image", "doubled"},
+      {Before(reals, 6, "10.5 20.5 300.5"), "S013 7:1 '10.5 20.5 300.5' is not the first line of an image",
+       "doubled"},
+      {With(kProject, 11, ""), "S018 11:1 '2' stands where the line of point 1 of 3 should", "missing"},
+      {With(kProject, 15, ""), "S018 15:1 '2' stands where the line of point 2 of 3 should", "missing"}};
   ExpectRows(rows, Part::Project);
 }
 

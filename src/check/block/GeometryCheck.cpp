@@ -155,9 +155,11 @@ void CheckGeometry(const BlockCheckInput& input, Diagnosis& diagnosis) {
   if (input.Block.Images.empty()) return;
   const std::vector<bool> usable = UsableImages(input.Block);
   const BlockScene scene = SampleScene(input.Block, usable, input.Settings.Object_Coor_Scale);
+  const int64_t unlikelyFocals = diagnosis.CountOf("G004");
   CheckCameras(input, diagnosis);
   CheckExtents(input, diagnosis);
-  CheckScene(input, scene, diagnosis);
+  // How rays meet with a wrong focal length says nothing more.
+  if (diagnosis.CountOf("G004") == unlikelyFocals) CheckScene(input, scene, diagnosis);
   CheckFocalAgainstHeight(input, scene, usable, diagnosis);
   CheckImages(input, usable, diagnosis);
 }

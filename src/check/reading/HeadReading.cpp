@@ -30,7 +30,25 @@ constexpr FieldSpec kIdFields[] = {{Integer, "the image ID"}, {Integer, "the cam
 constexpr FieldSpec kMatrixFields[] = {{Real, "a1"}, {Real, "a2"}, {Real, "a3"}, {Real, "b1"}, {Real, "b2"},
                                        {Real, "b3"}, {Real, "c1"}, {Real, "c2"}, {Real, "c3"}};
 constexpr FieldSpec kCentreFields[] = {{Real, "X"}, {Real, "Y"}, {Real, "Z"}};
+constexpr FieldSpec kPointFields[] = {
+    {Word, "the name"}, {Real, "X"}, {Real, "Y"}, {Real, "Z"}, {Integer, "the type"}};
 constexpr size_t kLongestName = sizeof(ImageBlock::szName) - 1;
+
+/// A line of these fields and no more, with faults or without.
+bool HasFields(std::string_view line, std::span<const FieldSpec> specs) {
+  return CountFields(line, std::ssize(specs) + 1) == std::ssize(specs) &&
+         LookAtFields(line, specs, specs.size()).bUsable;
+}
+
+/// Tells that the line that came last is another one, unless it is cut off.
+void TellOther(SurveyText& text, const std::string& what, const std::string& remedy) {
+  if (text.IsCutLine()) return text.TellCut();
+  text.Tell("S013", 1, what, remedy);
+}
+void TellOther(SurveyText& text, std::string_view line, const char* kind) {
+  TellOther(text, Quoted(line) + " is not " + kind,
+            RemedyOfLine(line, "Look for a missing or doubled line before it, or correct the counts"));
+}
 
 /// Reads the fields of a line, which are told where they are not as they should be. False where the line is
 /// another one: it has so few fields that it can't be meant.
@@ -41,12 +59,7 @@ bool TakeFields(SurveyText& text, std::string_view line, std::span<const FieldSp
   if (take(fields) && fields.NumbersAreWhole()) return true;
   const LineFields looked = LookAtFields(line, specs, needed);
   if (looked.nFieldNum < fewest) {
-    if (text.IsCutLine()) {
-      text.TellCut();
-      return false;
-    }
-    text.Tell("S013", 1, Quoted(line) + " is not " + kind,
-              RemedyOfLine(line, "Look for a missing or doubled line before it, or correct the counts"));
+    TellOther(text, line, kind);
     return false;
   }
   text.Tell(looked);
@@ -74,7 +87,9 @@ bool ReadCounts(SurveyText& text, bool withPoints, int32_t& images, int32_t& cam
     }
     const LineFields looked = LookAtFields(line, kCountFields, withPoints ? 3 : 2);
     text.Tell("S014", looked.Faults.empty() ? 1 : looked.Faults[0].nColumn,
-              Quoted(line) + " are not the counts of a project", RemedyOfLine(line, remedy.c_str()));
+              Trimmed(line).empty() ? "the first line is empty, and holds no counts"
+                                    : Quoted(line) + " are not the counts of a project",
+              RemedyOfLine(line, remedy.c_str()));
     return false;
   }
   if (images >= 1 && cameras >= 1 && points >= 0) return true;
@@ -142,11 +157,57 @@ void TakeOrdinalOfCamera(SurveyText& text, std::string_view line, const std::vec
             std::move(fault.szWhat), std::move(fault.szRemedy));
 }
 
+/// A line that is no first line of an image, but that of a path, a position, a camera or a point.
+bool IsNoIdLine(std::string_view line, size_t cameraNum) {
+  FieldScanner fields(line);
+  int32_t id = 0, camera = -1;
+  const bool whole = fields.Int(id) && fields.Int(camera) && fields.NumbersAreWhole();
+  const int64_t count = CountFields(line, 3);
+  if (count < 3) return count == 1 && !LookAtFields(line, kIdFields, 1).bUsable;
+  if (!whole) return true;
+  const bool known = camera >= 0 && static_cast<size_t>(camera) < cameraNum;
+  return !known && LookAtFields(line, kCentreFields, 3).bUsable;
+}
+
+void TellNoIdLine(SurveyText& text, std::string_view line, int32_t ordinal, int32_t count) {
+  if (!HasFields(line, kPointFields)) return TellOther(text, line, "the first line of an image");
+  TellOther(text,
+            Quoted(line) + " is the line of a point, where image " + std::to_string(ordinal) + " of " +
+                std::to_string(count) + " should begin",
+            "Correct the number of images in the first line, which says " + std::to_string(count) +
+                ", or look for a missing image");
+}
+
+/// A line in the place of a position that is a matrix, or the first line of the next image.
+bool IsNoCentre(const SurveyText& text, std::string_view line) {
+  if (HasFields(line, kMatrixFields)) return true;
+  if (!HasFields(line, kIdFields)) return false;
+  const std::vector<std::string> next = text.Following(2);
+  return next.size() == 2 && HasFields(next[1], kMatrixFields);
+}
+
+/// Whether another image stands behind the last one, which is told: nothing behind it is in step.
+bool TellImageBehindLast(SurveyText& text, int32_t count) {
+  const std::vector<std::string> next = text.Following(4);
+  if (next.size() < 4 || !HasFields(next[0], kIdFields) || !HasFields(next[2], kMatrixFields) ||
+      !HasFields(next[3], kCentreFields))
+    return false;
+  text.Found().Add("S013", {text.Path(), 1, 1},
+                   "the first line says " + CountOf(count, "image", {}) + ", and line " +
+                       std::to_string(text.LineNumber() + 1) + " begins one more",
+                   "Correct the number of images, or look for an image that stands there twice");
+  return true;
+}
+
 bool ReadImage(SurveyText& text, int32_t ordinal, int32_t count, const std::vector<SurveyCamera>& cameras,
                SurveyImage& image) {
   std::string_view line;
   if (!NextOfImage(text, ordinal, count, line)) return false;
   image.nLine = text.LineNumber();
+  if (IsNoIdLine(line, cameras.size())) {
+    TellNoIdLine(text, line, ordinal, count);
+    return false;
+  }
   const auto takeIds = [&](FieldScanner& f) { return f.Int(image.nId) && f.Int(image.nCamera); };
   if (!TakeFields(text, line, kIdFields, 2, 1, "the first line of an image", takeIds)) return false;
   TakeOrdinalOfCamera(text, line, cameras, image);
@@ -159,6 +220,10 @@ bool ReadImage(SurveyText& text, int32_t ordinal, int32_t count, const std::vect
   if (!TakeFields(text, line, kMatrixFields, 9, 7, "the rotation matrix of an image", takeMatrix))
     return false;
   if (!NextOfImage(text, ordinal, count, line)) return false;
+  if (IsNoCentre(text, line)) {
+    TellOther(text, line, "the position of an image");
+    return false;
+  }
   const auto takeCentre = [&](FieldScanner& f) {
     return std::ranges::all_of(image.S, [&](double& value) { return f.Real(value); });
   };
@@ -190,7 +255,7 @@ bool ReadSurveyHead(SurveyText& text, bool withPoints, SurveyBlock& block, Surve
     if (!ReadImage(text, i, images, block.Cameras, image)) return false;
     block.Images.push_back(std::move(image));
   }
-  return true;
+  return !withPoints || !TellImageBehindLast(text, images);
 }
 
 }  // namespace orvo

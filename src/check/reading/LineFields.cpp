@@ -51,15 +51,14 @@ std::string LookAtNumber(std::string_view field, const FieldSpec& spec, int64_t 
   if (meant.empty()) {
     const char* remedy = field.find_first_of(",;") == std::string_view::npos
                              ? "Write a plain number there; look for a missing or doubled field before it"
-                             : "Separate fields by blanks, and write numbers with a decimal point";
+                             : kSeparateFields;
     Keep(faults, {"S007", column, told + ", which is no " + KindName(spec.Kind), remedy});
     return meant;
   }
   if (spec.Kind == FieldKind::Real && field[meant.size()] == ',') {
     const bool once = std::ranges::count(field, ',') == 1 && field.back() != ',';
     Keep(faults, {"S006", column, told + ", with a comma in it",
-                  once ? "Write numbers with a decimal point"
-                       : "Separate fields by blanks, and write numbers with a decimal point"});
+                  once ? "Write numbers with a decimal point" : kSeparateFields});
     std::string pointed(field);
     pointed[meant.size()] = '.';
     return std::string(NumberAtHead(pointed, spec.Kind));
@@ -87,7 +86,7 @@ LineFields LookAtFields(std::string_view line, std::span<const FieldSpec> specs,
            {"S009", static_cast<int64_t>(Trimmed(line).empty() ? 1 : line.find_last_not_of(kWhite) + 2),
             "the line has " + std::to_string(looked.nFieldNum) + " of " + std::to_string(needed) +
                 " fields: " + spec.szName + " is missing",
-            separated ? "Separate fields by blanks, and write numbers with a decimal point"
+            separated ? kSeparateFields
                       : "Complete the line; look for a missing or broken line before it, too"});
       looked.bUsable = false;
       break;

@@ -31,6 +31,10 @@ struct LineFields {
   bool bUsable = false;  ///< every needed field can be read from szRepaired
 };
 
+/// The remedy of fields that commas or semicolons separate.
+inline constexpr const char kSeparateFields[] =
+    "Separate fields by blanks, and write numbers with a decimal point";
+
 /// Holds `line` to `specs`, of which the first `needed` have to be there.
 LineFields LookAtFields(std::string_view line, std::span<const FieldSpec> specs, size_t needed);
 

@@ -11,6 +11,11 @@
 namespace orvo {
 namespace {
 
+bool IsLost(const SurveyBlock& block, const SurveyImage& image) {
+  return !RunTakesCamera(block.Cameras[static_cast<size_t>(image.nCamera)]) || IsAtOrigin(image) ||
+         !HasFiniteOrientation(image);
+}
+
 class LossChecker {
  public:
   LossChecker(const SurveyFiles& files, const SurveyBlock& block, Diagnosis& diagnosis)
@@ -164,6 +169,26 @@ void CheckLosses(const SurveyFiles& files, const SurveyBlock& block, Diagnosis& 
   checker.CheckImages();
   checker.CheckTiePoints();
   checker.CheckControl();
+}
+
+bool CheckRemainder(const SurveyFiles& files, const SurveyBlock& block, Diagnosis& diagnosis) {
+  std::vector<bool> lost;
+  for (const SurveyImage& image : block.Images) lost.push_back(IsLost(block, image));
+  // A text project loses a point whole, an .ovt the measurement only.
+  const auto isLeft = [&](const SurveyPoint& point) {
+    const auto measures = block.Tie.Of(point);
+    const auto gone = std::ranges::count_if(
+        measures, [&](const SurveyMeasurement& one) { return lost[static_cast<size_t>(one.nImage)]; });
+    return std::ssize(measures) - gone >= 2 && (gone == 0 || !files.szOvt.empty());
+  };
+  if (std::ranges::any_of(block.Tie.Points, isLeft)) return true;
+  const auto images = std::ranges::count(lost, false);
+  diagnosis.Add("R025", {files.szProject},
+                images == 0 ? "every image is left out, and nothing is left to adjust"
+                            : "no tie point with 2 measurements is left, and nothing to adjust",
+                images == 0 ? "Look at the warnings about cameras and images"
+                            : "Match the images, and look at the number of points in the file");
+  return false;
 }
 
 }  // namespace orvo

@@ -86,7 +86,16 @@ bool OvtSurvey::ReadPoints() {
     }
     for (int64_t i = 0; i < read; ++i) {
       const int64_t byte = kOvtHeaderBytes + (first + i) * kOvtPointBytes;
-      if (!TakePoint(DecodeOvtPoint(records.data() + i * kOvtPointBytes), byte)) return true;
+      const char* record = records.data() + i * kOvtPointBytes;
+      const OvtPoint point = DecodeOvtPoint(record);
+      // Decoding ends a name that fills its field.
+      if (constexpr size_t kLongest = sizeof(point.szName) - 1;
+          record[kLongest] != 0 && std::strlen(point.szName) == kLongest)
+        Tell("S005", byte,
+             "the name of point " + Quoted(point.szName) + " is longer than " + std::to_string(kLongest) +
+                 " bytes",
+             "It is cut there: shorten it");
+      if (!TakePoint(point, byte)) return true;
     }
     first += read;
   }

@@ -62,6 +62,7 @@ class PointReader {
   int64_t BytesLeft() const { return Text.FileBytes() - Text.BytesRead(); }
   bool ReadPoint();
   bool NextPointLine(std::string_view& line, int64_t& number);
+  bool IsCountOfPoint(std::string_view line, SurveyPoint& point);
   bool TakePoint(std::string_view line, SurveyPoint& point);
   int32_t TakeCount(std::string_view line, const SurveyPoint& point);
   bool ReadMeasures(SurveyPoint& point, int32_t count);
@@ -106,7 +107,7 @@ bool PointReader::ReadPoint() {
   std::string_view line;
   SurveyPoint point;
   if (!NextPointLine(line, point.nPlace)) return false;
-  const bool usable = TakePoint(line, point);
+  const bool usable = !IsCountOfPoint(line, point) && TakePoint(line, point);
   if (!Text.NextMeant(line)) return End("the file ends in point " + NameOf(point));
   const int32_t count = TakeCount(line, point);
   point.nFirstMeasurement = std::ssize(Points.Measurements);
@@ -135,6 +136,18 @@ bool PointReader::NextPointLine(std::string_view& line, int64_t& number) {
                 "Look for a doubled measurement, or correct the number of measurements before it");
   }
   return End("the file ends before point " + Place(nRead, nPointNum));
+}
+
+/// Whether the line of the point is missing, and that of its count stands there: told, and read again as
+/// such.
+bool PointReader::IsCountOfPoint(std::string_view line, SurveyPoint& point) {
+  if (!CanBeCount(line) || Text.IsCutLine()) return false;
+  point.szName = {'?'};
+  Text.Tell("S018", 1,
+            Quoted(line) + " stands where the line of point " + Place(nRead, nPointNum) + " should",
+            "Look for a missing line before it");
+  Text.Unread();
+  return true;
 }
 
 bool PointReader::TakePoint(std::string_view line, SurveyPoint& point) {

@@ -10,6 +10,8 @@ namespace orvo {
 namespace {
 
 constexpr size_t kLongestLine = TextReader::kMaxLine - 1;
+/// So many lines with a comma are told each on its own.
+constexpr int64_t kMostAlike = 5;
 
 bool IsOneOf(std::string_view code, std::initializer_list<std::string_view> codes) {
   return std::ranges::find(codes, code) != codes.end();
@@ -25,6 +27,15 @@ SurveyText::SurveyText(const std::string& path, Diagnosis& diagnosis) : Result(d
     return;
   }
   LookAtStart();
+}
+
+SurveyText::~SurveyText() {
+  Release();
+  const auto likewise = [](int64_t count) {
+    return "; likewise in " + std::to_string(count - 1) + " lines behind it";
+  };
+  if (nCommas > kMostAlike) Result.Gather("S006", Path(), nCommas, likewise(nCommas));
+  if (nShort > kMostAlike && bAllSeparated) Result.Gather("S009", Path(), nShort, likewise(nShort));
 }
 
 void SurveyText::LookAtStart() {
@@ -82,6 +93,20 @@ void SurveyText::GoTo(int64_t offset, int64_t line) {
   File.Seek(offset);
   nLine = line;
   bAgain = bBrokenLine = false;
+}
+
+std::vector<std::string> SurveyText::Following(size_t count) const {
+  std::vector<std::string> lines;
+  InputFile bytes;
+  if (!bytes.Open(Path())) return lines;
+  std::string text(count * TextReader::kMaxLine, '\0');
+  text.resize(static_cast<size_t>(bytes.ReadAt(BytesRead(), text.data(), std::ssize(text))));
+  for (size_t begin = 0; begin < text.size() && lines.size() < count;) {
+    const size_t end = std::min(text.find('\n', begin), text.size());
+    lines.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return lines;
 }
 
 bool SurveyText::NextMeant(std::string_view& line) {
@@ -161,9 +186,19 @@ void SurveyText::TellOpenEnd() {
 }
 
 void SurveyText::Release() {
-  for (Held& held : vHeld)
+  for (Held& held : vHeld) {
+    Count(held.szCode, held.szRemedy);
     Result.Add(held.szCode, std::move(held.Place), std::move(held.szWhat), std::move(held.szRemedy));
+  }
   vHeld.clear();
+}
+
+void SurveyText::Count(const char* code, const std::string& remedy) {
+  const std::string_view text = code;
+  if (text == "S006") ++nCommas;
+  if (text != "S009") return;
+  ++nShort;
+  bAllSeparated = bAllSeparated && remedy == kSeparateFields;
 }
 
 }  // namespace orvo

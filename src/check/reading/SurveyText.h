@@ -18,7 +18,8 @@ class SurveyText {
  public:
   /// Opens the file and looks at its first bytes; what keeps it from being read goes into the diagnosis.
   SurveyText(const std::string& path, Diagnosis& diagnosis);
-  ~SurveyText() { Release(); }
+  /// Makes one finding of a fault that most lines have: the comma in numbers or between fields.
+  ~SurveyText();
   SurveyText(const SurveyText&) = delete;
   SurveyText& operator=(const SurveyText&) = delete;
 
@@ -30,6 +31,8 @@ class SurveyText {
   static bool IsComment(std::string_view line);
   /// True for a line that is blank or a comment, which it tells.
   bool TellNotMeant(std::string_view line);
+  /// Up to `count` lines behind the one that came last, which Next hands out nevertheless.
+  std::vector<std::string> Following(size_t count) const;
   /// Next hands the line that came last out again, once.
   void Unread() { bAgain = true; }
   /// Goes on behind line `line`, which ends before the byte `offset`.
@@ -67,6 +70,7 @@ class SurveyText {
   void LookAtStart();
   void LookAtLine(std::string_view& line);
   void Release();
+  void Count(const char* code, const std::string& remedy);
 
   struct Held {
     const char* szCode;
@@ -82,6 +86,8 @@ class SurveyText {
   std::string_view Line;
   std::string szLongLine;
   std::vector<Held> vHeld;
+  int64_t nCommas = 0, nShort = 0;  ///< S006, S009
+  bool bAllSeparated = true;        ///< every line of the latter has commas or semicolons
 };
 
 }  // namespace orvo
