@@ -12,6 +12,7 @@
 #include "exchange/ExchangeFault.h"
 #include "exchange/ExportCameras.h"
 
+#include "exchange/FilesRead.h"
 namespace orvo::exchange {
 namespace {
 
@@ -174,7 +175,7 @@ ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sideca
   CheckReferences(block, result.Files.szProject);
   ForeignModel model;
   model.szForm = sidecar ? sidecar->szForm : "orvo";
-  model.Files = {result.Files.szProject};
+  model.Files = FilesRead(result, options);
   model.Images = block.Images;
   for (size_t i = 0; i < model.Images.size(); ++i) {
     model.Images[i].szPath = sidecar ? sidecar->Images[i].szName : NameOfPath(block.Images[i].szPath);
@@ -210,3 +211,5 @@ ResultBlock ResultOfModel(ForeignModel& model, const ImportOptions& options, Exc
 }
 
 }  // namespace orvo::exchange
+  result.Inputs = FilesRead(options);
+  result.Inputs.insert(result.Inputs.end(), model.Files.begin(), model.Files.end());

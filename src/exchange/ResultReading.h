@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "check/BlockCheck.h"
 #include "records/SurveyBlock.h"
@@ -14,6 +15,7 @@ struct ResultBlock {
   SurveyBlock Block;     ///< cameras and images of the result
   bool bResult = false;  ///< from a result folder
   std::string szOrigin;  ///< the project that a result comes from; of a project itself; empty: not known
+  std::vector<std::string> Inputs;  ///< further files that it was made of
 };
 
 /// `path`: a result folder (or OrvoResult.ovc in one), or a project. `project`: the project that a result

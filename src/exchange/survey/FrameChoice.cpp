@@ -127,7 +127,7 @@ void KeepFrame(const FrameWay& way, const SourceSystem& source, const BlockConte
   sidecar.Frame.szHeight = source.szHeight;
   sidecar.Frame.Origin = {way.Frame.dLatitude, way.Frame.dLongitude, way.Frame.dHeight};
   const std::string path = SidecarPathOf(block.ProjectPath());
-  WholeFiles files(WholeFiles::FolderOf(path), {block.ProjectPath()});
+  WholeFiles files(WholeFiles::FolderOf(path), {block.ProjectPath()}, BlockFiles::Replace);
   files.Write(std::filesystem::path(path).filename().string(),
               [&](TextWriter& file) { file.Write(SidecarText(sidecar)); });
   files.Commit();

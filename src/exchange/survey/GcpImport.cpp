@@ -6,6 +6,8 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/survey/BlockContext.h"
 #include "exchange/survey/CoordinateColumns.h"
@@ -135,7 +137,7 @@ void GcpImport::Place(const FrameTransform& transform) {
 }
 
 void GcpImport::Write() const {
-  WholeFiles files(WholeFiles::FolderOf(Options.szOut), {Options.szSource, Options.szProject});
+  WholeFiles files(WholeFiles::FolderOf(Options.szOut), FilesRead(Options));
   files.Write(std::filesystem::path(Options.szOut).filename().string(), [&](TextWriter& file) {
     file.Write(fmt::format("{}\n", Points.size()));
     for (const GcpPoint& point : Points) {

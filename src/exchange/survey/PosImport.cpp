@@ -6,6 +6,8 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/survey/BlockContext.h"
 #include "exchange/survey/CoordinateColumns.h"
@@ -156,7 +158,7 @@ void PosImport::NumberStrips() {
 }
 
 void PosImport::Write() const {
-  WholeFiles files(WholeFiles::FolderOf(Options.szOut), {Options.szSource, Options.szProject});
+  WholeFiles files(WholeFiles::FolderOf(Options.szOut), FilesRead(Options));
   files.Write(std::filesystem::path(Options.szOut).filename().string(), [&](TextWriter& file) {
     for (size_t i = 0; i < Lines.size(); ++i) {
       const PosLine& line = Lines[i];

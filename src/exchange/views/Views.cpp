@@ -8,6 +8,8 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/crs/WktText.h"
 #include "exchange/views/CameraFile.h"
@@ -19,11 +21,6 @@
 
 namespace orvo::exchange {
 namespace {
-
-std::vector<std::string> InputsOf(const ResultBlock& result) {
-  const SurveyFiles& files = result.Files;
-  return {files.szProject, files.szOvt, files.szGcp, files.szPos, files.szSettings, result.szOrigin};
-}
 
 std::string NameIn(const std::string& path) {
   std::string name = std::filesystem::path(path).filename().string();
@@ -54,7 +51,7 @@ void TellWritten(const WholeFiles& files, std::initializer_list<std::string> nam
 void WriteOne(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log,
               const std::function<void(TextWriter& file)>& writer) {
   const std::string name = NameIn(options.szOut);
-  WholeFiles files(WholeFiles::FolderOf(options.szOut), InputsOf(result));
+  WholeFiles files(WholeFiles::FolderOf(options.szOut), FilesRead(result, options));
   files.Write(name, writer);
   files.Commit();
   TellWritten(files, {name}, log);
@@ -99,7 +96,7 @@ void ExportGeoJson(const ResultBlock& result, const ExportOptions& options, Exch
 
 void ExportTables(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
   const ViewBlock view = SolvedBlock(result, log);
-  WholeFiles files(options.szOut, InputsOf(result));
+  WholeFiles files(options.szOut, FilesRead(result, options));
   files.Write("orientations.csv", [&](TextWriter& file) { WriteOrientations(view, file); });
   files.Write("cameras.csv", [&](TextWriter& file) { WriteCameras(view.Block, file); });
   files.Write("points.csv", [&](TextWriter& file) { WritePoints(view, file); });
@@ -116,7 +113,7 @@ void ExportPly(const ResultBlock& result, const ExportOptions& options, Exchange
   const ViewBlock view = SolvedBlock(result, log);
   const std::string name = NameIn(options.szOut);
   const std::string cameras = std::filesystem::path(name).stem().string() + "_cameras.ply";
-  WholeFiles files(WholeFiles::FolderOf(options.szOut), InputsOf(result));
+  WholeFiles files(WholeFiles::FolderOf(options.szOut), FilesRead(result, options));
   files.Write(name, [&](TextWriter& file) { WritePointsPly(view, file); });
   files.Write(cameras,
               [&](TextWriter& file) { WriteCamerasPly(view.Block, PyramidDepth(view.Block), file); });
