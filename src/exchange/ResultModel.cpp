@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 
 #include "base/InputFile.h"
 #include "base/PrintableName.h"
@@ -35,6 +36,13 @@ std::vector<std::string> SidecarsNear(const std::string& project) {
     }
   }
   std::ranges::sort(found);
+  // Of several that are alike, the one whose block the folder of the result is named for.
+  const auto length = [&](const std::string& path) {
+    const std::string file = fs::path(path).filename().string();
+    const std::string block = file.substr(0, file.size() - std::string(".orvo.json").size());
+    return folder.filename().string().find(block) == std::string::npos ? 0 : block.size();
+  };
+  std::ranges::stable_sort(found, std::greater<>(), length);
   return found;
 }
 
