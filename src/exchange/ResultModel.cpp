@@ -12,8 +12,8 @@
 #include "block/OvtFile.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/ExportCameras.h"
-
 #include "exchange/FilesRead.h"
+
 namespace orvo::exchange {
 namespace {
 
@@ -66,6 +66,19 @@ bool HasOtherMeasurements(const std::string& sidecar, const ResultBlock& result)
   return one != other;
 }
 
+void RefuseForeign(const std::string& path, const Sidecar& sidecar, const ResultBlock& result) {
+  if (!BelongsTo(sidecar, result.Block)) {
+    Refuse(path, 0, "it belongs to a block with other images or cameras",
+           "Name BLOCK.orvo.json of the import with --sidecar");
+  }
+  if (HasOtherMeasurements(path, result)) {
+    Refuse(path, 0,
+           "it belongs to a block with other measurements: the tie points beside it are not those of "
+           "the result",
+           "Name BLOCK.orvo.json of the import with --sidecar");
+  }
+}
+
 /// Wherever they come from, an export by either is the same.
 bool TellTheSame(Sidecar one, Sidecar other) {
   for (Sidecar* sidecar : {&one, &other}) {
@@ -88,7 +101,9 @@ std::optional<Sidecar> FindSidecar(const ResultBlock& result, ExchangeLog& log) 
   std::string where;
   for (const std::string& place : places) {
     auto sidecar = ReadSidecar(place);
-    if (!sidecar || !BelongsTo(*sidecar, result.Block) || HasOtherMeasurements(place, result)) continue;
+    if (!sidecar) continue;
+    if (named) RefuseForeign(place, *sidecar, result);
+    if (!BelongsTo(*sidecar, result.Block) || HasOtherMeasurements(place, result)) continue;
     if (found && !named && !TellTheSame(*found, *sidecar)) {
       Refuse(place, 0, "both it and " + PrintableName(where) + " may belong to the result",
              "Name the right one with --sidecar");
@@ -168,10 +183,7 @@ std::optional<Sidecar> SidecarOf(const ResultBlock& result, const ExportOptions&
   if (!options.szSidecar.empty()) {
     auto named = ReadSidecar(options.szSidecar);
     if (!named) Refuse(options.szSidecar, 0, "there is no such file", "Name BLOCK.orvo.json of the import");
-    if (!BelongsTo(*named, result.Block)) {
-      Refuse(options.szSidecar, 0, "it belongs to a block with other images or cameras",
-             "Name BLOCK.orvo.json of the import");
-    }
+    RefuseForeign(options.szSidecar, *named, result);
     return named;
   }
   return FindSidecar(result, log);
@@ -206,6 +218,8 @@ ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sideca
 ResultBlock ResultOfModel(ForeignModel& model, const ImportOptions& options, ExchangeLog& log) {
   ResultBlock result;
   result.Files.szProject = options.szSource;
+  result.Inputs = FilesRead(options);
+  result.Inputs.insert(result.Inputs.end(), model.Files.begin(), model.Files.end());
   const std::vector<ProjectCamera> cameras = CamerasForProject(model.Cameras, options, log);
   for (const ProjectCamera& camera : cameras) result.Block.Cameras.push_back(camera.Ours);
   result.Block.Images = model.Images;
@@ -219,5 +233,3 @@ ResultBlock ResultOfModel(ForeignModel& model, const ImportOptions& options, Exc
 }
 
 }  // namespace orvo::exchange
-  result.Inputs = FilesRead(options);
-  result.Inputs.insert(result.Inputs.end(), model.Files.begin(), model.Files.end());
