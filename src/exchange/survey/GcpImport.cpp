@@ -75,6 +75,13 @@ void GcpImport::CheckNames() const {
     if (!names.contains(name))
       Fail(0, "there is no point '" + PrintableName(name) + "', which --check names", "Look at its spelling");
   }
+  const bool matched = std::ranges::any_of(
+      names, [&](const std::string& name) { return name.starts_with(Options.szCheckPrefix); });
+  if (!matched)
+    Fail(0,
+         "there is no point that begins with '" + PrintableName(Options.szCheckPrefix) +
+             "', as --check-prefix says",
+         "Look at its spelling");
 }
 
 int GcpImport::TypeOf(const SourcePoint& point) const {
@@ -214,6 +221,9 @@ void GcpImport::Run() {
 
 }  // namespace
 
-void ImportGcp(const ImportOptions& options, ExchangeLog& log) { GcpImport(options, log).Run(); }
+void ImportGcp(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"project", "crs", "frame", "height", "origin", "check", "check-prefix"});
+  GcpImport(options, log).Run();
+}
 
 }  // namespace orvo::exchange

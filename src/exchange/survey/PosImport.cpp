@@ -214,6 +214,9 @@ void PosImport::Run() {
 
 }  // namespace
 
-void ImportPos(const ImportOptions& options, ExchangeLog& log) { PosImport(options, log).Run(); }
+void ImportPos(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"project", "crs", "frame", "height", "origin", "angles"});
+  PosImport(options, log).Run();
+}
 
 }  // namespace orvo::exchange

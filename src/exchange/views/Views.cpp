@@ -89,12 +89,14 @@ void ExportGeoJson(const ResultBlock& result, const ExportOptions& options, Exch
     Refuse("", 0, "GeoJSON is always in longitude and latitude of WGS 84",
            "Leave --to-crs away; the system of the block is named with --block-crs");
   }
+  RefuseUnused(options, {"block-crs"});
   const PlaceOnEarth place = ToWgs84(FindBlockOnEarth(result, options, log));
   const ViewBlock view = SolvedBlock(result, log);
   WriteOne(result, options, log, [&](TextWriter& file) { WriteGeoJson(view, place, file); });
 }
 
 void ExportTables(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {});
   const ViewBlock view = SolvedBlock(result, log);
   WholeFiles files(options.szOut, FilesRead(result, options));
   files.Write("orientations.csv", [&](TextWriter& file) { WriteOrientations(view, file); });
@@ -110,6 +112,7 @@ void ExportPly(const ResultBlock& result, const ExportOptions& options, Exchange
   if (!options.szCrs.empty()) {
     Refuse("", 0, "PLY files are in the frame of the block", "Leave --to-crs away, or export las");
   }
+  RefuseUnused(options, {});
   const ViewBlock view = SolvedBlock(result, log);
   const std::string name = NameIn(options.szOut);
   const std::string cameras = std::filesystem::path(name).stem().string() + "_cameras.ply";
@@ -122,6 +125,7 @@ void ExportPly(const ResultBlock& result, const ExportOptions& options, Exchange
 }
 
 void ExportLas(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"to-crs", "block-crs"});
   ViewBlock view = SolvedBlock(result, log);
   MovePoints(result, options, log, view);
   LasHead head = HeadOfToday();
@@ -134,6 +138,7 @@ void ExportLas(const ResultBlock& result, const ExportOptions& options, Exchange
 }
 
 void ExportCameras(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"pixel-size"});
   WriteOne(result, options, log,
            [&](TextWriter& file) { file.Write(CameraFileText(result.Block, options.dPixelSize)); });
 }
