@@ -1,5 +1,6 @@
 #include "orvo/ExchangeArguments.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <new>
 
@@ -15,6 +16,31 @@ namespace {
 std::string CheckAboveZero(const std::string& text) {
   const auto value = exchange::NumberIn(text);
   return value && *value > 0 ? std::string() : text + " is no finite number above 0";
+}
+
+}  // namespace
+
+namespace {
+
+std::string FaultOfOrigin(const std::string& text) {
+  std::vector<std::string> fields;
+  const bool good = exchange::SplitFields(text, ',', fields) && (fields.size() == 2 || fields.size() == 3) &&
+                    std::ranges::all_of(fields, [](const std::string& field) {
+                      return exchange::NumberIn(field).has_value();
+                    });
+  return good ? ""
+              : "'" + PrintableName(text) +
+                    "' is no origin: write LATITUDE,LONGITUDE or "
+                    "LATITUDE,LONGITUDE,HEIGHT";
+}
+
+/// Only what can be no vertical system is told here: whether a system exists is for PROJ to say.
+std::string FaultOfHeight(const std::string& text) {
+  const bool kind = text == "none" || text.starts_with("ellipsoidal");
+  if (kind || text.find_first_of(":[+= 0123456789") != std::string::npos) return "";
+  return "'" + PrintableName(text) +
+         "' is no kind of height: say ellipsoidal, ellipsoidal:m, "
+         "ellipsoidal:ft, ellipsoidal:us-ft, none, or a vertical system such as EPSG:5773";
 }
 
 }  // namespace
@@ -61,15 +87,19 @@ void AddImportOptions(CLI::App& app, ImportArguments& arguments) {
       ->type_name("FRAME")
       ->check(CLI::IsMember({"topocentric", "projected", "as-is"}));
   app.add_option("--height", options.szHeight, "what heights are, where the coordinate system has none")
-      ->type_name("KIND");
+      ->type_name("KIND")
+      ->check(CLI::Validator(FaultOfHeight, ""));
   app.add_option("--origin", options.szOrigin, "origin of a topocentric frame [the middle of the block]")
-      ->type_name("LAT,LON[,H]");
+      ->type_name("LAT,LON[,H]")
+      ->check(CLI::Validator(FaultOfOrigin, ""));
   app.add_option("--check", options.CheckPoints, "names of points that become check points, by commas")
       ->delimiter(',')
       ->type_name("NAME,...");
   app.add_option("--check-prefix", options.szCheckPrefix, "points whose names begin so become check points")
       ->type_name("TEXT");
-  app.add_option("--angles", options.szAngles, "convention of the angles in the source")->type_name("KIND");
+  app.add_option("--angles", options.szAngles, "convention of the angles in the source")
+      ->type_name("KIND")
+      ->check(CLI::IsMember({"orvo", "standard", "body", "gimbal"}));
 }
 
 void AddExportOptions(CLI::App& app, ExportArguments& arguments) {

@@ -1,6 +1,7 @@
 // Imports, exports and conversions of any form.
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
 #include "exchange/Forms.h"
 #include "exchange/ProjectWriting.h"
 #include "exchange/ResultModel.h"
@@ -41,6 +42,11 @@ void ConvertForm(const ImportOptions& from, const ExportOptions& to, ExchangeLog
            "See orvo convert --help");
   }
   ForeignModel model = source->ReadModel(from, log);
+  if (target->WriteModel != nullptr && from.Distortion) {
+    Refuse("", 0, "--distortion has no use on the way into " + PrintableName(to.szForm), "Leave it away");
+  }
+  const std::vector<std::string> inputs = FilesRead(from);
+  model.Files.insert(model.Files.end(), inputs.begin(), inputs.end());
   if (target->WriteModel != nullptr) return target->WriteModel(model, to, log);
   if (target->Export != nullptr) return target->Export(ResultOfModel(model, from, log), to, log);
   Refuse("", 0, "there is no way from " + PrintableName(from.szForm) + " to " + PrintableName(to.szForm),

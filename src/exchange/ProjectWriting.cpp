@@ -12,6 +12,7 @@
 #include "exchange/BlockSettings.h"
 #include "exchange/Checksum.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
 #include "exchange/ImageAliases.h"
 #include "exchange/ProjectCameras.h"
 #include "exchange/ProjectFilesText.h"
@@ -364,7 +365,9 @@ BlockTotals WriteBlock(ForeignModel& model, const ImportOptions& options, Exchan
   const BlockPaths paths(options.szOut);
   BlockTotals totals;
   const std::vector<ProjectCamera> cameras = CamerasForProject(model.Cameras, options, log);
-  WholeFiles files(paths.szFolder, model.Files);
+  std::vector<std::string> inputs = FilesRead(options);
+  inputs.insert(inputs.end(), model.Files.begin(), model.Files.end());
+  WholeFiles files(paths.szFolder, std::move(inputs), BlockFiles::Replace);
   BlockPoints points(model, cameras, files.Folder(), totals);
   StreamPoint point;
   model.Points->Rewind();

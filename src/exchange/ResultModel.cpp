@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 
 #include "base/InputFile.h"
 #include "base/PrintableName.h"
 #include "block/OvtFile.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/ExportCameras.h"
+#include "exchange/FilesRead.h"
 
 namespace orvo::exchange {
 namespace {
@@ -55,6 +57,13 @@ std::vector<std::string> SidecarsNear(const std::string& project) {
     }
   }
   std::ranges::sort(found);
+  // Of several that are alike, the one whose block the folder of the result is named for.
+  const auto length = [&](const std::string& path) {
+    const std::string file = fs::path(path).filename().string();
+    const std::string block = file.substr(0, file.size() - std::string(".orvo.json").size());
+    return folder.filename().string().find(block) == std::string::npos ? 0 : block.size();
+  };
+  std::ranges::stable_sort(found, std::greater<>(), length);
   return found;
 }
 
@@ -76,6 +85,19 @@ bool HasOtherMeasurements(const std::string& sidecar, const ResultBlock& result)
   before.ReadAt(before.Size() - bytes, one.data(), bytes);
   after.ReadAt(after.Size() - bytes, other.data(), bytes);
   return one != other;
+}
+
+void RefuseForeign(const std::string& path, const Sidecar& sidecar, const ResultBlock& result) {
+  if (!BelongsTo(sidecar, result)) {
+    Refuse(path, 0, "it belongs to a block with other images or cameras",
+           "Name BLOCK.orvo.json of the import with --sidecar");
+  }
+  if (HasOtherMeasurements(path, result)) {
+    Refuse(path, 0,
+           "it belongs to a block with other measurements: the tie points beside it are not those of "
+           "the result",
+           "Name BLOCK.orvo.json of the import with --sidecar");
+  }
 }
 
 /// Wherever they come from, an export by either is the same.
@@ -100,7 +122,9 @@ std::optional<Sidecar> FindSidecar(const ResultBlock& result, ExchangeLog& log) 
   std::string where;
   for (const std::string& place : places) {
     auto sidecar = ReadSidecar(place);
-    if (!sidecar || !BelongsTo(*sidecar, result) || HasOtherMeasurements(place, result)) continue;
+    if (!sidecar) continue;
+    if (named) RefuseForeign(place, *sidecar, result);
+    if (!BelongsTo(*sidecar, result) || HasOtherMeasurements(place, result)) continue;
     if (found && !named && !TellTheSame(*found, *sidecar)) {
       Refuse(place, 0, "both it and " + PrintableName(where) + " may belong to the result",
              "Name the right one with --sidecar");
@@ -180,10 +204,7 @@ std::optional<Sidecar> SidecarOf(const ResultBlock& result, const ExportOptions&
   if (!options.szSidecar.empty()) {
     auto named = ReadSidecar(options.szSidecar);
     if (!named) Refuse(options.szSidecar, 0, "there is no such file", "Name BLOCK.orvo.json of the import");
-    if (!BelongsTo(*named, result)) {
-      Refuse(options.szSidecar, 0, "it belongs to a block with other images or cameras",
-             "Name BLOCK.orvo.json of the import");
-    }
+    RefuseForeign(options.szSidecar, *named, result);
     return Narrowed(std::move(*named), result.Left);
   }
   auto found = FindSidecar(result, log);
@@ -197,7 +218,7 @@ ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sideca
   CheckReferences(block, result.Files.szProject);
   ForeignModel model;
   model.szForm = sidecar ? sidecar->szForm : "orvo";
-  model.Files = {result.Files.szProject};
+  model.Files = FilesRead(result, options);
   model.Images = block.Images;
   for (size_t i = 0; i < model.Images.size(); ++i) {
     model.Images[i].szPath = sidecar ? sidecar->Images[i].szName : NameOfPath(block.Images[i].szPath);
@@ -220,6 +241,8 @@ ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sideca
 ResultBlock ResultOfModel(ForeignModel& model, const ImportOptions& options, ExchangeLog& log) {
   ResultBlock result;
   result.Files.szProject = options.szSource;
+  result.Inputs = FilesRead(options);
+  result.Inputs.insert(result.Inputs.end(), model.Files.begin(), model.Files.end());
   const std::vector<ProjectCamera> cameras = CamerasForProject(model.Cameras, options, log);
   for (const ProjectCamera& camera : cameras) result.Block.Cameras.push_back(camera.Ours);
   result.Block.Images = model.Images;

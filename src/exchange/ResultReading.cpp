@@ -70,6 +70,13 @@ void IntersectAnew(SurveyBlock& block) {
   for (SurveyPoint& point : block.Tie.Points) IntersectStrictly(block, block.Tie.Of(point), point.P);
 }
 
+void RefuseForeign(const std::string& path, const SurveyBlock& project, const SurveyBlock& result,
+                   const std::string& ovc) {
+  if (HaveSameImages(project, result) && project.Cameras.size() == result.Cameras.size()) return;
+  Refuse(path, 0, "the project has other images than the result " + PrintableName(ovc),
+         "Name the project that the result comes from with --project");
+}
+
 ResultBlock ReadFolder(const fs::path& folder, const std::string& project, const std::string& gcp,
                        const std::string& pos) {
   ResultBlock result;
@@ -86,15 +93,13 @@ ResultBlock ReadFolder(const fs::path& folder, const std::string& project, const
   if (binary) {
     result.Files.szProject = ovc;
     result.Block = ReadWhole(result.Files);
+    if (!project.empty()) RefuseForeign(project, ReadHeadOnly(project), result.Block, ovc);
   } else {
     SurveyBlock head = ReadHeadOnly(ovc);
     if (project.empty()) result.szOrigin = ProjectOfResult(folder, head);
     result.Files.szProject = result.szOrigin;
     result.Block = ReadWhole(result.Files);
-    if (!HaveSameImages(head, result.Block) || head.Cameras.size() != result.Block.Cameras.size()) {
-      Refuse(result.szOrigin, 0, "the project has other images than the result " + PrintableName(ovc),
-             "Name the project that the result comes from with --project");
-    }
+    RefuseForeign(result.szOrigin, result.Block, head, ovc);
     result.Block.Cameras = std::move(head.Cameras);
     result.Block.Images = std::move(head.Images);
   }

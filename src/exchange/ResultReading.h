@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "check/BlockCheck.h"
 #include "exchange/LeftOut.h"
@@ -16,6 +17,7 @@ struct ResultBlock {
   LeftOut Left;          ///< of what the files have
   bool bResult = false;  ///< from a result folder
   std::string szOrigin;  ///< the project that a result comes from; of a project itself; empty: not known
+  std::vector<std::string> Inputs;  ///< further files that it was made of
 };
 
 /// `path`: a result folder (or OrvoResult.ovc in one), or a project. `project`: the project that a result

@@ -189,7 +189,12 @@ std::optional<Sidecar> ReadSidecar(const std::string& path) {
     RefuseAtByte(path, static_cast<int64_t>(wrong.byte), "the file is no whole JSON",
                  "Import the block again");
   } catch (const Json::exception& wrong) {
-    Refuse(path, 0, "the file is no sidecar of an import: " + PrintableName(wrong.what()),
+    // Behind the library's own name of the exception.
+    const std::string text = wrong.what();
+    const size_t name = text.find("] ");
+    Refuse(path, 0,
+           "the file is no sidecar of an import: " +
+               PrintableName(name == std::string::npos ? text : text.substr(name + 2)),
            "Import the block again");
   } catch (const std::logic_error&) {
     Refuse(path, 0, "a name in the file can't be read", "Import the block again");

@@ -32,7 +32,8 @@ void RefuseUnused(const ImportOptions& options, std::initializer_list<std::strin
                {"origin", !options.szOrigin.empty()},
                {"check", !options.CheckPoints.empty()},
                {"check-prefix", !options.szCheckPrefix.empty()},
-               {"angles", !options.szAngles.empty()}},
+               {"angles", !options.szAngles.empty()},
+               {"distortion", options.Distortion.has_value()}},
               used);
 }
 
@@ -40,7 +41,10 @@ void RefuseUnused(const ExportOptions& options, std::initializer_list<std::strin
   RefuseGiven(options.szForm,
               {{"text", options.bText},
                {"to-crs", !options.szCrs.empty()},
-               {"form-version", !options.szVersion.empty()}},
+               {"form-version", !options.szVersion.empty()},
+               {"camera", options.Camera != CameraChoice::Automatic},
+               {"block-crs", !options.szBlockCrs.empty()},
+               {"pixel-size", options.dPixelSize != 0}},
               used);
 }
 

@@ -9,9 +9,9 @@
 namespace orvo::exchange {
 
 /// `used`: the form's own options, of images, tracks, project, crs, frame, height, origin, check,
-/// check-prefix, angles. --frame as-is is never refused.
+/// check-prefix, angles, distortion. --frame as-is is never refused.
 void RefuseUnused(const ImportOptions& options, std::initializer_list<std::string_view> used);
-/// Of text, to-crs, form-version.
+/// Of text, to-crs, form-version, camera, block-crs, pixel-size.
 void RefuseUnused(const ExportOptions& options, std::initializer_list<std::string_view> used);
 
 }  // namespace orvo::exchange

@@ -7,6 +7,7 @@
 
 #include "base/OutputFiles.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
 
 namespace orvo::exchange {
 namespace {
@@ -25,8 +26,8 @@ bool AreOneFile(const std::string& first, const std::string& second) {
 
 }  // namespace
 
-WholeFiles::WholeFiles(const std::string& folder, std::vector<std::string> inputs)
-    : szFolder(folder), Inputs(std::move(inputs)) {
+WholeFiles::WholeFiles(const std::string& folder, std::vector<std::string> inputs, BlockFiles ofBlocks)
+    : szFolder(folder), Inputs(std::move(inputs)), OfBlocks(ofBlocks) {
   while (szFolder.size() > 1 && szFolder.back() == '/') szFolder.pop_back();
   std::error_code error;
   std::filesystem::create_directories(szFolder, error);
@@ -54,6 +55,11 @@ void WholeFiles::RefuseInput(const std::string& path) const {
     if (AreOneFile(path, input)) {
       Refuse(path, 0, "this output is an input", "Name another place with --out");
     }
+  }
+  std::error_code error;
+  if (OfBlocks == BlockFiles::Keep && IsOfBlock(path) && std::filesystem::exists(path, error)) {
+    Refuse(path, 0, "a file of a block is there already, which this output would replace",
+           "Name another place with --out");
   }
 }
 

@@ -10,11 +10,18 @@
 
 namespace orvo::exchange {
 
+/// Projects, tie points and sidecars that are there already, whoever's they are.
+enum class BlockFiles {
+  Keep,    ///< refused as the place of an output
+  Replace  ///< written anew: by an import of a block
+};
+
 /// Files of one folder. What was there under other names stays. Throws ExchangeFault.
 class WholeFiles {
  public:
   /// Makes the folder where it is missing. `inputs`: files that may not be written over.
-  WholeFiles(const std::string& folder, std::vector<std::string> inputs);
+  WholeFiles(const std::string& folder, std::vector<std::string> inputs,
+             BlockFiles ofBlocks = BlockFiles::Keep);
   /// For one file, or several beside it: the folder of `path`.
   static std::string FolderOf(const std::string& path);
   /// Without Commit nothing is left.
@@ -35,6 +42,7 @@ class WholeFiles {
 
   std::string szFolder;
   std::vector<std::string> Inputs;
+  BlockFiles OfBlocks;
   OutputFolder Outputs;
   bool bCommitted = false;
 };

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "exchange/ModelFixture.h"
 #include "exchange/ProjectWriting.h"
 #include "exchange/colmap/ColmapForm.h"
@@ -173,6 +175,10 @@ std::vector<BrokenModel> BrokenModels() {
        "the track of point 7 names measurement 1 of image 3, which belongs to another point",
        {kCameras, kImages, "7 0 0 8 1 2 3 0.5 3 1 5 0\n"}},
       {"points3D.txt",
+       3,
+       "point 7 is there twice",
+       {kCameras, kImages, "7 0 0 8 1 2 3 0.5 3 0 5 0\n# 8\n7 0 0 8 1 2 3 0.5 3 0 5 0\n"}},
+      {"points3D.txt",
        1,
        "IMAGE_ID, POINT2D_IDX end at the end of the line",
        {kCameras, kImages, "7 0 0 8 1 2 3 0.5 3\n"}},
@@ -191,6 +197,25 @@ TEST(Colmap, BrokenText) {
     EXPECT_EQ(fault.nLine, row.nLine) << row.szWhat;
     EXPECT_FALSE(fault.szRemedy.empty()) << row.szWhat;
   }
+}
+
+TEST(Colmap, APointThatComesTwiceInABinaryFileIsRefused) {
+  const ScratchFolder scratch;
+  ForeignModel made = MakeModel(CameraLike(EveryCamera()[0]));
+  Write(made, scratch / "twice", false);
+  // The first point again in place of the second.
+  std::string bytes = test::ReadFile(scratch / "twice/points3D.bin");
+  uint64_t length = 0;
+  std::memcpy(&length, bytes.data() + 8 + 43, sizeof length);
+  const size_t second = 8 + 51 + 8 * length;
+  bytes.replace(second, 8, bytes.substr(8, 8));
+  WriteFile(scratch / "twice/points3D.bin", bytes);
+  ImportOptions options;
+  options.szSource = scratch / "twice";
+  ForeignModel model = ReadColmap(options, Silent());
+  const Finding fault = FaultOf([&] { AllPoints(model); });
+  EXPECT_EQ(fault.szWhat, "point 1000 is there twice");
+  EXPECT_EQ(fault.nByte, static_cast<int64_t>(second));
 }
 
 TEST(Colmap, ABinaryFileCutOffAnywhereIsRefused) {

@@ -160,7 +160,13 @@ TEST(Export, SidecarsThatDoNotBelong) {
     WriteFile(imported.Scratch / "block.orvo.json", broken);
     const Finding fault = FaultOf([&] { SidecarOf(result, {}, Silent()); });
     EXPECT_EQ(fault.szFile, imported.Scratch / "block.orvo.json") << broken;
+    EXPECT_EQ(fault.szWhat.find("json.exception"), std::string::npos) << fault.szWhat;
   }
+  std::filesystem::copy_file(other.Scratch / "block.orvo.json", imported.Scratch / "block.orvo.json",
+                             std::filesystem::copy_options::overwrite_existing);
+  const Finding beside = FaultOf([&] { SidecarOf(result, {}, Silent()); });
+  EXPECT_EQ(beside.szFile, imported.Scratch / "block.orvo.json");
+  EXPECT_NE(beside.szWhat.find("other images"), std::string::npos) << beside.szWhat;
 }
 
 TEST(Export, AResultFindsTheSidecarOfItsMeasurements) {
@@ -189,6 +195,16 @@ TEST(Export, AResultFindsTheSidecarOfItsMeasurements) {
     ASSERT_TRUE(sidecar);
     EXPECT_EQ(sidecar->Distortion, block.Mode) << block.szBlock;
   }
+  // One that is named is held to the measurements, too.
+  ExportOptions named;
+  named.szSidecar = scratch / "b.orvo.json";
+  const Finding fault = FaultOf([&] { SidecarOf(ReadResult(scratch / "out_a"), named, Silent()); });
+  EXPECT_NE(fault.szWhat.find("other measurements"), std::string::npos) << fault.szWhat;
+  const ResultBlock foreign = ReadResult(scratch / "out_a", scratch / "b.ovc");
+  EXPECT_EQ(FaultOf([&] { SidecarOf(foreign, {}, Silent()); }).szFile, scratch / "b.orvo.json");
+  // Of two that are alike, the one that the folder of the result is named for.
+  EXPECT_EQ(SidecarOf(ReadResult(scratch / "out_b"), {}, Silent())->szSource.back(), 'b');
+  EXPECT_EQ(SidecarOf(ReadResult(scratch / "out_c"), {}, Silent())->szSource.back(), 'c');
   // Two that differ, of which neither can be told to be wrong.
   std::filesystem::remove(scratch / "a.ovt");
   std::filesystem::remove(scratch / "b.ovt");

@@ -167,6 +167,19 @@ TEST(GcpImport, RefusedOptions) {
       {[](Import& import) { import.Options.szProject += "x"; }, ""},
       {[](Import& import) { import.Options.szSource += "x"; }, "0: there is no such file"},
       {[](Import& import) { import.Options.CheckPoints = {"C"}; }, "0: there is no point 'C'"},
+      {[](Import& import) { import.Options.szCheckPrefix = "CP"; },
+       "0: there is no point that begins with 'CP', as --check-prefix says"},
+      {[](Import& import) { import.Options.szOrigin = "1,2"; }, "0: --origin has no use with --frame as-is"},
+      {[](Import& import) {
+         import.Options.Frame = FrameKind::Projected;
+         import.Options.szCrs = "EPSG:25832";
+         import.Options.szHeight = "ellipsoidal";
+         import.Options.szOrigin = "1,2";
+       },
+       "0: --origin has no use with --frame projected"},
+      {[](Import& import) { import.Options.szAngles = "orvo"; }, "0: --angles has no use with"},
+      {[](Import& import) { import.Options.Distortion = DistortionMode::Fit; },
+       "0: --distortion has no use with"},
       {[](Import& import) { import.Options.Frame = FrameKind::Topocentric; }, "no coordinate system"},
       {[](Import& import) { import.Options.szOut = import.Options.szSource; }, "this output is an input"},
   };

@@ -364,6 +364,10 @@ TEST(OpenSfm, WhatCannotBeWritten) {
       {[](ForeignModel& model) { model.Images[2].szPath = "a\tb"; }, "can't stand in tracks.csv"},
       {[](ForeignModel& model) { model.Images[2].szPath = ""; }, "can't stand in tracks.csv"},
       {[](ForeignModel& model) { model.Images[2].szPath = "\xff.jpg"; }, "is no UTF-8"},
+      {[](ForeignModel& model) { model.Images[2].szPath = model.Images[0].szPath; },
+       "two images have the name '"},
+      {[](ForeignModel& model) { model.Cameras[2].szName = model.Cameras[0].szName; },
+       "two cameras have the name '"},
       {[](ForeignModel& model) { model.Images[2].S[1] = std::nan(""); }, "is not finite"},
   };
   for (const auto& row : rows) {

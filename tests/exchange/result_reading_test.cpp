@@ -78,5 +78,20 @@ TEST(ResultReading, RefusesWhatIsNoResult) {
   EXPECT_NE(FaultOf(scratch / "none.prj"), "");
 }
 
+TEST(ResultReading, AResultWithPointsRefusesAProjectOfOtherImages) {
+  const ScratchFolder scratch;
+  std::filesystem::create_directory(scratch / "out");
+  std::string head = kHead;
+  WriteFile(scratch / "out/OrvoResult.ovc", head.replace(0, 5, "2 1 0"));
+  // No points, no measurements.
+  WriteFile(scratch / "out/OrvoResult.ovt", std::string(8, '\0'));
+  WriteFile(scratch / "same.prj", std::string(kHead) + kPoint);
+  std::string other = kHead;
+  WriteFile(scratch / "other.prj", other.replace(other.find("left"), 4, "leer") + kPoint);
+  const std::string without = FaultOf(scratch / "out");
+  EXPECT_EQ(FaultOf(scratch / "out", scratch / "same.prj"), without);
+  EXPECT_NE(FaultOf(scratch / "out", scratch / "other.prj").find("other images"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace orvo::exchange

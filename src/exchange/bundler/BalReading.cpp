@@ -52,7 +52,7 @@ void TakeObservations(const std::vector<Observation>& observations, SurveyPoints
 }  // namespace
 
 ForeignModel ReadBal(const ImportOptions& options, ExchangeLog& log) {
-  RefuseUnused(options, {"images"});
+  RefuseUnused(options, {"images", "distortion"});
   FieldStream fields(options.szSource, '\0', log);
   CentredModel model;
   model.szForm = "bal";

@@ -116,7 +116,7 @@ void BalWriter::Write(TextWriter& file) const {
 }  // namespace
 
 void WriteBal(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
-  RefuseUnused(options, {});
+  RefuseUnused(options, {"camera"});
   const std::string name = std::filesystem::path(options.szOut).filename().string();
   if (name.empty()) Refuse(options.szOut, 0, "--out names a folder", "Name a file");
   BalWriter writer(model, log);

@@ -50,7 +50,7 @@ void ReadPoint(FieldStream& fields, size_t ordinal, int64_t imageNum, SurveyPoin
 }  // namespace
 
 ForeignModel ReadBundler(const ImportOptions& options, ExchangeLog& log) {
-  RefuseUnused(options, {"images"});
+  RefuseUnused(options, {"images", "distortion"});
   FieldStream fields(options.szSource, '#', log);
   CentredModel model;
   model.szForm = "bundler";

@@ -1,5 +1,6 @@
 // cameras.bin, images.bin, points3D.bin.
 #include <cmath>
+#include <unordered_set>
 
 #include "exchange/ByteReader.h"
 #include "exchange/colmap/ColmapCameras.h"
@@ -121,6 +122,9 @@ class BinaryPoints : public PointStream {
     for (int i = 0; i < 3; ++i) File.Get<uint8_t>("the colour of a point");
     File.Get<double>("the error of a point");
     const auto length = File.Get<uint64_t>("a point");
+    if (!Ids.insert(id).second) {
+      File.Refuse(begin, "point " + std::to_string(id) + " is there twice", kWriteAgain);
+    }
     point.szName = std::to_string(id);
     point.Measurements.clear();
     for (uint64_t i = 0; i < length; ++i) {
@@ -136,6 +140,7 @@ class BinaryPoints : public PointStream {
     File.Seek(0);
     nNum = File.Get<uint64_t>("the number of points");
     nNext = 0;
+    Ids.clear();
   }
 
  private:
@@ -143,6 +148,7 @@ class BinaryPoints : public PointStream {
   std::shared_ptr<const ColmapTables> Tables;
   ExchangeLog& Log;
   uint64_t nNum = 0, nNext = 0;
+  std::unordered_set<uint64_t> Ids;  ///< of the points so far
 };
 
 }  // namespace

@@ -33,7 +33,7 @@ bool HasAll(const std::string& folder, const char* extension) {
 }  // namespace
 
 ForeignModel ReadColmap(const ImportOptions& options, ExchangeLog& log) {
-  RefuseUnused(options, {});
+  RefuseUnused(options, {"distortion"});
   std::string folder = options.szSource;
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
   const bool binary = HasAll(folder, ".bin"), text = HasAll(folder, ".txt");

@@ -1,5 +1,6 @@
 // cameras.txt, images.txt, points3D.txt.
 #include <limits>
+#include <unordered_set>
 
 #include "base/PrintableName.h"
 #include "exchange/LongLines.h"
@@ -119,6 +120,9 @@ class TextPoints : public PointStream {
     if (!whole || !fields.Word(error)) {
       Lines.Refuse("POINT3D_ID, X, Y, Z, R, G, B, ERROR end at " + fields.Shown(), kWriteAgain);
     }
+    if (!Ids.insert(static_cast<uint64_t>(id)).second) {
+      Lines.Refuse("point " + std::to_string(id) + " is there twice", kWriteAgain);
+    }
     point.szName = std::to_string(id);
     point.Measurements.clear();
     while (!fields.AtEnd()) {
@@ -131,11 +135,15 @@ class TextPoints : public PointStream {
     }
     return true;
   }
-  void Rewind() override { Lines.Rewind(); }
+  void Rewind() override {
+    Lines.Rewind();
+    Ids.clear();
+  }
 
  private:
   LongLines Lines;
   std::shared_ptr<const ColmapTables> Tables;
+  std::unordered_set<uint64_t> Ids;  ///< of the points so far
   ExchangeLog& Log;
 };
 

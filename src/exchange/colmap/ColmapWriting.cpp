@@ -273,7 +273,7 @@ void CheckNames(const ForeignModel& model, bool text) {
 }  // namespace
 
 void WriteColmap(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
-  RefuseUnused(options, {"text"});
+  RefuseUnused(options, {"text", "camera"});
   CheckNames(model, options.bText);
   const ColmapContent content = ContentOf(model);
   using Writer = void (*)(TextWriter&, const ForeignModel&, const ColmapContent&);

@@ -7,6 +7,7 @@
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/ForeignRotation.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/opensfm/OpenSfm.h"
 #include "exchange/opensfm/Reconstruction.h"
 #include "exchange/opensfm/Tracks.h"
@@ -186,6 +187,7 @@ void AddFrame(const std::optional<std::array<double, 3>>& reference, ForeignMode
 }  // namespace
 
 ForeignModel ReadOpenSfm(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"tracks", "distortion"});
   const std::string path = PathOfReconstruction(options.szSource);
   const std::filesystem::path folder = std::filesystem::path(path).parent_path();
   const std::string tracksPath =

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <unordered_set>
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
@@ -10,6 +11,7 @@
 #include "exchange/ForeignRotation.h"
 #include "exchange/LensFit.h"
 #include "exchange/LensModels.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/opensfm/OpenSfm.h"
 
@@ -133,6 +135,27 @@ void CheckName(const std::string& name, const char* kind) {
   }
 }
 
+/// Shots, cameras and points are told apart by their names alone.
+void CheckAllNames(ForeignModel& model) {
+  std::unordered_set<std::string> names;
+  const auto once = [&](const std::string& name, const char* kind) {
+    if (names.insert(name).second) return;
+    Refuse("", 0,
+           std::string("two ") + kind + " have the name '" + PrintableName(name) +
+               "', by which this form tells them apart",
+           "Rename one of them");
+  };
+  for (const SurveyImage& image : model.Images) {
+    CheckName(image.szPath, "the image");
+    once(image.szPath, "images");
+  }
+  names.clear();
+  for (const ForeignCamera& camera : model.Cameras) once(camera.szName, "cameras");
+  names.clear();
+  model.Points->Rewind();
+  for (StreamPoint point; model.Points->Next(point);) once(point.szName, "points");
+}
+
 void WriteTracks(ForeignModel& model, TextWriter& file) {
   file.Write("OPENSFM_TRACKS_VERSION_v2\n");
   std::vector<int64_t> features(model.Images.size(), 0);
@@ -154,7 +177,8 @@ void WriteTracks(ForeignModel& model, TextWriter& file) {
 }  // namespace
 
 void WriteOpenSfm(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
-  for (const SurveyImage& image : model.Images) CheckName(image.szPath, "the image");
+  RefuseUnused(options, {"camera"});
+  CheckAllNames(model);
   for (ForeignCamera& camera : model.Cameras) {
     if (!IsHeld(camera.Lens)) camera = FittedBrown(camera, options, log);
   }

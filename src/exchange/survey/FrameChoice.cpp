@@ -92,6 +92,10 @@ BlockFrame NewFrame(const ImportOptions& options, const SourceSystem& source,
                     const std::vector<std::array<double, 3>>& places) {
   const FrameKind kind =
       options.Frame.value_or(source.szCrs.empty() ? FrameKind::AsIs : FrameKind::Topocentric);
+  if (kind != FrameKind::Topocentric && !options.szOrigin.empty()) {
+    Refuse("", 0, std::string("--origin has no use with --frame ") + NameOf(kind),
+           "Leave it away, or say --frame topocentric");
+  }
   if (kind == FrameKind::Projected) return {kind, source, 0, 0, 0};
   if (kind == FrameKind::Topocentric)
     return options.szOrigin.empty() ? TopocentricFrameOf(source, places) : FrameOfOrigin(options.szOrigin);
@@ -161,7 +165,7 @@ void KeepFrame(const FrameWay& way, const SourceSystem& source, const BlockConte
   sidecar.Frame.szHeight = source.szHeight;
   sidecar.Frame.Origin = {way.Frame.dLatitude, way.Frame.dLongitude, way.Frame.dHeight};
   const std::string path = SidecarPathOf(block.ProjectPath());
-  WholeFiles files(WholeFiles::FolderOf(path), {block.ProjectPath()});
+  WholeFiles files(WholeFiles::FolderOf(path), {block.ProjectPath()}, BlockFiles::Replace);
   files.Write(std::filesystem::path(path).filename().string(),
               [&](TextWriter& file) { file.Write(SidecarText(sidecar)); });
   files.Commit();

@@ -6,6 +6,8 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/survey/BlockContext.h"
 #include "exchange/survey/CoordinateColumns.h"
@@ -73,6 +75,13 @@ void GcpImport::CheckNames() const {
     if (!names.contains(name))
       Fail(0, "there is no point '" + PrintableName(name) + "', which --check names", "Look at its spelling");
   }
+  const bool matched = std::ranges::any_of(
+      names, [&](const std::string& name) { return name.starts_with(Options.szCheckPrefix); });
+  if (!matched)
+    Fail(0,
+         "there is no point that begins with '" + PrintableName(Options.szCheckPrefix) +
+             "', as --check-prefix says",
+         "Look at its spelling");
 }
 
 int GcpImport::TypeOf(const SourcePoint& point) const {
@@ -135,7 +144,7 @@ void GcpImport::Place(const FrameTransform& transform) {
 }
 
 void GcpImport::Write() const {
-  WholeFiles files(WholeFiles::FolderOf(Options.szOut), {Options.szSource, Options.szProject});
+  WholeFiles files(WholeFiles::FolderOf(Options.szOut), FilesRead(Options));
   files.Write(std::filesystem::path(Options.szOut).filename().string(), [&](TextWriter& file) {
     file.Write(fmt::format("{}\n", Points.size()));
     for (const GcpPoint& point : Points) {
@@ -212,6 +221,9 @@ void GcpImport::Run() {
 
 }  // namespace
 
-void ImportGcp(const ImportOptions& options, ExchangeLog& log) { GcpImport(options, log).Run(); }
+void ImportGcp(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"project", "crs", "frame", "height", "origin", "check", "check-prefix"});
+  GcpImport(options, log).Run();
+}
 
 }  // namespace orvo::exchange

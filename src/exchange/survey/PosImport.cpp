@@ -6,6 +6,8 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/survey/BlockContext.h"
 #include "exchange/survey/CoordinateColumns.h"
@@ -176,7 +178,7 @@ void PosImport::NumberStrips() {
 }
 
 void PosImport::Write() const {
-  WholeFiles files(WholeFiles::FolderOf(Options.szOut), {Options.szSource, Options.szProject});
+  WholeFiles files(WholeFiles::FolderOf(Options.szOut), FilesRead(Options));
   files.Write(std::filesystem::path(Options.szOut).filename().string(), [&](TextWriter& file) {
     for (size_t i = 0; i < Lines.size(); ++i) {
       const PosLine& line = Lines[i];
@@ -232,6 +234,9 @@ void PosImport::Run() {
 
 }  // namespace
 
-void ImportPos(const ImportOptions& options, ExchangeLog& log) { PosImport(options, log).Run(); }
+void ImportPos(const ImportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"project", "crs", "frame", "height", "origin", "angles"});
+  PosImport(options, log).Run();
+}
 
 }  // namespace orvo::exchange

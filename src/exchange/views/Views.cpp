@@ -8,6 +8,8 @@
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/FilesRead.h"
+#include "exchange/UnusedOptions.h"
 #include "exchange/WholeFiles.h"
 #include "exchange/crs/AreaCheck.h"
 #include "exchange/crs/WktText.h"
@@ -20,11 +22,6 @@
 
 namespace orvo::exchange {
 namespace {
-
-std::vector<std::string> InputsOf(const ResultBlock& result) {
-  const SurveyFiles& files = result.Files;
-  return {files.szProject, files.szOvt, files.szGcp, files.szPos, files.szSettings, result.szOrigin};
-}
 
 std::string NameIn(const std::string& path) {
   std::string name = std::filesystem::path(path).filename().string();
@@ -55,7 +52,7 @@ void TellWritten(const WholeFiles& files, std::initializer_list<std::string> nam
 void WriteOne(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log,
               const std::function<void(TextWriter& file)>& writer) {
   const std::string name = NameIn(options.szOut);
-  WholeFiles files(WholeFiles::FolderOf(options.szOut), InputsOf(result));
+  WholeFiles files(WholeFiles::FolderOf(options.szOut), FilesRead(result, options));
   files.Write(name, writer);
   files.Commit();
   TellWritten(files, {name}, log);
@@ -116,14 +113,16 @@ void ExportGeoJson(const ResultBlock& result, const ExportOptions& options, Exch
     Refuse("", 0, "GeoJSON is always in longitude and latitude of WGS 84",
            "Leave --to-crs away; the system of the block is named with --block-crs");
   }
+  RefuseUnused(options, {"block-crs"});
   const PlaceOnEarth place = ToWgs84(FindBlockOnEarth(result, options, log));
   const ViewBlock view = SolvedBlock(result, log);
   WriteOne(result, options, log, [&](TextWriter& file) { WriteGeoJson(view, place, file); });
 }
 
 void ExportTables(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {});
   const ViewBlock view = SolvedBlock(result, log);
-  WholeFiles files(options.szOut, InputsOf(result));
+  WholeFiles files(options.szOut, FilesRead(result, options));
   files.Write("orientations.csv", [&](TextWriter& file) { WriteOrientations(view, file); });
   files.Write("cameras.csv", [&](TextWriter& file) { WriteCameras(view.Block, file); });
   files.Write("points.csv", [&](TextWriter& file) { WritePoints(view, file); });
@@ -137,10 +136,11 @@ void ExportPly(const ResultBlock& result, const ExportOptions& options, Exchange
   if (!options.szCrs.empty()) {
     Refuse("", 0, "PLY files are in the frame of the block", "Leave --to-crs away, or export las");
   }
+  RefuseUnused(options, {});
   const ViewBlock view = SolvedBlock(result, log);
   const std::string name = NameIn(options.szOut);
   const std::string cameras = std::filesystem::path(name).stem().string() + "_cameras.ply";
-  WholeFiles files(WholeFiles::FolderOf(options.szOut), InputsOf(result));
+  WholeFiles files(WholeFiles::FolderOf(options.szOut), FilesRead(result, options));
   files.Write(name, [&](TextWriter& file) { WritePointsPly(view, file); });
   files.Write(cameras,
               [&](TextWriter& file) { WriteCamerasPly(view.Block, PyramidDepth(view.Block), file); });
@@ -149,6 +149,7 @@ void ExportPly(const ResultBlock& result, const ExportOptions& options, Exchange
 }
 
 void ExportLas(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"to-crs", "block-crs"});
   ViewBlock view = SolvedBlock(result, log);
   MovePoints(result, options, log, view);
   LasHead head = HeadOfToday();
@@ -164,6 +165,7 @@ void ExportLas(const ResultBlock& result, const ExportOptions& options, Exchange
 }
 
 void ExportCameras(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
+  RefuseUnused(options, {"pixel-size"});
   WriteOne(result, options, log,
            [&](TextWriter& file) { file.Write(CameraFileText(result.Block, options.dPixelSize)); });
 }
