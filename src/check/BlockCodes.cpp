@@ -160,6 +160,11 @@ constexpr CodeEntry kControlCodes[] = {
      "turned about "
      "the vertical, and finds none.",
      "Bring the orientations into a frame with Z up, roughly."},
+    {"K018", S::Note, "heights of control off, or the focal length",
+     "Control points lie off the block by one amount in height, which an error of the focal length makes as "
+     "well as "
+     "heights of another kind do.",
+     "Look at both. An adjustment with unknown cameras finds the focal length."},
 };
 
 constexpr CodeEntry kPositionCodes[] = {
