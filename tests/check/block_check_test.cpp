@@ -250,40 +250,6 @@ TEST(BlockCheck, Control) {
          for (double& value : block.Control.Points[0].P) value /= 0.3048;
        },
        "K003"},
-      {"heights of another kind",
-       [](SurveyBlock& block, AdjustmentSettings&) {
-         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 400;
-       },
-       "K006"},
-      {"heights that a focal length makes as well",
-       [](SurveyBlock& block, AdjustmentSettings&) {
-         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 60;
-       },
-       "K018"},
-      {"heights of another kind that nothing but control tells",
-       [](SurveyBlock& block, AdjustmentSettings&) {
-         block.Pos = {};
-         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 400;
-       },
-       "K014"},
-      {"the same with 3 control points",
-       [&](SurveyBlock& block, AdjustmentSettings&) {
-         block.Pos = {};
-         keep(block, 3);
-         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 400;
-       },
-       "K006"},
-      {"a frame of the block's own, and heights of positions of another kind",
-       [](SurveyBlock& block, AdjustmentSettings&) {
-         MoveImages(block, 50000, 0.1);
-         for (SurveyPos& pos : block.Pos) pos.S[2] += 60;
-       },
-       "P014"},
-      {"X with the other sign",
-       [](SurveyBlock& block, AdjustmentSettings&) {
-         for (SurveyPoint& point : block.Control.Points) point.P[0] = -point.P[0];
-       },
-       "K005"},
       {"feet, and a frame of the block's own",
        [](SurveyBlock& block, AdjustmentSettings&) {
          MoveImages(block, 50000, 0.1);

@@ -5,6 +5,7 @@
 
 #include "check/BlockCheck.h"
 #include "check/block/BlockScene.h"
+#include "check/block/ControlAxes.h"
 #include "check/block/ControlPairs.h"
 #include "check/block/ControlSpread.h"
 #include "check/block/ExchangedPoints.h"
@@ -113,13 +114,15 @@ void TellOffset(const BlockCheckInput& input, const ControlPairs& pairs, const C
   }
 }
 
-void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
-                     double depth, Diagnosis& diagnosis) {
+PointFaults FaultsOf(const ControlPairs& pairs, const FrameJudgement& judgement, double depth) {
   const auto inGiven = Apply(judgement.Transform, pairs.Block);
   std::vector<double> expected = pairs.Expected;
   for (double& value : expected) value *= judgement.Transform.fScale;
-  const PointFaults faults =
-      FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale);
+  return FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale);
+}
+
+void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const PointFaults& faults,
+                     Diagnosis& diagnosis) {
   const auto point = [&](size_t pair) -> const SurveyPoint& {
     return input.Block.Control.Points[pairs.Points[pair]];
   };
@@ -139,6 +142,17 @@ void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, co
                     other ? ", which is at " + NameOfPoint(point(static_cast<size_t>(outlier.nFits))) : ""),
         "Look at its name, its coordinates and its measurements, or leave it out");
   }
+}
+
+/// Two of two or three, which leave no majority to tell them.
+bool TellExchangeOfFew(const BlockCheckInput& input, const ControlPairs& pairs, double depth,
+                       Diagnosis& diagnosis) {
+  const auto exchange = FindExchangeOfFew(pairs.Block, pairs.Given, depth);
+  if (!exchange) return false;
+  PointFaults faults;
+  faults.Exchanged.push_back(*exchange);
+  TellPointFaults(input, pairs, faults, diagnosis);
+  return true;
 }
 
 void CheckSpread(const BlockCheckInput& input, const ControlPairs& pairs, const BlockScene& scene,
@@ -168,13 +182,15 @@ bool RunFindsSimilarity(const ControlPairs& pairs) {
   return SolveSevenParametersFromAnyKappa(pairs.ControlInBlock, pairs.ControlGiven, parameters) == 1;
 }
 
-void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
-               Diagnosis& diagnosis) {
+/// False where nothing further can be told of the points.
+bool TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
+               double depth, Diagnosis& diagnosis) {
   const auto controlNum = static_cast<int64_t>(pairs.ControlGiven.size());
   std::vector<double> expected = pairs.Expected;
   const double poor = kPoorStart * Quantile(expected, 0.5);
   if (controlNum > 0 && controlNum < kSimilarityNum && !input.Settings.Absolute_Orientation) {
-    if (judgement.dBefore < poor) return;
+    if (judgement.dBefore < poor) return false;
+    if (TellExchangeOfFew(input, pairs, depth, diagnosis)) return false;
     diagnosis.Add(
         "K012", {input.Files.szGcp, 2},
         fmt::format("orientations are not in the frame of the control points, {} away from it, and {} is "
@@ -182,8 +198,11 @@ void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const Fr
                     Figure(judgement.dBefore), CountOf(controlNum, "control point", {})),
         "Write orientations in the frame of the control points, add control points up to 4, or apply GPS "
         "positions in their frame");
+    return false;
   } else if (judgement.Kind == FrameKind::Free && controlNum >= kSimilarityNum &&
              !RunFindsSimilarity(pairs)) {
+    // Exchanged points keep a run from it as well.
+    if (!FaultsOf(pairs, judgement, depth).Exchanged.empty()) return true;
     diagnosis.Add(
         "K016", {input.Files.szGcp, 2},
         "the similarity that brings the orientations to the control points is none that a run finds",
@@ -201,6 +220,7 @@ void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const Fr
                     Figure(judgement.dBefore)),
         "Look at names, coordinates and measurements of all of them");
   }
+  return judgement.Kind == FrameKind::Free;
 }
 
 /// A change of heights alone is an offset as well, where the points lie at one height.
@@ -259,6 +279,14 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
   const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale,
                                          std::max(scene.dRaySigma, kStartAngle));
   TellSinglyMeasured(input, pairs, diagnosis);
+  if (const auto axes = FindControlAxes(input.Block, usable)) {
+    diagnosis.Add("K017", {input.Files.szGcp, 3},
+                  fmt::format("measurements of the GCP file {}: rays meet to {} px that way, to {} px as "
+                              "written, and those of the tie points as they are",
+                              axes->szWhat, Figure(axes->dRead), Figure(axes->dWritten)),
+                  fmt::format("Write {} in the GCP file", axes->szWrite));
+    return;
+  }
   if (pairs.Points.empty() || !(scene.dDepth > 0)) return;
   if (LooksGeographic(pairs.Given)) {
     diagnosis.Add(
@@ -276,14 +304,13 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
       if (standing.bThroughPos) return;
       break;
     case FrameKind::Unknown:
-      return TellFrame(input, pairs, judgement, diagnosis);
     case FrameKind::Free:
-      TellFrame(input, pairs, judgement, diagnosis);
+      if (!TellFrame(input, pairs, judgement, scene.dDepth, diagnosis)) return;
       break;
     case FrameKind::Same:
       break;
   }
-  TellPointFaults(input, pairs, judgement, scene.dDepth, diagnosis);
+  TellPointFaults(input, pairs, FaultsOf(pairs, judgement, scene.dDepth), diagnosis);
   CheckSpread(input, pairs, scene, diagnosis);
 }
 
