@@ -160,6 +160,16 @@ constexpr CodeEntry kControlCodes[] = {
      "turned about "
      "the vertical, and finds none.",
      "Bring the orientations into a frame with Z up, roughly."},
+    {"K017", S::Error, "control measured in other image axes",
+     "Tie points fit the image axes, and the measurements of control points fit others: programs that "
+     "measure "
+     "control have conventions of their own.",
+     "Write measurements of the GCP file in the axes of the tie points; the message tells how."},
+    {"K018", S::Note, "heights of control off, or the focal length",
+     "Control points lie off the block by one amount in height, which an error of the focal length makes as "
+     "well as "
+     "heights of another kind do.",
+     "Look at both. An adjustment with unknown cameras finds the focal length."},
 };
 
 constexpr CodeEntry kPositionCodes[] = {

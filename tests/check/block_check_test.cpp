@@ -257,11 +257,6 @@ TEST(BlockCheck, Control) {
          for (double& value : block.Control.Points[0].P) value /= 0.3048;
        },
        "K003"},
-      {"heights of another kind",
-       [](SurveyBlock& block, AdjustmentSettings&) {
-         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 60;
-       },
-       "K006"},
       {"feet, and a frame of the block's own",
        [](SurveyBlock& block, AdjustmentSettings&) {
          MoveImages(block, 50000, 0.1);

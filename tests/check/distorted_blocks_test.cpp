@@ -134,6 +134,12 @@ const Case kCases[] = {
      "K006: Write heights of one kind, ellipsoidal or above the geoid, on both sides: take 3"},
     {"heights 33 m down", Control([](auto& p) { p[2] -= 33; }),
      "K006: Write heights of one kind, ellipsoidal or above the geoid, on both sides: add 3"},
+    {"control measured from the lower left",
+     [](SurveyBlock& block) {
+       for (SurveyMeasurement& measurement : block.Control.Measurements)
+         measurement.x += 1800, measurement.y += 1350;
+     },
+     "K017: Write x - 1800, y - 1350 in the GCP file"},
     {"control in degrees",
      Control([](auto& p) { p[0] = -83.3056 + p[0] / 84000, p[1] = 41.0365 + p[1] / 111000; }),
      "K015: Write metres in a Cartesian frame"},

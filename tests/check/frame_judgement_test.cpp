@@ -181,6 +181,21 @@ TEST(FrameJudgement, ExchangedPointsLeaveTheFrame) {
   }
 }
 
+TEST(PointFaults, ExchangedAmongThree) {
+  const auto block = std::span(kGround).first(3);
+  Points given(kGround.begin(), kGround.begin() + 3);
+  EXPECT_FALSE(FindExchangeOfFew(block, given, kDepth));
+  std::swap(given[0], given[2]);
+  given[1][2] += 5;
+  const auto exchange = FindExchangeOfFew(block, given, kDepth);
+  ASSERT_TRUE(exchange);
+  EXPECT_EQ(exchange->nFirst, 0u);
+  EXPECT_EQ(exchange->nSecond, 2u);
+  given[1][2] += 50;
+  EXPECT_FALSE(FindExchangeOfFew(block, given, kDepth));
+  EXPECT_FALSE(FindExchangeOfFew(std::span(kGround).first(4), std::span(kGround).first(4), kDepth));
+}
+
 TEST(PointFaults, OutliersAndPlacesThatTheyFit) {
   Points given = kGround;
   given[0][2] += 50;

@@ -1,6 +1,7 @@
 // Sound blocks of all kinds have no finding above a note.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 
 #include "check/BlockCheck.h"
@@ -113,6 +114,50 @@ TEST_P(GeneratedBlocks, HaveNoFindingAboveANote) {
     if (i % 3 != 0) files.szPos = block.Paths().szPos;
     files.szGcp = block.Paths().szGcp;
     EXPECT_EQ(FoundIn(files), "") << i;
+  }
+}
+
+struct StartRow {
+  const char* szName;
+  int nSeed;
+  std::function<void(SyntheticOptions&)> Change;
+};
+
+/// Frames that nearly are those of a common error, and starts that are far off.
+TEST(GoodBlocks, FramesAndStarts) {
+  const StartRow rows[] = {
+      {"half a turn", 1, [](SyntheticOptions& o) { o.fFrameKappa = 180; }},
+      {"a quarter turn", 2, [](SyntheticOptions& o) { o.fFrameKappa = 90; }},
+      {"a quarter turn back", 3, [](SyntheticOptions& o) { o.fFrameKappa = -90; }},
+      {"nearly feet", 1, [](SyntheticOptions& o) { o.fFrameScale = 0.3; }},
+      {"500 up", 1, [](SyntheticOptions& o) { o.fFrameShiftZ = 500; }},
+      {"50 down", 1, [](SyntheticOptions& o) { o.fFrameShiftZ = -50; }},
+      {"50 down with much control", 2,
+       [](SyntheticOptions& o) { o.fFrameShiftZ = -50, o.nControlPoints = 10; }},
+      {"focal length 3.8 % off", 5, [](SyntheticOptions& o) { o.fStartFocal = 250; }},
+      {"focal length 5 % off", 2, [](SyntheticOptions& o) { o.fStartFocal = 500; }},
+      {"angles 3 degrees off", 1, [](SyntheticOptions& o) { o.fStartAngle = 3; }},
+      {"angles 3 degrees off, others", 3, [](SyntheticOptions& o) { o.fStartAngle = 3; }},
+      {"a drone with angles 2 degrees off", 1,
+       [](SyntheticOptions& o) {
+         o.nControlPoints = 3;
+         o.nImageWidth = 4000, o.nImageHeight = 3000, o.fFocal = 3000;
+         o.fFlyingHeight = 60, o.fRelief = 2, o.fScatter = 1;
+         o.fStartPosition = o.fStartAngle = 2;
+       }},
+  };
+  for (const StartRow& row : rows) {
+    SyntheticOptions options;
+    options.nSeed = row.nSeed;
+    row.Change(options);
+    const Block block(options, {true, false, true, true, false, false});
+    for (const bool withPos : {false, true}) {
+      SurveyFiles files;
+      files.szProject = block.Paths().szText;
+      files.szGcp = block.Paths().szGcp;
+      if (withPos) files.szPos = block.Paths().szPos;
+      EXPECT_EQ(FoundIn(files), "") << row.szName << (withPos ? " with positions" : "");
+    }
   }
 }
 

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 
 #include "block/OvtFile.h"
+#include "check/BlockCheck.h"
 #include "check/CheckTable.h"
 #include "support/Block.h"
 
@@ -32,6 +34,29 @@ void ExpectEqual(const SurveyBlock& text, const SurveyBlock& binary) {
     EXPECT_NEAR(a.x, b.x, 6e-4);
     EXPECT_NEAR(a.y, b.y, 6e-4);
   }
+}
+
+/// What a run takes for 0 has no part in what is told of the geometry.
+TEST(SurveyReading, DistortionThatIsTooLarge) {
+  SyntheticOptions options;
+  options.nStrips = 2;
+  options.nImagesPerStrip = 4;
+  const Block generated(options, {true, false, false, false, false, false});
+  std::string text = ReadFile(generated.Paths().szText);
+  const size_t begin = text.find('\n') + 1, end = text.find('\n', begin);
+  std::istringstream line(text.substr(begin, end - begin));
+  std::string field, camera;
+  for (int i = 0; i < 8 && line >> field; ++i) camera += field + " ";
+  ScratchFolder folder;
+  SurveyFiles files{folder / "block.prj", "", "", "", ""};
+  WriteFile(files.szProject, text.replace(begin, end - begin, camera + "1e-4 2e-11"));
+  SurveyBlock block;
+  Diagnosis diagnosis;
+  ASSERT_TRUE(ReadSurvey(files, block, diagnosis));
+  CheckBlock({block, files, AdjustmentSettings{}}, diagnosis);
+  EXPECT_EQ(block.Cameras[0].dK1, 1e-4);
+  ASSERT_EQ(diagnosis.Findings().size(), 1u) << Listed(diagnosis);
+  EXPECT_EQ(diagnosis.Findings()[0].szCode, "R016");
 }
 
 TEST(SurveyReading, EveryFieldOfASmallBlock) {

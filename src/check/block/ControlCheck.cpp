@@ -5,11 +5,13 @@
 
 #include "check/BlockCheck.h"
 #include "check/block/BlockScene.h"
+#include "check/block/ControlAxes.h"
 #include "check/block/ControlPairs.h"
 #include "check/block/ControlSpread.h"
 #include "check/block/ExchangedPoints.h"
 #include "check/block/FindingPlaces.h"
 #include "check/block/FindingTexts.h"
+#include "check/block/HeightOffset.h"
 #include "geometry/Similarity.h"
 
 namespace orvo {
@@ -20,6 +22,17 @@ constexpr double kInACorner = 0.3;  // of the extent of the block
 constexpr double kStartAngle =
     0.002;  // radians: in a few images, errors of the start may hide from each other
 constexpr int64_t kSimilarityNum = 4;  // control points that let a run change the frame
+constexpr double kSeenOffset = 0.02;   // of the depth
+constexpr double kPosAgree = 0.2;      // of the offset
+constexpr double kPoorStart = 5;       // times what the rays let expect
+
+/// How the control points stand to the block, and what the POS file says to it.
+struct ControlStanding {
+  FrameJudgement Judgement;
+  bool bThroughPos = false;  ///< they are held against the POS file, which the block has another frame than
+  std::optional<double> PosOffset =
+      std::nullopt;  ///< heights of positions above the block's, where both are in one frame
+};
 
 const char* CodeOf(CoordinateFault fault) {
   switch (fault) {
@@ -63,13 +76,53 @@ void TellHeightOffset(const BlockCheckInput& input, const FrameJudgement& judgem
                   offset > 0 ? "take" : "add", Figure(std::fabs(offset)), offset > 0 ? "off" : "to"));
 }
 
-void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
-                     double depth, Diagnosis& diagnosis) {
+/// Both are alike where the block has a frame of its own: one of the files is wrong.
+void TellOffsetOfPositions(const BlockCheckInput& input, const FrameJudgement& judgement,
+                           Diagnosis& diagnosis) {
+  const double offset = -judgement.dHeightOffset;
+  diagnosis.Add("P014", {input.Files.szPos, 1},
+                fmt::format("heights of the POS file are {} {} those of the control points",
+                            Figure(std::fabs(offset)), offset > 0 ? "above" : "below"),
+                fmt::format("Write heights of one kind, ellipsoidal or above the geoid, in all files: {} {}",
+                            offset > 0 ? "take off" : "add", Figure(std::fabs(offset))));
+}
+
+/// An offset that a run takes away, or that a poor focal length may make, is no error.
+void TellOffset(const BlockCheckInput& input, const ControlPairs& pairs, const ControlStanding& standing,
+                double depth, Diagnosis& diagnosis) {
+  const FrameJudgement& judgement = standing.Judgement;
+  const double offset = judgement.dHeightOffset;
+  if (standing.bThroughPos) return TellOffsetOfPositions(input, judgement, diagnosis);
+  const bool beyond = IsBeyondFocalLength(pairs.Block, pairs.Given, depth, offset);
+  const auto controlNum = static_cast<int64_t>(pairs.ControlGiven.size());
+  const bool positions = standing.PosOffset && std::fabs(*standing.PosOffset) < kPosAgree * std::fabs(offset);
+  const bool stays = controlNum > 0 && controlNum < kSimilarityNum && !input.Settings.Absolute_Orientation;
+  if (beyond && (positions || stays)) return TellHeightOffset(input, judgement, diagnosis);
+  if (beyond && controlNum >= kSimilarityNum) {
+    diagnosis.Add("K014", {input.Files.szGcp, 2},
+                  fmt::format("orientations are in another frame, {} {} that of the control points",
+                              Figure(std::fabs(offset)), offset > 0 ? "below" : "above"),
+                  "An adjustment brings them over by a similarity");
+  } else if (positions || stays) {
+    diagnosis.Add("K018", {input.Files.szGcp, 2},
+                  fmt::format("heights of the control points are {} {} those of the block, as a focal length "
+                              "{:.1f} % off makes them, or heights of another kind",
+                              Figure(std::fabs(offset)), offset > 0 ? "above" : "below",
+                              100 * std::fabs(offset) / depth),
+                  "Where the focal length is known to be better, write heights of one kind, ellipsoidal or "
+                  "above the geoid");
+  }
+}
+
+PointFaults FaultsOf(const ControlPairs& pairs, const FrameJudgement& judgement, double depth) {
   const auto inGiven = Apply(judgement.Transform, pairs.Block);
   std::vector<double> expected = pairs.Expected;
   for (double& value : expected) value *= judgement.Transform.fScale;
-  const PointFaults faults =
-      FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale);
+  return FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale);
+}
+
+void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const PointFaults& faults,
+                     Diagnosis& diagnosis) {
   const auto point = [&](size_t pair) -> const SurveyPoint& {
     return input.Block.Control.Points[pairs.Points[pair]];
   };
@@ -89,6 +142,17 @@ void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, co
                     other ? ", which is at " + NameOfPoint(point(static_cast<size_t>(outlier.nFits))) : ""),
         "Look at its name, its coordinates and its measurements, or leave it out");
   }
+}
+
+/// Two of two or three, which leave no majority to tell them.
+bool TellExchangeOfFew(const BlockCheckInput& input, const ControlPairs& pairs, double depth,
+                       Diagnosis& diagnosis) {
+  const auto exchange = FindExchangeOfFew(pairs.Block, pairs.Given, depth);
+  if (!exchange) return false;
+  PointFaults faults;
+  faults.Exchanged.push_back(*exchange);
+  TellPointFaults(input, pairs, faults, diagnosis);
+  return true;
 }
 
 void CheckSpread(const BlockCheckInput& input, const ControlPairs& pairs, const BlockScene& scene,
@@ -118,10 +182,15 @@ bool RunFindsSimilarity(const ControlPairs& pairs) {
   return SolveSevenParametersFromAnyKappa(pairs.ControlInBlock, pairs.ControlGiven, parameters) == 1;
 }
 
-void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
-               Diagnosis& diagnosis) {
+/// False where nothing further can be told of the points.
+bool TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const FrameJudgement& judgement,
+               double depth, Diagnosis& diagnosis) {
   const auto controlNum = static_cast<int64_t>(pairs.ControlGiven.size());
+  std::vector<double> expected = pairs.Expected;
+  const double poor = kPoorStart * Quantile(expected, 0.5);
   if (controlNum > 0 && controlNum < kSimilarityNum && !input.Settings.Absolute_Orientation) {
+    if (judgement.dBefore < poor) return false;
+    if (TellExchangeOfFew(input, pairs, depth, diagnosis)) return false;
     diagnosis.Add(
         "K012", {input.Files.szGcp, 2},
         fmt::format("orientations are not in the frame of the control points, {} away from it, and {} is "
@@ -129,8 +198,11 @@ void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const Fr
                     Figure(judgement.dBefore), CountOf(controlNum, "control point", {})),
         "Write orientations in the frame of the control points, add control points up to 4, or apply GPS "
         "positions in their frame");
+    return false;
   } else if (judgement.Kind == FrameKind::Free && controlNum >= kSimilarityNum &&
              !RunFindsSimilarity(pairs)) {
+    // Exchanged points keep a run from it as well.
+    if (!FaultsOf(pairs, judgement, depth).Exchanged.empty()) return true;
     diagnosis.Add(
         "K016", {input.Files.szGcp, 2},
         "the similarity that brings the orientations to the control points is none that a run finds",
@@ -141,34 +213,61 @@ void TellFrame(const BlockCheckInput& input, const ControlPairs& pairs, const Fr
         fmt::format("orientations are in another frame, {:.5g} times smaller than that of the control points",
                     judgement.Transform.fScale),
         "An adjustment brings them over by a similarity");
-  } else if (controlNum >= kSimilarityNum) {
+  } else if (controlNum >= kSimilarityNum && judgement.dAfter > poor) {
     diagnosis.Add(
         "K013", {input.Files.szGcp, 2},
         fmt::format("control points fit the block by no similarity; they lie {} from their intersections",
                     Figure(judgement.dBefore)),
         "Look at names, coordinates and measurements of all of them");
   }
+  return judgement.Kind == FrameKind::Free;
+}
+
+/// A change of heights alone is an offset as well, where the points lie at one height.
+FrameJudgement PreferOffset(const ControlPairs& pairs, double depth, const FrameJudgement& judgement,
+                            double factor) {
+  if (judgement.Kind != FrameKind::Reading || judgement.pReading->Factor[2] == 1 ||
+      judgement.pReading->Factor[0] != 1)
+    return judgement;
+  const auto offset = FindHeightOffset(pairs.Block, pairs.Given, depth, kSeenOffset * depth);
+  return offset && offset->dAfter < factor * judgement.dAfter ? *offset : judgement;
 }
 
 /// Of the frames in which the block can be held against the control, the one that fits.
-FrameJudgement JudgeControl(const BlockCheckInput& input, const ControlPairs& pairs, const BlockScene& scene,
-                            const std::vector<bool>& usable) {
-  const FrameJudgement inProject = JudgeFrame(pairs.Block, pairs.Given, scene.dDepth, scene.Up);
-  if (inProject.Kind == FrameKind::Same) return inProject;
+ControlStanding JudgeControl(const BlockCheckInput& input, const ControlPairs& pairs, const BlockScene& scene,
+                             const std::vector<bool>& usable) {
+  ControlStanding standing;
+  standing.Judgement = JudgeFrame(pairs.Block, pairs.Given, scene.dDepth, scene.Up);
+  FrameJudgement& inProject = standing.Judgement;
   const PositionPairing positions =
       PairPositions(input.Block, PairPos(input.Block, usable), input.Settings.Object_Coor_Scale);
   const FrameJudgement pos = JudgeFrame(positions.Block, positions.Given, scene.dDepth, scene.Up);
-  if (pos.Kind != FrameKind::Free && pos.Kind != FrameKind::HeightOffset) return inProject;
+  if (pos.Kind == FrameKind::Same) {
+    std::vector<double> offsets;
+    for (size_t i = 0; i < positions.Block.size(); ++i)
+      offsets.push_back(positions.Given[i][2] - positions.Block[i][2]);
+    standing.PosOffset = Quantile(offsets, 0.5);
+  }
+  // Of two that fit alike, the one that a run brings over is taken.
+  const bool over = !standing.PosOffset && static_cast<int64_t>(pairs.ControlGiven.size()) >= kSimilarityNum;
+  inProject = PreferOffset(pairs, scene.dDepth, inProject, over ? 2 : 0.5);
+  if (inProject.Kind == FrameKind::Same) {
+    const auto offset = FindHeightOffset(pairs.Block, pairs.Given, scene.dDepth, kSeenOffset * scene.dDepth);
+    if (offset && standing.PosOffset) inProject = *offset;
+    return standing;
+  }
+  if (pos.Kind != FrameKind::Free && pos.Kind != FrameKind::HeightOffset) return standing;
   const auto inPos = Apply(pos.Transform, pairs.Block);
   FrameJudgement throughPos = JudgeFrame(inPos, pairs.Given, scene.dDepth * pos.Transform.fScale);
   const bool told = throughPos.Kind == FrameKind::Reading || throughPos.Kind == FrameKind::HeightOffset;
+  const bool toldInProject =
+      inProject.Kind == FrameKind::Reading || inProject.Kind == FrameKind::HeightOffset;
   if (throughPos.Kind == FrameKind::Same) {
     throughPos.Transform = pos.Transform;
-    return throughPos;
+    return {throughPos, false};
   }
-  return inProject.Kind != FrameKind::Reading && inProject.Kind != FrameKind::HeightOffset && told
-             ? throughPos
-             : inProject;
+  if (!toldInProject && told) return {throughPos, true};
+  return standing;
 }
 
 }  // namespace
@@ -180,6 +279,14 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
   const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale,
                                          std::max(scene.dRaySigma, kStartAngle));
   TellSinglyMeasured(input, pairs, diagnosis);
+  if (const auto axes = FindControlAxes(input.Block, usable)) {
+    diagnosis.Add("K017", {input.Files.szGcp, 3},
+                  fmt::format("measurements of the GCP file {}: rays meet to {} px that way, to {} px as "
+                              "written, and those of the tie points as they are",
+                              axes->szWhat, Figure(axes->dRead), Figure(axes->dWritten)),
+                  fmt::format("Write {} in the GCP file", axes->szWrite));
+    return;
+  }
   if (pairs.Points.empty() || !(scene.dDepth > 0)) return;
   if (LooksGeographic(pairs.Given)) {
     diagnosis.Add(
@@ -187,21 +294,23 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
         "Write metres in a Cartesian frame: project them, and the orientations into the same frame");
     return;
   }
-  const FrameJudgement judgement = JudgeControl(input, pairs, scene, usable);
+  const ControlStanding standing = JudgeControl(input, pairs, scene, usable);
+  const FrameJudgement& judgement = standing.Judgement;
   switch (judgement.Kind) {
     case FrameKind::Reading:
       return TellReading(input, judgement, diagnosis);
     case FrameKind::HeightOffset:
-      return TellHeightOffset(input, judgement, diagnosis);
+      TellOffset(input, pairs, standing, scene.dDepth, diagnosis);
+      if (standing.bThroughPos) return;
+      break;
     case FrameKind::Unknown:
-      return TellFrame(input, pairs, judgement, diagnosis);
     case FrameKind::Free:
-      TellFrame(input, pairs, judgement, diagnosis);
+      if (!TellFrame(input, pairs, judgement, scene.dDepth, diagnosis)) return;
       break;
     case FrameKind::Same:
       break;
   }
-  TellPointFaults(input, pairs, judgement, scene.dDepth, diagnosis);
+  TellPointFaults(input, pairs, FaultsOf(pairs, judgement, scene.dDepth), diagnosis);
   CheckSpread(input, pairs, scene, diagnosis);
 }
 

@@ -30,19 +30,6 @@ constexpr CoordinateReading kReadings[] = {
     {F::Sign, "have the wrong sign in X", ORVO_SIGN, false, {-1, 1, 1}, true},
     {F::Sign, "have the wrong sign in Y", ORVO_SIGN, false, {1, -1, 1}, true},
     {F::Sign, "have the wrong sign in Z", ORVO_SIGN, false, {1, 1, -1}, true},
-    {F::Sign, "have the wrong sign in X and Y", ORVO_SIGN, false, {-1, -1, 1}, false},
-    {F::Exchanged,
-     "have easting and northing exchanged, and X with the wrong sign",
-     ORVO_EXCHANGE,
-     true,
-     {1, -1, 1},
-     false},
-    {F::Exchanged,
-     "have easting and northing exchanged, and Y with the wrong sign",
-     ORVO_EXCHANGE,
-     true,
-     {-1, 1, 1},
-     false},
 };
 
 #undef ORVO_EXCHANGE

@@ -22,7 +22,8 @@ struct CoordinateReading {
   bool bMirror;  ///< it turns a left-handed frame into a right-handed one
 };
 
-/// E and N exchanged, international and US survey feet in all three or in height alone, signs.
+/// E and N exchanged, international and US survey feet in all three or in height alone, signs. Two of them at
+/// once turn about Z, as frames of their own are.
 std::span<const CoordinateReading> AllCoordinateReadings();
 
 Position3 Read(const CoordinateReading& reading, const Position3& given);

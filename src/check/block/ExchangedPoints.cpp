@@ -8,6 +8,7 @@ namespace orvo {
 namespace {
 
 constexpr double kTimesUsual = 12, kTimesExpected = 10, kOfDepth = 0.02, kTimesNearer = 5;
+constexpr double kFewOfDepth = 0.1;
 constexpr size_t kMostCompared = 300;  // beyond, points are told without their partners
 
 }  // namespace
@@ -45,6 +46,22 @@ PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<c
     faults.Outliers.push_back({far[a], distances[far[a]], fits});
   }
   return faults;
+}
+
+std::optional<PointFaults::Exchange> FindExchangeOfFew(std::span<const Position3> block,
+                                                       std::span<const Position3> given, double depth) {
+  if (block.size() < 2 || block.size() > 3 || block.size() != given.size()) return std::nullopt;
+  for (size_t a = 0; a < block.size(); ++a) {
+    for (size_t b = a + 1; b < block.size(); ++b) {
+      std::vector<Position3> read(given.begin(), given.end());
+      std::swap(read[a], read[b]);
+      const std::vector<double> distances = DistancesAfter({}, block, read);
+      const double after = *std::ranges::max_element(distances);
+      const double before = std::min(Distance(block[a], given[a]), Distance(block[b], given[b]));
+      if (after < kFewOfDepth * depth && kTimesNearer * after < before) return PointFaults::Exchange{a, b};
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace orvo

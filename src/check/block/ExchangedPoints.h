@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -27,5 +28,10 @@ struct PointFaults {
 /// each other's place. All in the given frame.
 PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<const Position3> given,
                             std::span<const double> expected, double depthInGiven);
+
+/// Of two or three points that are in the frame of the block once two of them are exchanged, these two: all
+/// then lie within a tenth of the depth, and the two five times nearer than before.
+std::optional<PointFaults::Exchange> FindExchangeOfFew(std::span<const Position3> block,
+                                                       std::span<const Position3> given, double depth);
 
 }  // namespace orvo

@@ -22,13 +22,13 @@ struct FrameJudgement {
   bool bLevel = false;                          ///< Free: the points give no tilt
   const CoordinateReading* pReading = nullptr;  ///< Reading
   double dHeightOffset = 0;                     ///< HeightOffset: given less block
-  double dBefore = 0, dAfter = 0;               ///< distances as given, and as judged
+  double dBefore = 0, dAfter = 0;               ///< distances as given, and as judged; Unknown: in the block
 };
 
 /// A reading is taken where it is better by a factor of 5 than what is given, and leaves less than a tenth of
 /// the depth; an offset where it is above 3 % of the depth, which a poor focal length may make, and above 6
 /// times the scatter of the heights. At least half of the points decide about what is given, three quarters
-/// about another reading.
+/// about another reading. Feet have to have their scale within 0.7 %.
 ///
 /// `block` and `given` in pairs; `depth`: distance from cameras to points in the block, `up`: from
 /// points to cameras.

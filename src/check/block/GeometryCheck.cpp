@@ -25,7 +25,8 @@ double CornerDistortion(const SurveyCamera& camera) {
   const double u = camera.nWidth / 2.0 + std::fabs(camera.dX0),
                v = camera.nHeight / 2.0 + std::fabs(camera.dY0);
   const double r2 = u * u + v * v;
-  return std::max(std::fabs(camera.dK1 * r2 + camera.dK2 * r2 * r2), std::fabs(camera.dK1 * r2));
+  const auto [k1, k2] = DistortionOfRun(camera);
+  return std::max(std::fabs(k1 * r2 + k2 * r2 * r2), std::fabs(k1 * r2));
 }
 
 void CheckCameras(const BlockCheckInput& input, Diagnosis& diagnosis) {

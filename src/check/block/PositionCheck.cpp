@@ -64,7 +64,7 @@ void TellOutliers(const BlockCheckInput& input, const PositionPairing& positions
     diagnosis.Add("P017", PlaceOfPos(input, posOf(outlier.nPoint)),
                   fmt::format("the position of {} lies {} from its projection centre",
                               NameOfImage(input.Block.Images[positions.Pairs[outlier.nPoint].nImage]),
-                              outlier.dDistance),
+                              Figure(outlier.dDistance)),
                   "Look at the name and the coordinates, or leave the line out");
   }
 }
@@ -102,9 +102,15 @@ std::optional<Rotation3> CheckFrame(const BlockCheckInput& input, const Position
   }
 }
 
-bool ControlAgrees(const BlockCheckInput& input, const std::vector<bool>& usable, double depth) {
+/// With the block rather than with positions that are `offset` higher.
+bool ControlAgrees(const BlockCheckInput& input, const std::vector<bool>& usable, double depth,
+                   double offset) {
   const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale, 0);
-  return JudgeFrame(pairs.Block, pairs.Given, depth).Kind == FrameKind::Same;
+  if (JudgeFrame(pairs.Block, pairs.Given, depth).Kind != FrameKind::Same) return false;
+  std::vector<double> heights;
+  for (size_t i = 0; i < pairs.Block.size(); ++i) heights.push_back(pairs.Given[i][2] - pairs.Block[i][2]);
+  const double height = Quantile(heights, 0.5);
+  return std::fabs(height) < 0.5 * std::fabs(height - offset);
 }
 
 void TellNoAngles(const BlockCheckInput& input, const std::vector<PosPair>& pairs, Diagnosis& diagnosis) {
@@ -192,8 +198,9 @@ void CheckPositions(const BlockCheckInput& input, Diagnosis& diagnosis) {
                   "Write metres in a Cartesian frame, that of the control points where there are any");
   } else if (positions.Pairs.size() >= kFewestPairs && scene.dDepth > 0) {
     const FrameJudgement judgement = JudgeFrame(positions.Block, positions.Given, scene.dDepth, scene.Up);
-    frame = CheckFrame(input, positions, judgement, ControlAgrees(input, usable, scene.dDepth), scene.dDepth,
-                       diagnosis);
+    const bool agrees = judgement.Kind == FrameKind::HeightOffset &&
+                        ControlAgrees(input, usable, scene.dDepth, judgement.dHeightOffset);
+    frame = CheckFrame(input, positions, judgement, agrees, scene.dDepth, diagnosis);
   }
   CheckAngles(input, pairs, frame, diagnosis);
   CheckStrips(input, pairs, diagnosis);

@@ -6,6 +6,8 @@
 namespace orvo {
 namespace {
 
+constexpr double kLargestK1 = 1e-5, kLargestK2 = 1e-11;  // a run takes what is above for 0
+
 bool AllFinite(std::span<const double> values) {
   return std::ranges::all_of(values, [](double value) { return std::isfinite(value); });
 }
@@ -29,9 +31,15 @@ std::vector<bool> UsableImages(const SurveyBlock& block) {
   return usable;
 }
 
+std::array<double, 2> DistortionOfRun(const SurveyCamera& camera) {
+  return {std::fabs(camera.dK1) <= kLargestK1 ? camera.dK1 : 0,
+          std::fabs(camera.dK2) <= kLargestK2 ? camera.dK2 : 0};
+}
+
 std::array<double, 2> CorrectedMeasurement(const SurveyCamera& camera, double x, double y) {
   const double u = x - camera.dX0, v = y - camera.dY0, r2 = u * u + v * v;
-  const double D = camera.dK1 * r2 + camera.dK2 * r2 * r2;
+  const auto [k1, k2] = DistortionOfRun(camera);
+  const double D = k1 * r2 + k2 * r2 * r2;
   return {u - u * D, v - v * D};
 }
 

@@ -24,6 +24,9 @@ bool IsUsable(const SurveyCamera& camera);
 /// By ordinal: images with a usable camera, finite orientation and another position than (0, 0, 0).
 std::vector<bool> UsableImages(const SurveyBlock& block);
 
+/// k1 and k2, or 0 where a run takes them for 0.
+std::array<double, 2> DistortionOfRun(const SurveyCamera& camera);
+
 /// u = x - x0, v = y - y0, less the distortion.
 std::array<double, 2> CorrectedMeasurement(const SurveyCamera& camera, double x, double y);
 

@@ -1,0 +1,110 @@
+// What is wrong with all control points of a sound block at once, and what only looks like it.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <utility>
+
+#include "check/SurveyBlocks.h"
+
+namespace orvo::test {
+namespace {
+
+const SurveyBlock& Sound() {
+  static const SurveyBlock block = [] {
+    SyntheticOptions options;
+    options.nStrips = 3;
+    options.nImagesPerStrip = 6;
+    options.nControlPoints = 6;
+    options.nCheckPoints = 3;
+    return ReadGenerated(options);
+  }();
+  return block;
+}
+
+struct Case {
+  const char* szName;
+  std::function<void(SurveyBlock&, AdjustmentSettings&)> Change;
+  const char* szCodes;
+};
+
+void MoveImages(SurveyBlock& block, double dX, double factor) {
+  for (SurveyImage& image : block.Images) {
+    for (double& coordinate : image.S) coordinate *= factor;
+    image.S[0] += dX;
+  }
+}
+
+TEST(ControlFaults, HeightsSignsAndExchanges) {
+  const auto keep = [](SurveyBlock& block, size_t controlNum) { block.Control.Points.resize(controlNum); };
+  const Case cases[] = {
+      {"heights of another kind",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 400;
+       },
+       "K006"},
+      {"heights that a focal length makes as well",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 60;
+       },
+       "K018"},
+      {"heights of another kind that nothing but control tells",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         block.Pos = {};
+         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 400;
+       },
+       "K014"},
+      {"the same with 3 control points",
+       [&](SurveyBlock& block, AdjustmentSettings&) {
+         block.Pos = {};
+         keep(block, 3);
+         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 400;
+       },
+       "K006"},
+      {"a frame of the block's own, and heights of positions of another kind",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         MoveImages(block, 50000, 0.1);
+         for (SurveyPos& pos : block.Pos) pos.S[2] += 60;
+       },
+       "P014"},
+      {"two of 3 points exchanged",
+       [&](SurveyBlock& block, AdjustmentSettings&) {
+         keep(block, 3);
+         std::swap(block.Control.Points[0].P, block.Control.Points[2].P);
+       },
+       "K007"},
+      {"X with the other sign",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         for (SurveyPoint& point : block.Control.Points) point.P[0] = -point.P[0];
+       },
+       "K005"},
+  };
+  for (const Case& each : cases) {
+    SurveyBlock block = Sound();
+    AdjustmentSettings settings;
+    each.Change(block, settings);
+    EXPECT_EQ(Codes(block, settings), each.szCodes) << each.szName;
+  }
+}
+
+/// Measured by another program than the tie points.
+TEST(ControlFaults, OtherImageAxes) {
+  using Change = void (*)(SurveyMeasurement&);
+  const std::pair<Change, const char*> rows[] = {
+      {[](SurveyMeasurement&) {}, ""},
+      {[](SurveyMeasurement& m) { m.y = -m.y; }, "K017: Write x, -y in the GCP file"},
+      {[](SurveyMeasurement& m) { m.x += 4000, m.y = 6000 - m.y; },
+       "K017: Write x - 4000, 6000 - y in the GCP file"},
+      {[](SurveyMeasurement& m) { std::swap(m.x, m.y); }, "K017: Write y, x in the GCP file"},
+      {[](SurveyMeasurement& m) { m.x = -m.x, m.y = -m.y; }, "K017: Write -x, -y in the GCP file"},
+      {[](SurveyMeasurement& m) { m.x = -std::exchange(m.y, m.x); }, "K017: Write y, -x in the GCP file"},
+      {[](SurveyMeasurement& m) { m.y = -std::exchange(m.x, m.y); }, "K017: Write -y, x in the GCP file"},
+  };
+  for (const auto& [change, remedy] : rows) {
+    SurveyBlock block = Sound();
+    std::ranges::for_each(block.Control.Measurements, change);
+    EXPECT_EQ(Remedies(block), remedy);
+  }
+}
+
+}  // namespace
+}  // namespace orvo::test
