@@ -190,11 +190,11 @@ std::optional<Sidecar> ReadSidecar(const std::string& path) {
                  "Import the block again");
   } catch (const Json::exception& wrong) {
     // Behind the library's own name of the exception.
-    const std::string text = wrong.what();
-    const size_t name = text.find("] ");
+    const std::string reason = wrong.what();
+    const size_t name = reason.find("] ");
     Refuse(path, 0,
            "the file is no sidecar of an import: " +
-               PrintableName(name == std::string::npos ? text : text.substr(name + 2)),
+               PrintableName(name == std::string::npos ? reason : reason.substr(name + 2)),
            "Import the block again");
   } catch (const std::logic_error&) {
     Refuse(path, 0, "a name in the file can't be read", "Import the block again");
