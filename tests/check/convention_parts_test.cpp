@@ -50,12 +50,16 @@ TEST(ImageAxesTable, PrincipalPointTurnsWithTheAxes) {
 TEST(CorrectedMeasurementOfARay, SubtractsTheDistortion) {
   SurveyCamera camera;
   camera.dX0 = 1;
-  camera.dK1 = 1e-3;
-  camera.dK2 = 1e-4;
-  // u 3, v 4, r2 25: D = 0.025 + 0.0625.
-  const auto [x, y] = CorrectedMeasurement(camera, 4, 4);
-  EXPECT_DOUBLE_EQ(x, 3 - 3 * 0.0875);
-  EXPECT_DOUBLE_EQ(y, 4 - 4 * 0.0875);
+  camera.dK1 = 1e-6;
+  camera.dK2 = 1e-12;
+  // u 300, v 400, r2 250,000: D = 0.25 + 0.0625.
+  const auto [x, y] = CorrectedMeasurement(camera, 301, 400);
+  EXPECT_DOUBLE_EQ(x, 300 - 300 * 0.3125);
+  EXPECT_DOUBLE_EQ(y, 400 - 400 * 0.3125);
+  // What a run takes for 0.
+  camera.dK1 = 1.1e-5;
+  camera.dK2 = -1.1e-11;
+  EXPECT_EQ(CorrectedMeasurement(camera, 301, 400), (std::array<double, 2>{300, 400}));
 }
 
 TEST(MatrixReadingTable, GivesRotationAndCentre) {
