@@ -43,10 +43,7 @@ LayoutFault LayOutUnknowns(const AdjustmentSettings& settings, const ImageTable&
                                       cameras.nCameraNum == images.nUnknownImageNum);
   if (unknowns.nLayoutMode != LayoutIop) unknowns.nPosSize += PreparePosUnknowns(images.nGroupNum, limits);
   const UnknownLayout layout = LayoutOf(unknowns, images, cameras);
-  const int32_t groupNum = limits.UsesPos() && unknowns.nLayoutMode != LayoutIop ? images.nGroupNum : 0;
-  LayoutSizes sizes = SizesOf(layout.Runs(groupNum));
-  // Groups that are left without drift parameters have their block rows all the same.
-  if (unknowns.nPosSize < 1) sizes.nBlockRows += groupNum;
+  LayoutSizes sizes = SizesOf(layout.Runs(limits.UsesPos() ? images.nGroupNum : 0));
   sizes.nBlockRows += unknowns.nBlockRowNum;
   sizes.nUnknowns += unknowns.nUnknownNum;
   if (!Fit(sizes)) return LayoutFault::TooLarge;

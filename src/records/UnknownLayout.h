@@ -90,14 +90,15 @@ struct UnknownLayout {
     return positions;
   }
 
-  /// All block rows, with `groupNum` POS groups behind those of the points; runs without unknowns left out.
-  /// Cameras alone have no groups.
+  /// All block rows, with `groupNum` POS groups behind those of the points; runs without rows left out.
+  /// Groups that are left without drift parameters have their rows all the same. Cameras alone have no
+  /// groups.
   std::vector<BlockRun> Runs(int32_t groupNum) const {
     std::vector<BlockRun> runs;
     // Counts may be any here: a layout whose rows leave 32 bits is refused by its SizesOf.
     int64_t row = 0, position = 0;
     const auto append = [&](BlockKind kind, int32_t count, int32_t size) {
-      if (count < 1 || size < 1) return;
+      if (count < 1) return;
       runs.push_back({kind, static_cast<int32_t>(row), count, size, position});
       row += count;
       position = runs.back().EndPosition();

@@ -44,10 +44,18 @@ TEST(UnknownLayout, RunsAndSizes) {
   }
 }
 
-TEST(UnknownLayout, RunsWithoutUnknownsAreLeftOut) {
+TEST(UnknownLayout, RunsWithoutRowsAreLeftOut) {
   EXPECT_TRUE((UnknownLayout{LayoutEop, 0, 2, 3}.Runs(0).empty()));
-  EXPECT_EQ((UnknownLayout{LayoutEopIop, 1, 0, 0}.Runs(4).size()), 1u);
+  EXPECT_EQ((UnknownLayout{LayoutEopIop, 1, 0, 0}.Runs(0).size()), 1u);
   EXPECT_EQ(SizesOf({}).nUnknowns, 0);
+}
+
+TEST(UnknownLayout, GroupsWithoutUnknownsHaveTheirRows) {
+  const std::vector<BlockRun> runs = UnknownLayout{LayoutEopIop, 1, 0, 0}.Runs(4);
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_TRUE((runs[1] == BlockRun{BlockKind::PosGroups, 1, 4, 0, 6}));
+  EXPECT_EQ(SizesOf(runs).nBlockRows, 5);
+  EXPECT_EQ(SizesOf(runs).nUnknowns, 6);
 }
 
 TEST(UnknownLayout, SizesOfManyUnknownsDoNotOverflow) {
