@@ -126,8 +126,7 @@ constexpr CodeEntry kControlCodes[] = {
      "Control points fit the block once a coordinate changes its sign.", "Write X east, Y north, Z up."},
     {"K006", S::Error, "heights of control off by a constant",
      "Control points fit the block but for one amount in height, as ellipsoidal heights and heights above "
-     "the geoid "
-     "differ.",
+     "the geoid differ, by more than a focal length makes that a run may still change.",
      "Write heights of one kind in all files."},
     {"K007", S::Error, "control points exchanged",
      "The rays of each of two points meet at the coordinates of the other.",
@@ -169,7 +168,8 @@ constexpr CodeEntry kControlCodes[] = {
      "Control points lie off the block by one amount in height, which an error of the focal length makes as "
      "well as "
      "heights of another kind do.",
-     "Look at both. An adjustment with unknown cameras finds the focal length."},
+     "Look at both. An adjustment with unknown cameras finds the focal length; one that holds them has "
+     "K006."},
 };
 
 constexpr CodeEntry kPositionCodes[] = {

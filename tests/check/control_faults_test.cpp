@@ -47,6 +47,12 @@ TEST(ControlFaults, HeightsSignsAndExchanges) {
          for (SurveyPoint& point : block.Control.Points) point.P[2] -= 60;
        },
        "K018"},
+      {"the same where a run holds the focal length",
+       [](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Set_IOP_Unknown = false;
+         for (SurveyPoint& point : block.Control.Points) point.P[2] -= 60;
+       },
+       "K006"},
       {"heights of another kind that nothing but control tells",
        [](SurveyBlock& block, AdjustmentSettings&) {
          block.Pos = {};
@@ -83,6 +89,26 @@ TEST(ControlFaults, HeightsSignsAndExchanges) {
     AdjustmentSettings settings;
     each.Change(block, settings);
     EXPECT_EQ(Codes(block, settings), each.szCodes) << each.szName;
+  }
+}
+
+/// Where the start is as good as GPS and IMU make it, less than a poor start would hide.
+TEST(ControlFaults, OnePointOffItsPlace) {
+  SyntheticOptions options;
+  options.nStrips = 3;
+  options.nImagesPerStrip = 6;
+  options.nControlPoints = 6;
+  options.fStartPosition = 0.05;
+  options.fStartAngle = 0.005;
+  options.fStartFocal = 0;
+  const SurveyBlock good = ReadGenerated(options);
+  const std::pair<double, const char*> rows[] = {{0, ""}, {10, ""}, {60, "K008"}, {-60, "K008"}};
+  for (const size_t axis : {0u, 1u, 2u}) {
+    for (const auto& [off, codes] : rows) {
+      SurveyBlock block = good;
+      block.Control.Points[2].P[axis] += off;
+      EXPECT_EQ(Codes(block), codes) << axis << ' ' << off;
+    }
   }
 }
 

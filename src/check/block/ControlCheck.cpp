@@ -93,7 +93,9 @@ void TellOffset(const BlockCheckInput& input, const ControlPairs& pairs, const C
   const FrameJudgement& judgement = standing.Judgement;
   const double offset = judgement.dHeightOffset;
   if (standing.bThroughPos) return TellOffsetOfPositions(input, judgement, diagnosis);
-  const bool beyond = IsBeyondFocalLength(pairs.Block, pairs.Given, depth, offset);
+  // A focal length that a run holds makes an offset that stays.
+  const bool beyond =
+      !input.Settings.Set_IOP_Unknown || IsBeyondFocalLength(pairs.Block, pairs.Given, depth, offset);
   const auto controlNum = static_cast<int64_t>(pairs.ControlGiven.size());
   const bool positions = standing.PosOffset && std::fabs(*standing.PosOffset) < kPosAgree * std::fabs(offset);
   const bool stays = controlNum > 0 && controlNum < kSimilarityNum && !input.Settings.Absolute_Orientation;

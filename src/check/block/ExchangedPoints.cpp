@@ -10,6 +10,18 @@ namespace {
 constexpr double kTimesUsual = 12, kTimesExpected = 10, kOfDepth = 0.02, kTimesNearer = 5;
 constexpr double kFewOfDepth = 0.1;
 constexpr size_t kMostCompared = 300;  // beyond, points are told without their partners
+constexpr size_t kEnoughToLearn = 5;
+constexpr double kTimesLearned = 3;
+
+/// What the points themselves show of what was expected of them, at most all of it: their lower median.
+double ShareOfExpected(std::span<const double> distances, std::span<const double> expected) {
+  if (distances.size() < kEnoughToLearn || expected.size() != distances.size()) return 1;
+  std::vector<double> shares;
+  for (size_t i = 0; i < distances.size(); ++i) {
+    if (expected[i] > 0) shares.push_back(distances[i] / expected[i]);
+  }
+  return shares.size() < kEnoughToLearn ? 1 : std::min(1.0, kTimesLearned * Quantile(shares, 0.5));
+}
 
 }  // namespace
 
@@ -20,9 +32,10 @@ PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<c
   std::vector<double> copy = distances;
   // The lower median: of four points, two may be exchanged.
   const double limit = std::max(kTimesUsual * Quantile(copy, 0.5), kOfDepth * depthInGiven);
+  const double share = ShareOfExpected(distances, expected);
   std::vector<size_t> far;
   for (size_t i = 0; i < distances.size(); ++i) {
-    const double own = i < expected.size() ? kTimesExpected * expected[i] : 0;
+    const double own = i < expected.size() ? share * kTimesExpected * expected[i] : 0;
     if (distances[i] > std::max(limit, own)) far.push_back(i);
   }
   const auto swapped = [&](size_t at, size_t place) {

@@ -25,7 +25,8 @@ struct PointFaults {
 
 /// Points off their given place by more than 12 times the usual distance, 2 % of the depth and 10 times what
 /// is expected of the point (`expected`, empty for nothing); of these, pairs that lie five times nearer to
-/// each other's place. All in the given frame.
+/// each other's place. All in the given frame. From five points on, where most lie at less than a third of
+/// what is expected of them, less is expected of all.
 PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<const Position3> given,
                             std::span<const double> expected, double depthInGiven);
 

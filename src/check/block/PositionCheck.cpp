@@ -18,7 +18,7 @@ namespace {
 
 constexpr size_t kFewestPairs = 3;
 constexpr double kStrangeAngles = 15;  // degrees
-constexpr double kFarOff = 0.1;        // of the depth
+constexpr double kFarOff = 0.05;       // of the depth
 
 const char* CodeOf(CoordinateFault fault) {
   switch (fault) {
