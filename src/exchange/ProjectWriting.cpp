@@ -1,4 +1,5 @@
 #include "exchange/ProjectWriting.h"
+#include "check/Finding.h"
 
 #include <fmt/format.h>
 
@@ -304,7 +305,7 @@ void TellTotals(const BlockTotals& totals, const KeptHead& head, ExchangeLog& lo
   log.Say(fmt::format("Images: {}, cameras: {}, points: {}, measurements: {}", totals.nImages,
                       totals.nCameras, totals.nPoints, totals.nMeasurements));
   if (head.nLeftOut > 0) {
-    log.Say(fmt::format("Left out: {} images without a point, the first {}", head.nLeftOut,
+    log.Say(fmt::format("Left out: {} without a point, the first {}", CountOf(head.nLeftOut, "image", {}),
                         PrintableName(head.szFirstLeftOut)));
   }
   const std::pair<int64_t, const char*> left[] = {
@@ -319,10 +320,10 @@ void TellTotals(const BlockTotals& totals, const KeptHead& head, ExchangeLog& lo
                         totals.nTwice));
   }
   if (head.nAliases > 0) {
-    log.Say(
-        fmt::format("Renamed: {} images whose names a project can't hold, or that share them but for folder "
-                    "and extension; the originals are kept beside it",
-                    head.nAliases));
+    log.Say(fmt::format(
+        "Renamed: {} whose names a project can't hold, or that share them but for folder and extension; the "
+        "originals are kept beside it",
+        CountOf(head.nAliases, "image", {})));
   }
   if (totals.nRenamedPoints > 0) {
     log.Say(fmt::format("Renamed: {} points whose names a project can't hold", totals.nRenamedPoints));

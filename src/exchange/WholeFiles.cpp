@@ -1,6 +1,7 @@
 #include "exchange/WholeFiles.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -29,14 +30,29 @@ bool AreOneFile(const std::string& first, const std::string& second) {
 WholeFiles::WholeFiles(const std::string& folder, std::vector<std::string> inputs, BlockFiles ofBlocks)
     : szFolder(folder), Inputs(std::move(inputs)), OfBlocks(ofBlocks) {
   while (szFolder.size() > 1 && szFolder.back() == '/') szFolder.pop_back();
-  std::error_code error;
-  std::filesystem::create_directories(szFolder, error);
-  if (error) {
-    Refuse(folder, 0, "the folder can't be made: " + error.message(), "Name another place with --out");
-  }
+  MakeFolder(folder);
   if (const std::string reason = Outputs.Begin(szFolder); !reason.empty()) {
+    RemoveMadeFolders();
     Refuse(folder, 0, reason, "Name another place with --out");
   }
+}
+
+void WholeFiles::MakeFolder(const std::string& folder) {
+  std::error_code error;
+  for (std::filesystem::path each = szFolder; !each.empty() && !std::filesystem::exists(each, error);
+       each = each.parent_path()) {
+    Made.insert(Made.begin(), each.string());
+    if (each == each.parent_path()) break;
+  }
+  std::filesystem::create_directories(szFolder, error);
+  if (!error) return;
+  RemoveMadeFolders();
+  Refuse(folder, 0, "the folder can't be made: " + error.message(), "Name another place with --out");
+}
+
+void WholeFiles::RemoveMadeFolders() {
+  // One that is not empty stays, and those around it.
+  for (; !Made.empty() && ::rmdir(Made.back().c_str()) == 0; Made.pop_back()) continue;
 }
 
 std::string WholeFiles::FolderOf(const std::string& path) {
@@ -46,6 +62,7 @@ std::string WholeFiles::FolderOf(const std::string& path) {
 
 WholeFiles::~WholeFiles() {
   if (!bCommitted) Outputs.End(OutputFate::Discard);
+  if (!bInPlace) RemoveMadeFolders();
 }
 
 std::string WholeFiles::PathOf(const std::string& name) const { return szFolder + "/" + name; }
@@ -75,6 +92,7 @@ void WholeFiles::Write(const std::string& name, const std::function<void(TextWri
 void WholeFiles::Commit() {
   bCommitted = true;
   if (!Outputs.End(OutputFate::Add)) RefuseFault(Outputs.Fault());
+  bInPlace = true;
 }
 
 }  // namespace orvo::exchange

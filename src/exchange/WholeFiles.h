@@ -24,7 +24,7 @@ class WholeFiles {
              BlockFiles ofBlocks = BlockFiles::Keep);
   /// For one file, or several beside it: the folder of `path`.
   static std::string FolderOf(const std::string& path);
-  /// Without Commit nothing is left.
+  /// Without Commit nothing is left, nor are folders that were missing.
   ~WholeFiles();
   WholeFiles(const WholeFiles&) = delete;
   WholeFiles& operator=(const WholeFiles&) = delete;
@@ -38,13 +38,16 @@ class WholeFiles {
   void Commit();
 
  private:
+  void MakeFolder(const std::string& folder);
   void RefuseInput(const std::string& path) const;
+  void RemoveMadeFolders();
 
   std::string szFolder;
+  std::vector<std::string> Made;  ///< folders that were missing, the outermost first
   std::vector<std::string> Inputs;
   BlockFiles OfBlocks;
   OutputFolder Outputs;
-  bool bCommitted = false;
+  bool bCommitted = false, bInPlace = false;
 };
 
 }  // namespace orvo::exchange

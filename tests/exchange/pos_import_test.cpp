@@ -81,7 +81,7 @@ TEST(PosImport, AsTheyStand) {
   EXPECT_NE(import.Out.Text().find("Strip 1: 2 images, IMG_1 to IMG_2, heading 0 degrees"),
             std::string::npos);
   EXPECT_NE(import.Err.Text().find("1 image: IMG_9.jpg: left out"), std::string::npos);
-  EXPECT_NE(import.Err.Text().find("1 images of the project have no position"), std::string::npos);
+  EXPECT_NE(import.Err.Text().find("1 image of the project without a position"), std::string::npos);
   EXPECT_NE(import.Err.Text().find("it has no angles: zeros are written"), std::string::npos);
 }
 
@@ -251,7 +251,7 @@ TEST_F(PosFrames, ListOfYawPitchRoll) {
   for (size_t i = 0; i < 6; ++i) EXPECT_NEAR(rows[0].Values[i], first[i], i < 3 ? 1e-4 : 3e-3) << i;
   EXPECT_NEAR(rows[1].Values[0], -29.8788, 1e-4);
   EXPECT_NEAR(rows[1].Values[2], 9.9981, 1e-4);
-  EXPECT_NE(import.Err.Text().find("1 images have no angles: zeros are written"), std::string::npos);
+  EXPECT_NE(import.Err.Text().find("1 image without angles: zeros are written"), std::string::npos);
 }
 
 /// In a map, yaw loses the meridian convergence.
@@ -311,6 +311,31 @@ TEST_F(PosFrames, CameraTagsThereAndBack) {
   }
 }
 
+/// One place in every spelling of tags: alone, in groups of which one has the sign, in one field.
+TEST_F(PosFrames, TagsInGroupsAndInOneField) {
+  const char* tables[] = {
+      "SourceFile,GPSLatitude,GPSLongitude\na.jpg,-41.5,81.25\n",
+      "SourceFile,EXIF:GPSLatitude,EXIF:GPSLatitudeRef,EXIF:GPSLongitude,EXIF:GPSLongitudeRef\n"
+      "a.jpg,41.5,S,81.25,E\n",
+      "SourceFile,XMP:GPSLatitude,Composite:GPSLatitude,EXIF:GPSLatitude,EXIF:GPSLongitude,"
+      "Composite:GPSLongitude\na.jpg,7,-41.5,41.5,81,81.25\n",
+      "SourceFile,Composite:GPSPosition,EXIF:GPSLatitude\na.jpg,\"41 deg 30' 0.00\"\" S, 81 deg 15' 0.00\"\" "
+      "E\",41.5\n",
+      "SourceFile,GPSPosition\na.jpg,-41.5 81.25\nb.jpg,\nc.jpg,0 0\n",
+  };
+  for (const char* table : tables) {
+    Import import(table);
+    import.Options.szHeight = "none";
+    ASSERT_EQ(import.Run().size(), 1u) << table << import.Err.Text();
+    EXPECT_NE(import.Out.Text().find("origin latitude -41.5, longitude 81.25"), std::string::npos) << table;
+  }
+  for (const char* place : {"41.5", "41.5 N", "north", "41.5;81.25", "91 deg, 5 deg, 6 deg"}) {
+    Import import(std::string("SourceFile,GPSPosition\na.jpg,\"") + place + "\"\n");
+    import.Options.szHeight = "none";
+    EXPECT_NE(import.Fault().find("is no latitude and longitude"), std::string::npos) << place;
+  }
+}
+
 TEST_F(PosFrames, TagsWithoutAFix) {
   Import import(
       "SourceFile,GPSLatitude,GPSLongitude,GPSAltitude,GPSLatitudeRef\na.jpg,0,0,0,North\nb.jpg,,,,\n"
@@ -322,7 +347,7 @@ TEST_F(PosFrames, TagsWithoutAFix) {
   EXPECT_NEAR(rows[0].Values[0], 0, 1e-3);
   EXPECT_NEAR(rows[0].Values[2], 200, 1e-3);
   EXPECT_NE(import.Out.Text().find("origin latitude -41.5, longitude -81.5"), std::string::npos);
-  EXPECT_NE(import.Err.Text().find("3 images without a position are left out"), std::string::npos);
+  EXPECT_NE(import.Err.Text().find("3 images without a position left out"), std::string::npos);
 }
 
 /// Omega, phi, kappa of a map come into a topocentric frame with the turn between the two.

@@ -149,6 +149,12 @@ TEST_F(Views, LasCarriesTheSystemItIsIn) {
   EXPECT_EQ(NumberAt<uint64_t>(bytes, 247), static_cast<uint64_t>(SolvedNum(view.Tie)));
 }
 
+/// The points would stay where they are, and the file without a system.
+TEST_F(Views, LasTakesNoSystemOfTheBlockAlone) {
+  Options.szBlockCrs = "EPSG:25832";
+  EXPECT_NE(Refusal(ExportLas).szWhat.find("--block-crs has no use"), std::string::npos);
+}
+
 TEST_F(Views, LasInDegreesKeepsTenthsOfAMillimetre) {
   if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
   for (SurveyImage& image : Result.Block.Images) image.S[0] += 235000, image.S[1] += 3811000;

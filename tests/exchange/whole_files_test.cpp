@@ -43,6 +43,26 @@ TEST(WholeFiles, NothingComesWithoutACommit) {
   EXPECT_FALSE(test::Exists(scratch / "b.txt"));
 }
 
+/// Folders that were there stay, those that were made do not.
+TEST(WholeFiles, NoEmptyFolderIsLeft) {
+  const ScratchFolder scratch;
+  std::filesystem::create_directory(scratch / "old");
+  {
+    WholeFiles files(scratch / "old/new/folder/", {});
+    WriteText(files, "a.txt", "after");
+  }
+  EXPECT_TRUE(test::Exists(scratch / "old"));
+  EXPECT_FALSE(test::Exists(scratch / "old/new"));
+  { WholeFiles files(scratch / "old", {}); }
+  EXPECT_TRUE(test::Exists(scratch / "old"));
+  {
+    WholeFiles files(scratch / "old/new/folder", {});
+    WriteFile(scratch / "old/new/of_another.txt", "stays");
+  }
+  EXPECT_EQ(ReadFile(scratch / "old/new/of_another.txt"), "stays");
+  EXPECT_FALSE(test::Exists(scratch / "old/new/folder"));
+}
+
 TEST(WholeFiles, AnInputIsNoPlaceForAnOutput) {
   const ScratchFolder scratch;
   WriteFile(scratch / "in.txt", "input");

@@ -1,4 +1,5 @@
 #include "exchange/bundler/CentredModel.h"
+#include "check/Finding.h"
 
 #include <fmt/format.h>
 
@@ -165,7 +166,7 @@ ForeignModel ForeignModelOf(CentredModel model, const std::string& source, Excha
     foreign.Images.push_back(
         ImageOf(from, i, place->second, model.Names.empty() ? std::string() : model.Names[i]));
   }
-  if (without > 0) log.Say(fmt::format("Left out: {} images without a pose", without));
+  if (without > 0) log.Say(fmt::format("Left out: {} without a pose", CountOf(without, "image", {})));
   log.Say(fmt::format("Image size: {} x {}, so that all measurements lie inside, for the form has none",
                       size.nWidth, size.nHeight));
   if (without > 0) model.Points = Renumbered(model.Points, ordinals);

@@ -1,11 +1,35 @@
 #include "exchange/survey/Columns.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string_view>
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
 
 namespace orvo::exchange {
+namespace {
+
+constexpr std::string_view kGroups[] = {"Composite", "EXIF", "XMP"};
+
+/// What stands before the last colon: the group of a tag.
+std::string_view GroupOf(std::string_view heading) {
+  const size_t colon = heading.rfind(':');
+  return colon == std::string_view::npos ? std::string_view() : heading.substr(0, colon);
+}
+
+int RankOfGroup(std::string_view group) {
+  if (group.empty()) return 0;
+  const auto place = std::ranges::find(kGroups, group);
+  return static_cast<int>(place - std::begin(kGroups));
+}
+
+/// Of a heading in a group: all ranks of its name go before the group's.
+int RankOf(const KnownHeading& known, const std::string& heading) {
+  return known.nRank * static_cast<int>(std::size(kGroups) + 1) + RankOfGroup(GroupOf(heading));
+}
+
+}  // namespace
 
 const std::string& ColumnPlaces::In(const std::vector<std::string>& fields, Column column) const {
   static const std::string none;
@@ -15,7 +39,7 @@ const std::string& ColumnPlaces::In(const std::vector<std::string>& fields, Colu
 
 std::string PlainHeading(const std::string& heading) {
   std::string plain;
-  for (const char c : heading) {
+  for (const char c : std::string_view(heading).substr(heading.rfind(':') + 1)) {
     if (c == '(' || c == '[') break;
     if (c >= 'A' && c <= 'Z') plain += static_cast<char>(c - 'A' + 'a');
     if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) plain += c;
@@ -35,14 +59,15 @@ ColumnPlaces PlaceColumns(const DelimitedTable& table, std::span<const KnownHead
       places.Unknown.push_back(headings[i]);
       continue;
     }
+    const int rank = RankOf(*row, headings[i]);
     const auto before = ranks.find(row->Means);
-    if (before != ranks.end() && before->second == row->nRank) {
+    if (before != ranks.end() && before->second == rank) {
       table.Lines().Fail("the columns '" + PrintableName(headings[places.At[row->Means]]) + "' and '" +
                              PrintableName(headings[i]) + "' mean the same",
                          "Rename the one that is not meant");
     }
-    if (before != ranks.end() && before->second < row->nRank) continue;
-    ranks[row->Means] = row->nRank;
+    if (before != ranks.end() && before->second < rank) continue;
+    ranks[row->Means] = rank;
     places.At[row->Means] = i;
     if (row->Means == Column::East) {
       places.Words = row->Words;

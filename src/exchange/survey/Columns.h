@@ -41,7 +41,8 @@ enum class Column {
   Time,
   EastSign,
   NorthSign,
-  HeightSign
+  HeightSign,
+  Place  ///< latitude and longitude in one
 };
 
 /// What the headings of coordinates say of them.
@@ -70,10 +71,12 @@ struct ColumnPlaces {
   const std::string& In(const std::vector<std::string>& fields, Column column) const;
 };
 
-/// Small letters and digits of a heading, up to a bracket.
+/// Small letters and digits of a heading, up to a bracket; without the group of a tag, as in
+/// EXIF:GPSAltitude.
 std::string PlainHeading(const std::string& heading);
 
-/// Throws ExchangeFault where two columns have one meaning.
+/// Throws ExchangeFault where two columns have one meaning. Of one tag in several groups, what was composed
+/// of the others goes first, for it has the sign, then EXIF, then XMP.
 ColumnPlaces PlaceColumns(const DelimitedTable& table, std::span<const KnownHeading> known);
 
 }  // namespace orvo::exchange

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "base/PrintableName.h"
+#include "check/Finding.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/FilesRead.h"
 #include "exchange/UnusedOptions.h"
@@ -195,22 +196,21 @@ void PosImport::TellLosses() const {
     Log.Tell({weight, Options.szSource, 0, -1, what, remedy});
   };
   if (Source.nWithoutPlace > 0)
-    tell(Severity::Warning, std::to_string(Source.nWithoutPlace) + " images without a position are left out",
-         "");
+    tell(Severity::Warning, CountOf(Source.nWithoutPlace, "image", {}) + " without a position left out", "");
   if (Unknown.nCount > 0)
     tell(Severity::Warning,
          CountOf(Unknown.nCount, "image", Unknown.Names) + ": left out, for they are none of the project",
          "Look at their names");
   if (Context.HasProject() && Lines.size() < Context.Block().Images.size())
     tell(Severity::Note,
-         std::to_string(Context.Block().Images.size() - Lines.size()) +
-             " images of the project have no position",
+         CountOf(std::ssize(Context.Block().Images) - std::ssize(Lines), "image", {}) +
+             " of the project without a position",
          "");
   if (Source.Angles == AngleWords::None || Source.nWithoutAngles > 0)
     tell(Severity::Note,
          Source.Angles == AngleWords::None
              ? std::string("it has no angles: zeros are written")
-             : std::to_string(Source.nWithoutAngles) + " images have no angles: zeros are written",
+             : CountOf(Source.nWithoutAngles, "image", {}) + " without angles: zeros are written",
          "Leave Apply_IMU_Data off");
 }
 

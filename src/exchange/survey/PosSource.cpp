@@ -47,6 +47,7 @@ constexpr KnownHeading kHeadings[] = {
     {"alt", Column::Height},
     {"altitude", Column::Height},
     {"gpsaltitude", Column::Height},
+    {"gpsposition", Column::Place, W::Degrees},
     {"gpslongituderef", Column::EastSign},
     {"gpslatituderef", Column::NorthSign},
     {"gpsaltituderef", Column::HeightSign},
@@ -112,17 +113,19 @@ class TableReader {
       : Table(path), Places(PlaceColumns(Table, kHeadings)), System(system) {}
 
   PosSource Read() {
+    bInOne = Places.Has(Column::Place) && !(Places.Has(Column::East) && Places.Has(Column::North));
     for (const Column column : {Column::Name, Column::East, Column::North}) {
-      if (!Places.Has(column))
+      if (!Places.Has(column) && !(bInOne && column != Column::Name))
         Fail("the headings have no " + std::string(column == Column::Name   ? "image"
                                                    : column == Column::East ? "x (easting, lon)"
                                                                             : "y (northing, lat)"),
              "Name the columns in the first line: image,x,y,z");
     }
+    if (bInOne) Places.Words = W::Degrees;
     Source.Words = Places.Words;
     Source.bHeights = Places.Has(Column::Height);
     // What a camera writes is WGS 84.
-    if (PlainHeading(Places.szEast) == "gpslongitude") Source.szCrs = "EPSG:4326";
+    if (bInOne || PlainHeading(Places.szEast) == "gpslongitude") Source.szCrs = "EPSG:4326";
     FindAngles();
     while (Table.Next(Fields)) ReadLine();
     if (Source.Poses.empty()) Fail("no image has a position", "Each line holds an image with its position");
@@ -168,6 +171,25 @@ class TableReader {
         column, "coordinate");
   }
 
+  bool HasPlace() const {
+    if (bInOne) return !IsNothing(In(Column::Place));
+    return !IsNothing(In(Column::East)) && !IsNothing(In(Column::North));
+  }
+
+  /// Latitude before longitude, with a comma between them, or a blank where there are no units.
+  std::array<double, 3> PlaceInOne() const {
+    const std::string_view text = Trimmed(In(Column::Place));
+    const size_t comma = text.find(',');
+    const size_t between = comma != std::string_view::npos ? comma : text.find_first_of(" \t");
+    std::optional<double> latitude, longitude;
+    if (between != std::string_view::npos) {
+      latitude = DegreesIn(text.substr(0, between), {}, false);
+      longitude = DegreesIn(text.substr(between + 1), {}, false);
+    }
+    return {Needed(longitude, Column::Place, "latitude and longitude"),
+            Needed(latitude, Column::Place, "latitude and longitude"), 0};
+  }
+
   std::optional<double> SecondsOfLine() const {
     if (!IsNothing(In(Column::DateTime)))
       return Needed(SecondsIn(In(Column::DateTime)), Column::DateTime, "time");
@@ -180,14 +202,16 @@ class TableReader {
   void ReadLine() {
     if (IsNothing(In(Column::Name))) Fail("the line has no image", "Name it, or take the line away");
     const bool noHeight = Source.bHeights && IsNothing(In(Column::Height));
-    if (IsNothing(In(Column::East)) || IsNothing(In(Column::North)) || noHeight) {
+    if (!HasPlace() || noHeight) {
       ++Source.nWithoutPlace;
       return;
     }
     SourcePose pose;
     pose.szImage = In(Column::Name);
     pose.nLine = Table.Lines().LineNumber();
-    pose.P = {Coordinate(Column::East, Column::EastSign), Coordinate(Column::North, Column::NorthSign), 0};
+    pose.P = bInOne ? PlaceInOne()
+                    : std::array<double, 3>{Coordinate(Column::East, Column::EastSign),
+                                            Coordinate(Column::North, Column::NorthSign), 0};
     if (Source.bHeights)
       pose.P[2] = Needed(MetresIn(In(Column::Height), In(Column::HeightSign), Table.TakesCommas()),
                          Column::Height, "height");
@@ -223,6 +247,7 @@ class TableReader {
   DelimitedTable Table;
   ColumnPlaces Places;
   std::optional<AngleSystem> System;
+  bool bInOne = false;  ///< latitude and longitude are one column
   Triple Angles{};
   PosSource Source;
   std::vector<std::string> Fields;

@@ -77,7 +77,13 @@ void TellArea(const ExportOptions& options, const ViewBlock& view, ExchangeLog& 
 
 /// Points in the system that is asked for; without one as they are.
 void MovePoints(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log, ViewBlock& view) {
-  if (options.szCrs.empty()) return;
+  if (options.szCrs.empty()) {
+    if (!options.szBlockCrs.empty()) {
+      Refuse("", 0, "points stay in the frame of the block, and --block-crs has no use",
+             "Name the system of the file with --to-crs as well");
+    }
+    return;
+  }
   const BlockOnEarth block = FindBlockOnEarth(result, options, log);
   const PlaceOnEarth place = ToSystem(block, options.szCrs);
   if (!block.bHeights) {
