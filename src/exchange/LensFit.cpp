@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kGrid = 61;
 constexpr int kMostUnknowns = 12;
+constexpr double kAsGoodAsExact = 1e-6;  // pixels
 
 struct GridPoint {
   LensPoint Pixel, Direction;
@@ -182,6 +183,54 @@ Eigen::VectorXd StartOf(const Unknowns& unknowns, const std::vector<GridPoint>& 
   return x;
 }
 
+/// Nothing where the numbers are those of no camera.
+std::optional<FittedForeignCamera> CameraOf(const Unknowns& unknowns, const std::vector<GridPoint>& grid,
+                                            int32_t width, int32_t height, const Eigen::VectorXd& x) {
+  if (!x.allFinite() || !(x[0] > 0 && x[unknowns.FocalNum() - 1] > 0)) return {};
+  FittedForeignCamera fitted;
+  ForeignCamera& camera = fitted.Camera;
+  camera.Lens = unknowns.Form.Lens;
+  camera.nWidth = width;
+  camera.nHeight = height;
+  camera.dFx = x[0];
+  camera.dFy = x[unknowns.FocalNum() - 1];
+  camera.dCx = unknowns.Form.bCentred ? unknowns.dCx : x[unknowns.FocalNum()];
+  camera.dCy = unknowns.Form.bCentred ? unknowns.dCy : x[unknowns.FocalNum() + 1];
+  for (int k = unknowns.FocalNum() + unknowns.CentreNum(); k < unknowns.Num(); ++k) {
+    camera.Parameters.push_back(x[k]);
+  }
+  std::vector<double> squares;
+  for (const GridPoint& point : grid) {
+    const LensPoint pixel = PixelOf(camera, point.Direction);
+    const double du = pixel.u - point.Pixel.u, dv = pixel.v - point.Pixel.v;
+    squares.push_back(du * du + dv * dv);
+  }
+  fitted.Error = ErrorOf(squares);
+  return fitted;
+}
+
+/// The denominator of the rational model falls below a tenth somewhere from the middle to a little beyond the
+/// corners.
+bool HasPole(const ForeignCamera& camera, const std::vector<GridPoint>& grid) {
+  constexpr double kLeast = 0.1, kBeyond = 1.2;  // of the squared radius
+  double most = 0;
+  for (const GridPoint& point : grid)
+    most = std::max(most, point.Direction.u * point.Direction.u + point.Direction.v * point.Direction.v);
+  most *= kBeyond;
+  const double a = camera.Parameters[5], b = camera.Parameters[6], c = camera.Parameters[7];
+  const auto below = [&](double s) { return 1 + s * (a + s * (b + s * c)); };
+  double least = below(most);
+  // Where a + 2 b s + 3 c s^2 = 0; both ways of writing it, for c or the root may vanish.
+  const double root = b * b - 3 * a * c;
+  if (root >= 0) {
+    const double q = -(b + std::copysign(std::sqrt(root), b));
+    for (const double s : {q / (3 * c), a / q}) {
+      if (s > 0 && s < most) least = std::min(least, below(s));
+    }
+  }
+  return !(least >= kLeast);
+}
+
 }  // namespace
 
 LensPoint DirectionOf(const SurveyCamera& camera, LensPoint pixel) {
@@ -238,28 +287,24 @@ std::optional<FittedForeignCamera> FitForeignCamera(const DirectionOfPixel& way,
   const auto middle = MiddleOf(way, width, height);
   if (!middle) return {};
   const Unknowns unknowns{form, width / 2.0, height / 2.0};
-  const Eigen::VectorXd x = Refine(unknowns, *grid, StartOf(unknowns, *grid, *middle));
-  if (!x.allFinite() || !(x[0] > 0 && x[unknowns.FocalNum() - 1] > 0)) return {};
-  FittedForeignCamera fitted;
-  ForeignCamera& camera = fitted.Camera;
-  camera.Lens = form.Lens;
-  camera.nWidth = width;
-  camera.nHeight = height;
-  camera.dFx = x[0];
-  camera.dFy = x[unknowns.FocalNum() - 1];
-  camera.dCx = form.bCentred ? unknowns.dCx : x[unknowns.FocalNum()];
-  camera.dCy = form.bCentred ? unknowns.dCy : x[unknowns.FocalNum() + 1];
-  for (int k = unknowns.FocalNum() + unknowns.CentreNum(); k < unknowns.Num(); ++k) {
-    camera.Parameters.push_back(x[k]);
+  const auto fitted =
+      CameraOf(unknowns, *grid, width, height, Refine(unknowns, *grid, StartOf(unknowns, *grid, *middle)));
+  if (form.Lens != LensModel::FullOpenCv) return fitted;
+  // A quotient of two polynomials that are nearly the same may have a pole between the points of the grid.
+  // Where the polynomial above alone will do as well, it is the safer one, and it is a start for both.
+  Unknowns above = unknowns;
+  above.Form.Lens = LensModel::Brown;
+  const Eigen::VectorXd polynomial = Refine(above, *grid, StartOf(above, *grid, *middle));
+  Eigen::VectorXd start = Eigen::VectorXd::Zero(unknowns.Num());
+  start.head(above.Num()) = polynomial;
+  std::optional<FittedForeignCamera> best = CameraOf(unknowns, *grid, width, height, start);
+  if (best && best->Error.dMax < kAsGoodAsExact) return best;
+  for (const auto& other :
+       {fitted, CameraOf(unknowns, *grid, width, height, Refine(unknowns, *grid, start))}) {
+    if (!other || HasPole(other->Camera, *grid)) continue;
+    if (!best || other->Error.dMax < best->Error.dMax) best = other;
   }
-  std::vector<double> squares;
-  for (const GridPoint& point : *grid) {
-    const LensPoint pixel = PixelOf(camera, point.Direction);
-    const double du = pixel.u - point.Pixel.u, dv = pixel.v - point.Pixel.v;
-    squares.push_back(du * du + dv * dv);
-  }
-  fitted.Error = ErrorOf(squares);
-  return fitted;
+  return best;
 }
 
 double LargestDistortion(const ForeignCamera& camera) {

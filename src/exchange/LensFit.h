@@ -29,7 +29,9 @@ using DirectionOfPixel = std::function<std::optional<LensPoint>(LensPoint pixel)
 
 /// The camera of the model `lens` that has the directions of `way`, by least squares over 61 x 61 pixels of
 /// an image of that size; `oneFocal`: fx = fy; `centred`: the principal point is the image centre. The error
-/// is that of pixels. Nothing as above. szName, nId and szModel stay empty.
+/// is that of pixels. Nothing as above. The rational model comes without a pole in the image, and with a
+/// denominator of 1 where that leaves no more than a millionth of a pixel. szName, nId and szModel stay
+/// empty.
 struct FittedForeignCamera {
   ForeignCamera Camera;
   FitError Error;

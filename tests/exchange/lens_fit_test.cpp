@@ -74,6 +74,34 @@ TEST(LensFit, OursInOtherModels) {
   }
 }
 
+/// Between the points of the grid as well: along a radius in steps of a hundredth of a pixel.
+TEST(LensFit, TheRationalModelHasNoPoleInTheImage) {
+  const SurveyCamera cameras[] = {
+      {0, 8000, 12000, 12000.19466, 1.376312, -0.097062, 1e-10, 0, 0},
+      {0, 3600, 2700, 2552.56186632, 0, 0, -5.524530325465e-09, 3.359279379611e-16, 0},
+      {0, 20010, 13080, 25000, 0, 0, 2.4e-12, 0, 0},
+      {0, 4000, 3000, 3000, 12, -7, 1e-14, 0, 0},
+      {0, 4000, 3000, 3000, 12, -7, 1e-9, -5e-17, 0},
+      {0, 4000, 3000, 2400, 0, 0, -2e-8, 8e-16, 0},
+  };
+  for (const SurveyCamera& ours : cameras) {
+    const auto way = [&](LensPoint pixel) { return std::optional(DirectionOf(ours, pixel)); };
+    const auto fitted =
+        FitForeignCamera(way, ours.nWidth, ours.nHeight, {LensModel::FullOpenCv, false, false});
+    ASSERT_TRUE(fitted) << ours.dK1;
+    EXPECT_LT(fitted->Error.dMax, 1e-3) << ours.dK1;
+    const double corner = std::hypot(ours.nWidth, ours.nHeight) / 2;
+    double farthest = 0;
+    for (double r = 0.01; r < corner; r += 0.01) {
+      const LensPoint pixel{ours.nWidth / 2.0 + r * ours.nWidth / 2 / corner,
+                            ours.nHeight / 2.0 + r * ours.nHeight / 2 / corner};
+      const LensPoint back = PixelOf(fitted->Camera, DirectionOf(ours, pixel));
+      farthest = std::max(farthest, std::hypot(back.u - pixel.u, back.v - pixel.v));
+    }
+    EXPECT_LT(farthest, 1.5 * fitted->Error.dMax + 1e-9) << ours.dK1;
+  }
+}
+
 TEST(LensFit, NoFitWhereAPixelHasNoDirection) {
   ForeignCamera camera = SimpleRadial();
   camera.Parameters = {-3};
