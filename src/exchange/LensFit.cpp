@@ -287,24 +287,23 @@ std::optional<FittedForeignCamera> FitForeignCamera(const DirectionOfPixel& way,
   const auto middle = MiddleOf(way, width, height);
   if (!middle) return {};
   const Unknowns unknowns{form, width / 2.0, height / 2.0};
-  const auto fitted =
-      CameraOf(unknowns, *grid, width, height, Refine(unknowns, *grid, StartOf(unknowns, *grid, *middle)));
-  if (form.Lens != LensModel::FullOpenCv) return fitted;
+  const auto fit = [&](const Unknowns& of, const Eigen::VectorXd& start) {
+    return CameraOf(of, *grid, width, height, Refine(of, *grid, start));
+  };
+  if (form.Lens != LensModel::FullOpenCv) return fit(unknowns, StartOf(unknowns, *grid, *middle));
   // A quotient of two polynomials that are nearly the same may have a pole between the points of the grid.
-  // Where the polynomial above alone will do as well, it is the safer one, and it is a start for both.
+  // Where the one above alone will do as well, it is the safer one, and it is a start for both.
   Unknowns above = unknowns;
   above.Form.Lens = LensModel::Brown;
-  const Eigen::VectorXd polynomial = Refine(above, *grid, StartOf(above, *grid, *middle));
   Eigen::VectorXd start = Eigen::VectorXd::Zero(unknowns.Num());
-  start.head(above.Num()) = polynomial;
-  std::optional<FittedForeignCamera> best = CameraOf(unknowns, *grid, width, height, start);
-  if (best && best->Error.dMax < kAsGoodAsExact) return best;
-  for (const auto& other :
-       {fitted, CameraOf(unknowns, *grid, width, height, Refine(unknowns, *grid, start))}) {
-    if (!other || HasPole(other->Camera, *grid)) continue;
-    if (!best || other->Error.dMax < best->Error.dMax) best = other;
-  }
-  return best;
+  start.head(above.Num()) = Refine(above, *grid, StartOf(above, *grid, *middle));
+  const auto polynomial = CameraOf(unknowns, *grid, width, height, start);
+  if (polynomial && polynomial->Error.dMax < kAsGoodAsExact) return polynomial;
+  auto rational = fit(unknowns, StartOf(unknowns, *grid, *middle));
+  if (!rational || HasPole(rational->Camera, *grid)) rational = fit(unknowns, start);
+  const bool better = rational && !HasPole(rational->Camera, *grid) &&
+                      !(polynomial && polynomial->Error.dMax <= rational->Error.dMax);
+  return better ? rational : polynomial;
 }
 
 double LargestDistortion(const ForeignCamera& camera) {
