@@ -107,6 +107,12 @@ constexpr CodeEntry kGeometryCodes[] = {
      "Judge by the verdict, which takes strict residuals."},
     {"G013", S::Note, "camera without extent", "Width or height of a camera is not above 0.",
      "Write both in pixels: thinning spreads points over them."},
+    {"G014", S::Warning, "image off its place",
+     "The rays of one image miss by more than 200 pixels the points that the other images see, which agree.",
+     "Look at its orientation and its camera, at the ordinal in its measurements, or leave it out."},
+    {"G015", S::Error, "principal point in a corner",
+     "x0, y0 is a corner of the image, and measurements do not count from there.",
+     "Write the principal point from the image centre, y up; the message tells the numbers."},
 };
 
 constexpr CodeEntry kControlCodes[] = {
@@ -170,6 +176,9 @@ constexpr CodeEntry kControlCodes[] = {
      "heights of another kind do.",
      "Look at both. An adjustment with unknown cameras finds the focal length; one that holds them has "
      "K006."},
+    {"K019", S::Error, "similarity without control",
+     "Absolute_Orientation is on, and fewer than 3 control points are measured in two images: the run ends.",
+     "Switch Absolute_Orientation off, or add control points."},
 };
 
 constexpr CodeEntry kPositionCodes[] = {
@@ -234,6 +243,12 @@ constexpr CodeEntry kPositionCodes[] = {
      "Strips count from 1. When no strip is above 0, all images are one group; below 0 they are not "
      "observed.",
      "Number strips from 1, and start a new one with each flight line."},
+    {"P021", S::Error, "no image is observed",
+     "GPS or IMU data are applied, and every image is alone in its strip or has a strip below 0.",
+     "Give all images of a flight line one number from 1, or 0 to all where there are no flight lines."},
+    {"P022", S::Warning, "position 0 0 0",
+     "A position of exactly 0 0 0, which programs write where they have none, counts as an observation.",
+     "Leave the line out."},
 };
 
 template <size_t... N>

@@ -76,6 +76,12 @@ TEST(BlockCheck, Geometry) {
        },
        "G004"},
       {"no extent", [](SurveyBlock& block, AdjustmentSettings&) { block.Cameras[0].nWidth = 0; }, "G013"},
+      {"principal point from the corner, y down",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         block.Cameras[0].dX0 = 4010;
+         block.Cameras[0].dY0 = 5990;
+       },
+       "G015"},
       {"principal point off with distortion",
        [](SurveyBlock& block, AdjustmentSettings&) {
          block.Cameras[0].dX0 = 40;
@@ -279,6 +285,24 @@ TEST(BlockCheck, Control) {
          std::swap(block.Control.Points[0].P, block.Control.Points[4].P);
        },
        "K014 K007"},
+      {"a similarity, and too few points for it",
+       [&](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Absolute_Orientation = true;
+         keep(block, 2);
+       },
+       "K019"},
+      {"a similarity, and no control",
+       [&](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Absolute_Orientation = true;
+         keep(block, 0);
+       },
+       "K019"},
+      {"one of 4 points far off, so that a run finds no similarity",
+       [&](SurveyBlock& block, AdjustmentSettings&) {
+         keep(block, 4);
+         block.Control.Points[1].P[2] += 9000;
+       },
+       "K008 K016"},
       {"nothing fits",
        [](SurveyBlock& block, AdjustmentSettings&) {
          for (size_t i = 0; i < block.Control.Points.size(); ++i) {
@@ -369,6 +393,33 @@ TEST(BlockCheck, Positions) {
          for (SurveyPos& pos : block.Pos) pos.S = {};
        },
        ""},
+      {"a position of 0", [](SurveyBlock& block, AdjustmentSettings&) { block.Pos[3].S = {}; }, "P022"},
+      {"positions of 0, and applied",
+       [](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Apply_GPS_Data = true;
+         block.Pos.resize(4);
+         for (SurveyPos& pos : block.Pos) pos.S = {}, pos.nStrip = 1;
+       },
+       "P022 P022 P022 P022"},
+      {"heights of positions of another kind, in the frame of the control",
+       [](SurveyBlock& block, AdjustmentSettings&) {
+         for (SurveyPos& pos : block.Pos) pos.S[2] += 33;
+       },
+       "P014"},
+      {"one far off its place", [](SurveyBlock& block, AdjustmentSettings&) { block.Pos[3].S[1] += 100; },
+       "P017"},
+      {"all of them below strip 0, applied",
+       [](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Apply_GPS_Data = true;
+         for (SurveyPos& pos : block.Pos) pos.nStrip = -1;
+       },
+       "P020 P021"},
+      {"strips 0 alone",
+       [](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Apply_GPS_Data = true;
+         for (SurveyPos& pos : block.Pos) pos.nStrip = 0;
+       },
+       "P020"},
   };
   for (const Case& each : cases) Expect(each);
 }

@@ -9,15 +9,17 @@
 namespace orvo::test {
 namespace {
 
+SyntheticOptions SoundOptions() {
+  SyntheticOptions options;
+  options.nStrips = 3;
+  options.nImagesPerStrip = 6;
+  options.nControlPoints = 6;
+  options.nCheckPoints = 3;
+  return options;
+}
+
 const SurveyBlock& Sound() {
-  static const SurveyBlock block = [] {
-    SyntheticOptions options;
-    options.nStrips = 3;
-    options.nImagesPerStrip = 6;
-    options.nControlPoints = 6;
-    options.nCheckPoints = 3;
-    return ReadGenerated(options);
-  }();
+  static const SurveyBlock block = ReadGenerated(SoundOptions());
   return block;
 }
 
@@ -125,10 +127,15 @@ TEST(ControlFaults, OtherImageAxes) {
       {[](SurveyMeasurement& m) { m.x = -std::exchange(m.y, m.x); }, "K017: Write y, -x in the GCP file"},
       {[](SurveyMeasurement& m) { m.y = -std::exchange(m.x, m.y); }, "K017: Write -y, x in the GCP file"},
   };
-  for (const auto& [change, remedy] : rows) {
-    SurveyBlock block = Sound();
-    std::ranges::for_each(block.Control.Measurements, change);
-    EXPECT_EQ(Remedies(block), remedy);
+  SyntheticOptions level = SoundOptions();
+  level.fTilt = level.fNoise = level.fStartAngle = level.fStartPosition = level.fScatter = 0;
+  const SurveyBlock vertical = ReadGenerated(level);
+  for (const SurveyBlock* sound : {&Sound(), &vertical}) {
+    for (const auto& [change, remedy] : rows) {
+      SurveyBlock block = *sound;
+      std::ranges::for_each(block.Control.Measurements, change);
+      EXPECT_EQ(Remedies(block), remedy);
+    }
   }
 }
 

@@ -219,7 +219,7 @@ TEST(Conventions, CornerOriginWithItsPrincipalPoint) {
     camera.dX0 += 4000;
     camera.dY0 = 6000 - camera.dY0;
   }
-  EXPECT_EQ(Remedies(block), "C001: Write x - 4000, 6000 - y, and the principal point in the same axes");
+  EXPECT_EQ(Remedies(block), "C002: Write x - 4000, 6000 - y, and the principal point in the same axes");
 }
 
 }  // namespace

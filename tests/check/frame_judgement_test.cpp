@@ -214,18 +214,19 @@ TEST(PointFaults, OutliersAndPlacesThatTheyFit) {
 
 TEST(PointFaults, WhatIsExpectedOfAPoint) {
   struct Row {
-    double dUsual, dExpected;  ///< how far the others lie off, and what is expected of the one that lies 50 off
+    double dUsual,
+        dExpected;  ///< how far the others lie off, and what is expected of the one that lies 50 off
     size_t nTold;
   };
   const Row rows[] = {
-      {0.5, 1, 1}, {0.5, 5.1, 0}, {0.2, 5.1, 1}, {0.01, 100, 1}, {1, 100, 0},
+      {1, 2, 1}, {1, 5.1, 0}, {0.5, 5.1, 1}, {0.01, 5.1, 1}, {0.01, 100, 0},
   };
   for (const Row& row : rows) {
     Points given = kGround;
     for (Position3& p : given) p[0] += row.dUsual;
     given[0] = kGround[0];
     given[0][2] += 50;
-    std::vector<double> expected(given.size(), 1.0);
+    std::vector<double> expected(given.size(), 2.0);
     expected[0] = row.dExpected;
     EXPECT_EQ(FindPointFaults(kGround, given, expected, kDepth).Outliers.size(), row.nTold)
         << row.dUsual << ' ' << row.dExpected;

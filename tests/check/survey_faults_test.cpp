@@ -328,6 +328,9 @@ TEST(SurveyFaults, PosFile) {
        "S009 2:22 the line has 7 of 8 fields: the strip ID is missing", "Complete"},
       {"A_447 10 20 300\nA_448 60 20 300\n", "S021 1:1 the lines hold neither angles nor strips",
        "one group"},
+      {"A_447 10 20 300 1 2 3\nA_448 60 20 300 1 2 3 1\nA_449 60 20 300 1 2 3 1\n",
+       "S009 1:22 the line has 7 of 8 fields: the strip ID is missing", "Complete"},
+      {"A_447 10 20 300 1 2 3\n\nA_448 60 20 300 1 2 3\n", "S021 1:1 the lines hold no strips", "one group"},
       {"A_447 10 20 300 1 2 3\nA_448 60 20 300 1 2 3\n", "S021 1:1 the lines hold no strips", "one group"},
       {"A_447 10 nan 300 1 2 3 1\n" + second,
        "S019 1:1 the line of 'A_447' holds a number that is not finite\n"

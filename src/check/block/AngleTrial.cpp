@@ -10,7 +10,8 @@
 namespace orvo {
 namespace {
 
-constexpr double kFactor = 5, kLimit = 5, kFloor = 0.5;  // degrees
+constexpr double kFactor = 5, kFactorOfMany = 2, kLimit = 5, kFloor = 0.5;  // degrees
+constexpr size_t kMany = 10;
 constexpr size_t kMostPairs = 500, kFrameTrials = 25;
 
 double MedianAngle(std::span<const AnglePair> pairs, std::span<const Rotation3> given,
@@ -53,7 +54,8 @@ AngleVerdict TryAngles(std::span<const AnglePair> pairs, const std::optional<Rot
     verdict.dBest = angle;
   }
   verdict.bWrong = verdict.pBest && verdict.pBest->szCode && verdict.dBest < kLimit &&
-                   verdict.dWritten > kFloor && verdict.dWritten > kFactor * verdict.dBest;
+                   verdict.dWritten > kFloor &&
+                   verdict.dWritten > (sample.size() < kMany ? kFactor : kFactorOfMany) * verdict.dBest;
   return verdict;
 }
 

@@ -2,16 +2,20 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "check/block/BlockScene.h"
 #include "check/block/ImageAxes.h"
 #include "check/block/LeastSquaresIntersection.h"
+#include "check/block/RobustSimilarity.h"
 
 namespace orvo {
 namespace {
 
 constexpr size_t kFewestPoints = 3, kMostRays = 12;
 constexpr double kWrittenFloor = 100, kReadLimit = 200, kTimesBetter = 5;  // image units
+constexpr double kAwayFloor = 0.02;                                        // of the depth
+constexpr double kTimesNearer = 10, kAlike = 2;
 constexpr double kNoIntersection = 1e4;
 
 /// x and y from those that are written: factors of x, of y, and of the extent.
@@ -32,9 +36,14 @@ constexpr AxesReading kReadings[] = {
     {"are turned by 90 degrees", "-y, x", {0, -1, 0}, {1, 0, 0}},
 };
 
-std::vector<double> Residuals(const SurveyBlock& block, const std::vector<bool>& usable,
-                              const AxesReading& reading) {
-  std::vector<double> residuals;
+/// How rays meet under a reading: their residuals, and how far from the coordinates that are given.
+struct Meeting {
+  std::vector<double> Residuals, Distances, Depths;
+};
+
+Meeting MeetingOf(const SurveyBlock& block, const std::vector<bool>& usable, double objectScale,
+                  const AxesReading& reading) {
+  Meeting meeting;
   std::vector<SurveyMeasurement> read;
   for (const SurveyPoint& point : block.Control.Points) {
     read.clear();
@@ -48,36 +57,64 @@ std::vector<double> Residuals(const SurveyBlock& block, const std::vector<bool>&
       measurement.y = reading.Y[0] * x + reading.Y[1] * y + reading.Y[2] * camera.nHeight;
       read.push_back(measurement);
     }
-    const auto rays = RaysOf(block, usable, read, 1, kMostRays);
+    const auto rays = RaysOf(block, usable, read, objectScale, kMostRays);
     if (rays.size() < 2) continue;
     const auto met = IntersectLeastSquares(rays);
     // Vertical rays that are turned by 180 degrees meet as well, above their cameras.
     const bool fits = met && 2 * met->nBehind < met->nRays;
-    residuals.push_back(fits ? std::min(met->dRms, kNoIntersection) : kNoIntersection);
+    meeting.Residuals.push_back(fits ? std::min(met->dRms, kNoIntersection) : kNoIntersection);
+    meeting.Distances.push_back(fits ? Distance(met->P, point.P) : HUGE_VAL);
+    if (fits) meeting.Depths.push_back(met->dDepth);
   }
-  return residuals;
+  return meeting;
+}
+
+struct Trial {
+  const AxesReading* pReading;
+  double dResidual, dDistance;
+};
+
+double Half(std::vector<double> values) { return Quantile(values, 0.5); }
+
+ControlAxes Told(const AxesReading& reading, const SurveyBlock& block) {
+  const ImageAxes corner = {nullptr, "", nullptr, false, reading.Y[1] < 0, reading.X[2], reading.Y[2]};
+  ControlAxes axes;
+  axes.szWhat = reading.szWhat;
+  axes.szWrite = reading.szWrite ? reading.szWrite : WriteInstead(corner, block.Cameras);
+  return axes;
 }
 
 }  // namespace
 
-std::optional<ControlAxes> FindControlAxes(const SurveyBlock& block, const std::vector<bool>& usable) {
-  std::vector<double> written = Residuals(block, usable, kReadings[0]);
-  if (written.size() < kFewestPoints) return std::nullopt;
-  const double before = Quantile(written, 0.5);
-  if (!(before > kWrittenFloor)) return std::nullopt;
-  const AxesReading* best = nullptr;
-  double after = std::min(kReadLimit, before / kTimesBetter);
+std::optional<ControlAxes> FindControlAxes(const SurveyBlock& block, const std::vector<bool>& usable,
+                                           double objectScale) {
+  const Meeting written = MeetingOf(block, usable, objectScale, kReadings[0]);
+  if (written.Residuals.size() < kFewestPoints) return std::nullopt;
+  const double missed = Half(written.Residuals), away = Half(written.Distances);
+  const bool misses = missed > kWrittenFloor, isAway = away > kAwayFloor * Half(written.Depths);
+  const double limit = std::min(kReadLimit, missed / kTimesBetter);
+  std::vector<Trial> trials;
   for (const AxesReading& reading : kReadings) {
-    std::vector<double> residuals = Residuals(block, usable, reading);
-    const double residual = Quantile(residuals, 0.5);
-    if (!(residual < after)) continue;
-    best = &reading;
-    after = residual;
+    const Meeting read = MeetingOf(block, usable, objectScale, reading);
+    trials.push_back({&reading, Half(read.Residuals), Half(read.Distances)});
   }
-  if (!best) return std::nullopt;
-  const ImageAxes corner = {nullptr, "", nullptr, false, best->Y[1] < 0, best->X[2], best->Y[2]};
-  return ControlAxes{best->szWhat, best->szWrite ? best->szWrite : WriteInstead(corner, block.Cameras),
-                     before, after};
+  const double least = std::ranges::min_element(trials, {}, &Trial::dResidual)->dResidual;
+  const Trial *meets = nullptr, *nearer = nullptr;
+  for (const Trial& trial : trials) {
+    // Of those by which vertical rays meet alike, the one that meets near the given coordinates.
+    const bool alike = trial.dResidual <= kAlike * least + 1;
+    if (misses && alike && trial.dResidual < limit && (!meets || trial.dDistance < meets->dDistance))
+      meets = &trial;
+    if (isAway && trial.dResidual < kReadLimit && trial.dDistance < away / kTimesNearer &&
+        (!nearer || trial.dDistance < nearer->dDistance))
+      nearer = &trial;
+  }
+  if (!meets && !nearer) return std::nullopt;
+  ControlAxes axes = Told(*(meets ? meets : nearer)->pReading, block);
+  axes.bByPlace = !meets;
+  axes.dWritten = meets ? missed : away;
+  axes.dRead = meets ? meets->dResidual : nearer->dDistance;
+  return axes;
 }
 
 }  // namespace orvo

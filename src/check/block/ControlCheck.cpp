@@ -21,10 +21,14 @@ constexpr double kOnALine = 0.01;   // across by along
 constexpr double kInACorner = 0.3;  // of the extent of the block
 constexpr double kStartAngle =
     0.002;  // radians: in a few images, errors of the start may hide from each other
-constexpr int64_t kSimilarityNum = 4;  // control points that let a run change the frame
-constexpr double kSeenOffset = 0.02;   // of the depth
-constexpr double kPosAgree = 0.2;      // of the offset
-constexpr double kPoorStart = 5;       // times what the rays let expect
+constexpr int64_t kSimilarityNum = 4;      // control points that let a run change the frame
+constexpr double kSeenOffset = 0.015;      // of the depth
+constexpr double kMostOfGeoid = 110;       // metres between the two kinds of heights, anywhere
+constexpr double kPosAgree = 0.2;          // of the offset
+constexpr double kPoorStart = 5;           // times what the rays let expect
+constexpr double kLeastThroughPos = 0.05;  // of the depth
+constexpr size_t kFewForSimilarity = 6;
+constexpr double kOfFew = 3;
 
 /// How the control points stand to the block, and what the POS file says to it.
 struct ControlStanding {
@@ -99,13 +103,15 @@ void TellOffset(const BlockCheckInput& input, const ControlPairs& pairs, const C
   const auto controlNum = static_cast<int64_t>(pairs.ControlGiven.size());
   const bool positions = standing.PosOffset && std::fabs(*standing.PosOffset) < kPosAgree * std::fabs(offset);
   const bool stays = controlNum > 0 && controlNum < kSimilarityNum && !input.Settings.Absolute_Orientation;
-  if (beyond && (positions || stays)) return TellHeightOffset(input, judgement, diagnosis);
+  // What a run would take away as the frame of the block may be heights of another kind all the same.
+  const bool kinds = std::fabs(offset) < kMostOfGeoid;
+  if (beyond && (positions || stays || kinds)) return TellHeightOffset(input, judgement, diagnosis);
   if (beyond && controlNum >= kSimilarityNum) {
     diagnosis.Add("K014", {input.Files.szGcp, 2},
                   fmt::format("orientations are in another frame, {} {} that of the control points",
                               Figure(std::fabs(offset)), offset > 0 ? "below" : "above"),
                   "An adjustment brings them over by a similarity");
-  } else if (positions || stays) {
+  } else {
     diagnosis.Add("K018", {input.Files.szGcp, 2},
                   fmt::format("heights of the control points are {} {} those of the block, as a focal length "
                               "{:.1f} % off makes them, or heights of another kind",
@@ -119,8 +125,11 @@ void TellOffset(const BlockCheckInput& input, const ControlPairs& pairs, const C
 PointFaults FaultsOf(const ControlPairs& pairs, const FrameJudgement& judgement, double depth) {
   const auto inGiven = Apply(judgement.Transform, pairs.Block);
   std::vector<double> expected = pairs.Expected;
-  for (double& value : expected) value *= judgement.Transform.fScale;
-  return FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale);
+  // A similarity takes up most of what few points have, and leaves it to one of them.
+  const bool few = judgement.Kind == FrameKind::Free && pairs.Block.size() <= kFewForSimilarity;
+  for (double& value : expected) value *= judgement.Transform.fScale * (few ? kOfFew : 1);
+  const Expectation expectation = few ? Expectation::AsGiven : Expectation::Learned;
+  return FindPointFaults(inGiven, pairs.Given, expected, depth * judgement.Transform.fScale, expectation);
 }
 
 void TellPointFaults(const BlockCheckInput& input, const ControlPairs& pairs, const PointFaults& faults,
@@ -250,12 +259,14 @@ ControlStanding JudgeControl(const BlockCheckInput& input, const ControlPairs& p
       offsets.push_back(positions.Given[i][2] - positions.Block[i][2]);
     standing.PosOffset = Quantile(offsets, 0.5);
   }
-  // Of two that fit alike, the one that a run brings over is taken.
-  const bool over = !standing.PosOffset && static_cast<int64_t>(pairs.ControlGiven.size()) >= kSimilarityNum;
-  inProject = PreferOffset(pairs, scene.dDepth, inProject, over ? 2 : 0.5);
+  inProject = PreferOffset(pairs, scene.dDepth, inProject, 0.5);
   if (inProject.Kind == FrameKind::Same) {
-    const auto offset = FindHeightOffset(pairs.Block, pairs.Given, scene.dDepth, kSeenOffset * scene.dDepth);
-    if (offset && standing.PosOffset) inProject = *offset;
+    // Few points show no scatter.
+    std::vector<double> expected = pairs.Expected;
+    const double usual = std::ssize(expected) < kSimilarityNum ? 3 * Quantile(expected, 0.5) : 0;
+    const auto offset =
+        FindHeightOffset(pairs.Block, pairs.Given, scene.dDepth, std::max(kSeenOffset * scene.dDepth, usual));
+    if (offset) inProject = *offset;
     return standing;
   }
   if (pos.Kind != FrameKind::Free && pos.Kind != FrameKind::HeightOffset) return standing;
@@ -268,25 +279,63 @@ ControlStanding JudgeControl(const BlockCheckInput& input, const ControlPairs& p
     throughPos.Transform = pos.Transform;
     return {throughPos, false};
   }
-  if (!toldInProject && told) return {throughPos, true};
+  // What a focal length and a drift of the positions make together is no offset of either.
+  const bool small =
+      throughPos.Kind == FrameKind::HeightOffset &&
+      std::fabs(throughPos.dHeightOffset) < kLeastThroughPos * scene.dDepth * pos.Transform.fScale;
+  if (!toldInProject && told && !small) return {throughPos, true};
   return standing;
+}
+
+void TellSimilarityWithoutControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
+  if (!input.Settings.Absolute_Orientation) return;
+  const std::vector<bool> usable = UsableImages(input.Block);
+  const auto counts = [&](const SurveyPoint& point) {
+    return point.nType == 1 &&
+           RaysOf(input.Block, usable, input.Block.Control.Of(point), input.Settings.Object_Coor_Scale)
+                   .size() >= 2;
+  };
+  const int64_t controlNum = std::ranges::count_if(input.Block.Control.Points, counts);
+  if (controlNum >= 3) return;
+  diagnosis.Add("K019", {input.Files.szSettings, 0},
+                fmt::format("Absolute_Orientation is on, with {} for its similarity",
+                            CountOf(controlNum, "control point", {})),
+                "Switch it off, or add control points, 3 at least, measured in two images and more");
+}
+
+void TellAxes(const BlockCheckInput& input, const ControlAxes& axes, Diagnosis& diagnosis) {
+  const std::string what =
+      axes.bByPlace ? fmt::format("points lie {} from where their rays meet that way, {} as written",
+                                  Figure(axes.dRead), Figure(axes.dWritten))
+                    : fmt::format(
+                          "rays meet to {} px that way, to {} px as written, and those of the tie "
+                          "points as they are",
+                          Figure(axes.dRead), Figure(axes.dWritten));
+  diagnosis.Add("K017", {input.Files.szGcp, 3},
+                fmt::format("measurements of the GCP file {}: {}", axes.szWhat, what),
+                fmt::format("Write {} in the GCP file", axes.szWrite));
+}
+
+/// Points off their place keep a run from its similarity, which then ends it.
+void TellLostSimilarity(const BlockCheckInput& input, const ControlPairs& pairs, Diagnosis& diagnosis) {
+  if (static_cast<int64_t>(pairs.ControlGiven.size()) < kSimilarityNum || RunFindsSimilarity(pairs)) return;
+  diagnosis.Add("K016", {input.Files.szGcp, 2},
+                "a run finds no similarity that brings the orientations to the control points",
+                "Mend the points that lie off their place first");
 }
 
 }  // namespace
 
 void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
+  TellSimilarityWithoutControl(input, diagnosis);
   if (input.Block.Control.Points.empty()) return;
   const std::vector<bool> usable = UsableImages(input.Block);
   const BlockScene scene = SampleScene(input.Block, usable, input.Settings.Object_Coor_Scale);
   const ControlPairs pairs = PairControl(input.Block, usable, input.Settings.Object_Coor_Scale,
                                          std::max(scene.dRaySigma, kStartAngle));
   TellSinglyMeasured(input, pairs, diagnosis);
-  if (const auto axes = FindControlAxes(input.Block, usable)) {
-    diagnosis.Add("K017", {input.Files.szGcp, 3},
-                  fmt::format("measurements of the GCP file {}: rays meet to {} px that way, to {} px as "
-                              "written, and those of the tie points as they are",
-                              axes->szWhat, Figure(axes->dRead), Figure(axes->dWritten)),
-                  fmt::format("Write {} in the GCP file", axes->szWrite));
+  if (const auto axes = FindControlAxes(input.Block, usable, input.Settings.Object_Coor_Scale)) {
+    TellAxes(input, *axes, diagnosis);
     return;
   }
   if (pairs.Points.empty() || !(scene.dDepth > 0)) return;
@@ -312,7 +361,9 @@ void CheckControl(const BlockCheckInput& input, Diagnosis& diagnosis) {
     case FrameKind::Same:
       break;
   }
-  TellPointFaults(input, pairs, FaultsOf(pairs, judgement, scene.dDepth), diagnosis);
+  const PointFaults faults = FaultsOf(pairs, judgement, scene.dDepth);
+  TellPointFaults(input, pairs, faults, diagnosis);
+  if (faults.Exchanged.empty() && !faults.Outliers.empty()) TellLostSimilarity(input, pairs, diagnosis);
   CheckSpread(input, pairs, scene, diagnosis);
 }
 

@@ -8,6 +8,7 @@
 #include "check/block/FindingPlaces.h"
 #include "check/block/FindingTexts.h"
 #include "check/block/RotationDefects.h"
+#include "check/block/SightRays.h"
 
 namespace orvo {
 namespace {
@@ -40,19 +41,25 @@ bool HasPrincipalPointInCorner(const SurveyBlock& block) {
   return std::fabs(camera.dX0) > 0.25 * camera.nWidth && std::fabs(camera.dY0) > 0.25 * camera.nHeight;
 }
 
-std::string WriteMeasurements(const ImageAxes& axes, const SurveyBlock& block) {
+/// Where cameras name the centre in the same axes, the origin makes no difference to the rays: y down is told
+/// as what it most probably is.
+const ImageAxes& ToldAxes(const ImageAxes& axes, const SurveyBlock& block) {
   const bool down = axes.bDown && axes.fOriginX == 0;
-  if (down && HasPrincipalPointInCorner(block)) {
-    // The cameras name the centre in the same axes, so that the origin makes no difference to the rays.
-    for (const ImageAxes& corner : AllImageAxes()) {
-      if (corner.bDown && corner.fOriginX < 0)
-        return "Write " + WriteInstead(corner, block.Cameras) + ", and the principal point in the same axes";
-    }
+  if (!down || !HasPrincipalPointInCorner(block)) return axes;
+  for (const ImageAxes& corner : AllImageAxes()) {
+    if (corner.bDown && corner.fOriginX < 0) return corner;
   }
-  const bool principal =
-      block.Cameras.size() > 0 && (block.Cameras.front().dX0 != 0 || block.Cameras.front().dY0 != 0);
-  return "Write " + WriteInstead(axes, block.Cameras) +
-         (principal ? ", and the principal point of the cameras likewise, from the centre" : "");
+  return axes;
+}
+
+std::string WriteMeasurements(const ImageAxes& axes, const SurveyBlock& block) {
+  const std::string write = "Write " + WriteInstead(axes, block.Cameras);
+  const SurveyCamera camera = block.Cameras.empty() ? SurveyCamera{} : block.Cameras.front();
+  if (camera.dX0 == 0 && camera.dY0 == 0) return write;
+  if (axes.fOriginX == 0) return write + ", and the principal point of the cameras likewise, from the centre";
+  return write + (HasPrincipalPointInCorner(block)
+                      ? ", and the principal point in the same axes"
+                      : ", and keep the principal point, which counts from the centre");
 }
 
 std::string Figures(const ConventionVerdict& verdict) {
@@ -61,7 +68,7 @@ std::string Figures(const ConventionVerdict& verdict) {
 }
 
 void TellReading(const BlockCheckInput& input, const ConventionVerdict& verdict, Diagnosis& diagnosis) {
-  const ImageAxes& axes = *verdict.Best.pAxes;
+  const ImageAxes& axes = ToldAxes(*verdict.Best.pAxes, input.Block);
   const MatrixReading& matrix = *verdict.Best.pMatrix;
   if (!matrix.szCode) {
     diagnosis.Add(axes.szCode, PlaceOfMeasurements(input),
@@ -77,6 +84,25 @@ void TellReading(const BlockCheckInput& input, const ConventionVerdict& verdict,
   }
 }
 
+/// A slip of its own: measurements count from the centre, and only the camera line from the corner.
+bool TellPrincipalPoints(const BlockCheckInput& input, Diagnosis& diagnosis) {
+  constexpr double kNearCorner = 0.15;  // of the half extent
+  bool any = false;
+  for (size_t i = 0; i < input.Block.Cameras.size(); ++i) {
+    const SurveyCamera& camera = input.Block.Cameras[i];
+    const double w = camera.nWidth / 2.0, h = camera.nHeight / 2.0;
+    if (!(w > 0 && h > 0) || !IsUsable(camera)) continue;
+    if (std::fabs(camera.dX0 / w - 1) > kNearCorner || std::fabs(std::fabs(camera.dY0 / h) - 1) > kNearCorner)
+      continue;
+    any = true;
+    diagnosis.Add("G015", PlaceOfCamera(input, i),
+                  fmt::format("x0 = {:.6g}, y0 = {:.6g} is a corner of the image", camera.dX0, camera.dY0),
+                  fmt::format("The principal point counts from the image centre, y up: write {:.6g}, {:.6g}",
+                              camera.dX0 - w, camera.dY0 > 0 ? h - camera.dY0 : camera.dY0 + h));
+  }
+  return any;
+}
+
 }  // namespace
 
 bool CheckConventions(const BlockCheckInput& input, Diagnosis& diagnosis) {
@@ -86,6 +112,7 @@ bool CheckConventions(const BlockCheckInput& input, Diagnosis& diagnosis) {
     TellReading(input, verdict, diagnosis);
     return true;
   }
+  if (TellPrincipalPoints(input, diagnosis)) return true;
   const bool decided = verdict.nPoints >= kFewestTrialPoints && verdict.Written.dRms < kTrialLimit;
   if (!decided && IsFromCorner(FindCoordinateRange(input.Block, input.Block.Tie))) {
     diagnosis.Add("C013", PlaceOfMeasurements(input),

@@ -106,7 +106,9 @@ ConventionVerdict TryConventions(const SurveyBlock& block) {
   const bool other = best.nDepartures() > 0 && best.dRms < kTrialLimit;
   const bool better = written.dRms > kTrialFloor && written.dRms > kTrialFactor * best.dRms;
   const bool backwards = written.dBehind > 0.5 && best.dBehind < 0.25;
-  verdict.bWrong = other && (better || backwards);
+  // Of vertical views two readings fit alike, one of them with the ground above the cameras.
+  const bool upside = written.dAbove > 0.9 && best.dAbove < 0.1;
+  verdict.bWrong = other && (better || backwards || upside);
   return verdict;
 }
 

@@ -11,9 +11,10 @@ constexpr double kTimesUsual = 12, kTimesExpected = 10, kOfDepth = 0.02, kTimesN
 constexpr double kFewOfDepth = 0.1;
 constexpr size_t kMostCompared = 300;  // beyond, points are told without their partners
 constexpr size_t kEnoughToLearn = 5;
-constexpr double kTimesLearned = 3;
+constexpr double kTimesLearned = 3, kTimesUsualExpected = 3;
 
-/// What the points themselves show of what was expected of them, at most all of it: their lower median.
+/// What the points themselves show of what was expected of them, at most all of it: three times their lower
+/// median.
 double ShareOfExpected(std::span<const double> distances, std::span<const double> expected) {
   if (distances.size() < kEnoughToLearn || expected.size() != distances.size()) return 1;
   std::vector<double> shares;
@@ -26,16 +27,20 @@ double ShareOfExpected(std::span<const double> distances, std::span<const double
 }  // namespace
 
 PointFaults FindPointFaults(std::span<const Position3> blockInGiven, std::span<const Position3> given,
-                            std::span<const double> expected, double depthInGiven) {
+                            std::span<const double> expected, double depthInGiven, Expectation expectation) {
   PointFaults faults;
   std::vector<double> distances = DistancesAfter({}, blockInGiven, given);
   std::vector<double> copy = distances;
   // The lower median: of four points, two may be exchanged.
   const double limit = std::max(kTimesUsual * Quantile(copy, 0.5), kOfDepth * depthInGiven);
-  const double share = ShareOfExpected(distances, expected);
+  const double share = expectation == Expectation::Learned ? ShareOfExpected(distances, expected) : 1;
+  std::vector<double> all(expected.begin(), expected.end());
+  const double usual = kTimesUsualExpected * Quantile(all, 0.5);
   std::vector<size_t> far;
   for (size_t i = 0; i < distances.size(); ++i) {
-    const double own = i < expected.size() ? share * kTimesExpected * expected[i] : 0;
+    // Points with rays that hardly meet say nothing of the others, nor these of them.
+    const bool weak = i < expected.size() && expected[i] > usual;
+    const double own = i < expected.size() ? (weak ? 1 : share) * kTimesExpected * expected[i] : 0;
     if (distances[i] > std::max(limit, own)) far.push_back(i);
   }
   const auto swapped = [&](size_t at, size_t place) {

@@ -9,6 +9,7 @@
 #include "check/block/CoordinateRange.h"
 #include "check/block/FindingPlaces.h"
 #include "check/block/FindingTexts.h"
+#include "check/block/StrayImages.h"
 
 namespace orvo {
 namespace {
@@ -124,6 +125,16 @@ void CheckFocalAgainstHeight(const BlockCheckInput& input, const BlockScene& sce
       "Keep the camera (Set_IOP_Unknown false), or add control points or GPS positions");
 }
 
+void CheckStrays(const BlockCheckInput& input, const std::vector<bool>& usable, Diagnosis& diagnosis) {
+  for (const StrayImage& stray : FindStrayImages(input.Block, usable, input.Settings.Object_Coor_Scale)) {
+    diagnosis.Add(
+        "G014", PlaceOfImage(input, stray.nImage),
+        fmt::format("the rays of image {} miss by {} px what the other images see",
+                    NameOfImage(input.Block.Images[stray.nImage]), Figure(stray.dMiss)),
+        "Look at its orientation and its camera, at the ordinal in its measurements, or leave it out");
+  }
+}
+
 void CheckImages(const BlockCheckInput& input, const std::vector<bool>& usable, Diagnosis& diagnosis) {
   const SurveyBlock& block = input.Block;
   const auto [counts, pieces] = FindPieces(block, usable, kJoiningPoints);
@@ -160,7 +171,10 @@ void CheckGeometry(const BlockCheckInput& input, Diagnosis& diagnosis) {
   CheckCameras(input, diagnosis);
   CheckExtents(input, diagnosis);
   // How rays meet with a wrong focal length says nothing more.
-  if (diagnosis.CountOf("G004") == unlikelyFocals) CheckScene(input, scene, diagnosis);
+  if (diagnosis.CountOf("G004") == unlikelyFocals) {
+    CheckScene(input, scene, diagnosis);
+    CheckStrays(input, usable, diagnosis);
+  }
   CheckFocalAgainstHeight(input, scene, usable, diagnosis);
   CheckImages(input, usable, diagnosis);
 }

@@ -10,7 +10,8 @@ namespace {
 
 using Points = std::span<const Position3>;
 constexpr double kNear = 0.1;  // of the depth
-constexpr double kTimesScatter = 6;
+constexpr double kTimesScatter = 6, kTimesScatterOfMany = 4;
+constexpr size_t kMany = 6;
 constexpr double kBeyondFocal = 0.15;  // of the depth
 constexpr size_t kFewestPoints = 5;
 constexpr double kTimesBetter = 16;  // of the sums of squares
@@ -32,7 +33,8 @@ std::optional<FrameJudgement> FindHeightOffset(Points block, Points given, doubl
   judgement.dBefore = Quantile(before, 0.5);
   // Three quarters lie below; all, of four.
   judgement.dAfter = after[std::min(after.size() - 1, 3 * after.size() / 4)];
-  const double limit = std::max(least, kTimesScatter * Quantile(scatter, 0.5));
+  const double times = block.size() < kMany ? kTimesScatter : kTimesScatterOfMany;
+  const double limit = std::max(least, times * Quantile(scatter, 0.5));
   const bool taken = std::fabs(judgement.dHeightOffset) > limit && judgement.dAfter < kNear * depth;
   return taken ? std::optional(judgement) : std::nullopt;
 }

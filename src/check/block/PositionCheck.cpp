@@ -12,6 +12,7 @@
 #include "check/block/ExchangedPoints.h"
 #include "check/block/FindingPlaces.h"
 #include "check/block/FindingTexts.h"
+#include "check/block/HeightOffset.h"
 
 namespace orvo {
 namespace {
@@ -19,6 +20,7 @@ namespace {
 constexpr size_t kFewestPairs = 3;
 constexpr double kStrangeAngles = 15;  // degrees
 constexpr double kFarOff = 0.05;       // of the depth
+constexpr double kSeenOffset = 0.02;   // of the depth
 
 const char* CodeOf(CoordinateFault fault) {
   switch (fault) {
@@ -113,6 +115,16 @@ bool ControlAgrees(const BlockCheckInput& input, const std::vector<bool>& usable
   return std::fabs(height) < 0.5 * std::fabs(height - offset);
 }
 
+/// Projection centres that agree with the control leave no focal length to blame: less is told of positions.
+void CheckHeightsOfPositions(const BlockCheckInput& input, const PositionPairing& positions,
+                             const FrameJudgement& judgement, const std::vector<bool>& usable, double depth,
+                             Diagnosis& diagnosis) {
+  if (judgement.Kind != FrameKind::Same) return;
+  const auto offset = FindHeightOffset(positions.Block, positions.Given, depth, kSeenOffset * depth);
+  if (offset && ControlAgrees(input, usable, depth, offset->dHeightOffset))
+    TellHeightOffset(input, *offset, true, diagnosis);
+}
+
 void TellNoAngles(const BlockCheckInput& input, const std::vector<PosPair>& pairs, Diagnosis& diagnosis) {
   double largest = 0;
   for (const PosPair& pair : pairs)
@@ -162,6 +174,20 @@ void CheckAngles(const BlockCheckInput& input, const std::vector<PosPair>& pairs
   }
 }
 
+/// Where a receiver has no fix, programs write zeros; a file of angles may have nothing else.
+void CheckZeros(const BlockCheckInput& input, const std::vector<PosPair>& pairs, bool all,
+                Diagnosis& diagnosis) {
+  if (all && !input.Settings.Apply_GPS_Data) return;
+  for (const PosPair& pair : pairs) {
+    const SurveyPos& pos = input.Block.Pos[pair.nPos];
+    if (pos.S != Position3{0, 0, 0}) continue;
+    diagnosis.Add("P022", PlaceOfPos(input, pos),
+                  fmt::format("the position of {} is 0 0 0, and counts as an observation",
+                              NameOfImage(input.Block.Images[pair.nImage])),
+                  "Leave the line of an image without a position out");
+  }
+}
+
 void CheckStrips(const BlockCheckInput& input, const std::vector<PosPair>& pairs, Diagnosis& diagnosis) {
   std::map<int32_t, std::pair<int64_t, const SurveyPos*>> strips;
   for (const PosPair& pair : pairs) {
@@ -182,6 +208,15 @@ void CheckStrips(const BlockCheckInput& input, const std::vector<PosPair>& pairs
                     "It is not observed: give it to the strip that it was flown with");
     }
   }
+  const bool applied = input.Settings.Apply_GPS_Data || input.Settings.Apply_IMU_Data;
+  const bool grouped = std::ranges::any_of(strips, [](const auto& strip) { return strip.first > 0; });
+  const bool observed = std::ranges::any_of(
+      strips, [&](const auto& strip) { return strip.first >= (grouped ? 1 : 0) && strip.second.first > 1; });
+  if (applied && !strips.empty() && !observed) {
+    diagnosis.Add("P021", {input.Files.szPos, 1},
+                  "no image is observed: each is alone in its strip, or its strip is below 0",
+                  "Give the images of a flight line one number from 1, or all of them 0");
+  }
 }
 
 }  // namespace
@@ -198,11 +233,13 @@ void CheckPositions(const BlockCheckInput& input, Diagnosis& diagnosis) {
                   "Write metres in a Cartesian frame, that of the control points where there are any");
   } else if (positions.Pairs.size() >= kFewestPairs && scene.dDepth > 0) {
     const FrameJudgement judgement = JudgeFrame(positions.Block, positions.Given, scene.dDepth, scene.Up);
+    CheckHeightsOfPositions(input, positions, judgement, usable, scene.dDepth, diagnosis);
     const bool agrees = judgement.Kind == FrameKind::HeightOffset &&
                         ControlAgrees(input, usable, scene.dDepth, judgement.dHeightOffset);
     frame = CheckFrame(input, positions, judgement, agrees, scene.dDepth, diagnosis);
   }
   CheckAngles(input, pairs, frame, diagnosis);
+  CheckZeros(input, pairs, positions.Pairs.empty(), diagnosis);
   CheckStrips(input, pairs, diagnosis);
 }
 

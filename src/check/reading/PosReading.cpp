@@ -32,10 +32,12 @@ bool IsFinite(const SurveyPos& pos) {
          std::isfinite(pos.dOmega) && std::isfinite(pos.dPhi) && std::isfinite(pos.dKappa);
 }
 
-/// How many fields the lines have to have, by the first of them: with position, angles, or strip.
-int64_t FieldsOfForm(std::string_view line) {
-  const int64_t count = CountFields(line, 8);
-  return count == 4 || count == 7 ? count : 8;
+/// How many fields the lines have to have, by the first of them: with position, angles, or strip. Where the
+/// next one has more, the first is short.
+int64_t FieldsOfForm(std::string_view line, const std::vector<std::string>& next) {
+  const int64_t count = CountFields(line, 8), behind = next.empty() ? 0 : CountFields(next.front(), 8);
+  const int64_t more = behind > count && (behind == 7 || behind == 8) ? behind : count;
+  return more == 4 || more == 7 ? more : 8;
 }
 
 void TakeLine(SurveyText& text, std::string_view line, int64_t needed, std::vector<SurveyPos>& lines) {
@@ -68,7 +70,7 @@ void ReadSurveyPos(SurveyText& text, int64_t mostLines, std::vector<SurveyPos>& 
       continue;
     }
     if (needed == 0) {
-      needed = FieldsOfForm(line);
+      needed = FieldsOfForm(line, text.Following(1));
       if (needed < 8)
         text.Tell(
             "S021", 1, needed == 4 ? "the lines hold neither angles nor strips" : "the lines hold no strips",
