@@ -143,25 +143,6 @@ TEST(BlockCheck, PiecesOfABlock) {
 }
 
 /// A point on thousands of images costs no more than as many points.
-TEST(BlockCheck, PointOnVeryManyImages) {
-  SurveyBlock block;
-  block.Cameras.push_back({0, 4000, 3000, 3600});
-  for (int i = 0; i < 20000; ++i) {
-    SurveyImage image;
-    image.nCamera = 0;
-    image.R = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    image.S = {1.0 * i, 1, 1};
-    block.Images.push_back(image);
-    block.Tie.Measurements.push_back({i, 0, 0});
-  }
-  SurveyPoint point;
-  point.nMeasurementNum = 20000;
-  block.Tie.Points.push_back(point);
-  const BlockPieces pieces = FindPieces(block, std::vector<bool>(20000, true), 3);
-  EXPECT_EQ(pieces.Pieces.size(), 20000u);
-  EXPECT_EQ(pieces.SharedPoints[777], 1);
-}
-
 /// Four vertical images in a row over ten points, `base` apart, with `height` above them.
 SurveyBlock RowOfImages(double base, double height) {
   SurveyBlock block;
@@ -285,24 +266,6 @@ TEST(BlockCheck, Control) {
          std::swap(block.Control.Points[0].P, block.Control.Points[4].P);
        },
        "K014 K007"},
-      {"a similarity, and too few points for it",
-       [&](SurveyBlock& block, AdjustmentSettings& settings) {
-         settings.Absolute_Orientation = true;
-         keep(block, 2);
-       },
-       "K019"},
-      {"a similarity, and no control",
-       [&](SurveyBlock& block, AdjustmentSettings& settings) {
-         settings.Absolute_Orientation = true;
-         keep(block, 0);
-       },
-       "K019"},
-      {"one of 4 points far off, so that a run finds no similarity",
-       [&](SurveyBlock& block, AdjustmentSettings&) {
-         keep(block, 4);
-         block.Control.Points[1].P[2] += 9000;
-       },
-       "K008 K016"},
       {"nothing fits",
        [](SurveyBlock& block, AdjustmentSettings&) {
          for (size_t i = 0; i < block.Control.Points.size(); ++i) {

@@ -94,6 +94,36 @@ TEST(ControlFaults, HeightsSignsAndExchanges) {
   }
 }
 
+TEST(ControlFaults, SimilaritiesThatEndARun) {
+  const auto keep = [](SurveyBlock& block, size_t controlNum) { block.Control.Points.resize(controlNum); };
+  const Case cases[] = {
+      {"a similarity, and too few points for it",
+       [&](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Absolute_Orientation = true;
+         keep(block, 2);
+       },
+       "K019"},
+      {"a similarity, and no control",
+       [&](SurveyBlock& block, AdjustmentSettings& settings) {
+         settings.Absolute_Orientation = true;
+         keep(block, 0);
+       },
+       "K019"},
+      {"one of 4 points far off, so that a run finds no similarity",
+       [&](SurveyBlock& block, AdjustmentSettings&) {
+         keep(block, 4);
+         block.Control.Points[1].P[2] += 9000;
+       },
+       "K008 K016"},
+  };
+  for (const Case& each : cases) {
+    SurveyBlock block = Sound();
+    AdjustmentSettings settings;
+    each.Change(block, settings);
+    EXPECT_EQ(Codes(block, settings), each.szCodes) << each.szName;
+  }
+}
+
 /// Where the start is as good as GPS and IMU make it, less than a poor start would hide.
 TEST(ControlFaults, OnePointOffItsPlace) {
   SyntheticOptions options;
