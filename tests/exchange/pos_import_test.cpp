@@ -254,6 +254,15 @@ TEST_F(PosFrames, ListOfYawPitchRoll) {
   EXPECT_NE(import.Err.Text().find("1 image without angles: zeros are written"), std::string::npos);
 }
 
+TEST_F(PosFrames, SystemOfTheListAndTheUser) {
+  Import import("EPSG:32611\nIMG_1.jpg 235269.88 3811198.11 0\n");
+  import.Options.szHeight = "none";
+  import.Options.szCrs = "EPSG:32612";
+  EXPECT_EQ(import.Fault(), "1: its first line names EPSG:32611, and --crs EPSG:32612");
+  import.Options.szCrs = "EPSG:32611";
+  EXPECT_EQ(import.Run().size(), 1u);
+}
+
 /// In a map, yaw loses the meridian convergence.
 TEST_F(PosFrames, YawInAMap) {
   Import import("EPSG:32611\nIMG_1.jpg 235269.88 3811198.11 0 30 0 0\n");

@@ -149,6 +149,7 @@ TEST(SurveyValues, SystemsOfLists) {
               {"+proj=utm +zone=16 +datum=WGS84", "+proj=utm +zone=16 +datum=WGS84"},
               {"WGS84 UTM 16N", "EPSG:32616"},
               {"WGS84 UTM 6S", "EPSG:32706"},
+              {"WGS84", "EPSG:4326"},
               {"WGS84 UTM 61N", {}},
               {"WGS84 UTM N", {}},
               {"name,x,y,z", {}}};

@@ -216,12 +216,17 @@ void PosImport::TellLosses() const {
 
 void PosImport::Run() {
   NameImages();
-  const SourceSystem system{Options.szCrs.empty() ? Source.szCrs : Options.szCrs, Options.szHeight};
-  if (!Source.bEastFirst) CheckWords(Options.szSource, Source.Words, system.szCrs);
+  SourceSystem system{Options.szCrs.empty() ? Source.szCrs : Options.szCrs, Options.szHeight};
+  if (!Source.bEastFirst)
+    CheckWords(Options.szSource, Source.Words, system.szCrs);
+  else
+    CheckSystems(Options.szSource, Source.szCrs, Options.szCrs);
   if (!Source.bHeights && Options.szHeight != "none")
     Fail(1, "there is no column of heights", "Add one, or say --height none for images at height 0");
+  const CoordinateScale scale = ScaleOf(Options.szSource, Source.Units, system);
   std::vector<std::array<double, 3>> places;
-  for (const SourcePose& pose : Source.Poses) places.push_back(pose.P);
+  for (SourcePose& pose : Source.Poses) places.push_back(pose.P = Scaled(pose.P, scale));
+  if (!scale.szNote.empty()) Log.Say(scale.szNote);
   const FrameWay way = ChooseFrame(Options, system, Source.bHeights, Context, places, Log);
   Place(way.Transform);
   NumberStrips();

@@ -124,6 +124,7 @@ class TableReader {
     if (bInOne) Places.Words = W::Degrees;
     Source.Words = Places.Words;
     Source.bHeights = Places.Has(Column::Height);
+    Source.Units = UnitsOf(Places);
     // What a camera writes is WGS 84.
     if (bInOne || PlainHeading(Places.szEast) == "gpslongitude") Source.szCrs = "EPSG:4326";
     FindAngles();
@@ -165,10 +166,21 @@ class TableReader {
 
   double Coordinate(Column column, Column sign) const {
     const std::string& text = In(column);
-    const bool degrees = Places.Words == W::Degrees;
+    const bool degrees = Places.Words == W::Degrees && Places.FactorOf(column) == 1;
     return Needed(
         degrees ? DegreesIn(text, In(sign), Table.TakesCommas()) : NumberIn(text, Table.TakesCommas()),
         column, "coordinate");
+  }
+
+  double Height() {
+    const std::string& text = In(Column::Height);
+    const double height =
+        Needed(MetresIn(text, In(Column::HeightSign), Table.TakesCommas()), Column::Height, "height");
+    if (text.find('m') == std::string::npos) return height;
+    if (Places.FactorOf(Column::Height) != 1)
+      Fail(Quoted(text) + " is in metres, and the column is not", "Take the unit out of the heading");
+    Source.Units.Height = HeadingUnit();
+    return height;
   }
 
   bool HasPlace() const {
@@ -212,9 +224,7 @@ class TableReader {
     pose.P = bInOne ? PlaceInOne()
                     : std::array<double, 3>{Coordinate(Column::East, Column::EastSign),
                                             Coordinate(Column::North, Column::NorthSign), 0};
-    if (Source.bHeights)
-      pose.P[2] = Needed(MetresIn(In(Column::Height), In(Column::HeightSign), Table.TakesCommas()),
-                         Column::Height, "height");
+    if (Source.bHeights) pose.P[2] = Height();
     // A receiver without a fix writes zeros.
     if (Places.Words == W::Degrees && pose.P[0] == 0 && pose.P[1] == 0) {
       ++Source.nWithoutPlace;
@@ -239,7 +249,8 @@ class TableReader {
         ++Source.nWithoutAngles;
         return;
       }
-      angles[i] = Needed(NumberIn(In(Angles[i]), Table.TakesCommas()), Angles[i], "angle in degrees");
+      angles[i] = Needed(NumberIn(In(Angles[i]), Table.TakesCommas()), Angles[i], "angle") *
+                  Places.FactorOf(Angles[i]);
     }
     pose.Angles = angles;
   }
