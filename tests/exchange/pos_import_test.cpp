@@ -80,7 +80,9 @@ TEST(PosImport, AsTheyStand) {
   EXPECT_EQ(rows[0].nStrip, 1);
   EXPECT_NE(import.Out.Text().find("Strip 1: 2 images, IMG_1 to IMG_2, heading 0 degrees"),
             std::string::npos);
-  EXPECT_NE(import.Err.Text().find("1 image: IMG_9.jpg: left out"), std::string::npos);
+  EXPECT_NE(
+      import.Err.Text().find("1 image: IMG_9.jpg: left out, for it is none of the project. Look at its name"),
+      std::string::npos);
   EXPECT_NE(import.Err.Text().find("1 image of the project without a position"), std::string::npos);
   EXPECT_NE(import.Err.Text().find("it has no angles: zeros are written"), std::string::npos);
 }
@@ -185,6 +187,11 @@ TEST(PosImport, Refused) {
       {"image,x,y,z\na,1,2,3\na.jpg,1,2,3\n", "3: the image 'a' comes twice"},
       {"image,x,y,z\na b,1,2,3\n", "2: 'a b' can't be the name of an image"},
       {"image,x,y,z\n,1,2,3\n", "2: the line has no image"},
+      {"name,x,y,z,image,px,py\nA,1,2,3,a.jpg,4,5\n",
+       "1: the column 'px' is one of control points and their measurements"},
+      {"image,x,y,z,Pixel X,Pixel Y\nA,1,2,3,4,5\n",
+       "1: the column 'Pixel X' is one of control points and their measurements"},
+      {"name,role,x,y,z\nA,check,1,2,3\n", "1: the column 'role' is one of control points"},
       {"image,x,y,z\na,1x,2,3\n", "2: '1x' is no coordinate"},
       {"image,x,y,z\na,1,2,nan\n", "2: 'nan' is no height"},
       {"image,x,y,z\na,1,2,1e999\n", "2: '1e999' is no height"},
@@ -210,6 +217,20 @@ TEST(PosImport, Refused) {
   Import none("image,x,y,z\nq,1,2,3\n");
   none.WithProject();
   EXPECT_NE(none.Fault().find("0: no image is one of the project: 1 image: q"), std::string::npos);
+}
+
+TEST(GcpAndPosImport, NoFileToWrite) {
+  for (const auto import : {ImportGcp, ImportPos}) {
+    Import none("image,x,y,z\na,1,2,3\n");
+    none.Options.szOut.clear();
+    ExchangeLog log(none.Out.Stream(), none.Err.Stream());
+    try {
+      import(none.Options, log);
+      ADD_FAILURE() << "taken";
+    } catch (const ExchangeFault& fault) {
+      EXPECT_EQ(fault.What.szWhat, "--out names no file");
+    }
+  }
 }
 
 TEST(PosImport, ImagesThatShareAName) {
@@ -338,7 +359,7 @@ TEST_F(PosFrames, TagsInGroupsAndInOneField) {
     ASSERT_EQ(import.Run().size(), 1u) << table << import.Err.Text();
     EXPECT_NE(import.Out.Text().find("origin latitude -41.5, longitude 81.25"), std::string::npos) << table;
   }
-  for (const char* place : {"41.5", "41.5 N", "north", "41.5;81.25", "91 deg, 5 deg, 6 deg"}) {
+  for (const char* place : {"41.5", "41.5 N", "north", "41.5;81.25", "41 81 5 3", "91 deg, 5 deg, 6 deg"}) {
     Import import(std::string("SourceFile,GPSPosition\na.jpg,\"") + place + "\"\n");
     import.Options.szHeight = "none";
     EXPECT_NE(import.Fault().find("is no latitude and longitude"), std::string::npos) << place;

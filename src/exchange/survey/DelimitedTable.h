@@ -46,7 +46,8 @@ std::optional<double> NumberIn(std::string_view text, bool commas = false);
 
 class DelimitedTable {
  public:
-  /// Reads the headings. Throws ExchangeFault.
+  /// Reads the headings, behind a line such as sep=; and lines that begin with #. The last of these are the
+  /// headings where numbers come next. Throws ExchangeFault.
   explicit DelimitedTable(const std::string& path);
 
   const std::vector<std::string>& Headings() const { return Names; }
@@ -57,9 +58,12 @@ class DelimitedTable {
   const TextLines& Lines() const { return Text; }
 
  private:
+  std::string ReadHeadings();
+
   TextLines Text;
   char cDelimiter = ',';
   std::vector<std::string> Names;
+  std::optional<std::string> Ahead;  ///< a line that was read to know whether the one before has headings
 };
 
 }  // namespace orvo::exchange

@@ -164,12 +164,17 @@ void GcpImport::TellLosses() const {
       Log.Tell({Severity::Warning, Options.szSource, 0, -1,
                 CountOf(count.nCount, kind, count.Names) + ": " + what, remedy});
   };
-  tell(Losses.UnknownImages, "measurement", "left out, for their images are none of the project",
+  const auto by = [](const NamedCount& count, const char* one, const char* several) {
+    return count.nCount == 1 ? one : several;
+  };
+  tell(Losses.UnknownImages, "measurement",
+       by(Losses.UnknownImages, "left out, for its image is none of the project",
+          "left out, for their images are none of the project"),
        "Look at the names of the images");
   tell(Losses.WithoutMeasurements, "point", "without measurements, which can't take part",
-       "Measure them, or leave them out");
+       by(Losses.WithoutMeasurements, "Measure it, or leave it out", "Measure them, or leave them out"));
   tell(Losses.FewMeasurements, "point", "with one measurement, which can't be intersected",
-       "Measure them in further images");
+       by(Losses.FewMeasurements, "Measure it in further images", "Measure them in further images"));
   if (!Source.Ignored.empty()) {
     Log.Tell({Severity::Note, Options.szSource, 1, -1,
               CountOf(static_cast<int64_t>(Source.Ignored.size()), "column",
@@ -229,6 +234,7 @@ void GcpImport::Run() {
 
 void ImportGcp(const ImportOptions& options, ExchangeLog& log) {
   RefuseUnused(options, {"project", "crs", "frame", "height", "origin", "check", "check-prefix"});
+  if (options.szOut.empty()) Refuse("", 0, "--out names no file", "Name the GCP file to write");
   GcpImport(options, log).Run();
 }
 

@@ -1,7 +1,10 @@
 #include "exchange/survey/PosSource.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
+#include "base/PrintableName.h"
 #include "check/StrictLines.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/survey/ExifValues.h"
@@ -78,6 +81,10 @@ constexpr KnownHeading kHeadings[] = {
     {"time", Column::Time, W::Neutral, 1},
 };
 
+/// Of a table of control points.
+constexpr std::string_view kPixelHeadings[] = {"px",     "py",     "imx",    "imy", "pixelx",
+                                               "pixely", "imagex", "imagey", "role"};
+
 using Triple = std::array<Column, 3>;
 
 struct AngleColumns {
@@ -121,6 +128,7 @@ class TableReader {
                                                                             : "y (northing, lat)"),
              "Name the columns in the first line: image,x,y,z");
     }
+    RefusePixels();
     if (bInOne) Places.Words = W::Degrees;
     Source.Words = Places.Words;
     Source.bHeights = Places.Has(Column::Height);
@@ -138,6 +146,15 @@ class TableReader {
     Table.Lines().Fail(std::move(what), std::move(remedy));
   }
   const std::string& In(Column column) const { return Places.In(Fields, column); }
+
+  void RefusePixels() const {
+    for (const std::string& heading : Places.Unknown) {
+      const std::string plain = PlainHeading(heading);
+      if (std::ranges::find(kPixelHeadings, plain) != std::end(kPixelHeadings))
+        Fail("the column '" + PrintableName(heading) + "' is one of control points and their measurements",
+             "Import it by orvo import gcp, or leave the column out");
+    }
+  }
 
   void FindAngles() {
     for (const AngleColumns& row : kAngles) {
@@ -194,7 +211,8 @@ class TableReader {
     const size_t comma = text.find(',');
     const size_t between = comma != std::string_view::npos ? comma : text.find_first_of(" \t");
     std::optional<double> latitude, longitude;
-    if (between != std::string_view::npos) {
+    const bool two = comma != std::string_view::npos || BlankFields(text, 3).size() == 2;
+    if (two) {
       latitude = DegreesIn(text.substr(0, between), {}, false);
       longitude = DegreesIn(text.substr(between + 1), {}, false);
     }
