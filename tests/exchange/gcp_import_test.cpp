@@ -78,7 +78,7 @@ TEST(GcpImport, TablesOfOneMeaning) {
       "B\t11\t21\t31\timg_1\t2000.5\t1500.25\t\r\n",
       "sep=,\n" + kTable,
       "\"SEP=,\"\r\n# points\n\n# of 2024, corrected\n" + kTable,
-      "# points of 2024\n#" + kTable,
+      "# points of 2024\n#" + kTable + "# the end\n",
       "sep=\t\nname\tx\ty\tz\timage\tpx\tpy\nA\t10\t20\t30\tIMG_1.jpg\t2100\t1400\n"
       "A\t10\t20\t30\timages/IMG_2.jpg\t0\t3000\nB\t11\t21\t31\timg_1\t2000,5\t1500,25\n",
       "\"name\",\"x\",\"y\",\"z\",\"image\",\"px\",\"py\"\n\"A\",\"10\",20,30,\"/far/away/"
@@ -139,6 +139,9 @@ TEST(GcpImport, Refused) {
       {"name,x,lat,z\nA,2,3,4\n", "1: the columns 'x' and 'lat' do not go together"},
       {"name,x,y,z,image\nA,2,3,4,IMG_1\n", "1: measurements need three columns"},
       {"name,lon,lat,z\nA,2,3,4\n", "1: longitude and latitude have no coordinate system"},
+      {"name,x,y,z\nA\n", "2: the line has 1 field, the headings are 4"},
+      {"name,x,y,z\n# A\nB,1,2\n", "3: the line has 3 fields"},
+      {"name,x,y,z\n#B,1,2\n", "2: the line has 3 fields"},
       {"name,x,y,z\nA,1,2\n", "2: the line has 3 fields, the headings are 4"},
       {"name,x,y,z\nA,2497,0,1,2\n", "2: the line has 5 fields, the headings are 4"},
       {"name,x,y,z\nA,\"2497,0\",1,2\n", "2: '2497,0' is no coordinate"},

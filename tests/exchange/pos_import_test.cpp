@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "exchange/Angles.h"
+#include "exchange/Commands.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/crs/FrameTransform.h"
 #include "exchange/survey/Survey.h"
@@ -230,6 +231,11 @@ TEST(GcpAndPosImport, NoFileToWrite) {
     } catch (const ExchangeFault& fault) {
       EXPECT_EQ(fault.What.szWhat, "--out names no file");
     }
+  }
+  for (const char* form : {"gcp", "pos"}) {
+    const test::CommandRun run = test::RunOrvo({"import", form, "table.csv", "--out", ""});
+    EXPECT_EQ(run.nCode, 2) << form;
+    EXPECT_NE(run.szErr.find("--out: it names no file"), std::string::npos) << run.szErr;
   }
 }
 

@@ -135,6 +135,8 @@ TEST(SurveyUnits, PointsAsTheyStand) {
       {"x,y,z [furlong]", "1,2,3", "", "", "'furlong' in the heading 'z [furlong]' is no unit"},
       {"x [px],y [px],z", "1,2,3", "", "", "the unit px does not go with the column 'x [px]'"},
       {"x,y,z [rad]", "1,2,3", "", "", "the unit rad does not go with the column 'z [rad]'"},
+      {"x [km],y [km],z", "1e308,2,3", "", "", "a coordinate is no finite number"},
+      {"x,y,z,sx [km]", "1,2,3,1e308", "", "", "'1e308' is no standard deviation"},
       {"x,y,z,sx [deg]", "1,2,3,4", "", "", "the unit deg does not go with the column 'sx [deg]'"},
       {"x,y,z,image,px [mm],py [mm]", "1,2,3,a,4,5", "", "", "the unit mm does not go with the column"},
   };
@@ -235,6 +237,7 @@ TEST(SurveyUnits, Angles) {
        ""},
       {"omega [gon],phi,kappa [rad]", "2,-2.7,0.785398163397448", "orvo", ""},
       {"omega [grad],phi [grad],kappa [grad]", "2,-3,50", "orvo", "'grad' in the heading"},
+      {"omega [rad],phi [rad],kappa [rad]", "0,0,1e308", "orvo", "'1e308' is no angle"},
       {"yaw [m],pitch,roll", "1,2,3", "body", "the unit m does not go with the column 'yaw [m]'"},
   };
   for (const auto& row : rows) {

@@ -176,14 +176,23 @@ std::string DelimitedTable::ReadHeadings() {
   return remark;
 }
 
-bool DelimitedTable::Next(std::vector<std::string>& fields) {
-  std::string line;
+bool DelimitedTable::NextLine(std::string& line) {
   if (Ahead) {
     line = std::move(*Ahead);
     Ahead.reset();
-  } else if (!Text.NextFilled(line)) {
-    return false;
+    return true;
   }
+  while (Text.NextFilled(line)) {
+    // Without a delimiter it is no line of the table.
+    const bool remark = Trimmed(line).starts_with('#') && line.find(cDelimiter) == std::string::npos;
+    if (!remark) return true;
+  }
+  return false;
+}
+
+bool DelimitedTable::Next(std::vector<std::string>& fields) {
+  std::string line;
+  if (!NextLine(line)) return false;
   if (!SplitFields(line, cDelimiter, fields)) {
     Text.Fail("quotes are not closed in " + Quoted(line),
               "A field in quotes ends in its line, and a line has at most " + std::to_string(kMostFields) +
@@ -192,8 +201,8 @@ bool DelimitedTable::Next(std::vector<std::string>& fields) {
   // A delimiter behind the last field is a habit of some programs.
   if (fields.size() == Names.size() + 1 && fields.back().empty()) fields.pop_back();
   if (fields.size() != Names.size()) {
-    Text.Fail("the line has " + std::to_string(fields.size()) + " fields, the headings are " +
-                  std::to_string(Names.size()),
+    Text.Fail("the line has " + std::to_string(fields.size()) + (fields.size() == 1 ? " field" : " fields") +
+                  ", the headings are " + std::to_string(Names.size()),
               cDelimiter == ',' ? "Where numbers have decimal commas, separate fields by semicolons"
                                 : "Each line has a field for each heading");
   }

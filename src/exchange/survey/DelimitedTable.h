@@ -51,7 +51,8 @@ class DelimitedTable {
   explicit DelimitedTable(const std::string& path);
 
   const std::vector<std::string>& Headings() const { return Names; }
-  /// The next line that is not blank, with as many fields as headings. Throws ExchangeFault.
+  /// The next line that is neither blank nor a remark without delimiters behind #, with as many fields as
+  /// headings. Throws ExchangeFault.
   bool Next(std::vector<std::string>& fields);
   /// Numbers may have decimal commas: fields are not separated by them.
   bool TakesCommas() const { return cDelimiter != ','; }
@@ -59,6 +60,7 @@ class DelimitedTable {
 
  private:
   std::string ReadHeadings();
+  bool NextLine(std::string& line);
 
   TextLines Text;
   char cDelimiter = ',';

@@ -1,6 +1,7 @@
 #include "exchange/survey/GcpSource.h"
 
 #include <algorithm>
+#include <cmath>
 #include <unordered_map>
 
 #include "base/PrintableName.h"
@@ -188,9 +189,10 @@ class TableReader {
 
   std::optional<double> SigmaIn(Column column) const {
     if (In(column).empty()) return std::nullopt;
-    const double sigma = Number(column, "standard deviation");
-    if (sigma < 0) Fail(QuotedField(In(column)) + " is no standard deviation", "It is 0 or above");
-    return sigma * Places.FactorOf(column);
+    const double sigma = Number(column, "standard deviation") * Places.FactorOf(column);
+    if (!(sigma >= 0 && std::isfinite(sigma)))
+      Fail(QuotedField(In(column)) + " is no standard deviation", "It is 0 or above");
+    return sigma;
   }
 
   SourcePoint PointIn() {

@@ -269,6 +269,7 @@ class TableReader {
       }
       angles[i] = Needed(NumberIn(In(Angles[i]), Table.TakesCommas()), Angles[i], "angle") *
                   Places.FactorOf(Angles[i]);
+      if (!std::isfinite(angles[i])) Fail(Quoted(In(Angles[i])) + " is no angle", "It is a finite number");
     }
     pose.Angles = angles;
   }
