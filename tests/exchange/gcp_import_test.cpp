@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "exchange/ExchangeFault.h"
+#include "exchange/GcpFixture.h"
 #include "exchange/LensModels.h"
 #include "exchange/Sidecar.h"
 #include "exchange/crs/FrameTransform.h"
@@ -17,51 +18,16 @@
 namespace orvo::exchange {
 namespace {
 
-using test::Console;
 using test::FilePoint;
 using test::ReadFile;
-using test::ScratchFolder;
+using Import = test::GcpTable;
+using test::GcpFrames;
+using test::kList;
 using test::WriteFile;
-
-const std::string kProject =
-    "3 1 0\n0 4000 3000 0 5000 0 0 0 0 0\n"
-    "0 0\nimages/IMG_1.jpg\n1 0 0 0 1 0 0 0 1\n1 2 3\n"
-    "1 0\nimages/IMG_2.jpg\n1 0 0 0 1 0 0 0 1\n1 2 3\n"
-    "2 0\nother/IMG_2.jpg\n1 0 0 0 1 0 0 0 1\n1 2 3\n";
 
 const std::string kTable =
     "name,x,y,z,image,px,py\nA,10,20,30,IMG_1.jpg,2100,1400\nA,10,20,30,images/IMG_2.jpg,0,3000\n"
     "B,11,21,31,img_1,2000.5,1500.25\n";
-
-/// The import into GCP.txt of a folder; what it says.
-struct Import {
-  ScratchFolder Folder;
-  ImportOptions Options;
-  Console Out, Err;
-
-  explicit Import(const std::string& table) {
-    WriteFile(Folder / "block.prj", kProject);
-    WriteFile(Folder / "points.csv", table);
-    Options.szSource = Folder / "points.csv";
-    Options.szOut = Folder / "GCP.txt";
-    Options.szProject = Folder / "block.prj";
-  }
-  std::string Run() {
-    ExchangeLog log(Out.Stream(), Err.Stream());
-    ImportGcp(Options, log);
-    return ReadFile(Options.szOut);
-  }
-  /// "line: what" of what is refused, empty where nothing is.
-  std::string Fault() {
-    try {
-      Run();
-    } catch (const ExchangeFault& fault) {
-      EXPECT_FALSE(test::Exists(Options.szOut));
-      return std::to_string(fault.What.nLine) + ": " + fault.What.szWhat;
-    }
-    return {};
-  }
-};
 
 const char* const kExpected =
     "2\nA 10.000000 20.000000 30.000000 1\n2\n0 100.000000000 100.000000000\n1 -2000.000000000 "
@@ -256,17 +222,6 @@ TEST(GcpImport, MeasurementsAreTreatedAsThoseOfTheBlock) {
   }
 }
 
-class GcpFrames : public testing::Test {
- protected:
-  void SetUp() override {
-    if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
-  }
-};
-
-const std::string kList =
-    "EPSG:32611\n235269.88 3811198.11 0 2100 1400 IMG_1.jpg P1\n235248.03 3811227.25 10 2100 1500 IMG_1.jpg\n"
-    "235248.03 3811227.25 10 2100 1500 images/IMG_2.jpg\n";
-
 TEST_F(GcpFrames, ListInATopocentricFrame) {
   Import import(kList);
   import.Options.szHeight = "ellipsoidal";
@@ -283,62 +238,6 @@ TEST_F(GcpFrames, ListInATopocentricFrame) {
   EXPECT_EQ(points[1].pMeasurements.size(), 2u);
   EXPECT_NE(import.Out.Text().find("topocentric, origin latitude 34.41, longitude -119.88"),
             std::string::npos);
-}
-
-/// A list counts the centre of the first pixel as 0, a table as 0.5.
-TEST_F(GcpFrames, PixelsOfAList) {
-  const struct {
-    const char *szPixel, *szMeasured, *szFault;
-  } rows[] = {{"0 0", "-1999.500000000 1499.500000000", ""},
-              {"1999.5 1499.5", "0.000000000 0.000000000", ""},
-              {"3999.5 -0.5", "2000.000000000 1500.000000000", ""},
-              {"3999.6 0", "", "2: the pixel 3999.6, 0 lies outside its image"}};
-  for (const auto& row : rows) {
-    Import import(std::string("EPSG:32611\n235269.88 3811198.11 0 ") + row.szPixel + " IMG_1.jpg P1\n");
-    import.Options.szHeight = "none";
-    import.Options.Frame = FrameKind::Projected;
-    EXPECT_EQ(import.Fault(), row.szFault) << row.szPixel;
-    if (*row.szFault != 0) continue;
-    const std::string text = ReadFile(import.Options.szOut), head = "0.000000 1\n1\n0 ";
-    ASSERT_NE(text.find(head), std::string::npos) << text;
-    EXPECT_EQ(text.substr(text.find(head) + head.size()), std::string(row.szMeasured) + "\n");
-  }
-}
-
-TEST_F(GcpFrames, ListOfLongitudeAndLatitude) {
-  Import import("WGS84\n-119.880078529 34.408366648 0 2100 1400 IMG_1.jpg P1\n");
-  import.Options.szHeight = "ellipsoidal";
-  import.Options.szOrigin = "34.41,-119.88";
-  import.Run();
-  const std::vector<FilePoint> points = test::ReadGcpFile(import.Options.szOut);
-  ASSERT_EQ(points.size(), 1u);
-  const std::array<double, 3> expected = {-7.2200, -181.1874, -0.0026};
-  for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(points[0].Position[i], expected[i], 2e-4);
-}
-
-/// Another map than that of the first line is refused, heights for it are not.
-TEST_F(GcpFrames, SystemOfTheListAndTheUser) {
-  const std::string degrees = "WGS84\n-119.88 34.41 0 2100 1400 IMG_1.jpg P1\n";
-  const struct {
-    std::string szList;
-    const char *szCrs, *szHeight, *szFault;
-  } rows[] = {
-      {kList, "EPSG:32611", "none", ""},
-      {kList, "+proj=utm +zone=11 +datum=WGS84", "none", ""},
-      {kList, "EPSG:32611+5773", "", ""},
-      {degrees, "EPSG:4979", "", ""},
-      {kList, "EPSG:32612", "none", "1: its first line names EPSG:32611, and --crs EPSG:32612"},
-      {kList, "EPSG:4326", "none", "1: its first line names EPSG:32611, and --crs EPSG:4326"},
-      {degrees, "EPSG:32611", "none", "1: its first line names EPSG:4326, and --crs EPSG:32611"},
-  };
-  for (const auto& row : rows) {
-    Import import(row.szList);
-    import.Options.szCrs = row.szCrs;
-    import.Options.szHeight = row.szHeight;
-    const std::string fault = import.Fault();
-    const bool grid = fault.find("needs a grid") != std::string::npos;  // of the geoid, where it is missing
-    EXPECT_EQ(grid ? "" : fault, row.szFault) << row.szCrs;
-  }
 }
 
 TEST_F(GcpFrames, FrameIsKeptInTheSidecar) {
