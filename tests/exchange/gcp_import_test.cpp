@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "exchange/ExchangeFault.h"
+#include "exchange/GcpFixture.h"
 #include "exchange/LensModels.h"
 #include "exchange/Sidecar.h"
 #include "exchange/crs/FrameTransform.h"
@@ -17,51 +18,16 @@
 namespace orvo::exchange {
 namespace {
 
-using test::Console;
 using test::FilePoint;
 using test::ReadFile;
-using test::ScratchFolder;
+using Import = test::GcpTable;
+using test::GcpFrames;
+using test::kList;
 using test::WriteFile;
-
-const std::string kProject =
-    "3 1 0\n0 4000 3000 0 5000 0 0 0 0 0\n"
-    "0 0\nimages/IMG_1.jpg\n1 0 0 0 1 0 0 0 1\n1 2 3\n"
-    "1 0\nimages/IMG_2.jpg\n1 0 0 0 1 0 0 0 1\n1 2 3\n"
-    "2 0\nother/IMG_2.jpg\n1 0 0 0 1 0 0 0 1\n1 2 3\n";
 
 const std::string kTable =
     "name,x,y,z,image,px,py\nA,10,20,30,IMG_1.jpg,2100,1400\nA,10,20,30,images/IMG_2.jpg,0,3000\n"
     "B,11,21,31,img_1,2000.5,1500.25\n";
-
-/// The import into GCP.txt of a folder; what it says.
-struct Import {
-  ScratchFolder Folder;
-  ImportOptions Options;
-  Console Out, Err;
-
-  explicit Import(const std::string& table) {
-    WriteFile(Folder / "block.prj", kProject);
-    WriteFile(Folder / "points.csv", table);
-    Options.szSource = Folder / "points.csv";
-    Options.szOut = Folder / "GCP.txt";
-    Options.szProject = Folder / "block.prj";
-  }
-  std::string Run() {
-    ExchangeLog log(Out.Stream(), Err.Stream());
-    ImportGcp(Options, log);
-    return ReadFile(Options.szOut);
-  }
-  /// "line: what" of what is refused, empty where nothing is.
-  std::string Fault() {
-    try {
-      Run();
-    } catch (const ExchangeFault& fault) {
-      EXPECT_FALSE(test::Exists(Options.szOut));
-      return std::to_string(fault.What.nLine) + ": " + fault.What.szWhat;
-    }
-    return {};
-  }
-};
 
 const char* const kExpected =
     "2\nA 10.000000 20.000000 30.000000 1\n2\n0 100.000000000 100.000000000\n1 -2000.000000000 "
@@ -76,6 +42,11 @@ TEST(GcpImport, TablesOfOneMeaning) {
       "\xEF\xBB\xBFLabel\tEasting [m]\tNorthing [m]\tElevation\tPhoto\tPixel X\tPixel_Y\tRemark\r\n"
       "A\t10\t20\t30\tIMG_1.jpg\t2100\t1400\tred, \r\n\r\nA\t\t\t\timages/IMG_2.jpg\t0\t3000\t\r\n"
       "B\t11\t21\t31\timg_1\t2000.5\t1500.25\t\r\n",
+      "sep=,\n" + kTable,
+      "\"SEP=,\"\r\n# points\n\n# of 2024, corrected\n" + kTable,
+      "# points of 2024\n#" + kTable + "# the end\n",
+      "sep=\t\nname\tx\ty\tz\timage\tpx\tpy\nA\t10\t20\t30\tIMG_1.jpg\t2100\t1400\n"
+      "A\t10\t20\t30\timages/IMG_2.jpg\t0\t3000\nB\t11\t21\t31\timg_1\t2000,5\t1500,25\n",
       "\"name\",\"x\",\"y\",\"z\",\"image\",\"px\",\"py\"\n\"A\",\"10\",20,30,\"/far/away/"
       "IMG_1.tif\",2100,1400\n"
       "A,10,20,30,images/IMG_2.jpg,0,3000\nB,11,21,31,IMG_1.JPG,+2000.5,1500.25",
@@ -101,8 +72,12 @@ TEST(GcpImport, WhatIsTold) {
       "A,10,20,30,0.01,0.03,none.jpg,2100,1400,red\n");
   import.Run();
   EXPECT_NE(import.Out.Text().find("Standard deviations from 0.01 to 0.03"), std::string::npos);
-  EXPECT_NE(import.Err.Text().find("1 measurement: none.jpg: left out"), std::string::npos);
-  EXPECT_NE(import.Err.Text().find("1 point: A: with one measurement"), std::string::npos);
+  EXPECT_NE(import.Err.Text().find("1 measurement: none.jpg: left out, for its image is none of the project"),
+            std::string::npos);
+  EXPECT_NE(
+      import.Err.Text().find("1 point: A: with one measurement, which can't be intersected. Measure it"),
+      std::string::npos)
+      << import.Err.Text();
   EXPECT_NE(import.Err.Text().find("1 column: colour: not read"), std::string::npos);
 }
 
@@ -113,6 +88,13 @@ TEST(GcpImport, Refused) {
       {"", "1: the file is empty"},
       {"\n\n", "1: the file is empty"},
       {"A B C\n", "1: 'A B C' is no line of headings"},
+      {"sep=;\n", "1: the file is empty"},
+      {"sep=;\nname,x,y,z\nA,1,2,3\n", "2: there is no column name"},
+      {"sep=|\nname|x|y|z\n", "1: 'sep=|' is no line of headings"},
+      {"# points\nA,1,2,3\n", "2: '# points' is no line of headings"},
+      {std::string("\xFF\xFEn\0a\0m\0e\0,\0x\0\n\0", 16), "1: the file is in UTF-16"},
+      {std::string("\xFE\xFF\0n\0a\0,\0x\0\n", 12), "1: the file is in UTF-16"},
+      {std::string("n\0a\0,\0x\0\n\0", 10), "1: the file is in UTF-16"},
       {"A,1,2,3\n", "1: the line of headings is missing"},
       {"name,x,y,z\n", "1: there is no point behind the headings"},
       {"x,y,z\n1,2,3\n", "1: there is no column name"},
@@ -123,6 +105,9 @@ TEST(GcpImport, Refused) {
       {"name,x,lat,z\nA,2,3,4\n", "1: the columns 'x' and 'lat' do not go together"},
       {"name,x,y,z,image\nA,2,3,4,IMG_1\n", "1: measurements need three columns"},
       {"name,lon,lat,z\nA,2,3,4\n", "1: longitude and latitude have no coordinate system"},
+      {"name,x,y,z\nA\n", "2: the line has 1 field, the headings are 4"},
+      {"name,x,y,z\n# A\nB,1,2\n", "3: the line has 3 fields"},
+      {"name,x,y,z\n#B,1,2\n", "2: the line has 3 fields"},
       {"name,x,y,z\nA,1,2\n", "2: the line has 3 fields, the headings are 4"},
       {"name,x,y,z\nA,2497,0,1,2\n", "2: the line has 5 fields, the headings are 4"},
       {"name,x,y,z\nA,\"2497,0\",1,2\n", "2: '2497,0' is no coordinate"},
@@ -237,17 +222,6 @@ TEST(GcpImport, MeasurementsAreTreatedAsThoseOfTheBlock) {
   }
 }
 
-class GcpFrames : public testing::Test {
- protected:
-  void SetUp() override {
-    if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
-  }
-};
-
-const std::string kList =
-    "EPSG:32611\n235269.88 3811198.11 0 2100 1400 IMG_1.jpg P1\n235248.03 3811227.25 10 2100 1500 IMG_1.jpg\n"
-    "235248.03 3811227.25 10 2100 1500 images/IMG_2.jpg\n";
-
 TEST_F(GcpFrames, ListInATopocentricFrame) {
   Import import(kList);
   import.Options.szHeight = "ellipsoidal";
@@ -294,6 +268,35 @@ TEST_F(GcpFrames, FrameIsKeptInTheSidecar) {
   }
   import.Options.Frame = FrameKind::Topocentric;
   import.Run();
+}
+
+/// One place in degrees, minutes and seconds as they are written, metres behind heights.
+TEST_F(GcpFrames, DegreesMinutesAndSeconds) {
+  const char* rows[] = {
+      "id;lat;lon;h\nA;34.408366648;-119.880078529;10\n",
+      "id;lat;lon;h\nA;34,408366648;-119,880078529;10,0\n",
+      "id;lat;lon;h\nA;34\xC2\xB0"
+      "24'30.1199328\"N;119\xC2\xB0"
+      "52'48.2827044\"W;10\n",
+      "id;lat;lon;h\nA;34 deg 24' 30.1199328\" N;119 deg 52' 48.2827044\" W;10 m\n",
+      "id,lat,lon,h\nA,34 24 30.1199328 N,119 52 48.2827044 W,10\n",
+      "id,lat,lon,h\nA,34 24 30.1199328,-119 52 48.2827044,10 m\n",
+  };
+  for (const char* row : rows) {
+    Import import(row);
+    import.Options.szCrs = "EPSG:4326";
+    import.Options.szHeight = "ellipsoidal";
+    import.Options.szOrigin = "34.41,-119.88";
+    ASSERT_EQ(import.Fault(), "") << row;
+    const std::vector<FilePoint> points = test::ReadGcpFile(import.Options.szOut);
+    ASSERT_EQ(points.size(), 1u);
+    const std::array<double, 3> expected = {-7.2200, -181.1877, 9.9974};
+    for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(points[0].Position[i], expected[i], 2e-3) << row;
+  }
+  for (const char* wrong : {"34 24 W", "34 24 60.5 N", "34 deg 24", "34.5 24 30"}) {
+    Import import(std::string("id,lat,lon,h\nA,") + wrong + ",9,10\n");
+    EXPECT_NE(import.Fault().find("is no coordinate"), std::string::npos) << wrong;
+  }
 }
 
 /// From the origin of a topocentric frame.

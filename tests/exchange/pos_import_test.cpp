@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "exchange/Angles.h"
+#include "exchange/Commands.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/crs/FrameTransform.h"
 #include "exchange/survey/Survey.h"
@@ -80,7 +81,9 @@ TEST(PosImport, AsTheyStand) {
   EXPECT_EQ(rows[0].nStrip, 1);
   EXPECT_NE(import.Out.Text().find("Strip 1: 2 images, IMG_1 to IMG_2, heading 0 degrees"),
             std::string::npos);
-  EXPECT_NE(import.Err.Text().find("1 image: IMG_9.jpg: left out"), std::string::npos);
+  EXPECT_NE(
+      import.Err.Text().find("1 image: IMG_9.jpg: left out, for it is none of the project. Look at its name"),
+      std::string::npos);
   EXPECT_NE(import.Err.Text().find("1 image of the project without a position"), std::string::npos);
   EXPECT_NE(import.Err.Text().find("it has no angles: zeros are written"), std::string::npos);
 }
@@ -185,6 +188,11 @@ TEST(PosImport, Refused) {
       {"image,x,y,z\na,1,2,3\na.jpg,1,2,3\n", "3: the image 'a' comes twice"},
       {"image,x,y,z\na b,1,2,3\n", "2: 'a b' can't be the name of an image"},
       {"image,x,y,z\n,1,2,3\n", "2: the line has no image"},
+      {"name,x,y,z,image,px,py\nA,1,2,3,a.jpg,4,5\n",
+       "1: the column 'px' is one of control points and their measurements"},
+      {"image,x,y,z,Pixel X,Pixel Y\nA,1,2,3,4,5\n",
+       "1: the column 'Pixel X' is one of control points and their measurements"},
+      {"name,role,x,y,z\nA,check,1,2,3\n", "1: the column 'role' is one of control points"},
       {"image,x,y,z\na,1x,2,3\n", "2: '1x' is no coordinate"},
       {"image,x,y,z\na,1,2,nan\n", "2: 'nan' is no height"},
       {"image,x,y,z\na,1,2,1e999\n", "2: '1e999' is no height"},
@@ -210,6 +218,25 @@ TEST(PosImport, Refused) {
   Import none("image,x,y,z\nq,1,2,3\n");
   none.WithProject();
   EXPECT_NE(none.Fault().find("0: no image is one of the project: 1 image: q"), std::string::npos);
+}
+
+TEST(GcpAndPosImport, NoFileToWrite) {
+  for (const auto import : {ImportGcp, ImportPos}) {
+    Import none("image,x,y,z\na,1,2,3\n");
+    none.Options.szOut.clear();
+    ExchangeLog log(none.Out.Stream(), none.Err.Stream());
+    try {
+      import(none.Options, log);
+      ADD_FAILURE() << "taken";
+    } catch (const ExchangeFault& fault) {
+      EXPECT_EQ(fault.What.szWhat, "--out names no file");
+    }
+  }
+  for (const char* form : {"gcp", "pos"}) {
+    const test::CommandRun run = test::RunOrvo({"import", form, "table.csv", "--out", ""});
+    EXPECT_EQ(run.nCode, 2) << form;
+    EXPECT_NE(run.szErr.find("--out: it names no file"), std::string::npos) << run.szErr;
+  }
 }
 
 TEST(PosImport, ImagesThatShareAName) {
@@ -252,6 +279,15 @@ TEST_F(PosFrames, ListOfYawPitchRoll) {
   EXPECT_NEAR(rows[1].Values[0], -29.8788, 1e-4);
   EXPECT_NEAR(rows[1].Values[2], 9.9981, 1e-4);
   EXPECT_NE(import.Err.Text().find("1 image without angles: zeros are written"), std::string::npos);
+}
+
+TEST_F(PosFrames, SystemOfTheListAndTheUser) {
+  Import import("EPSG:32611\nIMG_1.jpg 235269.88 3811198.11 0\n");
+  import.Options.szHeight = "none";
+  import.Options.szCrs = "EPSG:32612";
+  EXPECT_EQ(import.Fault(), "1: its first line names EPSG:32611, and --crs EPSG:32612");
+  import.Options.szCrs = "EPSG:32611";
+  EXPECT_EQ(import.Run().size(), 1u);
 }
 
 /// In a map, yaw loses the meridian convergence.
@@ -329,7 +365,7 @@ TEST_F(PosFrames, TagsInGroupsAndInOneField) {
     ASSERT_EQ(import.Run().size(), 1u) << table << import.Err.Text();
     EXPECT_NE(import.Out.Text().find("origin latitude -41.5, longitude 81.25"), std::string::npos) << table;
   }
-  for (const char* place : {"41.5", "41.5 N", "north", "41.5;81.25", "91 deg, 5 deg, 6 deg"}) {
+  for (const char* place : {"41.5", "41.5 N", "north", "41.5;81.25", "41 81 5 3", "91 deg, 5 deg, 6 deg"}) {
     Import import(std::string("SourceFile,GPSPosition\na.jpg,\"") + place + "\"\n");
     import.Options.szHeight = "none";
     EXPECT_NE(import.Fault().find("is no latitude and longitude"), std::string::npos) << place;

@@ -135,6 +135,12 @@ TEST_F(Views, TopocentricFramesGoBack) {
   EXPECT_NEAR(metres[0], 235248.03, 1e-3);
   EXPECT_NEAR(metres[1], 3811227.25, 1e-3);
   EXPECT_NEAR(metres[2], 10, 1e-3);
+  // Heights stay in metres where the map is in feet. False origins of the two differ by a tenth of a
+  // millimetre.
+  const auto feet = ToSystem(block, "EPSG:2229")({-29.8788, -152.6935, 9.9981});
+  const auto same = ToSystem(block, "EPSG:26945")({-29.8788, -152.6935, 9.9981});
+  for (size_t c = 0; c < 2; ++c) EXPECT_NEAR(feet[c] * 1200 / 3937, same[c], 2e-4);
+  EXPECT_NEAR(feet[2], 10, 1e-3);
 }
 
 TEST_F(Views, LasCarriesTheSystemItIsIn) {

@@ -55,6 +55,8 @@ struct SystemFacts {
 
 /// Throws CrsFault where PROJ does not know it, or it is no system of places on the earth.
 SystemFacts DescribeSystem(const SourceSystem& system);
+/// Metres in one of what heights of the source are in. Throws CrsFault as FrameTransform does.
+double MetresOfHeights(const SourceSystem& system);
 /// The two have the same coordinates on the map, whatever their heights and the order of their axes are.
 /// Throws CrsFault.
 bool IsSameMap(const std::string& one, const std::string& other);

@@ -11,6 +11,8 @@ std::string WktOf(const std::string& crs) {
   const ProjHandle<PJ> system = CreateCrs(context, crs);
   const char* const options[] = {"MULTILINE=NO", nullptr};
   const char* text = proj_as_wkt(context.Get(), system.get(), PJ_WKT1_GDAL, options);
+  // The first version has no geographic system with heights.
+  if (text == nullptr) text = proj_as_wkt(context.Get(), system.get(), PJ_WKT2_2019, options);
   return text == nullptr ? std::string() : std::string(text);
 }
 

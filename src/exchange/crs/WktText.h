@@ -5,8 +5,8 @@
 
 namespace orvo::exchange {
 
-/// OGC WKT of the first version, in one line. Empty where PROJ has none for the system, and in a build
-/// without PROJ. Throws CrsFault where PROJ does not know it.
+/// OGC WKT in one line: of the first version, of the second where that has none for the system. Empty where
+/// neither has, and in a build without PROJ. Throws CrsFault where PROJ does not know it.
 std::string WktOf(const std::string& crs);
 
 }  // namespace orvo::exchange

@@ -12,8 +12,13 @@ namespace {
 
 constexpr std::string_view kGroups[] = {"Composite", "EXIF", "XMP"};
 
+std::string_view BeforeBracket(std::string_view heading) {
+  return heading.substr(0, StartOfBracket(heading));
+}
+
 /// What stands before the last colon: the group of a tag.
 std::string_view GroupOf(std::string_view heading) {
+  heading = BeforeBracket(heading);
   const size_t colon = heading.rfind(':');
   return colon == std::string_view::npos ? std::string_view() : heading.substr(0, colon);
 }
@@ -29,7 +34,65 @@ int RankOf(const KnownHeading& known, const std::string& heading) {
   return known.nRank * static_cast<int>(std::size(kGroups) + 1) + RankOfGroup(GroupOf(heading));
 }
 
+bool IsMap(Column column) { return column == Column::East || column == Column::North; }
+
+/// Of columns that have a unit.
+bool GoesWith(Column column, UnitKind unit) {
+  if (IsMap(column)) return unit != UnitKind::Pixel;
+  switch (column) {
+    case Column::Height:
+    case Column::SigmaEast:
+    case Column::SigmaNorth:
+    case Column::SigmaHeight:
+      return unit == UnitKind::Length;
+    case Column::PixelX:
+    case Column::PixelY:
+      return unit == UnitKind::Pixel;
+    default:
+      return unit == UnitKind::Angle;
+  }
+}
+
+bool HasUnit(Column column) {
+  return (column >= Column::East && column <= Column::Height) ||
+         (column >= Column::SigmaEast && column <= Column::SigmaHeight) ||
+         (column >= Column::PixelX && column <= Column::FlightRoll) || column == Column::Place;
+}
+
+void FindUnits(const DelimitedTable& table, ColumnPlaces& places) {
+  for (const auto& [column, at] : places.At) {
+    if (!HasUnit(column)) continue;
+    const std::string& heading = table.Headings()[at];
+    const UnitWords words = UnitOfHeading(heading);
+    if (!words.szUnknown.empty()) {
+      table.Lines().Fail("'" + PrintableName(words.szUnknown) + "' in the heading '" +
+                             PrintableName(heading) + "' is no unit that is known",
+                         "Units are m, mm, cm, km, ft, us-ft, deg, rad, gon and px; leave other words out");
+    }
+    if (!words.Unit) continue;
+    if (!GoesWith(column, words.Unit->Kind)) {
+      table.Lines().Fail("the unit " + std::string(words.Unit->szName) + " does not go with the column '" +
+                             PrintableName(heading) + "'",
+                         "Correct the heading, or convert the column");
+    }
+    places.Units[column] = *words.Unit;
+  }
+  const auto east = places.Units.find(Column::East), north = places.Units.find(Column::North);
+  if (places.Has(Column::East) && places.Has(Column::North) &&
+      (east == places.Units.end() ? "" : east->second.szName) !=
+          std::string(north == places.Units.end() ? "" : north->second.szName)) {
+    table.Lines().Fail("the columns '" + PrintableName(places.szEast) + "' and '" +
+                           PrintableName(table.Headings()[places.At[Column::North]]) + "' have two units",
+                       "Give both headings the same unit");
+  }
+}
+
 }  // namespace
+
+double ColumnPlaces::FactorOf(Column column) const {
+  const auto unit = Units.find(column);
+  return unit == Units.end() ? 1 : unit->second.dFactor;
+}
 
 const std::string& ColumnPlaces::In(const std::vector<std::string>& fields, Column column) const {
   static const std::string none;
@@ -39,8 +102,8 @@ const std::string& ColumnPlaces::In(const std::vector<std::string>& fields, Colu
 
 std::string PlainHeading(const std::string& heading) {
   std::string plain;
-  for (const char c : std::string_view(heading).substr(heading.rfind(':') + 1)) {
-    if (c == '(' || c == '[') break;
+  const std::string_view name = BeforeBracket(heading);
+  for (const char c : name.substr(name.rfind(':') + 1)) {
     if (c >= 'A' && c <= 'Z') plain += static_cast<char>(c - 'A' + 'a');
     if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) plain += c;
   }
@@ -84,6 +147,7 @@ ColumnPlaces PlaceColumns(const DelimitedTable& table, std::span<const KnownHead
                          "Name them x and y, easting and northing, or longitude and latitude");
     }
   }
+  FindUnits(table, places);
   return places;
 }
 

@@ -25,6 +25,28 @@ char DelimiterOf(const std::string& line) {
   return best;
 }
 
+/// Of the line that spreadsheets put first: sep=; 0 of any other.
+char DelimiterNamed(std::string_view line) {
+  while (line.ends_with('\r') || line.ends_with(' ')) line.remove_suffix(1);
+  if (line.size() == 7 && line.front() == '"' && line.back() == '"') line = line.substr(1, 5);
+  constexpr std::string_view kWord = "sep=";
+  const bool named = line.size() == kWord.size() + 1 &&
+                     std::ranges::equal(line.substr(0, kWord.size()), kWord,
+                                        [](char c, char word) { return (c | 0x20) == (word | 0x20); });
+  return named && (line[4] == ',' || line[4] == ';' || line[4] == '\t') ? line[4] : '\0';
+}
+
+/// UTF-16, by its mark or by the zeros in its letters.
+bool IsWide(const std::string& line) {
+  return line.starts_with("\xFF\xFE") || line.starts_with("\xFE\xFF") ||
+         line.substr(0, 4).find('\0') != std::string::npos;
+}
+
+bool HasNumber(const std::vector<std::string>& fields) {
+  return std::ranges::any_of(fields,
+                             [](const std::string& name) { return NumberIn(name, true).has_value(); });
+}
+
 }  // namespace
 
 TextLines::TextLines(const std::string& path) {
@@ -119,24 +141,58 @@ std::optional<double> NumberIn(std::string_view text, bool commas) {
 }
 
 DelimitedTable::DelimitedTable(const std::string& path) : Text(path) {
-  std::string line;
-  if (!Text.NextFilled(line)) Text.Fail("the file is empty", "It begins with a line of headings");
-  cDelimiter = DelimiterOf(line);
+  const std::string line = ReadHeadings();
+  if (cDelimiter == 0) cDelimiter = DelimiterOf(line);
   if (cDelimiter == 0 || !SplitFields(line, cDelimiter, Names)) {
     Text.Fail(Quoted(line) + " is no line of headings",
               "The first line names the columns, separated by commas, semicolons or tabs");
   }
-  const bool numbers = std::any_of(Names.begin(), Names.end(),
-                                   [](const std::string& name) { return NumberIn(name, true).has_value(); });
-  if (numbers) {
+  if (HasNumber(Names)) {
     Text.Fail("the line of headings is missing: " + Quoted(line) + " has numbers",
               "Put a line above it that names the columns");
   }
 }
 
+std::string DelimitedTable::ReadHeadings() {
+  std::string line, remark;
+  cDelimiter = 0;
+  while (Text.NextFilled(line)) {
+    if (IsWide(line)) Text.Fail("the file is in UTF-16", "Save it as UTF-8: in a spreadsheet as CSV UTF-8");
+    if (const char delimiter = DelimiterNamed(line); delimiter != 0 && cDelimiter == 0) {
+      cDelimiter = delimiter;
+    } else if (Trimmed(line).starts_with('#')) {
+      remark = line;
+    } else {
+      std::vector<std::string> fields;
+      const char between = cDelimiter != 0 ? cDelimiter : DelimiterOf(line);
+      const bool named =
+          !remark.empty() && between != 0 && SplitFields(line, between, fields) && HasNumber(fields);
+      if (!named) return line;
+      Ahead = std::move(line);
+      return remark;
+    }
+  }
+  if (remark.empty()) Text.Fail("the file is empty", "It begins with a line of headings");
+  return remark;
+}
+
+bool DelimitedTable::NextLine(std::string& line) {
+  if (Ahead) {
+    line = std::move(*Ahead);
+    Ahead.reset();
+    return true;
+  }
+  while (Text.NextFilled(line)) {
+    // Without a delimiter it is no line of the table.
+    const bool remark = Trimmed(line).starts_with('#') && line.find(cDelimiter) == std::string::npos;
+    if (!remark) return true;
+  }
+  return false;
+}
+
 bool DelimitedTable::Next(std::vector<std::string>& fields) {
   std::string line;
-  if (!Text.NextFilled(line)) return false;
+  if (!NextLine(line)) return false;
   if (!SplitFields(line, cDelimiter, fields)) {
     Text.Fail("quotes are not closed in " + Quoted(line),
               "A field in quotes ends in its line, and a line has at most " + std::to_string(kMostFields) +
@@ -145,8 +201,8 @@ bool DelimitedTable::Next(std::vector<std::string>& fields) {
   // A delimiter behind the last field is a habit of some programs.
   if (fields.size() == Names.size() + 1 && fields.back().empty()) fields.pop_back();
   if (fields.size() != Names.size()) {
-    Text.Fail("the line has " + std::to_string(fields.size()) + " fields, the headings are " +
-                  std::to_string(Names.size()),
+    Text.Fail("the line has " + std::to_string(fields.size()) + (fields.size() == 1 ? " field" : " fields") +
+                  ", the headings are " + std::to_string(Names.size()),
               cDelimiter == ',' ? "Where numbers have decimal commas, separate fields by semicolons"
                                 : "Each line has a field for each heading");
   }

@@ -46,20 +46,26 @@ std::optional<double> NumberIn(std::string_view text, bool commas = false);
 
 class DelimitedTable {
  public:
-  /// Reads the headings. Throws ExchangeFault.
+  /// Reads the headings, behind a line such as sep=; and lines that begin with #. The last of these are the
+  /// headings where numbers come next. Throws ExchangeFault.
   explicit DelimitedTable(const std::string& path);
 
   const std::vector<std::string>& Headings() const { return Names; }
-  /// The next line that is not blank, with as many fields as headings. Throws ExchangeFault.
+  /// The next line that is neither blank nor a remark without delimiters behind #, with as many fields as
+  /// headings. Throws ExchangeFault.
   bool Next(std::vector<std::string>& fields);
   /// Numbers may have decimal commas: fields are not separated by them.
   bool TakesCommas() const { return cDelimiter != ','; }
   const TextLines& Lines() const { return Text; }
 
  private:
+  std::string ReadHeadings();
+  bool NextLine(std::string& line);
+
   TextLines Text;
   char cDelimiter = ',';
   std::vector<std::string> Names;
+  std::optional<std::string> Ahead;  ///< a line that was read to know whether the one before has headings
 };
 
 }  // namespace orvo::exchange

@@ -1,8 +1,10 @@
 #include "exchange/survey/ExifValues.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <span>
 #include <string>
 
 #include "check/StrictLines.h"
@@ -26,6 +28,15 @@ bool TakeWord(std::string_view& text, std::string_view word) {
   if (!text.starts_with(word)) return false;
   text = Trimmed(text.substr(word.size()));
   return true;
+}
+
+constexpr std::string_view kDegreeMarks[] = {"deg", "\xC2\xB0", "\xC2\xBA"};
+/// Primes and quotation marks as well.
+constexpr std::string_view kMinuteMarks[] = {"'", "\xE2\x80\xB2", "\xE2\x80\x99"};
+constexpr std::string_view kSecondMarks[] = {"\"", "''", "\xE2\x80\xB3", "\xE2\x80\x9D"};
+
+bool TakeOneOf(std::string_view& text, std::span<const std::string_view> words) {
+  return std::ranges::any_of(words, [&](std::string_view word) { return TakeWord(text, word); });
 }
 
 /// -1 for S and W, 1 for N and E, 0 for anything else.
@@ -78,13 +89,16 @@ std::optional<double> DegreesIn(std::string_view text, std::string_view referenc
   const bool negative = text.starts_with('-');
   const bool hasSign = negative || text.starts_with('+');
   if (!TakeNumber(text, degrees, commas)) return std::nullopt;
-  if (TakeWord(text, "deg") || TakeWord(text, "\xC2\xB0")) {
-    if (!text.empty() && SignOfHemisphere(text) == 0) {
-      if (!TakeNumber(text, minutes, commas) || !TakeWord(text, "'")) return std::nullopt;
-    }
-    if (!text.empty() && SignOfHemisphere(text) == 0) {
-      if (!TakeNumber(text, seconds, commas) || !TakeWord(text, "\"")) return std::nullopt;
-    }
+  const auto atEnd = [&] { return text.empty() || SignOfHemisphere(text) != 0; };
+  if (TakeOneOf(text, kDegreeMarks)) {
+    if (!atEnd() && !(TakeNumber(text, minutes, commas) && TakeOneOf(text, kMinuteMarks)))
+      return std::nullopt;
+    if (!atEnd() && !(TakeNumber(text, seconds, commas) && TakeOneOf(text, kSecondMarks)))
+      return std::nullopt;
+  } else if (!atEnd()) {
+    // Three numbers by blanks.
+    if (!TakeNumber(text, minutes, commas) || !TakeNumber(text, seconds, commas)) return std::nullopt;
+    if (degrees != std::floor(degrees) || minutes != std::floor(minutes)) return std::nullopt;
   }
   if (!(minutes >= 0 && minutes < 60 && seconds >= 0 && seconds <= 60)) return std::nullopt;
   const int own = SignOfHemisphere(text);

@@ -6,9 +6,9 @@
 
 namespace orvo::exchange {
 
-/// Degrees: "41.0365", "-41.0365", `41 deg 2' 11.40" N`, "41.0365 S". `reference`: the value of a column that
-/// holds the hemisphere alone (S, South, W, West), which counts where the text has none and no sign. Nothing
-/// for anything else.
+/// Degrees: "41.0365", "-41.0365", `41 deg 2' 11.40" N`, "41 2 11.40 N", "41.0365 S". `reference`: the value
+/// of a column that holds the hemisphere alone (S, South, W, West), which counts where the text has none and
+/// no sign. Nothing for anything else.
 std::optional<double> DegreesIn(std::string_view text, std::string_view reference = {}, bool commas = false);
 
 /// Metres: "123.4", "123.4 m", "123.4 m Above Sea Level", "12 m Below Sea Level"; `reference`: 1 or Below Sea

@@ -95,6 +95,7 @@ std::vector<SurveyMeasurement> GcpImport::MeasurementsOf(const SourcePoint& poin
   std::vector<SurveyMeasurement> measurements;
   if (!point.Marks.empty() && !Context.HasProject())
     Fail(point.Marks[0].nLine, "measurements need the images of a project", "Name it with --project");
+  const double shift = 0.5 - Source.dFirstPixel;
   for (const SourceMark& mark : point.Marks) {
     const int32_t image = Context.FindImage(mark.szImage);
     if (image == -2)
@@ -111,7 +112,7 @@ std::vector<SurveyMeasurement> GcpImport::MeasurementsOf(const SourcePoint& poin
            "the point " + PrintableName(point.szName) + " is measured twice in '" +
                PrintableName(mark.szImage) + "'",
            "Leave one of the two out");
-    const auto measured = Context.Measurement(image, mark.dX, mark.dY);
+    const auto measured = Context.Measurement(image, mark.dX + shift, mark.dY + shift);
     if (!measured)
       Fail(mark.nLine, fmt::format("the pixel {}, {} lies outside its image", mark.dX, mark.dY),
            "Pixels are counted from the upper left corner, x to the right, y down");
@@ -163,12 +164,17 @@ void GcpImport::TellLosses() const {
       Log.Tell({Severity::Warning, Options.szSource, 0, -1,
                 CountOf(count.nCount, kind, count.Names) + ": " + what, remedy});
   };
-  tell(Losses.UnknownImages, "measurement", "left out, for their images are none of the project",
+  const auto by = [](const NamedCount& count, const char* one, const char* several) {
+    return count.nCount == 1 ? one : several;
+  };
+  tell(Losses.UnknownImages, "measurement",
+       by(Losses.UnknownImages, "left out, for its image is none of the project",
+          "left out, for their images are none of the project"),
        "Look at the names of the images");
   tell(Losses.WithoutMeasurements, "point", "without measurements, which can't take part",
-       "Measure them, or leave them out");
+       by(Losses.WithoutMeasurements, "Measure it, or leave it out", "Measure them, or leave them out"));
   tell(Losses.FewMeasurements, "point", "with one measurement, which can't be intersected",
-       "Measure them in further images");
+       by(Losses.FewMeasurements, "Measure it in further images", "Measure them in further images"));
   if (!Source.Ignored.empty()) {
     Log.Tell({Severity::Note, Options.szSource, 1, -1,
               CountOf(static_cast<int64_t>(Source.Ignored.size()), "column",
@@ -199,13 +205,18 @@ void GcpImport::TellSigmas() const {
 
 void GcpImport::Run() {
   CheckNames();
-  const SourceSystem system{Options.szCrs.empty() ? Source.szCrs : Options.szCrs, Options.szHeight};
+  SourceSystem system{Options.szCrs.empty() ? Source.szCrs : Options.szCrs, Options.szHeight};
   // What a list names itself is east first by its own rules.
-  if (Source.szCrs.empty()) CheckWords(Options.szSource, Source.Words, system.szCrs);
-  std::vector<std::array<double, 3>> places;
-  for (const SourcePoint& point : Source.Points) places.push_back(point.P);
+  if (Source.szCrs.empty())
+    CheckWords(Options.szSource, Source.Words, system.szCrs);
+  else
+    CheckSystems(Options.szSource, Source.szCrs, Options.szCrs);
   if (!Source.bHeights && Options.szHeight != "none")
     Fail(1, "there is no column of heights", "Add one, or say --height none for points at height 0");
+  const CoordinateScale scale = ScaleOf(Options.szSource, Source.Units, system);
+  std::vector<std::array<double, 3>> places;
+  for (SourcePoint& point : Source.Points) places.push_back(point.P = Scaled(point.P, scale));
+  if (!scale.szNote.empty()) Log.Say(scale.szNote);
   const FrameWay way = ChooseFrame(Options, system, Source.bHeights, Context, places, Log);
   Place(way.Transform);
   Write();
@@ -223,6 +234,7 @@ void GcpImport::Run() {
 
 void ImportGcp(const ImportOptions& options, ExchangeLog& log) {
   RefuseUnused(options, {"project", "crs", "frame", "height", "origin", "check", "check-prefix"});
+  if (options.szOut.empty()) Refuse("", 0, "--out names no file", "Name the GCP file to write");
   GcpImport(options, log).Run();
 }
 

@@ -1,11 +1,13 @@
 #include "exchange/survey/GcpSource.h"
 
 #include <algorithm>
+#include <cmath>
 #include <unordered_map>
 
 #include "base/PrintableName.h"
 #include "check/StrictLines.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/survey/ExifValues.h"
 
 namespace orvo::exchange {
 namespace {
@@ -120,6 +122,7 @@ class TableReader {
     CheckColumns();
     Source.Ignored = Places.Unknown;
     Source.Words = Places.Words;
+    Source.Units = UnitsOf(Places);
     Source.bHeights = Places.Has(Column::Height);
     while (Table.Next(Fields)) ReadLine();
     if (Source.Points.empty()) Fail("there is no point behind the headings", "Each line holds a point");
@@ -149,8 +152,27 @@ class TableReader {
   }
 
   double Number(Column column, const char* what) const {
+    return Needed(NumberIn(In(column), Table.TakesCommas()), column, what);
+  }
+
+  double Coordinate(Column column) const {
+    const bool degrees = Places.Words == W::Degrees && Places.FactorOf(column) == 1;
+    return degrees ? Needed(DegreesIn(In(column), {}, Table.TakesCommas()), column, "coordinate")
+                   : Number(column, "coordinate");
+  }
+
+  double Height() {
+    const std::string& text = In(Column::Height);
+    const auto number = NumberIn(text, Table.TakesCommas());
+    if (number || Places.FactorOf(Column::Height) != 1) return Needed(number, Column::Height, "height");
+    const double metres = Needed(MetresIn(text, {}, Table.TakesCommas()), Column::Height, "height");
+    Source.Units.Height = HeadingUnit();
+    return metres;
+  }
+
+  double Needed(std::optional<double> value, Column column, const char* what) const {
+    if (value) return *value;
     const std::string& text = In(column);
-    if (const auto number = NumberIn(text, Table.TakesCommas())) return *number;
     Fail(QuotedField(text) + " is no " + what, text.find(',') != std::string::npos
                                                    ? "Write numbers with a decimal point"
                                                    : "It is a finite number with nothing behind it");
@@ -167,18 +189,17 @@ class TableReader {
 
   std::optional<double> SigmaIn(Column column) const {
     if (In(column).empty()) return std::nullopt;
-    const double sigma = Number(column, "standard deviation");
-    if (sigma < 0) Fail(QuotedField(In(column)) + " is no standard deviation", "It is 0 or above");
+    const double sigma = Number(column, "standard deviation") * Places.FactorOf(column);
+    if (!(sigma >= 0 && std::isfinite(sigma)))
+      Fail(QuotedField(In(column)) + " is no standard deviation", "It is 0 or above");
     return sigma;
   }
 
-  SourcePoint PointIn() const {
+  SourcePoint PointIn() {
     SourcePoint point;
     point.szName = In(Column::Name);
     point.nLine = Table.Lines().LineNumber();
-    point.P[0] = Number(Column::East, "coordinate");
-    point.P[1] = Number(Column::North, "coordinate");
-    if (Source.bHeights) point.P[2] = Number(Column::Height, "height");
+    point.P = {Coordinate(Column::East), Coordinate(Column::North), Source.bHeights ? Height() : 0};
     point.Check = RoleIn();
     point.Sigma = {SigmaIn(Column::SigmaEast), SigmaIn(Column::SigmaNorth), SigmaIn(Column::SigmaHeight)};
     return point;
@@ -215,6 +236,7 @@ class TableReader {
 GcpSource ReadList(TextLines& lines, std::string crs) {
   GcpSource source;
   source.szCrs = std::move(crs);
+  source.dFirstPixel = 0;
   PointCollector collector(source);
   std::unordered_map<std::string, std::string> names;  // of points without, by their coordinates
   for (std::string line; lines.NextFilled(line);) {
@@ -254,6 +276,7 @@ std::optional<std::string> SystemOfLine(const std::string& line) {
   const std::string text(Trimmed(line));
   if (text.starts_with("EPSG:") || text.starts_with("epsg:") || text.starts_with("+proj="))
     return text.starts_with("epsg:") ? "EPSG:" + text.substr(5) : text;
+  if (text == "WGS84") return "EPSG:4326";
   const std::vector<std::string> words = BlankFields(text, 4);
   if (words.size() != 3 || words[0] != "WGS84" || words[1] != "UTM" || words[2].empty()) return std::nullopt;
   const char half = words[2].back();

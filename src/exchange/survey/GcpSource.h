@@ -7,21 +7,21 @@
 #include <string>
 #include <vector>
 
-#include "exchange/survey/Columns.h"
+#include "exchange/survey/CoordinateColumns.h"
 
 namespace orvo::exchange {
 
 struct SourceMark {
   std::string szImage;
-  double dX = 0, dY = 0;  ///< pixels from the upper left corner, y down
+  double dX = 0, dY = 0;  ///< pixels, y down, as written
   int64_t nLine = 0;
 };
 
 struct SourcePoint {
   std::string szName;
-  std::array<double, 3> P{};  ///< east, north, height, as written
-  std::optional<bool> Check;  ///< the role that the file gives it
-  std::array<std::optional<double>, 3> Sigma;
+  std::array<double, 3> P{};                   ///< east, north, height, as written
+  std::optional<bool> Check;                   ///< the role that the file gives it
+  std::array<std::optional<double>, 3> Sigma;  ///< metres
   std::vector<SourceMark> Marks;
   int64_t nLine = 0;
 };
@@ -30,6 +30,8 @@ struct GcpSource {
   std::string szCrs;     ///< that the file names; empty where it names none
   bool bHeights = true;  ///< points have a height
   CoordinateWords Words = CoordinateWords::Map;
+  CoordinateUnits Units;     ///< of coordinates, which are not converted yet
+  double dFirstPixel = 0.5;  ///< what the centre of the first pixel is counted as
   std::vector<SourcePoint> Points;
   std::vector<std::string> Ignored;  ///< headings of columns that are not read
 };

@@ -101,7 +101,7 @@ void PosImport::NameImages() {
   }
   if (Names.empty())
     Fail(0, "no image is one of the project: " + CountOf(Unknown.nCount, "image", Unknown.Names),
-         "Name the project that they belong to with --project");
+         "Name with --project the one that has them");
   Source.Poses.resize(Names.size());
 }
 
@@ -199,8 +199,10 @@ void PosImport::TellLosses() const {
     tell(Severity::Warning, CountOf(Source.nWithoutPlace, "image", {}) + " without a position left out", "");
   if (Unknown.nCount > 0)
     tell(Severity::Warning,
-         CountOf(Unknown.nCount, "image", Unknown.Names) + ": left out, for they are none of the project",
-         "Look at their names");
+         CountOf(Unknown.nCount, "image", Unknown.Names) +
+             (Unknown.nCount == 1 ? ": left out, for it is none of the project"
+                                  : ": left out, for they are none of the project"),
+         Unknown.nCount == 1 ? "Look at its name" : "Look at their names");
   if (Context.HasProject() && Lines.size() < Context.Block().Images.size())
     tell(Severity::Note,
          CountOf(std::ssize(Context.Block().Images) - std::ssize(Lines), "image", {}) +
@@ -216,12 +218,17 @@ void PosImport::TellLosses() const {
 
 void PosImport::Run() {
   NameImages();
-  const SourceSystem system{Options.szCrs.empty() ? Source.szCrs : Options.szCrs, Options.szHeight};
-  if (!Source.bEastFirst) CheckWords(Options.szSource, Source.Words, system.szCrs);
+  SourceSystem system{Options.szCrs.empty() ? Source.szCrs : Options.szCrs, Options.szHeight};
+  if (!Source.bEastFirst)
+    CheckWords(Options.szSource, Source.Words, system.szCrs);
+  else
+    CheckSystems(Options.szSource, Source.szCrs, Options.szCrs);
   if (!Source.bHeights && Options.szHeight != "none")
     Fail(1, "there is no column of heights", "Add one, or say --height none for images at height 0");
+  const CoordinateScale scale = ScaleOf(Options.szSource, Source.Units, system);
   std::vector<std::array<double, 3>> places;
-  for (const SourcePose& pose : Source.Poses) places.push_back(pose.P);
+  for (SourcePose& pose : Source.Poses) places.push_back(pose.P = Scaled(pose.P, scale));
+  if (!scale.szNote.empty()) Log.Say(scale.szNote);
   const FrameWay way = ChooseFrame(Options, system, Source.bHeights, Context, places, Log);
   Place(way.Transform);
   NumberStrips();
@@ -236,6 +243,7 @@ void PosImport::Run() {
 
 void ImportPos(const ImportOptions& options, ExchangeLog& log) {
   RefuseUnused(options, {"project", "crs", "frame", "height", "origin", "angles"});
+  if (options.szOut.empty()) Refuse("", 0, "--out names no file", "Name the POS file to write");
   PosImport(options, log).Run();
 }
 

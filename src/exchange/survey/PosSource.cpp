@@ -1,7 +1,10 @@
 #include "exchange/survey/PosSource.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
+#include "base/PrintableName.h"
 #include "check/StrictLines.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/survey/ExifValues.h"
@@ -78,6 +81,10 @@ constexpr KnownHeading kHeadings[] = {
     {"time", Column::Time, W::Neutral, 1},
 };
 
+/// Of a table of control points.
+constexpr std::string_view kPixelHeadings[] = {"px",     "py",     "imx",    "imy", "pixelx",
+                                               "pixely", "imagex", "imagey", "role"};
+
 using Triple = std::array<Column, 3>;
 
 struct AngleColumns {
@@ -121,9 +128,11 @@ class TableReader {
                                                                             : "y (northing, lat)"),
              "Name the columns in the first line: image,x,y,z");
     }
+    RefusePixels();
     if (bInOne) Places.Words = W::Degrees;
     Source.Words = Places.Words;
     Source.bHeights = Places.Has(Column::Height);
+    Source.Units = UnitsOf(Places);
     // What a camera writes is WGS 84.
     if (bInOne || PlainHeading(Places.szEast) == "gpslongitude") Source.szCrs = "EPSG:4326";
     FindAngles();
@@ -137,6 +146,15 @@ class TableReader {
     Table.Lines().Fail(std::move(what), std::move(remedy));
   }
   const std::string& In(Column column) const { return Places.In(Fields, column); }
+
+  void RefusePixels() const {
+    for (const std::string& heading : Places.Unknown) {
+      const std::string plain = PlainHeading(heading);
+      if (std::ranges::find(kPixelHeadings, plain) != std::end(kPixelHeadings))
+        Fail("the column '" + PrintableName(heading) + "' is one of control points and their measurements",
+             "Import it by orvo import gcp, or leave the column out");
+    }
+  }
 
   void FindAngles() {
     for (const AngleColumns& row : kAngles) {
@@ -165,10 +183,21 @@ class TableReader {
 
   double Coordinate(Column column, Column sign) const {
     const std::string& text = In(column);
-    const bool degrees = Places.Words == W::Degrees;
+    const bool degrees = Places.Words == W::Degrees && Places.FactorOf(column) == 1;
     return Needed(
         degrees ? DegreesIn(text, In(sign), Table.TakesCommas()) : NumberIn(text, Table.TakesCommas()),
         column, "coordinate");
+  }
+
+  double Height() {
+    const std::string& text = In(Column::Height);
+    const double height =
+        Needed(MetresIn(text, In(Column::HeightSign), Table.TakesCommas()), Column::Height, "height");
+    if (text.find('m') == std::string::npos) return height;
+    if (Places.FactorOf(Column::Height) != 1)
+      Fail(Quoted(text) + " is in metres, and the column is not", "Take the unit out of the heading");
+    Source.Units.Height = HeadingUnit();
+    return height;
   }
 
   bool HasPlace() const {
@@ -182,7 +211,8 @@ class TableReader {
     const size_t comma = text.find(',');
     const size_t between = comma != std::string_view::npos ? comma : text.find_first_of(" \t");
     std::optional<double> latitude, longitude;
-    if (between != std::string_view::npos) {
+    const bool two = comma != std::string_view::npos || BlankFields(text, 3).size() == 2;
+    if (two) {
       latitude = DegreesIn(text.substr(0, between), {}, false);
       longitude = DegreesIn(text.substr(between + 1), {}, false);
     }
@@ -212,9 +242,7 @@ class TableReader {
     pose.P = bInOne ? PlaceInOne()
                     : std::array<double, 3>{Coordinate(Column::East, Column::EastSign),
                                             Coordinate(Column::North, Column::NorthSign), 0};
-    if (Source.bHeights)
-      pose.P[2] = Needed(MetresIn(In(Column::Height), In(Column::HeightSign), Table.TakesCommas()),
-                         Column::Height, "height");
+    if (Source.bHeights) pose.P[2] = Height();
     // A receiver without a fix writes zeros.
     if (Places.Words == W::Degrees && pose.P[0] == 0 && pose.P[1] == 0) {
       ++Source.nWithoutPlace;
@@ -239,7 +267,9 @@ class TableReader {
         ++Source.nWithoutAngles;
         return;
       }
-      angles[i] = Needed(NumberIn(In(Angles[i]), Table.TakesCommas()), Angles[i], "angle in degrees");
+      angles[i] = Needed(NumberIn(In(Angles[i]), Table.TakesCommas()), Angles[i], "angle") *
+                  Places.FactorOf(Angles[i]);
+      if (!std::isfinite(angles[i])) Fail(Quoted(In(Angles[i])) + " is no angle", "It is a finite number");
     }
     pose.Angles = angles;
   }

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "exchange/Angles.h"
-#include "exchange/survey/Columns.h"
+#include "exchange/survey/CoordinateColumns.h"
 
 namespace orvo::exchange {
 
@@ -35,6 +35,7 @@ struct PosSource {
   bool bHeights = true;
   bool bEastFirst = false;  ///< the form says itself that coordinates come east first
   CoordinateWords Words = CoordinateWords::Map;
+  CoordinateUnits Units;  ///< of coordinates, which are not converted yet
   AngleWords Angles = AngleWords::None;
   std::vector<SourcePose> Poses;
   int64_t nWithoutPlace = 0;   ///< lines without a position, left out

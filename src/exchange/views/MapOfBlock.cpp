@@ -104,7 +104,9 @@ PlaceOnEarth ToSystem(const BlockOnEarth& block, const std::string& crs) {
     Refuse("", 0, facts.szName + " has heights, and nothing tells what those of the block are above",
            "Name a system without heights, or that of the block with its own: --block-crs EPSG:25832+7837");
   }
-  return ToSource(block, {crs, facts.bHeights || !block.bHeights ? "" : "ellipsoidal"});
+  if (facts.bHeights || !block.bHeights) return ToSource(block, {crs, ""});
+  const bool inFeet = facts.bProjected && facts.dMetresOfUnit != 1;
+  return ToSource(block, {crs, inFeet ? "ellipsoidal:m" : "ellipsoidal"});
 }
 
 }  // namespace orvo::exchange
