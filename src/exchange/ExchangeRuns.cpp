@@ -3,6 +3,7 @@
 #include "exchange/ExchangeFault.h"
 #include "exchange/FilesRead.h"
 #include "exchange/Forms.h"
+#include "exchange/ImportSource.h"
 #include "exchange/ProjectWriting.h"
 #include "exchange/ResultModel.h"
 
@@ -29,6 +30,7 @@ void ExportForm(const ExportOptions& options, ExchangeLog& log) {
   if (result.Block.Images.empty() && !result.Left.IsEmpty()) {
     Refuse(result.Files.szProject, 0, "no image of it has an orientation", "Run orvo check on the block");
   }
+  RefuseSource(SidecarsOfImages(result, options), options);
   if (form->Export != nullptr) return form->Export(result, options, log);
   ForeignModel model = ModelOfResult(result, SidecarOf(result, options, log), options, log);
   form->WriteModel(model, options, log);
