@@ -291,9 +291,10 @@ TEST(Colmap, NewIdsAreTold) {
   const ScratchFolder scratch;
   std::filesystem::create_directory(scratch / "m");
   WriteFile(scratch / "m/cameras.txt", "4294967290 SIMPLE_PINHOLE 640 480 800 320 240\n");
-  WriteFile(scratch / "m/images.txt",
-            "2147483647 1 0 0 0 0 0 0 4294967290 a\n100.5 200.25 7\n5 1 0 0 0 -1 0.5 0 4294967290 b\n90 210 "
-            "7\n");
+  WriteFile(
+      scratch / "m/images.txt",
+      "2147483647 1 0 0 0 0.5 0 0 4294967290 a\n100.5 200.25 7\n5 1 0 0 0 -1 0.5 0 4294967290 b\n90 210 "
+      "7\n");
   WriteFile(scratch / "m/points3D.txt", "7 0.1 0.2 8 10 20 30 0.5 2147483647 0 5 0\n");
   const test::CommandRun run = test::RunOrvo({"import", "colmap", scratch / "m", "--out", scratch / "b"});
   EXPECT_EQ(run.nCode, 0) << run.szErr;

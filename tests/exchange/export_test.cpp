@@ -105,6 +105,39 @@ TEST(Export, AChangedCameraKeepsItsDirections) {
   }
 }
 
+/// As an adjustment changes a camera: some tenths of a pixel.
+TEST(Export, AChangedCameraStaysInAModelOfItsKind) {
+  const struct {
+    const char *szOriginal, *szModel;
+    double dMost;  ///< that it leaves, pixels
+  } rows[] = {
+      {"SIMPLE_PINHOLE", "FULL_OPENCV", 1e-4},
+      {"SIMPLE_RADIAL", "FULL_OPENCV", 1e-3},
+      {"OPENCV", "FULL_OPENCV", 0.06},
+      {"OPENCV_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"SIMPLE_RADIAL_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"RADIAL_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"THIN_PRISM_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"FULL_OPENCV", "FULL_OPENCV", 0.03},
+  };
+  for (const auto& row : rows) {
+    for (const NamedCamera& named : EveryCamera()) {
+      if (std::string(named.szName) != row.szOriginal) continue;
+      Imported imported(named);
+      ChangeCamera(imported.Path, "2401.5 0.4 -0.3 0 -1e-10 1e-17");
+      Exported exported(imported.Path);
+      EXPECT_EQ(exported.Model.Cameras[0].szModel, row.szModel) << row.szOriginal;
+      EXPECT_LT(LargestAngle(exported), row.dMost / 2400) << row.szOriginal;
+    }
+  }
+  // Where the camera keeps its principal point, its own model will do.
+  Imported imported(EveryCamera()[5]);
+  ChangeCamera(imported.Path, "2401.5 0 0 0 0 0");
+  Exported exported(imported.Path);
+  EXPECT_EQ(exported.Model.Cameras[0].szModel, std::string("OPENCV_FISHEYE"));
+  EXPECT_LT(LargestAngle(exported), 0.01 / 2400);
+}
+
 TEST(Export, ModelsAreNotMixedOfMeasuredAndCorrectedImages) {
   SurveyBlock block;
   block.Cameras = {{0, 3000, 2000, 2400, 0, 0, -5e-9, 0, 0}, {1, 3000, 2000, 2400, 0, 0, -1e-7, 8e-14, 0}};
