@@ -19,6 +19,7 @@
 #include "exchange/ProjectCameras.h"
 #include "exchange/ProjectFilesText.h"
 #include "exchange/ScratchFile.h"
+#include "exchange/ShellWord.h"
 #include "exchange/Sidecar.h"
 #include "exchange/WholeFiles.h"
 
@@ -433,8 +434,8 @@ BlockTotals WriteBlock(ForeignModel& model, const ImportOptions& options, Exchan
   files.Commit();
   TellTotals(totals, head, log);
   for (const std::string& path : totals.Written) log.Say("Written: " + PrintableName(path));
-  log.Say("Next: orvo adjust " + PrintableName(totals.Written.front()) + " --settings " +
-          PrintableName(totals.Written.back()));
+  log.Say("Next: orvo adjust " + ShellWord(totals.Written.front()) + " --settings " +
+          ShellWord(totals.Written.back()));
   return totals;
 }
 
