@@ -117,8 +117,6 @@ void AddExportOptions(CLI::App& app, ExportArguments& arguments) {
   app.add_option("--pixel-size", options.dPixelSize, "micrometres of a pixel, for lengths in millimetres")
       ->type_name("UM")
       ->check(CLI::Validator(CheckAboveZero, "", "above zero"));
-  app.add_option("--form-version", options.szVersion, "version of the form, where it has several")
-      ->type_name("VERSION");
 }
 
 exchange::ImportOptions OptionsOf(const ImportArguments& arguments) {

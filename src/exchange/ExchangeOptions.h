@@ -64,7 +64,6 @@ struct ExportOptions {
   CameraChoice Camera = CameraChoice::Automatic;
   bool bText = false;      ///< the text version of forms that have two
   std::string szCrs;       ///< of what is written
-  std::string szVersion;   ///< of the form, where it has several
   std::string szBlockCrs;  ///< that the block's coordinates are in, where its sidecar does not tell
   double dPixelSize = 0;   ///< micrometres, for lengths in millimetres; 0: not known
 };

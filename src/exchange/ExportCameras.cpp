@@ -45,22 +45,47 @@ std::optional<LensPoint> DirectionOfPixelOf(const ExportCamera& camera, LensPoin
   return DirectionOf(camera.Now, {w + inProject.x, h - inProject.y});
 }
 
-/// The original's own model where it comes as near, else the rational one.
+/// A model with what COLMAP calls it.
+struct RefitModel {
+  FitForm Form;
+  std::string szModel;
+};
+
+/// The original's own model first, then those of its kind that hold more. What was corrected by an import has
+/// its principal point in ideal directions: of fisheyes only the thin prism's terms follow it.
+std::vector<RefitModel> RefitModels(const ExportCamera& camera) {
+  std::vector<RefitModel> models;
+  const LensModel lens = camera.Original ? camera.Original->Foreign.Lens : LensModel::FullOpenCv;
+  if (camera.Original) {
+    const ForeignCamera& original = camera.Original->Foreign;
+    models.push_back({{lens, original.dFx == original.dFy, false}, original.szModel});
+  }
+  if (IsFisheye(lens)) {
+    if (lens != LensModel::OpenCvFisheye)
+      models.push_back({{LensModel::OpenCvFisheye, false, false}, "OPENCV_FISHEYE"});
+    models.push_back({{LensModel::ThinPrism, false, false}, "THIN_PRISM_FISHEYE"});
+  }
+  models.push_back({{LensModel::FullOpenCv, false, false}, "FULL_OPENCV"});
+  if (lens == LensModel::Fov) models.push_back({{LensModel::ThinPrism, false, false}, "THIN_PRISM_FISHEYE"});
+  return models;
+}
+
+/// The first that comes near enough, else the nearest; one of another kind only where none of its own kind
+/// will do.
 std::optional<FittedForeignCamera> Refit(const ExportCamera& camera) {
   constexpr double kGoodEnough = 0.01;
   const auto way = [&](LensPoint pixel) { return DirectionOfPixelOf(camera, pixel); };
   std::optional<FittedForeignCamera> best;
-  if (camera.Original) {
-    const ForeignCamera& original = camera.Original->Foreign;
-    best = FitForeignCamera(way, camera.Now.nWidth, camera.Now.nHeight,
-                            {original.Lens, original.dFx == original.dFy, false});
-    if (best) best->Camera.szModel = original.szModel;
-    if (best && best->Error.dMax < kGoodEnough) return best;
+  for (const RefitModel& model : RefitModels(camera)) {
+    const bool ofItsKind = best && IsFisheye(best->Camera.Lens) == IsFisheye(model.Form.Lens);
+    if (best && !ofItsKind && best->Camera.Lens != LensModel::Fov && best->Error.dMax < kRefitDefaultLimit)
+      continue;
+    auto fitted = FitForeignCamera(way, camera.Now.nWidth, camera.Now.nHeight, model.Form);
+    if (!fitted) continue;
+    fitted->Camera.szModel = model.szModel;
+    if (!best || fitted->Error.dMax < best->Error.dMax) best = std::move(fitted);
+    if (best->Error.dMax < kGoodEnough) break;
   }
-  auto rational =
-      FitForeignCamera(way, camera.Now.nWidth, camera.Now.nHeight, {LensModel::FullOpenCv, false, false});
-  if (rational) rational->Camera.szModel = "FULL_OPENCV";
-  if (rational && (!best || rational->Error.dMax < best->Error.dMax)) best = std::move(rational);
   return best;
 }
 

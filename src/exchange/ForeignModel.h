@@ -55,6 +55,7 @@ struct ForeignModel {
   std::string szForm;  ///< "colmap", "opensfm", "bundler", "bal"
   std::vector<ForeignCamera> Cameras;
   std::vector<SurveyImage> Images;
+  std::vector<int64_t> ImageIds;  ///< of the program, by image; empty: those of the images
   /// Measurements in pixels off the image centre, x right, y up, as measured: nothing corrected.
   std::unique_ptr<PointStream> Points;
   ModelFrame Frame;

@@ -231,6 +231,12 @@ bool HasPole(const ForeignCamera& camera, const std::vector<GridPoint>& grid) {
   return !(least >= kLeast);
 }
 
+/// f and a principal point say everything.
+bool IsPlain(const ForeignCamera& camera) {
+  return !IsFisheye(camera.Lens) && camera.Lens != LensModel::Fov && camera.dFx == camera.dFy &&
+         std::ranges::all_of(camera.Parameters, [](double parameter) { return parameter == 0; });
+}
+
 }  // namespace
 
 LensPoint DirectionOf(const SurveyCamera& camera, LensPoint pixel) {
@@ -249,6 +255,10 @@ std::optional<FittedSurveyCamera> FitSurveyCamera(const ForeignCamera& camera) {
   ours.nHeight = camera.nHeight;
   ours.dX0 = camera.dCx - camera.nWidth / 2.0;
   ours.dY0 = camera.nHeight / 2.0 - camera.dCy;
+  if (IsPlain(camera)) {
+    ours.dFocal = camera.dFx;
+    return fitted;
+  }
   // (x, y) = f (u, v) + k1 r2 (x, y) + k2 r4 (x, y), linear in f, k1, k2; lengths over f, so that the columns
   // are alike.
   const double unit = (camera.dFx + camera.dFy) / 2;
@@ -304,6 +314,18 @@ std::optional<FittedForeignCamera> FitForeignCamera(const DirectionOfPixel& way,
   const bool better = rational && !HasPole(rational->Camera, *grid) &&
                       !(polynomial && polynomial->Error.dMax <= rational->Error.dMax);
   return better ? rational : polynomial;
+}
+
+double LargestAngle(const ForeignCamera& camera) {
+  double most = 0;
+  for (int j = 0; j < kGrid; ++j) {
+    for (int i = 0; i < kGrid; ++i) {
+      const auto direction =
+          DirectionOf(camera, {camera.nWidth * (i / (kGrid - 1.0)), camera.nHeight * (j / (kGrid - 1.0))});
+      if (direction) most = std::max(most, std::atan(std::hypot(direction->u, direction->v)));
+    }
+  }
+  return most;
 }
 
 double LargestDistortion(const ForeignCamera& camera) {

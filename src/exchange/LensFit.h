@@ -47,6 +47,9 @@ std::optional<FittedForeignCamera> FitForeignCamera(const DirectionOfPixel& way,
 /// The direction of a pixel through a camera of ours.
 LensPoint DirectionOf(const SurveyCamera& camera, LensPoint pixel);
 
+/// Of a direction from the camera axis, radians, over the same grid; pixels without a direction are left out.
+double LargestAngle(const ForeignCamera& camera);
+
 /// The longest way that distortion moves a measurement, over the same grid; pixels without a direction are
 /// left out.
 double LargestDistortion(const ForeignCamera& camera);

@@ -161,6 +161,19 @@ size_t ParameterNum(LensModel lens) {
   return 0;
 }
 
+std::span<const char* const> ParameterNames(LensModel lens) {
+  static constexpr const char* kRadial[] = {"K1", "K2", "K3", "K4"};
+  static constexpr const char* kRational[] = {"K1", "K2", "P1", "P2", "K3", "K4", "K5", "K6"};
+  static constexpr const char* kPrism[] = {"K1", "K2", "P1", "P2", "K3", "K4", "sx1", "sy1"};
+  static constexpr const char* kFov[] = {"omega"};
+  const std::span<const char* const> names = lens == LensModel::Fov         ? std::span(kFov)
+                                             : lens == LensModel::ThinPrism ? std::span(kPrism)
+                                             : lens == LensModel::Brown || lens == LensModel::FullOpenCv
+                                                 ? std::span<const char* const>(kRational)
+                                                 : std::span<const char* const>(kRadial);
+  return names.first(ParameterNum(lens));
+}
+
 const char* NameOf(LensModel lens) {
   switch (lens) {
     case LensModel::Pinhole:

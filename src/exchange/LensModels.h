@@ -18,6 +18,8 @@ using LensPoint = LensPointOf<double>;
 
 /// How many parameters a model has.
 size_t ParameterNum(LensModel lens);
+/// Names of the parameters, in their order: "K1", "P1", "omega".
+std::span<const char* const> ParameterNames(LensModel lens);
 /// A word for messages: "fisheye with 4 coefficients".
 const char* NameOf(LensModel lens);
 /// The radius of the model is an angle, so that directions beside the camera have a place in the image.

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <numbers>
 
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
@@ -57,9 +58,13 @@ bool AllFitWell(std::span<const ProjectCamera> cameras) {
 
 void TellCamera(const ProjectCamera& camera, ExchangeLog& log) {
   const SurveyCamera& ours = camera.Ours;
-  std::string line =
-      fmt::format("{}: {}, f {:.4f}, largest distortion {:.4f} px, ", Named(camera.Foreign),
-                  PrintableName(camera.Foreign.szModel), MeanFocal(camera.Foreign), camera.dDistortion);
+  // Towards the side, f times the ideal direction grows beyond all bounds, and with it any difference.
+  constexpr double kMostAngle = 60;
+  const double angle = LargestAngle(camera.Foreign) * 180 / std::numbers::pi;
+  std::string line = fmt::format("{}: {}, f {:.4f}, ", Named(camera.Foreign),
+                                 PrintableName(camera.Foreign.szModel), MeanFocal(camera.Foreign)) +
+                     (angle > kMostAngle ? fmt::format("distorted up to {:.1f} degrees off the axis, ", angle)
+                                         : fmt::format("largest distortion {:.4f} px, ", camera.dDistortion));
   line[0] = 'C';
   switch (camera.Mode) {
     case DistortionMode::Correct:

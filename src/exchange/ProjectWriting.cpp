@@ -14,10 +14,12 @@
 #include "exchange/Checksum.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/FilesRead.h"
+#include "exchange/ForeignIds.h"
 #include "exchange/ImageAliases.h"
 #include "exchange/ProjectCameras.h"
 #include "exchange/ProjectFilesText.h"
 #include "exchange/ScratchFile.h"
+#include "exchange/ShellWord.h"
 #include "exchange/Sidecar.h"
 #include "exchange/WholeFiles.h"
 
@@ -68,6 +70,8 @@ class BlockPoints {
   /// The next point, its measurements on ordinals of the source.
   void Next(StreamPoint& point);
   int64_t UsesOf(size_t image) const { return UseOfImage[image]; }
+  /// Measurements by which the block is known again, on ordinals of the source.
+  const std::vector<SidecarSample>& Samples() const { return Sampled; }
 
  private:
   struct Kept {
@@ -77,6 +81,7 @@ class BlockPoints {
   };
   void Select(const StreamPoint& point);
   void AddResiduals(const std::array<double, 3>& P);
+  void AddSample(const char* name);
   std::array<char, kMostName + 1> NameOf(const std::string& name);
 
   const ForeignModel& Model;
@@ -88,6 +93,8 @@ class BlockPoints {
   int64_t nTaken = 0, nImagesOfPoint = 0;
   std::vector<SurveyMeasurement> Raw, Ready;  ///< of the point at hand, side by side
   std::vector<ImageVector> Given, Strict;
+  std::vector<SidecarSample> Sampled;
+  int64_t nSampleStep = 1;  ///< points from one to the next
 };
 
 void BlockPoints::Select(const StreamPoint& point) {
@@ -152,6 +159,18 @@ std::array<char, kMostName + 1> BlockPoints::NameOf(const std::string& name) {
   return text;
 }
 
+/// Every so many points, and fewer of them the more points there are.
+void BlockPoints::AddSample(const char* name) {
+  if (Totals.nPoints % nSampleStep != 0) return;
+  const SurveyMeasurement& measurement = Ready[static_cast<size_t>(Totals.nPoints) % Ready.size()];
+  Sampled.push_back({name, static_cast<size_t>(measurement.nImage), measurement.x, measurement.y});
+  constexpr size_t kMostSamples = 128;
+  if (Sampled.size() < kMostSamples) return;
+  for (size_t i = 0; 2 * i < Sampled.size(); ++i) Sampled[i] = Sampled[2 * i];
+  Sampled.resize(kMostSamples / 2);
+  nSampleStep *= 2;
+}
+
 void BlockPoints::Take(StreamPoint& point) {
   Select(point);
   if (nImagesOfPoint < 2) {
@@ -170,6 +189,7 @@ void BlockPoints::Take(StreamPoint& point) {
   Measurements.Write(Ready.data(), Ready.size() * sizeof Ready[0]);
   for (const SurveyMeasurement& measurement : Ready) ++UseOfImage[static_cast<size_t>(measurement.nImage)];
   AddResiduals(point.P);
+  AddSample(kept.szName.data());
   ++Totals.nPoints;
   Totals.nMeasurements += kept.nMeasurements;
 }
@@ -190,13 +210,26 @@ struct KeptHead {
   std::vector<int32_t> OrdinalOfImage;  ///< -1: left out
   std::vector<int32_t> OrdinalOfCamera;
   int64_t nLeftOut = 0, nAliases = 0;
+  int64_t nNewCameraIds = 0, nNewImageIds = 0;
   std::string szFirstLeftOut;
 };
 
-/// Ids serve messages only; a run takes none below 0.
-int32_t IdOf(int64_t id, size_t ordinal) {
-  return id >= 0 && id <= std::numeric_limits<int32_t>::max() ? static_cast<int32_t>(id)
-                                                              : static_cast<int32_t>(ordinal);
+/// A run takes no ids below 0, and cuts 2147483647.
+constexpr int64_t kMostId = std::numeric_limits<int32_t>::max() - 1;
+
+/// Ids serve messages only, so that those that don't fit may be replaced.
+void GiveIds(const ForeignModel& model, const std::vector<ProjectCamera>& cameras, KeptHead& head) {
+  std::vector<int64_t> ofCameras, ofImages;
+  for (size_t i = 0; i < cameras.size(); ++i) {
+    if (head.OrdinalOfCamera[i] >= 0) ofCameras.push_back(cameras[i].Foreign.nId);
+  }
+  for (size_t i = 0; i < model.Images.size(); ++i) {
+    if (head.OrdinalOfImage[i] >= 0) ofImages.push_back(IdOfImage(model, i));
+  }
+  head.nNewCameraIds = ReplaceIds({0, kMostId}, ofCameras);
+  head.nNewImageIds = ReplaceIds({0, kMostId}, ofImages);
+  for (size_t i = 0; i < ofCameras.size(); ++i) head.Cameras[i].nId = static_cast<int32_t>(ofCameras[i]);
+  for (size_t i = 0; i < ofImages.size(); ++i) head.Images[i].nId = static_cast<int32_t>(ofImages[i]);
 }
 
 KeptHead KeepUsed(const ForeignModel& model, const std::vector<ProjectCamera>& cameras,
@@ -219,17 +252,16 @@ KeptHead KeepUsed(const ForeignModel& model, const std::vector<ProjectCamera>& c
     if (head.OrdinalOfCamera[i] < 0) continue;
     head.OrdinalOfCamera[i] = static_cast<int32_t>(head.Cameras.size());
     head.Cameras.push_back(cameras[i].Ours);
-    head.Cameras.back().nId = IdOf(cameras[i].Foreign.nId, head.Cameras.size() - 1);
   }
   for (size_t i = 0; i < model.Images.size(); ++i) {
     if (points.UsesOf(i) == 0) continue;
     head.OrdinalOfImage[i] = static_cast<int32_t>(head.Images.size());
     SurveyImage image = model.Images[i];
-    image.nId = IdOf(image.nId, head.Images.size());
     image.nCamera = head.OrdinalOfCamera[static_cast<size_t>(image.nCamera)];
     image.szPath = aliases.Paths[i];
     head.Images.push_back(std::move(image));
   }
+  GiveIds(model, cameras, head);
   return head;
 }
 
@@ -277,7 +309,8 @@ void WriteOvtFile(TextWriter& file, BlockPoints& points, const KeptHead& head, c
 }
 
 Sidecar SidecarFor(const ForeignModel& model, const ImportOptions& options,
-                   const std::vector<ProjectCamera>& cameras, const KeptHead& head) {
+                   const std::vector<ProjectCamera>& cameras, const KeptHead& head,
+                   const std::vector<SidecarSample>& samples) {
   Sidecar sidecar;
   sidecar.szForm = model.szForm;
   std::error_code error;
@@ -296,7 +329,11 @@ Sidecar SidecarFor(const ForeignModel& model, const ImportOptions& options,
     const int32_t ordinal = head.OrdinalOfImage[i];
     if (ordinal < 0) continue;
     sidecar.Images.push_back(
-        {model.Images[i].nId, model.Images[i].szPath, head.Images[static_cast<size_t>(ordinal)].szPath});
+        {IdOfImage(model, i), model.Images[i].szPath, head.Images[static_cast<size_t>(ordinal)].szPath});
+  }
+  sidecar.Samples = samples;
+  for (SidecarSample& sample : sidecar.Samples) {
+    sample.nImage = static_cast<size_t>(head.OrdinalOfImage[sample.nImage]);
   }
   return sidecar;
 }
@@ -308,16 +345,18 @@ void TellTotals(const BlockTotals& totals, const KeptHead& head, ExchangeLog& lo
     log.Say(fmt::format("Left out: {} without a point, the first {}", CountOf(head.nLeftOut, "image", {}),
                         PrintableName(head.szFirstLeftOut)));
   }
-  const std::pair<int64_t, const char*> left[] = {
-      {totals.nFewRays, "points in fewer than two images"},
-      {totals.nTooMany, "measurements of points that have more than 16384"},
-      {totals.nWithoutRay, "measurements that the camera model has no ray for"}};
-  for (const auto& [count, what] : left) {
-    if (count > 0) log.Say(fmt::format("Left out: {} {}", count, what));
+  const struct {
+    int64_t nNum;
+    const char *szKind, *szWhat;
+  } left[] = {{totals.nFewRays, "point", "in fewer than two images"},
+              {totals.nTooMany, "measurement", "of points that have more than 16384"},
+              {totals.nWithoutRay, "measurement", "that the camera model has no ray for"}};
+  for (const auto& row : left) {
+    if (row.nNum > 0) log.Say(fmt::format("Left out: {} {}", CountOf(row.nNum, row.szKind, {}), row.szWhat));
   }
   if (totals.nTwice > 0) {
-    log.Say(fmt::format("Kept: {} further measurements of a point in an image that measures it already",
-                        totals.nTwice));
+    log.Say(fmt::format("Kept: {} of a point in an image that measures it already",
+                        CountOf(totals.nTwice, "further measurement", {})));
   }
   if (head.nAliases > 0) {
     log.Say(fmt::format(
@@ -326,7 +365,16 @@ void TellTotals(const BlockTotals& totals, const KeptHead& head, ExchangeLog& lo
         CountOf(head.nAliases, "image", {})));
   }
   if (totals.nRenamedPoints > 0) {
-    log.Say(fmt::format("Renamed: {} points whose names a project can't hold", totals.nRenamedPoints));
+    log.Say(fmt::format("Renamed: {} whose names a project can't hold",
+                        CountOf(totals.nRenamedPoints, "point", {})));
+  }
+  for (const auto& [count, kind] :
+       {std::pair(head.nNewCameraIds, "camera"), std::pair(head.nNewImageIds, "image")}) {
+    if (count > 0) {
+      log.Say(fmt::format(
+          "New IDs: {} whose ID a project can't hold, or that shares it; the originals are kept beside it",
+          CountOf(count, kind, {})));
+    }
   }
   const auto tell = [&](const char* what, const ResidualSums& sums) {
     log.Say(fmt::format("{}: RMS x {:.6f}, y {:.6f} px, mean norm {:.6f} px", what, sums.RmsX(), sums.RmsY(),
@@ -381,12 +429,13 @@ BlockTotals WriteBlock(ForeignModel& model, const ImportOptions& options, Exchan
   const KeptHead head = KeepUsed(model, cameras, points);
   totals.nImages = static_cast<int64_t>(head.Images.size());
   totals.nCameras = static_cast<int64_t>(head.Cameras.size());
-  WriteAll(paths, points, head, SidecarFor(model, options, cameras, head), files, totals, log);
+  WriteAll(paths, points, head, SidecarFor(model, options, cameras, head, points.Samples()), files, totals,
+           log);
   files.Commit();
   TellTotals(totals, head, log);
   for (const std::string& path : totals.Written) log.Say("Written: " + PrintableName(path));
-  log.Say("Next: orvo adjust " + PrintableName(totals.Written.front()) + " --settings " +
-          PrintableName(totals.Written.back()));
+  log.Say("Next: orvo adjust " + ShellWord(totals.Written.front()) + " --settings " +
+          ShellWord(totals.Written.back()));
   return totals;
 }
 

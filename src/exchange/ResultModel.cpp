@@ -5,11 +5,8 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 
-#include "base/InputFile.h"
 #include "base/PrintableName.h"
-#include "block/OvtFile.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/ExportCameras.h"
 #include "exchange/FilesRead.h"
@@ -18,125 +15,6 @@ namespace orvo::exchange {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// What the block has, with what was left out of it.
-bool BelongsTo(const Sidecar& sidecar, const ResultBlock& result) {
-  const SurveyBlock& block = result.Block;
-  const LeftOut& left = result.Left;
-  if (sidecar.Cameras.size() != block.Cameras.size() + left.Cameras.size() ||
-      sidecar.Images.size() != block.Images.size() + left.Images.size()) {
-    return false;
-  }
-  size_t kept = 0, lost = 0;
-  for (size_t k = 0; k < sidecar.Images.size(); ++k) {
-    const bool isLost = lost < left.Images.size() && left.Images[lost].nImage == k;
-    if (!isLost && kept == block.Images.size()) return false;
-    const std::string& path = isLost ? left.Images[lost++].szPath : block.Images[kept++].szPath;
-    if (path != sidecar.Images[k].szAlias) return false;
-  }
-  return true;
-}
-
-/// The sidecar of what was not left out.
-Sidecar Narrowed(Sidecar sidecar, const LeftOut& left) {
-  EraseAt(sidecar.Cameras, left.Cameras);
-  EraseAt(sidecar.Written, left.Cameras);
-  EraseAt(sidecar.Images, ImageOrdinalsOf(left));
-  return sidecar;
-}
-
-/// Sidecars in the folder of a result and the one above it.
-std::vector<std::string> SidecarsNear(const std::string& project) {
-  std::vector<std::string> found;
-  std::error_code error;
-  const fs::path folder = fs::absolute(project, error).lexically_normal().parent_path();
-  for (const fs::path& place : {folder.parent_path(), folder}) {
-    for (const auto& entry : fs::directory_iterator(place, error)) {
-      const std::string path = entry.path().string();
-      if (path.ends_with(".orvo.json")) found.push_back(path);
-    }
-  }
-  std::ranges::sort(found);
-  // Of several that are alike, the one whose block the folder of the result is named for.
-  const auto length = [&](const std::string& path) {
-    const std::string file = fs::path(path).filename().string();
-    const std::string block = file.substr(0, file.size() - std::string(".orvo.json").size());
-    return folder.filename().string().find(block) == std::string::npos ? 0 : block.size();
-  };
-  std::ranges::stable_sort(found, std::greater<>(), length);
-  return found;
-}
-
-/// The tie points beside a sidecar are not those of the result: a result keeps the measurements of its
-/// project to the byte. False also where there are none to compare.
-bool HasOtherMeasurements(const std::string& sidecar, const ResultBlock& result) {
-  const std::string suffix = ".orvo.json";
-  InputFile before, after;
-  if (result.Files.szOvt.empty() ||
-      !before.Open(sidecar.substr(0, sidecar.size() - suffix.size()) + ".ovt") ||
-      !after.Open(result.Files.szOvt)) {
-    return false;
-  }
-  if (before.Size() != after.Size()) return true;
-  constexpr int64_t kCompared = int64_t{1} << 16;
-  const int64_t bytes = std::min<int64_t>(
-      kCompared, kOvtMeasureBytes * static_cast<int64_t>(result.Block.Tie.Measurements.size()));
-  std::string one(static_cast<size_t>(bytes), '\0'), other = one;
-  before.ReadAt(before.Size() - bytes, one.data(), bytes);
-  after.ReadAt(after.Size() - bytes, other.data(), bytes);
-  return one != other;
-}
-
-void RefuseForeign(const std::string& path, const Sidecar& sidecar, const ResultBlock& result) {
-  if (!BelongsTo(sidecar, result)) {
-    Refuse(path, 0, "it belongs to a block with other images or cameras",
-           "Name BLOCK.orvo.json of the import with --sidecar");
-  }
-  if (HasOtherMeasurements(path, result)) {
-    Refuse(path, 0,
-           "it belongs to a block with other measurements: the tie points beside it are not those of "
-           "the result",
-           "Name BLOCK.orvo.json of the import with --sidecar");
-  }
-}
-
-/// Wherever they come from, an export by either is the same.
-bool TellTheSame(Sidecar one, Sidecar other) {
-  for (Sidecar* sidecar : {&one, &other}) {
-    sidecar->szForm.clear();
-    sidecar->szSource.clear();
-    sidecar->szChecksum.clear();
-  }
-  return SidecarText(one) == SidecarText(other);
-}
-
-/// The one sidecar near the result that belongs to it.
-std::optional<Sidecar> FindSidecar(const ResultBlock& result, ExchangeLog& log) {
-  std::vector<std::string> places;
-  for (const std::string* project : {&result.szOrigin, &result.Files.szProject}) {
-    if (!project->empty()) places.push_back(SidecarPathOf(*project));
-  }
-  const bool named = !result.szOrigin.empty();
-  if (!named && result.bResult) places = SidecarsNear(result.Files.szProject);
-  std::optional<Sidecar> found;
-  std::string where;
-  for (const std::string& place : places) {
-    auto sidecar = ReadSidecar(place);
-    if (!sidecar) continue;
-    if (named) RefuseForeign(place, *sidecar, result);
-    if (!BelongsTo(*sidecar, result) || HasOtherMeasurements(place, result)) continue;
-    if (found && !named && !TellTheSame(*found, *sidecar)) {
-      Refuse(place, 0, "both it and " + PrintableName(where) + " may belong to the result",
-             "Name the right one with --sidecar");
-    }
-    if (found) continue;
-    found = std::move(sidecar);
-    where = place;
-  }
-  log.Say(found ? "Sidecar: " + PrintableName(where)
-                : "Sidecar: none, so names and cameras are those of the block");
-  return found;
-}
 
 /// Points of the result with measurements as the foreign cameras have them.
 class ResultPoints : public PointStream {
@@ -200,18 +78,6 @@ void CheckReferences(const SurveyBlock& block, const std::string& path) {
 
 }  // namespace
 
-std::optional<Sidecar> SidecarOf(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log) {
-  if (!options.szSidecar.empty()) {
-    auto named = ReadSidecar(options.szSidecar);
-    if (!named) Refuse(options.szSidecar, 0, "there is no such file", "Name BLOCK.orvo.json of the import");
-    RefuseForeign(options.szSidecar, *named, result);
-    return Narrowed(std::move(*named), result.Left);
-  }
-  auto found = FindSidecar(result, log);
-  if (found) found = Narrowed(std::move(*found), result.Left);
-  return found;
-}
-
 ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sidecar>& sidecar,
                            const ExportOptions& options, ExchangeLog& log) {
   const SurveyBlock& block = result.Block;
@@ -222,7 +88,7 @@ ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sideca
   model.Images = block.Images;
   for (size_t i = 0; i < model.Images.size(); ++i) {
     model.Images[i].szPath = sidecar ? sidecar->Images[i].szName : NameOfPath(block.Images[i].szPath);
-    if (sidecar) model.Images[i].nId = static_cast<int32_t>(sidecar->Images[i].nId);
+    if (sidecar) model.ImageIds.push_back(sidecar->Images[i].nId);
   }
   if (sidecar) {
     // A project that was not adjusted is not in the frame of its control yet.

@@ -8,13 +8,9 @@
 #include "exchange/ForeignModel.h"
 #include "exchange/ResultReading.h"
 #include "exchange/Sidecar.h"
+#include "exchange/SidecarFinding.h"
 
 namespace orvo::exchange {
-
-/// The sidecar that belongs to a result: named by options.szSidecar, or beside the project, or the one beside
-/// the result folder that has its images; without cameras and images that the result leaves out. Throws
-/// ExchangeFault where a named one is missing or another block's.
-std::optional<Sidecar> SidecarOf(const ResultBlock& result, const ExportOptions& options, ExchangeLog& log);
 
 /// Names, cameras and measurements as the original had them, as far as options.Camera and the sidecar allow;
 /// tells what each camera became. `result` outlives the model, whose points are those of the result.

@@ -134,6 +134,10 @@ Sidecar SidecarOf(const Json& json, const std::string& path) {
     sidecar.Images.push_back(
         {image.at("id").get<int64_t>(), GetName(image, "name"), GetName(image, "alias")});
   }
+  for (const Json& sample : json.value("samples", Json::array())) {
+    sidecar.Samples.push_back({GetName(sample, "point"), sample.at("image").get<size_t>(),
+                               sample.at("x").get<double>(), sample.at("y").get<double>()});
+  }
   return sidecar;
 }
 
@@ -173,6 +177,16 @@ std::string SidecarText(const Sidecar& sidecar) {
     images.push_back(std::move(entry));
   }
   json["images"] = std::move(images);
+  Json samples = Json::array();
+  for (const SidecarSample& sample : sidecar.Samples) {
+    Json entry;
+    PutName(entry, "point", sample.szPoint);
+    entry["image"] = sample.nImage;
+    entry["x"] = sample.x;
+    entry["y"] = sample.y;
+    samples.push_back(std::move(entry));
+  }
+  json["samples"] = std::move(samples);
   return json.dump(1) + "\n";
 }
 

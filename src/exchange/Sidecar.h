@@ -16,6 +16,13 @@ struct SidecarImage {
   std::string szAlias;  ///< as the project's path line has it
 };
 
+/// A measurement of the project as it was written, by which it is known again.
+struct SidecarSample {
+  std::string szPoint;
+  size_t nImage = 0;  ///< ordinal
+  double x = 0, y = 0;
+};
+
 struct Sidecar {
   std::string szForm, szSource;
   std::string szChecksum;  ///< "crc32:XXXXXXXX" over the files that were read, in order; empty: unknown
@@ -25,6 +32,7 @@ struct Sidecar {
   std::vector<SurveyCamera> Written;   ///< as the project has them, by ordinal
   std::vector<SidecarImage> Images;    ///< by ordinal
   ModelFrame Frame;
+  std::vector<SidecarSample> Samples;  ///< spread over the points; empty: not known
 };
 
 /// BLOCK.orvo.json for BLOCK.ovc, BLOCK.ovt, BLOCK.prj or BLOCK.

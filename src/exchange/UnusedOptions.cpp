@@ -41,7 +41,6 @@ void RefuseUnused(const ExportOptions& options, std::initializer_list<std::strin
   RefuseGiven(options.szForm,
               {{"text", options.bText},
                {"to-crs", !options.szCrs.empty()},
-               {"form-version", !options.szVersion.empty()},
                {"camera", options.Camera != CameraChoice::Automatic},
                {"block-crs", !options.szBlockCrs.empty()},
                {"pixel-size", options.dPixelSize != 0}},

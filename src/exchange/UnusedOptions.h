@@ -11,7 +11,7 @@ namespace orvo::exchange {
 /// `used`: the form's own options, of images, tracks, project, crs, frame, height, origin, check,
 /// check-prefix, angles, distortion. --frame as-is is never refused.
 void RefuseUnused(const ImportOptions& options, std::initializer_list<std::string_view> used);
-/// Of text, to-crs, form-version, camera, block-crs, pixel-size.
+/// Of text, to-crs, camera, block-crs, pixel-size.
 void RefuseUnused(const ExportOptions& options, std::initializer_list<std::string_view> used);
 
 }  // namespace orvo::exchange

@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "exchange/LensModels.h"
 #include "info/InfoText.h"
 
 namespace orvo::info {
@@ -36,6 +38,28 @@ Json JsonOf(const CameraFigures& each) {
   return json;
 }
 
+/// As its program has it: pixels from the upper left corner.
+Json JsonOf(const exchange::ForeignCamera& camera, const CameraFigures& figures) {
+  Json parameters = Json::object();
+  const auto names = exchange::ParameterNames(camera.Lens);
+  for (size_t k = 0; k < std::min(names.size(), camera.Parameters.size()); ++k) {
+    parameters[names[k]] = camera.Parameters[k];
+  }
+  Json json = {{"id", camera.nId},
+               {"name", camera.szName},
+               {"model", camera.szModel.empty() ? exchange::NameOf(camera.Lens) : camera.szModel.c_str()},
+               {"width", camera.nWidth},
+               {"height", camera.nHeight},
+               {"fx", camera.dFx},
+               {"fy", camera.dFy},
+               {"cx", camera.dCx},
+               {"cy", camera.dCy},
+               {"parameters", parameters},
+               {"images", figures.nImages}};
+  Put(json, "gsd", figures.Gsd);
+  return json;
+}
+
 Json StripsOf(const BlockFigures& block) {
   Json json = {{"source", block.Strips.Source == StripSource::Pos      ? "pos"
                           : block.Strips.Source == StripSource::Course ? "course"
@@ -48,11 +72,15 @@ Json StripsOf(const BlockFigures& block) {
   return json;
 }
 
-void PutBlock(Json& json, const BlockFigures& block) {
+void PutBlock(Json& json, const PathInfo& info) {
+  const BlockFigures& block = *info.Figures;
   json["images"] = block.nImages;
   json["images_without_tie_point"] = block.nImagesWithoutPoint;
   json["cameras"] = Json::array();
-  for (const CameraFigures& camera : block.Cameras) json["cameras"].push_back(JsonOf(camera));
+  for (size_t k = 0; k < block.Cameras.size(); ++k) {
+    json["cameras"].push_back(info.Cameras.empty() ? JsonOf(block.Cameras[k])
+                                                   : JsonOf(info.Cameras[k], block.Cameras[k]));
+  }
   json["tie_points"] = JsonOf(block.Tie);
   json["control_points"] = JsonOf(block.Control);
   json["check_points"] = JsonOf(block.Check);
@@ -112,7 +140,7 @@ Json JsonOf(const PathInfo& info) {
   if (info.nWarnings > 0) json["warnings"] = info.nWarnings;
   if (!info.szFrame.empty()) json["frame"] = info.szFrame;
   if (!info.Fault) PutAlone(json, info);
-  if (info.Figures) PutBlock(json, *info.Figures);
+  if (info.Figures) PutBlock(json, info);
   if (!info.Left.Images.empty()) {
     json["images_left_out"] = Json::array();
     for (const exchange::LeftOutImage& image : info.Left.Images)

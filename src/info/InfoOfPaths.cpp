@@ -90,7 +90,6 @@ void TellResult(const Beside& beside, int threads, PathInfo& info) {
 
 SurveyCamera WithoutDistortion(const exchange::ForeignCamera& camera) {
   SurveyCamera plain;
-  plain.nId = static_cast<int32_t>(camera.nId);
   plain.nWidth = camera.nWidth;
   plain.nHeight = camera.nHeight;
   plain.dFocal = camera.dFx;
@@ -137,6 +136,7 @@ void TellModel(int threads, PathInfo& info) {
   exchange::ExchangeLog silent;
   exchange::ForeignModel model = form->ReadModel(options, silent);
   info.szFrame = FrameText(model.Frame);
+  info.Cameras = model.Cameras;
   TellBlock(BlockOf(model), threads, info);
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "check/Finding.h"
+#include "exchange/ForeignModel.h"
 #include "exchange/LeftOut.h"
 #include "info/BlockFigures.h"
 #include "info/KindOfPath.h"
@@ -17,10 +18,11 @@ namespace orvo::info {
 struct PathInfo {
   std::string szPath;
   KindOfPath Kind;
-  std::optional<Finding> Fault;         ///< why nothing more is told
-  int64_t nErrors = 0, nWarnings = 0;   ///< of the files, as a check finds them
-  std::optional<BlockFigures> Figures;  ///< of projects, results and models
-  exchange::LeftOut Left;               ///< of projects and results: what the figures are without
+  std::optional<Finding> Fault;                  ///< why nothing more is told
+  int64_t nErrors = 0, nWarnings = 0;            ///< of the files, as a check finds them
+  std::optional<BlockFigures> Figures;           ///< of projects, results and models
+  std::vector<exchange::ForeignCamera> Cameras;  ///< of models, as their program has them
+  exchange::LeftOut Left;                        ///< of projects and results: what the figures are without
   std::optional<MemoryFigures> Memory;
   std::string szFrame;                     ///< coordinate system and frame, where something tells
   PointFigures Control, Check;             ///< of a GCP file or a table of control points alone

@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 
 #include "base/PrintableName.h"
+#include "exchange/LensModels.h"
 
 namespace orvo::info {
 namespace {
@@ -16,7 +18,7 @@ class Paragraph {
   template <typename... Values>
   void Add(const char* name, fmt::format_string<Values...> format, Values&&... values) {
     const std::string head = *name == '\0' ? std::string() : std::string(name) + ":";
-    fmt::format_to(std::back_inserter(szText), "  {:<15}", head);
+    fmt::format_to(std::back_inserter(szText), "  {:<14} ", head);
     fmt::format_to(std::back_inserter(szText), format, std::forward<Values>(values)...);
     szText.push_back('\n');
   }
@@ -79,6 +81,30 @@ void AddStrips(const BlockFigures& block, Paragraph& out) {
           RangeOf(block.OfStrips.Side, 0, " %"));
 }
 
+/// As its program has it: pixels from the upper left corner.
+std::string TextOf(const exchange::ForeignCamera& camera) {
+  std::string text =
+      fmt::format("{} x {}, {}, ", camera.nWidth, camera.nHeight,
+                  camera.szModel.empty() ? NameOf(camera.Lens) : PrintableName(camera.szModel));
+  text += camera.dFx == camera.dFy ? fmt::format("f {:.3f}", camera.dFx)
+                                   : fmt::format("fx {:.3f}, fy {:.3f}", camera.dFx, camera.dFy);
+  text += fmt::format(", cx {:.3f}, cy {:.3f}", camera.dCx, camera.dCy);
+  const auto names = exchange::ParameterNames(camera.Lens);
+  for (size_t k = 0; k < std::min(names.size(), camera.Parameters.size()); ++k) {
+    text += fmt::format(", {} {:.6g}", names[k], camera.Parameters[k]);
+  }
+  return text;
+}
+
+void AddForeignCameras(const PathInfo& info, Paragraph& out) {
+  constexpr size_t kMostShown = 10;
+  for (size_t k = 0; k < std::min(info.Cameras.size(), kMostShown); ++k) {
+    out.Add(("camera " + PrintableName(info.Cameras[k].szName)).c_str(), "{}; {}", TextOf(info.Cameras[k]),
+            Counted(info.Figures->Cameras[k].nImages, "image"));
+  }
+  if (info.Cameras.size() > kMostShown) out.Add("", "and {} more", info.Cameras.size() - kMostShown);
+}
+
 void AddCameras(const BlockFigures& block, Paragraph& out) {
   constexpr size_t kMostShown = 10;
   for (size_t k = 0; k < std::min(block.Cameras.size(), kMostShown); ++k) {
@@ -92,11 +118,16 @@ void AddCameras(const BlockFigures& block, Paragraph& out) {
   if (block.Cameras.size() > kMostShown) out.Add("", "and {} more", block.Cameras.size() - kMostShown);
 }
 
-void AddBlock(const BlockFigures& block, Paragraph& out) {
+void AddBlock(const PathInfo& info, Paragraph& out) {
+  const BlockFigures& block = *info.Figures;
   out.Add("images", "{} with {}, {}", block.nImages, Counted(std::ssize(block.Cameras), "camera"),
           block.nImagesWithoutPoint == 0 ? std::string("all with tie points")
                                          : fmt::format("{} without tie point", block.nImagesWithoutPoint));
-  AddCameras(block, out);
+  if (info.Cameras.empty()) {
+    AddCameras(block, out);
+  } else {
+    AddForeignCameras(info, out);
+  }
   AddPoints("tie points", block.Tie, out);
   AddPoints("control", block.Control, out);
   AddPoints("check points", block.Check, out);
@@ -152,7 +183,7 @@ std::string TextOf(const PathInfo& info) {
   Paragraph out;
   out.szText = PrintableName(info.szPath) + ": " + TextOf(info.Kind) + "\n";
   if (!info.Fault) AddAlone(info, out);
-  if (info.Figures) AddBlock(*info.Figures, out);
+  if (info.Figures) AddBlock(info, out);
   for (const Finding& finding : exchange::FindingsOf(info.Left, info.szPath)) {
     out.Add("left out", "{}", finding.szWhat);
   }

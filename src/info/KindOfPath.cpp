@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "base/OutputNames.h"
@@ -130,6 +131,31 @@ KindOfPath KindOfFolder(const fs::path& folder) {
   return {};
 }
 
+/// Files that a text is no match for, some of them by name.
+std::optional<KindOfPath> KindOfBytes(std::string_view head) {
+  const auto unknown = [](const char* why) { return KindOfPath{PathKind::Unknown, "", why}; };
+  if (head.starts_with("LASF")) return unknown("this is a LAS file of points, which Orvo writes alone");
+  if (head.starts_with("ply\n") || head.starts_with("ply\r\n")) {
+    return unknown("this is a PLY file, which Orvo writes alone");
+  }
+  if (head.starts_with("\xff\xfe") || head.starts_with("\xfe\xff")) {
+    return unknown("this is text as UTF-16: save it as UTF-8");
+  }
+  if (head.find('\0') != std::string_view::npos)
+    return unknown("this is a binary file that Orvo does not know");
+  return {};
+}
+
+KindOfPath KindOfObject(std::string_view head) {
+  if (head.find("\"FeatureCollection\"") != std::string_view::npos) {
+    return {PathKind::Unknown, "", "this is a GeoJSON file, which Orvo writes alone"};
+  }
+  if (head.find("\"program\": \"orvo\"") != std::string_view::npos) {
+    return {PathKind::Unknown, "", "this is a file of cameras, which Orvo writes alone"};
+  }
+  return {PathKind::Unknown, "", "this is JSON, but no list of reconstructions"};
+}
+
 }  // namespace
 
 KindOfPath KindOfText(std::string_view name, std::string_view head) {
@@ -137,14 +163,14 @@ KindOfPath KindOfText(std::string_view name, std::string_view head) {
   const std::string extension = dot == std::string_view::npos ? "" : std::string(name.substr(dot));
   if (extension == ".ovt") return {PathKind::Ovt, "", ""};
   if (extension == ".xml" || extension == ".XML" || extension == ".ini") return {PathKind::Settings, "", ""};
+  if (const auto kind = KindOfBytes(head)) return *kind;
   // An .ovc has no points, so that its first lines are those of a text project.
   const auto lines = LinesOf(head);
   if (lines.empty()) return {};
   if (name.ends_with(".orvo.json")) {
     return {PathKind::Unknown, "", "this is the sidecar of a project, which is read together with it"};
   }
-  if (lines[0].starts_with('{'))
-    return {PathKind::Unknown, "", "this is JSON, but no list of reconstructions"};
+  if (lines[0].starts_with('{')) return KindOfObject(head);
   if (lines[0].starts_with('[')) {
     const bool model = head.find("\"cameras\"") != std::string_view::npos ||
                        head.find("\"shots\"") != std::string_view::npos;

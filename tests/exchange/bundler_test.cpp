@@ -50,6 +50,28 @@ TEST(Bundler, ByHand) {
   EXPECT_EQ(points[0].Measurements[1].y, 19.5);
 }
 
+TEST(Bundler, NamesOfTheListMayHoldBlanks) {
+  const struct {
+    const char *szLine, *szName;
+  } rows[] = {
+      {"a.jpg", "a.jpg"},
+      {"./im 0.jpg 0 3000", "./im 0.jpg"},
+      {"./im 0.jpg 0 3000.5\r", "./im 0.jpg"},
+      {"./im 0.jpg", "./im 0.jpg"},
+      {"  a  b.jpg \t", "a  b.jpg"},
+      {"a\tb.jpg\t0\t3e3", "a\tb.jpg"},
+      {"a 1 3000", "a 1 3000"},
+      {"a 0 x", "a 0 x"},
+      {"0 3000", "0 3000"},
+      {"0 0 3000", "0"},
+  };
+  for (const auto& row : rows) {
+    const ScratchFolder scratch;
+    const std::string list = "first.jpg\nb.jpg 0 500\n" + std::string(row.szLine) + "\n";
+    EXPECT_EQ(ReadText(scratch, ReadBundler, kBundle, list).Images[1].szPath, row.szName) << row.szLine;
+  }
+}
+
 TEST(Bal, ByHand) {
   const ScratchFolder scratch;
   ForeignModel model = ReadText(scratch, ReadBal, kBal);

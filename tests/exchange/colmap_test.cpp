@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 
+#include "exchange/Commands.h"
 #include "exchange/ModelFixture.h"
 #include "exchange/ProjectWriting.h"
+#include "exchange/ResultModel.h"
 #include "exchange/colmap/ColmapForm.h"
 #include "support/TestFiles.h"
 
@@ -243,6 +246,63 @@ TEST(Colmap, AFolderWithoutAModelIsRefusedWithTheOneBelow) {
   EXPECT_NE(FaultOf([&] { Read(scratch.Path()); }).szWhat.find("neither cameras.bin"), std::string::npos);
   Write(made, scratch / "sparse/0", false);
   EXPECT_EQ(FaultOf([&] { Read(scratch.Path()); }).szRemedy, "Name " + scratch.Path() + "/sparse/0");
+}
+
+TEST(Colmap, IdsComeBackAndFitTheProject) {
+  const struct {
+    std::vector<int64_t> Source, Project;
+  } rows[] = {
+      {{3, 5, 8}, {3, 5, 8}},
+      {{2147483646, 0, 1}, {2147483646, 0, 1}},
+      {{2147483647, 0, 1}, {2, 0, 1}},
+      {{4294967294, 2147483648, 0}, {1, 2, 0}},
+      {{4000000000, 7, 2147483647}, {0, 7, 1}},
+  };
+  for (const auto& row : rows) {
+    const ScratchFolder scratch;
+    ForeignModel model = MakeModel(CameraLike(EveryCamera()[2]));
+    model.Cameras.resize(3, model.Cameras[0]);
+    for (size_t i = 0; i < 6; ++i) model.Images[i].nCamera = static_cast<int32_t>(i % 3);
+    for (size_t i = 0; i < 3; ++i) model.Cameras[i].nId = row.Source[i];
+    model.ImageIds = row.Source;
+    model.ImageIds.insert(model.ImageIds.end(), {100, 101, 102});
+    Write(model, scratch / "m", false);
+    ForeignModel read = Read(scratch / "m");
+    EXPECT_EQ(read.ImageIds, model.ImageIds);
+    ImportOptions options;
+    options.szOut = scratch / "b.ovc";
+    WriteBlock(read, options, Silent());
+    const ResultBlock result = ReadResult(scratch / "b.ovc");
+    for (size_t i = 0; i < 3; ++i) {
+      EXPECT_EQ(result.Block.Images[i].nId, row.Project[i]) << row.Source[0] << " " << i;
+      EXPECT_EQ(result.Block.Cameras[i].nId, row.Project[i]) << row.Source[0] << " " << i;
+    }
+    ForeignModel back = ModelOfResult(result, SidecarOf(result, {}, Silent()), {}, Silent());
+    for (const bool text : {false, true}) {
+      Write(back, scratch / (text ? "t" : "n"), text);
+      const ForeignModel last = Read(scratch / (text ? "t" : "n"));
+      EXPECT_EQ(last.ImageIds, model.ImageIds) << row.Source[0];
+      for (size_t i = 0; i < 3; ++i) EXPECT_EQ(last.Cameras[i].nId, row.Source[i]) << i;
+    }
+  }
+}
+
+TEST(Colmap, NewIdsAreTold) {
+  const ScratchFolder scratch;
+  std::filesystem::create_directory(scratch / "m");
+  WriteFile(scratch / "m/cameras.txt", "4294967290 SIMPLE_PINHOLE 640 480 800 320 240\n");
+  WriteFile(
+      scratch / "m/images.txt",
+      "2147483647 1 0 0 0 0.5 0 0 4294967290 a\n100.5 200.25 7\n5 1 0 0 0 -1 0.5 0 4294967290 b\n90 210 "
+      "7\n");
+  WriteFile(scratch / "m/points3D.txt", "7 0.1 0.2 8 10 20 30 0.5 2147483647 0 5 0\n");
+  const test::CommandRun run = test::RunOrvo({"import", "colmap", scratch / "m", "--out", scratch / "b"});
+  EXPECT_EQ(run.nCode, 0) << run.szErr;
+  EXPECT_NE(run.szOut.find("New IDs: 1 camera whose"), std::string::npos) << run.szOut;
+  EXPECT_NE(run.szOut.find("New IDs: 1 image whose"), std::string::npos) << run.szOut;
+  const ResultBlock written = ReadResult(scratch / "b.ovc");
+  EXPECT_EQ(written.Block.Images[0].nId, 0);
+  EXPECT_EQ(written.Block.Images[1].nId, 5);
 }
 
 TEST(Colmap, CamerasThatTheFormHoldsUnderAnotherName) {

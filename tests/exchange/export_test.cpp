@@ -105,6 +105,39 @@ TEST(Export, AChangedCameraKeepsItsDirections) {
   }
 }
 
+/// As an adjustment changes a camera: some tenths of a pixel.
+TEST(Export, AChangedCameraStaysInAModelOfItsKind) {
+  const struct {
+    const char *szOriginal, *szModel;
+    double dMost;  ///< that it leaves, pixels
+  } rows[] = {
+      {"SIMPLE_PINHOLE", "FULL_OPENCV", 1e-4},
+      {"SIMPLE_RADIAL", "FULL_OPENCV", 1e-3},
+      {"OPENCV", "FULL_OPENCV", 0.06},
+      {"OPENCV_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"SIMPLE_RADIAL_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"RADIAL_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"THIN_PRISM_FISHEYE", "THIN_PRISM_FISHEYE", 0.03},
+      {"FULL_OPENCV", "FULL_OPENCV", 0.03},
+  };
+  for (const auto& row : rows) {
+    for (const NamedCamera& named : EveryCamera()) {
+      if (std::string(named.szName) != row.szOriginal) continue;
+      Imported imported(named);
+      ChangeCamera(imported.Path, "2401.5 0.4 -0.3 0 -1e-10 1e-17");
+      Exported exported(imported.Path);
+      EXPECT_EQ(exported.Model.Cameras[0].szModel, row.szModel) << row.szOriginal;
+      EXPECT_LT(LargestAngle(exported), row.dMost / 2400) << row.szOriginal;
+    }
+  }
+  // Where the camera keeps its principal point, its own model will do.
+  Imported imported(EveryCamera()[5]);
+  ChangeCamera(imported.Path, "2401.5 0 0 0 0 0");
+  Exported exported(imported.Path);
+  EXPECT_EQ(exported.Model.Cameras[0].szModel, std::string("OPENCV_FISHEYE"));
+  EXPECT_LT(LargestAngle(exported), 0.01 / 2400);
+}
+
 TEST(Export, ModelsAreNotMixedOfMeasuredAndCorrectedImages) {
   SurveyBlock block;
   block.Cameras = {{0, 3000, 2000, 2400, 0, 0, -5e-9, 0, 0}, {1, 3000, 2000, 2400, 0, 0, -1e-7, 8e-14, 0}};
@@ -205,12 +238,71 @@ TEST(Export, AResultFindsTheSidecarOfItsMeasurements) {
   // Of two that are alike, the one that the folder of the result is named for.
   EXPECT_EQ(SidecarOf(ReadResult(scratch / "out_b"), {}, Silent())->szSource.back(), 'b');
   EXPECT_EQ(SidecarOf(ReadResult(scratch / "out_c"), {}, Silent())->szSource.back(), 'c');
-  // Two that differ, of which neither can be told to be wrong.
+  // Without the tie points beside it, by the measurements that it keeps.
   std::filesystem::remove(scratch / "a.ovt");
   std::filesystem::remove(scratch / "b.ovt");
+  EXPECT_EQ(SidecarOf(ReadResult(scratch / "out_a"), {}, Silent())->szSource.back(), 'a');
+  // Two that differ, of which neither can be told to be wrong.
+  for (const char* block : {"a", "b"}) {
+    const std::string path = scratch / (block + std::string(".orvo.json"));
+    Sidecar sidecar = *ReadSidecar(path);
+    sidecar.Samples.clear();
+    WriteFile(path, SidecarText(sidecar));
+  }
   EXPECT_NE(
       FaultOf([&] { SidecarOf(ReadResult(scratch / "out_a"), {}, Silent()); }).szWhat.find("both it and"),
       std::string::npos);
+}
+
+TEST(Export, ASidecarIsKnownByItsMeasurements) {
+  const ScratchFolder scratch;
+  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
+  for (const std::string name : {"text.prj", "plain.ovc", "drop.ovc"}) {
+    ImportOptions options;
+    options.szOut = scratch / name;
+    options.szSource = name;
+    options.Distortion = name == "plain.ovc" ? DistortionMode::Correct : DistortionMode::Drop;
+    WriteBlock(model, options, Silent());
+  }
+  // A text project beside it does not stand in the way of a result of the binary one.
+  std::filesystem::create_directory(scratch / "r");
+  std::filesystem::copy_file(scratch / "plain.ovc", scratch / "r/OrvoResult.ovc");
+  std::filesystem::copy_file(scratch / "plain.ovt", scratch / "r/OrvoResult.ovt");
+  EXPECT_TRUE(SidecarOf(ReadResult(scratch / "r"), {}, Silent())->szSource.ends_with("plain.ovc"));
+  // One of another import beside the project itself is refused.
+  const auto replace = std::filesystem::copy_options::overwrite_existing;
+  std::filesystem::copy_file(scratch / "plain.orvo.json", scratch / "kept.json");
+  std::filesystem::copy_file(scratch / "drop.orvo.json", scratch / "plain.orvo.json", replace);
+  const ResultBlock plain = ReadResult(scratch / "plain.ovc");
+  const Finding fault = FaultOf([&] { SidecarOf(plain, {}, Silent()); });
+  EXPECT_EQ(fault.szFile, scratch / "plain.orvo.json");
+  EXPECT_NE(fault.szWhat.find("other measurements"), std::string::npos) << fault.szWhat;
+  // Points that were taken out of a project do not make it another one.
+  std::filesystem::copy_file(scratch / "kept.json", scratch / "plain.orvo.json", replace);
+  ResultBlock thinned = ReadResult(scratch / "plain.ovc");
+  std::erase_if(thinned.Block.Tie.Points, [n = 0](const SurveyPoint&) mutable { return n++ % 3 != 0; });
+  EXPECT_TRUE(SidecarOf(thinned, {}, Silent()));
+  for (SurveyMeasurement& measurement : thinned.Block.Tie.Measurements) measurement.x += 0.25;
+  EXPECT_NE(FaultOf([&] { SidecarOf(thinned, {}, Silent()); }).szWhat.find("other measurements"),
+            std::string::npos);
+}
+
+TEST(Export, SamplesOfASidecarAreSpreadAndFew) {
+  const ScratchFolder scratch;
+  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
+  ImportOptions options;
+  options.szOut = scratch / "b.prj";
+  const BlockTotals totals = WriteBlock(model, options, Silent());
+  const auto sidecar = ReadSidecar(scratch / "b.orvo.json");
+  ASSERT_TRUE(sidecar);
+  ASSERT_GT(totals.nPoints, 128);
+  EXPECT_GE(sidecar->Samples.size(), 64u);
+  EXPECT_LT(sidecar->Samples.size(), 128u);
+  const SurveyBlock block = ReadResult(scratch / "b.prj").Block;
+  for (size_t k = 0; k < sidecar->Samples.size(); ++k) {
+    EXPECT_EQ(sidecar->Samples[k].szPoint,
+              block.Tie.Points[k * (totals.nPoints < 256 ? 2 : 4)].szName.data());
+  }
 }
 
 TEST(Export, ASidecarKeepsEverything) {
@@ -225,6 +317,7 @@ TEST(Export, ASidecarKeepsEverything) {
     sidecar.Cameras.push_back(CameraLike(named));
     sidecar.Written.push_back({0, 3000, 2000, 1.0 / 3, 2e-17, -3, 4e-9, 5e-16, 0});
   }
+  sidecar.Samples = {{"P1", 0, 1.0 / 3, -2e-17}, {std::string("\xe4"), 1, -1500, 0}};
   sidecar.Images = {{4294967294, "a \"b\"\n\xc3\xa4", "./a"}, {2, std::string("\xe4\x80"), "./c"}};
   const ScratchFolder scratch;
   WriteFile(scratch / "s.orvo.json", SidecarText(sidecar));
@@ -234,6 +327,7 @@ TEST(Export, ASidecarKeepsEverything) {
   EXPECT_EQ(back->szSource, sidecar.szSource);
   EXPECT_EQ(back->Images[1].szName, sidecar.Images[1].szName);
   EXPECT_EQ(back->Written[2].dFocal, 1.0 / 3);
+  EXPECT_EQ(back->Samples[1].szPoint, "\xe4");
   EXPECT_EQ(back->Cameras[10].Parameters, sidecar.Cameras[10].Parameters);
   EXPECT_EQ(SidecarPathOf("a/b.ovc"), "a/b.orvo.json");
   EXPECT_EQ(SidecarPathOf("a.b/c"), "a.b/c.orvo.json");

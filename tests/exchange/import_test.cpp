@@ -5,6 +5,7 @@
 #include "exchange/ImageAliases.h"
 #include "exchange/ModelFixture.h"
 #include "exchange/ProjectWriting.h"
+#include "exchange/ShellWord.h"
 #include "exchange/Sidecar.h"
 #include "exchange/bundler/BundlerForms.h"
 #include "exchange/colmap/ColmapForm.h"
@@ -230,6 +231,65 @@ TEST(Import, TheCommandTellsWhatItDid) {
   EXPECT_NE(none.szErr.find("nothing was written"), std::string::npos);
   EXPECT_FALSE(test::Exists(scratch / "other.ovc"));
   EXPECT_EQ(test::RunOrvo({"import", "word", "x", "--out", "y"}).nCode, ExitUsage);
+}
+
+TEST(Import, TheNextCommandIsQuotedForTheShell) {
+  const struct {
+    const char *szPath, *szWord;
+  } rows[] = {{"a/b_1.ovc", "a/b_1.ovc"},
+              {"new dir/a b.ovc", "'new dir/a b.ovc'"},
+              {"it's.ovc", "'it'\\''s.ovc'"},
+              {"$HOME.ovc", "'$HOME.ovc'"},
+              {"a;b", "'a;b'"},
+              {"fl\xc3\xbcge.ovc", "fl\xc3\xbcge.ovc"},
+              {"", "''"}};
+  for (const auto& row : rows) EXPECT_EQ(ShellWord(row.szPath), row.szWord);
+  const ScratchFolder scratch;
+  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
+  ExportOptions made;
+  made.szOut = scratch / "colmap";
+  WriteColmap(model, made, Silent());
+  const test::CommandRun run =
+      test::RunOrvo({"import", "colmap", scratch / "colmap", "--out", scratch / "new dir/a b"});
+  EXPECT_NE(run.szOut.find("Next: orvo adjust '" + (scratch / "new dir/a b.ovc") + "' --settings '" +
+                           (scratch / "new dir/a b_AdjPara.xml") + "'"),
+            std::string::npos)
+      << run.szOut;
+}
+
+TEST(Import, OutputsHaveNames) {
+  const ScratchFolder scratch;
+  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
+  ExportOptions made;
+  made.szOut = scratch / "colmap";
+  WriteColmap(model, made, Silent());
+  test::WriteFile(scratch / "c.csv", "name,x,y,z\nA,1,2,3\n");
+  ImportOptions options;
+  options.szOut = scratch / "b.ovc";
+  WriteBlock(model, options, Silent());
+  const std::vector<std::string> commands[] = {
+      {"import", "colmap", scratch / "colmap"},
+      {"import", "gcp", scratch / "c.csv", "--frame", "as-is"},
+      {"import", "pos", scratch / "c.csv", "--frame", "as-is"},
+      {"export", "ply", scratch / "b.ovc"},
+      {"export", "bal", scratch / "b.ovc"},
+      {"convert", "colmap", scratch / "colmap", "cameras"},
+  };
+  for (const std::vector<std::string>& command : commands) {
+    for (const std::string& out : {std::string(), std::string("."), scratch / "..", scratch / "new/"}) {
+      std::vector<std::string> arguments = command;
+      arguments.insert(arguments.end(), {"--out", out});
+      const test::CommandRun run = test::RunOrvo(arguments);
+      EXPECT_EQ(run.nCode, ExitFailed) << command[1] << " " << out;
+      EXPECT_NE(run.szErr.find(out.empty() ? "--out names nothing" : "--out names a folder"),
+                std::string::npos)
+          << command[1] << " " << out << run.szErr;
+    }
+  }
+  EXPECT_FALSE(test::Exists(scratch / "new"));
+  const test::CommandRun none = test::RunOrvo({"export", "csv", scratch / "b.ovc", "--out", ""});
+  EXPECT_EQ(none.nCode, ExitFailed);
+  EXPECT_NE(none.szErr.find("--out names nothing"), std::string::npos) << none.szErr;
 }
 
 TEST(Import, NumbersOfOptionsAreFiniteAndAboveZero) {

@@ -5,6 +5,8 @@
 
 #include "exchange/VerticalBlock.h"
 #include "exchange/WrittenText.h"
+#include "exchange/crs/CoordinateSystems.h"
+#include "exchange/crs/WktText.h"
 
 namespace orvo::test {
 namespace {
@@ -131,6 +133,20 @@ TEST(Las, WhatFitsNoGridIsNotWritten) {
   view.Tie[0].P[0] = 1e200;
   const std::string bytes = Written([&](TextWriter& file) { EXPECT_FALSE(WriteLas(view, {}, file)); });
   EXPECT_TRUE(bytes.empty());
+}
+
+TEST(Las, EverySystemHasItsText) {
+  if (!HasCoordinateSystems()) GTEST_SKIP() << "built without PROJ";
+  const struct {
+    const char *szCrs, *szBegins;
+  } rows[] = {{"EPSG:32611", "PROJCS[\"WGS 84 / UTM zone 11N\""},
+              {"EPSG:4326", "GEOGCS[\"WGS 84\""},
+              {"EPSG:25832+7837", "COMPD_CS["},
+              {"EPSG:4979", "COMPD_CS["}};
+  for (const auto& row : rows) {
+    const std::string wkt = WktOf(row.szCrs);
+    EXPECT_TRUE(wkt.starts_with(row.szBegins)) << row.szCrs << " " << wkt;
+  }
 }
 
 }  // namespace

@@ -40,6 +40,36 @@ TEST(LensFit, APinholeFitsExactly) {
   EXPECT_LT(fitted->Error.dMax, 1e-9);
 }
 
+TEST(LensFit, WithoutDistortionNoneIsFitted) {
+  const struct {
+    LensModel Lens;
+    std::vector<double> Parameters;
+  } rows[] = {{LensModel::Pinhole, {}},
+              {LensModel::SimpleRadial, {0}},
+              {LensModel::Brown, {0, 0, 0, 0, 0}},
+              {LensModel::FullOpenCv, {0, 0, 0, 0, 0, 0, 0, 0}}};
+  for (const auto& row : rows) {
+    const auto fitted = FitSurveyCamera(CameraLike({"", row.Lens, row.Parameters}));
+    ASSERT_TRUE(fitted) << NameOf(row.Lens);
+    EXPECT_EQ(fitted->Camera.dFocal, 2400) << NameOf(row.Lens);
+    EXPECT_EQ(fitted->Camera.dX0, 3.25) << NameOf(row.Lens);
+    EXPECT_EQ(fitted->Camera.dK1, 0) << NameOf(row.Lens);
+    EXPECT_EQ(fitted->Camera.dK2, 0) << NameOf(row.Lens);
+    EXPECT_EQ(fitted->Error.dMax, 0) << NameOf(row.Lens);
+  }
+  EXPECT_NE(FitSurveyCamera(CameraLike({"", LensModel::SimpleFisheye, {0}}))->Camera.dK1, 0);
+}
+
+TEST(LensFit, TheLargestAngleIsThatOfTheCorner) {
+  ForeignCamera camera = CameraLike({"", LensModel::Pinhole, {}});
+  camera.dCx = 1500;
+  camera.dCy = 1000;
+  EXPECT_NEAR(LargestAngle(camera), std::atan(std::hypot(1500, 1000) / 2400), 1e-12);
+  camera.Lens = LensModel::SimpleFisheye;
+  camera.Parameters = {0};
+  EXPECT_NEAR(LargestAngle(camera), std::hypot(1500, 1000) / 2400, 1e-12);
+}
+
 TEST(LensFit, EveryModelFindsItselfAgain) {
   for (const NamedCamera& named : EveryCamera()) {
     const ForeignCamera camera = CameraLike(named);

@@ -159,7 +159,11 @@ TEST(OpenSfm, Refused) {
       {R"([{"shots": {"a": 3}}])", kTracks, "reconstruction.json:1: this is not built like"},
       {Json().substr(0, 300), kTracks, "reconstruction.json:"},
       {Replaced(Json(), "brown", "fisheye_opencv"), kTracks,
-       "reconstruction.json:1: camera 'v2 cam' has the projection fisheye_opencv, which can't be read"},
+       "reconstruction.json:1: camera 'v2 cam' has no k4"},
+      {Replaced(Json(), "brown", "dual"), kTracks,
+       "reconstruction.json:1: camera 'v2 cam' has the projection dual, which can't be read"},
+      {Replaced(Json(), "\"brown\"", R"("fisheye62", "k4": 0, "k5": 0.1, "k6": 0)"), kTracks,
+       "reconstruction.json:1: camera 'v2 cam' has a k5 that is not 0, which can't be read"},
       {Replaced(Json(), "brown", "spherical"), kTracks,
        "reconstruction.json:1: camera 'v2 cam' has the projection spherical"},
       {Replaced(Json(), "\"focal_y\"", "\"other\""), kTracks,
@@ -312,6 +316,58 @@ TEST(OpenSfm, RoundTrip) {
 }
 
 /// Models that the form does not have are fitted where that is good.
+/// A direction's place in the image by the form's own formula: the angle, bent, in units of the larger side.
+TEST(OpenSfm, FisheyesAreReadAsTheFormHasThem) {
+  const std::string size = R"("width": 4000, "height": 3000, )";
+  const std::string inside = R"("focal_x": 0.5, "focal_y": 0.51, "c_x": 0.01, "c_y": -0.02, )";
+  struct Row {
+    std::string szCamera;
+    double fx, fy, cx, cy, k1, k2, k3, k4, p1, p2, s0, s2;
+    LensModel Lens;
+  };
+  const Row rows[] = {
+      {R"("projection_type": "fisheye", "focal": 0.5, "k1": -0.02, "k2": 0.003)", 0.5, 0.5, 0, 0, -0.02,
+       0.003, 0, 0, 0, 0, 0, 0, LensModel::RadialFisheye},
+      {R"("projection_type": "fisheye_opencv", )" + inside +
+           R"("k1": -0.02, "k2": 0.003, "k3": 1e-3, "k4": -2e-4)",
+       0.5, 0.51, 0.01, -0.02, -0.02, 0.003, 1e-3, -2e-4, 0, 0, 0, 0, LensModel::OpenCvFisheye},
+      {R"("projection_type": "fisheye62", )" + inside +
+           R"("k1": -0.02, "k2": 0.003, "k3": 1e-3, "k4": -2e-4, "k5": 0, "k6": 0, "p1": 5e-4, "p2": -7e-4)",
+       0.5, 0.51, 0.01, -0.02, -0.02, 0.003, 1e-3, -2e-4, 5e-4, -7e-4, 0, 0, LensModel::ThinPrism},
+      {R"("projection_type": "fisheye624", )" + inside +
+           R"("k1": -0.02, "k2": 0.003, "k3": 1e-3, "k4": -2e-4, "k5": 0, "k6": 0, "p1": 5e-4, "p2": -7e-4, )" +
+           R"("s0": 3e-4, "s1": 0, "s2": -4e-4, "s3": 0)",
+       0.5, 0.51, 0.01, -0.02, -0.02, 0.003, 1e-3, -2e-4, 5e-4, -7e-4, 3e-4, -4e-4, LensModel::ThinPrism},
+  };
+  for (const Row& row : rows) {
+    const ScratchFolder folder;
+    const std::string json =
+        R"([{"cameras": {"v2 cam": {)" + size + row.szCamera + "}},\n" + kShots + kPoints + "}]";
+    ForeignModel model = Read(folder, json);
+    EXPECT_EQ(model.Cameras[0].Lens, row.Lens) << row.szCamera;
+    const auto expect = [&](const ForeignCamera& camera) {
+      for (const LensPoint d : {LensPoint{0, 0}, {0.7, -0.4}, {-1.5, 2}}) {
+        const double r = std::hypot(d.u, d.v), angle = r > 0 ? std::atan(r) / r : 1;
+        const double x = angle * d.u, y = angle * d.v, r2 = x * x + y * y;
+        const double radial = 1 + r2 * (row.k1 + r2 * (row.k2 + r2 * (row.k3 + r2 * row.k4)));
+        const double xd = x * radial + 2 * row.p1 * x * y + row.p2 * (r2 + 2 * x * x) + row.s0 * r2;
+        const double yd = y * radial + 2 * row.p2 * x * y + row.p1 * (r2 + 2 * y * y) + row.s2 * r2;
+        const LensPoint pixel = PixelOf(camera, d);
+        EXPECT_NEAR(pixel.u, 2000 + 4000 * (row.fx * xd + row.cx), 1e-9) << row.szCamera;
+        EXPECT_NEAR(pixel.v, 1500 + 4000 * (row.fy * yd + row.cy), 1e-9) << row.szCamera;
+      }
+    };
+    expect(model.Cameras[0]);
+    ExportOptions options;
+    options.szOut = folder / "out";
+    ExchangeLog log;
+    WriteOpenSfm(model, options, log);
+    ImportOptions import;
+    import.szSource = folder / "out";
+    expect(ReadOpenSfm(import, log).Cameras[0]);
+  }
+}
+
 TEST(OpenSfm, CamerasOfOtherModels) {
   const struct {
     std::vector<double> parameters;
@@ -356,9 +412,8 @@ TEST(OpenSfm, WhatCannotBeWritten) {
     const char* fault;
   } rows[] = {
       {[](ForeignModel& model) {
-         model.Cameras[3].Lens = LensModel::OpenCvFisheye;
-         model.Cameras[3].dFx = model.Cameras[3].dFy = 1000;
-         model.Cameras[3].Parameters = {0.1, 0.2, 0.3, 0.4};
+         model.Cameras[1].Lens = LensModel::FullOpenCv;
+         model.Cameras[1].Parameters = {0, 0, 0, 0, 0, 0.1, 0.1, 0.05};
        },
        "this form does not have"},
       {[](ForeignModel& model) { model.Images[2].szPath = "a\tb"; }, "can't stand in tracks.csv"},

@@ -6,6 +6,8 @@
 #include "exchange/Commands.h"
 #include "exchange/ModelFixture.h"
 #include "exchange/ProjectWriting.h"
+#include "exchange/colmap/ColmapForm.h"
+#include "exchange/opensfm/OpenSfm.h"
 #include "support/TestFiles.h"
 
 namespace orvo::exchange {
@@ -93,6 +95,94 @@ TEST_F(Overwriting, IsToldWithTheFile) {
   const test::CommandRun other =
       test::RunOrvo({"export", "cameras", Scratch / "r", "--out", Scratch / "n.ovt"});
   EXPECT_NE(other.szErr.find("a file of a block is there already"), std::string::npos) << other.szErr;
+}
+
+/// A block that was imported from another program's model, in the form that it came in.
+struct ImportedFrom {
+  ImportedFrom() {
+    ForeignModel model = MakeModel(CameraLike({"SIMPLE_RADIAL", LensModel::SimpleRadial, {-0.1}}));
+    ExportOptions made;
+    for (const bool text : {false, true}) {
+      made.bText = text;
+      made.szOut = Scratch / (text ? "colmap/txt" : "colmap/bin");
+      WriteColmap(model, made, Silent());
+    }
+    made.szOut = Scratch / "opensfm";
+    made.bText = false;
+    WriteOpenSfm(model, made, Silent());
+    WriteFile(Scratch / "b.bal", kBal);
+  }
+  test::ScratchFolder Scratch;
+};
+
+TEST(Source, IsNotReplacedByAnExport) {
+  constexpr char kSource[] = "this output is the model that the block was imported from";
+  const struct {
+    std::vector<std::string> Import;  ///< form and source
+    const char *szForm, *szOut;       ///< of the export
+    bool bText, bRefused;
+  } rows[] = {
+      {{"colmap", "colmap/bin"}, "colmap", "colmap/bin", false, true},
+      {{"colmap", "colmap/bin"}, "colmap", "colmap/bin/", false, true},
+      {{"colmap", "colmap/bin"}, "colmap", "colmap/../colmap/bin", false, true},
+      {{"colmap", "colmap/bin"}, "csv", "colmap/bin", false, true},
+      {{"colmap", "colmap/bin"}, "ply", "colmap/bin/points3D.bin", false, true},
+      {{"colmap", "colmap/bin"}, "ply", "colmap/bin/points.ply", false, false},
+      {{"colmap", "colmap/txt"}, "colmap", "colmap/txt", true, true},
+      {{"colmap", "colmap/bin"}, "colmap", "colmap/new", false, false},
+      {{"opensfm", "opensfm"}, "opensfm", "opensfm", false, true},
+      {{"opensfm", "opensfm/reconstruction.json"}, "opensfm", "opensfm", false, true},
+      {{"opensfm", "opensfm/reconstruction.json"}, "cameras", "opensfm/tracks.csv", false, true},
+      {{"opensfm", "opensfm/reconstruction.json"}, "cameras", "opensfm/cameras.json", false, false},
+      {{"bal", "b.bal"}, "bal", "b.bal", false, true},
+      {{"bal", "b.bal"}, "bal", "new.bal", false, false},
+  };
+  for (const auto& row : rows) {
+    const ImportedFrom from;
+    const auto in = [&](const std::string& name) { return from.Scratch / name; };
+    const test::CommandRun import =
+        test::RunOrvo({"import", row.Import[0], in(row.Import[1]), "--out", in("block.ovc")});
+    ASSERT_EQ(import.nCode, ExitDone) << import.szErr;
+    std::vector<std::string> arguments = {"export", row.szForm, in("block.ovc"), "--out", in(row.szOut)};
+    if (row.bText) arguments.push_back("--text");
+    const test::CommandRun run = test::RunOrvo(arguments);
+    EXPECT_EQ(run.nCode, row.bRefused ? ExitFailed : ExitDone) << row.szForm << " " << row.szOut;
+    EXPECT_EQ(run.szErr.find(kSource) != std::string::npos, row.bRefused) << run.szErr;
+    if (row.bRefused) {
+      const ImportedFrom untouched;
+      for (const char* name : {"colmap/bin/points3D.bin", "colmap/txt/points3D.txt", "opensfm/tracks.csv",
+                               "opensfm/reconstruction.json", "b.bal"}) {
+        EXPECT_EQ(ReadFile(in(name)), ReadFile(untouched.Scratch / name)) << row.szOut << " " << name;
+      }
+    }
+  }
+}
+
+TEST(Source, IsKnownWhereItWasMoved) {
+  const ImportedFrom from;
+  const auto in = [&](const std::string& name) { return from.Scratch / name; };
+  ASSERT_EQ(test::RunOrvo({"import", "colmap", in("colmap/bin"), "--out", in("block.ovc")}).nCode, ExitDone);
+  std::filesystem::rename(in("colmap/bin"), in("elsewhere"));
+  const test::CommandRun run = test::RunOrvo({"export", "colmap", in("block.ovc"), "--out", in("elsewhere")});
+  EXPECT_EQ(run.nCode, ExitFailed);
+  EXPECT_NE(run.szErr.find("imported from"), std::string::npos) << run.szErr;
+}
+
+TEST(Source, NoModelIsWrittenBesideOneOfTheOtherForm) {
+  for (const bool text : {false, true}) {
+    const ImportedFrom from;
+    const std::string place = from.Scratch / (text ? "colmap/bin" : "colmap/txt");
+    std::vector<std::string> arguments = {"convert", "opensfm", from.Scratch / "opensfm",
+                                          "colmap",  "--out",   place};
+    if (text) arguments.push_back("--text");
+    const test::CommandRun run = test::RunOrvo(arguments);
+    EXPECT_EQ(run.nCode, ExitFailed) << text;
+    EXPECT_NE(run.szErr.find(text ? "cameras.bin: error: the folder holds a binary model"
+                                  : "cameras.txt: error: the folder holds a text model"),
+              std::string::npos)
+        << run.szErr;
+    EXPECT_FALSE(test::Exists(place + (text ? "/points3D.txt" : "/points3D.bin")));
+  }
 }
 
 TEST_F(Overwriting, OutputsOfBeforeAreReplaced) {

@@ -66,9 +66,9 @@ TEST(UnusedOptions, OfExportsThroughTheCommands) {
       {"cameras", {"--to-crs", "EPSG:25832"}},
       {"cameras", {"--camera", "refit"}},
       {"las", {"--text"}},
-      {"las", {"--form-version", "1"}},
+      {"las", {"--camera", "refit"}},
       {"las", {"--pixel-size", "3"}},
-      {"opensfm", {"--form-version", "1"}},
+      {"opensfm", {"--text"}},
       {"opensfm", {"--pixel-size", "3"}},
       {"opensfm", {"--to-crs", "EPSG:25832"}},
       {"ply", {"--block-crs", "EPSG:25832"}},
@@ -87,6 +87,13 @@ TEST(UnusedOptions, OfExportsThroughTheCommands) {
         << run.szErr;
     EXPECT_FALSE(test::Exists(scratch / "out"));
   }
+}
+
+TEST(UnusedOptions, WhatNoFormHasIsNoOption) {
+  const test::CommandRun run =
+      test::RunOrvo({"export", "las", "result", "--out", "never", "--form-version", "1"});
+  EXPECT_EQ(run.nCode, ExitUsage);
+  EXPECT_NE(run.szErr.find("--form-version"), std::string::npos) << run.szErr;
 }
 
 TEST(UnusedOptions, OfSurveysAndConversions) {

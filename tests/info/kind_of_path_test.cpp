@@ -74,6 +74,32 @@ TEST(KindOfPath, SaysWhatTheUnknownLooksLike) {
   EXPECT_EQ(infos[0].Fault->szWhat, LookAt(folder.Path()).szWhy);
 }
 
+TEST(KindOfPath, NamesWhatIsNoText) {
+  using namespace std::string_literals;
+  const struct {
+    std::string szName, szHead, szWhy;
+  } rows[] = {
+      {"a.las", "LASF\0\0,name;id"s, "this is a LAS file of points, which Orvo writes alone"},
+      {"a", "LASF\0\0"s, "this is a LAS file of points, which Orvo writes alone"},
+      {"a.ply", "ply\nformat binary_little_endian 1.0\ncomment point, id\n",
+       "this is a PLY file, which Orvo writes alone"},
+      {"ls",
+       "\x7f"
+       "ELF\2\1\1\0\0 point,id;name"s,
+       "this is a binary file that Orvo does not know"},
+      {"a.csv", "\xff\xfen\0a\0m\0e\0,\0"s, "this is text as UTF-16: save it as UTF-8"},
+      {"a.geojson", "{\"type\": \"FeatureCollection\", \"features\": [",
+       "this is a GeoJSON file, which Orvo writes alone"},
+      {"cameras.json", "{\n  \"program\": \"orvo\",\n", "this is a file of cameras, which Orvo writes alone"},
+      {"a.json", "{\"a\": 1}", "this is JSON, but no list of reconstructions"},
+  };
+  for (const auto& row : rows) {
+    const KindOfPath kind = KindOfText(row.szName, row.szHead);
+    EXPECT_EQ(kind.Kind, PathKind::Unknown) << row.szName;
+    EXPECT_EQ(kind.szWhy, row.szWhy) << row.szName;
+  }
+}
+
 TEST(KindOfPath, OfFoldersIsToldByTheirFiles) {
   const ScratchFolder folder;
   EXPECT_EQ(LookAt(folder.Path()).Kind, PathKind::Unknown);
@@ -212,6 +238,36 @@ TEST_F(InfoOfPaths, TellsOfTables) {
   EXPECT_EQ(infos[1].szAngles, "with omega, phi, kappa");
   EXPECT_NE(TextOf(infos[1]).find("orvo import pos"), std::string::npos);
   EXPECT_EQ(nlohmann::json::parse(JsonOf(infos))[1]["positions"]["count"], 2);
+}
+
+TEST_F(InfoOfPaths, TellsTheCamerasOfAModelAsItHasThem) {
+  std::filesystem::create_directory(Made / "m");
+  WriteFile(Made / "m/cameras.txt",
+            "7 OPENCV 640 480 800 810 321.5 239 -0.1 0.02 0.001 -0.002\n"
+            "4294967290 SIMPLE_RADIAL_FISHEYE 640 480 700 320 240 -0.03\n");
+  WriteFile(Made / "m/images.txt",
+            "3 1 0 0 0 0.5 0 0 7 a\n100.5 200.25 7\n5 1 0 0 0 -1 0.5 0 4294967290 b\n90 210 7\n");
+  WriteFile(Made / "m/points3D.txt", "7 0.1 0.2 8 10 20 30 0.5 3 0 5 0\n");
+  const std::string paths[] = {Made / "m"};
+  const auto infos = InfoOf(paths, 1);
+  ASSERT_FALSE(infos[0].Fault) << TextOf(*infos[0].Fault);
+  const std::string text = TextOf(infos[0]);
+  for (const char* line :
+       {"camera 7:      640 x 480, OPENCV, fx 800.000, fy 810.000, cx 321.500, cy 239.000, K1 -0.1, K2 0.02, "
+        "P1 0.001, P2 -0.002, K3 0; 1 image\n",
+        "camera 4294967290: 640 x 480, SIMPLE_RADIAL_FISHEYE, f 700.000, cx 320.000, cy 240.000, K1 -0.03; 1 "
+        "image\n"}) {
+    EXPECT_NE(text.find(line), std::string::npos) << text;
+  }
+  const auto cameras = nlohmann::json::parse(JsonOf(infos))[0]["cameras"];
+  ASSERT_EQ(cameras.size(), 2u);
+  EXPECT_EQ(cameras[0]["model"], "OPENCV");
+  EXPECT_EQ(cameras[0]["fy"], 810);
+  EXPECT_EQ(cameras[0]["cx"], 321.5);
+  EXPECT_EQ(cameras[0]["parameters"]["P2"], -0.002);
+  EXPECT_EQ(cameras[1]["id"], 4294967290);
+  EXPECT_EQ(cameras[1]["parameters"], nlohmann::json({{"K1", -0.03}}));
+  EXPECT_FALSE(cameras[0].contains("k1"));
 }
 
 TEST_F(InfoOfPaths, TellsOfAResult) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "base/PrintableName.h"
+#include "check/Finding.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/ForeignRotation.h"
 #include "exchange/LensModels.h"
@@ -127,8 +128,8 @@ void WriteBal(ForeignModel& model, const ExportOptions& options, ExchangeLog& lo
   log.Say(fmt::format("Images: {}, points: {}, measurements: {}", model.Images.size(), writer.nPoints,
                       writer.nObservations));
   if (writer.nWithoutRay > 0) {
-    log.Say(
-        fmt::format("Left out: {} measurements that the camera model has no ray for", writer.nWithoutRay));
+    log.Say(fmt::format("Left out: {} that the camera model has no ray for",
+                        CountOf(writer.nWithoutRay, "measurement", {})));
   }
   log.Say("Written: " + PrintableName(options.szOut));
 }

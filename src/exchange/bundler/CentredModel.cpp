@@ -86,6 +86,25 @@ SurveyImage ImageOf(const CentredCamera& from, size_t place, int32_t camera, con
   return image;
 }
 
+/// Cuts the last field off.
+std::string_view CutField(std::string_view& line) {
+  constexpr std::string_view kBlanks = " \t\r";
+  const size_t end = line.find_last_not_of(kBlanks) + 1;
+  const size_t begin = line.substr(0, end).find_last_of(kBlanks) + 1;
+  const std::string_view field = line.substr(begin, end - begin);
+  line = line.substr(0, line.substr(0, begin).find_last_not_of(kBlanks) + 1);
+  return field;
+}
+
+/// NAME or NAME 0 FOCAL; a name may hold blanks.
+std::string_view NameInList(std::string_view line) {
+  line = StrictFields(line).Rest();
+  std::string_view name = line;
+  double focal = 0;
+  const std::string_view last = CutField(name), zero = CutField(name);
+  return zero == "0" && StrictFields(last).Real(focal) && !name.empty() ? name : line;
+}
+
 }  // namespace
 
 bool FieldStream::Refill() {
@@ -132,9 +151,7 @@ std::vector<std::string> ReadImageList(const std::string& path, size_t imageNum)
   LongLines lines(path);
   std::string_view line;
   while (lines.NextMeant(line)) {
-    std::string_view name;
-    StrictFields(line).Word(name);
-    names.emplace_back(name);
+    names.emplace_back(NameInList(line));
   }
   if (names.size() != imageNum) {
     Refuse(path, 0, fmt::format("the list has {} images, the model {} cameras", names.size(), imageNum),

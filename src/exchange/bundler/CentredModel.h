@@ -55,7 +55,8 @@ struct CentredModel {
 /// Cameras that are alike become one; images without a pose go, with their measurements.
 ForeignModel ForeignModelOf(CentredModel model, const std::string& source, ExchangeLog& log);
 
-/// Names by lines, the first field of each; nothing where `path` is empty. Refuses another number of lines.
+/// Names by lines, NAME or NAME 0 FOCAL, with blanks where they have them; nothing where `path` is empty.
+/// Refuses another number of lines.
 std::vector<std::string> ReadImageList(const std::string& path, size_t imageNum);
 
 }  // namespace orvo::exchange

@@ -48,6 +48,7 @@ ForeignModel ReadColmap(const ImportOptions& options, ExchangeLog& log) {
                                                       : ReadColmapTextTables(folder, log));
   model.Cameras = tables->Cameras;
   model.Images = tables->Images;
+  model.ImageIds = tables->ImageIds;
   model.Points = binary ? OpenColmapBinaryPoints(folder, std::move(tables), log)
                         : OpenColmapTextPoints(folder, std::move(tables), log);
   return model;

@@ -1,6 +1,5 @@
 #include "exchange/colmap/ColmapTables.h"
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -37,7 +36,9 @@ std::string AddImage(const ColmapPose& pose, ColmapTables& tables) {
   foreign.t = pose.t;
   const SurveyPose ours = SurveyPoseOf(foreign);
   SurveyImage& image = tables.Images.emplace_back();
-  image.nId = static_cast<int32_t>(std::min<int64_t>(pose.nId, std::numeric_limits<int32_t>::max()));
+  constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
+  image.nId = pose.nId <= kMost ? static_cast<int32_t>(pose.nId) : ordinal;
+  tables.ImageIds.push_back(pose.nId);
   image.nCamera = camera->second;
   image.szPath = pose.szName;
   image.R = ours.R;

@@ -31,6 +31,7 @@ class ColmapMeasurements {
 struct ColmapTables {
   std::vector<ForeignCamera> Cameras;
   std::vector<SurveyImage> Images;
+  std::vector<int64_t> ImageIds;  ///< as they are; those of Images are ordinals where they don't fit
   std::unordered_map<int64_t, int32_t> OrdinalOfCamera, OrdinalOfImage;  ///< by id
   std::shared_ptr<const ColmapMeasurements> Measurements;
 };

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <functional>
+#include <filesystem>
 #include <numeric>
-#include <set>
 
 #include "base/PrintableName.h"
+#include "check/Finding.h"
 #include "exchange/ExchangeFault.h"
+#include "exchange/ForeignIds.h"
 #include "exchange/ForeignRotation.h"
 #include "exchange/LensModels.h"
 #include "exchange/StrictResiduals.h"
@@ -46,18 +47,23 @@ struct ColmapContent {
   double dErrors = 0;  ///< of points
 };
 
-/// The model's ids where they tell all apart, else numbers from 1.
-template <class Items, class IdOf>
-std::vector<int64_t> UsableIds(const Items& items, const IdOf& idOf) {
-  std::vector<int64_t> ids;
-  std::set<int64_t> taken;
-  bool usable = true;
-  for (const auto& item : items) {
-    ids.push_back(idOf(item));
-    usable = usable && ids.back() >= 1 && ids.back() < 0x7fffffff && taken.insert(ids.back()).second;
+/// Ids of COLMAP are unsigned with 32 bits, of which all ones stand for none.
+constexpr int64_t kMostId = 0xfffffffe;
+
+/// A model from here keeps its ids but those that don't fit; the others count from 1 where one does not.
+void MakeUsable(const ForeignModel& model, const char* kind, std::vector<int64_t>& ids, ExchangeLog& log) {
+  std::vector<int64_t> usable = ids;
+  const bool own = model.szForm == "colmap";
+  const int64_t replaced = ReplaceIds({own ? 0 : 1, kMostId}, usable);
+  if (replaced == 0) return;
+  if (!own) std::iota(usable.begin(), usable.end(), 1);
+  ids = std::move(usable);
+  // Other programs' models have no ids.
+  if (own) log.Say("New IDs: " + CountOf(replaced, kind, {}) + " whose ID the form can't hold");
+  if (model.szForm == "orvo") {
+    log.Say("New IDs: " + CountOf(std::ssize(ids), kind, {}) + " from 1 on, as " + std::to_string(replaced) +
+            " of those of the block can't be held, or are there twice");
   }
-  if (!usable) std::iota(ids.begin(), ids.end(), 1);
-  return ids;
 }
 
 double MeanError(const ForeignModel& model, const StreamPoint& point) {
@@ -101,10 +107,12 @@ void OrderByImage(ColmapContent& content, const std::vector<uint32_t>& countOfIm
   }
 }
 
-ColmapContent ContentOf(ForeignModel& model) {
+ColmapContent ContentOf(ForeignModel& model, ExchangeLog& log) {
   ColmapContent content;
-  content.CameraIds = UsableIds(model.Cameras, [](const ForeignCamera& camera) { return camera.nId; });
-  content.ImageIds = UsableIds(model.Images, [](const SurveyImage& image) { return image.nId; });
+  for (const ForeignCamera& camera : model.Cameras) content.CameraIds.push_back(camera.nId);
+  for (size_t i = 0; i < model.Images.size(); ++i) content.ImageIds.push_back(IdOfImage(model, i));
+  MakeUsable(model, "camera", content.CameraIds, log);
+  MakeUsable(model, "image", content.ImageIds, log);
   std::vector<uint32_t> countOfImage(model.Images.size(), 0);
   bool numbered = true;
   StreamPoint from;
@@ -270,12 +278,26 @@ void CheckNames(const ForeignModel& model, bool text) {
   }
 }
 
+/// Readers take the binary files of a folder that has both, whosever they are.
+void RefuseMixture(const std::string& folder, bool text) {
+  for (const char* part : {"cameras", "images", "points3D"}) {
+    const std::string path = folder + "/" + part + (text ? ".bin" : ".txt");
+    std::error_code error;
+    if (!std::filesystem::exists(path, error)) continue;
+    Refuse(path, 0,
+           text ? "the folder holds a binary model, and text beside it would make a mixture"
+                : "the folder holds a text model, and binary files beside it would make a mixture",
+           "Name another folder with --out");
+  }
+}
+
 }  // namespace
 
 void WriteColmap(ForeignModel& model, const ExportOptions& options, ExchangeLog& log) {
   RefuseUnused(options, {"text", "camera"});
+  RefuseMixture(options.szOut, options.bText);
   CheckNames(model, options.bText);
-  const ColmapContent content = ContentOf(model);
+  const ColmapContent content = ContentOf(model, log);
   using Writer = void (*)(TextWriter&, const ForeignModel&, const ColmapContent&);
   struct Part {
     const char* szName;

@@ -7,6 +7,7 @@
 #include "base/PrintableName.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/ForeignRotation.h"
+#include "exchange/LensModels.h"
 #include "exchange/UnusedOptions.h"
 #include "exchange/opensfm/OpenSfm.h"
 #include "exchange/opensfm/Reconstruction.h"
@@ -19,8 +20,9 @@ namespace {
 struct Projection {
   const char* szName;
   LensModel Lens;
-  bool bOneFocal;  ///< "focal", and no principal point
-  std::vector<const char*> Parameters;
+  bool bOneFocal;                       ///< "focal", and no principal point
+  std::vector<const char*> Parameters;  ///< in the order of the lens; 0 are those that it has more
+  std::vector<const char*> Zeros = {};  ///< that the lens does not have
 };
 
 const std::vector<Projection>& Projections() {
@@ -29,6 +31,14 @@ const std::vector<Projection>& Projections() {
       {"simple_radial", LensModel::SimpleRadial, false, {"k1"}},
       {"radial", LensModel::Radial, false, {"k1", "k2"}},
       {"brown", LensModel::Brown, false, {"k1", "k2", "p1", "p2", "k3"}},
+      {"fisheye", LensModel::RadialFisheye, true, {"k1", "k2"}},
+      {"fisheye_opencv", LensModel::OpenCvFisheye, false, {"k1", "k2", "k3", "k4"}},
+      {"fisheye62", LensModel::ThinPrism, false, {"k1", "k2", "p1", "p2", "k3", "k4"}, {"k5", "k6"}},
+      {"fisheye624",
+       LensModel::ThinPrism,
+       false,
+       {"k1", "k2", "p1", "p2", "k3", "k4", "s0", "s2"},
+       {"k5", "k6", "s1", "s3"}},
   };
   return table;
 }
@@ -44,8 +54,10 @@ class CameraReader {
       return Camera.szProjection == projection.szName;
     });
     if (row == table.end()) {
-      Fail("has the projection " + PrintableName(Camera.szProjection) + ", which can't be read",
-           "Projections are perspective, simple_radial, radial and brown");
+      Fail(
+          "has the projection " + PrintableName(Camera.szProjection) + ", which can't be read",
+          "Projections are perspective, simple_radial, radial, brown, fisheye, fisheye_opencv, fisheye62 and "
+          "fisheye624");
     }
     ForeignCamera read;
     read.szName = Camera.szName;
@@ -60,6 +72,10 @@ class CameraReader {
     read.dCx = read.nWidth / 2.0 + (row->bOneFocal ? 0 : Number("c_x") * larger);
     read.dCy = read.nHeight / 2.0 + (row->bOneFocal ? 0 : Number("c_y") * larger);
     for (const char* name : row->Parameters) read.Parameters.push_back(Number(name));
+    read.Parameters.resize(ParameterNum(row->Lens), 0.0);
+    for (const char* name : row->Zeros) {
+      if (Number(name) != 0) Fail(std::string("has a ") + name + " that is not 0, which can't be read");
+    }
     return read;
   }
 
@@ -168,11 +184,11 @@ void TellLosses(const SfmFile& file, const SfmTracks& tracks, const std::string&
   }
   if (tracks.nWithoutShot > 0) {
     log.Tell({Severity::Note, tracksPath, 0, -1,
-              std::to_string(tracks.nWithoutShot) + " measurements are in images without orientation", ""});
+              CountOf(tracks.nWithoutShot, "measurement", {}) + " in images without orientation", ""});
   }
   if (tracks.nWithoutPoint > 0) {
     log.Tell({Severity::Note, tracksPath, 0, -1,
-              std::to_string(tracks.nWithoutPoint) + " measurements are of tracks without coordinates", ""});
+              CountOf(tracks.nWithoutPoint, "measurement", {}) + " of tracks without coordinates", ""});
   }
 }
 

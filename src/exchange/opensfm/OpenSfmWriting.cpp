@@ -37,15 +37,17 @@ std::string JsonVector(const std::array<double, 3>& v) {
 
 bool IsHeld(LensModel lens) {
   return lens == LensModel::Pinhole || lens == LensModel::SimpleRadial || lens == LensModel::Radial ||
-         lens == LensModel::Brown;
+         lens == LensModel::Brown || IsFisheye(lens);
 }
 
-/// The nearest camera of the projection brown, with what it leaves told; above the limit only where asked
-/// for.
-ForeignCamera FittedBrown(const ForeignCamera& camera, const ExportOptions& options, ExchangeLog& log) {
+/// The nearest camera of the projection brown, of a field of view of fisheye624, with what it leaves told;
+/// above the limit only where asked for.
+ForeignCamera FittedCamera(const ForeignCamera& camera, const ExportOptions& options, ExchangeLog& log) {
   const std::string name = "camera '" + PrintableName(camera.szName) + "'";
-  const auto fitted = FitForeignCamera([&](LensPoint pixel) { return DirectionOf(camera, pixel); },
-                                       camera.nWidth, camera.nHeight, {LensModel::Brown, false, false});
+  const bool fisheye = camera.Lens == LensModel::Fov;
+  const auto fitted =
+      FitForeignCamera([&](LensPoint pixel) { return DirectionOf(camera, pixel); }, camera.nWidth,
+                       camera.nHeight, {fisheye ? LensModel::ThinPrism : LensModel::Brown, false, false});
   if (!fitted || (fitted->Error.dMax > kRefitDefaultLimit && options.Camera != CameraChoice::Refit)) {
     Refuse(options.szOut, 0,
            name + " has a model that this form does not have" +
@@ -53,12 +55,13 @@ ForeignCamera FittedBrown(const ForeignCamera& camera, const ExportOptions& opti
            fitted ? "Export with --camera pinhole, or with --camera refit where that is good enough"
                   : "Export with --camera pinhole");
   }
-  log.Say(fmt::format("{} is fitted by the projection brown, which leaves RMS {:.6f}, largest {:.6f} px",
-                      "C" + name.substr(1), fitted->Error.dRms, fitted->Error.dMax));
+  log.Say(fmt::format("{} is fitted by the projection {}, which leaves RMS {:.6f}, largest {:.6f} px",
+                      "C" + name.substr(1), fisheye ? "fisheye624" : "brown", fitted->Error.dRms,
+                      fitted->Error.dMax));
   ForeignCamera held = fitted->Camera;
   held.nId = camera.nId;
   held.szName = camera.szName;
-  held.szModel = "brown";
+  held.szModel = fisheye ? "fisheye624" : "brown";
   return held;
 }
 
@@ -81,6 +84,20 @@ std::string ProjectionOf(const ForeignCamera& camera) {
                          parameter(1));
     case LensModel::SimpleRadial:
       return fmt::format(R"("projection_type": "simple_radial", {}, "k1": {})", inside, parameter(0));
+    case LensModel::SimpleFisheye:
+    case LensModel::RadialFisheye:
+    case LensModel::OpenCvFisheye:
+      if (camera.dFx == camera.dFy && cx == 0 && cy == 0 && parameter(2) == 0 && parameter(3) == 0) {
+        return fmt::format(R"("projection_type": "fisheye", "focal": {}, "k1": {}, "k2": {})",
+                           camera.dFx / larger, parameter(0), parameter(1));
+      }
+      return fmt::format(R"("projection_type": "fisheye_opencv", {}, "k1": {}, "k2": {}, "k3": {}, "k4": {})",
+                         inside, parameter(0), parameter(1), parameter(2), parameter(3));
+    case LensModel::ThinPrism:
+      return fmt::format(R"("projection_type": "fisheye624", {}, "k1": {}, "k2": {}, "k3": {}, "k4": {}, )"
+                         R"("k5": 0, "k6": 0, "p1": {}, "p2": {}, "s0": {}, "s1": 0, "s2": {}, "s3": 0)",
+                         inside, parameter(0), parameter(1), parameter(4), parameter(5), parameter(2),
+                         parameter(3), parameter(6), parameter(7));
     default:  // brown: others were fitted
       return fmt::format(
           R"("projection_type": "brown", {}, "k1": {}, "k2": {}, "p1": {}, "p2": {}, "k3": {})", inside,
@@ -180,7 +197,7 @@ void WriteOpenSfm(ForeignModel& model, const ExportOptions& options, ExchangeLog
   RefuseUnused(options, {"camera"});
   CheckAllNames(model);
   for (ForeignCamera& camera : model.Cameras) {
-    if (!IsHeld(camera.Lens)) camera = FittedBrown(camera, options, log);
+    if (!IsHeld(camera.Lens)) camera = FittedCamera(camera, options, log);
   }
   WholeFiles files(options.szOut, model.Files);
   files.Write("reconstruction.json", [&](TextWriter& file) { WriteReconstruction(model, file); });

@@ -10,8 +10,9 @@
 namespace orvo::exchange {
 namespace {
 
-constexpr const char* kCameraFields[] = {"width", "height", "focal", "focal_x", "focal_y", "c_x",
-                                         "c_y",   "k1",     "k2",    "k3",      "p1",      "p2"};
+constexpr const char* kCameraFields[] = {"width", "height", "focal", "focal_x", "focal_y", "c_x", "c_y",
+                                         "k1",    "k2",     "k3",    "k4",      "k5",      "k6",  "p1",
+                                         "p2",    "s0",     "s1",    "s2",      "s3"};
 
 constexpr const char* kNoModel = "Give the reconstruction.json that OpenSfM or ODM wrote";
 

@@ -39,7 +39,7 @@ ViewBlock SolvedBlock(const ResultBlock& result, ExchangeLog& log) {
   const auto lost = static_cast<int64_t>(view.Tie.size()) - SolvedNum(view.Tie);
   if (lost > 0) {
     log.Tell({Severity::Note, result.Files.szProject, 0, -1,
-              fmt::format("{} tie points are left out, whose rays do not meet", lost), ""});
+              "left out: " + CountOf(lost, "tie point", {}) + " without a place where the rays meet", ""});
   }
   return view;
 }
