@@ -16,8 +16,6 @@ std::function<int()> AddImport(CLI::App& app, const FrontEnd& frontEnd) {
                  "BLOCK: BLOCK.ovc, BLOCK.ovt and BLOCK.orvo.json; BLOCK.prj: a text project; for forms "
                  "without a block the file to write")
       ->required()
-      ->check(CLI::Validator(
-          [](const std::string& path) { return std::string(path.empty() ? "it names no file" : ""); }, ""))
       ->type_name("PATH");
   AddImportOptions(app, *arguments);
   app.footer(HelpOfForms(CanImport, &exchange::Form::szReads));

@@ -1,5 +1,8 @@
 #include "orvo/OrvoMain.h"
 
+#include <sys/stat.h>
+
+#include <cstdio>
 #include <sstream>
 
 #include "base/PrintableName.h"
@@ -31,6 +34,20 @@ int EndOfParsing(const CLI::App& app, const CLI::ParseError& error, const FrontE
   return code == 0 ? ExitDone : ExitUsage;
 }
 
+bool IsPipe(std::FILE* file) {
+  struct stat facts {};
+  return ::fstat(::fileno(file), &facts) == 0 && (S_ISFIFO(facts.st_mode) || S_ISSOCK(facts.st_mode));
+}
+
+/// What a command tells is lost where the console can't be written, as on a full disk. The reader of a pipe
+/// that goes away has what it wanted; the files of an adjustment are there all the same.
+int EndOfRun(int code, bool adjusted, const FrontEnd& frontEnd) {
+  const bool failed = std::fflush(frontEnd.fOut) != 0 || std::ferror(frontEnd.fOut) != 0;
+  if (!failed || adjusted || IsPipe(frontEnd.fOut)) return code;
+  std::fputs("orvo: error: standard output can't be written\n", frontEnd.fErr);
+  return code == ExitDone ? ExitFailed : code;
+}
+
 }  // namespace
 
 std::span<const Command> Commands() { return kCommands; }
@@ -55,7 +72,7 @@ int OrvoMain(int argc, const char* const* argv, FrontEnd frontEnd) {
     return EndOfParsing(app, error, frontEnd);
   }
   for (const auto& [subcommand, run] : commands) {
-    if (subcommand->parsed()) return run();
+    if (subcommand->parsed()) return EndOfRun(run(), subcommand->get_name() == "adjust", frontEnd);
   }
   return ExitUsage;
 }

@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "base/PrintableName.h"
+#include "check/Finding.h"
 #include "exchange/ExchangeFault.h"
 #include "exchange/FilesRead.h"
 #include "exchange/Forms.h"
@@ -43,14 +44,22 @@ void ExportForm(const ExportOptions& options, ExchangeLog& log) {
     Refuse("", 0, "there is no export into " + PrintableName(options.szForm), "See orvo export --help");
   }
   RefuseNoName(options.szOut, !WritesFolder(options.szForm));
-  const ResultBlock result = ReadResult(options.szResult, options.szProject, options.szGcp, options.szPos);
+  ResultBlock result = ReadResult(options.szResult, options.szProject, options.szGcp, options.szPos);
   for (const Finding& finding : FindingsOf(result.Left, result.Files.szProject)) log.Tell(finding);
   if (result.Block.Images.empty() && !result.Left.IsEmpty()) {
     Refuse(result.Files.szProject, 0, "no image of it has an orientation", "Run orvo check on the block");
   }
   RefuseSource(SidecarsOfImages(result, options), options);
   if (form->Export != nullptr) return form->Export(result, options, log);
-  ForeignModel model = ModelOfResult(result, SidecarOf(result, options, log), options, log);
+  const auto sidecar = SidecarOf(result, options, log);
+  // A model that was imported comes back as it was; other projects may have any coordinates.
+  if (!sidecar && !result.bResult) {
+    if (const int64_t count = IntersectStale(result); count > 0) {
+      log.Say("Intersected anew: " + CountOf(count, "point", {}) +
+              " whose coordinates do not fit their measurements");
+    }
+  }
+  ForeignModel model = ModelOfResult(result, sidecar, options, log);
   form->WriteModel(model, options, log);
 }
 

@@ -1,5 +1,4 @@
 #include "exchange/ProjectWriting.h"
-#include "check/Finding.h"
 
 #include <fmt/format.h>
 
@@ -10,6 +9,7 @@
 
 #include "base/PrintableName.h"
 #include "block/OvtFile.h"
+#include "check/Finding.h"
 #include "exchange/BlockSettings.h"
 #include "exchange/Checksum.h"
 #include "exchange/ExchangeFault.h"
@@ -384,6 +384,16 @@ void TellTotals(const BlockTotals& totals, const KeptHead& head, ExchangeLog& lo
   tell("Residuals as written", totals.Strict);
 }
 
+/// Nobody ends a reconstruction with such residuals.
+void TellLargeResiduals(const BlockTotals& totals, const std::string& source, ExchangeLog& log) {
+  constexpr double kLarge = 50, kHopeless = 500;  // pixels
+  const double rms = std::hypot(totals.Given.RmsX(), totals.Given.RmsY());
+  if (!(rms > kLarge)) return;
+  log.Tell({rms > kHopeless ? Severity::Warning : Severity::Note, source, 0, -1,
+            fmt::format("points and measurements are {:.0f} px apart as they are given", rms),
+            "Look at conventions, units and ids of what wrote it, and at the block with orvo check"});
+}
+
 void WriteAll(const BlockPaths& paths, BlockPoints& points, const KeptHead& head, const Sidecar& sidecar,
               WholeFiles& files, BlockTotals& totals, ExchangeLog& log) {
   const auto write = [&](const std::string& name, const std::function<void(TextWriter&)>& writer) {
@@ -433,6 +443,7 @@ BlockTotals WriteBlock(ForeignModel& model, const ImportOptions& options, Exchan
            log);
   files.Commit();
   TellTotals(totals, head, log);
+  TellLargeResiduals(totals, options.szSource, log);
   for (const std::string& path : totals.Written) log.Say("Written: " + PrintableName(path));
   log.Say("Next: orvo adjust " + ShellWord(totals.Written.front()) + " --settings " +
           ShellWord(totals.Written.back()));

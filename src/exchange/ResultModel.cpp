@@ -98,8 +98,8 @@ ForeignModel ModelOfResult(const ResultBlock& result, const std::optional<Sideca
   std::vector<ExportCamera> cameras = CamerasForExport(block, sidecar, options.Camera, log);
   for (const ExportCamera& camera : cameras) model.Cameras.push_back(camera.Foreign);
   const ResidualSums sums = StrictResidualsOf(block, block.Tie);
-  log.Say(fmt::format("Residuals of the block: RMS x {:.6f}, y {:.6f} px, corrected, by plain least squares",
-                      sums.RmsX(), sums.RmsY()));
+  log.Say(fmt::format("Residuals of the block: RMS x {:.6f}, y {:.6f} px, corrected, points {}", sums.RmsX(),
+                      sums.RmsY(), result.bResult ? "by plain least squares" : "as they stand"));
   model.Points = std::make_unique<ResultPoints>(block, std::move(cameras));
   return model;
 }

@@ -1,6 +1,7 @@
 #include "exchange/ResultReading.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <vector>
 
@@ -143,6 +144,28 @@ ResultBlock ReadResult(const std::string& path, const std::string& project, cons
   result.Block = ReadWhole(result.Files);
   result.Left = LeaveOut(result.Block, BlockOrigin::Project);
   return result;
+}
+
+int64_t IntersectStale(ResultBlock& result) {
+  constexpr double kTimesWorse = 2, kWorse = 0.5;  // RMS, pixels
+  SurveyBlock& block = result.Block;
+  std::vector<ImageVector> residuals;
+  const auto rms = [&](const SurveyPoint& point, const std::array<double, 3>& P) {
+    StrictResidualsAt(block, block.Tie.Of(point), P, residuals);
+    double squares = 0;
+    for (const ImageVector& v : residuals) squares += v.x * v.x + v.y * v.y;
+    return std::sqrt(squares / static_cast<double>(residuals.size()));
+  };
+  int64_t count = 0;
+  for (SurveyPoint& point : block.Tie.Points) {
+    std::array<double, 3> P = point.P;
+    if (!IntersectStrictly(block, block.Tie.Of(point), P)) continue;
+    const double given = rms(point, point.P);
+    if (given <= kTimesWorse * rms(point, P) + kWorse) continue;
+    point.P = P;
+    ++count;
+  }
+  return count;
 }
 
 }  // namespace orvo::exchange

@@ -28,6 +28,10 @@ struct ResultBlock {
 ResultBlock ReadResult(const std::string& path, const std::string& project = {}, const std::string& gcp = {},
                        const std::string& pos = {});
 
+/// Intersects points anew that fit their rays by far worse than a point can: of projects that hold no start
+/// values, zeros or old ones. Returns how many.
+int64_t IntersectStale(ResultBlock& result);
+
 /// Cameras and images of an .ovc, or of the head of a text project.
 SurveyBlock ReadHeadOnly(const std::string& path);
 /// The same images, by their paths, in the same order.

@@ -144,18 +144,23 @@ bool IntersectStrictly(const SurveyBlock& block, std::span<const SurveyMeasureme
   return true;
 }
 
+void StrictResidualsAt(const SurveyBlock& block, std::span<const SurveyMeasurement> measurements,
+                       const std::array<double, 3>& P, std::vector<ImageVector>& residuals) {
+  residuals.clear();
+  for (const SurveyMeasurement& measurement : measurements) {
+    if (!IsWithin(block, measurement)) continue;
+    const SurveyImage& image = block.Images[static_cast<size_t>(measurement.nImage)];
+    const SurveyCamera& camera = block.Cameras[static_cast<size_t>(image.nCamera)];
+    residuals.push_back(
+        StrictResidual(image, camera.dFocal, CorrectedMeasurement(camera, measurement.x, measurement.y), P));
+  }
+}
+
 ResidualSums StrictResidualsOf(const SurveyBlock& block, const SurveyPoints& points) {
   ResidualSums sums;
   std::vector<ImageVector> residuals;
   for (const SurveyPoint& point : points.Points) {
-    residuals.clear();
-    for (const SurveyMeasurement& measurement : points.Of(point)) {
-      if (!IsWithin(block, measurement)) continue;
-      const SurveyImage& image = block.Images[static_cast<size_t>(measurement.nImage)];
-      const SurveyCamera& camera = block.Cameras[static_cast<size_t>(image.nCamera)];
-      residuals.push_back(StrictResidual(
-          image, camera.dFocal, CorrectedMeasurement(camera, measurement.x, measurement.y), point.P));
-    }
+    StrictResidualsAt(block, points.Of(point), point.P, residuals);
     sums.Add(residuals);
   }
   return sums;

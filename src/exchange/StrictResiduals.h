@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "records/SurveyBlock.h"
 
@@ -41,6 +42,10 @@ ImageVector StrictResidual(const SurveyImage& image, double focal, ImageVector c
 /// rays, images or cameras outside the block.
 bool IntersectStrictly(const SurveyBlock& block, std::span<const SurveyMeasurement> measurements,
                        std::array<double, 3>& P);
+
+/// Residuals of measurements of a point at P, without those outside the block.
+void StrictResidualsAt(const SurveyBlock& block, std::span<const SurveyMeasurement> measurements,
+                       const std::array<double, 3>& P, std::vector<ImageVector>& residuals);
 
 /// All of a table of points of the block. Measurements outside the block are left out.
 ResidualSums StrictResidualsOf(const SurveyBlock& block, const SurveyPoints& points);

@@ -62,6 +62,19 @@ TEST(InfoCommand, EndsByWhatItFinds) {
   }
 }
 
+TEST(InfoCommand, WhatCantBeWrittenIsNotDone) {
+  const Block block;
+  const std::string path = block.Paths().szText;
+  const char* const argv[] = {"/nowhere/orvo", "info", path.c_str()};
+  FrontEnd frontEnd;
+  frontEnd.fOut = std::fopen("/dev/full", "w");
+  if (frontEnd.fOut == nullptr) GTEST_SKIP() << "there is no /dev/full";
+  frontEnd.fErr = std::tmpfile();
+  EXPECT_EQ(OrvoMain(3, argv, frontEnd), ExitFailed);
+  EXPECT_EQ(Drain(frontEnd.fErr), "orvo: error: standard output can't be written\n");
+  std::fclose(frontEnd.fOut);
+}
+
 TEST(InfoCommand, JsonHasEveryPath) {
   const Block block;
   const Ended ended = Info({"--json", block.Paths().szText, block / "missing"});

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "exchange/ExchangeFault.h"
+#include "exchange/StrictResiduals.h"
 #include "support/TestFiles.h"
 
 namespace orvo::exchange {
@@ -41,6 +44,28 @@ TEST(ResultReading, AProjectIsAsItStands) {
   EXPECT_EQ(result.szOrigin, scratch / "b.prj");
   ASSERT_EQ(result.Block.Tie.Points.size(), 1u);
   EXPECT_EQ(result.Block.Tie.Points[0].P, (std::array<double, 3>{90, 3, 3}));
+}
+
+/// Where the rays of the point meet, within half a pixel of which coordinates stay.
+TEST(ResultReading, StalePointsAreIntersectedAnew) {
+  const ScratchFolder scratch;
+  WriteFile(scratch / "b.prj", std::string(kHead) + kPoint);
+  ResultBlock result = ReadResult(scratch / "b.prj");
+  std::array<double, 3> met = result.Block.Tie.Points[0].P;
+  ASSERT_TRUE(IntersectStrictly(result.Block, result.Block.Tie.Of(result.Block.Tie.Points[0]), met));
+  const std::pair<std::array<double, 3>, bool> rows[] = {
+      {met, false},
+      {{met[0] + 1e-4, met[1], met[2]}, false},
+      {{met[0] + 50, met[1], met[2]}, true},
+      {{0, 0, 0}, true},
+      {{NAN, 0, 0}, true},
+  };
+  for (const auto& [P, stale] : rows) {
+    result.Block.Tie.Points[0].P = P;
+    EXPECT_EQ(IntersectStale(result), stale ? 1 : 0) << P[0];
+    for (size_t k = 0; k < 3; ++k)
+      EXPECT_NEAR(result.Block.Tie.Points[0].P[k], stale ? met[k] : P[k], 1e-6) << P[0];
+  }
 }
 
 TEST(ResultReading, AResultWithoutPointsTakesThoseOfTheProjectBeside) {

@@ -1,5 +1,4 @@
 #include "exchange/bundler/CentredModel.h"
-#include "check/Finding.h"
 
 #include <fmt/format.h>
 
@@ -9,6 +8,7 @@
 #include <tuple>
 
 #include "base/PrintableName.h"
+#include "check/Finding.h"
 #include "exchange/ExchangeFault.h"
 
 namespace orvo::exchange {

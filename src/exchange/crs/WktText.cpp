@@ -12,7 +12,6 @@ std::string WktOf(const std::string& crs) {
   // The first version has no system of degrees and heights in one.
   const char* const options[] = {"MULTILINE=NO", "ALLOW_ELLIPSOIDAL_HEIGHT_AS_VERTICAL_CRS=YES", nullptr};
   const char* text = proj_as_wkt(context.Get(), system.get(), PJ_WKT1_GDAL, options);
-  // The first version has no geographic system with heights.
   if (text == nullptr) text = proj_as_wkt(context.Get(), system.get(), PJ_WKT2_2019, options);
   return text == nullptr ? std::string() : std::string(text);
 }
