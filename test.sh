@@ -45,6 +45,7 @@ if command -v ccache >/dev/null; then
   export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
   # What was compiled in one copy of the tree serves in another; only debug information names the folder.
   export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
+  export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD}
 fi
 # Beside the compiler's cache, so that a new copy of the tree need not check everything again.
 export ORVO_TIDY_CACHE=${ORVO_TIDY_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/orvo-tidy}
