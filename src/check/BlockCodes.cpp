@@ -249,6 +249,8 @@ constexpr CodeEntry kPositionCodes[] = {
     {"P022", S::Warning, "position 0 0 0",
      "A position of exactly 0 0 0, which programs write where they have none, counts as an observation.",
      "Leave the line out."},
+    {"P023", S::Error, "angles in gon",
+     "Angles agree with the orientations as gon, of which 400 are a circle.", "Write degrees: times 0.9."},
 };
 
 template <size_t... N>

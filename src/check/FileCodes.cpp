@@ -202,6 +202,13 @@ constexpr CodeEntry kCodes[] = {
      "A POS file is named, and Apply_GPS_Data and Apply_IMU_Data are off. It is checked nevertheless; "
      "orvo adjust refuses to leave it aside without --ignore-unused.",
      "Switch one of them on, or leave the file away."},
+    {"A016", Warning, "A value that leaves nothing to adjust",
+     "No iteration is allowed, or measurements have no weight.", "Write a number above 0."},
+    {"A017", Warning, "An unusual unit of images",
+     "Image_Coor_Scale makes the focal length longer than 1000 working units, and limits and damping are "
+     "made "
+     "for some ten: 0.001 for measurements in pixels, 1 for millimetres.",
+     "Write 0.001 for images measured in pixels."},
     {"M001", Note, "Memory of the points",
      "What the points of the block are reckoned to take, in how many sections they are read, and what the "
      "equations take.",

@@ -32,6 +32,18 @@ void CheckValues(const std::string& path, const AdjustmentSettings& settings, Di
                   "Write 6 for Point_Resample_Number, or switch Resampling_Points off");
 }
 
+/// Values with which a run ends as it begins, or with nothing that could be used.
+void CheckOddValues(const std::string& path, const AdjustmentSettings& settings, Diagnosis& diagnosis) {
+  if (!Adjusts(settings)) return;
+  if (settings.Max_LM_Iteration_Num < 1)
+    diagnosis.Add("A016", {path},
+                  "Max_LM_Iteration_Num is " + std::to_string(settings.Max_LM_Iteration_Num) +
+                      ", so that nothing is adjusted",
+                  "Write 20, or switch Direct_Intersection on where no adjustment is wanted");
+  if (!(settings.Initial_Weight > 0.0))
+    diagnosis.Add("A016", {path}, "Initial_Weight is not above 0: measurements count nothing", "Write 1");
+}
+
 /// The settings as the run will have them; what is wrong with them where that is asked for.
 AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope, Diagnosis& diagnosis) {
   AdjustmentSettings settings;
@@ -45,6 +57,7 @@ AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope, Dia
                   "Check its path and permissions");
   if (scope != DiagnosisScope::Everything || diagnosis.ErrorNum() != before) return settings;
   CheckValues(paths.szSettings, settings, diagnosis);
+  CheckOddValues(paths.szSettings, settings, diagnosis);
   for (const Finding& one : CheckPosIsUsed(paths, settings.Apply_GPS_Data || settings.Apply_IMU_Data))
     diagnosis.Add(one.szCode.c_str(), {one.szFile}, one.szWhat, one.szRemedy);
   return settings;

@@ -102,11 +102,24 @@ void TellPosWeights(const BlockCheckInput& input, Diagnosis& diagnosis) {
 
 std::string Megabytes(double bytes) { return fmt::format("{:.1f} MB", bytes / 1048576.0); }
 
+void TellUnit(const BlockCheckInput& input, Diagnosis& diagnosis) {
+  constexpr double kLongest = 1000;  // working units
+  const double unit = std::fabs(input.Settings.Image_Coor_Scale);
+  const auto isLong = [&](const SurveyCamera& camera) { return camera.dFocal * unit > kLongest; };
+  const auto camera = std::ranges::find_if(input.Block.Cameras, isLong);
+  if (camera == input.Block.Cameras.end() || input.Files.szSettings.empty()) return;
+  diagnosis.Add("A017", {input.Files.szSettings},
+                fmt::format("Image_Coor_Scale {:.6g} makes a focal length of {:.6g} working units", unit,
+                            camera->dFocal * unit),
+                "Write 0.001 for images measured in pixels");
+}
+
 }  // namespace
 
 void TellWeights(const BlockCheckInput& input, Diagnosis& diagnosis) {
   const AdjustmentSettings& settings = input.Settings;
   if (settings.Direct_Intersection || settings.Absolute_Orientation) return;
+  TellUnit(input, diagnosis);
   if ((settings.Apply_GPS_Data || settings.Apply_IMU_Data) && !input.Block.Pos.empty())
     TellPosWeights(input, diagnosis);
   const bool anyControl =

@@ -150,10 +150,10 @@ TEST(DiagnosedRuns, SettingsThatNoRunCanWorkWith) {
   const struct {
     const char *name, *value, *back, *finding;
   } rows[] = {
-      {"Image_Coor_Scale", "0", "0.001", "A010"},
-      {"Point_Resample_Number", "0", "6", "A012"},
-      {"Apply_GPS_Data", "true", "false", "A009"},
-      {"Gross_Point_Threshold", "5,0", "5.0", "A004"},
+      {"Image_Coor_Scale", "0", "0.001", "A010"},  {"Point_Resample_Number", "0", "6", "A012"},
+      {"Apply_GPS_Data", "true", "false", "A009"}, {"Max_LM_Iteration_Num", "0", "20", "A016"},
+      {"Initial_Weight", "0", "1", "A016"},        {"Initial_Weight", "-1", "1", "A016"},
+      {"Image_Coor_Scale", "1", "0.001", "A017"},  {"Gross_Point_Threshold", "5,0", "5.0", "A004"},
   };
   block.Set("Resampling_Points", "true");
   EXPECT_EQ(AboveNotes(paths), "");

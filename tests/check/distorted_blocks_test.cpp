@@ -159,6 +159,10 @@ const Case kCases[] = {
        for (double* angle : {&pos.dOmega, &pos.dPhi, &pos.dKappa}) *angle *= kDegree;
      }),
      "P004: Write Orvo's omega, phi, kappa in degrees: -3.4976"},
+    {"gon", Positions([](SurveyPos& pos) {
+       for (double* angle : {&pos.dOmega, &pos.dPhi, &pos.dKappa}) *angle /= 0.9;
+     }),
+     "P023: Write Orvo's omega, phi, kappa in degrees: -3.4976"},
     {"standard angles in radians", Angles(StandardAngles, 1),
      "P004: Write Orvo's omega, phi, kappa in degrees: -3.4976"},
     {"phi first", Positions([](SurveyPos& pos) { std::swap(pos.dOmega, pos.dPhi); }),
@@ -178,6 +182,25 @@ const Case kCases[] = {
     {"positions with a sign", Positions([](SurveyPos& pos) { pos.S[1] = -pos.S[1]; }), "P013: Write it with"},
     {"positions 33 m up", Positions([](SurveyPos& pos) { pos.S[2] += 33; }),
      "P014: Write heights of one kind, ellipsoidal or above the geoid, in all files: take off 3"},
+    {"heights 33 m up, without positions",
+     [](SurveyBlock& block) {
+       block.Pos.clear();
+       for (SurveyPoint& point : block.Control.Points) point.P[2] += 33;
+     },
+     "K006: Write heights of one kind, ellipsoidal or above the geoid, on both sides: take 3"},
+    {"heights 33 m up, with 4 points and without positions",
+     [](SurveyBlock& block) {
+       block.Pos.clear();
+       block.Control.Points.resize(4);
+       for (SurveyPoint& point : block.Control.Points) point.P[2] += 33;
+     },
+     "K006: Write heights of one kind, ellipsoidal or above the geoid, on both sides: take 3"},
+    {"one image turned",
+     [](SurveyBlock& block) {
+       auto& R = block.Images[60].R;
+       for (size_t row = 0; row < 3; ++row) R[3 * row] = -std::exchange(R[3 * row + 1], R[3 * row]);
+     },
+     "G014: Look at its orientation"},
     {"one position off", [](SurveyBlock& block) { block.Pos[7].S[1] += 120; }, "P017: Look at the name"},
 };
 

@@ -10,7 +10,7 @@ namespace orvo {
 namespace {
 
 using C = AngleConvention;
-constexpr double kRadian = std::numbers::pi / 180;
+constexpr double kDegree = std::numbers::pi / 180, kGon = std::numbers::pi / 200;
 constexpr Rotation3 kEastNorth = {0, 1, 0, 1, 0, 0, 0, 0, -1};
 constexpr Rotation3 kGimbal = {0, 0, -1, 1, 0, 0, 0, -1, 0};
 
@@ -23,20 +23,22 @@ constexpr Rotation3 kGimbal = {0, 0, -1, 1, 0, 0, 0, -1, 0};
 #define ORVO_RADIANS ", in radians"
 
 constexpr AngleReading kReadings[] = {
-    {C::Orvo, nullptr, ORVO_OWN, {0, 1, 2}, false},
-    {C::Orvo, "P005", "phi, omega and kappa, in this order", {1, 0, 2}, false},
-    {C::Standard, "P001", ORVO_STANDARD, {0, 1, 2}, false},
-    {C::Body, "P002", ORVO_YPR ORVO_BODY, {0, 1, 2}, false},
-    {C::Body, "P002", ORVO_RPY ORVO_BODY, {2, 1, 0}, false},
-    {C::Gimbal, "P003", ORVO_YPR ORVO_GIMBAL, {0, 1, 2}, false},
-    {C::Gimbal, "P003", ORVO_RPY ORVO_GIMBAL, {2, 1, 0}, false},
-    {C::Orvo, "P004", ORVO_OWN ORVO_RADIANS, {0, 1, 2}, true},
-    {C::Orvo, "P004", "phi, omega and kappa, in this order" ORVO_RADIANS, {1, 0, 2}, true},
-    {C::Standard, "P004", ORVO_STANDARD ORVO_RADIANS, {0, 1, 2}, true},
-    {C::Body, "P004", ORVO_YPR ORVO_BODY ORVO_RADIANS, {0, 1, 2}, true},
-    {C::Body, "P004", ORVO_RPY ORVO_BODY ORVO_RADIANS, {2, 1, 0}, true},
-    {C::Gimbal, "P004", ORVO_YPR ORVO_GIMBAL ORVO_RADIANS, {0, 1, 2}, true},
-    {C::Gimbal, "P004", ORVO_RPY ORVO_GIMBAL ORVO_RADIANS, {2, 1, 0}, true},
+    {C::Orvo, nullptr, ORVO_OWN, {0, 1, 2}, kDegree},
+    {C::Orvo, "P005", "phi, omega and kappa, in this order", {1, 0, 2}, kDegree},
+    {C::Standard, "P001", ORVO_STANDARD, {0, 1, 2}, kDegree},
+    {C::Body, "P002", ORVO_YPR ORVO_BODY, {0, 1, 2}, kDegree},
+    {C::Body, "P002", ORVO_RPY ORVO_BODY, {2, 1, 0}, kDegree},
+    {C::Gimbal, "P003", ORVO_YPR ORVO_GIMBAL, {0, 1, 2}, kDegree},
+    {C::Gimbal, "P003", ORVO_RPY ORVO_GIMBAL, {2, 1, 0}, kDegree},
+    {C::Orvo, "P004", ORVO_OWN ORVO_RADIANS, {0, 1, 2}, 1},
+    {C::Orvo, "P004", "phi, omega and kappa, in this order" ORVO_RADIANS, {1, 0, 2}, 1},
+    {C::Standard, "P004", ORVO_STANDARD ORVO_RADIANS, {0, 1, 2}, 1},
+    {C::Body, "P004", ORVO_YPR ORVO_BODY ORVO_RADIANS, {0, 1, 2}, 1},
+    {C::Body, "P004", ORVO_RPY ORVO_BODY ORVO_RADIANS, {2, 1, 0}, 1},
+    {C::Gimbal, "P004", ORVO_YPR ORVO_GIMBAL ORVO_RADIANS, {0, 1, 2}, 1},
+    {C::Gimbal, "P004", ORVO_RPY ORVO_GIMBAL ORVO_RADIANS, {2, 1, 0}, 1},
+    {C::Orvo, "P023", ORVO_OWN ", in gon", {0, 1, 2}, kGon},
+    {C::Standard, "P023", ORVO_STANDARD ", in gon", {0, 1, 2}, kGon},
 };
 
 Rotation3 AboutX(double a) { return {1, 0, 0, 0, std::cos(a), -std::sin(a), 0, std::sin(a), std::cos(a)}; }
@@ -82,7 +84,7 @@ Rotation3 GimbalRotation(double yaw, double pitch, double roll) {
 std::span<const AngleReading> AllAngleReadings() { return kReadings; }
 
 Rotation3 Read(const AngleReading& reading, const std::array<double, 3>& numbers) {
-  const double unit = reading.bRadians ? 1 : kRadian;
+  const double unit = reading.dUnit;
   const double a = unit * numbers[reading.Place[0]], b = unit * numbers[reading.Place[1]];
   const double c = unit * numbers[reading.Place[2]];
   switch (reading.Convention) {
@@ -100,7 +102,7 @@ Rotation3 Read(const AngleReading& reading, const std::array<double, 3>& numbers
 std::array<double, 3> PosAngles(const Rotation3& R) {
   double phi, omega, kappa;
   ComputeAngles(R.data(), phi, omega, kappa);
-  return {omega / kRadian, phi / kRadian, kappa / kRadian};
+  return {omega / kDegree, phi / kDegree, kappa / kDegree};
 }
 
 double AngleBetween(const Rotation3& A, const Rotation3& B) {

@@ -25,7 +25,7 @@ struct AngleReading {
   const char* szCode;           ///< null for what they have to be
   const char* szWhat;           ///< clause behind "angles are"
   std::array<size_t, 3> Place;  ///< of omega, phi, kappa or yaw, pitch, roll among the numbers
-  bool bRadians;
+  double dUnit;                 ///< radians
 };
 
 /// Degrees first, the reading as it has to be before all.

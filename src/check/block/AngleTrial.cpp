@@ -46,7 +46,7 @@ AngleVerdict TryAngles(std::span<const AnglePair> pairs, const std::optional<Rot
     return std::ranges::all_of(pair.Numbers, [](double number) { return std::fabs(number) < 6.3; });
   });
   for (const AngleReading& reading : AllAngleReadings()) {
-    if (sample.empty() || (reading.bRadians && !radians)) continue;
+    if (sample.empty() || (reading.dUnit == 1 && !radians)) continue;
     const double angle = Try(sample, reading, frame);
     if (!verdict.pBest) verdict.dWritten = angle;
     if (verdict.pBest && !(angle < verdict.dBest)) continue;
