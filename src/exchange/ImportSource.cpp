@@ -55,6 +55,7 @@ bool IsMovedSource(const fs::path& out, const Sidecar& sidecar) {
   if (!fs::is_directory(out, error)) return HasChecksum({out.string()}, sidecar.szChecksum);
   return std::ranges::any_of(FilesOfModels(), [&](const auto& names) {
     std::vector<std::string> files;
+    files.reserve(names.size());
     for (const std::string& name : names) files.push_back((out / name).string());
     return HasChecksum(files, sidecar.szChecksum);
   });

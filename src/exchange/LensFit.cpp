@@ -307,7 +307,7 @@ std::optional<FittedForeignCamera> FitForeignCamera(const DirectionOfPixel& way,
   above.Form.Lens = LensModel::Brown;
   Eigen::VectorXd start = Eigen::VectorXd::Zero(unknowns.Num());
   start.head(above.Num()) = Refine(above, *grid, StartOf(above, *grid, *middle));
-  const auto polynomial = CameraOf(unknowns, *grid, width, height, start);
+  auto polynomial = CameraOf(unknowns, *grid, width, height, start);
   if (polynomial && polynomial->Error.dMax < kAsGoodAsExact) return polynomial;
   auto rational = fit(unknowns, StartOf(unknowns, *grid, *middle));
   if (!rational || HasPole(rational->Camera, *grid)) rational = fit(unknowns, start);

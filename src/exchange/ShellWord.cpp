@@ -9,7 +9,7 @@ namespace orvo::exchange {
 
 std::string ShellWord(const std::string& path) {
   constexpr std::string_view kPlain = "._/+,:@%=-";
-  const std::string shown = PrintableName(path);
+  std::string shown = PrintableName(path);
   const bool plain = !shown.empty() && std::ranges::all_of(shown, [&](unsigned char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c >= 0x80 ||
            kPlain.find(static_cast<char>(c)) != std::string_view::npos;

@@ -53,7 +53,7 @@ const ImageAxes& ToldAxes(const ImageAxes& axes, const SurveyBlock& block) {
 }
 
 std::string WriteMeasurements(const ImageAxes& axes, const SurveyBlock& block) {
-  const std::string write = "Write " + WriteInstead(axes, block.Cameras);
+  std::string write = "Write " + WriteInstead(axes, block.Cameras);
   const SurveyCamera camera = block.Cameras.empty() ? SurveyCamera{} : block.Cameras.front();
   if (camera.dX0 == 0 && camera.dY0 == 0) return write;
   if (axes.fOriginX == 0) return write + ", and the principal point of the cameras likewise, from the centre";

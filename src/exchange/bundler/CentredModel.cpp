@@ -168,7 +168,7 @@ ForeignModel ForeignModelOf(CentredModel model, const std::string& source, Excha
   const ImageSize size = SizeFor(model.Points);
   std::vector<int32_t> ordinals;
   std::map<std::tuple<double, double, double>, int32_t> cameras;
-  size_t without = 0;
+  int64_t without = 0;
   for (size_t i = 0; i < model.Cameras.size(); ++i) {
     const CentredCamera& from = model.Cameras[i];
     if (from.f == 0) {
