@@ -25,7 +25,7 @@ class XmlChecker {
     ++nFound;
     const std::string_view text = element.child_value();
     if (const std::string fault = FaultOfValue(text, setting.Kind, true); !fault.empty())
-      Add(Severity::Error, "A004", element, Quoted(text) + " is " + fault + ": " + setting.szXmlElement,
+      Add(Severity::Error, "A004", element, Shown(text) + " is " + fault + ": " + setting.szXmlElement,
           setting.Kind == SettingKind::Switch ? "Write true or false, in small letters and without blanks"
                                               : "Write a number with a decimal point, and nothing behind it");
     if (const pugi::xml_node again = element.next_sibling(setting.szXmlElement))
@@ -57,6 +57,12 @@ class XmlChecker {
   std::vector<Finding> Findings;
 
  private:
+  /// Blanks around a switch are what is wrong with it.
+  static std::string Shown(std::string_view text) {
+    const std::string_view trimmed = Trimmed(text);
+    if (trimmed.empty()) return "an empty value";
+    return Quoted(text) + (trimmed.size() < text.size() ? ", with blanks around it," : "");
+  }
   void Add(Severity weight, const char* code, pugi::xml_node node, std::string what, std::string remedy) {
     const TextPlace place = PlaceOfOffset(szPath, node.offset_debug());
     Findings.push_back(

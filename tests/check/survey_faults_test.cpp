@@ -319,7 +319,12 @@ TEST(SurveyFaults, PosFile) {
   const Row rows[] = {
       {"\n" + kPos + " \n", "", ""},
       {"# name X Y Z\n" + kPos, "S010 1:1 comments are not known here", "Remove"},
-      {"name X Y Z omega phi kappa strip\n" + kPos, "S007 1:6 X is 'X', which is no number", "plain number"},
+      {"name X Y Z omega phi kappa strip\n" + kPos, "S010 1:1 headings are not known here", "Remove"},
+      {"A_447 X 20 300 1 2 3 1\n" + second, "S007 1:7 X is 'X', which is no number", "plain number"},
+      {"A_447 nan nan nan 1 2 3 1\n" + second,
+       "S019 1:1 the line of 'A_447' holds a number that is not finite\n"
+       "R010 0:0 1 image: A_447: without a line, and not observed",
+       "without a fix"},
       {"A_447 10,0 20,0 300,5 1 2 3 1\n" + second, "S006 1:7 X is '10,0', with a comma in it",
        "decimal point"},
       {"A_447;10;20;300;1;2;3;1\n" + second, "S009 1:24 the line has 1 of 8 fields: X is missing",

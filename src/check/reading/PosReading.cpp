@@ -40,6 +40,23 @@ int64_t FieldsOfForm(std::string_view line, const std::vector<std::string>& next
   return more == 4 || more == 7 ? more : 8;
 }
 
+/// Words where the coordinates have to be.
+bool IsHeading(std::string_view line) {
+  FieldScanner fields(line);
+  std::string_view word;
+  fields.Word(word);
+  for (int i = 0; i < 3; ++i) {
+    if (!fields.Word(word) || !((word[0] >= 'A' && word[0] <= 'Z') || (word[0] >= 'a' && word[0] <= 'z')))
+      return false;
+    double value = 0;
+    FieldScanner number(word);
+    number.Real(value);
+    // Of a receiver without a fix.
+    if (number.NumbersAreWhole() && !std::isfinite(value)) return false;
+  }
+  return true;
+}
+
 void TakeLine(SurveyText& text, std::string_view line, int64_t needed, std::vector<SurveyPos>& lines) {
   SurveyPos pos;
   pos.nStrip = -1;
@@ -67,6 +84,10 @@ void ReadSurveyPos(SurveyText& text, int64_t mostLines, std::vector<SurveyPos>& 
     if (trimmed.empty()) continue;
     if (text.IsComment(line)) {
       text.TellNotMeant(line);
+      continue;
+    }
+    if (needed == 0 && IsHeading(line)) {
+      text.Tell("S010", 1, "headings are not known here", "Remove the line");
       continue;
     }
     if (needed == 0) {
