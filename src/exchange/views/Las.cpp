@@ -9,7 +9,7 @@
 namespace orvo::exchange {
 namespace {
 
-constexpr uint16_t kHeaderBytes = 375, kRecordHeadBytes = 54, kExtraFieldBytes = 192;
+constexpr uint16_t kHeaderBytes = 375, kExtraFieldBytes = 192;
 constexpr uint16_t kPointBytes = 30 + 4 + 2;  ///< format 6, rms, rays
 constexpr uint16_t kWktBit = 1 << 4;
 constexpr size_t kPieceBytes = 1 << 16;
