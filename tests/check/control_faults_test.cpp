@@ -29,6 +29,13 @@ struct Case {
   const char* szCodes;
 };
 
+void Expect(const Case& each) {
+  SurveyBlock block = Sound();
+  AdjustmentSettings settings;
+  each.Change(block, settings);
+  EXPECT_EQ(Codes(block, settings), each.szCodes) << each.szName;
+}
+
 void MoveImages(SurveyBlock& block, double dX, double factor) {
   for (SurveyImage& image : block.Images) {
     for (double& coordinate : image.S) coordinate *= factor;
@@ -86,12 +93,7 @@ TEST(ControlFaults, HeightsSignsAndExchanges) {
        },
        "K005"},
   };
-  for (const Case& each : cases) {
-    SurveyBlock block = Sound();
-    AdjustmentSettings settings;
-    each.Change(block, settings);
-    EXPECT_EQ(Codes(block, settings), each.szCodes) << each.szName;
-  }
+  for (const Case& each : cases) Expect(each);
 }
 
 TEST(ControlFaults, SimilaritiesThatEndARun) {
@@ -116,12 +118,7 @@ TEST(ControlFaults, SimilaritiesThatEndARun) {
        },
        "K008 K016"},
   };
-  for (const Case& each : cases) {
-    SurveyBlock block = Sound();
-    AdjustmentSettings settings;
-    each.Change(block, settings);
-    EXPECT_EQ(Codes(block, settings), each.szCodes) << each.szName;
-  }
+  for (const Case& each : cases) Expect(each);
 }
 
 /// Where the start is as good as GPS and IMU make it, less than a poor start would hide.

@@ -34,6 +34,23 @@ void TurnAboutView(SurveyImage& image) {
   }
 }
 
+TEST(StrayImages, OneThatLooksAwayIsToldAsThat) {
+  SurveyBlock block = Sound();
+  for (size_t k = 0; k < 9; ++k) {
+    if (k % 3 != 0) block.Images[8].R[k] = -block.Images[8].R[k];
+  }
+  EXPECT_EQ(StrayOf(block), std::vector<size_t>{8});
+  block.Control = {};
+  block.Pos.clear();
+  const SurveyFiles files{"block.prj", "", "", "", ""};
+  Diagnosis diagnosis;
+  CheckGeometry({block, files, {}}, diagnosis);
+  EXPECT_TRUE(std::ranges::any_of(diagnosis.Findings(), [&](const Finding& finding) {
+    return finding.szCode == "G014" &&
+           finding.szWhat == "image " + block.Images[8].szName + " looks away from what the other images see";
+  }));
+}
+
 TEST(StrayImages, AreNamedAmongSoundOnes) {
   const struct {
     const char* szWhat;

@@ -127,10 +127,13 @@ void CheckFocalAgainstHeight(const BlockCheckInput& input, const BlockScene& sce
 
 void CheckStrays(const BlockCheckInput& input, const std::vector<bool>& usable, Diagnosis& diagnosis) {
   for (const StrayImage& stray : FindStrayImages(input.Block, usable, input.Settings.Object_Coor_Scale)) {
+    const std::string name = NameOfImage(input.Block.Images[stray.nImage]);
     diagnosis.Add(
         "G014", PlaceOfImage(input, stray.nImage),
-        fmt::format("the rays of image {} miss by {} px what the other images see",
-                    NameOfImage(input.Block.Images[stray.nImage]), Figure(stray.dMiss)),
+        std::isfinite(stray.dMiss)
+            ? fmt::format("the rays of image {} miss by {} px what the other images see", name,
+                          Figure(stray.dMiss))
+            : fmt::format("image {} looks away from what the other images see", name),
         "Look at its orientation and its camera, at the ordinal in its measurements, or leave it out");
   }
 }

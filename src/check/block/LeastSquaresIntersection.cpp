@@ -53,6 +53,11 @@ Vector InCamera(const SightRay& ray, const Vector& p, const Vector& origin) {
   return result;
 }
 
+/// Measurement less projection, of a point in the camera.
+std::array<double, 2> ResidualOf(const SightRay& ray, const Vector& b) {
+  return {ray.f * b[0] / b[2] + ray.x, ray.f * b[1] / b[2] + ray.y};
+}
+
 /// f Xb + x Zb = 0 and f Yb + y Zb = 0 as equations of p, each times a root of `weight`.
 void AddRay(const SightRay& ray, const Vector& origin, double weight, PointEquations& equations) {
   const auto& R = ray.R;
@@ -90,7 +95,7 @@ std::optional<RayIntersection> IntersectLeastSquares(std::span<const SightRay> r
   double squares = 0;
   for (const SightRay& ray : rays) {
     const Vector b = InCamera(ray, *p, origin);
-    const double vx = ray.f * b[0] / b[2] + ray.x, vy = ray.f * b[1] / b[2] + ray.y;
+    const auto [vx, vy] = ResidualOf(ray, b);
     squares += vx * vx + vy * vy;
     result.dDepth -= b[2] / static_cast<double>(rays.size());
     if (b[2] > 0) ++result.nBehind;
@@ -102,6 +107,13 @@ std::optional<RayIntersection> IntersectLeastSquares(std::span<const SightRay> r
   if (!std::isfinite(result.dRms) || !std::isfinite(result.P[0] + result.P[1] + result.P[2]))
     return std::nullopt;
   return result;
+}
+
+double MissOf(const SightRay& ray, const std::array<double, 3>& P) {
+  const Vector b = InCamera(ray, P, {});
+  if (!(b[2] < 0)) return HUGE_VAL;
+  const auto [vx, vy] = ResidualOf(ray, b);
+  return std::hypot(vx, vy);
 }
 
 }  // namespace orvo

@@ -22,4 +22,7 @@ struct RayIntersection {
 /// cameras. Empty where the rays determine no point.
 std::optional<RayIntersection> IntersectLeastSquares(std::span<const SightRay> rays);
 
+/// The length of the residual of a point on a ray, image units; infinite where it is not before the camera.
+double MissOf(const SightRay& ray, const std::array<double, 3>& P);
+
 }  // namespace orvo

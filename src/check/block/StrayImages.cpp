@@ -23,16 +23,6 @@ struct Vote {
   double dMiss, dOthers;
 };
 
-/// By how much a ray misses a point, image units; infinite behind the camera.
-double MissOf(const SightRay& ray, const std::array<double, 3>& P) {
-  std::array<double, 3> c{};
-  for (size_t k = 0; k < 3; ++k) {
-    for (size_t row = 0; row < 3; ++row) c[k] += ray.R[3 * row + k] * (P[row] - ray.S[row]);
-  }
-  if (!(c[2] < 0)) return HUGE_VAL;
-  return std::hypot(ray.x + ray.f * c[0] / c[2], ray.y + ray.f * c[1] / c[2]);
-}
-
 void AddVotes(const SurveyBlock& block, const std::vector<bool>& usable,
               std::span<const SurveyMeasurement> measurements, double objectScale,
               std::vector<std::vector<Vote>>& votes) {
@@ -45,8 +35,9 @@ void AddVotes(const SurveyBlock& block, const std::vector<bool>& usable,
   std::vector<size_t> images;
   std::vector<SightRay> rays;
   for (const SurveyMeasurement& measurement : measurements) {
+    if (rays.size() == kMostRays) break;
     const auto one = RaysOf(block, usable, {&measurement, 1}, objectScale);
-    if (one.empty() || rays.size() == kMostRays) continue;
+    if (one.empty()) continue;
     rays.push_back(one.front());
     images.push_back(static_cast<size_t>(measurement.nImage));
   }

@@ -10,7 +10,8 @@ namespace orvo {
 
 struct StrayImage {
   size_t nImage = 0;
-  double dMiss = 0;  ///< median length by which its rays miss what the others see, image units
+  double dMiss = 0;  ///< median length by which its rays miss what the others see, image units;
+                     ///< infinite for one that looks away from it
 };
 
 /// Images of which most rays, of up to 16 points of three rays and more, miss the point that the other rays
