@@ -6,8 +6,8 @@
 
 namespace orvo::exchange {
 
-/// "crc32:XXXXXXXX" over the files, one behind the other, by the polynomial of ISO-HDLC. Throws
-/// ExchangeFault.
+/// "crc32:" and eight hexadecimal digits over the files, one behind the other, by the polynomial of ISO-HDLC.
+/// Throws ExchangeFault.
 std::string ChecksumOf(std::span<const std::string> files);
 
 }  // namespace orvo::exchange

@@ -25,7 +25,8 @@ struct SidecarSample {
 
 struct Sidecar {
   std::string szForm, szSource;
-  std::string szChecksum;  ///< "crc32:XXXXXXXX" over the files that were read, in order; empty: unknown
+  std::string szChecksum;  ///< "crc32:" and eight hexadecimal digits over the files that were read, in order;
+                           ///< empty: unknown
   DistortionMode Distortion = DistortionMode::Correct;
   std::string szPixelOrigin;           ///< "centre of the first pixel at 0.5, y down" and the like
   std::vector<ForeignCamera> Cameras;  ///< as the program had them, by ordinal

@@ -210,12 +210,18 @@ TEST(Import, NamesThatAProjectCannotHold) {
   EXPECT_EQ(sidecar->Images[2].szAlias, block.Images[2].szPath);
 }
 
-TEST(Import, TheCommandTellsWhatItDid) {
-  const ScratchFolder scratch;
+/// A model of six images in a folder of its program.
+ForeignModel MakeColmap(const std::string& folder) {
   ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
   ExportOptions made;
-  made.szOut = scratch / "colmap";
+  made.szOut = folder;
   WriteColmap(model, made, Silent());
+  return model;
+}
+
+TEST(Import, TheCommandTellsWhatItDid) {
+  const ScratchFolder scratch;
+  MakeColmap(scratch / "colmap");
   const test::CommandRun run =
       test::RunOrvo({"import", "colmap", scratch / "colmap", "--out", scratch / "block"});
   EXPECT_EQ(run.nCode, ExitDone) << run.szErr;
@@ -245,10 +251,7 @@ TEST(Import, TheNextCommandIsQuotedForTheShell) {
               {"", "''"}};
   for (const auto& row : rows) EXPECT_EQ(ShellWord(row.szPath), row.szWord);
   const ScratchFolder scratch;
-  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
-  ExportOptions made;
-  made.szOut = scratch / "colmap";
-  WriteColmap(model, made, Silent());
+  MakeColmap(scratch / "colmap");
   const test::CommandRun run =
       test::RunOrvo({"import", "colmap", scratch / "colmap", "--out", scratch / "new dir/a b"});
   EXPECT_NE(run.szOut.find("Next: orvo adjust '" + (scratch / "new dir/a b.ovc") + "' --settings '" +
@@ -259,10 +262,7 @@ TEST(Import, TheNextCommandIsQuotedForTheShell) {
 
 TEST(Import, OutputsHaveNames) {
   const ScratchFolder scratch;
-  ForeignModel model = MakeModel(CameraLike(EveryCamera()[3]));
-  ExportOptions made;
-  made.szOut = scratch / "colmap";
-  WriteColmap(model, made, Silent());
+  ForeignModel model = MakeColmap(scratch / "colmap");
   test::WriteFile(scratch / "c.csv", "name,x,y,z\nA,1,2,3\n");
   ImportOptions options;
   options.szOut = scratch / "b.ovc";
