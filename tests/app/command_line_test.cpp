@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "app/ProgramPath.h"
 #include "orvo/OrvoMain.h"
 #include "support/Block.h"
 
@@ -408,7 +409,7 @@ TEST_F(CommandLine, GenerateWritesWhatItSays) {
 }
 
 int Spawn(const std::string& arguments) {
-  const int status = std::system((std::string(ORVO_PROGRAM " ") + arguments + " >/dev/null 2>&1").c_str());
+  const int status = std::system((ProgramPath() + " " + arguments + " >/dev/null 2>&1").c_str());
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

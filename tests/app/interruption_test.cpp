@@ -12,6 +12,7 @@
 #include <set>
 #include <thread>
 
+#include "app/ProgramPath.h"
 #include "base/FolderLock.h"
 #include "support/Block.h"
 
@@ -42,13 +43,14 @@ class Interruption : public ::testing::Test {
   /// With the console nowhere; what is to be otherwise in the new process comes last.
   pid_t Start(const std::function<void()>& change = [] {}) const {
     const SyntheticPaths& paths = Tried.Paths();
+    const std::string program = ProgramPath();
     const pid_t child = ::fork();
     if (child != 0) return child;
     const int nowhere = ::open("/dev/null", O_WRONLY);
     ::dup2(nowhere, 1);
     ::dup2(nowhere, 2);
     change();
-    ::execl(ORVO_PROGRAM, ORVO_PROGRAM, "adjust", paths.szText.c_str(), "--gcp", paths.szGcp.c_str(),
+    ::execl(program.c_str(), program.c_str(), "adjust", paths.szText.c_str(), "--gcp", paths.szGcp.c_str(),
             "--settings", paths.szXml.c_str(), "--out", Out().c_str(), static_cast<char*>(nullptr));
     ::_exit(127);
   }

@@ -15,7 +15,7 @@ namespace {
 
 /// Places at which each file is broken in each way.
 int PlaceNum() {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ORVO_SANITIZED
   constexpr int kShort = 8;
 #else
   constexpr int kShort = 40;

@@ -34,7 +34,7 @@ std::string OrDash(const char* text) { return text == nullptr ? "-" : text; }
 
 TEST(Docs, EverySettingStandsInTheSettingsTable) {
   std::map<std::string, std::vector<std::string>> byField;
-  for (const auto& row : TableRows(ReadFile(std::string(ORVO_SOURCE_DIR) + "/docs/settings.md"))) {
+  for (const auto& row : TableRows(ReadFile(SourceFolder() + "/docs/settings.md"))) {
     if (row.size() >= 6) byField[row[0]] = row;
   }
   const AdjustmentSettings block;

@@ -98,7 +98,7 @@ TEST(PrepareAdjustment, ComparesElementsOfTheDenseMatrixWithBytes) {
 }
 
 TEST(PrepareAdjustment, RefusesAMatrixThatTheAllocatorRefuses) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef ORVO_SANITIZED
   GTEST_SKIP() << "the sanitizers' allocators end the program instead";
 #else
   CapturedLog console;

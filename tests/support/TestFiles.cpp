@@ -36,14 +36,16 @@ Platform MadeUpPlatform(int64_t freeBytes, int processors) {
   return platform;
 }
 
+std::string SourceFolder() { return ORVO_SOURCE_DIR; }
+
 std::optional<std::string> SharedData(const std::string& name) {
-  const std::filesystem::path path = std::filesystem::path(ORVO_SOURCE_DIR) / "../shared/data" / name;
+  const std::filesystem::path path = std::filesystem::path(SourceFolder()) / "../shared/data" / name;
   if (!std::filesystem::exists(path)) return std::nullopt;
   return path.string();
 }
 
 std::string Example(const std::string& name) {
-  return (std::filesystem::path(ORVO_SOURCE_DIR) / "examples" / name).string();
+  return (std::filesystem::path(SourceFolder()) / "examples" / name).string();
 }
 
 }  // namespace orvo::test

@@ -28,6 +28,10 @@ void WriteFile(const std::string& path, const std::string& content);
 std::string ReadFile(const std::string& path);
 bool Exists(const std::string& path);
 
+/// The top folder of the sources. A function, for a definition on every command line would keep the
+/// compiler's cache of one copy of the tree from serving another.
+std::string SourceFolder();
+
 /// The native platform with the free memory and the processor count replaced.
 Platform MadeUpPlatform(int64_t freeBytes, int processors);
 

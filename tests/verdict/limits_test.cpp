@@ -11,7 +11,7 @@ namespace orvo::test {
 namespace {
 
 TEST(VerdictLimits, StandInTheDocumentation) {
-  const std::string doc = ReadFile(std::string(ORVO_SOURCE_DIR) + "/docs/verdict.md");
+  const std::string doc = ReadFile(SourceFolder() + "/docs/verdict.md");
   const VerdictLimits limits;
   std::string table;
   for (const VerdictLimit& limit : VerdictLimitTable()) {
