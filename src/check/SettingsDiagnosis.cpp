@@ -114,7 +114,7 @@ void SettingsNames::TellUnknown(const WrittenName& name) {
   const std::string what =
       Quoted(name.szName) + " is no setting" + (bXml ? " of " + Quoted(name.szParent) : "");
   const FindingPlace place{szPath, name.Place.nLine, name.Place.nColumn};
-  const int64_t nearest = NearestName(Trimmed(name.szName), Names);
+  const int64_t nearest = NearestPlace(Trimmed(name.szName), Names);
   if (nearest < 0) {
     Result.Add("A008", place, what, "It is passed over");
     return;

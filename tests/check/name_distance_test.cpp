@@ -25,14 +25,14 @@ TEST(NameDistance, CountsWhatIsToBeChanged) {
   }
 }
 
-TEST(NameDistance, NearestName) {
+TEST(NameDistance, NearestPlace) {
   const std::string_view names[] = {"IMG_0447", "IMG_0448", "Damping", "x"};
-  EXPECT_EQ(NearestName("img_0448.JPG", names), 1);
-  EXPECT_EQ(NearestName("Dumping", names), 2);
-  EXPECT_EQ(NearestName("IMG_0449", names), 0);
-  EXPECT_EQ(NearestName("entirely other", names), -1);
-  EXPECT_EQ(NearestName("y", names), 3);
-  EXPECT_EQ(NearestName("abc", {}), -1);
+  EXPECT_EQ(NearestPlace("img_0448.JPG", names), 1);
+  EXPECT_EQ(NearestPlace("Dumping", names), 2);
+  EXPECT_EQ(NearestPlace("IMG_0449", names), 0);
+  EXPECT_EQ(NearestPlace("entirely other", names), -1);
+  EXPECT_EQ(NearestPlace("y", names), 3);
+  EXPECT_EQ(NearestPlace("abc", {}), -1);
 }
 
 TEST(NameDistance, NumbersTellPhotographsApart) {

@@ -104,7 +104,7 @@ void PosNameChecker::TellUnknown() {
   for (const SurveyPos* pos : Unknown) {
     // Each comparison walks over all names.
     const bool compare = compared++ < 2 * Diagnosis::kMostOfACode;
-    const int64_t nearest = compare ? NearestName(pos->szName, waiting) : -1;
+    const int64_t nearest = compare ? NearestPlace(pos->szName, waiting) : -1;
     const std::string what = "no image of the project is called " + Quoted(pos->szName);
     if (nearest < 0) {
       Result.Add("R008", {Files.szPos, pos->nLine, 1}, what, "The line is passed over");

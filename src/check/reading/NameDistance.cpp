@@ -1,16 +1,11 @@
 #include "check/reading/NameDistance.h"
 
 #include <algorithm>
-#include <limits>
-#include <utility>
-#include <vector>
 
 namespace orvo {
 namespace {
 
 constexpr std::string_view kDigits = "0123456789";
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 /// The next number in the text without its leading zeros, which is cut off it; empty where there is none.
 std::string_view TakeNumber(std::string_view& text) {
@@ -28,21 +23,7 @@ std::string_view TakeNumber(std::string_view& text) {
 
 }  // namespace
 
-int64_t NameDistance(std::string_view a, std::string_view b) {
-  std::vector<int64_t> row(b.size() + 1);
-  for (size_t j = 0; j <= b.size(); ++j) row[j] = static_cast<int64_t>(j);
-  for (size_t i = 0; i < a.size(); ++i) {
-    int64_t corner = std::exchange(row[0], static_cast<int64_t>(i) + 1);
-    for (size_t j = 0; j < b.size(); ++j) {
-      const int64_t change = corner + (Lower(a[i]) == Lower(b[j]) ? 0 : 1);
-      corner = row[j + 1];
-      row[j + 1] = std::min({change, corner + 1, row[j] + 1});
-    }
-  }
-  return row.back();
-}
-
-int64_t NearestName(std::string_view name, std::span<const std::string_view> names) {
+int64_t NearestPlace(std::string_view name, std::span<const std::string_view> names) {
   int64_t nearest = -1, distance = std::max<int64_t>(std::ssize(name) / 2, 1);
   for (size_t i = 0; i < names.size(); ++i) {
     const int64_t longer = std::ssize(names[i]) - std::ssize(name);

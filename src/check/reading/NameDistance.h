@@ -1,4 +1,4 @@
-// How near two names are to each other.
+// Names that are near to each other.
 #pragma once
 
 #include <cstdint>
@@ -6,13 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "base/NameDistance.h"
+
 namespace orvo {
 
-/// Characters to put in, take out or change, upper and lower case alike.
-int64_t NameDistance(std::string_view a, std::string_view b);
-
 /// The place of the nearest of `names`, -1 where none is nearer than half its length.
-int64_t NearestName(std::string_view name, std::span<const std::string_view> names);
+int64_t NearestPlace(std::string_view name, std::span<const std::string_view> names);
 
 /// The same numbers are in both, in the same order: names of one photograph, spelled in two ways.
 bool HaveSameNumbers(std::string_view a, std::string_view b);

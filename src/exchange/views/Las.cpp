@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "exchange/views/LittleEndian.h"
+#include "base/LittleEndian.h"
 
 namespace orvo::exchange {
 namespace {

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "base/LittleEndian.h"
 #include "exchange/views/Footprint.h"
-#include "exchange/views/LittleEndian.h"
 
 namespace orvo::exchange {
 namespace {

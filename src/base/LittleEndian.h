@@ -4,9 +4,10 @@
 #include <bit>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
-namespace orvo::exchange {
+namespace orvo {
 
 template <typename Number>
 void AppendLittle(std::string& out, Number value) {
@@ -30,4 +31,4 @@ inline void AppendFilled(std::string& out, std::string_view text, size_t width) 
   out.append(width - kept.size(), '\0');
 }
 
-}  // namespace orvo::exchange
+}  // namespace orvo
