@@ -24,6 +24,7 @@ void MakeTables(const ProjectHeader& header, ImageTable& images, CameraTable& ca
   images.pImageCamera.assign(imageNum, 0);
   images.pImageOrdinal.assign(imageNum, 0);
   images.pImageNames.assign(imageNum, {});
+  images.vBareNames.clear();
 }
 
 void ReadCameras(double imageScale, CameraTable& cameras, TextReader& file) {
@@ -49,6 +50,10 @@ bool ReadImage(const ProjectReading& reading, int32_t ordinal, std::vector<int32
   }
   const auto i = static_cast<size_t>(ordinal);
   std::copy(std::begin(image.szName), std::end(image.szName), images.pImageNames[i].sz);
+  if (!image.szBareName.empty()) {
+    images.vBareNames.resize(i + 1);
+    images.vBareNames[i] = image.szBareName;
+  }
 
   const auto camera = static_cast<size_t>(image.nCamera);
   if (!image.bComplete || image.nCamera < 0 || camera >= cameras.pCameraIndex.size() ||

@@ -33,6 +33,12 @@ void CopyText(std::string_view text, char (&target)[N]) {
   target[length] = '\0';
 }
 
+/// A backslash anywhere outranks every slash.
+size_t LastSeparator(std::string_view path) {
+  const size_t backslash = path.rfind('\\');
+  return backslash == std::string_view::npos ? path.rfind('/') : backslash;
+}
+
 }  // namespace
 
 ProjectHeader ParseHeader(std::string_view line) {
@@ -87,6 +93,7 @@ ImageBlock ReadImageBlock(TextReader& file) {
   std::string_view path;
   FieldScanner(file.Next()).Word(path);
   ImageNameOfPath(path, image.szName);
+  if (image.szName[0] == '\0') image.szBareName = BareNameOfPath(path);
 
   FieldScanner rotation(file.Next());
   for (double& element : image.dRotation) image.bComplete &= rotation.Real(element);
@@ -97,13 +104,19 @@ ImageBlock ReadImageBlock(TextReader& file) {
 }
 
 void ImageNameOfPath(std::string_view path, char (&name)[128]) {
-  // A backslash anywhere outranks every slash.
-  size_t separator = path.rfind('\\');
-  if (separator == std::string_view::npos) separator = path.rfind('/');
+  const size_t separator = LastSeparator(path);
   name[0] = '\0';
   if (separator == std::string_view::npos) return;
   const std::string_view fileName = path.substr(separator + 1);
   CopyText(fileName.substr(0, fileName.rfind('.')), name);
+}
+
+std::string BareNameOfPath(std::string_view path) {
+  const size_t separator = LastSeparator(path);
+  const std::string_view fileName = separator == std::string_view::npos ? path : path.substr(separator + 1);
+  const size_t dot = fileName.rfind('.');
+  constexpr size_t kMost = sizeof(ImageBlock::szName) - 1;
+  return std::string(fileName.substr(0, std::min(kMost, dot == 0 ? kMost : dot)));
 }
 
 ObjectPointRecord ParsePointLine(std::string_view line) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "base/TextReader.h"
@@ -41,6 +42,7 @@ struct ImageBlock {
   int32_t nId = 0;
   int32_t nCamera = -1;      ///< camera ordinal, -1 where the line holds none
   char szName[128] = {};     ///< file name without folder and extension
+  std::string szBareName;    ///< what stands for it where it is empty
   double dRotation[9] = {};  ///< a1 a2 a3 b1 b2 b3 c1 c2 c3
   double X = 0, Y = 0, Z = 0;
   bool bComplete = false;  ///< camera ordinal, nine reals and three coordinates were all there
@@ -50,6 +52,9 @@ ImageBlock ReadImageBlock(TextReader& file);
 /// Copies the name of an image path: what stands behind the last backslash, or where there is none behind the
 /// last slash, without the last dot and what follows. A path without a separator has no name.
 void ImageNameOfPath(std::string_view path, char (&name)[128]);
+/// The name of a path that has none by ImageNameOfPath: its file name, without the extension where something
+/// is left then; cut to what a name may have. Empty for a path that ends in a separator.
+std::string BareNameOfPath(std::string_view path);
 
 /// Name, coordinates in file units and type; no image points yet.
 ObjectPointRecord ParsePointLine(std::string_view line);

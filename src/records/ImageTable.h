@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "records/Records.h"
@@ -28,6 +29,9 @@ struct ImageTable {
   std::vector<int32_t> pImageCamera;        ///< project image ordinal -> project camera ordinal
   std::vector<int32_t> pImagePointCount;    ///< by project image ordinal
   std::vector<ImageShortName> pImageNames;  ///< by project image ordinal, without folder and extension
+  /// The same of images without a short name, as a path without a folder has none: only for people. Ends
+  /// behind the last of them.
+  std::vector<std::string> vBareNames;
 
   /// What an nImage may point to.
   std::span<const EopRecord> Kept() const { return {pEop.data(), static_cast<size_t>(nImageNum)}; }

@@ -2,6 +2,7 @@
 
 #include "check/OvtCheck.h"
 #include "check/PointLines.h"
+#include "verdict/RunNames.h"
 
 namespace orvo {
 
@@ -40,7 +41,7 @@ void InputGate::TellLostImages() {
   for (size_t i = 0; i < Images.pImageIndex.size() && i < Images.pImagePointCount.size(); ++i) {
     if (Images.pImageIndex[i] >= 0) continue;
     measures += Images.pImagePointCount[i];
-    if (Images.pImagePointCount[i] < 1) images.Add(Images.pImageNames[i].sz);
+    if (Images.pImagePointCount[i] < 1) images.Add(ImageNameAt(Images, i).c_str());
   }
   if (images.nCount > 0) {
     Tell(CountOf(images.nCount, "image", images.Names) + ": left out, for no tie point is measured there");

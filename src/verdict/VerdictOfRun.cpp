@@ -8,27 +8,13 @@
 #include "base/PrintableName.h"
 #include "geometry/Intersection.h"
 #include "geometry/camera/Rotation.h"
+#include "verdict/RunNames.h"
 #include "verdict/VerdictText.h"
 
 namespace orvo {
 namespace {
 
 constexpr double kViewsAgree = 0.9;  ///< nearly all images within some 25 degrees of the mean
-
-std::string ImageName(const JudgedRun& run, int32_t image) {
-  const auto i = static_cast<size_t>(image);
-  const size_t ordinal =
-      i < run.Images.pImageOrdinal.size() ? static_cast<size_t>(run.Images.pImageOrdinal[i]) : i;
-  return ordinal < run.Images.pImageNames.size() ? run.Images.pImageNames[ordinal].sz
-                                                 : std::to_string(ordinal);
-}
-
-/// Cameras have no names; they are told by their place in the project, from 0.
-std::string CameraName(const JudgedRun& run, size_t camera) {
-  const auto& index = run.Cameras.pCameraIndex;
-  const auto at = std::ranges::find(index, static_cast<int32_t>(camera));
-  return std::to_string(at == index.end() ? static_cast<ptrdiff_t>(camera) : at - index.begin());
-}
 
 bool IsFinite(const EopRecord& e) {
   return std::isfinite(e.X + e.Y + e.Z) && std::isfinite(e.fPhi + e.fOmega + e.fKappa);
@@ -42,12 +28,12 @@ void FillUnknowns(const JudgedRun& run, VerdictFigures& figures) {
   for (size_t i = 0; i < images.size() && figures.bFinite; ++i) {
     if (IsFinite(images[i])) continue;
     figures.bFinite = false;
-    figures.szNotFinite = "image " + ImageName(run, static_cast<int32_t>(i));
+    figures.szNotFinite = "image " + ImageNameOf(run.Images, static_cast<int32_t>(i));
   }
   const auto cameras = run.Cameras.Usable();
   const std::vector<IopRecord>& start = run.Track.vStartCameras;
   for (size_t i = 0; i < cameras.size(); ++i) {
-    const std::string name = CameraName(run, i);
+    const std::string name = CameraNameOf(run.Cameras, i);
     if (!IsFinite(cameras[i]) && figures.bFinite) {
       figures.bFinite = false;
       figures.szNotFinite = "camera " + name;
@@ -90,11 +76,12 @@ void FillParts(const JudgedRun& run, VerdictFigures& figures) {
   const auto& images = track.Pass->Sums().vImages;
   const auto least = static_cast<int64_t>(VerdictLimits().fLeastShared);
   for (size_t i = 0; i < images.size(); ++i) {
-    if (images[i].nShared < least) figures.vLooseImages.push_back(ImageName(run, static_cast<int32_t>(i)));
+    if (images[i].nShared < least)
+      figures.vLooseImages.push_back(ImageNameOf(run.Images, static_cast<int32_t>(i)));
   }
   for (size_t part = 1; part < track.vParts.size(); ++part) {
     std::vector<std::string> names;
-    for (const int32_t image : track.vParts[part]) names.push_back(ImageName(run, image));
+    for (const int32_t image : track.vParts[part]) names.push_back(ImageNameOf(run.Images, image));
     // Told already as an image without enough points.
     if (names.size() == 1 &&
         std::ranges::find(figures.vLooseImages, names[0]) != figures.vLooseImages.end()) {
@@ -122,13 +109,13 @@ void FillPoints(const JudgedRun& run, VerdictFigures& figures) {
   figures.fEndRmse = std::sqrt((sums.fSquaresX + sums.fSquaresY) / n) / scale;
   for (size_t i = 0; i < sums.vImages.size(); ++i) {
     const ImageSums& image = sums.vImages[i];
-    figures.vImages.push_back(
-        GroupOf(ImageName(run, static_cast<int32_t>(i)), image.nUsed, image.nGross, image.fSquares, scale));
+    figures.vImages.push_back(GroupOf(ImageNameOf(run.Images, static_cast<int32_t>(i)), image.nUsed,
+                                      image.nGross, image.fSquares, scale));
   }
   for (size_t i = 0; i < sums.vCameras.size(); ++i) {
     const CameraSums& camera = sums.vCameras[i];
     figures.vCameraResiduals.push_back(
-        GroupOf(CameraName(run, i), camera.nUsed, camera.nGross, camera.fSquares, scale));
+        GroupOf(CameraNameOf(run.Cameras, i), camera.nUsed, camera.nGross, camera.fSquares, scale));
   }
   figures.nCentres = run.Track.nCentres;
   figures.nCentresBelow = run.Track.nCentresBelow;
@@ -163,7 +150,7 @@ GroundFigure GroundOf(const JudgedRun& run, const ObjectPointRecord& given, cons
     ++count;
     if (count > 1 && length <= figure.fWorst) continue;
     figure.fWorst = length;
-    figure.szWorstImage = ImageName(run, ray.nImage);
+    figure.szWorstImage = ImageNameOf(run.Images, ray.nImage);
   }
   std::ranges::sort(images);
   figure.nImages = static_cast<int32_t>(std::unique(images.begin(), images.end()) - images.begin());
@@ -207,8 +194,7 @@ void FillImages(const JudgedRun& run, VerdictFigures& figures) {
   figures.nImagesInFile = run.Images.nImageFileNum;
   for (size_t ordinal = 0; ordinal < run.Images.pImageIndex.size(); ++ordinal) {
     if (run.Images.pImageIndex[ordinal] >= 0) continue;
-    const std::string name =
-        ordinal < run.Images.pImageNames.size() ? run.Images.pImageNames[ordinal].sz : "";
+    const std::string name = ImageNameAt(run.Images, ordinal);
     figures.vLostImages.push_back(name.empty() ? "number " + std::to_string(ordinal) : name);
   }
 }

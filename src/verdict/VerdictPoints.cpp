@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "normal/PosObservation.h"
+#include "verdict/RunNames.h"
 
 namespace orvo {
 
@@ -61,10 +62,8 @@ void NotePositions(const PosSources& run, RunTrack& track) {
     double L[6] = {};
     if (!ComputePosMisclosure(model, run.Images.pEop[i], run.Images.pPos[i], &run.PosParams[first], L))
       continue;
-    const auto ordinal =
-        i < run.Images.pImageOrdinal.size() ? static_cast<size_t>(run.Images.pImageOrdinal[i]) : i;
-    track.vPos.push_back({ordinal < run.Images.pImageNames.size() ? run.Images.pImageNames[ordinal].sz : "",
-                          std::hypot(L[0], L[1], L[2]) / run.fCoorScale});
+    track.vPos.push_back(
+        {ImageNameOf(run.Images, static_cast<int32_t>(i)), std::hypot(L[0], L[1], L[2]) / run.fCoorScale});
   }
 }
 

@@ -137,6 +137,29 @@ TEST(ProjectText, ImageNames) {
   EXPECT_EQ(std::string(126, 'n').append("m"), name);
 }
 
+TEST(ProjectText, BareNames) {
+  struct Row {
+    const char *path, *name;
+  };
+  for (const Row& row : {Row{"a.tif", "a"}, Row{"a.b.tif", "a.b"}, Row{"a", "a"}, Row{".tif", ".tif"},
+                         Row{"d/.tif", ".tif"}, Row{"d\\.tif", ".tif"}, Row{"", ""}, Row{"d/", ""}})
+    EXPECT_EQ(BareNameOfPath(row.path), row.name) << row.path;
+  EXPECT_EQ(BareNameOfPath(std::string(200, 'n') + ".tif"), std::string(127, 'n'));
+}
+
+TEST(ProjectText, ImageBlockWithoutAFolderKeepsItsNameBeside) {
+  ScratchFolder folder;
+  WriteFile(folder / "text",
+            "1 0\nd/a.tif\n1 2 3 4 5 6 7 8 9\n1 2 3\n2 0\nb.tif\n1 2 3 4 5 6 7 8 9\n1 2 3\n");
+  TextReader file;
+  ASSERT_TRUE(file.Open(folder / "text"));
+  const ImageBlock inFolder = ReadImageBlock(file), bare = ReadImageBlock(file);
+  EXPECT_STREQ(inFolder.szName, "a");
+  EXPECT_EQ(inFolder.szBareName, "");
+  EXPECT_STREQ(bare.szName, "");
+  EXPECT_EQ(bare.szBareName, "b");
+}
+
 TEST(ProjectText, ImageBlock) {
   ScratchFolder folder;
   const std::string good = "12 3\nd/a.tif\n1 2 3 4 5 6 7 8 9\n10 20 30\n";
