@@ -50,7 +50,7 @@ bool Exists(int folder, const std::string& name) noexcept {
 std::string CommitPlan::Text() const {
   std::string text(kHead);
   text += '\0';
-  text += bUnusable ? 'u' : 'r';
+  text += static_cast<char>(Target);
   text += '\0';
   for (const CommitStep& step : Steps) {
     text += step.bAway ? '-' : '+';
@@ -70,9 +70,11 @@ std::optional<CommitPlan> CommitPlan::Parse(std::string_view text) {
     fields.push_back(text.substr(at, end - at));
     at = end + 1;
   }
-  if (fields.size() < 3 || fields[0] != kHead || (fields[1] != "u" && fields[1] != "r")) return std::nullopt;
+  if (fields.size() < 3 || fields[0] != kHead) return std::nullopt;
+  const std::string_view target = fields[1];
+  if (target != "r" && target != "u" && target != "f") return std::nullopt;
   CommitPlan plan;
-  plan.bUnusable = fields[1] == "u";
+  plan.Target = static_cast<CommitTarget>(target[0]);
   for (size_t i = 2; i + 1 < fields.size(); ++i) {
     const std::string_view field = fields[i];
     if (field.empty() || (field[0] != '-' && field[0] != '+') || !IsPlainName(field.substr(1))) {

@@ -14,9 +14,16 @@ struct CommitStep {
   std::string szName;
 };
 
+/// Where the files of a run go.
+enum class CommitTarget : char {
+  Results = 'r',   ///< the output folder
+  Unusable = 'u',  ///< its folder for unusable results
+  Failed = 'f'     ///< its folder for what is told of a run that failed
+};
+
 /// First what is there goes away, then what is new comes in.
 struct CommitPlan {
-  bool bUnusable = false;  ///< the target is the folder for unusable results, not the output folder
+  CommitTarget Target = CommitTarget::Results;
   std::vector<CommitStep> Steps;
 
   /// The journal of the plan.

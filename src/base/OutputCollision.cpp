@@ -48,7 +48,9 @@ std::optional<OutputCollision> FindOutputThatIsInput(const std::string& folder,
   }
   if (files.empty()) return std::nullopt;
   if (auto found = FindIn(folder, files, false)) return found;
-  if (auto found = FindIn(folder + "/" + kUnusableFolder, files, false)) return found;
+  for (const char* inner : {kUnusableFolder, kFailedFolder}) {
+    if (auto found = FindIn(folder + "/" + inner, files, false)) return found;
+  }
   for (const std::string& name : NamesInFolder(folder)) {
     if (!IsStagingName(name)) continue;
     const std::string staging = folder + "/" + name;

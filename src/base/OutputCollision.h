@@ -15,8 +15,8 @@ struct OutputCollision {
 
 /// A file of the output folder that a run may write, replace or remove, and that is the same file (device
 /// and inode, so through links too) as one of the inputs. Everything under a name of an output counts,
-/// whatever its iteration or section: in the folder, in its folder of unusable results, and in what a run
-/// that died has left staged. Inputs that do not exist are no files.
+/// whatever its iteration or section: in the folder, in its folders of unusable results and of failed runs,
+/// and in what a run that died has left staged. Inputs that do not exist are no files.
 std::optional<OutputCollision> FindOutputThatIsInput(const std::string& folder,
                                                      const std::vector<std::string>& inputs);
 

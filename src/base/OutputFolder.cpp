@@ -47,6 +47,11 @@ void RemoveStagingFolder(const std::string& staging) {
   }
 }
 
+CommitTarget TargetOfFate(OutputFate fate) {
+  if (fate == OutputFate::Unusable) return CommitTarget::Unusable;
+  return fate == OutputFate::Failed ? CommitTarget::Failed : CommitTarget::Results;
+}
+
 /// Why a final path is no place for a file; 0 when it is one.
 int LackOfTarget(const std::string& path) {
   struct stat status {};
@@ -102,7 +107,7 @@ bool OutputFolder::Recover() {
     if (!IsStagingName(name) || !IsFolder(staging)) continue;
     const std::string journal = staging + "/" + kJournal;
     if (const auto plan = CommitPlan::Parse(ReadSmallFile(journal))) {
-      const std::string target = TargetOf(plan->bUnusable);
+      const std::string target = TargetOf(plan->Target);
       ::mkdir(target.c_str(), 0777);
       ::mkdir((staging + "/" + kOld).c_str(), 0777);
       const OpenFolders folders(staging, staging + "/" + kOld, target);
@@ -117,8 +122,9 @@ bool OutputFolder::Recover() {
   return true;
 }
 
-std::string OutputFolder::TargetOf(bool unusable) const {
-  return unusable ? szFolder + "/" + kUnusableFolder : szFolder;
+std::string OutputFolder::TargetOf(CommitTarget target) const {
+  if (target == CommitTarget::Results) return szFolder;
+  return szFolder + "/" + (target == CommitTarget::Failed ? kFailedFolder : kUnusableFolder);
 }
 
 bool OutputFolder::IsWithin(const std::string& path) const {
@@ -172,7 +178,8 @@ bool OutputFolder::End(OutputFate fate) {
   if (const OutputFault fault = Sync.Finish(); fault.Any()) Fail(fault);
   if (!Fault().Any() && !plan.Steps.empty()) Rename(plan);
   // Goes only where it is empty: made for files that did not come.
-  if (Fault().Any() && fate == OutputFate::Unusable && !bKeepStaging) ::rmdir(TargetOf(true).c_str());
+  const CommitTarget target = TargetOfFate(fate);
+  if (Fault().Any() && target != CommitTarget::Results && !bKeepStaging) ::rmdir(TargetOf(target).c_str());
   RemoveStaging();
   Lock.Release();
   pInterruptible.reset();
@@ -190,7 +197,7 @@ bool OutputFolder::MakePlan(OutputFate fate, const std::vector<std::string>& sta
   int error = 0;
   const std::vector<std::string> present = NamesInFolder(target, &error);
   if (error != 0) return FailWith(target, "read", error);
-  plan.bUnusable = fate == OutputFate::Unusable;
+  plan.Target = TargetOfFate(fate);
   for (const std::string& name : present) {
     const bool renewed = std::ranges::binary_search(staged, name);
     const bool stale = fate != OutputFate::Add && IsOutputName(name);
@@ -223,12 +230,17 @@ bool OutputFolder::Prepare(OutputFate fate, CommitPlan& plan) {
   int error = 0;
   std::vector<std::string> staged = NamesInFolder(szStaging, &error);
   if (error != 0) return FailWith(szStaging, "read", error);
-  if (staged.empty() && fate == OutputFate::Add) return true;
-  const std::string target = TargetOf(fate == OutputFate::Unusable);
+  // What a failed run has computed until then stays behind.
+  if (fate == OutputFate::Failed) {
+    std::erase_if(staged,
+                  [](const std::string& name) { return name != kSummaryName && name != kReportPageName; });
+  }
+  if (staged.empty() && (fate == OutputFate::Add || fate == OutputFate::Failed)) return true;
+  const std::string target = TargetOf(TargetOfFate(fate));
   for (const std::string& name : staged) {
     if (!Whole.contains(name)) Sync.Add(szStaging + "/" + name, target + "/" + name);
   }
-  if (fate == OutputFate::Unusable && ::mkdir(target.c_str(), 0777) != 0 && errno != EEXIST) {
+  if (TargetOfFate(fate) != CommitTarget::Results && ::mkdir(target.c_str(), 0777) != 0 && errno != EEXIST) {
     return FailWith(target, "create", errno);
   }
   const std::string old = szStaging + "/" + kOld;
@@ -239,15 +251,16 @@ bool OutputFolder::Prepare(OutputFate fate, CommitPlan& plan) {
 // The journal gets its name when everything that it speaks of is on the disk. No folder is synchronized in
 // between: a file system that keeps a journal of its own keeps renames in their order.
 bool OutputFolder::Rename(const CommitPlan& plan) {
-  const std::string target = TargetOf(plan.bUnusable);
+  const std::string target = TargetOf(plan.Target);
   const OpenFolders folders(szStaging, szStaging + "/" + kOld, target);
   if (folders.Error() != 0) return FailWith(target, "open", folders.Error());
   const auto gate = Interruptible::Hold();
   const CommitResult result = RunCommitProcess(plan, folders.Handles(), {kNewJournal, kJournal});
   if (result.nError == 0) {
-    pInterruptible->Settle(!plan.bUnusable);
+    const bool results = plan.Target == CommitTarget::Results;
+    pInterruptible->Settle(results);
     // What little is left to do needs no memory that could fail these results.
-    if (!plan.bUnusable) SetMemoryEndExitCode(0);
+    if (results) SetMemoryEndExitCode(0);
     return true;
   }
   bKeepStaging = !result.bUndone;

@@ -20,6 +20,7 @@ enum class OutputFate {
   Replace,   ///< they come in place, and outputs of earlier runs that were not renewed go
   Add,       ///< they come in place, and everything else stays: a run that ended early
   Unusable,  ///< they come into the folder of unusable results, whose earlier outputs go
+  Failed,    ///< summary and report come into the folder of failed runs; the others are thrown away
   Discard    ///< they are thrown away
 };
 
@@ -69,7 +70,7 @@ class OutputFolder {
                 CommitPlan& plan);
   bool WriteJournal(const CommitPlan& plan);
   bool Rename(const CommitPlan& plan);
-  std::string TargetOf(bool unusable) const;
+  std::string TargetOf(CommitTarget target) const;
   bool FailWith(const std::string& path, const char* action, int error);
   void RemoveStaging();
   void TidyUp(const char* signal);

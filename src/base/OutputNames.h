@@ -7,7 +7,8 @@ namespace orvo {
 
 inline constexpr char kLogName[] = "log.txt";
 inline constexpr char kLockName[] = ".orvo.lock";
-inline constexpr char kUnusableFolder[] = "unusable";
+inline constexpr char kUnusableFolder[] = "unusable", kFailedFolder[] = "failed";
+inline constexpr char kSummaryName[] = "summary.json", kReportPageName[] = "report.html";
 /// Staging folders are named so, with the number of their process behind.
 inline constexpr char kStagingPrefix[] = ".orvo-run-";
 

@@ -2,6 +2,7 @@
 
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -98,6 +99,11 @@ int ProcessorCount() {
 
 }  // namespace
 
+int64_t NativePeakBytes() {
+  struct rusage usage {};
+  return ::getrusage(RUSAGE_SELF, &usage) == 0 ? int64_t{usage.ru_maxrss} * 1024 : 0;
+}
+
 Platform NativePlatform() {
   return {TickMilliseconds,
           Now,
@@ -105,7 +111,8 @@ Platform NativePlatform() {
           FolderIsWritable,
           [] { return std::min(AvailableBytesOfKernel(), AvailableBytesOfControlGroup()); },
           ProcessorCount,
-          NativeFileCalls()};
+          NativeFileCalls(),
+          NativePeakBytes};
 }
 
 void PreferLargePages(const void* data, size_t bytes) {

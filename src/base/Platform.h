@@ -14,6 +14,9 @@ struct LocalTime {
   int nYear, nMonth, nDay, nHour, nMinute, nSecond;
 };
 
+/// Of this process; 0 where the system doesn't tell.
+int64_t NativePeakBytes();
+
 /// One function per need, so that tests and the front end can put in their own figures.
 struct Platform {
   std::function<double()> TickMilliseconds;  ///< monotonic
@@ -23,6 +26,8 @@ struct Platform {
   std::function<int64_t()> FreePhysicalBytes;
   std::function<int()> ProcessorCount;  ///< at least 1
   FileCalls Files = NativeFileCalls();  ///< of every file that a run reads
+  /// The most memory that the process had until now.
+  std::function<int64_t()> PeakBytes = NativePeakBytes;
 };
 
 /// The machine as it is: memory bounded by the process's control group, processors by its affinity mask.

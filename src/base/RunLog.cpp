@@ -13,6 +13,9 @@ void RunLog::PrintTo(bool file, const char* format, std::va_list arguments) {
   std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
   if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
   va_end(again);
+  if (file && text.starts_with("Error!")) {
+    szLastError = text.substr(0, text.find_last_not_of('\n') + 1);
+  }
   if (pConsole != nullptr) std::fwrite(text.data(), 1, text.size(), pConsole);
   if (file) WriteToFile(text);
 }

@@ -33,6 +33,8 @@ class RunLog {
   /// The same to one of them alone.
   void PrintToConsole(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void WriteToFile(const std::string& text);
+  /// The last message that told of an error, without line ends; empty without any.
+  const std::string& LastError() const { return szLastError; }
 
  private:
   void PrintTo(bool file, const char* format, std::va_list arguments) __attribute__((format(printf, 3, 0)));
@@ -40,7 +42,7 @@ class RunLog {
   std::FILE* pConsole;
   OutputFolder* pOutputs;
   std::FILE* pFile = nullptr;
-  std::string szPath;
+  std::string szPath, szLastError;
 };
 
 }  // namespace orvo

@@ -13,7 +13,7 @@ constexpr JournalNames kJournal{"journal.new", "journal"};
 /// Two old files, one of which is renewed, and a new one.
 struct PlannedFolder {
   CommitFolder Folder;
-  CommitPlan Plan{false, {{true, "a"}, {true, "b"}, {false, "a"}, {false, "c"}}};
+  CommitPlan Plan{CommitTarget::Results, {{true, "a"}, {true, "b"}, {false, "a"}, {false, "c"}}};
   const FolderContents Before{{"a", "old a"}, {"b", "old b"}};
   const FolderContents After{{"a", "new a"}, {"c", "new c"}};
 
@@ -32,10 +32,10 @@ struct PlannedFolder {
 };
 
 TEST(CommitPlan, JournalGivesThePlanBack) {
-  const CommitPlan plan{true, {{true, "OrvoResult.ovc"}, {false, "a\nb c"}}};
+  const CommitPlan plan{CommitTarget::Unusable, {{true, "OrvoResult.ovc"}, {false, "a\nb c"}}};
   const auto parsed = CommitPlan::Parse(plan.Text());
   ASSERT_TRUE(parsed);
-  EXPECT_TRUE(parsed->bUnusable);
+  EXPECT_TRUE(parsed->Target == CommitTarget::Unusable);
   ASSERT_EQ(parsed->Steps.size(), 2u);
   EXPECT_TRUE(parsed->Steps[0].bAway);
   EXPECT_EQ(parsed->Steps[0].szName, "OrvoResult.ovc");
@@ -44,7 +44,7 @@ TEST(CommitPlan, JournalGivesThePlanBack) {
 }
 
 TEST(CommitPlan, JournalThatIsNotWholeIsNone) {
-  const std::string text = CommitPlan{false, {{true, "a"}, {false, "b"}}}.Text();
+  const std::string text = CommitPlan{CommitTarget::Results, {{true, "a"}, {false, "b"}}}.Text();
   for (size_t length = 0; length < text.size(); ++length) {
     EXPECT_FALSE(CommitPlan::Parse(text.substr(0, length))) << length;
   }
@@ -52,7 +52,7 @@ TEST(CommitPlan, JournalThatIsNotWholeIsNone) {
 
 TEST(CommitPlan, JournalCantReachOutOfItsFolder) {
   for (const char* name : {"..", ".", "../x", "/x", "a/b", ""}) {
-    EXPECT_FALSE(CommitPlan::Parse(CommitPlan{false, {{false, name}}}.Text())) << name;
+    EXPECT_FALSE(CommitPlan::Parse(CommitPlan{CommitTarget::Results, {{false, name}}}.Text())) << name;
   }
 }
 

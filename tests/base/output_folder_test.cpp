@@ -57,6 +57,7 @@ TEST(OutputFolder, WhatBecomesOfTheFiles) {
       {OutputFate::Unusable,
        {{"unusable/Corrections_3.txt", ""}},
        {{"unusable/OrvoResult.ovc", "new"}, {"unusable/Residuals_0_0.res", "new"}}},
+      {OutputFate::Failed, {}, {}},
       {OutputFate::Discard, {}, {}},
   };
   for (const auto& row : rows) {
@@ -74,6 +75,22 @@ TEST(OutputFolder, FolderForUnusableResultsIsMade) {
   EXPECT_TRUE(RunIn(folder, OutputFate::Unusable));
   EXPECT_EQ(folder.Contents(),
             (FolderContents{{"unusable/OrvoResult.ovc", "new"}, {"unusable/Residuals_0_0.res", "new"}}));
+}
+
+TEST(OutputFolder, OfAFailedRunOnlyWhatIsToldOfItComes) {
+  const UsedFolder folder;
+  FolderContents expected = folder.Before;
+  expected["failed/summary.json"] = "told";
+  expected["failed/report.html"] = "told";
+  for (int run = 0; run < 2; ++run) {
+    OutputFolder outputs;
+    ASSERT_EQ(outputs.Begin(folder.Path()), "");
+    WriteOutput(outputs, folder / "OrvoResult.ovc", "new");
+    WriteOutput(outputs, folder / "summary.json", "told");
+    WriteOutput(outputs, folder / "report.html", "told");
+    EXPECT_TRUE(outputs.End(OutputFate::Failed));
+    EXPECT_EQ(folder.Contents(), expected);
+  }
 }
 
 TEST(OutputFolder, AnyFaultKeepsWhatWasThere) {
@@ -168,7 +185,7 @@ TEST(OutputFolder, LockAndFilesOfADeadRunStopNobody) {
 }
 
 TEST(OutputFolder, JournalOfADeadRunIsFinished) {
-  const CommitPlan plan{false,
+  const CommitPlan plan{CommitTarget::Results,
                         {{true, "OrvoResult.ovc"}, {true, "Residuals_7_0.res"}, {false, "OrvoResult.ovc"}}};
   for (const bool whole : {true, false}) {
     for (const bool begun : {true, false}) {
