@@ -7,10 +7,9 @@
 #include <vector>
 
 #include "check/Finding.h"
+#include "settings/SettingsTable.h"
 
 namespace orvo {
-
-enum class SettingKind { Switch, Integer, Real };
 
 /// A setting by its names; null where a form has none for it.
 struct KnownSetting {

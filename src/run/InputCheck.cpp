@@ -11,7 +11,7 @@
 #include "check/PosCheck.h"
 #include "check/ProjectHead.h"
 #include "run/SettingsReading.h"
-#include "run/SettingsTable.h"
+#include "settings/SettingsTable.h"
 
 namespace orvo {
 namespace {
@@ -61,9 +61,8 @@ std::string MissingText(const Setting& setting) {
 std::vector<KnownSetting> KnownSettings() {
   std::vector<KnownSetting> known;
   for (const Setting& setting : SettingsTable()) {
-    constexpr SettingKind kKinds[] = {SettingKind::Switch, SettingKind::Integer, SettingKind::Real};
-    known.push_back({kKinds[setting.field.index()], setting.szColonKey, setting.szXmlElement,
-                     setting.szXmlParent, DefaultText(setting), MissingText(setting)});
+    known.push_back({setting.Kind(), setting.szColonKey, setting.szXmlElement, setting.szXmlParent,
+                     DefaultText(setting), MissingText(setting)});
   }
   return known;
 }

@@ -8,7 +8,7 @@
 #include "block/SettingsText.h"
 #include "run/BundleAdjustment.h"
 #include "run/SettingsReading.h"
-#include "run/SettingsTable.h"
+#include "settings/SettingsTable.h"
 
 namespace orvo {
 namespace {

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <vector>
 
-#include "run/SettingsTable.h"
+#include "settings/SettingsTable.h"
 #include "support/TestFiles.h"
 
 namespace orvo::test {

@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "run/BundleAdjustment.h"
-#include "run/SettingsTable.h"
+#include "settings/SettingsTable.h"
 #include "support/Console.h"
 #include "support/TestFiles.h"
 

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "run/BundleAdjustment.h"
-#include "run/SettingsTable.h"
+#include "settings/SettingsTable.h"
 #include "support/Block.h"
 
 namespace orvo::test {

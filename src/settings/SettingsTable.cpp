@@ -1,4 +1,4 @@
-#include "run/SettingsTable.h"
+#include "settings/SettingsTable.h"
 
 namespace orvo {
 namespace {

@@ -15,6 +15,8 @@ enum class XmlRule {
   OneOverValue     ///< 1.0 / value
 };
 
+enum class SettingKind { Switch, Integer, Real };
+
 struct Setting {
   std::variant<bool AdjustmentSettings::*, int32_t AdjustmentSettings::*, double AdjustmentSettings::*> field;
   const char* szName;        ///< of the field
@@ -22,6 +24,8 @@ struct Setting {
   const char* szXmlElement;  ///< null: the XML form can't set it
   const char* szXmlParent;
   XmlRule rule = XmlRule::Plain;
+
+  SettingKind Kind() const { return static_cast<SettingKind>(field.index()); }
 };
 
 /// In the order in which the XML form assigns.
