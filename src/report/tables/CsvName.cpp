@@ -1,0 +1,27 @@
+#include "report/tables/CsvName.h"
+
+#include "base/PrintableName.h"
+#include "base/ValidUtf8.h"
+
+namespace orvo::report {
+
+void AppendCsvName(std::string& out, std::string_view name) {
+  std::string shown = ValidUtf8(PrintableName(name));
+  constexpr std::string_view kFormula = "=+-@";
+  if (!shown.empty() && kFormula.find(shown.front()) != std::string_view::npos) shown.insert(0, 1, '\'');
+  // Some spreadsheets divide at semicolons, and some take blanks off the ends.
+  const bool plain = shown.find_first_of(",;\"") == std::string::npos &&
+                     (shown.empty() || (shown.front() != ' ' && shown.back() != ' '));
+  if (plain) {
+    out += shown;
+    return;
+  }
+  out += '"';
+  for (const char c : shown) {
+    if (c == '"') out += '"';
+    out += c;
+  }
+  out += '"';
+}
+
+}  // namespace orvo::report
