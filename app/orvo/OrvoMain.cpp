@@ -7,6 +7,7 @@
 
 #include "base/PrintableName.h"
 #include "orvo/Command.h"
+#include "run/ProgramFacts.h"
 
 namespace orvo {
 namespace {
@@ -55,7 +56,7 @@ std::span<const Command> Commands() { return kCommands; }
 int OrvoMain(int argc, const char* const* argv, FrontEnd frontEnd) {
   frontEnd.szProgram = argc > 0 ? argv[0] : "";
   CLI::App app("Bundle block adjustment for aerial photogrammetry", "orvo");
-  app.set_version_flag("--version", "orvo " ORVO_VERSION);
+  app.set_version_flag("--version", [] { return VersionText(); });
   app.require_subcommand(1);
   app.footer(
       "Exit codes: 0 done, 1 the run failed or was refused, 2 wrong usage, 3 the result is unusable, or with "

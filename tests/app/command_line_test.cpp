@@ -165,7 +165,7 @@ TEST_F(CommandLine, ExitCodes) {
 }
 
 TEST_F(CommandLine, HelpAndVersionGoToTheConsole) {
-  EXPECT_EQ(Call({"--version"}).szOut, "orvo " ORVO_TEST_VERSION "\n");
+  EXPECT_TRUE(Call({"--version"}).szOut.starts_with("orvo " ORVO_TEST_VERSION "\n"));
   const std::string adjust = Call({"adjust", "--help"}).szOut;
   for (const char* option : {"PROJECT", "--gcp", "--pos", "--settings", "--out", "--processors", "--memory",
                              "--device", "--kernels", "--device-memory"}) {
