@@ -11,6 +11,8 @@
 #include "orvo/Command.h"
 #include "orvo/MemorySize.h"
 #include "orvo/RunInputs.h"
+#include "orvo/SettingOptions.h"
+#include "settings/SettingRanges.h"
 #include "verdict/VerdictText.h"
 
 namespace orvo {
@@ -22,10 +24,11 @@ struct AdjustArguments {
   std::string szMemory;  ///< empty: what the machine has
   std::string szDevice;
   std::string szKernels;
-  std::string szDeviceMemory;  ///< empty: what the device has
-  bool bIgnoreUnused = false;  ///< POS data and the settings need not agree
-  bool bNoCheck = false;       ///< the files are not read for it beforehand
-  bool bStrict = false;        ///< a doubtful result is no success either
+  std::string szDeviceMemory;         ///< empty: what the device has
+  bool bIgnoreUnused = false;         ///< POS data and the settings need not agree
+  bool bNoCheck = false;              ///< the files are not read for it beforehand
+  std::vector<std::string> Settings;  ///< KEY=VALUE, checked
+  bool bStrict = false;               ///< a doubtful result is no success either
 };
 
 /// What keeps the run from working, and the remedy; empty when nothing does.
@@ -76,6 +79,11 @@ std::string TellSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
   return chosen;
 }
 
+void TellRemarks(const std::vector<std::string>& settings, const FrontEnd& frontEnd) {
+  for (const std::string& remark : RemarksOn(settings))
+    std::fprintf(frontEnd.fErr, "orvo adjust: %s.\n", PrintableName(remark).c_str());
+}
+
 int Fail(const FrontEnd& frontEnd, const std::string& message) {
   std::fprintf(frontEnd.fErr, "orvo adjust: %s\n", PrintableName(message).c_str());
   return ExitFailed;
@@ -91,9 +99,9 @@ int FailWith(const FrontEnd& frontEnd, const std::vector<Finding>& findings) {
 
 /// Reads the whole block before the run does. True where nothing keeps it from being adjusted; else what does
 /// is told.
-bool BlockIsSound(const RunPaths& paths, const FrontEnd& frontEnd) {
+bool BlockIsSound(const RunPaths& paths, const RunOptions& options, const FrontEnd& frontEnd) {
   Diagnosis diagnosis;
-  frontEnd.Diagnose(paths, DiagnosisScope::BeforeRun, frontEnd.System, diagnosis);
+  frontEnd.Diagnose(paths, DiagnosisScope::BeforeRun, frontEnd.System, diagnosis, options.Overrides);
   if (diagnosis.ErrorNum() == 0) return true;
   for (const std::string& line : LinesOf(diagnosis, Severity::Error))
     std::fprintf(frontEnd.fErr, "%s\n", line.c_str());
@@ -113,6 +121,7 @@ RunOptions OptionsOf(const AdjustArguments& arguments) {
   options.At = ChoiceOf(arguments.szDevice);
   if (arguments.szKernels == "literal") options.Kernels = gpu::KernelForm::Literal;
   options.nDeviceMemory = ParseMemorySize(arguments.szDeviceMemory).value_or(0);
+  options.Overrides = OverridesOf(arguments.Settings);
   return options;
 }
 
@@ -168,9 +177,10 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
     if (!obstacle.empty()) return Fail(frontEnd, obstacle);
   }
   paths.szSettings = TellSettings(paths, frontEnd);
-  options.Notes = frontEnd.Check(paths, arguments.bIgnoreUnused);
+  TellRemarks(arguments.Settings, frontEnd);
+  options.Notes = frontEnd.Check(paths, arguments.bIgnoreUnused, options.Overrides);
   if (HasError(options.Notes)) return FailWith(frontEnd, options.Notes);
-  if (!arguments.bNoCheck && !BlockIsSound(paths, frontEnd)) return FailWith(frontEnd, {});
+  if (!arguments.bNoCheck && !BlockIsSound(paths, options, frontEnd)) return FailWith(frontEnd, {});
   if (paths.szOutput.empty()) paths.szOutput = JoinPath(FolderOf(paths.szProject), "OrvoBundleResult");
   if (!MakeOutputFolder(paths.szOutput, frontEnd.System)) {
     return Fail(frontEnd, "the output folder " + paths.szOutput +
@@ -218,6 +228,7 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
          "--settings", paths.szSettings,
          "settings, .xml or .ini [AdjPara.xml or AdjPara.ini beside the project, else beside the program]")
       ->type_name("FILE");
+  AddSettingOverrides(app, arguments->Settings);
   app.add_flag("--ignore-unused", arguments->bIgnoreUnused,
                "adjust also where a POS file is named and not used, or used and not named");
   app.add_flag("--no-check", arguments->bNoCheck,

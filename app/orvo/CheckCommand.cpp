@@ -6,13 +6,16 @@
 #include "base/PrintableName.h"
 #include "orvo/Command.h"
 #include "orvo/RunInputs.h"
+#include "orvo/SettingOptions.h"
+#include "settings/SettingRanges.h"
 
 namespace orvo {
 namespace {
 
 struct CheckArguments {
   RunPaths Paths;
-  bool bStrict = false;  ///< a warning is a failure, too
+  std::vector<std::string> Settings;  ///< KEY=VALUE, checked
+  bool bStrict = false;               ///< a warning is a failure, too
   bool bJson = false;
 };
 
@@ -63,7 +66,10 @@ int RunCheck(const CheckArguments& arguments, const FrontEnd& frontEnd) {
   } else {
     paths.szSettings = ChooseSettings(paths, frontEnd);
   }
-  frontEnd.Diagnose(paths, DiagnosisScope::Everything, frontEnd.System, diagnosis);
+  for (const std::string& remark : RemarksOn(arguments.Settings))
+    std::fprintf(frontEnd.fErr, "orvo check: %s.\n", PrintableName(remark).c_str());
+  frontEnd.Diagnose(paths, DiagnosisScope::Everything, frontEnd.System, diagnosis,
+                    OverridesOf(arguments.Settings));
   const int64_t fileNum = FileNumOf(paths);
   (arguments.bJson ? PrintJson : PrintLines)(diagnosis, fileNum, frontEnd.fOut);
   const bool failed = diagnosis.ErrorNum() > 0 || (arguments.bStrict && diagnosis.WarningNum() > 0);
@@ -81,6 +87,7 @@ std::function<int()> AddCheck(CLI::App& app, const FrontEnd& frontEnd) {
   app.add_option("--pos", paths.szPos, "GPS/IMU records")->type_name("FILE");
   app.add_option("--settings", paths.szSettings, "settings, .xml or .ini [those that orvo adjust would find]")
       ->type_name("FILE");
+  AddSettingOverrides(app, arguments->Settings);
   app.add_flag("--strict", arguments->bStrict, "exit with 1 when there are warnings, too");
   app.add_flag("--json", arguments->bJson, "print the findings as JSON");
   return [arguments, &frontEnd] { return RunCheck(*arguments, frontEnd); };

@@ -19,6 +19,7 @@ struct Command {
 std::span<const Command> Commands();
 
 std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd);
+std::function<int()> AddSettings(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddCheck(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddHelp(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddConvert(CLI::App& app, const FrontEnd& frontEnd);

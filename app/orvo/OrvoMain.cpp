@@ -15,6 +15,8 @@ namespace {
 constexpr Command kCommands[] = {
     {"adjust", "Adjust a block: orientations, cameras and points from its measurements", AddAdjust},
     {"check", "Find what is wrong with the files of a block before it is adjusted", AddCheck},
+    {"settings", "Write a settings file with every element explained, or tell what a setting means",
+     AddSettings},
     {"help", "Tell what a code of orvo check means", AddHelp},
     {"generate", "Generate a block with known truth, for tests and trials", AddGenerate},
     {"info", "Tell what files and folders hold: a block's size, heights, overlaps, memory", AddInfo},

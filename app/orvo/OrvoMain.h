@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <span>
 
 #include "base/Platform.h"
 #include "run/EntryPoint.h"
@@ -17,6 +18,8 @@ enum ExitCode : int { ExitDone = 0, ExitFailed = 1, ExitUsage = 2, ExitUnusable 
 using AdjustRunner = std::function<RunOutcome(RunPaths paths, const Platform& platform, std::FILE* console,
                                               const RunOptions& options)>;
 
+using Overrides = std::span<const SettingOverride>;
+
 /// What a subcommand works with.
 struct FrontEnd {
   std::string szProgram = {};  ///< argv[0]
@@ -25,10 +28,11 @@ struct FrontEnd {
   std::FILE* fErr = stderr;
   AdjustRunner Adjust = RunAdjustment;
   /// What is wrong with the files of a run, as CheckRunInputs tells it.
-  std::function<std::vector<Finding>(const RunPaths& paths, bool ignoreUnused)> Check = CheckRunInputs;
+  std::function<std::vector<Finding>(const RunPaths& paths, bool ignoreUnused, Overrides overrides)> Check =
+      CheckRunInputs;
   /// What else is wrong with them, as DiagnoseRun tells it.
   std::function<void(const RunPaths& paths, DiagnosisScope scope, const Platform& system,
-                     Diagnosis& diagnosis)>
+                     Diagnosis& diagnosis, Overrides overrides)>
       Diagnose = DiagnoseRun;
   /// The device platform of every choice; empty for that of the machine.
   std::function<std::unique_ptr<gpu::Device>()> MakeDevice = {};

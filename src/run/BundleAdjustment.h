@@ -9,7 +9,6 @@
 #include "base/Platform.h"
 #include "base/RunLog.h"
 #include "normal/NormalEquations.h"
-#include "records/AdjustmentSettings.h"
 #include "records/CameraTable.h"
 #include "records/FilePaths.h"
 #include "records/ImageTable.h"
@@ -20,6 +19,7 @@
 #include "records/RunProgress.h"
 #include "records/UnknownLayout.h"
 #include "run/InputGate.h"
+#include "settings/SettingSources.h"
 
 namespace orvo {
 namespace gpu {
@@ -51,6 +51,7 @@ class CBundleAdjustment {
 
   AdjustmentSettings Settings;            ///< written by the readers of settings alone
   RunLimits Limits = LimitsOf(Settings);  ///< the settings in force
+  SettingSources Sources;                 ///< where Settings come from
   FilePaths Paths;
   Platform System;
   InputFiles Inputs{System.Files};  ///< every file that the run reads, and the first fault among them
@@ -86,10 +87,9 @@ class CBundleAdjustment {
   void LogPrintf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   int CheckInputs();  ///< 0 when a file failed that the run reads; says so, once. R Inputs
   InputGate Gate() { return {Guard, Log, Paths, Images, Points}; }  ///< of a guarded run
-  int ReadSettings(Path path);     ///< 0 when the defaults stand. W Settings, Limits
+  int ReadSettings(Path path);     ///< 0 when the defaults stand. W Settings, Limits, Sources
   int ReadSettingsXml(Path path);  ///< the same
-  int SetOutputPath(Path project,
-                    std::string& output);  ///< makes the folder, empty: beside the project. W Paths
+  int SetOutputPath(Path project, std::string& output);  ///< makes it; empty: beside the project. W Paths
   int RunCpuAdjustment(Path project, Path gcp, Path pos, std::string& output);
   int RunGpuAdjustment(Path project, Path gcp, Path pos, std::string& output);
   int GenerateResults(Path project, Path gcp, Path output);

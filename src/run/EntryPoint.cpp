@@ -7,6 +7,7 @@
 #include "run/InputGate.h"
 #include "run/RunOutput.h"
 #include "run/RunVerdict.h"
+#include "run/SettingsReading.h"
 #include "verdict/RunTrack.h"
 
 namespace orvo {
@@ -146,6 +147,7 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   block.Guard.bGuarded = options.Rules == RunRules::Guarded;
   for (const Finding& note : options.Notes) TellNote(note, block.Guard, block.Log);
   block.ReadSettings(paths.szSettings);
+  OverrideSettings(block, options.Overrides);
   if (block.CheckInputs() == 1) run.Flow(paths, platform);
   block.CheckInputs();
   RunOutcome outcome = run.Outcome();

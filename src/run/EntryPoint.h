@@ -11,6 +11,7 @@
 #include "base/Platform.h"
 #include "check/Finding.h"
 #include "gpu/Device.h"
+#include "settings/SettingOverrides.h"
 #include "verdict/Judge.h"
 
 namespace orvo {
@@ -57,6 +58,8 @@ struct RunOptions {
   DeviceChoice At = DeviceChoice::FromSettings;
   gpu::KernelForm Kernels = gpu::KernelForm::Fast;
   int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has
+  /// Settings that count more than those of the file.
+  std::vector<SettingOverride> Overrides = {};
   /// What was found before the run, for it to tell.
   std::vector<Finding> Notes = {};
   /// The device platform; empty for that of the choice.

@@ -17,10 +17,11 @@ namespace orvo {
 namespace {
 
 /// What the settings make of a POS file.
-PosUse PosUseOf(const std::string& settings) {
+PosUse PosUseOf(const std::string& settings, std::span<const SettingOverride> overrides) {
   InputFiles inputs;
   AdjustmentSettings read;
   ReadSettingsFile(settings, inputs, read);
+  ApplyOverrides(overrides, read);
   return {read.Apply_GPS_Data, read.Apply_IMU_Data};
 }
 
@@ -79,12 +80,13 @@ std::vector<Finding> CheckPosIsUsed(const RunPaths& paths, bool used) {
            "Switch one on in the settings, or leave --pos away; --ignore-unused adjusts without", "A015"}};
 }
 
-std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused) {
+std::vector<Finding> CheckRunInputs(const RunPaths& paths, bool ignoreUnused,
+                                    std::span<const SettingOverride> overrides) {
   std::vector<Finding> findings = CheckAreFiles(paths);
   if (!findings.empty()) return findings;
   if (!paths.szSettings.empty() && ::access(paths.szSettings.c_str(), R_OK) == 0)
     Append(findings, CheckSettings(paths.szSettings, KnownSettings()));
-  const PosUse use = PosUseOf(paths.szSettings);
+  const PosUse use = PosUseOf(paths.szSettings, overrides);
   if (!ignoreUnused && !HasError(findings)) Append(findings, CheckPosIsUsed(paths, use.bGps || use.bImu));
 
   const std::string ovt = OvtPathOfProject(paths.szProject);

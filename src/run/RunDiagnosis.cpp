@@ -45,13 +45,15 @@ void CheckOddValues(const std::string& path, const AdjustmentSettings& settings,
 }
 
 /// The settings as the run will have them; what is wrong with them where that is asked for.
-AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope, Diagnosis& diagnosis) {
+AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope,
+                                std::span<const SettingOverride> overrides, Diagnosis& diagnosis) {
   AdjustmentSettings settings;
   const int64_t before = diagnosis.ErrorNum();
   if (scope == DiagnosisScope::Everything && !paths.szSettings.empty())
     DiagnoseSettings(paths.szSettings, KnownSettings(), diagnosis);
   InputFiles inputs;
   ReadSettingsFile(paths.szSettings, inputs, settings);
+  ApplyOverrides(overrides, settings);
   if (inputs.Any() && diagnosis.ErrorNum() == before)
     diagnosis.Add("A001", {paths.szSettings}, "the file can't be read: " + inputs.First().szReason,
                   "Check its path and permissions");
@@ -65,10 +67,11 @@ AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope, Dia
 
 }  // namespace
 
-void DiagnoseRun(const RunPaths& paths, DiagnosisScope scope, const Platform& system, Diagnosis& diagnosis) {
+void DiagnoseRun(const RunPaths& paths, DiagnosisScope scope, const Platform& system, Diagnosis& diagnosis,
+                 std::span<const SettingOverride> overrides) {
   const MemoryPurpose purpose("the check of the block");
   const int64_t before = diagnosis.ErrorNum();
-  const AdjustmentSettings settings = ReadSettings(paths, scope, diagnosis);
+  const AdjustmentSettings settings = ReadSettings(paths, scope, overrides, diagnosis);
   const bool settingsHold = diagnosis.ErrorNum() == before;
   SurveyFiles files{paths.szProject, "", paths.szGcp, paths.szPos, paths.szSettings};
   SurveyBlock block;

@@ -8,7 +8,7 @@
 #include "block/SettingsText.h"
 #include "run/BundleAdjustment.h"
 #include "run/SettingsReading.h"
-#include "settings/SettingsTable.h"
+#include "settings/SettingValues.h"
 
 namespace orvo {
 namespace {
@@ -38,7 +38,7 @@ void AssignTo(AdjustmentSettings& owner, const Setting& setting, std::string_vie
   std::visit([&](auto field) { Assign(owner.*field, setting, text, xml); }, setting.field);
 }
 
-void ReadColons(TextReader& file, AdjustmentSettings& settings) {
+void ReadColons(TextReader& file, AdjustmentSettings& settings, SettingList& written) {
   std::string_view line;
   while (file.Next(line)) {
     // The last colon ends the key, so a second one on the line makes the key unknown.
@@ -48,6 +48,7 @@ void ReadColons(TextReader& file, AdjustmentSettings& settings) {
     for (const Setting& setting : SettingsTable()) {
       if (setting.szColonKey != nullptr && key == setting.szColonKey) {
         AssignTo(settings, setting, line.substr(colon + 1), false);
+        written.push_back(&setting);
       }
     }
   }
@@ -55,7 +56,8 @@ void ReadColons(TextReader& file, AdjustmentSettings& settings) {
 
 }  // namespace
 
-void ReadSettingsXmlFile(const std::string& path, InputFiles& inputs, AdjustmentSettings& settings) {
+void ReadSettingsXmlFile(const std::string& path, InputFiles& inputs, AdjustmentSettings& settings,
+                         SettingList* written) {
   std::string text;  // the document is made of it
   pugi::xml_document document;
   // Without a file, too, the elements below assign: as if each were empty.
@@ -65,25 +67,29 @@ void ReadSettingsXmlFile(const std::string& path, InputFiles& inputs, Adjustment
     if (setting.szXmlElement != nullptr) {
       AssignTo(settings, setting, document.child(setting.szXmlParent).child_value(setting.szXmlElement),
                true);
+      if (written != nullptr) written->push_back(&setting);
     }
   }
 }
 
-bool ReadSettingsFile(const std::string& path, InputFiles& inputs, AdjustmentSettings& settings) {
+bool ReadSettingsFile(const std::string& path, InputFiles& inputs, AdjustmentSettings& settings,
+                      SettingList* written) {
   const std::string extension = TextFromLastDot(path);
   if (extension == ".xml" || extension == ".XML") {
-    ReadSettingsXmlFile(path, inputs, settings);
+    ReadSettingsXmlFile(path, inputs, settings, written);
     return true;
   }
   TextReader file(&inputs);
   if (path.empty() || !file.Open(path, kReadAsSettings)) return false;
-  ReadColons(file, settings);
+  SettingList keys;
+  ReadColons(file, settings, written == nullptr ? keys : *written);
   return true;
 }
 
 int CBundleAdjustment::ReadSettings(const std::string& path) {
   const MemoryPurpose purpose("the settings");
-  const bool read = ReadSettingsFile(path, Inputs, Settings);
+  Sources = {};
+  const bool read = ReadSettingsFile(path, Inputs, Settings, &Sources.InFile);
   Limits = LimitsOf(Settings);
   if (read) return 1;
   LogPrintf("Open initial parameter file failed!\n");
@@ -92,9 +98,21 @@ int CBundleAdjustment::ReadSettings(const std::string& path) {
 }
 
 int CBundleAdjustment::ReadSettingsXml(const std::string& path) {
-  ReadSettingsXmlFile(path, Inputs, Settings);
+  Sources = {};
+  ReadSettingsXmlFile(path, Inputs, Settings, &Sources.InFile);
   Limits = LimitsOf(Settings);
   return 1;
+}
+
+void OverrideSettings(CBundleAdjustment& run, std::span<const SettingOverride> overrides) {
+  if (overrides.empty()) return;
+  ApplyOverrides(overrides, run.Settings);
+  run.Limits = LimitsOf(run.Settings);
+  for (const SettingOverride& one : overrides) {
+    run.Sources.OnCommandLine.push_back(one.pSetting);
+    run.Log.Print(">>Setting %s: %s (command line)\n", one.pSetting->szName,
+                  ValueText(*one.pSetting, run.Settings).c_str());
+  }
 }
 
 }  // namespace orvo

@@ -28,9 +28,8 @@ Ended Call(std::vector<std::string> arguments, const Finder& finder = {}) {
   frontEnd.fOut = out.Stream();
   frontEnd.fErr = err.Stream();
   if (finder) {
-    frontEnd.Diagnose = [&](const RunPaths&, DiagnosisScope, const Platform&, Diagnosis& diagnosis) {
-      finder(diagnosis);
-    };
+    frontEnd.Diagnose = [&](const RunPaths&, DiagnosisScope, const Platform&, Diagnosis& diagnosis,
+                            Overrides) { finder(diagnosis); };
   }
   Ended ended;
   ended.nExit = OrvoMain(static_cast<int>(argv.size()), argv.data(), frontEnd);

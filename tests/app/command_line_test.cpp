@@ -55,8 +55,8 @@ Ended Call(const std::vector<std::string>& arguments,
   frontEnd.System = MadeUpPlatform(777, 3);
   frontEnd.MakeDevice = device;
   if (!checked) {
-    frontEnd.Check = [](const RunPaths&, bool) { return std::vector<Finding>(); };
-    frontEnd.Diagnose = [](const RunPaths&, DiagnosisScope, const Platform&, Diagnosis&) {};
+    frontEnd.Check = [](const RunPaths&, bool, Overrides) { return std::vector<Finding>(); };
+    frontEnd.Diagnose = [](const RunPaths&, DiagnosisScope, const Platform&, Diagnosis&, Overrides) {};
   }
   frontEnd.fOut = std::tmpfile();
   frontEnd.fErr = std::tmpfile();
