@@ -27,5 +27,6 @@ std::function<int()> AddExport(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddGenerate(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddInfo(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddImport(CLI::App& app, const FrontEnd& frontEnd);
+std::function<int()> AddReport(CLI::App& app, const FrontEnd& frontEnd);
 
 }  // namespace orvo

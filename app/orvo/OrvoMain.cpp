@@ -15,6 +15,7 @@ namespace {
 constexpr Command kCommands[] = {
     {"adjust", "Adjust a block: orientations, cameras and points from its measurements", AddAdjust},
     {"check", "Find what is wrong with the files of a block before it is adjusted", AddCheck},
+    {"report", "Make the page of a run of its summary.json", AddReport},
     {"settings", "Write a settings file with every element explained, or tell what a setting means",
      AddSettings},
     {"help", "Tell what a code of orvo check means", AddHelp},

@@ -17,6 +17,9 @@ namespace {
 /// Iterations that are done whatever the corrections are.
 constexpr int32_t kLeastIterationNum = 3;
 
+/// Of the time of an iteration, as a rule; the solution takes the rest.
+constexpr double kShareOfSums = 0.3;
+
 /// Products of the prediction at most; each reads the points anew where they are in several sections.
 constexpr int32_t kPredictionSteps = 10, kPredictionStepsInSections = 4;
 
@@ -50,6 +53,7 @@ GpuIteration::GpuIteration(const GpuBundleParts& parts, const GpuBundleCalls& ca
 bool GpuIteration::Iterate() {
   const AdjustmentSettings& settings = Parts.Settings;
   do {
+    Advance(0);
     if (!ComputeSums()) return false;
     AddPosAndDamping();
     if (!SolvePcg() || !Predict()) return false;
@@ -69,15 +73,15 @@ void GpuIteration::AddPosAndDamping() {
     vRightSide = r;
   }
   Log.Print(">>>>Adding damping coefficients....\n");
-  const double mu =
-      ChoosePackedDamping(Parts.Settings, Parts.Frame.bSevenParamApplied, nIteration, Parts.Limits);
-  AddPackedDamping(Blocks, mu, M, damp);
+  fMu = ChoosePackedDamping(Parts.Settings, Parts.Frame.bSevenParamApplied, nIteration, Parts.Limits);
+  AddPackedDamping(Blocks, fMu, M, damp);
 }
 
 bool GpuIteration::SolvePcg() {
   // The blocks stay the same through all steps.
   const PackedPreconditioner preconditioner(Blocks, M, nThreads);
   Log.Print(">>>>Start PCG iteration %d\n", nIteration);
+  int32_t done = 0;
   const PackedPcgOutcome outcome = SolvePackedPcg(
       Product(),
       [&](const std::vector<double>& from, std::vector<double>& z) { preconditioner.Apply(from, z); },
@@ -88,6 +92,8 @@ bool GpuIteration::SolvePcg() {
       [&](const PackedPcgStep& step) {
         Log.Print(">>>>>>Forcing sequence: %.9lf\t %.9lf\t %.9lf\t %.9lf\t %.9lf\n", step.fResidualNorm,
                   step.fDirectionProduct, step.fAlpha, step.fBeta, step.fEta);
+        ++done;
+        Advance(kShareOfSums + (1 - kShareOfSums) * done / std::max(Parts.Limits.Max_PCG_Iteration_Num, 1));
       });
   if (!outcome.bDone) return false;
   nPcgDone = outcome.nStepNum;
@@ -95,6 +101,10 @@ bool GpuIteration::SolvePcg() {
     Log.Print(">>Get the smallest forcing sequence coef:%lf\n", outcome.fBestEta);
   }
   return !HasFault();
+}
+
+void GpuIteration::Advance(double share) const {
+  if (pVerdict != nullptr && pVerdict->Advance) pVerdict->Advance(share);
 }
 
 bool GpuIteration::IsLastStep() const {
@@ -134,6 +144,8 @@ bool GpuIteration::Step() {
   Log.Print(">>>>PCG iteration times:%d\n", nPcgDone);
   Log.Print(">>>>Max correction value:%12.6lf\n\n", fMaxCorrection);
   if (finite) Calls.UpdateUnknowns(x.data());
+  if (pVerdict != nullptr && pVerdict->NoteStep)
+    pVerdict->NoteStep({std::fabs(fMaxCorrection), nPcgDone, fMu});
   RefreshOrientationArrays(Parts.Images.Kept(), Parts.Cameras.Usable(), Parts.Residuals, State);
   ++nIteration;
   return finite;

@@ -49,11 +49,20 @@ struct GpuBundleCalls {
   std::function<void(const double* x)> UpdateUnknowns;
 };
 
+/// What one iteration did.
+struct GpuStepNote {
+  double fLargest = 0;  ///< correction; not finite where it was not applied
+  int32_t nPcgSteps = 0;
+  double fMu = 0;  ///< damping
+};
+
 /// What the verdict of a guarded run gives and takes.
 struct GpuBundleVerdict {
   double fLeastMeanSquare = 0;  ///< smaller ones of the residuals (working units) count as this
   double fEnoughShare = 0;      ///< of the sum of squares: the prediction ends above it
   std::function<void(double meanSquareX, double meanSquareY)> NoteIteration;
+  std::function<void(double share)> Advance;  ///< how much of the iteration in hand is done, 0 to 1
+  std::function<void(const GpuStepNote& note)> NoteStep;
   /// Takes out of a vector of the unknowns what lies along the ways in which a free block moves as a whole.
   std::function<void(std::vector<double>& r)> RemoveDatum;
   bool& bSingular;                         ///< the last step was no number

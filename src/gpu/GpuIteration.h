@@ -43,6 +43,7 @@ class GpuIteration {
   bool SolvePcg();
   bool Predict();
   bool IsLastStep() const;
+  void Advance(double share) const;
   bool Step();
 
   // Steps that both phases take.
@@ -75,6 +76,7 @@ class GpuIteration {
   float fStatistics[4] = {};
   double fMeanSquares = 0;  ///< of the residuals, x and y together
   double fMaxCorrection = 0;
+  double fMu = 0;  ///< damping of the iteration
   std::vector<double> x, r, M, damp;
   std::vector<double> vUndamped, vRightSide;  ///< of the iteration, for the verdict
   std::vector<float> fStaging;

@@ -34,4 +34,12 @@ double DampingFactor(const DampingSchedule& schedule, int32_t iteration) {
   return PowerBySquaring(100.0 * schedule.fBase, iteration) * schedule.fCoefficient;
 }
 
+int32_t IterationsAtMost(const DampingSchedule& schedule, int32_t most) {
+  constexpr double kFrozen = 1e8;
+  int32_t iteration = 0;
+  while (iteration + 1 < most && !(DampingFactor(schedule, iteration) >= kFrozen)) ++iteration;
+  // There is one at least.
+  return iteration + 1;
+}
+
 }  // namespace orvo

@@ -31,4 +31,8 @@ RunLimits LimitsOfIteration(RunLimits limits);
 /// to the power k, which freezes the block at once.
 double DampingFactor(const DampingSchedule& schedule, int32_t iteration);
 
+/// How many iterations there can be: `most`, or fewer where the damping lets no unknown move any longer, so
+/// that the corrections fall below any threshold.
+int32_t IterationsAtMost(const DampingSchedule& schedule, int32_t most);
+
 }  // namespace orvo

@@ -151,6 +151,7 @@ void MergeThread(int32_t thread, int processors, NormalEquations& normal, Residu
   residuals.fResidualSquareSumY += buffers.pThreadResidualSquareSum[k][1];
   residuals.nValidImagePointNum += buffers.pThreadValidNum[k];
   const AssemblyOutput& out = buffers.pThreadOutput[k];
+  residuals.nGrossImagePointNum += out.nGrossNum;
   residuals.fMaxResidualX = std::max(residuals.fMaxResidualX, out.fMaxX);
   residuals.fMaxResidualY = std::max(residuals.fMaxResidualY, out.fMaxY);
   residuals.fMinResidualX = std::min(residuals.fMinResidualX, out.fMinX);

@@ -13,6 +13,7 @@ struct ResidualStatistics {
   double fRmsResidualX = kPlausible, fRmsResidualY = kPlausible;
   double dControlResidual[6] = {}, dCheckResidual[6] = {};  ///< mean X, Y, Z, RMSE X, Y, Z
   int32_t nValidImagePointNum = 0;
+  int64_t nGrossImagePointNum = 0;  ///< of the pass over all points, beside the valid ones
   double fMaxResidualX = -1e308, fMaxResidualY = -1e308, fMinResidualX = 1e308, fMinResidualY = 1e308;
 
   static constexpr double kPlausible = 100.0 * 0.001;

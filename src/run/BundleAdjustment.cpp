@@ -7,6 +7,7 @@
 #include "normal/PointOrder.h"
 #include "normal/ThreadBuffers.h"
 #include "results/ResidualWriter.h"
+#include "run/RunWatch.h"
 #include "verdict/RunTrack.h"
 
 namespace orvo {

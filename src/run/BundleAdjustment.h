@@ -31,6 +31,7 @@ class ResidualWriter;
 class TextReader;
 class TextWriter;
 struct RunTrack;
+class RunWatch;
 /// Operations return 1 when done and 0 when not, after a message, unless told otherwise; R and W name the
 /// parts that they read and write. Their work is done by functions over these parts, in the room of each
 /// group.
@@ -59,6 +60,7 @@ class CBundleAdjustment {
   RunLog Log;
   RunProgress Progress;
   RunGuard Guard;
+  std::unique_ptr<RunWatch> pWatch;  ///< the course of a guarded run; null in a classic one
   std::unique_ptr<RunTrack> pTrack;  ///< what a guarded run remembers for its verdict; null in a classic one
   ImageTable Images;
   CameraTable Cameras;
@@ -116,8 +118,7 @@ class CBundleAdjustment {
   int ReadGcpForResample(int64_t& objectCount, int64_t& imageCount, TextReader& file);
 
   // ==== geometry/ =====================================================================================
-  /// Intersects the points of the section in memory. R Images, Cameras, Frame; W Points, Residuals
-  int ComputeTiePoints(int32_t section);
+  int ComputeTiePoints(int32_t section);  ///< in memory. R Images, Cameras, Frame; W Points, Residuals
   int ComputeTiePointsThreaded(int32_t section);  ///< the same without statistics
   /// Lays out the unknowns, transforms the orientations onto control points or GPS positions (-1 where that
   /// fails). R Settings, Cameras, Points; W Limits, Unknowns, Normal, Images, Frame
@@ -184,9 +185,8 @@ class CBundleAdjustment {
   /// Selector 0: OrvoResult.ovc and .rst; 1: OrvoResult_gcp.rst. R Settings, Images, Cameras; W Residuals
   int WriteResultForm(Path project, Path gcp, int selector);
   int WriteResultOvt();  ///< the last step of a run. R Images, Cameras; W Points, Limits
-  int WriteCorrections(int32_t iteration, const double* x);  ///< nUnknownNum values
-  int WriteResidualsCpu(int32_t iteration,
-                        int32_t section);  ///< R Residuals; W Normal: residuals into file units
+  int WriteCorrections(int32_t iteration, const double* x);   ///< nUnknownNum values
+  int WriteResidualsCpu(int32_t iteration, int32_t section);  ///< into file units. R Residuals; W Normal
   void WriteResidualsBesideTheRun();  ///< from here on it takes them out of the buffers and does not wait
   void FinishResidualFiles();         ///< waits for the last one
   int WriteResidualsGpu(int32_t iteration, int32_t number, const gpu::GpuResidualTable& table);

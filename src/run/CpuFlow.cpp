@@ -3,6 +3,7 @@
 #include "block/ProjectForm.h"
 #include "normal/UnknownStorage.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunCourse.h"
 #include "run/RunVerdict.h"
 
 namespace orvo {
@@ -35,6 +36,7 @@ int CpuFlow::Read(std::string& output) {
   if (adjusts) {
     Run.LogPrintf(">>Pre-reading data...\n");
     const int counted = Run.PreReadData(szProject, szGcp);
+    RunCourse(Run).NoteFileCounts();
     if (!Run.Gate().CountsHold() || counted == 0) return 0;
   } else {
     NameProjectFiles(szProject, szGcp, Run.Paths);
@@ -64,6 +66,7 @@ int CpuFlow::Prepare() {
   if (PreparePoints() == 0 || !Run.Gate().PointsHold()) return 0;
   ReadPosData();
   if (Run.CheckInputs() == 0) return 0;
+  RunCourse(Run).BeginPhase(report::RunPhase::Preparing);
 
   Run.LogPrintf(">>Adjustment preprocessing...\n");
   if (Run.PrepareAdjustment() != 1) return 0;
@@ -74,7 +77,10 @@ int CpuFlow::Prepare() {
     Run.NormalizeData();
   }
   Run.LogPrintf(">>Computing sub-matrix position...\n");
-  return Run.ComputeSubMatrixPosition();
+  if (Run.ComputeSubMatrixPosition() == 0) return 0;
+  RunCourse(Run).NoteCounts();
+  RunCourse(Run).BeginPhase(report::RunPhase::Iterating);
+  return 1;
 }
 
 int CpuFlow::PreparePoints() {
@@ -120,6 +126,8 @@ int CpuFlow::Iterate() {
   int32_t iteration = 0;
   do {
     residuals.nValidImagePointNum = 0;
+    residuals.nGrossImagePointNum = 0;
+    RunCourse(Run).BeginIteration();
     residuals.fResidualSumX = residuals.fResidualSumY = 0;
     residuals.fResidualSquareSumX = residuals.fResidualSquareSumY = 0;
     MakeEquations(Run.Normal, Run.Unknowns.nUnknownNum, Run.Limits.Apply_PCG_Model);
@@ -161,11 +169,13 @@ int CpuFlow::AddSection(int32_t iteration, int32_t section) {
     Run.LogPrintf("Error!Building normal equation for section %d failed!\n", iteration);
     return 0;
   }
+  RunCourse(Run).Advance(kShareOfSums * (section + 1) / Run.Points.Sections.Count());
   if (several) Run.ReleaseSectionPoints();
   return 1;
 }
 
 int CpuFlow::Finish() {
+  RunCourse(Run).BeginPhase(report::RunPhase::Writing);
   if (Run.Limits.Coor_Normalization) {
     Run.LogPrintf(">>Unnormalizing data...\n");
     Run.RestoreData();
@@ -189,6 +199,7 @@ int CpuFlow::Finish() {
   Run.LogPrintf(">>Out put points data...\n");
   Run.WriteResultOvt();
   RunVerdict(Run).JudgeRun();
+  RunCourse(Run).Report();
   Run.Outputs.bOutputsWritten = Run.CheckInputs() == 1;
   return Run.Outputs.bOutputsWritten ? 1 : 0;
 }
@@ -206,6 +217,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     FinishResidualFiles();
     return 0;
   }
+  RunCourse(*this).BeginPhase(report::RunPhase::Judging);
   RunVerdict(*this).JudgePoints();
   return flow.Finish();
 }
@@ -214,6 +226,7 @@ int CBundleAdjustment::GenerateResults(const std::string& project, const std::st
                                        const std::string& /*output*/) {
   Paths.szGcpPath = gcp;
   SetEndTick(System.TickMilliseconds());
+  RunCourse(*this).BeginPhase(report::RunPhase::Writing);
   LogPrintf(">>Generating result file...\n");
   if (!Settings.Direct_Intersection && Settings.Absolute_Orientation) WriteResultForm(project, gcp, 0);
   WriteResultForm(project, gcp, 1);
@@ -222,6 +235,7 @@ int CBundleAdjustment::GenerateResults(const std::string& project, const std::st
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
   RunVerdict(*this).JudgeRun();
+  RunCourse(*this).Report();
   Outputs.bOutputsWritten = CheckInputs() == 1;
   return Outputs.bOutputsWritten ? 1 : 0;
 }

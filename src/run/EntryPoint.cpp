@@ -5,8 +5,10 @@
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
+#include "run/RunCourse.h"
 #include "run/RunOutput.h"
 #include "run/RunVerdict.h"
+#include "run/RunWatch.h"
 #include "run/SettingsReading.h"
 #include "verdict/RunTrack.h"
 
@@ -42,10 +44,12 @@ std::unique_ptr<gpu::Device> MakeDeviceOf(DeviceChoice choice, const Platform& p
 }
 
 OutputFate FateOf(RunRules rules, const RunOutcome& outcome, bool strict) {
-  if (!outcome.szFault.empty()) return OutputFate::Discard;
   // A classic run that ends early leaves what it has written until then, as it always did.
-  if (rules == RunRules::Classic) return outcome.bDone ? OutputFate::Replace : OutputFate::Add;
-  if (!outcome.bDone || outcome.nOutputFailureNum > 0) return OutputFate::Discard;
+  if (rules == RunRules::Classic) {
+    if (!outcome.szFault.empty()) return OutputFate::Discard;
+    return outcome.bDone ? OutputFate::Replace : OutputFate::Add;
+  }
+  if (!outcome.szFault.empty() || !outcome.bDone || outcome.nOutputFailureNum > 0) return OutputFate::Failed;
   const Grade limit = strict ? Grade::Doubtful : Grade::Unusable;
   return outcome.Judgement.Result >= limit ? OutputFate::Unusable : OutputFate::Replace;
 }
@@ -81,6 +85,9 @@ std::string OneRun::Begin(RunPaths& paths) {
   if (Options.Rules == RunRules::Guarded) {
     ExpectInputs(paths, Block.Inputs);
     Block.pTrack = std::make_unique<RunTrack>();
+    Block.pWatch = std::make_unique<RunWatch>(Block.System.TickMilliseconds, Options, paths);
+    RunCourse(Block).Begin();
+    Block.Guard.OnNote = [this](const Finding& note) { Block.pWatch->Found(note); };
   }
   const bool folderIsThere = Block.SetOutputPath(paths.szProject, paths.szOutput) == 1;
   std::string refusal = BeginOutput(Block.Outputs.Folder, Block.Paths.szOutputPath, paths, folderIsThere);
@@ -123,9 +130,13 @@ RunOutcome OneRun::Outcome() {
     outcome.bDone = false;
     outcome.szFault = FaultText(Block.Inputs.First());
   }
-  if (!outcome.bDone) RunVerdict(Block).JudgeFailure();
+  if (!outcome.bDone) {
+    RunVerdict(Block).JudgeFailure();
+    RunCourse(Block).ReportFailure(outcome);
+  }
   if (Block.pTrack) outcome.Judgement = std::move(Block.pTrack->Judgement);
   EndOutput(Block.Outputs.Folder, Block.Log, Options, outcome);
+  RunCourse(Block).End();
   return outcome;
 }
 

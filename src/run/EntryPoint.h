@@ -11,6 +11,8 @@
 #include "base/Platform.h"
 #include "check/Finding.h"
 #include "gpu/Device.h"
+#include "report/RunObserver.h"
+#include "run/ReportChoice.h"
 #include "settings/SettingOverrides.h"
 #include "verdict/Judge.h"
 
@@ -62,6 +64,8 @@ struct RunOptions {
   std::vector<SettingOverride> Overrides = {};
   /// What was found before the run, for it to tell.
   std::vector<Finding> Notes = {};
+  report::RunObserver* pObserver = nullptr;  ///< of a guarded run
+  ReportChoice Report = {};                  ///< of a guarded run
   /// The device platform; empty for that of the choice.
   std::function<std::unique_ptr<gpu::Device>()> MakeDevice;
 };

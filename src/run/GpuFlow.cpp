@@ -3,6 +3,7 @@
 #include "block/GcpPoints.h"
 #include "gpu/GpuBundle.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunCourse.h"
 #include "run/RunVerdict.h"
 #include "solver/Prediction.h"
 #include "verdict/DatumDirections.h"
@@ -15,6 +16,7 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
   SetStartTick(System.TickMilliseconds());
   LogPrintf(">>Reading data...\n");
   const int counted = PreReadData(project, gcp);
+  RunCourse(*this).NoteFileCounts();
   if (CheckInputs() == 0) return 0;
   if (!Gate().CountsHold() || counted == 0 || ReadProject(project, gcp) == 0 || CheckInputs() == 0) return 0;
   if (Settings.Direct_Intersection && !Gate().WholeProjectHolds()) return 0;
@@ -37,11 +39,14 @@ int CBundleAdjustment::RunGpuAdjustment(const std::string& project, const std::s
     ReadPosData(pos);
     if (CheckInputs() == 0) return 0;
   }
+  RunCourse(*this).BeginPhase(report::RunPhase::Preparing);
   LogPrintf(">>Preprocessing data...\n");
   if (PrepareAdjustment() != 1) return 0;
   RunVerdict(*this).NoteStart(pos);
   ComputeNormalization();
   NormalizeData();
+  RunCourse(*this).NoteCounts();
+  RunCourse(*this).BeginPhase(report::RunPhase::Iterating);
   RunGpuBundle(project, gcp, output);
   FreeFixedDeviceMemory();
   return 1;
@@ -71,6 +76,13 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
     verdict.emplace(gpu::GpuBundleVerdict{
         least * least, 2 * DecreaseLimit(DecreaseBasisOf(Limits, Unknowns, Images, Points)) / 100,
         [this](double squareX, double squareY) { RunVerdict(*this).NoteIteration(squareX, squareY); },
+        [this](double share) {
+          if (share <= 0) return RunCourse(*this).BeginIteration();
+          RunCourse(*this).Advance(share);
+        },
+        [this](const gpu::GpuStepNote& note) {
+          RunCourse(*this).EndIteration(note.fLargest, note.nPcgSteps, note.fMu);
+        },
         [this](std::vector<double>& r) {
           if (IsFree(Points, Limits)) RemoveDatum(Layout(), Images.Kept(), r);
         },
@@ -86,8 +98,10 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   }
   SetLmIterationDone(outcome.nIterationNum);
   SetEndTick(System.TickMilliseconds());
+  RunCourse(*this).BeginPhase(report::RunPhase::Judging);
   RunVerdict(*this).JudgePoints();
   RestoreData();
+  RunCourse(*this).BeginPhase(report::RunPhase::Writing);
   LogPrintf(">>Generating adjustment report...\n");
   WriteReport();
   if (CheckInputs() == 0) return 0;
@@ -96,6 +110,7 @@ int CBundleAdjustment::RunGpuBundle(const std::string& project, const std::strin
   if (CheckInputs() == 0) return 0;
   WriteResultOvt();
   RunVerdict(*this).JudgeRun();
+  RunCourse(*this).Report();
   Outputs.bOutputsWritten = CheckInputs() == 1;
   return Outputs.bOutputsWritten ? 1 : 0;
 }

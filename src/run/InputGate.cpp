@@ -93,6 +93,7 @@ bool InputGate::WholeProjectHolds() {
 
 void TellNote(const Finding& note, RunGuard& guard, RunLog& log) {
   guard.Notes.push_back(note);
+  if (guard.OnNote) guard.OnNote(note);
   log.Print("%s\n", TextOf(note).c_str());
 }
 

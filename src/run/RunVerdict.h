@@ -39,8 +39,10 @@ class RunVerdict {
   /// points.
   void JudgeFailure();
 
- private:
+  /// Control and check points as the GCP file has them.
   GroundPoints ReadGroundPoints();
+
+ private:
   EverySection SectionsOf();
   PointPass& PassWithoutAdjustment();
   void PassOverTextProject();

@@ -6,6 +6,7 @@
 #include "geometry/OrvoMatrix.h"
 #include "results/CorrectionFiles.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunCourse.h"
 #include "solver/LmStep.h"
 #include "solver/Prediction.h"
 #include "solver/SparseSolve.h"
@@ -32,8 +33,13 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
                           System.ProcessorCount()};
   const PcgLimits limits{Limits.Max_PCG_Iteration_Num, Limits.PCG_IGN_Converge_Threshold};
   const PredictionBasis* prediction = pTrack ? &basis : nullptr;
-  const LmStep step = Limits.Apply_PCG_Model ? SolveSparseStep(layout, limits, prediction, Normal, Log)
-                                             : SolveDenseStep(layout, prediction, Normal);
+  const auto stepDone = [&](int32_t number) {
+    const int32_t most = std::max(limits.nMaxIterationNum, 1);
+    RunCourse(*this).Advance(kShareOfSums + (1 - kShareOfSums) * number / most);
+  };
+  const LmStep step = Limits.Apply_PCG_Model
+                          ? SolveSparseStep(layout, limits, prediction, Normal, Log, stepDone)
+                          : SolveDenseStep(layout, prediction, Normal);
   const bool isStep = step.IsStep();
   if (pTrack) pTrack->bSingular = !isStep;
   if (step.fPredictedShare) pTrack->fPredictedShare = step.fPredictedShare;
@@ -45,6 +51,8 @@ int CBundleAdjustment::SolveAndUpdate(int32_t iteration) {
   if (!isStep || Settings.LM_Converge_Threshold > std::fabs(largest)) Progress.bConverged = true;
   if (isStep) UpdateUnknowns(step.x.data());
   LogPrintf(">>%lf\t%lf\t%lf\n", largest, Residuals.fRmsResidualX, Residuals.fRmsResidualY);
+  RunCourse(*this).EndIteration(isStep ? std::fabs(largest) : std::nan(""), step.nPcgSteps,
+                                pTrack ? pTrack->fMu : 0);
   return 1;
 }
 

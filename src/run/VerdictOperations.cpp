@@ -5,6 +5,7 @@
 #include "geometry/TiePoints.h"
 #include "results/MeasuredPoint.h"
 #include "run/BundleAdjustment.h"
+#include "run/RunCourse.h"
 #include "run/RunVerdict.h"
 #include "verdict/VerdictNotes.h"
 #include "verdict/VerdictOfRun.h"
@@ -46,6 +47,7 @@ PointPass& RunVerdict::PassWithoutAdjustment() {
     run.pTrack->Pass.emplace(
         PassInputOf(run.Settings, run.Images, run.Cameras, run.Residuals, run.Settings.Image_Coor_Scale),
         run.System.ProcessorCount());
+    RunCourse(run).BeginPass(run.Settings.Image_Coor_Scale);
   }
   return *run.pTrack->Pass;
 }
@@ -62,6 +64,12 @@ void RunVerdict::PassOverTextProject() {
   std::vector<ObjectPointRecord> points;
   std::vector<ImagePointRecord> measurements;
   MeasuredPoint point;
+  const auto takeBatch = [&] {
+    pass.Add(points, measurements);
+    RunCourse(run).PassOver(points, measurements);
+    points.clear();
+    measurements.clear();
+  };
   for (int64_t i = 0; i < header.nObjectPointNum && !file.AtEnd(); ++i) {
     const int32_t measureNum = point.ReadHead(file);
     point.ReadMeasurements(file, measureNum, references, run.Settings.Image_Coor_Scale);
@@ -69,11 +77,9 @@ void RunVerdict::PassOverTextProject() {
     points.push_back(point.Record);
     measurements.insert(measurements.end(), point.Measurements.begin(), point.Measurements.end());
     if (points.size() < kBatch) continue;
-    pass.Add(points, measurements);
-    points.clear();
-    measurements.clear();
+    takeBatch();
   }
-  pass.Add(points, measurements);
+  takeBatch();
 }
 
 void RunVerdict::NoteHeights() {
@@ -103,17 +109,27 @@ void RunVerdict::NoteIteration(double meanSquareX, double meanSquareY) {
 void RunVerdict::JudgePoints() {
   if (!run.pTrack) return;
   const EverySection sections = SectionsOf();
+  RunCourse(run).BeginPass(1);
+  // Points in several sections are read for both passes at once.
+  const EverySection sectionsOfBoth = [&](const std::function<void(PointSpan, MeasurementSpan)>& take) {
+    sections([&](PointSpan points, MeasurementSpan measurements) {
+      take(points, measurements);
+      RunCourse(run).PassOver(points, measurements);
+    });
+  };
   orvo::JudgePoints(PassInputOf(run.Settings, run.Images, run.Cameras, run.Residuals),
-                    run.System.ProcessorCount(), sections, *run.pTrack);
+                    run.System.ProcessorCount(), sectionsOfBoth, *run.pTrack);
   NoteHeights();
   CountParts(sections, run.Images, run.Cameras, *run.pTrack);
   NotePositions({run.Limits, run.Unknowns, run.Images, run.Normal.pPosParams, run.Frame.dCoorScale},
                 *run.pTrack);
+  RunCourse(run).EndPass();
 }
 
 void RunVerdict::JudgeSectionPoints(std::span<const ObjectPointRecord> points) {
   if (!run.pTrack || (!run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation)) return;
   PassWithoutAdjustment().Add(points, run.Points.pImagePoints);
+  RunCourse(run).PassOver(points, run.Points.pImagePoints);
 }
 
 void RunVerdict::JudgeRun() {

@@ -53,11 +53,11 @@ LmStep SolveDenseStep(const StepLayout& layout, const PredictionBasis* predictio
 }
 
 LmStep SolveSparseStep(const StepLayout& layout, const PcgLimits& limits, const PredictionBasis* prediction,
-                       NormalEquations& normal, RunLog& log) {
+                       NormalEquations& normal, RunLog& log, const std::function<void(int32_t)>& stepDone) {
   LmStep step;
   step.x.resize(static_cast<size_t>(layout.nOrder));
   const SparseSystem system{normal.pSubMatrices, layout.vRowPosition, layout.nOrder, layout.nProcessors};
-  SolveSparse(system, normal.pConstVector, limits, log, step.x.data());
+  step.nPcgSteps = SolveSparse(system, normal.pConstVector, limits, log, step.x.data(), stepDone);
   if (prediction && AllFinite(step.x) && prediction->IsLast(step.x)) {
     TakeOffDamping(static_cast<int32_t>(layout.vRowPosition.size()), prediction->fMu, normal);
     step.fPredictedShare = PredictSparse(system, normal.pConstVector, step.x, *prediction);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -22,6 +23,7 @@ struct LmStep {
   std::vector<double> x;
   std::vector<double> Remainder;          ///< dense form: b - N x
   bool bSolved = true;                    ///< false where the matrix is singular
+  int32_t nPcgSteps = 0;                  ///< sparse form
   std::optional<double> fPredictedShare;  ///< see PredictionBasis
 
   /// False where there is no step to take: no solution, or one with elements that are no numbers.
@@ -39,8 +41,11 @@ struct StepLayout {
 LmStep SolveDenseStep(const StepLayout& layout, const PredictionBasis* prediction, NormalEquations& normal);
 
 /// Solves the sparse form, with lines in the log. A prediction takes the damping off its diagonal.
+/// `stepDone`, unless it is empty, is called behind each step of the conjugate gradients with their number
+/// until then.
 LmStep SolveSparseStep(const StepLayout& layout, const PcgLimits& limits, const PredictionBasis* prediction,
-                       NormalEquations& normal, RunLog& log);
+                       NormalEquations& normal, RunLog& log,
+                       const std::function<void(int32_t)>& stepDone = {});
 
 bool AllFinite(std::span<const double> x);
 

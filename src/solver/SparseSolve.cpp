@@ -8,9 +8,9 @@
 
 namespace orvo {
 
-void SolveSparse(const SparseSystem& system, std::span<const double> b, const PcgLimits& limits, RunLog& log,
-                 double* x) {
-  if (x == nullptr || b.size() < static_cast<size_t>(std::max(system.nOrder, 0))) return;
+int32_t SolveSparse(const SparseSystem& system, std::span<const double> b, const PcgLimits& limits,
+                    RunLog& log, double* x, const std::function<void(int32_t)>& stepDone) {
+  if (x == nullptr || b.size() < static_cast<size_t>(std::max(system.nOrder, 0))) return 0;
   WorkerPool pool(SolverThreadNum(system.nProcessors, system.Blocks));
   BlockOperator matrix(system.Blocks, system.RowPosition, system.nOrder);
   const BlockPreconditioner preconditioner(matrix, pool);
@@ -20,15 +20,18 @@ void SolveSparse(const SparseSystem& system, std::span<const double> b, const Pc
     if (!preconditioner.IsValid()) log.Print("Error!Preconditioner invalid!\n");
   };
   complain();
+  int32_t done = 0;
   const PcgOutcome outcome =
       SolvePcg(matrix, preconditioner, b.data(), x, limits, pool, [&](const PcgIteration& iteration) {
         complain();
         log.Print(">>Matrix vector R %.9lf\t %.9lf\t %.9lf\t %.9lf\t %.9lf\t %.9lf\n",
                   iteration.fResidualNorm, iteration.fDirectionNorm, iteration.fConjugacyLoss,
                   iteration.fAlpha, iteration.fBeta, iteration.fEta);
+        if (stepDone) stepDone(++done);
       });
   if (outcome.bExhausted) log.Print(">>Get the smallest forcing sequence coef:%lf\n", outcome.fBestEta);
   log.Print(">>PCG Iteration times:%d\n", outcome.nIterationNum);
+  return outcome.nIterationNum;
 }
 
 void MultiplySparse(const SparseSystem& system, const double* v, double* out) {

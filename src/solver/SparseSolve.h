@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -19,10 +20,10 @@ struct SparseSystem {
   int nProcessors = 1;  ///< that products may use; the numbers do not depend on how many
 };
 
-/// Solves from the start in `x`, with a line for each iteration. Leaves x as it is where it is null or `b`
-/// shorter than the order.
-void SolveSparse(const SparseSystem& system, std::span<const double> b, const PcgLimits& limits, RunLog& log,
-                 double* x);
+/// Solves from the start in `x`, with a line for each iteration; their number. Leaves x as it is where it is
+/// null or `b` shorter than the order. `stepDone`, unless it is empty, is called behind each one.
+int32_t SolveSparse(const SparseSystem& system, std::span<const double> b, const PcgLimits& limits,
+                    RunLog& log, double* x, const std::function<void(int32_t)>& stepDone = {});
 
 /// out = N v
 void MultiplySparse(const SparseSystem& system, const double* v, double* out);

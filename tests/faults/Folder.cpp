@@ -1,5 +1,6 @@
 #include "faults/Folder.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -50,6 +51,16 @@ void RestoreFolder(const std::string& folder, const FolderState& state, const Fo
 namespace {
 
 bool IsOwn(const std::string& name) { return name.rfind(".orvo", 0) == 0; }
+/// What is told of a failed run lies beside the results.
+bool IsOfFailure(const std::string& name) { return name.rfind("failed/", 0) == 0; }
+/// These tell times and memory, no two runs the same.
+bool IsOfTimes(const std::string& name) {
+  return name.ends_with("summary.json") || name.ends_with("report.html");
+}
+/// A file of these that is whole ends as every other.
+std::string EndOf(const std::string& content) {
+  return content.substr(content.size() - std::min<size_t>(content.size(), 2));
+}
 bool IsLock(const std::string& name) { return IsOwn(name) && name.find("lock") != std::string::npos; }
 
 }  // namespace
@@ -57,7 +68,8 @@ bool IsLock(const std::string& name) { return IsOwn(name) && name.find("lock") !
 FolderState ResultsOf(const FolderState& state) {
   FolderState results;
   for (const auto& [name, content] : state) {
-    if (name != "log.txt" && !IsOwn(name)) results.emplace(name, content);
+    if (name == "log.txt" || IsOwn(name) || IsOfFailure(name)) continue;
+    results.emplace(name, IsOfTimes(name) ? EndOf(content) : content);
   }
   return results;
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "DeviceParts.h"
@@ -26,7 +27,8 @@ struct SmallRun : DeviceParts {
   DeviceRecord Record;
   Calls vCalls;
   std::string szFailing;  ///< the call that fails
-  std::vector<double> vRms;
+  std::vector<double> vRms, vShares;
+  std::vector<gpu::GpuStepNote> vSteps;
 
   bool bSingular = true;
   std::optional<double> fShare;
@@ -67,6 +69,8 @@ struct SmallRun : DeviceParts {
     const gpu::GpuBundleVerdict verdict{1e-20,
                                         1,
                                         [this](double x, double y) { vRms.push_back(std::sqrt(x + y)); },
+                                        [this](double share) { vShares.push_back(share); },
+                                        [this](const gpu::GpuStepNote& note) { vSteps.push_back(note); },
                                         [this](std::vector<double>&) { ++nDatum; },
                                         bSingular,
                                         fShare};
@@ -154,6 +158,14 @@ TEST(GpuBundle, OneSectionIsReadOnceAndTheResidualsFall) {
   }
   EXPECT_EQ(run.vCalls, expected);
   ASSERT_EQ(run.vRms.size(), 4u);
+  ASSERT_EQ(run.vSteps.size(), 4u);
+  EXPECT_LT(run.vSteps[3].fLargest, run.vSteps[0].fLargest);
+  for (const gpu::GpuStepNote& note : run.vSteps) {
+    EXPECT_GT(note.nPcgSteps, 0);
+    EXPECT_GT(note.fMu, 0);
+  }
+  EXPECT_EQ(std::ranges::count(run.vShares, 0.0), 4);
+  for (const double share : run.vShares) EXPECT_TRUE(share >= 0 && share <= 1) << share;
   EXPECT_LT(run.vRms[3], 0.1 * run.vRms[0]) << run.vRms[0];
   EXPECT_DOUBLE_EQ(run.Residuals.fRmsResidualX * run.Residuals.fRmsResidualX +
                        run.Residuals.fRmsResidualY * run.Residuals.fRmsResidualY,

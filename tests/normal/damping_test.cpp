@@ -238,5 +238,24 @@ TEST(DampDiagonal, SparseFormWithoutAnyBlockFails) {
   EXPECT_EQ(console.Text(), "Error!EOP Sub Matrix 0 0 ID invalid!\n");
 }
 
+TEST(IterationsAtMost, EndWhereNothingMoves) {
+  const struct {
+    DampingSchedule Schedule;
+    int32_t nMost, nIterations;
+  } rows[] = {{{.nFreeIterations = 8, .fCoefficient = 1e-3}, 20, 10},
+              {{.nFreeIterations = 8, .fCoefficient = 1e-3}, 10, 10},
+              {{.nFreeIterations = 8, .fCoefficient = 1e-3}, 4, 4},
+              {{.nFreeIterations = 0, .fCoefficient = 1e-8}, 20, 5},
+              {{.nFreeIterations = 4, .fCoefficient = 0}, 20, 20},
+              {{.nFreeIterations = 4, .fCoefficient = NAN}, 20, 20},
+              {{.bSevenParamApplied = true, .nGcpIterations = 8, .fCoefficient = 1e-8}, 20, 17},
+              {{.bSevenParamApplied = true, .nGcpIterations = 8, .fCoefficient = 1}, 20, 10},
+              {{.nFreeIterations = 4}, 1, 1},
+              {{.nFreeIterations = 4}, 0, 1},
+              {{.nFreeIterations = 4}, -3, 1}};
+  for (const auto& row : rows)
+    EXPECT_EQ(IterationsAtMost(row.Schedule, row.nMost), row.nIterations) << row.nMost;
+}
+
 }  // namespace
 }  // namespace orvo::test

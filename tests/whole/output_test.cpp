@@ -18,12 +18,13 @@ SyntheticOptions Options() {
   return options;
 }
 
-/// Every file of the folder but the log, which each run adds to.
+/// Every file of the folder but the log, which each run adds to, and what is told of a run that failed.
 std::map<std::string, std::string> Files(const std::string& folder) {
   std::map<std::string, std::string> files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string name = entry.path().lexically_relative(folder).string();
-    if (name != "log.txt") files[name] = entry.is_directory() ? "folder" : ReadFile(entry.path().string());
+    if (name != "log.txt" && !name.starts_with("failed"))
+      files[name] = entry.is_directory() ? "folder" : ReadFile(entry.path().string());
   }
   return files;
 }
@@ -53,7 +54,8 @@ TEST_P(Outputs, ShorterRunLeavesNothingOfALongerOne) {
     files.erase(name);
   }
   files.erase("OrvoResult_gcp.rst");
-  EXPECT_EQ(files.erase("verdict.txt"), GetParam() == RunRules::Guarded ? 1u : 0u);
+  for (const char* name : {"verdict.txt", "summary.json", "report.html"})
+    EXPECT_EQ(files.erase(name), GetParam() == RunRules::Guarded ? 1u : 0u) << name;
   EXPECT_TRUE(files.empty()) << files.begin()->first;
 }
 
@@ -123,6 +125,9 @@ TEST(OutputsByRules, RunThatEndsEarly) {
     WriteFile(block.Paths().szText, "");
     EXPECT_FALSE(block.Run(run).bDone);
     EXPECT_EQ(Files(block / run.szOutput), before);
+    for (const char* name : {"summary.json", "report.html"})
+      EXPECT_EQ(Exists(block / run.szOutput + "/failed/" + name), rules == RunRules::Guarded) << name;
+    EXPECT_FALSE(Exists(block / run.szOutput + "/failed/OrvoResult.ovc"));
   }
 }
 
@@ -140,9 +145,9 @@ TEST(OutputsByRules, FateOfARun) {
   const RunOutcome done{true, 0, "", ""}, ended{false, 0, "", ""}, short1{true, 1, "", ""},
       failed{true, 0, "", "why"};
   EXPECT_EQ(FateOf(RunRules::Guarded, done), OutputFate::Replace);
-  EXPECT_EQ(FateOf(RunRules::Guarded, ended), OutputFate::Discard);
-  EXPECT_EQ(FateOf(RunRules::Guarded, short1), OutputFate::Discard);
-  EXPECT_EQ(FateOf(RunRules::Guarded, failed), OutputFate::Discard);
+  EXPECT_EQ(FateOf(RunRules::Guarded, ended), OutputFate::Failed);
+  EXPECT_EQ(FateOf(RunRules::Guarded, short1), OutputFate::Failed);
+  EXPECT_EQ(FateOf(RunRules::Guarded, failed), OutputFate::Failed);
   const struct {
     Grade grade;
     OutputFate plain, strict;

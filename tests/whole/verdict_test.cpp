@@ -4,52 +4,12 @@
 #include <cmath>
 #include <functional>
 #include <numbers>
-#include <sstream>
 
-#include "support/Block.h"
 #include "verdict/VerdictText.h"
+#include "whole/BlockChanges.h"
 
 namespace orvo::test {
 namespace {
-
-using Lines = std::vector<std::vector<std::string>>;
-
-Lines ReadLines(const std::string& path) {
-  Lines lines;
-  std::istringstream text(ReadFile(path));
-  for (std::string line; std::getline(text, line);) {
-    std::istringstream words(line);
-    std::vector<std::string>& fields = lines.emplace_back();
-    for (std::string word; words >> word;) fields.push_back(word);
-  }
-  return lines;
-}
-
-void WriteLines(const std::string& path, const Lines& lines) {
-  std::string text;
-  for (const auto& fields : lines) {
-    for (const std::string& field : fields) text += field + ' ';
-    text += '\n';
-  }
-  WriteFile(path, text);
-}
-
-std::string Text(double value) {
-  std::ostringstream out;
-  out.precision(17);
-  out << value;
-  return out.str();
-}
-
-/// The rows of the points of a GCP file.
-std::vector<size_t> PointRows(const Lines& gcp) {
-  std::vector<size_t> rows;
-  for (size_t row = 1; row + 1 < gcp.size() && gcp[row].size() >= 5;) {
-    rows.push_back(row);
-    row += 2 + std::stoul(gcp[row + 1].at(0));
-  }
-  return rows;
-}
 
 RunOptions Guarded() {
   RunOptions options;
@@ -189,12 +149,6 @@ TEST_P(Blunders, AreNotGood) {
   EXPECT_NE(text.find(GetParam().szSaid), std::string::npos) << text;
 }
 
-void ChangeGcp(Block& block, const std::function<void(Lines&, const std::vector<size_t>&)>& change) {
-  Lines gcp = ReadLines(block.Paths().szGcp);
-  change(gcp, PointRows(gcp));
-  WriteLines(block.Paths().szGcp, gcp);
-}
-
 void Multiply(Block& block, double factor) {
   ChangeGcp(block, [factor](Lines& gcp, const auto& rows) {
     for (const size_t row : rows) {
@@ -234,25 +188,8 @@ void ShiftOneImage(Block& block) {
   });
 }
 
-/// Calls change(fields) for the lines of the images' `line` of four, or for those of the measurements.
-void ChangeProject(Block& block, size_t imageLine,
-                   const std::function<void(std::vector<std::string>&)>& change) {
-  Lines project = ReadLines(block.Paths().szText);
-  const size_t images = std::stoul(project[0][0]), cameras = std::stoul(project[0][1]);
-  size_t row = 1 + cameras;
-  for (size_t i = 0; i < images; ++i, row += 4) {
-    if (imageLine < 4) change(project[row + imageLine]);
-  }
-  while (imageLine >= 4 && row + 1 < project.size() && project[row].size() >= 4) {
-    const size_t count = std::stoul(project[row + 1].at(0));
-    for (size_t m = 0; m < count; ++m) change(project[row + 2 + m]);
-    row += 2 + count;
-  }
-  WriteLines(block.Paths().szText, project);
-}
-
 void TurnAxisDown(Block& block) {
-  ChangeProject(block, 4, [](auto& fields) { fields.at(2) = Text(-std::stod(fields[2])); });
+  ChangeProject(block, kMeasurements, [](auto& fields) { fields.at(2) = Text(-std::stod(fields[2])); });
 }
 
 void Transpose(Block& block) {
