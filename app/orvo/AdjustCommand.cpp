@@ -1,6 +1,7 @@
 // orvo adjust: one run, refused before it starts where it cannot work.
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "base/InputFile.h"
 #include "base/OutputNames.h"
@@ -8,12 +9,14 @@
 #include "block/ProjectForm.h"
 #include "gpu/DeviceRules.h"
 #include "gpu/kernels/literal/LiteralKernels.h"
+#include "orvo/AdjustTalk.h"
 #include "orvo/Command.h"
 #include "orvo/MemorySize.h"
+#include "orvo/ReportOptions.h"
 #include "orvo/RunInputs.h"
 #include "orvo/SettingOptions.h"
+#include "report/tables/PointTables.h"
 #include "settings/SettingRanges.h"
-#include "verdict/VerdictText.h"
 
 namespace orvo {
 namespace {
@@ -29,6 +32,8 @@ struct AdjustArguments {
   bool bNoCheck = false;              ///< the files are not read for it beforehand
   std::vector<std::string> Settings;  ///< KEY=VALUE, checked
   bool bStrict = false;               ///< a doubtful result is no success either
+  TalkManner Manner;
+  ReportChoice Report;
 };
 
 /// What keeps the run from working, and the remedy; empty when nothing does.
@@ -66,45 +71,37 @@ bool MakeOutputFolder(const std::string& path, const Platform& platform) {
   return platform.FolderIsWritable(path);
 }
 
-/// Settings as ChooseSettings finds them; tells the console which.
-std::string TellSettings(const RunPaths& paths, const FrontEnd& frontEnd) {
+/// Settings as ChooseSettings finds them; tells which.
+std::string TellSettings(const RunPaths& paths, const FrontEnd& frontEnd, AdjustTalk& talk) {
   std::string chosen = ChooseSettings(paths, frontEnd);
-  if (!chosen.empty()) {
-    std::fprintf(frontEnd.fOut, "Settings: %s\n", PrintableName(chosen).c_str());
-  } else {
-    std::fprintf(frontEnd.fOut,
-                 "Settings: built-in defaults, as neither the project nor the program has an AdjPara.xml or "
-                 "AdjPara.ini beside it\n");
-  }
+  talk.Say(chosen.empty()
+               ? std::string("Settings: built-in defaults, as neither the project nor the program has an "
+                             "AdjPara.xml or AdjPara.ini beside it\n")
+               : "Settings: " + PrintableName(chosen) + "\n");
   return chosen;
 }
 
-void TellRemarks(const std::vector<std::string>& settings, const FrontEnd& frontEnd) {
+void TellRemarks(const std::vector<std::string>& settings, AdjustTalk& talk) {
   for (const std::string& remark : RemarksOn(settings))
-    std::fprintf(frontEnd.fErr, "orvo adjust: %s.\n", PrintableName(remark).c_str());
-}
-
-int Fail(const FrontEnd& frontEnd, const std::string& message) {
-  std::fprintf(frontEnd.fErr, "orvo adjust: %s\n", PrintableName(message).c_str());
-  return ExitFailed;
+    talk.TellTrouble("orvo adjust: " + PrintableName(remark) + ".");
 }
 
 /// Every error in a line of its own.
-int FailWith(const FrontEnd& frontEnd, const std::vector<Finding>& findings) {
+int FailWith(AdjustTalk& talk, const std::vector<Finding>& findings) {
   for (const Finding& finding : findings) {
-    if (finding.Weight == Severity::Error) std::fprintf(frontEnd.fErr, "%s\n", TextOf(finding).c_str());
+    if (finding.Weight == Severity::Error) talk.TellFinding(finding);
   }
-  return Fail(frontEnd, "nothing was computed, for the input is not sound");
+  return talk.Fail("nothing was computed, for the input is not sound");
 }
 
 /// Reads the whole block before the run does. True where nothing keeps it from being adjusted; else what does
 /// is told.
-bool BlockIsSound(const RunPaths& paths, const RunOptions& options, const FrontEnd& frontEnd) {
+bool BlockIsSound(const RunPaths& paths, const RunOptions& options, const FrontEnd& frontEnd,
+                  AdjustTalk& talk) {
   Diagnosis diagnosis;
   frontEnd.Diagnose(paths, DiagnosisScope::BeforeRun, frontEnd.System, diagnosis, options.Overrides);
   if (diagnosis.ErrorNum() == 0) return true;
-  for (const std::string& line : LinesOf(diagnosis, Severity::Error))
-    std::fprintf(frontEnd.fErr, "%s\n", line.c_str());
+  for (const std::string& line : LinesOf(diagnosis, Severity::Error)) talk.TellTrouble(line);
   return false;
 }
 
@@ -118,6 +115,7 @@ RunOptions OptionsOf(const AdjustArguments& arguments) {
   RunOptions options;
   options.Rules = RunRules::Guarded;
   options.bStrict = arguments.bStrict;
+  options.Report = arguments.Report;
   options.At = ChoiceOf(arguments.szDevice);
   if (arguments.szKernels == "literal") options.Kernels = gpu::KernelForm::Literal;
   options.nDeviceMemory = ParseMemorySize(arguments.szDeviceMemory).value_or(0);
@@ -146,24 +144,77 @@ std::string FindDeviceObstacle(DeviceChoice choice, gpu::Device* device) {
   return {};
 }
 
+/// What was asked for besides the report, by its names.
+std::string TablesOf(const ReportChoice& choice) {
+  std::string names;
+  const auto add = [&](const char* name) { names += (names.empty() ? "" : ", ") + std::string(name); };
+  if (choice.Tables.bResiduals) add(report::kResidualsName);
+  if (choice.Tables.bPoints) {
+    add(report::kPointsName);
+    add(report::kCloudName);
+  }
+  return names;
+}
+
+/// The page of a run that gave no result; an earlier one may lie in its place.
+class FailurePage {
+ public:
+  explicit FailurePage(const std::string& output)
+      : szPath(JoinPath(JoinPath(output, kFailedFolder), kReportPageName)), Before(Time()) {}
+
+  /// Tells where it is, if it is new.
+  void Tell(AdjustTalk& talk) const {
+    const auto now = Time();
+    if (now && now != Before) talk.Say("Report: " + PrintableName(szPath) + "\n");
+  }
+
+ private:
+  std::optional<std::filesystem::file_time_type> Time() const {
+    std::error_code error;
+    const auto time = std::filesystem::last_write_time(szPath, error);
+    return error ? std::nullopt : std::optional(time);
+  }
+
+  std::string szPath;
+  std::optional<std::filesystem::file_time_type> Before;
+};
+
 /// The end of a run that came to its end: report, verdict, exit code.
-int TellVerdict(const RunOutcome& outcome, bool strict, const std::string& output, const FrontEnd& frontEnd) {
-  const bool kept = FateOf(RunRules::Guarded, outcome, strict) == OutputFate::Replace;
+int TellVerdict(const RunOutcome& outcome, const AdjustArguments& arguments, const std::string& output,
+                AdjustTalk& talk) {
+  const bool kept = FateOf(RunRules::Guarded, outcome, arguments.bStrict) == OutputFate::Replace;
   const std::string folder = kept ? output : JoinPath(output, kUnusableFolder);
-  std::fprintf(frontEnd.fOut, "Report: %s\n",
-               PrintableName(JoinPath(folder, "OrvoAdjustReport.txt")).c_str());
-  if (!outcome.Judgement.bJudged) return ExitDone;
-  std::fputs(VerdictText(outcome.Judgement).c_str(), frontEnd.fOut);
-  if (kept) return ExitDone;
-  std::fprintf(frontEnd.fOut, "The files of this run are in %s; earlier results are as they were.\n",
-               PrintableName(folder).c_str());
+  const bool page = arguments.Report.bPage && !arguments.Manner.bLog;
+  talk.TellResult(outcome.Judgement, JoinPath(folder, page ? kReportPageName : "OrvoAdjustReport.txt"),
+                  arguments.Manner.bLog ? "" : TablesOf(arguments.Report));
+  if (!outcome.Judgement.bJudged || kept) return ExitDone;
+  talk.Say("The files of this run are in " + PrintableName(folder) + "; earlier results are as they were.\n");
   return ExitUnusable;
 }
 
-int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
+/// What became of the run: told, and as an exit code.
+int TellOutcome(const RunOutcome& outcome, const AdjustArguments& arguments, const std::string& output,
+                AdjustTalk& talk) {
+  if (!outcome.szFault.empty()) return talk.Fail(outcome.szFault);
+  if (!outcome.Refusals.empty()) return FailWith(talk, outcome.Refusals);
+  if (!outcome.bDone) {
+    talk.TellLastMessages();
+    talk.TellReasons(outcome.Judgement);
+    return talk.Fail("the run failed: its last messages, also in " + JoinPath(output, "log.txt") +
+                     ", say why");
+  }
+  if (outcome.nOutputFailureNum > 0) {
+    return talk.Fail(std::to_string(outcome.nOutputFailureNum) + " output files in " + output +
+                     " are missing or cut short: is the disk full?");
+  }
+  return TellVerdict(outcome, arguments, output, talk);
+}
+
+int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd, AdjustTalk& talk) {
   RunPaths paths = arguments.Paths;
-  if (const std::string obstacle = FindObstacle(paths); !obstacle.empty()) return Fail(frontEnd, obstacle);
+  if (const std::string obstacle = FindObstacle(paths); !obstacle.empty()) return talk.Fail(obstacle);
   RunOptions options = OptionsOf(arguments);
+  options.pObserver = talk.Observer();
   Platform platform = frontEnd.System;
   if (arguments.nProcessors > 0) platform.ProcessorCount = [n = arguments.nProcessors] { return n; };
   options.MakeDevice = frontEnd.MakeDevice;
@@ -174,43 +225,48 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd) {
   }
   if (options.At == DeviceChoice::Cuda || options.At == DeviceChoice::Host) {
     const std::string obstacle = FindDeviceObstacle(options.At, options.MakeDevice().get());
-    if (!obstacle.empty()) return Fail(frontEnd, obstacle);
+    if (!obstacle.empty()) return talk.Fail(obstacle);
   }
-  paths.szSettings = TellSettings(paths, frontEnd);
-  TellRemarks(arguments.Settings, frontEnd);
+  paths.szSettings = TellSettings(paths, frontEnd, talk);
+  TellRemarks(arguments.Settings, talk);
   options.Notes = frontEnd.Check(paths, arguments.bIgnoreUnused, options.Overrides);
-  if (HasError(options.Notes)) return FailWith(frontEnd, options.Notes);
-  if (!arguments.bNoCheck && !BlockIsSound(paths, options, frontEnd)) return FailWith(frontEnd, {});
+  if (HasError(options.Notes)) return FailWith(talk, options.Notes);
+  if (!arguments.bNoCheck && !BlockIsSound(paths, options, frontEnd, talk)) return FailWith(talk, {});
   if (paths.szOutput.empty()) paths.szOutput = JoinPath(FolderOf(paths.szProject), "OrvoBundleResult");
   if (!MakeOutputFolder(paths.szOutput, frontEnd.System)) {
-    return Fail(frontEnd, "the output folder " + paths.szOutput +
-                              " can't be made or written to: name another one with --out");
+    return talk.Fail("the output folder " + paths.szOutput +
+                     " can't be made or written to: name another one with --out");
   }
 
   if (const auto bytes = ParseMemorySize(arguments.szMemory)) {
     platform.FreePhysicalBytes = [n = *bytes] { return n; };
   }
   const std::string output = paths.szOutput;
-  const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, frontEnd.fOut, options);
+  const FailurePage failurePage(output);
+  const RunOutcome outcome = frontEnd.Adjust(std::move(paths), platform, talk.Console(), options);
   std::fflush(frontEnd.fOut);
-  if (!outcome.szFault.empty()) return Fail(frontEnd, outcome.szFault);
-  if (!outcome.Refusals.empty()) return FailWith(frontEnd, outcome.Refusals);
-  if (!outcome.bDone) {
-    std::fputs(ReasonText(outcome.Judgement).c_str(), frontEnd.fErr);
-    return Fail(frontEnd,
-                "the run failed: its last messages, also in " + JoinPath(output, "log.txt") + ", say why");
-  }
-  if (outcome.nOutputFailureNum > 0) {
-    return Fail(frontEnd, std::to_string(outcome.nOutputFailureNum) + " output files in " + output +
-                              " are missing or cut short: is the disk full?");
-  }
-  return TellVerdict(outcome, arguments.bStrict, output, frontEnd);
+  const int code = TellOutcome(outcome, arguments, output, talk);
+  if (code == ExitFailed && !arguments.Manner.bLog) failurePage.Tell(talk);
+  return code;
 }
 
 std::string CheckMemorySize(const std::string& text) {
   if (ParseMemorySize(text)) return {};
   return "'" + text +
          "' is no amount of memory: write bytes, or a number with K, M, G or T, such as 200K or 1.5G";
+}
+
+void AddManner(CLI::App& app, TalkManner& manner) {
+  CLI::Option* log = app.add_flag(
+      "--log", manner.bLog, "the system's messages on standard output, as in log.txt, instead of the tables");
+  app.add_flag("--quiet", manner.bQuiet, "nothing on standard output: findings only, on standard error")
+      ->excludes(log);
+  app.add_option(
+         "--progress", manner.szProgress,
+         "on standard error: bar, a line that is rewritten; json, a line of JSON an event; none [auto: "
+         "bar on a terminal, without --log and --quiet]")
+      ->type_name("FORM")
+      ->check(CLI::IsMember({"auto", "bar", "json", "none"}));
 }
 
 }  // namespace
@@ -255,7 +311,13 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
       ->type_name("SIZE")
       ->check(CLI::Validator(CheckMemorySize, "", "memory size"));
   app.add_flag("--strict", arguments->bStrict, "exit with 3 when the verdict is doubtful, too");
-  return [arguments, &frontEnd] { return RunAdjust(*arguments, frontEnd); };
+  AddReportOptions(app, arguments->Report);
+  AddManner(app, arguments->Manner);
+  return [arguments, &frontEnd] {
+    arguments->Manner.bControl = !arguments->Paths.szGcp.empty();
+    AdjustTalk talk(arguments->Manner, frontEnd);
+    return talk.End(RunAdjust(*arguments, frontEnd, talk));
+  };
 }
 
 }  // namespace orvo

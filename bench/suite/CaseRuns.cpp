@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -11,6 +12,16 @@
 
 namespace orvo::bench {
 namespace {
+
+/// Whether a program shows the messages of a run when it is asked to; earlier ones always do.
+bool TakesLog(const MeasuredProgram& program) {
+  ProcessCommand help;
+  help.pArguments = {program.szPath, "adjust", "--help"};
+  const ProcessFigures figures = RunMeasured(help);
+  return std::ranges::any_of(figures.Events, [](const ProcessEvent& event) {
+    return event.szText.find("--log") != std::string::npos;
+  });
+}
 
 std::optional<ProcessFigures> RunOnce(const MeasuredProgram& program, const BenchCase& bench,
                                       const CaseFiles& files, const std::string& output) {
@@ -24,6 +35,7 @@ std::optional<ProcessFigures> RunOnce(const MeasuredProgram& program, const Benc
   if (bench.nProcessors > 0) {
     command.pArguments.insert(command.pArguments.end(), {"--processors", std::to_string(bench.nProcessors)});
   }
+  if (TakesLog(program)) command.pArguments.push_back("--log");
   command.szWatchedFolder = output;
   ProcessFigures figures = RunMeasured(command);
   if (figures.bStarted && figures.nExitCode == 0) return figures;

@@ -84,12 +84,24 @@ class CommandLine : public ::testing::Test {
   ScratchFolder Folder;
 };
 
+/// A command line and its exit code.
+struct ExitRow {
+  std::vector<std::string> arguments;
+  int nExit;
+};
+
+/// Something is told on standard error exactly where the code is another than 0.
+void ExpectExit(const ExitRow& row) {
+  const Ended ended = Call(row.arguments);
+  std::string line = "orvo";
+  for (const std::string& argument : row.arguments) line += " '" + argument + "'";
+  EXPECT_EQ(ended.nExit, row.nExit) << line << "\n" << ended.szErr;
+  EXPECT_EQ(ended.szErr.empty(), row.nExit == 0) << line << "\n" << ended.szErr;
+}
+
 TEST_F(CommandLine, ExitCodes) {
   const std::string prj = In("b.prj"), out = In("out");
-  const struct {
-    std::vector<std::string> arguments;
-    int nExit;
-  } rows[] = {
+  const ExitRow rows[] = {
       {{}, 2},
       {{"--help"}, 0},
       {{"-h"}, 0},
@@ -154,21 +166,29 @@ TEST_F(CommandLine, ExitCodes) {
       {{"generate", In("gcp.txt/below")}, 1},
       {{"generate", In("g3"), "--forms", "ovc,gcp", "--frame-shift-x", "-1e4", "--k1", "-1e-10"}, 0},
   };
-  for (const auto& row : rows) {
-    const Ended ended = Call(row.arguments);
-    std::string line = "orvo";
-    for (const std::string& argument : row.arguments) line += " '" + argument + "'";
-    EXPECT_EQ(ended.nExit, row.nExit) << line << "\n" << ended.szErr;
-    EXPECT_EQ(ended.szErr.empty(), row.nExit == 0) << line << "\n" << ended.szErr;
-  }
+  for (const ExitRow& row : rows) ExpectExit(row);
   EXPECT_FALSE(Exists(In("g2"))) << "wrong usage leaves nothing behind";
+}
+
+TEST_F(CommandLine, ExitCodesOfTheConsole) {
+  const std::string prj = In("b.prj");
+  const ExitRow rows[] = {
+      {{"adjust", prj, "--log"}, 0},
+      {{"adjust", prj, "--quiet"}, 0},
+      {{"adjust", prj, "--quiet", "--log"}, 2},
+      {{"adjust", prj, "--progress", "auto"}, 0},
+      {{"adjust", prj, "--progress", "none"}, 0},
+      {{"adjust", prj, "--progress", "dots"}, 2},
+      {{"adjust", prj, "--progress"}, 2},
+  };
+  for (const ExitRow& row : rows) ExpectExit(row);
 }
 
 TEST_F(CommandLine, HelpAndVersionGoToTheConsole) {
   EXPECT_TRUE(Call({"--version"}).szOut.starts_with("orvo " ORVO_TEST_VERSION "\n"));
   const std::string adjust = Call({"adjust", "--help"}).szOut;
   for (const char* option : {"PROJECT", "--gcp", "--pos", "--settings", "--out", "--processors", "--memory",
-                             "--device", "--kernels", "--device-memory"}) {
+                             "--device", "--kernels", "--device-memory", "--log", "--quiet", "--progress"}) {
     EXPECT_NE(adjust.find(option), std::string::npos) << option;
   }
   const std::string generate = Call({"generate", "--help"}).szOut;
@@ -197,7 +217,7 @@ TEST_F(CommandLine, EverythingNamedReachesTheRun) {
   EXPECT_EQ(ended.Asked->Options.Kernels, gpu::KernelForm::Literal);
   EXPECT_EQ(ended.Asked->Options.nDeviceMemory, 3 << 20);
   EXPECT_NE(ended.szOut.find("Settings: " + In("set.xml") + "\n"), std::string::npos) << ended.szOut;
-  EXPECT_NE(ended.szOut.find("Report: " + In("deep/out/OrvoAdjustReport.txt") + "\n"), std::string::npos)
+  EXPECT_NE(ended.szOut.find("Report: " + In("deep/out/report.html") + "\n"), std::string::npos)
       << ended.szOut;
 }
 
@@ -311,7 +331,7 @@ TEST_F(CommandLine, TheVerdictDecidesTheExitCode) {
 }
 
 TEST_F(CommandLine, ARealRunOverRubbishFails) {
-  const Ended ended = Call({"adjust", In("b.prj")}, std::nullopt);
+  const Ended ended = Call({"adjust", In("b.prj"), "--log"}, std::nullopt);
   EXPECT_EQ(ended.nExit, 1) << ended.szOut;
   EXPECT_NE(ended.szOut.find(">>Elapsed time:"), std::string::npos) << ended.szOut;
   EXPECT_TRUE(Exists(In("OrvoBundleResult/log.txt")));
@@ -372,7 +392,8 @@ TEST_F(CommandLine, DeviceOverridesTheSettings) {
   WriteFile(In("gpu.ini"), "Apply_GPU:1\n");
   WriteFile(In("cpu.ini"), "Apply_GPU:0\n");
   const auto log = [&](const char* settings, const char* choice, int64_t deviceBytes) {
-    std::vector<std::string> arguments{"adjust", In("b.prj"), "--settings", In(settings), "--out", In("out")};
+    std::vector<std::string> arguments{"adjust",     In("b.prj"), "--log",  "--settings",
+                                       In(settings), "--out",     In("out")};
     if (choice != nullptr) arguments.insert(arguments.end(), {"--device", choice});
     return Call(arguments, std::nullopt, DeviceOf(deviceBytes)).szOut;
   };

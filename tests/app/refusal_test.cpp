@@ -172,10 +172,11 @@ TEST_F(Refusal, NoNameReachesTheConsoleRaw) {
   };
   block.Set("Apply_GPS_Data", "true");
   Append(files.szPos, evil + " 1 2 3 4 5 6 1\n");
-  Ended ended = Adjust({"--gcp", files.szGcp, "--pos", files.szPos});
+  Ended ended = Adjust({"--gcp", files.szGcp, "--pos", files.szPos, "--log"});
   EXPECT_EQ(ended.nExit, 0) << ended.szErr;
   EXPECT_NE(ended.szOut.find("project file:\\x1b[2J\\x07\n"), std::string::npos) << ended.szOut;
   expectClean(ended);
+  expectClean(Adjust({"--gcp", files.szGcp, "--pos", files.szPos}));
   const std::string log = ReadFile(JoinPath(szOut, "log.txt"));
   EXPECT_EQ(log.find(evil), std::string::npos);
 
@@ -197,7 +198,7 @@ TEST_F(Refusal, NoNameReachesTheConsoleRaw) {
   block.Set("Apply_GPS_Data", "false");
   ended = Adjust({"--gcp", files.szGcp});
   EXPECT_EQ(ended.nExit, 0) << ended.szErr;
-  EXPECT_NE(ended.szOut.find("out\\x1b[2J\\x07/OrvoAdjustReport.txt\n"), std::string::npos) << ended.szOut;
+  EXPECT_NE(ended.szOut.find("out\\x1b[2J\\x07/report.html\n"), std::string::npos) << ended.szOut;
   expectClean(ended);
 }
 

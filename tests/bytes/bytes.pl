@@ -48,7 +48,7 @@ END
 # In a command prj, ovc, gcp, pos, xml and ini stand for the files of the block with their options, host and literal for
 # the device path on the processor with either form of its kernels, and classic for orvo_adjust with its five paths. A
 # command that begins with bare gets what is written. Others get --processors 3, --memory 1G and --out out besides,
-# unless they have them already.
+# unless they have them already, and adjust gets --log.
 # A change is a setting (NAME=VALUE, in both forms of the settings), a short name of one (below), or a change to a line
 # of a file: prj:3=TEXT puts another line in its place, with ~ for blanks, prj:3- takes it out, prj:3+ doubles it,
 # prj:half cuts the file in the middle. Iterations are 4 unless a change says otherwise.
@@ -131,8 +131,8 @@ thinned-two          | many      | thin cells=2 gps            | adjust ovc gcp 
 thinned-zero         | plain     | thin cells=0                | adjust ovc gcp xml
 colon-form           | many      |                             | adjust ovc gcp ini
 colon-form-sparse    | cameras   | sparse gps                  | adjust prj gcp pos ini
-no-settings          | distorted | no-settings                 | bare-adjust prj gcp --processors 3 --memory 1G
-own-settings         | distorted |                             | bare-adjust prj gcp --processors 3 --memory 1G
+no-settings          | distorted | no-settings                 | bare-adjust prj gcp --log --processors 3 --memory 1G
+own-settings         | distorted |                             | bare-adjust prj gcp --log --processors 3 --memory 1G
 no-unknowns          | plain     | eop iop                     | adjust prj gcp xml
 # the device path on the processor
 host                 | plain     |                             | adjust ovc gcp xml host
@@ -334,6 +334,8 @@ sub words {
     }
   }
   return @line if $bare;
+  # The messages of the system are what must not change; tables for people have times in them.
+  push @line, '--log' if $verb eq 'adjust';
   my %usual = ('--processors' => 3, '--memory' => '1G', '--out' => 'out');
   for my $name (sort keys %usual) {
     push @line, $name, $usual{$name} if !grep { $_ eq $name } @line;

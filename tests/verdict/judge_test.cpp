@@ -191,5 +191,16 @@ TEST(Verdict, TellsTheGravestFirst) {
   EXPECT_EQ(VerdictText(verdict).rfind("Verdict: unusable\nunusable: ", 0), 0u);
 }
 
+TEST(Verdict, GrossOnesAreFoundInTheReport) {
+  VerdictFigures figures = GoodFigures();
+  figures.nGross = 81;
+  const Verdict verdict = Judge(figures);
+  ASSERT_EQ(verdict.vReasons.size(), 1u);
+  EXPECT_EQ(
+      verdict.vReasons[0].szRemedy,
+      "Look at the gross measurements by image in report.html, or --residuals, at wrong matches, and at "
+      "the control");
+}
+
 }  // namespace
 }  // namespace orvo::test
