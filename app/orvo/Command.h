@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <span>
+#include <vector>
 
 #include "orvo/OrvoMain.h"
 
@@ -18,7 +19,17 @@ struct Command {
 
 std::span<const Command> Commands();
 
+struct DeclaredCommand {
+  CLI::App* pApp;
+  std::function<int()> Run;
+};
+
+/// Makes `app` the front end's, with all its subcommands. Both arguments have to outlive what comes back.
+std::vector<DeclaredCommand> DeclareCommands(CLI::App& app, const FrontEnd& frontEnd);
+
 std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd);
+std::function<int()> AddCompletion(CLI::App& app, const FrontEnd& frontEnd);
+std::function<int()> AddMan(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddSettings(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddCheck(CLI::App& app, const FrontEnd& frontEnd);
 std::function<int()> AddHelp(CLI::App& app, const FrontEnd& frontEnd);

@@ -168,6 +168,32 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   return outcome;
 }
 
+namespace {
+
+constexpr std::string_view kClassicHelp =
+    R"(Usage: orvo_adjust [SETTINGS] PROJECT [GCP [POS [OUTPUT]]]
+
+Adjusts a block. The places of the arguments tell them apart; an empty one ("") stands for none.
+
+  SETTINGS  settings, known by their end: .xml, .XML or .ini. Without it: AdjPara.xml, or else AdjPara.ini,
+            in the folder that the path of the program names
+  PROJECT   text project, or an .ovc file with its .ovt beside it
+  GCP       control and check points
+  POS       GPS/IMU records, used as Apply_GPS_Data and Apply_IMU_Data in the settings say
+  OUTPUT    output folder, whose parent has to be there. Without it: OrvoBundleResult beside the project
+
+The first argument needs a dot in it. What comes behind OUTPUT is not read. The exit code is 0 whatever
+becomes of the run: its messages, also in log.txt in the output folder, tell.
+
+  -h, --help  print this and end
+
+orvo adjust does the same with options, refuses broken files, and says what the result is worth.
+)";
+
+}  // namespace
+
+std::string_view ClassicHelp() { return kClassicHelp; }
+
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console) {
   if (argc < 2) {
     std::fprintf(console, "Command line invalid!\n");
@@ -178,6 +204,10 @@ int ClassicMain(int argc, const char* const* argv, const Platform& platform, std
   }
   const auto argument = [&](int index) { return index < argc ? std::string(argv[index]) : std::string(); };
   const std::string first = argument(1);
+  if (first == "--help" || first == "-h") {
+    std::fwrite(kClassicHelp.data(), 1, kClassicHelp.size(), console);
+    return 0;
+  }
   if (first.find('.') == std::string::npos) {
     std::fprintf(console, "Invalid command line parameters!\n");
     return 0;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/OutputFolder.h"
@@ -83,6 +84,9 @@ OutputFate FateOf(RunRules rules, const RunOutcome& outcome, bool strict = false
 /// place, elapsed time. A run that is refused writes nothing and has the reason in szFault.
 RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* console,
                          const RunOptions& options = {});
+
+/// What `orvo_adjust --help` prints.
+std::string_view ClassicHelp();
 
 /// The classic command line. The exit code is 0 in every case.
 int ClassicMain(int argc, const char* const* argv, const Platform& platform, std::FILE* console);

@@ -198,6 +198,39 @@ TEST_F(CommandLine, HelpAndVersionGoToTheConsole) {
   }
 }
 
+TEST_F(CommandLine, MisspeltNamesGetTheNearest) {
+  const struct {
+    std::vector<std::string> arguments;
+    std::string szErr;
+  } rows[] = {
+      {{"ajust"},
+       "orvo: there is no command 'ajust'; did you mean 'adjust'?\nRun with --help for more information.\n"},
+      {{"chekc", In("b.prj"), "--gcp", "x"},
+       "orvo: there is no command 'chekc'; did you mean 'check'?\nRun with --help for more information.\n"},
+      {{"Generate", "x"},
+       "orvo: there is no command 'Generate'; did you mean 'generate'?\nRun with --help for more "
+       "information.\n"},
+      {{"solve"}, "orvo: there is no command 'solve'\nRun with --help for more information.\n"},
+      {{"a\x1bust"},
+       "orvo: there is no command 'a\\x1bust'; did you mean 'adjust'?\n"
+       "Run with --help for more information.\n"},
+      {{"adjust", In("b.prj"), "--gpc", "x"},
+       "Did you mean --gcp?\nThe following arguments were not expected: x --gpc\n"
+       "Run with --help for more information.\n"},
+      {{"adjust", In("b.prj"), "--procesors=3"},
+       "Did you mean --processors?\nThe following argument was not expected: --procesors=3\n"
+       "Run with --help for more information.\n"},
+      {{"adjust", In("b.prj"), "--nonsense"},
+       "The following argument was not expected: --nonsense\nRun with --help for more information.\n"}};
+  for (const auto& row : rows) {
+    const Ended ended = Call(row.arguments);
+    EXPECT_EQ(ended.nExit, 2);
+    EXPECT_EQ(ended.szErr, row.szErr);
+    EXPECT_EQ(ended.szOut, "");
+    EXPECT_FALSE(ended.Asked);
+  }
+}
+
 TEST_F(CommandLine, EverythingNamedReachesTheRun) {
   const Ended ended =
       Call({"adjust",          In("b.ovc"),   "--gcp",    In("gcp.txt"),  "--pos",        In("pos.txt"),

@@ -75,6 +75,19 @@ TEST(InfoCommand, WhatCantBeWrittenIsNotDone) {
   std::fclose(frontEnd.fOut);
 }
 
+TEST(InfoCommand, NeitherAreHelpAndVersion) {
+  for (const std::vector<const char*>& argv :
+       {std::vector<const char*>{"orvo", "--version"}, {"orvo", "--help"}, {"orvo", "adjust", "--help"}}) {
+    FrontEnd frontEnd;
+    frontEnd.fOut = std::fopen("/dev/full", "w");
+    if (frontEnd.fOut == nullptr) GTEST_SKIP() << "there is no /dev/full";
+    frontEnd.fErr = std::tmpfile();
+    EXPECT_EQ(OrvoMain(static_cast<int>(argv.size()), argv.data(), frontEnd), ExitFailed) << argv.back();
+    EXPECT_EQ(Drain(frontEnd.fErr), "orvo: error: standard output can't be written\n");
+    std::fclose(frontEnd.fOut);
+  }
+}
+
 TEST(InfoCommand, JsonHasEveryPath) {
   const Block block;
   const Ended ended = Info({"--json", block.Paths().szText, block / "missing"});

@@ -40,6 +40,16 @@ TEST_F(EntryPoint, ProjectWithoutAnyDotIsRefused) {
   EXPECT_EQ(Classic({"orvo_adjust", "project"}), "Invalid command line parameters!\n");
 }
 
+TEST_F(EntryPoint, HelpIsPrintedWhereItIsTheFirstArgument) {
+  const std::string help = Classic({"orvo_adjust", "--help"});
+  EXPECT_EQ(help, ClassicHelp());
+  EXPECT_EQ(Classic({"orvo_adjust", "-h", "project"}), help);
+  for (const char* part : {"SETTINGS", "PROJECT", "GCP", "POS", "OUTPUT", "AdjPara.xml", "OrvoBundleResult"})
+    EXPECT_TRUE(Contains(help, part)) << part;
+  for (const char* other : {"--hel", "-H", "help", "--Help", "-help"})
+    EXPECT_EQ(Classic({"orvo_adjust", other}), "Invalid command line parameters!\n") << other;
+}
+
 TEST_F(EntryPoint, DefaultSettingsAreSoughtBesideTheProgram) {
   Console console;
   const std::string program = folder / "orvo_adjust";
