@@ -62,13 +62,24 @@ function(orvo_test_options target)
   endif()
 endfunction()
 
+# With sanitizers a process takes longer to begin than most tests do.
+option(ORVO_TESTS_BY_PROGRAM "Run the tests of a program in a few processes instead of one for each" OFF)
+
 # One test program of a folder of tests/: orvo_test(block SOURCES a_test.cpp)
 function(orvo_test folder)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PROPERTIES" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(orvo_test_${folder} ${ARG_SOURCES})
   target_link_libraries(orvo_test_${folder} PRIVATE orvo_test_support orvo ${ARG_DEPENDS} GTest::gtest_main)
   orvo_test_options(orvo_test_${folder})
   target_precompile_headers(orvo_test_${folder} REUSE_FROM orvo_test_support)
-  gtest_discover_tests(orvo_test_${folder} TEST_PREFIX "${folder}." DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT 600 ${ARG_PROPERTIES})
+  if(ORVO_TESTS_BY_PROGRAM)
+    foreach(shard RANGE 3)
+      add_test(NAME ${folder}.${shard} COMMAND orvo_test_${folder} --gtest_brief=1)
+      set_tests_properties(${folder}.${shard} PROPERTIES TIMEOUT 1800
+        ENVIRONMENT "GTEST_TOTAL_SHARDS=4;GTEST_SHARD_INDEX=${shard}")
+    endforeach()
+  else()
+    gtest_discover_tests(orvo_test_${folder} TEST_PREFIX "${folder}." DISCOVERY_MODE PRE_TEST
+      PROPERTIES TIMEOUT 600)
+  endif()
 endfunction()

@@ -84,7 +84,7 @@ TEST(OvtCheck, Faults) {
             ": byte 176: error: measurement 2 is on image 2, which there is not.");
   EXPECT_EQ(FaultWith([](Content& c) { c.Measures[3].nImageOrdinal = -1; }),
             ": byte 192: error: measurement 3 is on image -1, which there is not.");
-  EXPECT_EQ(FaultWith([kNan](Content& c) { c.Measures[0].y = kNan; }),
+  EXPECT_EQ(FaultWith([](Content& c) { c.Measures[0].y = kNan; }),
             ": byte 144: error: measurement 0 is not finite.");
 }
 

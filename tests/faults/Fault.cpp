@@ -118,7 +118,9 @@ std::string MixedFile(const FolderState& earlier, const FolderState& expected, c
 /// Where renames are denied for good, those done before can't be taken back: then every earlier file still
 /// lies in the run's own folder, for the next run to finish.
 std::string LostFile(const FolderState& earlier, const FolderState& out) {
-  for (const auto& [name, content] : ResultsOf(earlier)) {
+  for (const auto& entry : ResultsOf(earlier)) {
+    const std::string& name = entry.first;
+    const std::string& content = earlier.at(name);
     bool found = false;
     for (const auto& [path, kept] : out) {
       found |= kept == content &&
