@@ -42,4 +42,11 @@ int32_t IterationsAtMost(const DampingSchedule& schedule, int32_t most) {
   return iteration + 1;
 }
 
+int32_t FirstHeldIteration(const DampingSchedule& schedule, int32_t most) {
+  constexpr double kHeld = 1;
+  int32_t iteration = 0;
+  while (iteration < most && !(DampingFactor(schedule, iteration) > kHeld)) ++iteration;
+  return iteration + 1;
+}
+
 }  // namespace orvo

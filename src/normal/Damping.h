@@ -35,4 +35,8 @@ double DampingFactor(const DampingSchedule& schedule, int32_t iteration);
 /// that the corrections fall below any threshold.
 int32_t IterationsAtMost(const DampingSchedule& schedule, int32_t most);
 
+/// Number, from 1, of the first iteration whose damping outweighs the equations, `most` + 1 where none of
+/// `most` does: a run that has not converged by then ends there or soon after.
+int32_t FirstHeldIteration(const DampingSchedule& schedule, int32_t most);
+
 }  // namespace orvo

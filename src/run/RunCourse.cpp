@@ -87,9 +87,14 @@ void RunCourse::NoteCounts() {
   if (!run.pWatch) return;
   report::BlockCounts& counts = run.pWatch->Figures.Counts;
   report::FillCounts(SourcesOf(run), counts);
-  const int32_t most = IterationsAtMost(ScheduleOf(run.Settings, run.Frame.bSevenParamApplied),
-                                        run.Settings.Max_LM_Iteration_Num);
-  run.pWatch->NoteCounts(counts, most, run.Settings.LM_Converge_Threshold);
+  const DampingSchedule schedule = ScheduleOf(run.Settings, run.Frame.bSevenParamApplied);
+  report::RunPlan plan;
+  plan.nMost = IterationsAtMost(schedule, run.Settings.Max_LM_Iteration_Num);
+  plan.nHeld = FirstHeldIteration(schedule, plan.nMost);
+  plan.fThreshold = run.Settings.LM_Converge_Threshold;
+  plan.bWritesPoints = !run.Paths.szOvtPath.empty();
+  plan.bDrawsPage = run.pWatch->Choice.bPage;
+  run.pWatch->NoteCounts(counts, plan);
 }
 
 void RunCourse::BeginIteration() {
@@ -192,7 +197,7 @@ void RunCourse::Report() {
   report::FillFromEnd(SourcesOf(run), RunVerdict(run).ReadGroundPoints(), figures);
   FillRun();
   // Without an adjustment nothing is counted before the points are written.
-  if (!figures.bAdjusted) run.pWatch->NoteCounts(figures.Counts, 0, 0);
+  if (!figures.bAdjusted) run.pWatch->NoteCounts(figures.Counts, {});
   FillInputs();
   figures.bDone = true;
   Write();

@@ -24,8 +24,8 @@ void RunWatch::Begin(report::RunPhase phase) {
   if (pObserver != nullptr) pObserver->OnPhase(phase);
 }
 
-void RunWatch::NoteCounts(const report::BlockCounts& counts, int32_t most, double threshold) {
-  if (pObserver != nullptr) pObserver->OnCounts(counts, most, threshold);
+void RunWatch::NoteCounts(const report::BlockCounts& counts, const report::RunPlan& plan) {
+  if (pObserver != nullptr) pObserver->OnCounts(counts, plan);
 }
 
 void RunWatch::BeginIteration() {

@@ -21,7 +21,7 @@ class RunWatch {
   /// From here on this phase lasts.
   void Begin(report::RunPhase phase);
   /// The block is read. See RunObserver::OnCounts.
-  void NoteCounts(const report::BlockCounts& counts, int32_t most, double threshold);
+  void NoteCounts(const report::BlockCounts& counts, const report::RunPlan& plan);
   void BeginIteration();
   /// The iteration in hand has come so far, 0 to 1.
   void Advance(double share);

@@ -257,5 +257,21 @@ TEST(IterationsAtMost, EndWhereNothingMoves) {
     EXPECT_EQ(IterationsAtMost(row.Schedule, row.nMost), row.nIterations) << row.nMost;
 }
 
+TEST(FirstHeldIteration, IsWhereTheDampingExceedsOne) {
+  const struct {
+    DampingSchedule Schedule;
+    int32_t nMost, nHeld;
+  } rows[] = {{{.nFreeIterations = 8, .fCoefficient = 1e-3}, 20, 10},
+              {{.nFreeIterations = 8, .fCoefficient = 1e-3}, 9, 10},
+              {{.nFreeIterations = 8, .fCoefficient = 1e-3}, 4, 5},
+              {{.nFreeIterations = 4, .fCoefficient = 0}, 20, 21},
+              {{.nFreeIterations = 4, .fCoefficient = NAN}, 20, 21},
+              {{.nFreeIterations = 4, .fCoefficient = 2}, 20, 1},
+              {{.bSevenParamApplied = true, .nGcpIterations = 8, .fCoefficient = 1e-8}, 20, 10},
+              {{.bSevenParamApplied = true, .nGcpIterations = 3, .fCoefficient = 1e-8}, 20, 10},
+              {{.bSevenParamApplied = true, .nGcpIterations = 12, .fCoefficient = 1e-8}, 20, 14}};
+  for (const auto& row : rows) EXPECT_EQ(FirstHeldIteration(row.Schedule, row.nMost), row.nHeld) << row.nMost;
+}
+
 }  // namespace
 }  // namespace orvo::test

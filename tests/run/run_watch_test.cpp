@@ -13,8 +13,8 @@ using report::RunPhase;
 /// Notes what it is told, a word for each event.
 struct Listener : report::RunObserver {
   void OnPhase(RunPhase phase) override { Events.emplace_back(report::NameOf(phase)); }
-  void OnCounts(const report::BlockCounts& counts, int32_t most, double) override {
-    Events.push_back("counts " + std::to_string(counts.nImages) + " of " + std::to_string(most));
+  void OnCounts(const report::BlockCounts& counts, const report::RunPlan& plan) override {
+    Events.push_back("counts " + std::to_string(counts.nImages) + " of " + std::to_string(plan.nMost));
   }
   void OnAdvance(int32_t iteration, double share) override {
     Events.push_back("advance " + std::to_string(iteration) + " " +
@@ -85,7 +85,7 @@ TEST_F(RunWatchTest, WhoWatchesIsToldInOrder) {
   watch.Found({Severity::Note, "", 0, -1, "left out", ""});
   report::BlockCounts counts;
   counts.nImages = 7;
-  watch.NoteCounts(counts, 20, 1e-5);
+  watch.NoteCounts(counts, {.nMost = 20});
   watch.Begin(RunPhase::Iterating);
   watch.BeginIteration();
   watch.Advance(0.5);

@@ -18,7 +18,7 @@ void ConsoleView::TellOut(const std::string& text) {
   if (!bQuiet && !text.empty()) Tell(Streams, Streams.fOut, text);
 }
 
-void ConsoleView::OnCounts(const BlockCounts& counts, int32_t /*most*/, double /*threshold*/) {
+void ConsoleView::OnCounts(const BlockCounts& counts, const RunPlan& /*plan*/) {
   TellOut(CountsText(counts) + "\n");
 }
 

@@ -27,7 +27,7 @@ class ConsoleView final : public RunObserver {
   /// @param findings  false: somebody else tells them
   ConsoleView(const ConsoleStreams& streams, bool quiet, bool findings = true);
 
-  void OnCounts(const BlockCounts& counts, int32_t most, double threshold) override;
+  void OnCounts(const BlockCounts& counts, const RunPlan& plan) override;
   void OnIteration(const IterationFigure& figure) override;
   void OnFinding(const Finding& finding) override;
   /// Keeps the summary for TellSummary: the run still has to put its files in place.

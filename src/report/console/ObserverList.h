@@ -15,8 +15,8 @@ class ObserverList final : public RunObserver {
   void OnPhase(RunPhase phase) override {
     for (RunObserver* one : vAll) one->OnPhase(phase);
   }
-  void OnCounts(const BlockCounts& counts, int32_t most, double threshold) override {
-    for (RunObserver* one : vAll) one->OnCounts(counts, most, threshold);
+  void OnCounts(const BlockCounts& counts, const RunPlan& plan) override {
+    for (RunObserver* one : vAll) one->OnCounts(counts, plan);
   }
   void OnAdvance(int32_t iteration, double share) override {
     for (RunObserver* one : vAll) one->OnAdvance(iteration, share);

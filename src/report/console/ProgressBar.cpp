@@ -76,10 +76,10 @@ void ProgressBar::OnPhase(RunPhase phase) {
   Draw(true);
 }
 
-void ProgressBar::OnCounts(const BlockCounts& /*counts*/, int32_t most, double threshold) {
+void ProgressBar::OnCounts(const BlockCounts& counts, const RunPlan& plan) {
   const std::lock_guard lock(Mutex);
-  Left.OnCounts(most, threshold);
-  State.nMost = most;
+  Left.OnCounts(counts, plan);
+  State.nMost = plan.nMost;
   Draw(false);
 }
 

@@ -42,7 +42,7 @@ class ProgressBar final : public RunObserver {
   ProgressBar& operator=(const ProgressBar&) = delete;
 
   void OnPhase(RunPhase phase) override;
-  void OnCounts(const BlockCounts& counts, int32_t most, double threshold) override;
+  void OnCounts(const BlockCounts& counts, const RunPlan& plan) override;
   void OnAdvance(int32_t iteration, double share) override;
   void OnIteration(const IterationFigure& figure) override;
   void OnEnd(const RunFigures& figures) override;

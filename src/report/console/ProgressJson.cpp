@@ -52,8 +52,8 @@ void ProgressJson::OnPhase(RunPhase phase) {
   Write(fStream, event);
 }
 
-void ProgressJson::OnCounts(const BlockCounts& counts, int32_t most, double threshold) {
-  Left.OnCounts(most, threshold);
+void ProgressJson::OnCounts(const BlockCounts& counts, const RunPlan& plan) {
+  Left.OnCounts(counts, plan);
   Json event = EventOf("counts", Seconds());
   event.update({{"images", counts.nImages},
                 {"images_in_file", counts.nImagesInFile},
@@ -69,8 +69,8 @@ void ProgressJson::OnCounts(const BlockCounts& counts, int32_t most, double thre
                 {"unknowns", counts.nUnknowns},
                 {"redundancy", counts.nRedundancy},
                 {"sections", counts.nSections},
-                {"iterations_at_most", most},
-                {"threshold", threshold}});
+                {"iterations_at_most", plan.nMost},
+                {"threshold", plan.fThreshold}});
   Write(fStream, event);
 }
 

@@ -21,7 +21,7 @@ class ProgressJson final : public RunObserver {
   /// The first line.
   void OnBegin();
   void OnPhase(RunPhase phase) override;
-  void OnCounts(const BlockCounts& counts, int32_t most, double threshold) override;
+  void OnCounts(const BlockCounts& counts, const RunPlan& plan) override;
   void OnAdvance(int32_t iteration, double share) override;
   void OnIteration(const IterationFigure& figure) override;
   void OnFinding(const Finding& finding) override;

@@ -9,16 +9,17 @@
 
 namespace orvo::report {
 
-/// Iterations that are still to come: where the corrections fall by one factor each, until they are below the
-/// threshold, else until there are `most`.
+/// Iterations that are still to come: until the corrections, which fall by one factor each, are below the
+/// threshold, but no further than the first that the damping holds; behind it until they have fallen by ten
+/// an iteration, as the damping grows.
 /// @param largest  largest correction of each iteration so far, magnitudes
-int32_t IterationsLeft(std::span<const double> largest, int32_t most, double threshold);
+int32_t IterationsLeft(std::span<const double> largest, const RunPlan& plan);
 
 /// Is told the events of a run, with the seconds since its begin at which they came.
 class TimeLeft {
  public:
   void OnPhase(RunPhase phase, double now);
-  void OnCounts(int32_t most, double threshold);
+  void OnCounts(const BlockCounts& counts, const RunPlan& plan);
   void OnAdvance(int32_t iteration, double share, double now);
   void OnIteration(const IterationFigure& figure, double now);
   void OnEnd() { bEnded = true; }
@@ -32,6 +33,9 @@ class TimeLeft {
  private:
   double RestOfIterations(double now) const;
   double RestOfPhases(double now) const;
+  /// Of what follows the iterations, and what it is taken from: one sum over all measurements.
+  double PhaseSeconds(RunPhase phase) const;
+  double PassSeconds() const;
   /// Of one iteration, and of the sums within it: over the last ones.
   double IterationSeconds() const;
   double SumSeconds() const;
@@ -42,11 +46,13 @@ class TimeLeft {
   double fAdvance = 0;      ///< share of the iteration in hand
   double fAdvanceTime = 0;  ///< when that was told
   double fSums = 0;         ///< seconds that the sums of the iteration in hand took; 0: not known yet
-  int32_t nMost = 0;
-  double fThreshold = 0;
+  RunPlan Plan;
+  int32_t nImages = 0;
+  int64_t nMeasurements = 0;
   double fShare = 0;
   bool bEnded = false;
   bool bDirect = false;  ///< no iterative solver
+  bool bDevice = false;  ///< which does the sums at a speed of its own
   std::vector<double> vDurations, vSums, vLargest;
 };
 

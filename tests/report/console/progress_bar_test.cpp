@@ -97,7 +97,7 @@ TEST(ProgressBar, IsNotThereBeforeAPhase) {
 
 TEST(ProgressBar, CountsTheIterationInHand) {
   Drawn drawn;
-  drawn.Bar.OnCounts({}, 2, 1e-5);
+  drawn.Bar.OnCounts({}, {.nMost = 2});
   drawn.Bar.OnPhase(RunPhase::Iterating);
   EXPECT_NE(drawn.Terminal.Text().find("\riterating 1 of at most 2"), std::string::npos);
   IterationFigure figure;
@@ -116,7 +116,7 @@ TEST(ConsoleView, QuietTellsFindingsOnly) {
   for (const bool quiet : {false, true}) {
     Console out, err;
     ConsoleView view({out.Stream(), err.Stream(), nullptr}, quiet);
-    view.OnCounts({}, 20, 1e-5);
+    view.OnCounts({}, {.nMost = 20});
     view.OnFinding({Severity::Note, "f", 0, -1, "x", ""});
     IterationFigure figure;
     figure.nNumber = 7;

@@ -56,7 +56,7 @@ TEST(ProgressJson, TellsEveryEventWithItsFields) {
   counts.nUnknowns = 12;
   counts.nRedundancy = 13;
   counts.nSections = 14;
-  all.OnCounts(counts, 20, 0.5);
+  all.OnCounts(counts, {.nMost = 20, .fThreshold = 0.5});
   all.OnPhase(RunPhase::Iterating);
   written.fNow = 2;
   all.OnAdvance(1, 0.25);
