@@ -51,6 +51,19 @@ function(orvo_members folder)
   target_link_libraries(orvo PUBLIC ${ARG_DEPENDS})
 endfunction()
 
+# Sanitizers take most of a test's compilation. What they look for lies in the libraries; of the tests only the
+# memory and the threads are watched.
+add_library(orvo_test_sanitizing INTERFACE)
+if(ORVO_SANITIZERS)
+  target_compile_options(orvo_test_sanitizing INTERFACE -O0)
+  if(ORVO_SANITIZERS MATCHES "undefined")
+    target_compile_options(orvo_test_sanitizing INTERFACE -fno-sanitize=undefined)
+  endif()
+  if(ORVO_SANITIZERS MATCHES "fuzzer-no-link")
+    target_compile_options(orvo_test_sanitizing INTERFACE -fno-sanitize=fuzzer-no-link)
+  endif()
+endif()
+
 # Tests are compiled more often than they are run, so they are optimised less than what they test; no sum depends on it.
 # The other options let a compiler cache keep what was compiled with a precompiled header.
 function(orvo_test_options target)
@@ -60,6 +73,8 @@ function(orvo_test_options target)
   elseif(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     target_compile_options(${target} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
   endif()
+  # Behind whatever it is linked with, so that its options have the last word.
+  target_link_libraries(${target} PRIVATE orvo_test_sanitizing)
 endfunction()
 
 # With sanitizers a process takes longer to begin than most tests do.
