@@ -22,9 +22,12 @@
 //   SyntheticProjector                  generated blocks           the way back, from the point to the
 //     (synthetic/SyntheticCamera.h)                                measurement; shares no code with what its
 //                                                                  blocks are to test
+//   LinearizeRay                        the rigorous adjustment    more terms of distortion; residuals in the
+//     (rigorous/RayModel.h)                                        measured image too; rotation vectors for
+//                                                                  angles; all derivatives are complete
 //
 // The partials leave out the derivative of the distortion by the principal point, in every form that has
-// them.
+// them but the last.
 #pragma once
 
 #include "records/Records.h"
