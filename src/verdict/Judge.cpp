@@ -11,6 +11,8 @@ namespace orvo {
 namespace {
 
 constexpr size_t kNamesTold = 5;
+/// Of fewer, one wrong point is told by itself.
+constexpr int64_t kFewestCheckPoints = 3;
 
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
@@ -89,6 +91,7 @@ class Judgement {
   void GroupList(const char* kind, const std::vector<GroupFigure>& groups);
   void Ground();
   void GroundList(const std::vector<GroundFigure>& points);
+  void CheckPoints(const std::vector<GroundFigure>& points);
   void Positions();
   void Frame();
   void Similarity();
@@ -269,6 +272,28 @@ void Judgement::GroundList(const std::vector<GroundFigure>& points) {
   }
 }
 
+/// Check points that are all off are no worse than each other; only the size of a pixel tells that of them.
+/// Without control, a block lies where its start or GPS took it, and that is no fault of it.
+void Judgement::CheckPoints(const std::vector<GroundFigure>& points) {
+  double squares = 0;
+  int64_t count = 0;
+  for (const GroundFigure& point : points) {
+    if (!point.bIntersected) continue;
+    squares += point.fDifference * point.fDifference;
+    ++count;
+  }
+  if (!F.bHasControl || count < kFewestCheckPoints || !(F.fGsd > 0)) return;
+  const double difference = std::sqrt(squares / static_cast<double>(count));
+  const double limit = L.fGroundTogether * F.fGsd;
+  if (difference <= limit) return;
+  Doubt(Format("%lld check points are off by %.3g, root mean square: %.3g times the ground size of a pixel",
+               static_cast<long long>(count), difference, difference / F.fGsd),
+        Format("%.3g object units", limit),
+        "The block bends between its control points: look at their number, at the frame and heights of both "
+        "kinds, and at the camera; a smaller Damping_Coefficient, GPS positions or strips across hold it "
+        "better");
+}
+
 void Judgement::Ground() {
   std::vector<GroundFigure> control, check;
   std::vector<std::string> fewImages;
@@ -283,6 +308,7 @@ void Judgement::Ground() {
   }
   GroundList(control);
   GroundList(check);
+  CheckPoints(check);
 }
 
 void Judgement::Positions() {

@@ -36,6 +36,9 @@ constexpr VerdictLimit kTable[] = {
     {&L::fGroundFloor, "ground point, floor", "px", "nor are those below this"},
     {&L::fGroundDepth, "ground point, in space", "times the two above",
      "smaller differences, in ground sizes of a pixel, are never doubted"},
+    {&L::fGroundTogether, "check points together", "ground sizes of a pixel",
+     "doubtful when, with control, the root mean square of the differences of 3 and more check points is "
+     "larger"},
     {&L::fPosRatio, "GPS observation", "times the others' median",
      "doubtful when the misclosure of an image is larger"},
     {&L::fGroupRatio, "image or camera", "times the block's RMSE",

@@ -34,6 +34,7 @@ struct VerdictLimits {
   double fGroundPixels = 4;
   double fGroundFloor = 2;
   double fGroundDepth = 3;
+  double fGroundTogether = 10;
   double fPosRatio = 6;
   double fGroupRatio = 3;
   double fLeastShared = 3;

@@ -57,6 +57,12 @@ VerdictFigures GoodFigures() {
   return f;
 }
 
+void SetCheckDifferences(VerdictFigures& figures, double difference) {
+  for (GroundFigure& point : figures.vGround) {
+    if (!point.bControl) point.fDifference = difference;
+  }
+}
+
 struct Case {
   const char* szName;
   std::function<void(VerdictFigures&)> Change;
@@ -134,6 +140,27 @@ const Case kCases[] = {
      "control point G2: image residual 3 px in image IMG_7"},
     {"ControlInSpace", [](F& f) { f.vGround[1].fDifference = 1; }, kDoubt, "control point G2: off by 1"},
     {"Check", [](F& f) { f.vGround[6].fDifference = 1; }, kDoubt, "check point C2: off by 1"},
+    {"ChecksTogether", [](F& f) { SetCheckDifferences(f, 1.1); }, kDoubt,
+     "3 check points are off by 1.1, root mean square: 11 times the ground size of a pixel"},
+    {"ChecksTogetherBelowTheLimit", [](F& f) { SetCheckDifferences(f, 0.9); }, kGood, ""},
+    {"TwoChecksTellNothing",
+     [](F& f) {
+       SetCheckDifferences(f, 1.1);
+       f.vGround.pop_back();
+     },
+     kGood, ""},
+    {"ChecksOfAFreeBlock",
+     [](F& f) {
+       SetCheckDifferences(f, 1.1);
+       f.bHasControl = false;
+     },
+     kGood, ""},
+    {"ChecksWithoutGroundSize",
+     [](F& f) {
+       SetCheckDifferences(f, 1.1);
+       f.fGsd = 0;
+     },
+     kGood, ""},
     {"ControlOnce", [](F& f) { f.vGround[0].nImages = 1; }, kDoubt, "fewer than 2 images: G1"},
     {"Gps", [](F& f) { f.vPos[2].fMisclosure = 30; }, kDoubt, "GPS positions of IMG_3 off by up to 30"},
     {"Radians", [](F& f) { f.bPosAnglesInRadians = true; }, kDoubt, "b_pos.txt look like radians"},
