@@ -96,6 +96,56 @@ NodeMatrix RandomMatrix(const NodePattern& pattern, uint32_t seed) {
   return Blocks(pattern, dense);
 }
 
+NodePattern WithBorder(const NodePattern& pattern, const std::vector<int32_t>& borderSizes) {
+  const int32_t inner = pattern.NodeNum();
+  std::vector<int32_t> sizes = pattern.vSizes;
+  sizes.insert(sizes.end(), borderSizes.begin(), borderSizes.end());
+  return PatternWhere(sizes, [&](int32_t i, int32_t j) {
+    if (j >= inner) return true;
+    const auto behind = pattern.NeighboursBehind(i);
+    return std::binary_search(behind.begin(), behind.end(), j);
+  });
+}
+
+NodeMatrix WeakNet(const NodePattern& pattern, int32_t firstBorder, double datum, uint32_t seed) {
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<double> uniform(-1, 1);
+  const std::vector<int64_t> first = pattern.FirstUnknowns();
+  const int64_t inner = first[firstBorder], border = first.back() - inner;
+  Eigen::MatrixXd N = datum * Eigen::MatrixXd::Identity(first.back(), first.back());
+  for (int32_t i = 0; i < firstBorder; ++i) {
+    for (const int32_t j : pattern.NeighboursBehind(i)) {
+      if (j >= firstBorder) break;
+      const int32_t sizes[] = {pattern.vSizes[i], pattern.vSizes[j]}, rows = std::min(sizes[0], sizes[1]);
+      const int64_t at[] = {first[i], first[j], inner};
+      Eigen::MatrixXd J[] = {Eigen::MatrixXd::Identity(rows, sizes[0]),
+                             -Eigen::MatrixXd::Identity(rows, sizes[1]), Eigen::MatrixXd::Zero(rows, border)};
+      const Eigen::MatrixXd R = Eigen::MatrixXd::Identity(rows, rows).unaryExpr([&](double value) {
+        return value + 0.3 * uniform(random);
+      });
+      J[0] = R * J[0];
+      J[1] = R * J[1];
+      J[2] = J[2].unaryExpr([&](double) { return 0.1 * uniform(random); }).eval();
+      for (int a = 0; a < 3; ++a) {
+        for (int b = 0; b < 3; ++b)
+          N.block(at[a], at[b], J[a].cols(), J[b].cols()) += J[a].transpose() * J[b];
+      }
+    }
+  }
+  return Blocks(pattern, N);
+}
+
+Eigen::MatrixXd KershawMatrix(int32_t size) {
+  const double ring[4][4] = {{3, -2, 0, 2}, {-2, 3, -2, 0}, {0, -2, 3, -2}, {2, 0, -2, 3}};
+  Eigen::MatrixXd N(4 * size, 4 * size);
+  for (int i = 0; i < 4; ++i) {
+    for (int j = 0; j < 4; ++j) {
+      N.block(i * size, j * size, size, size) = ring[i][j] * Eigen::MatrixXd::Identity(size, size);
+    }
+  }
+  return N;
+}
+
 Eigen::MatrixXd Dense(const NodeMatrix& matrix) {
   const NodePattern& pattern = matrix.Pattern();
   const std::vector<int64_t> first = pattern.FirstUnknowns();

@@ -33,6 +33,18 @@ NodePattern Chain(int32_t count, int32_t size);
 /// Random values, the diagonal barely dominating.
 NodeMatrix RandomMatrix(const NodePattern& pattern, uint32_t seed = 1);
 
+/// `pattern` with nodes behind that are coupled with all others.
+NodePattern WithBorder(const NodePattern& pattern, const std::vector<int32_t>& borderSizes);
+
+/// Normal equations of a net whose datum is weak: in each block of inner nodes, coupled pairs measure their
+/// differences, which all unknowns of the border falsify, and each unknown by itself has a weight of `datum`.
+/// Long waves through the net cost little.
+NodeMatrix WeakNet(const NodePattern& pattern, int32_t firstBorder, double datum, uint32_t seed = 1);
+
+/// Positive definite, but pivots of its incomplete factor are not (Kershaw 1978, The incomplete
+/// Cholesky-conjugate gradient method): a ring of four nodes.
+Eigen::MatrixXd KershawMatrix(int32_t size);
+
 /// The whole matrix, in the order of the nodes.
 Eigen::MatrixXd Dense(const NodeMatrix& matrix);
 /// The blocks of `pattern` out of a dense matrix.
