@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "check/Codes.h"
+#include "settings/RigorousTable.h"
 #include "settings/SettingsTable.h"
 
 namespace orvo {
@@ -29,6 +30,8 @@ std::vector<std::string> SettingWords(const char* behind) {
       if (std::ranges::find(words, word) == words.end()) words.push_back(word);
     }
   }
+  for (const RigorousSetting& setting : RigorousTable())
+    words.push_back(setting.szName + std::string(behind));
   return words;
 }
 

@@ -7,7 +7,8 @@ namespace {
 
 std::string CheckOverride(const std::string& text) {
   SettingOverride one;
-  return ParseOverride(text, one);
+  RigorousOverride ofRigorous;
+  return NamesRigorousSetting(text) ? ParseOverride(text, ofRigorous) : ParseOverride(text, one);
 }
 
 }  // namespace

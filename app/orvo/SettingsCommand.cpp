@@ -10,11 +10,16 @@
 #include "base/Scan.h"
 #include "block/ProjectForm.h"
 #include "check/Diagnosis.h"
+#include "check/RigorousReading.h"
 #include "exchange/WholeFiles.h"
 #include "orvo/Command.h"
 #include "orvo/ExchangeArguments.h"
 #include "run/BlockReading.h"
+#include "run/InputCheck.h"
 #include "run/ProgramFacts.h"
+#include "run/SettingsReading.h"
+#include "settings/RigorousFile.h"
+#include "settings/RigorousTexts.h"
 #include "settings/SettingNames.h"
 #include "settings/SettingTexts.h"
 #include "settings/SettingsFile.h"
@@ -25,7 +30,11 @@ namespace {
 struct SettingsArguments {
   RunPaths Paths;
   std::string szPreset = "drone", szOut, szKey, szPixelSigma, szGpsSigmas, szGcpSigma;
+  std::string szMethod;  ///< empty: the settings that all methods have
+  std::string szFrom;    ///< settings in place of the preset
   bool bForce = false, bList = false, bMarkdown = false;
+
+  bool IsRigorous() const { return szMethod == "rigorous"; }
 };
 
 std::optional<double> SigmaIn(const std::string& text) {
@@ -82,11 +91,22 @@ std::string FirstLine(const Setting& setting) {
   return fmt::format("{:<42} {}", names, PlainText(DescriptionOf(setting).szMeaning));
 }
 
+std::string FirstLine(const RigorousSetting& setting) {
+  const std::string name = std::string(setting.szName) + " (rigorous)";
+  return fmt::format("{:<42} {}", name, PlainText(setting.szMeaning));
+}
+
+template <typename Row>
+void PrintRows(std::span<const Row> table, bool markdown, std::FILE* out) {
+  for (const Row& row : table)
+    std::fprintf(out, "%s\n", (markdown ? MarkdownRowOf(row) : FirstLine(row)).c_str());
+}
+
+/// A table of the documentation holds the settings of one kind.
 int List(const SettingsArguments& arguments, const FrontEnd& frontEnd) {
-  for (const Setting& setting : SettingsTable()) {
-    const std::string line = arguments.bMarkdown ? MarkdownRowOf(setting) : FirstLine(setting);
-    std::fprintf(frontEnd.fOut, "%s\n", line.c_str());
-  }
+  const bool markdown = arguments.bMarkdown, rigorous = arguments.IsRigorous();
+  if (!rigorous) PrintRows(SettingsTable(), markdown, frontEnd.fOut);
+  if (rigorous || !markdown) PrintRows(RigorousTable(), markdown, frontEnd.fOut);
   return ExitDone;
 }
 
@@ -96,17 +116,25 @@ int Explain(const std::string& key, const FrontEnd& frontEnd) {
     std::fputs(ExplanationOf(*named.pSetting).c_str(), frontEnd.fOut);
     return ExitDone;
   }
-  const std::string nearest = NearestSettingName(key);
-  std::fprintf(
-      frontEnd.fErr, "orvo settings: there is no setting '%s': %s\n", PrintableName(key).c_str(),
-      nearest.empty() ? "orvo settings --list tells all" : ("did you mean " + nearest + "?").c_str());
+  if (const RigorousSetting* setting = FindRigorousSetting(key)) {
+    std::fputs(ExplanationOf(*setting).c_str(), frontEnd.fOut);
+    return ExitDone;
+  }
+  std::fprintf(frontEnd.fErr, "orvo settings: there is no setting '%s': %s\n", PrintableName(key).c_str(),
+               HintForName(key).c_str());
   return ExitUsage;
 }
 
 std::vector<std::string> HeadOf(const SettingsArguments& arguments, const SettingPreset& preset,
                                 const std::optional<BlockFacts>& facts) {
-  std::vector<std::string> head{
-      fmt::format("Settings of orvo {}, preset {}: {}", ProgramVersion(), preset.szName, preset.szFor)};
+  std::vector<std::string> head;
+  if (arguments.szFrom.empty()) {
+    head.push_back(
+        fmt::format("Settings of orvo {}, preset {}: {}", ProgramVersion(), preset.szName, preset.szFor));
+  } else {
+    head.push_back(
+        fmt::format("Settings of orvo {}, from {}", ProgramVersion(), PrintableName(arguments.szFrom)));
+  }
   if (facts)
     head.push_back(fmt::format("Fitted to {}: images {}, cameras {}, control points {}",
                                PrintableName(arguments.Paths.szProject), facts->nImages, facts->nCameras,
@@ -127,7 +155,7 @@ int Write(const SettingsArguments& arguments, const std::string& text, const Fro
   const RunPaths& paths = arguments.Paths;
   return RunExchange("settings", frontEnd, [&](exchange::ExchangeLog&) {
     std::vector<std::string> inputs{paths.szProject, OvtPathOfProject(paths.szProject), paths.szGcp,
-                                    paths.szPos};
+                                    paths.szPos, arguments.szFrom};
     std::erase(inputs, std::string());
     exchange::WholeFiles files(exchange::WholeFiles::FolderOf(arguments.szOut), std::move(inputs));
     const std::string name = arguments.szOut.substr(arguments.szOut.find_last_of('/') + 1);
@@ -136,27 +164,60 @@ int Write(const SettingsArguments& arguments, const std::string& text, const Fro
   });
 }
 
+/// The settings of a file, in place of those of a preset. False where it is not sound, which is told.
+bool ReadFrom(const std::string& path, const FrontEnd& frontEnd, ChosenSettings& chosen,
+              ChosenRigorous& rigorous) {
+  std::vector<Finding> findings = CheckSettings(path, KnownSettings());
+  const RigorousReading reading = ReadRigorousSettings(path);
+  if (!HasError(findings)) Append(findings, reading.Findings);
+  for (const Finding& one : findings) {
+    if (one.Weight == Severity::Error) std::fprintf(frontEnd.fErr, "%s\n", TextOf(one).c_str());
+  }
+  if (HasError(findings)) {
+    std::fputs("orvo settings: nothing was written, for the settings are not sound\n", frontEnd.fErr);
+    return false;
+  }
+  InputFiles inputs;
+  chosen = {};
+  ReadSettingsFile(path, inputs, chosen.Settings);
+  rigorous = {reading.Settings, {}};
+  return true;
+}
+
+/// False where a run would refuse the block, which is told. Without a project there are no facts.
+bool ReadFacts(const SettingsArguments& arguments, const AdjustmentSettings& settings,
+               const FrontEnd& frontEnd, std::optional<BlockFacts>& facts) {
+  if (arguments.Paths.szProject.empty()) return true;
+  Diagnosis diagnosis;
+  facts = ReadBlockFacts(arguments.Paths, settings, frontEnd.System, diagnosis);
+  for (const std::string& line : LinesOf(diagnosis, Severity::Error))
+    std::fprintf(frontEnd.fErr, "%s\n", line.c_str());
+  if (!facts) std::fputs("orvo settings: nothing was written, for the block is not sound\n", frontEnd.fErr);
+  return facts.has_value();
+}
+
 int RunSettings(const SettingsArguments& arguments, const FrontEnd& frontEnd) {
   if (arguments.bList) return List(arguments, frontEnd);
   if (!arguments.szKey.empty()) return Explain(arguments.szKey, frontEnd);
   const SettingPreset& preset = *FindPreset(arguments.szPreset);
   const StatedSigmas sigmas = SigmasOf(arguments);
+  const bool fromFile = !arguments.szFrom.empty();
+  ChosenSettings chosen = SettingsFor(preset, std::nullopt, sigmas);
+  ChosenRigorous rigorous = RigorousFor(preset);
+  if (fromFile && !ReadFrom(arguments.szFrom, frontEnd, chosen, rigorous)) return ExitFailed;
   std::optional<BlockFacts> facts;
-  if (!arguments.Paths.szProject.empty()) {
-    Diagnosis diagnosis;
-    facts = ReadBlockFacts(arguments.Paths, SettingsFor(preset, std::nullopt, sigmas).Settings,
-                           frontEnd.System, diagnosis);
-    for (const std::string& line : LinesOf(diagnosis, Severity::Error))
-      std::fprintf(frontEnd.fErr, "%s\n", line.c_str());
-    if (!facts) {
-      std::fputs("orvo settings: nothing was written, for the block is not sound\n", frontEnd.fErr);
-      return ExitFailed;
-    }
-  }
-  const ChosenSettings chosen = SettingsFor(preset, facts, sigmas);
+  if (!ReadFacts(arguments, chosen.Settings, frontEnd, facts)) return ExitFailed;
+  if (!fromFile) chosen = SettingsFor(preset, facts, sigmas);
   for (const std::string& note : chosen.Notes)
     std::fprintf(frontEnd.fErr, "orvo settings: note: %s.\n", PrintableName(note).c_str());
-  return Write(arguments, SettingsFileText(chosen, HeadOf(arguments, preset, facts)), frontEnd);
+  std::string text = SettingsFileText(chosen, HeadOf(arguments, preset, facts));
+  if (arguments.IsRigorous()) {
+    State(sigmas, rigorous);
+    if (facts)
+      TellWeightSigmas(SigmasOfWeights(chosen.Settings, *facts, rigorous.Settings.Sigma_Image), rigorous);
+    text += RigorousSectionText(rigorous);
+  }
+  return Write(arguments, text, frontEnd);
 }
 
 std::string HelpOfPresets() {
@@ -183,6 +244,21 @@ void AddSigmas(CLI::App& app, SettingsArguments& arguments) {
       ->check(isSigma);
 }
 
+void AddMethod(CLI::App& app, SettingsArguments& arguments, CLI::Option* preset) {
+  CLI::Option* method = app.add_option("--method", arguments.szMethod,
+                                       "with the settings of this method of adjustment: standard deviations "
+                                       "that are stated go there as they are [those that all methods have]")
+                            ->type_name("NAME")
+                            ->check(CLI::IsMember({"rigorous"}));
+  app.add_option(
+         "--from", arguments.szFrom,
+         "settings file to start from, in place of a preset; with --for, what its weights stand for is "
+         "told beside the standard deviations")
+      ->type_name("FILE")
+      ->needs(method)
+      ->excludes(preset);
+}
+
 }  // namespace
 
 std::function<int()> AddSettings(CLI::App& app, const FrontEnd& frontEnd) {
@@ -190,10 +266,11 @@ std::function<int()> AddSettings(CLI::App& app, const FrontEnd& frontEnd) {
   RunPaths& paths = arguments->Paths;
   std::vector<std::string> presets;
   for (const SettingPreset& preset : SettingPresets()) presets.emplace_back(preset.szName);
-  app.add_option("--preset", arguments->szPreset, "settings to start from, see below")
-      ->capture_default_str()
-      ->type_name("NAME")
-      ->check(CLI::IsMember(presets));
+  CLI::Option* preset = app.add_option("--preset", arguments->szPreset, "settings to start from, see below")
+                            ->capture_default_str()
+                            ->type_name("NAME")
+                            ->check(CLI::IsMember(presets));
+  AddMethod(app, *arguments, preset);
   CLI::Option* project = app.add_option("--for", paths.szProject,
                                         "project that the settings shall fit: weights follow from its size")
                              ->type_name("FILE");

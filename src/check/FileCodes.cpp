@@ -209,6 +209,16 @@ constexpr CodeEntry kCodes[] = {
      "made "
      "for some ten: 0.001 for measurements in pixels, 1 for millimetres.",
      "Write 0.001 for images measured in pixels."},
+    {"A018", Error, "A value that the rigorous method can't take",
+     "A setting of --method rigorous is no number, a number outside of what it can be, or a word that it "
+     "does "
+     "not know.",
+     "Write one of the values that orvo settings --explain KEY tells."},
+    {"A019", Error, "No setting of the rigorous method",
+     "A name in the element Rigorous is none of its settings, or one of them stands elsewhere. What is "
+     "missing "
+     "has its default, so that a misspelt name would go unnoticed.",
+     "Write the name as the table of these settings has it, or remove it."},
     {"M001", Note, "Memory of the points",
      "What the points of the block are reckoned to take, in how many sections they are read, and what the "
      "equations take.",

@@ -1,5 +1,6 @@
 #include <map>
 
+#include "check/RigorousReading.h"
 #include "check/SettingsCheck.h"
 #include "check/StrictLines.h"
 #include "records/ReadingFacts.h"
@@ -29,7 +30,9 @@ class ColonChecker {
                      "The key reaches from the first character of the line to its "
                      "only colon");
       }
-      Unknown.Add(std::string(key).c_str());
+      // Those are looked at where they are read.
+      if (FindRigorousSetting(key) != nullptr) bSetsRigorous = true;
+      if (!IsMeantForRigorous(Trimmed(key))) Unknown.Add(std::string(key).c_str());
       return;
     }
     const std::string_view value = line.substr(colon + 1);
@@ -46,6 +49,7 @@ class ColonChecker {
 
   std::map<std::string, int64_t> LineOfKey;
   NamedCount Unknown;
+  bool bSetsRigorous = false;
   std::vector<Finding> Notes;
 
  private:
@@ -60,7 +64,7 @@ std::vector<Finding> CheckColonSettings(const std::string& path, std::span<const
   ColonChecker checker(lines, known);
   std::string_view line;
   while (lines.Next(line)) checker.Take(line);
-  if (!lines.Fault() && checker.LineOfKey.empty()) {
+  if (!lines.Fault() && checker.LineOfKey.empty() && !checker.bSetsRigorous) {
     return {{Severity::Error, path, 0, -1, "no line sets anything",
              "Write lines such as Set_IOP_Unknown:1; files of the XML form have to end in .xml", "A003"}};
   }

@@ -5,6 +5,7 @@
 
 #include "base/Platform.h"
 #include "block/SettingsText.h"
+#include "check/RigorousReading.h"
 #include "check/StrictLines.h"
 #include "check/reading/NameDistance.h"
 
@@ -47,6 +48,7 @@ WrittenNames NamesOfXml(const std::string& path, std::span<const KnownSetting> k
     });
   };
   for (const pugi::xml_node parent : document.children()) {
+    if (std::string_view(parent.name()) == kRigorousElement) continue;
     for (const pugi::xml_node element : parent.children()) {
       if (element.type() != pugi::node_element) continue;
       if (std::ssize(written.Names) < 1000)
@@ -111,6 +113,7 @@ class SettingsNames {
 
 void SettingsNames::TellUnknown(const WrittenName& name) {
   if (std::ranges::any_of(Known, [&](const KnownSetting& one) { return Is(name, one); })) return;
+  if (!bXml && IsMeantForRigorous(Trimmed(name.szName))) return;
   const std::string what =
       Quoted(name.szName) + " is no setting" + (bXml ? " of " + Quoted(name.szParent) : "");
   const FindingPlace place{szPath, name.Place.nLine, name.Place.nColumn};

@@ -1,6 +1,7 @@
 #include "settings/SettingNames.h"
 
 #include "base/NearestName.h"
+#include "settings/RigorousTable.h"
 
 namespace orvo {
 namespace {
@@ -26,7 +27,13 @@ std::string NearestSettingName(std::string_view name) {
       if (one != nullptr && (names.empty() || names.back() != one)) names.emplace_back(one);
     }
   }
+  for (const RigorousSetting& setting : RigorousTable()) names.emplace_back(setting.szName);
   return NearestName(name, names);
+}
+
+std::string HintForName(std::string_view name) {
+  const std::string nearest = NearestSettingName(name);
+  return nearest.empty() ? "orvo settings --list tells all" : "did you mean " + nearest + "?";
 }
 
 }  // namespace orvo

@@ -16,7 +16,12 @@ struct NamedSetting {
 /// By field, colon key or XML element, as they are written in files.
 NamedSetting FindSetting(std::string_view name);
 
-/// The name that a misspelt one was meant to be; empty where none is near.
+/// The name that a misspelt one was meant to be, of these settings or of those of the rigorous method; empty
+/// where none is near.
 std::string NearestSettingName(std::string_view name);
+
+/// What helps somebody who has written a name that there is not: the nearest, as a question, or where all
+/// are.
+std::string HintForName(std::string_view name);
 
 }  // namespace orvo

@@ -12,11 +12,7 @@ std::string ParseOverride(std::string_view text, SettingOverride& result) {
     return "'" + std::string(text) + "' is no KEY=VALUE, such as Max_LM_Iteration_Num=30";
   const std::string_view key = text.substr(0, equals), value = text.substr(equals + 1);
   const NamedSetting named = FindSetting(key);
-  if (named.pSetting == nullptr) {
-    const std::string nearest = NearestSettingName(key);
-    return "there is no setting '" + std::string(key) +
-           "': " + (nearest.empty() ? "orvo settings --list tells all" : "did you mean " + nearest + "?");
-  }
+  if (named.pSetting == nullptr) return "there is no setting '" + std::string(key) + "': " + HintForName(key);
   AdjustmentSettings trial;
   if (const std::string fault = AssignValue(*named.pSetting, value, named.bXmlName, trial); !fault.empty())
     return "'" + std::string(value) + "' for " + std::string(key) + " is " + fault;

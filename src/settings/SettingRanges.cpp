@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "settings/RigorousOverrides.h"
 #include "settings/SettingTexts.h"
 #include "settings/SettingValues.h"
 
@@ -38,6 +39,15 @@ std::vector<std::string> RemarksOnOne(const std::string& name, const SettingOver
   return remarks;
 }
 
+/// Of a run by another method.
+std::vector<std::string> NotesOnRigorous(std::span<const std::string> texts) {
+  std::vector<std::string> notes;
+  for (const RigorousOverride& one : RigorousOverridesOf(texts))
+    notes.push_back(std::string("note: ") + one.pSetting->szName +
+                    " has no effect: it is a setting of --method rigorous");
+  return notes;
+}
+
 }  // namespace
 
 std::string MissedLimit(const Setting& setting, bool xmlName, const AdjustmentSettings& settings) {
@@ -68,16 +78,19 @@ std::vector<SettingOverride> InForce(std::span<const SettingOverride> overrides)
   return result;
 }
 
-std::vector<std::string> RemarksOn(std::span<const std::string> texts) {
+std::vector<std::string> RemarksOn(std::span<const std::string> texts, bool rigorousMethod) {
   std::vector<SettingOverride> all(texts.size());
   for (size_t i = 0; i < texts.size(); ++i) ParseOverride(texts[i], all[i]);
   std::vector<std::string> remarks;
   for (size_t i = 0; i < texts.size(); ++i) {
+    if (all[i].pSetting == nullptr) continue;
     const std::span<const SettingOverride> later = std::span(all).subspan(i + 1);
     if (std::ranges::find(later, all[i].pSetting, &SettingOverride::pSetting) != later.end()) continue;
     const std::vector<std::string> more = RemarksOnOne(texts[i].substr(0, texts[i].find('=')), all[i]);
     remarks.insert(remarks.end(), more.begin(), more.end());
   }
+  const auto others = rigorousMethod ? RigorousRemarksOn(texts) : NotesOnRigorous(texts);
+  remarks.insert(remarks.end(), others.begin(), others.end());
   return remarks;
 }
 

@@ -21,7 +21,7 @@ std::vector<SettingOverride> InForce(std::span<const SettingOverride> overrides)
 
 /// What is odd about those of these texts KEY=VALUE, all of which hold, that are in force: each a clause that
 /// begins with "warning: " or "note: ". A value outside of those that blocks want, and a setting that no run
-/// consults.
-std::vector<std::string> RemarksOn(std::span<const std::string> texts);
+/// consults. Settings of the rigorous method may be among them: no other run consults those.
+std::vector<std::string> RemarksOn(std::span<const std::string> texts, bool rigorousMethod = false);
 
 }  // namespace orvo

@@ -120,8 +120,19 @@ const SettingText kTexts[] = {
 
 std::string OrDash(const char* text) { return text == nullptr ? "-" : fmt::format("`{}`", text); }
 
-/// Fills lines, those behind the first one indented.
-std::string Filled(const std::string& head, const std::string& text) {
+/// What --set refuses.
+std::string RefusedValues(const Setting& setting) {
+  return DescriptionOf(setting).bAboveZero ? "0 and less, with --set" : "less than 0, with --set";
+}
+
+std::string RuleText(XmlRule rule) {
+  if (rule == XmlRule::MilliOverValue) return "the field is 0.001 divided by its value";
+  return rule == XmlRule::OneOverValue ? "the field is 1 divided by its value" : "the value of the field";
+}
+
+}  // namespace
+
+std::string FilledLines(const std::string& head, const std::string& text) {
   constexpr size_t kLength = 100, kIndent = 15;
   std::string lines, line = fmt::format("{:<{}}", head, kIndent);
   bool begins = true;
@@ -138,18 +149,6 @@ std::string Filled(const std::string& head, const std::string& text) {
   }
   return lines + line + "\n";
 }
-
-/// What --set refuses.
-std::string RefusedValues(const Setting& setting) {
-  return DescriptionOf(setting).bAboveZero ? "0 and less, with --set" : "less than 0, with --set";
-}
-
-std::string RuleText(XmlRule rule) {
-  if (rule == XmlRule::MilliOverValue) return "the field is 0.001 divided by its value";
-  return rule == XmlRule::OneOverValue ? "the field is 1 divided by its value" : "the value of the field";
-}
-
-}  // namespace
 
 std::string PlainNumber(double value) {
   std::string text = fmt::format("{:g}", value);
@@ -223,7 +222,7 @@ std::string ExplanationOf(const Setting& setting) {
   const SettingText& text = DescriptionOf(setting);
   std::string lines = fmt::format("{}: {}\n\n", setting.szName, PlainText(text.szMeaning));
   const auto add = [&](const char* what, const std::string& value) {
-    if (!value.empty()) lines += Filled(what, value);
+    if (!value.empty()) lines += FilledLines(what, value);
   };
   add("Type", NameOf(setting.Kind()));
   add("Default", DefaultOf(setting));

@@ -25,6 +25,9 @@ const SettingText& DescriptionOf(const Setting& setting);
 /// "switch", "integer", "real".
 const char* NameOf(SettingKind kind);
 
+/// A line of an explanation: `head`, and `text` filled into lines behind it, those behind the first indented.
+std::string FilledLines(const std::string& head, const std::string& text);
+
 /// Without links, code marks and stars.
 std::string PlainText(std::string_view markdown);
 

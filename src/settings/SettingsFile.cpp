@@ -10,7 +10,30 @@ namespace {
 
 constexpr size_t kLineLength = 110;
 
-/// A comment whose lines are filled, those behind the first `indent` deeper.
+std::string CommentTextOf(const Setting& setting, const ChosenSettings& chosen) {
+  const SettingText& text = DescriptionOf(setting);
+  const std::string name = setting.szName, element = setting.szXmlElement;
+  std::string comment = (name == element ? "" : name + ": ") + SentenceOf(PlainText(text.szMeaning)) +
+                        " Default: " + DefaultOf(setting) + ".";
+  if (text.szUnit[0] != '\0') comment += fmt::format(" Unit: {}.", text.szUnit);
+  if (setting.Kind() != SettingKind::Switch) {
+    comment += setting.rule == XmlRule::Plain
+                   ? fmt::format(" Sensible: {}.", SensibleValues(setting))
+                   : fmt::format(" The weight is {}; sensible weights: {}.",
+                                 ValueText(setting, chosen.Settings), SensibleValues(setting));
+  }
+  comment += " Takes effect: " + SentenceOf(PlainText(text.szEffect));
+  const auto why = chosen.Why.find(name);
+  if (why != chosen.Why.end()) comment += " Here: " + SentenceOf(why->second);
+  return comment;
+}
+
+}  // namespace
+
+std::string SentenceOf(const std::string& text) {
+  return text.empty() || text.back() == '.' ? text : text + ".";
+}
+
 std::string CommentOf(const std::string& text, size_t indent) {
   const std::string margin(indent, ' ');
   std::string lines, line = margin + "<!--";
@@ -29,30 +52,6 @@ std::string CommentOf(const std::string& text, size_t indent) {
   return lines + line + "\n";
 }
 
-std::string Sentence(const std::string& text) {
-  return text.empty() || text.back() == '.' ? text : text + ".";
-}
-
-std::string CommentTextOf(const Setting& setting, const ChosenSettings& chosen) {
-  const SettingText& text = DescriptionOf(setting);
-  const std::string name = setting.szName, element = setting.szXmlElement;
-  std::string comment = (name == element ? "" : name + ": ") + Sentence(PlainText(text.szMeaning)) +
-                        " Default: " + DefaultOf(setting) + ".";
-  if (text.szUnit[0] != '\0') comment += fmt::format(" Unit: {}.", text.szUnit);
-  if (setting.Kind() != SettingKind::Switch) {
-    comment += setting.rule == XmlRule::Plain
-                   ? fmt::format(" Sensible: {}.", SensibleValues(setting))
-                   : fmt::format(" The weight is {}; sensible weights: {}.",
-                                 ValueText(setting, chosen.Settings), SensibleValues(setting));
-  }
-  comment += " Takes effect: " + Sentence(PlainText(text.szEffect));
-  const auto why = chosen.Why.find(name);
-  if (why != chosen.Why.end()) comment += " Here: " + Sentence(why->second);
-  return comment;
-}
-
-}  // namespace
-
 std::string CommentText(std::string_view text) {
   std::string safe;
   for (const char c : text) {
@@ -65,8 +64,8 @@ std::string CommentText(std::string_view text) {
 
 std::string SettingsFileText(const ChosenSettings& chosen, const std::vector<std::string>& head) {
   std::string text, parent;
-  for (const std::string& line : head) text += CommentOf(Sentence(line), 0);
-  for (const std::string& note : chosen.Notes) text += CommentOf(Sentence(note), 0);
+  for (const std::string& line : head) text += CommentOf(SentenceOf(line), 0);
+  for (const std::string& note : chosen.Notes) text += CommentOf(SentenceOf(note), 0);
   text += CommentOf("An element that is missing counts as false or 0: change values, and delete nothing.", 0);
   for (const Setting& setting : SettingsTable()) {
     if (setting.szXmlElement == nullptr) continue;

@@ -15,4 +15,10 @@ std::string SettingsFileText(const ChosenSettings& chosen, const std::vector<std
 /// Text that may stand in a comment of XML, where no two hyphens may meet.
 std::string CommentText(std::string_view text);
 
+/// With a full stop behind it, where it lacks one and is not empty.
+std::string SentenceOf(const std::string& text);
+
+/// A comment of XML whose lines are filled: `indent` blanks before the first, more before the others.
+std::string CommentOf(const std::string& text, size_t indent);
+
 }  // namespace orvo
