@@ -1,0 +1,118 @@
+#include "rigorous/BlockModels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "rigorous/RotationVector.h"
+
+namespace orvo::rigorous {
+namespace {
+
+constexpr double kRadians = std::numbers::pi / 180;
+
+Vector3 AllThree(double value) { return {value, value, value}; }
+
+/// What a term of the distortion does in the corner of the image, by its coefficient.
+std::array<double, kLensParameterNum> CornerEffects(const IopRecord& iop, double imageScale) {
+  const double u = iop.nImageWidth / 2.0 * imageScale, v = iop.nImageHeight / 2.0 * imageScale;
+  const double r2 = u * u + v * v, r = std::sqrt(r2);
+  const double tangential = std::hypot(r2 + 2 * u * u, 2 * u * v);
+  return {1,           1,
+          1,           r * r2,
+          r * r2 * r2, r * r2 * r2 * r2,
+          tangential,  std::hypot(r2 + 2 * v * v, 2 * u * v),
+          std::abs(u), std::abs(v)};
+}
+
+bool Vary(std::span<const double> times) {
+  if (times.empty()) return false;
+  const auto [low, high] = std::ranges::minmax(times);
+  return high > low;
+}
+
+}  // namespace
+
+uint32_t LensUnknownsOf(DistortionTerms terms) {
+  uint32_t unknowns = kLensFocal | kLensPrincipalPoint | kLensRadial;
+  if (terms != DistortionTerms::K1K2) unknowns |= kLensThirdRadial | kLensTangential;
+  if (terms == DistortionTerms::BrownAffinity) unknowns |= kLensAffine;
+  return unknowns;
+}
+
+std::array<double, kLensParameterNum> LensPriorOf(const RigorousSettings& settings, const IopRecord& iop,
+                                                  double imageScale) {
+  const double scale = std::abs(imageScale);
+  const std::array<double, kLensParameterNum> effects = CornerEffects(iop, scale);
+  std::array<double, kLensParameterNum> sigma{};
+  for (size_t i = 0; i < sigma.size(); ++i) {
+    const double pixels = i == 0  ? settings.Prior_Focal
+                          : i < 3 ? settings.Prior_Principal
+                                  : settings.Prior_Distortion;
+    sigma[i] = pixels * scale / effects[i];
+    if (!(sigma[i] > 0)) sigma[i] = kNotObserved;
+  }
+  return sigma;
+}
+
+CameraModel CameraModelOf(const RigorousSettings& settings, const IopRecord& iop, double imageScale,
+                          const CameraUnknowns& unknowns) {
+  CameraModel model;
+  model.fSigma = settings.Sigma_Image * std::abs(imageScale);
+  if (unknowns.bLens) {
+    model.nLensUnknowns = LensUnknownsOf(settings.Distortion);
+    model.PriorSigma = LensPriorOf(settings, iop, imageScale);
+  }
+  const CameraEstimate start = CameraStartOf(settings, iop);
+  model.Prior = start.LensNow;
+  model.bLeverArm = unknowns.bLeverArm && settings.Lever_Arm == MountingForm::Estimate;
+  model.LeverArmPrior = start.LeverArm;
+  if (model.bLeverArm) model.LeverArmSigma = AllThree(settings.Prior_Lever_Arm);
+  model.bBoresight = unknowns.bBoresight && settings.Boresight == MountingForm::Estimate;
+  model.BoresightPrior = start.Boresight;
+  if (model.bBoresight) model.BoresightSigma = AllThree(settings.Prior_Boresight * kRadians);
+  return model;
+}
+
+CameraEstimate CameraStartOf(const RigorousSettings& settings, const IopRecord& iop) {
+  CameraEstimate start;
+  start.LensNow = LensOf(iop);
+  if (settings.Lever_Arm != MountingForm::None)
+    start.LeverArm = {settings.Lever_Arm_X, settings.Lever_Arm_Y, settings.Lever_Arm_Z};
+  if (settings.Boresight != MountingForm::None) {
+    start.Boresight =
+        RotationOfAngles({settings.Boresight_Phi * kRadians, settings.Boresight_Omega * kRadians,
+                          settings.Boresight_Kappa * kRadians});
+  }
+  return start;
+}
+
+Vector3 GpsSigmaOf(const RigorousSettings& settings) {
+  return {settings.Sigma_GPS_XY, settings.Sigma_GPS_XY, settings.Sigma_GPS_Z};
+}
+
+Vector3 ImuSigmaOf(const RigorousSettings& settings, const Vector3& phiOmegaKappa) {
+  const double tilt = settings.Sigma_IMU_PhiOmega * kRadians, kappa = settings.Sigma_IMU_Kappa * kRadians;
+  const Matrix3 T = VectorByAngles(phiOmegaKappa);
+  Vector3 sigma{};
+  for (size_t i = 0; i < 3; ++i) {
+    sigma[i] = std::hypot(T[3 * i] * tilt, T[3 * i + 1] * tilt, T[3 * i + 2] * kappa);
+    // In a direction that no angle turns about alone the angles are not better than themselves.
+    sigma[i] = std::max(sigma[i], std::min(tilt, kappa));
+  }
+  return sigma;
+}
+
+StripModel StripModelOf(const RigorousSettings& settings, std::span<const double> gpsTimes,
+                        std::span<const double> imuTimes) {
+  StripModel model;
+  if (settings.Drift == DriftForm::None) return model;
+  const bool linear = settings.Drift == DriftForm::Linear;
+  model.bGpsConstant = !gpsTimes.empty();
+  model.bGpsLinear = linear && Vary(gpsTimes);
+  model.bImuConstant = !imuTimes.empty();
+  model.bImuLinear = linear && Vary(imuTimes);
+  return model;
+}
+
+}  // namespace orvo::rigorous

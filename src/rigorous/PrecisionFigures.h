@@ -1,0 +1,97 @@
+// What is told of the precision of an adjusted block: figures in the units of the files.
+// Standard deviations are roots of cofactors times sigma0 of the adjustment, or times 1 where nothing is
+// redundant. Where nothing holds the datum, they are those of inner constraints (rigorous/NodeCovariance.h).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "records/RigorousSettings.h"
+#include "rigorous/Adjust.h"
+#include "rigorous/GlobalTest.h"
+#include "rigorous/Problem.h"
+
+namespace orvo::rigorous {
+
+/// Correlations beyond it are told.
+inline constexpr double kToldCorrelation = 0.95;
+
+/// Of an image that is unknown.
+struct ImagePrecision {
+  int32_t nImage = 0;
+  Vector3 Centre{};  ///< object units
+  Vector3 Angles{};  ///< phi, omega, kappa, degrees; not finite at omega of plus or minus 90 degrees
+};
+
+struct CameraQuantity {
+  const char* szName = "";
+  const char* szUnit = "";
+  double fValue = 0, fDeviation = 0;
+
+  /// Value by standard deviation; 0 where there is no deviation.
+  double T() const { return fDeviation > 0 ? fValue / fDeviation : 0; }
+};
+
+struct CorrelatedPair {
+  size_t nFirst = 0, nSecond = 0;  ///< in the quantities of the camera
+  double fCorrelation = 0;
+};
+
+/// Unknown lens (pixels), lever arm (object units) and boresight (phi, omega, kappa in degrees) of a camera.
+struct CameraPrecision {
+  int32_t nCamera = 0;
+  std::vector<CameraQuantity> vQuantities;
+  std::vector<CorrelatedPair> vPairs;  ///< beyond kToldCorrelation
+};
+
+enum class PointKind : uint8_t { Tie, Control, Check };
+
+struct GroundPrecision {
+  int64_t nPoint = 0;  ///< of the problem
+  PointKind Kind = PointKind::Tie;
+  bool bDetermined = false;
+  Vector3 Deviation{};  ///< of X, Y, Z, object units; 0 where the point is not determined
+  int32_t nRays = 0;    ///< that are in use
+};
+
+enum class UnknownOwner : uint8_t { Image, Strip, Camera, None };
+
+/// Why there are no standard deviations.
+struct PrecisionRefusal {
+  UnknownOwner Owner = UnknownOwner::None;  ///< of the unknown that the observations leave open
+  int32_t nOwner = -1;                      ///< its number in the problem
+  std::string szUnknown;                    ///< "Y", "rotation about x", "k1"; without an owner the reason
+};
+
+struct PrecisionFigures {
+  double fSigma0 = 0;  ///< a posteriori
+  double fUnit = 1;    ///< what the roots of cofactors are multiplied by
+  GlobalTest Test;
+  int32_t nDatumDefect = 0;
+  std::vector<std::string> vFree;  ///< words for the free motions, each once
+  std::optional<PrecisionRefusal> Refusal;
+  std::vector<ImagePrecision> vImages;
+  std::vector<CameraPrecision> vCameras;  ///< those with unknowns
+  std::vector<GroundPrecision> vPoints;   ///< by point
+
+  /// Of a camera's focal length, by its share: standard deviation over value. Not a number where it is none.
+  double FocalShare(int32_t camera) const;
+};
+
+struct PrecisionInput {
+  const Problem& Task;
+  const Estimate& At;          ///< the result
+  const AdjustResult& Result;  ///< of the last least squares
+  PrecisionExtent Extent = PrecisionExtent::Images;
+  double fImageScale = 1;                  ///< working image units of a pixel; not 0
+  std::vector<int64_t> vCheckPoints = {};  ///< ascending
+  int32_t nThreads = 1;
+};
+
+/// None: sigma0, its test and the datum alone. Images: of points only control and check points. The same bits
+/// for any number of threads.
+PrecisionFigures PrecisionFiguresOf(const PrecisionInput& input);
+
+}  // namespace orvo::rigorous
