@@ -25,6 +25,7 @@ struct AdjustArguments {
   RunPaths Paths;
   int nProcessors = 0;   ///< 0: what the machine has
   std::string szMemory;  ///< empty: what the machine has
+  std::string szMethod;
   std::string szDevice;
   std::string szKernels;
   std::string szDeviceMemory;         ///< empty: what the device has
@@ -35,6 +36,10 @@ struct AdjustArguments {
   TalkManner Manner;
   ReportChoice Report;
 };
+
+AdjustMethod MethodOf(const AdjustArguments& arguments) {
+  return arguments.szMethod == "rigorous" ? AdjustMethod::Rigorous : AdjustMethod::Classic;
+}
 
 /// What keeps the run from working, and the remedy; empty when nothing does.
 std::string FindObstacle(const RunPaths& paths) {
@@ -81,8 +86,9 @@ std::string TellSettings(const RunPaths& paths, const FrontEnd& frontEnd, Adjust
   return chosen;
 }
 
-void TellRemarks(const std::vector<std::string>& settings, AdjustTalk& talk) {
-  for (const std::string& remark : RemarksOn(settings))
+void TellRemarks(const AdjustArguments& arguments, AdjustTalk& talk) {
+  const bool rigorous = MethodOf(arguments) == AdjustMethod::Rigorous;
+  for (const std::string& remark : RemarksOn(arguments.Settings, rigorous))
     talk.TellTrouble("orvo adjust: " + PrintableName(remark) + ".");
 }
 
@@ -116,10 +122,12 @@ RunOptions OptionsOf(const AdjustArguments& arguments) {
   options.Rules = RunRules::Guarded;
   options.bStrict = arguments.bStrict;
   options.Report = arguments.Report;
+  options.Method = MethodOf(arguments);
   options.At = ChoiceOf(arguments.szDevice);
   if (arguments.szKernels == "literal") options.Kernels = gpu::KernelForm::Literal;
   options.nDeviceMemory = ParseMemorySize(arguments.szDeviceMemory).value_or(0);
   options.Overrides = OverridesOf(arguments.Settings);
+  options.RigorousOverrides = RigorousOverridesOf(arguments.Settings);
   return options;
 }
 
@@ -223,12 +231,15 @@ int RunAdjust(const AdjustArguments& arguments, const FrontEnd& frontEnd, Adjust
       return MakeDeviceOf(at, platform, gpu::kLiteralKernels);
     };
   }
-  if (options.At == DeviceChoice::Cuda || options.At == DeviceChoice::Host) {
+  const bool onDevice = options.At == DeviceChoice::Cuda || options.At == DeviceChoice::Host;
+  if (onDevice && options.Method == AdjustMethod::Rigorous)
+    return talk.Fail("the rigorous method computes on the processor: leave --device away");
+  if (onDevice) {
     const std::string obstacle = FindDeviceObstacle(options.At, options.MakeDevice().get());
     if (!obstacle.empty()) return talk.Fail(obstacle);
   }
   paths.szSettings = TellSettings(paths, frontEnd, talk);
-  TellRemarks(arguments.Settings, talk);
+  TellRemarks(arguments, talk);
   options.Notes = frontEnd.Check(paths, arguments.bIgnoreUnused, options.Overrides);
   if (HasError(options.Notes)) return FailWith(talk, options.Notes);
   if (!arguments.bNoCheck && !BlockIsSound(paths, options, frontEnd, talk)) return FailWith(talk, {});
@@ -284,6 +295,11 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
          "--settings", paths.szSettings,
          "settings, .xml or .ini [AdjPara.xml or AdjPara.ini beside the project, else beside the program]")
       ->type_name("FILE");
+  app.add_option("--method", arguments->szMethod,
+                 "classic, or rigorous: least squares of all observations by their standard deviations, to "
+                 "the end, without gross ones [classic]")
+      ->type_name("METHOD")
+      ->check(CLI::IsMember({"classic", "rigorous"}));
   AddSettingOverrides(app, arguments->Settings);
   app.add_flag("--ignore-unused", arguments->bIgnoreUnused,
                "adjust also where a POS file is named and not used, or used and not named");

@@ -7,9 +7,10 @@ namespace orvo {
 namespace {
 
 constexpr std::string_view kFixedNames[] = {
-    "OrvoResult.ovc",       "OrvoResult.ovt", "OrvoResult.rst", "OrvoResult_gcp.rst", "OrvoAdjustReport.txt",
-    "ObjectPointError.xyz", "Test.txt",       "Resampled.ovt",  "verdict.txt",        kSummaryName,
-    kReportPageName,        "residuals.csv",  "points.csv",     "points.ply"};
+    "OrvoResult.ovc",       "OrvoResult.ovt",       "OrvoResult.rst", "OrvoResult_gcp.rst",
+    "OrvoAdjustReport.txt", "ObjectPointError.xyz", "Test.txt",       "Resampled.ovt",
+    "verdict.txt",          kSummaryName,           kReportPageName,  "residuals.csv",
+    "points.csv",           "points.ply",           "precision.csv",  "blunders.csv"};
 
 /// Each '#' stands for one or more digits.
 constexpr std::string_view kNumberedNames[] = {"Residuals_#_#.res", "Corrections_#.txt", "LM_R_Vector_#.txt"};

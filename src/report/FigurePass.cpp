@@ -84,6 +84,7 @@ struct FigurePass::State {
   std::vector<ImageFrame> vFrames;
   std::vector<IopRecord> Iop;
   PassViews Views;
+  std::span<const uint8_t> LeftOut;
   std::vector<FieldScale> vScales;
   std::vector<int32_t> vFieldOf;
   ObjectFrame Frame;
@@ -106,6 +107,7 @@ FigurePass::FigurePass(const FigurePassInput& input, int threads) : pState(std::
   state.vFrames = MakeImageFrames(input.Pass.Eop);
   state.Iop.assign(input.Pass.Iop.begin(), input.Pass.Iop.end());
   state.Views = {state.vFrames, state.Iop, input.Pass.fGrossX, input.Pass.fGrossY};
+  state.LeftOut = input.Pass.LeftOut;
   for (const IopRecord& camera : state.Iop) state.vScales.emplace_back(camera, input.fImageScale);
   state.vFieldOf = FieldsOf(state.Iop.size(), input.vCameraImages);
   state.Frame = input.Frame;
@@ -131,6 +133,7 @@ FigureSums FigurePass::State::EmptySums() const {
 
 void FigurePass::Add(std::span<const ObjectPointRecord> points,
                      std::span<const ImagePointRecord> imagePoints) {
+  pState->Views.Show(pState->LeftOut, imagePoints);
   const auto count = static_cast<int64_t>(points.size());
   const int64_t parts = std::clamp<int64_t>(count / kPointsPerThread, 1, pState->nThreads);
   ParallelFor(parts, pState->nThreads, [&](int64_t part) {

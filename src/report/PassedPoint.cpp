@@ -64,7 +64,7 @@ void PassedPoint::Collect(const ObjectPointRecord& point, std::span<const ImageP
   P[0] = point.X;
   P[1] = point.Y;
   P[2] = point.Z;
-  bSolved = point.nType == 1 || (vRays.size() >= 2 && SolveRaySums(sums, P));
+  bSolved = point.nType == 1 || (vRays.size() >= 2 && (views.IsPlaced() || SolveRaySums(sums, P)));
 }
 
 void PassedPoint::MarkGross(bool tie, const PassViews& views) {
@@ -76,7 +76,8 @@ void PassedPoint::MarkGross(bool tie, const PassViews& views) {
     bInFront = bInFront && vRays[i].fFocal * inCamera[2] < 0;
     const ImageCoordinates v = ComputeImageResidual(vRays[i].fFocal, inCamera, vRays[i].Corrected);
     const bool large = std::fabs(v.x) > views.fGrossX || std::fabs(v.y) > views.fGrossY;
-    if ((tie && large) || !std::isfinite(v.x + v.y)) {
+    const bool gross = views.IsPlaced() ? views.IsLeftOut(*vMeasurements[i]) : tie && large;
+    if (gross || !std::isfinite(v.x + v.y)) {
       vGross[i] = 1;
       ++nGross;
     }

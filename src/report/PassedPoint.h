@@ -16,6 +16,19 @@ struct PassViews {
   std::span<const ImageFrame> Frames;
   std::span<const IopRecord> Iop;
   double fGrossX = 0, fGrossY = 0;  ///< working units
+  /// See PointPassInput; by measurement behind pFirst.
+  std::span<const uint8_t> LeftOut = {};
+  const ImagePointRecord* pFirst = nullptr;
+
+  /// Of the measurements that the next points are on.
+  void Show(std::span<const uint8_t> leftOut, std::span<const ImagePointRecord> imagePoints) {
+    LeftOut = leftOut.size() == imagePoints.size() ? leftOut : std::span<const uint8_t>();
+    pFirst = imagePoints.data();
+  }
+  bool IsPlaced() const { return !LeftOut.empty(); }
+  bool IsLeftOut(const ImagePointRecord& ray) const {
+    return LeftOut[static_cast<size_t>(&ray - pFirst)] != 0;
+  }
 };
 
 /// Memory that lasts from point to point. The vectors of measurements are of equal size and hold those on
@@ -26,7 +39,7 @@ struct PassedPoint {
   std::vector<char> vGross;
   std::vector<StrictRay> vKept;  ///< rays of a tie point that are not gross
 
-  double P[3] = {};  ///< the classic intersection; a control point's own place
+  double P[3] = {};  ///< the classic intersection; the point's own place where it is control or placed
   bool bSolved = false;
   bool bInFront = false;  ///< of all cameras that see it
   int64_t nGross = 0;

@@ -243,6 +243,44 @@ struct PointFigures {
   Triple Low, High;                ///< corners of the block, without its outermost points where they stray
 };
 
+/// An unknown of a camera, in the unit that it names.
+struct CameraQuantityFigure {
+  std::string szName, szUnit;
+  double fValue = 0, fDeviation = 0;  ///< standard deviation
+};
+
+struct CorrelationFigure {
+  std::string szFirst, szSecond;
+  double fCorrelation = 0;
+};
+
+struct CameraPrecisionFigure {
+  std::string szCamera;  ///< its place in the project
+  std::vector<CameraQuantityFigure> vQuantities;
+  std::vector<CorrelationFigure> vCorrelations;  ///< beyond 0.95 either way
+};
+
+/// Of standard deviations; without images 0.
+struct DeviationRange {
+  Triple Least, Median, Largest;
+};
+
+/// Of a rigorous run.
+struct PrecisionFigures {
+  double fSigma0 = 0;
+  int64_t nRedundancy = 0;
+  double fSquares = 0, fLow = 0, fHigh = 0;  ///< v'Pv, and between what it may be
+  std::string szTest;                        ///< "passed", "too large", "too small", "not possible"
+  int32_t nDatumDefect = 0;
+  std::vector<std::string> vFree;  ///< motions of the block that nothing holds
+  std::string szRefusal;           ///< why there are no standard deviations; empty where there are
+  int64_t nBlunders = 0;           ///< measurements left out
+  int64_t nImages = 0;             ///< with standard deviations
+  DeviationRange Centres;          ///< object units
+  DeviationRange Angles;           ///< phi, omega, kappa, degrees
+  std::vector<CameraPrecisionFigure> vCameras;
+};
+
 struct MemoryFigure {
   int64_t nPeakBytes = 0;       ///< of the process
   int64_t nAvailableBytes = 0;  ///< that the run planned with
@@ -251,7 +289,7 @@ struct MemoryFigure {
 struct RunFigures {
   ProgramFigure Program;
   std::string szBegin;     ///< local time, "2026-11-22 16:30:00"
-  std::string szMethod;    ///< "classic"
+  std::string szMethod;    ///< "classic", "rigorous"
   std::string szSolver;    ///< "dense", "sparse", "device"
   bool bAdjusted = false;  ///< false: only intersected or transformed
   bool bDone = false;      ///< the run came to its end
@@ -269,6 +307,7 @@ struct RunFigures {
   std::vector<CameraFigure> vCameras;
   GroundFigures Ground;
   std::optional<PosFigures> Pos;
+  std::optional<PrecisionFigures> Precision;  ///< of the rigorous method
   PointFigures Points;
   Verdict Judgement;
   std::vector<PhaseFigure> vPhases;

@@ -159,9 +159,10 @@ struct ResidualSums {
   }
 };
 
-/// Intersects one point and appends its lines.
-void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listing, ResidualSums& sums) {
-  IntersectPoints(1, &point.Record, point.Measurements, context.Frames, context.Iop);
+/// Intersects one point and appends its lines; `placed`: its residuals where it has its place already.
+void WritePoint(MeasuredPoint& point, const std::vector<ImageResidual>* placed, const FormContext& context,
+                Output& listing, ResidualSums& sums) {
+  if (placed == nullptr) IntersectPoints(1, &point.Record, point.Measurements, context.Frames, context.Iop);
   AppendPointLine(listing.sText, point.Record);
   AppendInt(listing.sText, point.Record.nImagePointNum);
   listing.sText += '\n';
@@ -171,8 +172,10 @@ void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listin
     ImageResidual residual;
     if (IsOnKeptImage(m, context.Eop, context.Iop)) {
       const auto image = static_cast<size_t>(m.nImage);
-      residual = ComputeListingResidual(context.R[image].data(), context.Eop[image],
-                                        context.Iop[static_cast<size_t>(m.nCamera)], m.x, m.y, P);
+      residual = placed != nullptr
+                     ? (*placed)[i]
+                     : ComputeListingResidual(context.R[image].data(), context.Eop[image],
+                                              context.Iop[static_cast<size_t>(m.nCamera)], m.x, m.y, P);
       sums.Add(residual, point.Record.nType != 0);
     }
     AppendMeasurementLine(listing.sText, point.ImageOrdinals[i], m.x, m.y, residual, context.fImageScale);
@@ -180,13 +183,16 @@ void WritePoint(MeasuredPoint& point, const FormContext& context, Output& listin
   listing.Flush(kBlockBytes);
 }
 
-void WritePoints(TextReader& file, int64_t pointNum, const FormContext& context, Output& listing,
-                 ResidualSums& sums) {
+void WritePoints(TextReader& file, int64_t pointNum, const FormContext& context, const PointPlacing& place,
+                 Output& listing, ResidualSums& sums) {
   MeasuredPoint point;
+  std::vector<ImageResidual> residuals;
   for (int64_t i = 0; i < pointNum && !file.AtEnd(); ++i) {
     const int32_t measureNum = point.ReadHead(file);
     point.ReadMeasurements(file, measureNum, context.References, context.fImageScale);
-    WritePoint(point, context, listing, sums);
+    residuals.assign(point.Measurements.size(), {});
+    const bool placed = place && place(i, point, residuals);
+    WritePoint(point, placed ? &residuals : nullptr, context, listing, sums);
   }
 }
 
@@ -273,10 +279,10 @@ bool WriteResultForm(const ResultSources& from, ResultListing kind, FilePaths& p
   sums.fLimitX = from.Settings.Gross_Point_Threshold * residuals.fRmsResidualX;
   sums.fLimitY = from.Settings.Gross_Point_Threshold * residuals.fRmsResidualY;
   if (context.bTiePoints) {
-    WritePoints(files.Project, header.nObjectPointNum, context, files.Listing, sums);
+    WritePoints(files.Project, header.nObjectPointNum, context, {}, files.Listing, sums);
     if (sums.n > 0) StoreStatistics(sums, residuals);
   } else {
-    WritePoints(files.Gcp, gcpNum, context, files.Listing, sums);
+    WritePoints(files.Gcp, gcpNum, context, from.PlaceGroundPoint, files.Listing, sums);
   }
   files.Listing.Flush();
   if (!CloseOutput(outputs.Folder, files.Listing.File)) ++outputs.nOutputFailureNum;

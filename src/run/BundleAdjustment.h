@@ -9,6 +9,7 @@
 #include "base/Platform.h"
 #include "base/RunLog.h"
 #include "normal/NormalEquations.h"
+#include "records/AdjustMethod.h"
 #include "records/CameraTable.h"
 #include "records/FilePaths.h"
 #include "records/ImageTable.h"
@@ -33,8 +34,7 @@ class TextWriter;
 struct RunTrack;
 class RunWatch;
 /// Operations return 1 when done and 0 when not, after a message, unless told otherwise; R and W name the
-/// parts that they read and write. Their work is done by functions over these parts, in the room of each
-/// group.
+/// parts that they read and write. Functions over these parts do their work, in the room of each group.
 class CBundleAdjustment {
  public:
   using Path = const std::string&;
@@ -49,8 +49,8 @@ class CBundleAdjustment {
   /// `console` receives every message besides the log file; null keeps the run silent.
   explicit CBundleAdjustment(Platform platform = NativePlatform(), std::FILE* console = stdout);
   ~CBundleAdjustment();
-
   AdjustmentSettings Settings;            ///< written by the readers of settings alone
+  MethodChoice Chosen;                    ///< and what the rigorous method is asked for
   RunLimits Limits = LimitsOf(Settings);  ///< the settings in force
   SettingSources Sources;                 ///< where Settings come from
   FilePaths Paths;

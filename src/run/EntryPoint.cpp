@@ -5,6 +5,8 @@
 #include "gpu/GpuState.h"
 #include "run/BundleAdjustment.h"
 #include "run/InputGate.h"
+#include "run/RigorousFlow.h"
+#include "run/RigorousInputs.h"
 #include "run/RunCourse.h"
 #include "run/RunOutput.h"
 #include "run/RunVerdict.h"
@@ -98,6 +100,11 @@ std::string OneRun::Begin(RunPaths& paths) {
 }
 
 void OneRun::Flow(RunPaths& paths, const Platform& platform) {
+  if (Options.Method == AdjustMethod::Rigorous) {
+    if (!TakeRigorousSettings(Block, paths.szSettings, Options.RigorousOverrides)) return;
+    RunRigorousAdjustment(Block, paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
+    return;
+  }
   if (Options.At != DeviceChoice::FromSettings) Block.SetApplyGpu(Options.At != DeviceChoice::Cpu);
   if (Block.Limits.Apply_GPU) {
     gpu::GpuState& state = Block.Gpu();
@@ -155,6 +162,7 @@ RunOutcome RunAdjustment(RunPaths paths, const Platform& platform, std::FILE* co
   std::string logPath;
   block.OpenLogFile(logPath);
   const double start = block.System.TickMilliseconds();
+  block.Chosen.Method = options.Method;
   block.Guard.bGuarded = options.Rules == RunRules::Guarded;
   for (const Finding& note : options.Notes) TellNote(note, block.Guard, block.Log);
   block.ReadSettings(paths.szSettings);

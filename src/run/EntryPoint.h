@@ -12,8 +12,10 @@
 #include "base/Platform.h"
 #include "check/Finding.h"
 #include "gpu/Device.h"
+#include "records/AdjustMethod.h"
 #include "report/RunObserver.h"
 #include "run/ReportChoice.h"
+#include "settings/RigorousOverrides.h"
 #include "settings/SettingOverrides.h"
 #include "verdict/Judge.h"
 
@@ -57,12 +59,14 @@ enum class RunRules {
 /// What a run takes besides its paths.
 struct RunOptions {
   RunRules Rules = RunRules::Classic;
+  AdjustMethod Method = AdjustMethod::Classic;  ///< the rigorous one computes on the processor alone
   bool bStrict = false;  ///< a doubtful result of a guarded run replaces nothing either
   DeviceChoice At = DeviceChoice::FromSettings;
   gpu::KernelForm Kernels = gpu::KernelForm::Fast;
   int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has
   /// Settings that count more than those of the file.
   std::vector<SettingOverride> Overrides = {};
+  std::vector<RigorousOverride> RigorousOverrides = {};  ///< the same, of the rigorous method
   /// What was found before the run, for it to tell.
   std::vector<Finding> Notes = {};
   report::RunObserver* pObserver = nullptr;  ///< of a guarded run

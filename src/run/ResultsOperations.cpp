@@ -9,6 +9,7 @@
 #include "results/ResultForm.h"
 #include "results/ResultOvt.h"
 #include "run/BundleAdjustment.h"
+#include "run/ResultSections.h"
 #include "run/RunVerdict.h"
 
 namespace orvo {
@@ -46,25 +47,29 @@ int CBundleAdjustment::WriteResultForm(const std::string& project, const std::st
              : 0;
 }
 
-int CBundleAdjustment::WriteResultOvt() {
+OvtSections SectionsOfRun(CBundleAdjustment& run) {
   OvtSections sections;
-  sections.Plan = [this](int64_t pointNum, int64_t measureNum) {
-    PlanSections(Images.nImageNum, Cameras.nCameraNum, pointNum, measureNum, nullptr);
-    Limits.Point_Thinned_Interval = 1;
+  sections.Plan = [&run](int64_t pointNum, int64_t measureNum) {
+    run.PlanSections(run.Images.nImageNum, run.Cameras.nCameraNum, pointNum, measureNum, nullptr);
+    run.Limits.Point_Thinned_Interval = 1;
   };
-  sections.Read = [this](int32_t section) {
+  sections.Read = [&run](int32_t section) {
     int64_t count = 0;
-    ReadSectionPoints(section, Paths.szProjectPath, Paths.szGcpPath, count);
+    run.ReadSectionPoints(section, run.Paths.szProjectPath, run.Paths.szGcpPath, count);
     return count;
   };
-  sections.Intersect = [this](int32_t section, int64_t count) {
-    ComputeTiePointsThreaded(section);
-    RunVerdict(*this).JudgeSectionPoints({Points.pObjectPoints.data(), static_cast<size_t>(count)});
+  sections.Intersect = [&run](int32_t section, int64_t count) {
+    run.ComputeTiePointsThreaded(section);
+    RunVerdict(run).JudgeSectionPoints({run.Points.pObjectPoints.data(), static_cast<size_t>(count)});
   };
-  sections.Release = [this] { ReleaseSectionPoints(); };
-  sections.InputsHold = [this] { return CheckInputs() == 1; };
-  sections.nThreads = System.ProcessorCount();
-  return orvo::WriteResultOvt(sections, Paths, Points, Inputs, Outputs, Log) ? 1 : 0;
+  sections.Release = [&run] { run.ReleaseSectionPoints(); };
+  sections.InputsHold = [&run] { return run.CheckInputs() == 1; };
+  sections.nThreads = run.System.ProcessorCount();
+  return sections;
+}
+
+int CBundleAdjustment::WriteResultOvt() {
+  return orvo::WriteResultOvt(SectionsOfRun(*this), Paths, Points, Inputs, Outputs, Log) ? 1 : 0;
 }
 
 int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {

@@ -12,6 +12,7 @@
 #include "report/FiguresOfRun.h"
 #include "report/html/ReportPage.h"
 #include "report/json/SummaryJson.h"
+#include "rigorous/Adjust.h"
 #include "run/BundleAdjustment.h"
 #include "run/EntryPoint.h"
 #include "run/ProgramFacts.h"
@@ -58,6 +59,22 @@ std::string DeviceNameOf(CBundleAdjustment& run) {
   return used < state.pDeviceProps.size() ? state.pDeviceProps[used].szName : "device";
 }
 
+report::RunPlan ClassicPlanOf(const CBundleAdjustment& run) {
+  const DampingSchedule schedule = ScheduleOf(run.Settings, run.Frame.bSevenParamApplied);
+  report::RunPlan plan;
+  plan.nMost = IterationsAtMost(schedule, run.Settings.Max_LM_Iteration_Num);
+  plan.nHeld = FirstHeldIteration(schedule, plan.nMost);
+  plan.fThreshold = run.Settings.LM_Converge_Threshold;
+  return plan;
+}
+
+report::RunPlan RigorousPlanOf(const CBundleAdjustment& run) {
+  report::RunPlan plan;
+  plan.nMost = run.Chosen.Settings.Max_Iterations;
+  plan.fThreshold = rigorous::AdjustOptions().fStop;
+  return plan;
+}
+
 template <typename Writer>
 void WriteFile(const std::string& name, CBundleAdjustment& run, const Writer& writer) {
   TextWriter file;
@@ -87,14 +104,14 @@ void RunCourse::NoteCounts() {
   if (!run.pWatch) return;
   report::BlockCounts& counts = run.pWatch->Figures.Counts;
   report::FillCounts(SourcesOf(run), counts);
-  const DampingSchedule schedule = ScheduleOf(run.Settings, run.Frame.bSevenParamApplied);
-  report::RunPlan plan;
-  plan.nMost = IterationsAtMost(schedule, run.Settings.Max_LM_Iteration_Num);
-  plan.nHeld = FirstHeldIteration(schedule, plan.nMost);
-  plan.fThreshold = run.Settings.LM_Converge_Threshold;
+  report::RunPlan plan = run.Chosen.IsRigorous() ? RigorousPlanOf(run) : ClassicPlanOf(run);
   plan.bWritesPoints = !run.Paths.szOvtPath.empty();
   plan.bDrawsPage = run.pWatch->Choice.bPage;
   run.pWatch->NoteCounts(counts, plan);
+}
+
+void RunCourse::NoteRedundancy(int64_t redundancy) {
+  if (run.pWatch) run.pWatch->Figures.Counts.nRedundancy = redundancy;
 }
 
 void RunCourse::BeginIteration() {
@@ -122,7 +139,8 @@ void RunCourse::EndIteration(double largest, int32_t solverSteps, double mu) {
 
 void RunCourse::BeginPass(double unit) {
   if (!run.pWatch || !run.pTrack) return;
-  const report::FigurePassInput input = report::FigurePassInputOf(SourcesOf(run), unit);
+  report::FigurePassInput input = report::FigurePassInputOf(SourcesOf(run), unit);
+  input.Pass.LeftOut = run.pTrack->vLeftOut;
   const TableChoice& tables = run.pWatch->Choice.Tables;
   if (tables.Any()) {
     report::TableSources sources{input.Pass, input.Frame, input.fImageScale, {}, run.System.ProcessorCount()};
@@ -164,7 +182,7 @@ void RunCourse::FillInputs() {
 
 void RunCourse::FillRun() {
   report::RunFigures& figures = run.pWatch->Figures;
-  figures.szMethod = "classic";
+  figures.szMethod = NameOf(run.Chosen.Method);
   figures.szSolver = run.Limits.Apply_GPU ? "device" : run.Limits.Apply_PCG_Model ? "sparse" : "dense";
   figures.bAdjusted = !run.Settings.Direct_Intersection && !run.Settings.Absolute_Orientation;
   const std::string& project = run.pWatch->Read.szProject;
@@ -175,6 +193,8 @@ void RunCourse::FillRun() {
   if (run.pTrack) figures.Judgement = run.pTrack->Judgement;
   figures.Program = ProgramFigureOf(run.System, DeviceNameOf(run));
   figures.vSettings = SettingFiguresOf(run.Settings, run.Limits, run.Sources, run.pWatch->At);
+  figures.vSettings.insert(figures.vSettings.end(), run.pWatch->vMethodSettings.begin(),
+                           run.pWatch->vMethodSettings.end());
   figures.Ground.fSurveySigmaH = run.pWatch->Choice.fSurveySigmaH;
   figures.Ground.fSurveySigmaV = run.pWatch->Choice.fSurveySigmaV;
 }

@@ -30,6 +30,8 @@ class RunCourse {
   void NoteFileCounts();
   /// Once all is known that the first iteration begins with.
   void NoteCounts();
+  /// What the adjustment itself counted, where it is more than NoteCounts could tell.
+  void NoteRedundancy(int64_t redundancy);
   void BeginIteration();
   /// See RunWatch.
   void Advance(double share);

@@ -2,6 +2,7 @@
 
 #include "base/MemoryPurpose.h"
 #include "block/ProjectForm.h"
+#include "check/RigorousReading.h"
 #include "check/SettingsDiagnosis.h"
 #include "check/SurveyReading.h"
 #include "check/reading/LossCheck.h"
@@ -44,13 +45,25 @@ void CheckOddValues(const std::string& path, const AdjustmentSettings& settings,
     diagnosis.Add("A016", {path}, "Initial_Weight is not above 0: measurements count nothing", "Write 1");
 }
 
+/// Those of the rigorous method, too, whichever the run will take.
+void DiagnoseAllSettings(const std::string& path, Diagnosis& diagnosis) {
+  const int64_t before = diagnosis.ErrorNum();
+  DiagnoseSettings(path, KnownSettings(), diagnosis);
+  for (const Finding& one : ReadRigorousSettings(path).Findings) {
+    // A file that can't be read was told.
+    const bool ofFile = one.szCode[0] != 'A' || one.szCode < "A003";
+    if (!ofFile || diagnosis.ErrorNum() == before)
+      diagnosis.Add(one.szCode.c_str(), {one.szFile, one.nLine, one.nColumn}, one.szWhat, one.szRemedy);
+  }
+}
+
 /// The settings as the run will have them; what is wrong with them where that is asked for.
 AdjustmentSettings ReadSettings(const RunPaths& paths, DiagnosisScope scope,
                                 std::span<const SettingOverride> overrides, Diagnosis& diagnosis) {
   AdjustmentSettings settings;
   const int64_t before = diagnosis.ErrorNum();
   if (scope == DiagnosisScope::Everything && !paths.szSettings.empty())
-    DiagnoseSettings(paths.szSettings, KnownSettings(), diagnosis);
+    DiagnoseAllSettings(paths.szSettings, diagnosis);
   InputFiles inputs;
   ReadSettingsFile(paths.szSettings, inputs, settings);
   ApplyOverrides(overrides, settings);

@@ -38,9 +38,10 @@ class RunWatch {
   const RunPaths Read;  ///< as the command line names them
   const ReportChoice Choice;
   const DeviceChoice At;
-  report::RunFigures Figures;              ///< as far as they are known
-  std::optional<report::FigurePass> Pass;  ///< while it goes on
-  std::unique_ptr<TableOutput> pTables;    ///< likewise; null where none is wanted
+  std::vector<report::SettingFigure> vMethodSettings;  ///< of a method with settings of its own
+  report::RunFigures Figures;                          ///< as far as they are known
+  std::optional<report::FigurePass> Pass;              ///< while it goes on
+  std::unique_ptr<TableOutput> pTables;                ///< likewise; null where none is wanted
 
  private:
   std::function<double()> Tick;

@@ -117,8 +117,9 @@ void RunVerdict::JudgePoints() {
       RunCourse(run).PassOver(points, measurements);
     });
   };
-  orvo::JudgePoints(PassInputOf(run.Settings, run.Images, run.Cameras, run.Residuals),
-                    run.System.ProcessorCount(), sectionsOfBoth, *run.pTrack);
+  PointPassInput input = PassInputOf(run.Settings, run.Images, run.Cameras, run.Residuals);
+  input.LeftOut = run.pTrack->vLeftOut;
+  orvo::JudgePoints(input, run.System.ProcessorCount(), sectionsOfBoth, *run.pTrack);
   NoteHeights();
   CountParts(sections, run.Images, run.Cameras, *run.pTrack);
   NotePositions({run.Limits, run.Unknowns, run.Images, run.Normal.pPosParams, run.Frame.dCoorScale},

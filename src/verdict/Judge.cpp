@@ -57,6 +57,7 @@ class Judgement {
     if (F.bAdjusted) Iteration();
     Points();
     if (F.bAdjusted) Cameras();
+    if (F.Precision) Precision(*F.Precision);
     Groups();
     Ground();
     Positions();
@@ -87,6 +88,8 @@ class Judgement {
   void Points();
   void Means();
   void Cameras();
+  void Precision(const PrecisionFigure& precision);
+  void Sigma0(const PrecisionFigure& precision);
   void Groups();
   void GroupList(const char* kind, const std::vector<GroupFigure>& groups);
   void Ground();
@@ -134,6 +137,12 @@ void Judgement::Convergence() {
     Doubt("the last equations could not be solved", "",
           "Something in the block is not determined: look at images with few points, and give a larger "
           "Damping_Coefficient");
+    return;
+  }
+  if (F.bReachedEnd) {
+    if (!*F.bReachedEnd)
+      Doubt(Format("not converged after %d iterations", F.nIterations), "",
+            "Give a larger Max_Iterations, or start from the result");
     return;
   }
   const char* remedy = "Give larger Free_LM_Iteration_Num and Max_LM_Iteration_Num, or start from the result";
@@ -210,6 +219,35 @@ void Judgement::Cameras() {
         Format("%.4g %%", L.fFocalChange),
         "Look at the camera's start value and the control; with flat ground and one height it takes control "
         "to tell focal length from height");
+  }
+}
+
+void Judgement::Sigma0(const PrecisionFigure& precision) {
+  const double sigma0 = precision.fSigma0;
+  if (!precision.bTestFailed || (sigma0 <= L.fSigma0 && sigma0 * L.fSigma0 >= 1)) return;
+  Doubt(Format("sigma0 %.3g: the residuals are %s than the standard deviations of the settings say", sigma0,
+               sigma0 > 1 ? "larger" : "smaller"),
+        Format("%.4g times", L.fSigma0),
+        Format("Set Sigma_Image %.2g in place of %.2g, unless the standard deviations of control or GPS are "
+               "wrong",
+               sigma0 * precision.fSigmaImage, precision.fSigmaImage));
+}
+
+void Judgement::Precision(const PrecisionFigure& precision) {
+  Sigma0(precision);
+  if (!precision.vFree.empty() && (F.bHasControl || F.bHasGps)) {
+    Doubt("no observation holds: " + NameList(precision.vFree) + ", although there is control or GPS", "",
+          "Look at how many control points take part, which of their coordinates count, and whether they or "
+          "the GPS positions lie on a line");
+  }
+  for (const PrecisionFigure::Focal& focal : precision.vFocals) {
+    const double percent = 100 * focal.fDeviation / std::fabs(focal.fValue);
+    if (!(percent > L.fFocalDeviation)) continue;
+    Doubt(Format("the focal length of camera %s is known to %.3g of %.6g, %.3g %% of it",
+                 PrintableName(focal.szCamera).c_str(), focal.fDeviation, focal.fValue, percent),
+          Format("%.4g %%", L.fFocalDeviation),
+          "Give Prior_Focal, control of different heights, GPS positions or oblique images, or keep the "
+          "camera with Set_IOP_Unknown false");
   }
 }
 

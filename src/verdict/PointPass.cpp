@@ -91,6 +91,7 @@ void PointPass::Add(std::span<const ObjectPointRecord> points,
 void PointPass::AddRange(std::span<const ObjectPointRecord> points,
                          std::span<const ImagePointRecord> imagePoints, int64_t firstOrdinal,
                          PointPassSums& sums) const {
+  const bool placed = In.LeftOut.size() == imagePoints.size() && !imagePoints.empty();
   std::vector<int32_t> images;
   for (size_t i = 0; i < points.size(); ++i) {
     const ObjectPointRecord& point = points[i];
@@ -102,13 +103,13 @@ void PointPass::AddRange(std::span<const ObjectPointRecord> points,
     for (const ImagePointRecord& ray : rays) {
       if (!IsOnKeptImage(ray, In.Eop.size(), In.Iop.size())) continue;
       images.push_back(ray.nImage);
-      if (point.nType != 1) {
+      if (point.nType != 1 && !placed) {
         raySums.Add(vFrames[static_cast<size_t>(ray.nImage)], In.Iop[static_cast<size_t>(ray.nCamera)],
                     static_cast<double>(ray.x), static_cast<double>(ray.y));
       }
     }
     double P[3] = {point.X, point.Y, point.Z};
-    if (point.nType != 1 && (images.size() < 2 || !SolveRaySums(raySums, P))) {
+    if (point.nType != 1 && (images.size() < 2 || (!placed && !SolveRaySums(raySums, P)))) {
       ++sums.nNotSolved;
       continue;
     }
@@ -124,7 +125,9 @@ void PointPass::AddRange(std::span<const ObjectPointRecord> points,
       image.fHeights += P[2];
       if (joins) ++image.nShared;
       // A limit that is not a number, as before any residual was known, makes nothing gross.
-      const bool gross = point.nType == 0 && (std::fabs(v.x) > In.fGrossX || std::fabs(v.y) > In.fGrossY);
+      const bool gross =
+          placed ? In.LeftOut[static_cast<size_t>(&ray - imagePoints.data())] != 0
+                 : point.nType == 0 && (std::fabs(v.x) > In.fGrossX || std::fabs(v.y) > In.fGrossY);
       if (gross || !std::isfinite(v.x + v.y)) {
         ++sums.nGross;
         ++image.nGross;

@@ -17,6 +17,9 @@ struct PointPassInput {
   std::span<const EopRecord> Eop;
   std::span<const IopRecord> Iop;
   double fGrossX = 0, fGrossY = 0;  ///< a tie point's measurement above either is gross
+  /// Of an adjustment that places points and leaves measurements out by itself: by measurement, 1 where it is
+  /// out. Points stand where they are then, and nothing else is gross. Else empty.
+  std::span<const uint8_t> LeftOut = {};
 };
 
 struct ImageSums {
@@ -45,8 +48,8 @@ struct PointPassSums {
 class PointPass {
  public:
   PointPass(const PointPassInput& input, int threads);
-  /// Intersects the points anew, where they are no control points, and takes their residuals. The points
-  /// themselves stay as they are. Sums depend on the number of threads by rounding alone.
+  /// Intersects the points anew, where they are no control points or placed, and takes their residuals. The
+  /// points themselves stay as they are. Sums depend on the number of threads by rounding alone.
   void Add(std::span<const ObjectPointRecord> points, std::span<const ImagePointRecord> imagePoints);
   const PointPassSums& Sums() const { return Total; }
   const PointPassInput& Input() const { return In; }

@@ -34,6 +34,10 @@ struct RunTrack {
   double fStartSquares = 0, fLastSquares = 0;  ///< mean squares of the residuals, x and y together
   bool bSingular = false;
   std::optional<double> fPredictedShare;
+  std::optional<bool> bReachedEnd;  ///< of the rigorous method; see VerdictFigures
+  std::vector<uint8_t> vLeftOut;    ///< of the rigorous method: by measurement in memory; see PointPassInput
+
+  std::optional<PrecisionFigure> Precision;  ///< of the rigorous method
 
   // The last pass.
   std::optional<PointPass> Pass;

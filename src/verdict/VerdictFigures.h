@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,19 @@ struct CameraFigure {
   double fStartFocal = 0, fEndFocal = 0;  ///< file image units
 };
 
+/// What a rigorous run knows of its own precision.
+struct PrecisionFigure {
+  double fSigma0 = 1;              ///< of a value of standard deviation 1
+  bool bTestFailed = false;        ///< by chi-square, sigma0 is not 1
+  double fSigmaImage = 0;          ///< of a measured coordinate as the settings have it, pixels
+  std::vector<std::string> vFree;  ///< words for motions of the block that no observation holds
+  struct Focal {
+    std::string szCamera;
+    double fValue = 0, fDeviation = 0;  ///< pixels
+  };
+  std::vector<Focal> vFocals;  ///< of cameras whose focal length is unknown
+};
+
 struct VerdictFigures {
   bool bAdjusted = false;  ///< images or cameras were unknowns; false: only intersected or transformed
   bool bHasControl = false, bHasGps = false;
@@ -66,8 +80,13 @@ struct VerdictFigures {
   double fLastRmse = 0;        ///< before the last step
   double fEndRmse = 0;         ///< at the result
   double fPredictedShare = 0;  ///< the sum of squares would fall by this share with one more, undamped step
+  /// Whether iterations with an end of their own, as those of the rigorous method, came to it: tells more
+  /// than the figures above.
+  std::optional<bool> bReachedEnd;
   bool bPredicted = false;
   DecreaseBasis Decrease;  ///< what its limit depends on
+
+  std::optional<PrecisionFigure> Precision;
 
   // The last pass over the points.
   bool bHasPoints = false;

@@ -57,6 +57,10 @@ constexpr VerdictLimit kTable[] = {
     {&L::fMisfitFloor, "misfit, floor", "% of the control's extent", "smaller misfits are never doubted"},
     {&L::fScaleWindow, "feet for metres", "%",
      "doubtful when a similarity transform scales by 3.2808 or its reciprocal, within this"},
+    {&L::fSigma0, "sigma0", "times",
+     "doubtful when sigma0 of the rigorous method fails its test and is off 1 by a larger factor"},
+    {&L::fFocalDeviation, "focal standard deviation", "%",
+     "doubtful when the standard deviation of a focal length is a larger part of it"},
 };
 
 }  // namespace

@@ -45,6 +45,8 @@ struct VerdictLimits {
   double fMisfitRatio = 5;
   double fMisfitFloor = 5;
   double fScaleWindow = 3;
+  double fSigma0 = 1.5;
+  double fFocalDeviation = 1;
 };
 
 /// What the limit of the decrease ahead depends on.

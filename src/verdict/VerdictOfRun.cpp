@@ -60,6 +60,8 @@ void FillIteration(const JudgedRun& run, VerdictFigures& figures) {
     last *= static_cast<double>(run.Points.nImagePointNum) / static_cast<double>(track.Pass->Sums().nUsed);
   }
   figures.fLastRmse = std::sqrt(last) / run.Settings.Image_Coor_Scale;
+  figures.bReachedEnd = track.bReachedEnd;
+  figures.Precision = track.Precision;
   figures.bPredicted = track.fPredictedShare.has_value();
   figures.fPredictedShare = track.fPredictedShare.value_or(0);
   figures.Decrease = DecreaseBasisOf(run.Limits, run.Unknowns, run.Images, run.Points);

@@ -1,7 +1,11 @@
 // orvo settings, and --set of the commands that run.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "app/CommandCall.h"
+#include "check/RigorousReading.h"
+#include "settings/RigorousValues.h"
 #include "settings/SettingsTable.h"
 #include "support/Block.h"
 
@@ -10,16 +14,34 @@ namespace {
 
 bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
+/// Without the line ends in filled comments.
+std::string OneLine(const std::string& text) {
+  std::istringstream words(text);
+  std::string line;
+  for (std::string word; words >> word;) line += word + " ";
+  return line;
+}
+
 TEST(SettingsCommand, ExitCodes) {
   ScratchFolder folder;
   WriteFile(folder / "there.xml", "old");
   WriteFile(folder / "broken.prj", "1 2\n");
+  WriteFile(folder / "wrong.xml",
+            ReadFile(Example("seneca/AdjPara.xml")) + "<Rigorous><Drift>x</Drift></Rigorous>");
   const struct {
     std::vector<std::string> arguments;
     int nExit;
   } rows[] = {
       {{}, 0},
       {{"--list"}, 0},
+      {{"--method", "rigorous"}, 0},
+      {{"--method", "rigid"}, 2},
+      {{"--explain", "Sigma_Image"}, 0},
+      {{"--from", folder / "there.xml"}, 2},
+      {{"--method", "rigorous", "--from", folder / "there.xml"}, 1},
+      {{"--method", "rigorous", "--from", folder / "missing.xml"}, 1},
+      {{"--method", "rigorous", "--from", folder / "wrong.xml"}, 1},
+      {{"--method", "rigorous", "--from", folder / "there.xml", "--preset", "drone"}, 2},
       {{"--preset", "crewed"}, 0},
       {{"--preset", "spacecraft"}, 2},
       {{"--explain", "GCP_Accuracy"}, 0},
@@ -160,6 +182,80 @@ TEST(SettingsCommand, SetReachesRunAndCheck) {
     EXPECT_EQ(negative.nExit, 2);
     EXPECT_TRUE(Has(negative.szErr, "0 or more; blocks want 1e-6 to 1000")) << negative.szErr;
   }
+}
+
+TEST(SettingsCommand, TheRigorousMethodHasASectionBehindTheOthers) {
+  const Block block;
+  const std::string project = block.Paths().szText;
+  for (const char* preset : {"drone", "drone-rtk", "crewed"}) {
+    const std::string plain = CallOrvo({"settings", "--preset", preset}).szOut;
+    EXPECT_FALSE(Has(plain, "Rigorous"));
+    const std::string with = CallOrvo({"settings", "--preset", preset, "--method", "rigorous"}).szOut;
+    EXPECT_TRUE(with.starts_with(plain)) << preset;
+    EXPECT_TRUE(Has(with.substr(plain.size()), "\n<Rigorous>\n")) << preset;
+  }
+  const std::string file = block / "rigorous.xml", next = block / "next.xml";
+  const Called written = CallOrvo({"settings", "--method", "rigorous", "--for", project, "--gcp",
+                                   block.Paths().szGcp, "--pos", block.Paths().szPos, "--pixel-sigma", "0.4",
+                                   "--gps-sigma", "0.03,0.06", "--gcp-sigma", "0.02", "--out", file});
+  EXPECT_EQ(written.nExit, 0) << written.szErr;
+  const RigorousReading read = ReadRigorousSettings(file);
+  EXPECT_TRUE(read.Findings.empty());
+  EXPECT_EQ(read.InFile.size(), RigorousTable().size());
+  EXPECT_EQ(read.Settings.Sigma_Image, 0.4);
+  EXPECT_EQ(read.Settings.Sigma_GPS_XY, 0.03);
+  EXPECT_EQ(read.Settings.Sigma_GPS_Z, 0.06);
+  EXPECT_EQ(read.Settings.Sigma_GCP_XY, 0.02);
+  // The weights were made of the same.
+  const std::string text = ReadFile(file);
+  for (const char* told : {"GPS_WeightXY of this file counts them as good to 0.03",
+                           "GPS_WeightZ of this file counts them as good to 0.06",
+                           "GCP_Weight of this file counts them as good to 0.02"}) {
+    EXPECT_TRUE(Has(OneLine(text), told)) << told;
+  }
+  const Called again = CallOrvo({"settings", "--method", "rigorous", "--from", file, "--out", next});
+  EXPECT_EQ(again.nExit, 0) << again.szErr;
+  const RigorousReading copy = ReadRigorousSettings(next);
+  for (const RigorousSetting& setting : RigorousTable())
+    EXPECT_EQ(ValueText(setting, copy.Settings), ValueText(setting, read.Settings)) << setting.szName;
+  EXPECT_EQ(CallOrvo({"settings", "--method", "rigorous", "--from", file, "--out", file, "--force"}).nExit, 1)
+      << "an input stays";
+  EXPECT_EQ(ReadFile(file), text);
+}
+
+TEST(SettingsCommand, SettingsOfTheRigorousMethodAreKnownEverywhere) {
+  const Block block;
+  const std::string project = block.Paths().szText, list = CallOrvo({"settings", "--list"}).szOut;
+  for (const RigorousSetting& setting : RigorousTable()) {
+    EXPECT_TRUE(Has(list, std::string("\n") + setting.szName + " (rigorous) ")) << setting.szName;
+    const std::string told = CallOrvo({"settings", "--explain", setting.szName}).szOut;
+    EXPECT_TRUE(told.starts_with(std::string(setting.szName) + ": ")) << told;
+  }
+  EXPECT_EQ(CallOrvo({"check", project, "--set", "Sigma_Image=0.4"}).szErr,
+            "orvo check: note: Sigma_Image has no effect: it is a setting of --method rigorous.\n");
+  for (const char* command : {"adjust", "check"}) {
+    const Called wrong = CallOrvo({command, project, "--set", "Sigma_Image=-0.4"});
+    EXPECT_EQ(wrong.nExit, 2);
+    EXPECT_TRUE(Has(wrong.szErr, "'-0.4' for Sigma_Image is outside of what it can be")) << wrong.szErr;
+    EXPECT_TRUE(
+        Has(CallOrvo({command, project, "--set", "Sigma_Imge=1"}).szErr, "did you mean Sigma_Image?"));
+  }
+}
+
+TEST(SettingsCommand, CheckLooksAtTheSectionOfTheRigorousMethod) {
+  const Block block;
+  const std::string project = block.Paths().szText, plain = ReadFile(block.Paths().szXml);
+  const auto check = [&](const std::string& content) {
+    WriteFile(block / "s.xml", content);
+    return CallOrvo({"check", project, "--settings", block / "s.xml"});
+  };
+  const Called without = check(plain);
+  EXPECT_EQ(check(plain + "<Rigorous><Drift>linear</Drift></Rigorous>\n").szOut, without.szOut);
+  const Called wrong = check(plain + "<Rigorous><Drift>x</Drift><Sigma_Imge>1</Sigma_Imge></Rigorous>\n");
+  EXPECT_EQ(wrong.nExit, 1);
+  EXPECT_TRUE(Has(wrong.szOut, "'x' for Drift is none of its words")) << wrong.szOut;
+  EXPECT_TRUE(Has(wrong.szOut, "[A018]")) << wrong.szOut;
+  EXPECT_TRUE(Has(wrong.szOut, "Write Sigma_Image if that is meant [A019]")) << wrong.szOut;
 }
 
 }  // namespace

@@ -258,6 +258,27 @@ void AddPos(const Plan& plan, RunFigures& run) {
   run.Pos = std::move(pos);
 }
 
+void AddPrecision(const Plan& plan, RunFigures& run) {
+  PrecisionFigures precision;
+  precision.fSigma0 = 1.0625;
+  precision.nRedundancy = 1234;
+  precision.fSquares = 1393.0625;
+  precision.fLow = 1138.5;
+  precision.fHigh = 1333.25;
+  precision.szTest = "too large";
+  precision.nDatumDefect = 1;
+  precision.vFree = {"height"};
+  precision.szRefusal = "none";
+  precision.nBlunders = 17;
+  precision.nImages = plan.nImages;
+  precision.Centres = {{0.01, 0.0125, 0.02}, {0.015, 0.0175, 0.025}, {0.05, 0.06, 0.07}};
+  precision.Angles = {{0.001, 0.00125, 0.0005}, {0.0015, 0.00175, 0.00075}, {0.005, 0.006, 0.0025}};
+  precision.vCameras = {
+      {"0", {{"f", "px", 8000.25, 0.5}, {"k1", "px^-2", 1.5e-9, 2.5e-11}}, {{"f", "k1", -0.96875}}},
+      {"1", {{"lever arm X", "object units", 0.125, 0.0625}}, {}}};
+  run.Precision = std::move(precision);
+}
+
 void AddPoints(const Plan& plan, RunFigures& run) {
   PointFigures& points = run.Points;
   points.nPoints = run.Counts.nTiePoints;
@@ -317,6 +338,7 @@ RunFigures MakeSampleFigures(int32_t images) {
   for (int32_t place = 0; place < 2; ++place) run.vCameras.push_back(CameraOf(run, place));
   AddGround(plan, run);
   AddPos(plan, run);
+  AddPrecision(plan, run);
   AddPoints(plan, run);
   AddJudgement(run);
   return run;

@@ -97,6 +97,26 @@ TEST_F(Settings, EveryXmlElementSetsItsField) {
   EXPECT_EQ(console.Text(), "");
 }
 
+TEST_F(Settings, ThoseOfTheRigorousMethodChangeNothing) {
+  const std::string xml = "<Weight><GCP_Accuracy>4</GCP_Accuracy></Weight>\n", ini = "GCP_Weight:4\n";
+  const struct {
+    const char* name;
+    std::string plain, with;
+  } rows[] = {
+      {"s.xml", xml, "<Rigorous><GCP_Accuracy>9</GCP_Accuracy><Sigma_Image>x</Sigma_Image></Rigorous>" + xml},
+      {"s.ini", ini, "Sigma_Image:0.3\nSigma_Imge:x\n" + ini}};
+  for (const auto& row : rows) {
+    ASSERT_EQ(Read(row.name, row.plain), 1);
+    const AdjustmentSettings plain = block.Settings;
+    ASSERT_EQ(Read(row.name, row.with), 1);
+    for (const Setting& setting : SettingsTable()) {
+      std::visit([&](auto field) { EXPECT_EQ(block.Settings.*field, plain.*field) << setting.szName; },
+                 setting.field);
+    }
+  }
+  EXPECT_EQ(console.Text(), "");
+}
+
 TEST_F(Settings, ColonForm) {
   struct {
     const char* text;

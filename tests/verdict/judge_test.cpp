@@ -125,6 +125,8 @@ const Case kCases[] = {
     {"PredictionNotFinite", [](F& f) { f.fPredictedShare = NAN; }, kDoubt, "not converged"},
     {"StillChanging", [](F& f) { f.fLastRmse = 0.51; }, kDoubt, "from 0.51 px to 0.5 px"},
     {"EndedEarly", [](F& f) { f.fLastRmse = 0.51, f.bLastAllowed = true; }, kDoubt, "last allowed step"},
+    {"SaysItIsAtItsEnd", [](F& f) { f.fLastRmse = 0.9, f.bReachedEnd = true; }, kGood, ""},
+    {"SaysItIsNotAtItsEnd", [](F& f) { f.bReachedEnd = false; }, kDoubt, "not converged after"},
     {"EndedWhereItShould", [](F& f) { f.bLastAllowed = true; }, kGood, ""},
     {"Singular", [](F& f) { f.bSingular = true; }, kDoubt, "could not be solved"},
     {"Gross", [](F& f) { f.nGross = 81; }, kDoubt, "are gross; limit 2 %"},
@@ -189,6 +191,69 @@ const Case kCases[] = {
      },
      kDoubt, "control point G4 does not fit the others"},
     {"Frame", [](F& f) { f.bStartInFrame = false, f.fStartMiss = 0.25; }, kDoubt, "off by 25 %"},
+    {"Sigma0Large",
+     [](F& f) {
+       f.Precision = {1.6, true, 0.5, {}, {}};
+     },
+     kDoubt,
+     "sigma0 1.6: the residuals are larger than the standard deviations of the settings say; limit 1.5 "
+     "times. "
+     "Set Sigma_Image 0.8 in place of 0.5"},
+    {"Sigma0Small",
+     [](F& f) {
+       f.Precision = {0.6, true, 0.5, {}, {}};
+     },
+     kDoubt, "sigma0 0.6: the residuals are smaller"},
+    {"Sigma0Zero",
+     [](F& f) {
+       f.Precision = {0, true, 0.5, {}, {}};
+     },
+     kDoubt, "sigma0 0:"},
+    {"Sigma0NotANumber",
+     [](F& f) {
+       f.Precision = {NAN, true, 0.5, {}, {}};
+     },
+     kDoubt, "sigma0 nan"},
+    {"Sigma0Within",
+     [](F& f) {
+       f.Precision = {1.49, true, 0.5, {}, {}};
+     },
+     kGood, ""},
+    {"Sigma0WithinBelow",
+     [](F& f) {
+       f.Precision = {0.67, true, 0.5, {}, {}};
+     },
+     kGood, ""},
+    {"Sigma0OfFewObservations",
+     [](F& f) {
+       f.Precision = {1.6, false, 0.5, {}, {}};
+     },
+     kGood, ""},
+    {"FreeDatum",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {"height", "scale of the block"}, {}};
+     },
+     kDoubt, "no observation holds: height, scale of the block, although there is control or GPS"},
+    {"FreeDatumWithGpsAlone",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {"height"}, {}}, f.bHasControl = false, f.bHasGps = true;
+     },
+     kDoubt, "no observation holds: height"},
+    {"FreeBlock",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {"height"}, {}}, f.bHasControl = false;
+     },
+     kGood, ""},
+    {"FocalWeak",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {}, {{"0", -12000, 121}}};
+     },
+     kDoubt, "camera 0 is known to 121 of -12000, 1.01 % of it; limit 1 %"},
+    {"FocalKnown",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {}, {{"0", 12000, 119}}};
+     },
+     kGood, ""},
     {"OnlyIntersected",
      [](F& f) { f.bAdjusted = f.bPredicted = false, f.fStartRmse = f.fLastRmse = 0, f.vCameras.clear(); },
      kGood, ""},

@@ -101,6 +101,14 @@ class PartReader {
       Group(key, *part);
     }
   }
+  template <class Part>
+  void Later(const char* key, std::optional<Part>& part) {
+    if (From.contains(key)) {
+      Maybe(key, part);
+    } else {
+      part.reset();
+    }
+  }
   /// Its elements have been taken already.
   template <class Part>
   void List(const char* key, std::vector<Part>& /*parts*/) {

@@ -9,6 +9,7 @@
 //   visit.EnumIf("key", has, member, values)  the same, null where `has` is false; `has` is read before
 //   visit.Group("key", part)           an object that holds lists
 //   visit.Maybe("key", optional)       the same, or null
+//   visit.Later("key", optional)       the same; files of the versions before do not have it
 //   visit.List("key", members)         an array that may be long: a line an element
 #pragma once
 
@@ -18,12 +19,10 @@
 #include <type_traits>
 
 #include "report/RunFigures.h"
+#include "report/json/FormPart.h"
+#include "report/json/PrecisionForm.h"
 
 namespace orvo::report {
-
-/// A part for writing or for reading.
-template <class P, class Part>
-concept Of = std::same_as<std::remove_const_t<P>, Part>;
 
 /// Written as arrays of their values, without keys.
 template <class Part>
@@ -348,6 +347,7 @@ void Describe(V& visit, P& run) {
   visit.List("cameras", run.vCameras);
   visit.Group("ground", run.Ground);
   visit.Maybe("pos", run.Pos);
+  visit.Later("precision", run.Precision);
   visit.Group("points", run.Points);
   visit.List("images", run.vImages);
 }

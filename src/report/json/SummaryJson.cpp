@@ -120,6 +120,10 @@ class GroupWriter {
     }
   }
   template <class Part>
+  void Later(const char* key, const std::optional<Part>& part) {
+    Maybe(key, part);
+  }
+  template <class Part>
   void List(const char* key, const std::vector<Part>& parts) {
     Key(key);
     File.Write("[");

@@ -10,7 +10,7 @@ namespace orvo::report {
 
 /// The version of the form; docs/summary.schema.json describes it. The first number changes when a reader of
 /// the form before would read something wrong.
-inline constexpr char kSummaryVersion[] = "1.0";
+inline constexpr char kSummaryVersion[] = "1.1";
 
 /// What the file says of itself, beside its version.
 inline constexpr char kSummaryForm[] = "orvo-summary";

@@ -43,6 +43,10 @@ class KeyGatherer {
     Group(key, part.emplace());
   }
   template <class Part>
+  void Later(const char* key, std::optional<Part>& part) {
+    Maybe(key, part);
+  }
+  template <class Part>
   void List(const char* key, std::vector<Part>& parts) {
     const std::string path = szPrefix + key;
     Keys.Known.insert(path);

@@ -117,6 +117,7 @@ struct PointTables::State {
   std::vector<ImageFrame> vFrames;
   std::vector<IopRecord> Iop;
   PassViews Views;
+  std::span<const uint8_t> LeftOut;
   ObjectFrame Frame;
   double fPerUnit = 1;                   ///< pixels of a working unit
   std::vector<std::string> vImageNames;  ///< as fields
@@ -138,6 +139,7 @@ PointTables::PointTables(const TableSources& sources, const TableFiles& files)
   state.vFrames = MakeImageFrames(sources.Pass.Eop);
   state.Iop.assign(sources.Pass.Iop.begin(), sources.Pass.Iop.end());
   state.Views = {state.vFrames, state.Iop, sources.Pass.fGrossX, sources.Pass.fGrossY};
+  state.LeftOut = sources.Pass.LeftOut;
   state.Frame = sources.Frame;
   state.fPerUnit = 1 / sources.fImageScale;
   state.nThreads = std::max(sources.nThreads, 1);
@@ -157,6 +159,7 @@ void PointTables::Begin() {
 
 void PointTables::Add(std::span<const ObjectPointRecord> points,
                       std::span<const ImagePointRecord> imagePoints) {
+  pState->Views.Show(pState->LeftOut, imagePoints);
   const auto count = static_cast<int64_t>(points.size());
   const int64_t pieceNum = (count + kPiecePoints - 1) / kPiecePoints;
   std::vector<Piece> pieces(static_cast<size_t>(ParallelThreadNum(pieceNum, pState->nThreads)));

@@ -42,11 +42,16 @@ ORVO_TIE(report::PosImageFigure, a, b, c, d)
 ORVO_TIE(report::PosFigures, a, b, c, d, e, f, g, h, i, j, k)
 ORVO_TIE(report::GroundCell, a, b, c, d, e)
 ORVO_TIE(report::PointFigures, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p)
+ORVO_TIE(report::CameraQuantityFigure, a, b, c, d)
+ORVO_TIE(report::CorrelationFigure, a, b, c)
+ORVO_TIE(report::CameraPrecisionFigure, a, b, c)
+ORVO_TIE(report::DeviationRange, a, b, c)
+ORVO_TIE(report::PrecisionFigures, a, b, c, d, e, f, g, h, i, j, k, l, m, n)
 ORVO_TIE(report::MemoryFigure, a, b)
 ORVO_TIE(Finding, a, b, c, d, e, f, g, h)
 ORVO_TIE(VerdictReason, a, b, c, d)
 ORVO_TIE(Verdict, a, b, c)
-ORVO_TIE(report::RunFigures, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u, v, w, x)
+ORVO_TIE(report::RunFigures, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u, v, w, x, y)
 
 #undef ORVO_TIE
 

@@ -53,6 +53,7 @@ TEST(SummarySchema, FitsWhatIsWritten) {
   nasty.szProject = nasty.vImages[0].szName = nasty.vFindings[0].szWhat = NastyName();
   nasty.vIterations[0].fLargest = std::numeric_limits<double>::quiet_NaN();
   nasty.Pos.reset();
+  nasty.Precision.reset();
   for (const auto& figures : {MakeSampleFigures(), MakeFailedFigures(), nasty, report::RunFigures()})
     EXPECT_EQ(FirstMisfit(Schema(), json::parse(SummaryOf(figures))), "");
 }

@@ -1,0 +1,59 @@
+// The keys of "precision" in summary.json; see SummaryForm.h.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+#include "report/RunFigures.h"
+#include "report/json/FormPart.h"
+
+namespace orvo::report {
+
+template <class V, Of<CameraQuantityFigure> P>
+void Describe(V& visit, P& quantity) {
+  visit("name", quantity.szName);
+  visit("unit", quantity.szUnit);
+  visit("value", quantity.fValue);
+  visit("deviation", quantity.fDeviation);
+}
+
+template <class V, Of<CorrelationFigure> P>
+void Describe(V& visit, P& pair) {
+  visit("first", pair.szFirst);
+  visit("second", pair.szSecond);
+  visit("correlation", pair.fCorrelation);
+}
+
+template <class V, Of<CameraPrecisionFigure> P>
+void Describe(V& visit, P& camera) {
+  visit("camera", camera.szCamera);
+  visit("parameters", camera.vQuantities);
+  visit("correlations", camera.vCorrelations);
+}
+
+template <class V, Of<DeviationRange> P>
+void Describe(V& visit, P& range) {
+  visit("least", range.Least);
+  visit("median", range.Median);
+  visit("largest", range.Largest);
+}
+
+template <class V, Of<PrecisionFigures> P>
+void Describe(V& visit, P& precision) {
+  visit("sigma0", precision.fSigma0);
+  visit("redundancy", precision.nRedundancy, std::numeric_limits<int64_t>::min());
+  visit("squares", precision.fSquares);
+  visit("squares_low", precision.fLow);
+  visit("squares_high", precision.fHigh);
+  visit("test", precision.szTest);
+  visit("datum_defect", precision.nDatumDefect);
+  visit("free", precision.vFree);
+  visit("refusal", precision.szRefusal);
+  visit("blunders", precision.nBlunders);
+  visit("images", precision.nImages);
+  visit("centres", precision.Centres);
+  visit("angles", precision.Angles);
+  visit.List("cameras", precision.vCameras);
+}
+
+}  // namespace orvo::report

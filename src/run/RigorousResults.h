@@ -1,0 +1,39 @@
+// What a rigorous adjustment leaves in the parts of its run, for the writers of results.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "results/ResultForm.h"
+#include "rigorous/BlockProblem.h"
+#include "rigorous/BlockResiduals.h"
+
+namespace orvo {
+
+class CBundleAdjustment;
+
+/// Means and root mean squares, in working image units.
+void StoreResidualStatistics(const rigorous::RayResidualSums& sums, ResidualStatistics& residuals);
+
+/// Orientations, cameras, points, drift; POS observations without lever arm and boresight.
+void StoreResult(const rigorous::BlockProblem& problem, const rigorous::Estimate& estimate,
+                 CBundleAdjustment& run);
+
+/// By measurement in memory: 1 where it takes no part in the solution.
+std::vector<uint8_t> LeftOutMeasurements(const rigorous::BlockProblem& problem, const PointStore& points);
+
+/// Residuals_K_0.res behind the last of K iterations, with the measurements that take part.
+void WriteRigorousResiduals(int32_t iterations, const rigorous::BlockProblem& problem,
+                            const rigorous::Estimate& estimate, CBundleAdjustment& run);
+
+/// Coordinates of the tie points at the result, by their place in the file. Not numbers where a point has
+/// none.
+std::vector<rigorous::Vector3> TiePointPlaces(const rigorous::BlockProblem& problem,
+                                              const rigorous::Estimate& estimate, int64_t tiePoints);
+
+/// Control and check points at the result; those of the GCP file are the last in memory. Refers to all of its
+/// arguments.
+PointPlacing GroundPointPlacing(const rigorous::BlockProblem& problem, const rigorous::Estimate& estimate,
+                                const PointStore& points);
+
+}  // namespace orvo
