@@ -13,11 +13,11 @@ cd "$(dirname "$0")"
 # threads than the rest, and the programs that hold them.
 thread_tests='*Thread*:*Pool*:*Parallel*:*Processors*'
 thread_runs="$thread_tests:Sparse.*:Layouts/*:Modes.*:Pos.*:Seneca.*:Summary.*"
-thread_programs=(orvo_test_{block,geometry,normal,results,solver,whole})
+thread_programs=(orvo_test_{block,geometry,normal,results,rigorous,solver,whole})
 # Hundreds of iterations of what the others do in ten; runs whose threads do what those of others do.
 long_tests='*ReturnsToTruth/Merged*:*SummaryForms*:*PlantedErrors*:*ReportFigures*:*ReadingFaults*'
 # Long ones that reach no memory that others don't reach.
-memory_leaves_out='*LiteralOfLayout.LongPoints*:SummarySchema.*:*PlantedErrors*:*ReportFigures*:*ReturnsToTruth/Merged*'
+memory_leaves_out='*LiteralOfLayout.LongPoints*:*/Truth.*:*/GrossErrors.*:SummarySchema.*:*PlantedErrors*:*ReportFigures*:*ReturnsToTruth/Merged*'
 # What these look at is what the browser makes.
 browser_tests='*Rendering.*:*RunPages.*'
 # The kernels and the whole runs, for Clang.
@@ -183,7 +183,7 @@ tsan_tests() {
   if $long; then runs="-$browser_tests:$long_tests"; fi
   build tsan "${thread_programs[@]}" &&
     GTEST_FILTER=$thread_tests count_programs "${fixed_addresses[@]}" \
-      ctest --preset tsan -j "$jobs" -R '^(block|geometry|normal|results|solver)\.' &&
+      ctest --preset tsan -j "$jobs" -R '^(block|geometry|normal|results|rigorous|solver)\.' &&
     GTEST_FILTER=$runs count_programs "${fixed_addresses[@]}" \
       ctest --preset tsan -j "$jobs" -R '^whole\.'
 }
