@@ -89,6 +89,7 @@ class Judgement {
   void Means();
   void Cameras();
   void Precision(const PrecisionFigure& precision);
+  void Focals(const PrecisionFigure& precision);
   void Sigma0(const PrecisionFigure& precision);
   void Groups();
   void GroupList(const char* kind, const std::vector<GroupFigure>& groups);
@@ -240,15 +241,29 @@ void Judgement::Precision(const PrecisionFigure& precision) {
           "Look at how many control points take part, which of their coordinates count, and whether they or "
           "the GPS positions lie on a line");
   }
+  Focals(precision);
+}
+
+/// The worst one by name: where each image has a camera of its own, all of them may be weak.
+void Judgement::Focals(const PrecisionFigure& precision) {
+  const auto percentOf = [](const PrecisionFigure::Focal& focal) {
+    return 100 * focal.fDeviation / std::fabs(focal.fValue);
+  };
+  const PrecisionFigure::Focal* worst = nullptr;
+  int64_t weak = 0;
   for (const PrecisionFigure::Focal& focal : precision.vFocals) {
-    const double percent = 100 * focal.fDeviation / std::fabs(focal.fValue);
-    if (!(percent > L.fFocalDeviation)) continue;
-    Doubt(Format("the focal length of camera %s is known to %.3g of %.6g, %.3g %% of it",
-                 PrintableName(focal.szCamera).c_str(), focal.fDeviation, focal.fValue, percent),
-          Format("%.4g %%", L.fFocalDeviation),
-          "Give Prior_Focal, control of different heights, GPS positions or oblique images, or keep the "
-          "camera with Set_IOP_Unknown false");
+    if (!(percentOf(focal) > L.fFocalDeviation)) continue;
+    ++weak;
+    if (worst == nullptr || percentOf(focal) > percentOf(*worst)) worst = &focal;
   }
+  if (worst == nullptr) return;
+  std::string what =
+      Format("the focal length of camera %s is known to %.3g of %.6g, %.3g %% of it",
+             PrintableName(worst->szCamera).c_str(), worst->fDeviation, worst->fValue, percentOf(*worst));
+  if (weak > 1) what += Format("; %lld more like it", static_cast<long long>(weak - 1));
+  Doubt(std::move(what), Format("%.4g %%", L.fFocalDeviation),
+        "Give Prior_Focal, control of different heights, GPS positions or oblique images, or keep the "
+        "camera with Set_IOP_Unknown false");
 }
 
 void Judgement::GroupList(const char* kind, const std::vector<GroupFigure>& groups) {

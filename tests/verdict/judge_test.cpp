@@ -249,6 +249,11 @@ const Case kCases[] = {
        f.Precision = {1, false, 0.5, {}, {{"0", -12000, 121}}};
      },
      kDoubt, "camera 0 is known to 121 of -12000, 1.01 % of it; limit 1 %"},
+    {"FocalsWeak",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {}, {{"a", 12000, 130}, {"b", 12000, 240}, {"c", 12000, 10}}};
+     },
+     kDoubt, "camera b is known to 240 of 12000, 2 % of it; 1 more like it; limit 1 %"},
     {"FocalKnown",
      [](F& f) {
        f.Precision = {1, false, 0.5, {}, {{"0", 12000, 119}}};
