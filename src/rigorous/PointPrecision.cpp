@@ -68,8 +68,8 @@ void PrecisionWorker::CollectNodes(std::span<const Ray> rays) {
     if (camera.Layout.Num > 0) add(camera.nNode);
   }
   std::ranges::sort(vNodes, {}, &Local::nNode);
-  const auto twice = std::ranges::unique(vNodes, {}, &Local::nNode);
-  vNodes.erase(twice.begin(), twice.end());
+  const auto isSame = [](const Local& a, const Local& b) { return a.nNode == b.nNode; };
+  vNodes.erase(std::unique(vNodes.begin(), vNodes.end(), isSame), vNodes.end());
   nColumns = 0;
   for (Local& local : vNodes) {
     local.nFirst = nColumns;
