@@ -19,12 +19,11 @@ struct Cofactor {
 };
 
 /// Of the predicted measurement by the point's own uncertainty, in variances of a measured coordinate.
-Cofactor PointCofactor(const RayRows& rows, const PointFactor& factor, double sigma) {
+Cofactor PointCofactor(const double (&point)[2][3], const PointFactor& factor, double sigma) {
   Cofactor H;
   for (int k = 0; k < 3; ++k) {
     const auto part = [&](int c) {
-      return (rows.Point[c][0] * factor.Q[k] + rows.Point[c][1] * factor.Q[3 + k] +
-              rows.Point[c][2] * factor.Q[6 + k]) /
+      return (point[c][0] * factor.Q[k] + point[c][1] * factor.Q[3 + k] + point[c][2] * factor.Q[6 + k]) /
              sigma;
     };
     const double x = part(0), y = part(1);
@@ -64,8 +63,8 @@ double TestValue(const Misfit& misfit, double critical) {
 
 class Searcher {
  public:
-  Searcher(const Problem& problem, const Estimate& estimate, const BlunderLimits& limits)
-      : In(problem), At(estimate), Limits(limits), Around{problem, estimate, nullptr, {}} {}
+  Searcher(const PointSurroundings& around, const BlunderLimits& limits)
+      : In(around.Of), At(around.At), Limits(limits), Around(around) {}
 
   void Look(int64_t point, const ControlObservation* control, std::span<const OutRay> out,
             BlunderFinding& finding) {
@@ -83,7 +82,7 @@ class Searcher {
   const Problem& In;
   const Estimate& At;
   const BlunderLimits& Limits;
-  PointSurroundings Around;
+  const PointSurroundings& Around;
   PointPlace Place;
 };
 
@@ -96,9 +95,9 @@ OutRay Searcher::Describe(int64_t point, size_t k, std::span<const Ray> rays) co
     found.fW = kNotObserved;
     return found;
   }
-  found.Residual = Place.vRows[k].Residual;
+  found.Residual = {Place.vRows[k].Residual[0], Place.vRows[k].Residual[1]};
   const double sigma = In.vCameras[In.vImages[found.nImage].nCamera].fSigma;
-  const Cofactor H = PointCofactor(Place.vRows[k], Place.Factor, sigma);
+  const Cofactor H = PointCofactor(Place.vRows[k].Point, Place.Factor, sigma);
   const double unit = Limits.fSigma0 * sigma;
   found.fW =
       TestValue(MisfitOf({1 - H.xx, -H.xy, 1 - H.yy}, found.Residual[0] / unit, found.Residual[1] / unit),
@@ -135,7 +134,7 @@ void Searcher::LookAtOutRay(const OutRay& ray, BlunderFinding& finding) {
   const double sigma = In.vCameras[camera].fSigma;
   OutRay now = ray;
   now.Residual = rows.Residual;
-  const Cofactor H = PointCofactor(rows, Place.Factor, sigma);
+  const Cofactor H = PointCofactor(rows.Point, Place.Factor, sigma);
   const double unit = Limits.fSigma0 * sigma;
   now.fW = TestValue(MisfitOf({1 + H.xx, H.xy, 1 + H.yy}, now.Residual[0] / unit, now.Residual[1] / unit),
                      Limits.fCritical);
@@ -155,7 +154,8 @@ BlunderFinding SearchBlunders(const Problem& problem, const PointChunks& chunks,
   BlunderFinding all;
   const int threads = ParallelThreadNum(chunks.Num(), limits.nThreads);
   std::vector<BlunderFinding> parts(static_cast<size_t>(threads));
-  std::vector<Searcher> searchers(static_cast<size_t>(threads), Searcher(problem, estimate, limits));
+  const PointSurroundings around(problem, estimate);
+  std::vector<Searcher> searchers(static_cast<size_t>(threads), Searcher(around, limits));
   const auto make = [&](int64_t chunk, int thread) {
     BlunderFinding& part = parts[static_cast<size_t>(thread)] = {};
     const int64_t first = chunks.vFirst[chunk], end = chunks.vFirst[chunk + 1];

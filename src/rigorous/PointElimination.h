@@ -4,7 +4,6 @@
 // Q Q' = M^-1 that is V_a V_b' of V = G Q: no more than a product of three columns for each pair of nodes.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -16,28 +15,33 @@ namespace orvo::rigorous {
 /// Adds points to the equations of their chunk.
 class PointElimination {
  public:
-  /// The surroundings have a plan.
+  /// Both have to outlive this; the surroundings have a plan.
   PointElimination(const PointSurroundings& around, ChunkEquations& chunk);
 
   /// Nothing where the place is not in use.
   void Add(const PointObservations& point, const PointPlace& place);
 
  private:
-  /// A node that the point's rays have rows of, once however many they are.
-  struct Share {
-    int32_t nNode, nLocal, nStride;
-    int64_t nFirst;  ///< of V in vV: three columns of nStride numbers each
+  /// A node, and where it stands among the point's and among the chunk's.
+  struct PointNode {
+    int32_t nNode, nLocal;
   };
-  void CollectShares(const PointObservations& point, const PointPlace& place);
-  void AddShare(int32_t node);
-  const Share& ShareOf(int32_t node) const;
-  void AddRay(const Ray& ray, const RayRows& rows, double weight);
-  void Reduce(const PointPlace& place);
+  struct RayNodes {
+    int32_t nImage, nCamera;  ///< nodes; -1: none
+  };
+  RayNodes NodesOf(const Ray& ray) const;
+  void CollectNodes(const PointObservations& point, const PointPlace& place);
+  void AddNode(int32_t node);
+  void PlaceShares();
+  int32_t ShareOf(int32_t node) const;
+  void AddRay(const Ray& ray, const PlaceRow& row, double weight);
 
-  PointSurroundings Around;
+  const PointSurroundings* pAround;
   ChunkEquations* pChunk;
-  std::vector<Share> vShares;  ///< by ascending node
-  std::vector<double> vV;
+  std::vector<PointNode> vNodes;  ///< by ascending node
+  std::vector<NodeShare> vShares;
+  std::vector<double*> vBlocks;
+  std::vector<RegisterRow> vV;
 };
 
 }  // namespace orvo::rigorous

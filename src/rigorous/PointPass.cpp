@@ -54,7 +54,7 @@ class ControlCursor {
 class ChunkWorker {
  public:
   ChunkWorker(const PointSurroundings& around, const PointStepOptions& step)
-      : Around(around), Stepper(around, step) {
+      : pAround(&around), Stepper(around, step) {
     if (around.pPlan == nullptr) return;
     pEquations = std::make_unique<ChunkEquations>(*around.pPlan);
     pElimination = std::make_unique<PointElimination>(around, *pEquations);
@@ -64,9 +64,9 @@ class ChunkWorker {
   void Make(int64_t first, int64_t end, Estimate& estimate) {
     Sums = {};
     if (pEquations) pEquations->Clear();
-    ControlCursor control(Around.Of.vControl, first);
+    ControlCursor control(pAround->Of.vControl, first);
     for (int64_t p = first; p < end; ++p) {
-      const PointObservations point = ObservationsOf(Around.Of.RaysOf(p), control.Of(p));
+      const PointObservations point = ObservationsOf(pAround->Of.RaysOf(p), control.Of(p));
       Vector3& place = estimate.vPoints[static_cast<size_t>(p)];
       const PointPlace& settled = Stepper.Settle(point, place);
       place = settled.Point;
@@ -81,7 +81,7 @@ class ChunkWorker {
   }
 
  private:
-  PointSurroundings Around;
+  const PointSurroundings* pAround;
   PointStepper Stepper;
   std::unique_ptr<ChunkEquations> pEquations;
   std::unique_ptr<PointElimination> pElimination;
@@ -90,7 +90,7 @@ class ChunkWorker {
 
 PointPassSums Pass(const Problem& problem, const UnknownPlan* plan, const PointChunks& chunks,
                    const PointPassOptions& options, Estimate& estimate, ReducedEquations* equations) {
-  const PointSurroundings around = {problem, estimate, plan, options.Loss};
+  const PointSurroundings around(problem, estimate, plan, options.Loss);
   const int threads = ParallelThreadNum(chunks.Num(), options.nThreads);
   std::vector<std::unique_ptr<ChunkWorker>> workers(static_cast<size_t>(threads));
   for (auto& worker : workers) {

@@ -1,53 +1,72 @@
 #include "rigorous/PointPlace.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace orvo::rigorous {
 namespace {
 
-void AddToPoint(const RayRows& rows, double weight, PointPlace& place) {
-  PointMatrix& M = place.M;
+/// A ray that the lanes leave to a closer look. Its square is no number where it is unseen.
+double LookCloser(const PointSurroundings& around, const Ray& ray, const Vector3& point, PlaceRow& row) {
+  static const LensLayout kAllParameters = LayoutOf(kLensAll);
+  const auto image = static_cast<size_t>(ray.nImage);
+  const auto camera = static_cast<size_t>(around.Of.vImages[image].nCamera);
+  RayRows rows;
+  const RayStatus status = LinearizeRay(around.At.vPoses[image], around.At.vCameras[camera].LensNow, point,
+                                        {static_cast<double>(ray.x), static_cast<double>(ray.y)},
+                                        around.Of.Form, kAllParameters, rows);
+  if (status != RayStatus::Good) return std::numeric_limits<double>::quiet_NaN();
+  row = {};
   for (int i = 0; i < 2; ++i) {
-    const auto& J = rows.Point[i];
-    const Vector3 weighted = {weight * J[0], weight * J[1], weight * J[2]};
-    M[0] += weighted[0] * J[0];
-    M[1] += weighted[0] * J[1];
-    M[2] += weighted[0] * J[2];
-    M[3] += weighted[1] * J[1];
-    M[4] += weighted[1] * J[2];
-    M[5] += weighted[2] * J[2];
-    place.n = place.n - rows.Residual[i] * weighted;
+    row.Residual[i] = rows.Residual[i];
+    std::ranges::copy(rows.Point[i], row.Point[i]);
+    std::ranges::copy(rows.Image[i], row.Image[i]);
+    std::ranges::copy(rows.Camera[i], row.Camera[i]);
   }
+  return around.vTerms[image].fWeight *
+         (rows.Residual[0] * rows.Residual[0] + rows.Residual[1] * rows.Residual[1]);
 }
 
-/// Rows and weight of one ray, and its part of the cost.
-void AddRay(const PointSurroundings& around, const Ray& ray, PointPlace& place, size_t r) {
-  const Estimate& estimate = around.At;
-  const int32_t camera = around.Of.vImages[static_cast<size_t>(ray.nImage)].nCamera;
-  static constexpr LensLayout kNone;
-  const LensLayout& layout =
-      around.pPlan == nullptr ? kNone : around.pPlan->vCameras[static_cast<size_t>(camera)].Layout;
-  RayRows& rows = place.vRows[r];
-  const RayStatus status =
-      LinearizeRay(estimate.vPoses[static_cast<size_t>(ray.nImage)],
-                   estimate.vCameras[static_cast<size_t>(camera)].LensNow, place.Point,
-                   {static_cast<double>(ray.x), static_cast<double>(ray.y)}, around.Of.Form, layout, rows);
-  const double sigma = around.Of.vCameras[static_cast<size_t>(camera)].fSigma;
-  const double weight = 1 / (sigma * sigma);
-  double square = 0;
-  if (status == RayStatus::Good) {
-    square = weight * (rows.Residual[0] * rows.Residual[0] + rows.Residual[1] * rows.Residual[1]);
+/// Rows of all rays; vWeights become their squares.
+void LinearizeRays(const PointSurroundings& around, const PointObservations& point, PointPlace& place) {
+  const auto rayNum = static_cast<int32_t>(point.Rays.size());
+  const auto room = static_cast<size_t>(RoundedUp(rayNum));
+  if (place.vRows.size() < room) place.vRows.resize(room);
+  if (place.vWeights.size() < room) place.vWeights.resize(room);
+  const RayBatch batch = {.pTerms = around.vTerms.data(),
+                          .pRays = point.Rays.data(),
+                          .nRays = rayNum,
+                          .pPoint = place.Point.data(),
+                          .bCorrected = around.Of.Form == ResidualForm::Corrected,
+                          .bFull = around.pPlan != nullptr};
+  around.Kernels.Linearize(batch, place.vRows.data(), place.vWeights.data());
+}
+
+/// The weight of a ray in place of its square, and its part of the cost.
+void WeighRay(const PointSurroundings& around, const Ray& ray, PointPlace& place, size_t r) {
+  double& square = place.vWeights[r];
+  if (ray.nImage < 0) {
+    square = -1;
+    return;
   }
-  if (status != RayStatus::Good || !std::isfinite(square)) {
-    place.vWeights[r] = -1;
+  if (!std::isfinite(square)) square = LookCloser(around, ray, place.Point, place.vRows[r]);
+  if (!std::isfinite(square)) {
+    square = -1;
     ++place.nUnseen;
     return;
   }
-  const LossValue loss = LossOf(around.Loss, square);
-  place.vWeights[r] = weight * loss.Weight;
-  place.fCost += loss.Value;
-  place.fSquares += square;
+  const double weight = around.vTerms[static_cast<size_t>(ray.nImage)].fWeight;
   ++place.nSeen;
+  place.fSquares += square;
+  if (around.Loss.Form == LossForm::None) {
+    place.fCost += square;
+    square = weight;
+    return;
+  }
+  const LossValue loss = LossOf(around.Loss, square);
+  place.fCost += loss.Value;
+  square = weight * loss.Weight;
 }
 
 void AddControl(const PointObservations& point, PointPlace& place) {
@@ -69,6 +88,13 @@ void TakeOutOfUse(PointPlace& place) {
 }
 
 }  // namespace
+
+PointSurroundings::PointSurroundings(const Problem& problem, const Estimate& estimate,
+                                     const UnknownPlan* plan, const RobustLoss& loss)
+    : Of(problem), At(estimate), pPlan(plan), Loss(loss), vTerms(TermsOf(problem, estimate)) {
+  static const PointKernels kernels = UsablePointKernels().back();
+  Kernels = kernels;
+}
 
 Vector3 PointObservations::Started(Vector3 start) const {
   for (int k = 0; k < 3; ++k) {
@@ -97,20 +123,15 @@ void LinearizePlace(const PointSurroundings& around, const PointObservations& po
   place.Point = at;
   place.fCost = place.fSquares = 0;
   place.nSeen = place.nUnseen = 0;
-  if (place.vRows.size() < rayNum) place.vRows.resize(rayNum);
-  place.vWeights.resize(rayNum);
-  for (size_t r = 0; r < rayNum; ++r) {
-    place.vWeights[r] = -1;
-    if (point.Rays[r].nImage >= 0) AddRay(around, point.Rays[r], place, r);
-  }
+  LinearizeRays(around, point, place);
+  for (size_t r = 0; r < rayNum; ++r) WeighRay(around, point.Rays[r], place, r);
 
   place.M = {};
   place.n = {};
   place.bInUse = place.nSeen >= 2 || point.HasControl();
   if (place.bInUse) {
-    for (size_t r = 0; r < rayNum; ++r) {
-      if (place.vWeights[r] > 0) AddToPoint(place.vRows[r], place.vWeights[r], place);
-    }
+    around.Kernels.SumPoint(place.vRows.data(), place.vWeights.data(), static_cast<int32_t>(rayNum),
+                            place.M.data(), place.n.data());
     AddControl(point, place);
   } else {
     TakeOutOfUse(place);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "rigorous/PointFactor.h"
+#include "rigorous/PointKernels.h"
 #include "rigorous/Problem.h"
 #include "rigorous/RobustLoss.h"
 #include "rigorous/UnknownPlan.h"
@@ -43,8 +44,8 @@ struct PointPlace {
   Vector3 n{};                     ///< -J'P r
   PointFactor Factor;              ///< of M
   Vector3 Reduced{};               ///< Q'n
-  std::vector<RayRows> vRows;      ///< by ray; without meaning where its weight is negative
-  std::vector<double> vWeights;    ///< of the squared residual; -1: in no equation
+  std::vector<PlaceRow> vRows;   ///< by ray, and room for more; without meaning where its weight is negative
+  std::vector<double> vWeights;  ///< of the squared residual; -1: in no equation
 
   /// What the quadratic model says that a step takes off the cost: n' M^-1 n.
   double Decrease() const {
@@ -52,12 +53,18 @@ struct PointPlace {
   }
 };
 
-/// What all points have in common during a pass; all of them outlive it.
+/// What all points have in common during a pass. Problem, estimate and plan outlive it, and poses and cameras
+/// of the estimate stand still.
 struct PointSurroundings {
   const Problem& Of;
   const Estimate& At;
-  const UnknownPlan* pPlan = nullptr;  ///< null: no rows by camera are needed
-  RobustLoss Loss{};
+  const UnknownPlan* pPlan;  ///< null: no rows by image and camera are needed
+  RobustLoss Loss;
+  std::vector<RayTerms> vTerms;
+  PointKernels Kernels;
+
+  PointSurroundings(const Problem& problem, const Estimate& estimate, const UnknownPlan* plan = nullptr,
+                    const RobustLoss& loss = {});
 };
 
 /// `place` at `at`; its memory is used again.

@@ -15,14 +15,8 @@ using Points3 = Eigen::Matrix<double, Eigen::Dynamic, 3, Eigen::RowMajor>;
 /// Works on one point after the other.
 class PrecisionWorker {
  public:
-  PrecisionWorker(const Problem& problem, const UnknownPlan& plan, const Estimate& estimate,
-                  const NodeCovariance& covariance, bool rays)
-      : In(problem),
-        Plan(plan),
-        At(estimate),
-        Q(covariance),
-        bRays(rays),
-        Around{problem, estimate, &plan, {}} {}
+  PrecisionWorker(const PointSurroundings& around, const NodeCovariance& covariance, bool rays)
+      : In(around.Of), Plan(*around.pPlan), At(around.At), Q(covariance), bRays(rays), Around(around) {}
 
   PointPrecision Of(int64_t point, const ControlObservation* control);
 
@@ -45,7 +39,7 @@ class PrecisionWorker {
   const Estimate& At;
   const NodeCovariance& Q;
   bool bRays;
-  PointSurroundings Around;
+  const PointSurroundings& Around;
   PointPlace Place;
   std::vector<Local> vNodes;
   Eigen::Index nColumns = 0;
@@ -90,14 +84,16 @@ void PrecisionWorker::FillRows(std::span<const Ray> rays) {
     const double unit = std::sqrt(Place.vWeights[r]);
     for (int c = 0; c < 2; ++c) {
       const Eigen::Index row = static_cast<Eigen::Index>(2 * r) + c;
-      const RayRows& from = Place.vRows[r];
+      const PlaceRow& from = Place.vRows[r];
       for (int k = 0; k < 3; ++k) PointRows(row, k) = unit * from.Point[c][k];
       if (node >= 0) {
         for (int k = 0; k < 6; ++k) Rows(row, ColumnOf(node) + k) = unit * from.Image[c][k];
       }
       if (camera.Layout.Num == 0) continue;
       const Eigen::Index first = ColumnOf(camera.nNode) + camera.nLens;
-      for (int k = 0; k < camera.Layout.Num; ++k) Rows(row, first + k) = unit * from.Camera[c][k];
+      for (int k = 0; k < camera.Layout.Num; ++k)
+        Rows(row, first + k) =
+            unit * from.Camera[c][static_cast<int>(camera.Layout.Columns[static_cast<size_t>(k)])];
     }
   }
 }
@@ -123,7 +119,7 @@ void PrecisionWorker::AddRays(int64_t point, std::span<const Ray> rays, PointPre
     RayPrecision ray;
     ray.nRay = In.vFirstRay[static_cast<size_t>(point)] + static_cast<int64_t>(r);
     if (Place.vWeights[r] > 0) {
-      ray.Residual = Place.vRows[r].Residual;
+      ray.Residual = {Place.vRows[r].Residual[0], Place.vRows[r].Residual[1]};
       for (int c = 0; c < 2; ++c) {
         const Eigen::Index row = static_cast<Eigen::Index>(2 * r) + c;
         const Eigen::RowVector3d Jp = PointRows.row(row);
@@ -171,8 +167,9 @@ void ForEachPointPrecision(const Problem& problem, const UnknownPlan& plan, cons
                            const PointPrecisionOptions& options,
                            const std::function<void(const PointPrecision&)>& take) {
   const int threads = ParallelThreadNum(chunks.Num(), options.nThreads);
+  const PointSurroundings around(problem, estimate, &plan);
   std::vector<PrecisionWorker> workers(static_cast<size_t>(threads),
-                                       PrecisionWorker(problem, plan, estimate, covariance, options.bRays));
+                                       PrecisionWorker(around, covariance, options.bRays));
   std::vector<std::vector<PointPrecision>> made(static_cast<size_t>(threads));
   const auto make = [&](int64_t c, int k) {
     std::vector<PointPrecision>& points = made[static_cast<size_t>(k)];

@@ -28,14 +28,14 @@ double ShareOf(double before, double after, double decrease) {
 
 const PointPlace& PointStepper::Settle(const PointObservations& point, const Vector3& old) {
   const Vector3 start = point.Started(old);
-  LinearizePlace(Around, point, start, Best);
+  LinearizePlace(*pAround, point, start, Best);
   const bool isPlace = IsFinite(start);
   const bool intersects = Options.bIntersect || !isPlace || Best.nUnseen > 0;
   if (isPlace) Improve(point, Best);
   if (!intersects) return Best;
-  const std::optional<Vector3> met = IntersectionOf(Around, point);
+  const std::optional<Vector3> met = IntersectionOf(*pAround, point);
   if (!met) return Best;
-  LinearizePlace(Around, point, *met, Other);
+  LinearizePlace(*pAround, point, *met, Other);
   Improve(point, Other);
   if (!isPlace || IsBetter(Other, Best)) std::swap(Best, Other);
   return Best;
@@ -62,7 +62,7 @@ bool PointStepper::TakeShorter(const PointObservations& point, const Vector3& st
 }
 
 bool PointStepper::Try(const PointObservations& point, const Vector3& at, PointPlace& place) {
-  LinearizePlace(Around, point, at, Trial);
+  LinearizePlace(*pAround, point, at, Trial);
   if (!IsBetter(Trial, place)) return false;
   std::swap(Trial, place);
   return true;

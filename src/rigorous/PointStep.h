@@ -18,8 +18,10 @@ struct PointStepOptions {
 /// place or the old place is none.
 class PointStepper {
  public:
+  /// `around` has to outlive this.
   PointStepper(const PointSurroundings& around, const PointStepOptions& options)
-      : Around(around), Options(options) {}
+
+      : pAround(&around), Options(options) {}
 
   /// The place where the point comes to stand, valid until the next call. Never worse than `old`, with
   /// observed coordinates for those that are no numbers and held ones at their values.
@@ -30,7 +32,7 @@ class PointStepper {
   bool TakeShorter(const PointObservations& point, const Vector3& step, PointPlace& place);
   bool Try(const PointObservations& point, const Vector3& at, PointPlace& place);
 
-  PointSurroundings Around;
+  const PointSurroundings* pAround;
   PointStepOptions Options;
   PointPlace Best, Other, Trial;
 };

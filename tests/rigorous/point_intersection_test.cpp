@@ -12,7 +12,8 @@ namespace {
 using test::Block;
 
 std::optional<Vector3> Intersect(const Block& block, int64_t point, const ControlObservation* control) {
-  return IntersectionOf({.Of = block.Of, .At = block.Truth}, ObservationsOf(block.Of.RaysOf(point), control));
+  return IntersectionOf(PointSurroundings(block.Of, block.Truth),
+                        ObservationsOf(block.Of.RaysOf(point), control));
 }
 
 TEST(PointIntersection, IsThePlaceThatWasMeasured) {
@@ -69,7 +70,7 @@ TEST(PointIntersection, HoldsWhatIsObserved) {
       PointObservations one = all;
       one.Rays = one.Rays.first(1);
       for (const PointObservations& point : {all, one}) {
-        const std::optional<Vector3> place = IntersectionOf({.Of = block.Of, .At = block.Truth}, point);
+        const std::optional<Vector3> place = IntersectionOf(PointSurroundings(block.Of, block.Truth), point);
         ASSERT_TRUE(place.has_value());
         EXPECT_LE(Norm(*place - truth), 1e-3);
         for (int k = 0; k < 3; ++k) EXPECT_EQ((*place)[k] == truth[k], point.IsObserved(k));
@@ -107,7 +108,7 @@ TEST(PointIntersection, IsEmptyWhereNothingMeets) {
     for (const int32_t i : row.Images) {
       rays.push_back({i, static_cast<float>(i == 0 ? 0 : -row.Base / 20), 0.5F});
     }
-    const auto place = IntersectionOf({.Of = problem, .At = estimate}, ObservationsOf(rays, nullptr));
+    const auto place = IntersectionOf(PointSurroundings(problem, estimate), ObservationsOf(rays, nullptr));
     EXPECT_EQ(place.has_value(), row.bMet);
     EXPECT_LE(place ? Norm(*place - Vector3{0, 10, 0}) : 0, 1e-2);
   }
