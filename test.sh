@@ -17,7 +17,9 @@ thread_programs=(orvo_test_{block,geometry,normal,results,rigorous,solver,whole}
 # Hundreds of iterations of what the others do in ten; runs whose threads do what those of others do.
 long_tests='*ReturnsToTruth/Merged*:*SummaryForms*:*PlantedErrors*:*ReportFigures*:*ReadingFaults*'
 # Long ones that reach no memory that others don't reach.
-memory_leaves_out='*LiteralOfLayout.LongPoints*:*/Truth.*:*/GrossErrors.*:SummarySchema.*:*PlantedErrors*:*ReportFigures*:*ReturnsToTruth/Merged*'
+memory_leaves_out='*LiteralOfLayout.LongPoints*:SummarySchema.*:*PlantedErrors*:*ReportFigures*:*ReturnsToTruth/Merged*'
+# Dense references of thousands of unknowns, and many seeds.
+memory_leaves_out+=':*ADenseSolution*:*WholeSystem*:*AllSetsReduceAlike*:*/Truth.*:*/GrossErrors.*'
 # What these look at is what the browser makes.
 browser_tests='*Rendering.*:*RunPages.*'
 # The kernels and the whole runs, for Clang.

@@ -6,12 +6,10 @@
 
 #include "base/Threads.h"
 #include "rigorous/PointPlace.h"
+#include "rigorous/Reliability.h"
 
 namespace orvo::rigorous {
 namespace {
-
-/// Of less, a residual tells nothing of its measurement's error.
-constexpr double kLeastRedundancy = 0.02;
 
 /// Symmetric 2 x 2.
 struct Cofactor {

@@ -2,6 +2,7 @@
 
 #include <Eigen/Dense>
 #include <algorithm>
+#include <cmath>
 
 #include "base/Threads.h"
 #include "rigorous/PointPlace.h"
@@ -119,6 +120,7 @@ void PrecisionWorker::AddRays(int64_t point, std::span<const Ray> rays, PointPre
     RayPrecision ray;
     ray.nRay = In.vFirstRay[static_cast<size_t>(point)] + static_cast<int64_t>(r);
     if (Place.vWeights[r] > 0) {
+      ray.bInUse = true;
       ray.Residual = {Place.vRows[r].Residual[0], Place.vRows[r].Residual[1]};
       for (int c = 0; c < 2; ++c) {
         const Eigen::Index row = static_cast<Eigen::Index>(2 * r) + c;
@@ -150,9 +152,13 @@ PointPrecision PrecisionWorker::Of(int64_t point, const ControlObservation* cont
   if (result.bDetermined) {
     for (int k = 0; k < 9; ++k) result.Cofactor[static_cast<size_t>(k)] = cofactor(k / 3, k % 3);
   }
-  for (int k = 0; k < 3; ++k) {
-    const double weight = observations.Weight[static_cast<size_t>(k)];
-    if (weight > 0) result.ControlRedundancy[static_cast<size_t>(k)] = 1 - weight * cofactor(k, k);
+  for (size_t k = 0; k < 3; ++k) {
+    const double weight = observations.Weight[k];
+    if (!(weight > 0)) continue;
+    const auto at = static_cast<Eigen::Index>(k);
+    result.IsControlled[k] = true;
+    result.ControlResidual[k] = std::sqrt(weight) * (observations.Observed[k] - Place.Point[k]);
+    result.ControlRedundancy[k] = 1 - weight * cofactor(at, at);
   }
   if (!bRays) return result;
   Effective = Rows - PointRows * BD.transpose();

@@ -6,6 +6,7 @@
 // Photogrammetric Computer Vision (2016), 4.6.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -16,18 +17,21 @@
 
 namespace orvo::rigorous {
 
-/// What one ray of a point is worth. Without residual all is 0.
+/// What one ray of a point is worth. Where it is in no equation all is 0.
 struct RayPrecision {
   int64_t nRay = 0;
+  bool bInUse = false;
   Vector2 Residual{};    ///< unit of the measurement
   Vector2 Redundancy{};  ///< of x and y: 0 uncontrolled, 1 controlled wholly
 };
 
 struct PointPrecision {
   int64_t nPoint = 0;
-  bool bDetermined = false;         ///< else all below is 0
-  Matrix3 Cofactor{};               ///< of X, Y, Z; rows of held coordinates are 0
-  Vector3 ControlRedundancy{};      ///< of observed coordinates; 0 where there are none
+  bool bDetermined = false;            ///< else all below is 0
+  Matrix3 Cofactor{};                  ///< of X, Y, Z; rows of held coordinates are 0
+  std::array<bool, 3> IsControlled{};  ///< coordinates that are observed, and not held
+  Vector3 ControlResidual{};           ///< of these, by their standard deviations
+  Vector3 ControlRedundancy{};
   std::vector<RayPrecision> vRays;  ///< where asked for
 };
 

@@ -1,5 +1,6 @@
 #include "rigorous/DenseAdjustment.h"
 
+#include "rigorous/OwnRows.h"
 #include "rigorous/RayModel.h"
 
 namespace orvo::rigorous::test {
@@ -43,6 +44,17 @@ struct RowWriter {
       if (sigma > 0 && std::isfinite(sigma)) Dense.J(nRow, column) = -1 / sigma;
     }
   }
+
+  void AddOwn(const OwnRows& own) {
+    for (const OwnTerm& term : own.Terms) {
+      if (term.IsHeld()) continue;
+      for (int c = 0; c < 3; ++c) {
+        for (int k = 0; k < term.nWidth; ++k)
+          Dense.J(nRow + c, Column(term.nNode) + term.nColumn + k) += term.Rows[3 * c + k];
+      }
+    }
+    nRow += 3;
+  }
 };
 
 }  // namespace
@@ -51,13 +63,17 @@ DenseAdjustment DenseAdjustmentOf(const Problem& problem, const UnknownPlan& pla
   DenseAdjustment dense;
   dense.nNodeUnknowns = plan.UnknownNum();
   const int64_t unknowns = dense.nNodeUnknowns + 3 * problem.PointNum();
-  dense.J.setZero(2 * std::ssize(problem.vRays) + 3 * std::ssize(problem.vControl), unknowns);
+  int64_t own = 0;
+  ForEachOwnObservation(problem, &plan, estimate, [&own](const OwnRows&) { ++own; });
+  dense.nOwnRow = 2 * std::ssize(problem.vRays) + 3 * std::ssize(problem.vControl);
+  dense.J.setZero(dense.nOwnRow + 3 * own, unknowns);
   dense.IsHeld.assign(static_cast<size_t>(unknowns), false);
   RowWriter writer{problem, plan, estimate, dense};
   for (int64_t p = 0; p < problem.PointNum(); ++p) {
     for (const Ray& ray : problem.RaysOf(p)) writer.AddRay(ray, p);
   }
   for (const ControlObservation& control : problem.vControl) writer.AddControl(control);
+  ForEachOwnObservation(problem, &plan, estimate, [&writer](const OwnRows& rows) { writer.AddOwn(rows); });
   return dense;
 }
 

@@ -10,8 +10,10 @@
 namespace orvo::rigorous::test {
 
 struct DenseAdjustment {
-  Eigen::MatrixXd J;  ///< of rays (x, y in their order), then of observed control coordinates: in sigmas
-  int64_t nNodeUnknowns = 0;
+  /// In standard deviations: rows of rays (x, y in their order), three of each control point, and from
+  /// nOwnRow on three of each call of ForEachOwnObservation.
+  Eigen::MatrixXd J;
+  int64_t nNodeUnknowns = 0, nOwnRow = 0;
   std::vector<bool> IsHeld;  ///< by unknown: coordinates of points that control holds
 
   /// (J'J)^-1 without the held unknowns, whose rows are 0. With free directions G over the unknowns of
@@ -19,7 +21,6 @@ struct DenseAdjustment {
   Eigen::MatrixXd Cofactors(const Eigen::MatrixXd& G, const Eigen::VectorXd& P) const;
 };
 
-/// Without GPS, IMU and priors.
 DenseAdjustment DenseAdjustmentOf(const Problem& problem, const UnknownPlan& plan, const Estimate& estimate);
 
 }  // namespace orvo::rigorous::test

@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <string>
 
-#include "rigorous/Adjust.h"
-#include "rigorous/DenseAdjustment.h"
-#include "rigorous/NodeCovariance.h"
-#include "rigorous/PointPrecision.h"
-#include "rigorous/TruthBlock.h"
+#include "rigorous/AdjustedBlock.h"
 
 namespace orvo::rigorous::test {
 namespace {
@@ -18,44 +15,7 @@ using O = TruthOptions;
 struct Case {
   const char* szName;
   std::function<void(O&)> Change;
-};
-
-/// A small block at its minimum, with the precision of everything.
-struct Adjusted {
-  TruthBlock Block;
-  Estimate At;
-  std::unique_ptr<Adjuster> Steps;
-  AdjustResult Result;
-  FreeDatum Datum;
-  CovarianceResult Covariance;
-
-  explicit Adjusted(const O& options) : Block(MakeTruthBlock(options)), At(Block.Start) {
-    Steps = std::make_unique<Adjuster>(Block.Given, AdjustOptions{});
-    Result = Steps->Run(At, {}, 50);
-    ReducedEquations& equations = Steps->EquationsAt(At);
-    Datum = FreeDatumOf(Block.Given, Steps->Plan(), At, equations);
-    Covariance = CovarianceOf(Steps->Plan(), Datum, equations);
-  }
-
-  std::vector<PointPrecision> Points(int32_t threads = 1) const {
-    std::vector<PointPrecision> points;
-    PointPrecisionOptions options;
-    options.bRays = true;
-    options.nThreads = threads;
-    ForEachPointPrecision(Block.Given, Steps->Plan(), Steps->Chunks(), At, *Covariance.Covariance, options,
-                          [&points](const PointPrecision& point) { points.push_back(point); });
-    return points;
-  }
-
-  Eigen::MatrixXd DenseCofactors(const DenseAdjustment& dense) const {
-    const int64_t size = Steps->Plan().UnknownNum();
-    const Eigen::Map<const Eigen::MatrixXd> G(Datum.vDirections.data(), size, Datum.nDefect);
-    Eigen::VectorXd P = Eigen::VectorXd::Zero(size);
-    for (const int32_t node : Steps->Plan().vImageNode) {
-      if (node >= 0) P.segment<3>(Steps->Plan().vFirstUnknown[static_cast<size_t>(node)]).setOnes();
-    }
-    return dense.Cofactors(G, P);
-  }
+  bool bPriors = false;  ///< of all that can have one
 };
 
 O OptionsOf(const Case& block) {
@@ -67,18 +27,42 @@ O OptionsOf(const Case& block) {
   return options;
 }
 
+/// Of single values of a vector, and of held unknowns, as well.
+void AddPriors(TruthBlock& block) {
+  constexpr double kPriorSigma[] = {5, 3, 3, 1e-9, 1e-15, 1e-22, 1e-7, 1e-7, 1e-4, 1e-4};
+  for (size_t c = 0; c < block.Given.vCameras.size(); ++c) {
+    CameraModel& camera = block.Given.vCameras[c];
+    camera.Prior = block.Truth.vCameras[c].LensNow;
+    std::ranges::copy(kPriorSigma, camera.PriorSigma.begin());
+    camera.LeverArmPrior = block.Truth.vCameras[c].LeverArm;
+    camera.LeverArmSigma = {0.05, 0.1, kNotObserved};
+    camera.BoresightPrior = block.Truth.vCameras[c].Boresight;
+    camera.BoresightSigma = {1e-3, kNotObserved, 2e-3};
+  }
+  for (StripModel& strip : block.Given.vStrips) {
+    strip.GpsConstantSigma = strip.GpsLinearSigma = {0.1, 0.1, kNotObserved};
+    strip.ImuConstantSigma = strip.ImuLinearSigma = {1e-3, 1e-3, 1e-3};
+  }
+}
+
+AdjustedBlock Adjusted(const Case& kind) {
+  TruthBlock block = MakeTruthBlock(OptionsOf(kind));
+  if (kind.bPriors) AddPriors(block);
+  return AdjustedBlock(std::move(block));
+}
+
 class Precision : public ::testing::TestWithParam<Case> {};
 
 TEST_P(Precision, OfImagesAndCamerasIsThatOfTheWholeSystem) {
-  const Adjusted block(OptionsOf(GetParam()));
+  const AdjustedBlock block = Adjusted(GetParam());
   ASSERT_TRUE(block.Covariance.Covariance);
-  const UnknownPlan& plan = block.Steps->Plan();
+  const UnknownPlan& plan = block.Plan();
   const DenseAdjustment dense = DenseAdjustmentOf(block.Block.Given, plan, block.At);
   const Eigen::MatrixXd Q = block.DenseCofactors(dense);
   std::vector<double> values(64 * 64);
   for (int32_t i = 0; i < plan.NodeNum(); ++i) {
     for (int32_t j = 0; j < plan.NodeNum(); ++j) {
-      if (!block.Covariance.Covariance->Block(i, j, values)) continue;
+      if (!block.Cofactors().Block(i, j, values)) continue;
       const int64_t rows = plan.vSizes[static_cast<size_t>(i)], columns = plan.vSizes[static_cast<size_t>(j)];
       for (int64_t r = 0; r < rows; ++r) {
         for (int64_t c = 0; c < columns; ++c) {
@@ -94,9 +78,9 @@ TEST_P(Precision, OfImagesAndCamerasIsThatOfTheWholeSystem) {
 }
 
 TEST_P(Precision, OfPointsAndMeasurementsIsThatOfTheWholeSystem) {
-  const Adjusted block(OptionsOf(GetParam()));
+  const AdjustedBlock block = Adjusted(GetParam());
   ASSERT_TRUE(block.Covariance.Covariance);
-  const DenseAdjustment dense = DenseAdjustmentOf(block.Block.Given, block.Steps->Plan(), block.At);
+  const DenseAdjustment dense = DenseAdjustmentOf(block.Block.Given, block.Plan(), block.At);
   const Eigen::MatrixXd Q = block.DenseCofactors(dense);
   const Eigen::VectorXd predicted = (dense.J * Q).cwiseProduct(dense.J).rowwise().sum();
   for (const PointPrecision& point : block.Points()) {
@@ -106,26 +90,45 @@ TEST_P(Precision, OfPointsAndMeasurementsIsThatOfTheWholeSystem) {
     for (int k = 0; k < 9; ++k)
       EXPECT_NEAR(Q(first + k / 3, first + k % 3), point.Cofactor[static_cast<size_t>(k)], 1e-6 * unit);
     for (const RayPrecision& ray : point.vRays) {
+      EXPECT_TRUE(ray.bInUse);
       for (int c = 0; c < 2; ++c)
         EXPECT_NEAR(1 - predicted[2 * ray.nRay + c], ray.Redundancy[static_cast<size_t>(c)], 1e-6);
     }
   }
 }
 
+TEST_P(Precision, OfOwnObservationsIsThatOfTheWholeSystem) {
+  const AdjustedBlock block = Adjusted(GetParam());
+  ASSERT_TRUE(block.Covariance.Covariance);
+  const DenseAdjustment dense = DenseAdjustmentOf(block.Block.Given, block.Plan(), block.At);
+  const Eigen::MatrixXd Q = block.DenseCofactors(dense);
+  Eigen::Index row = dense.nOwnRow;
+  for (const OwnPrecision& own : block.Own()) {
+    for (size_t c = 0; c < 3; ++c, ++row) {
+      const double predicted = dense.J.row(row) * Q * dense.J.row(row).transpose();
+      EXPECT_NEAR(own.IsCounted[c] ? 1 - predicted : 0, own.Redundancy[c], 1e-6) << own.nOwner;
+      EXPECT_GT(own.Redundancy[c], -1e-9);
+    }
+  }
+  EXPECT_EQ(dense.J.rows(), row);
+}
+
 TEST_P(Precision, RedundanciesSumToTheRedundancy) {
-  const Adjusted block(OptionsOf(GetParam()));
+  const AdjustedBlock block = Adjusted(GetParam());
   ASSERT_TRUE(block.Covariance.Covariance);
   double sum = 0;
   for (const PointPrecision& point : block.Points()) {
     sum += point.ControlRedundancy[0] + point.ControlRedundancy[1] + point.ControlRedundancy[2];
     for (const RayPrecision& ray : point.vRays) sum += ray.Redundancy[0] + ray.Redundancy[1];
   }
+  for (const OwnPrecision& own : block.Own())
+    sum += own.Redundancy[0] + own.Redundancy[1] + own.Redundancy[2];
   const auto redundancy = static_cast<double>(block.Result.Redundancy());
-  EXPECT_NEAR(redundancy, sum, 1e-7 * redundancy);
+  EXPECT_NEAR(redundancy, sum, 1e-9 * redundancy);
 }
 
 TEST_P(Precision, OfPointsIsTheSameOnAnyNumberOfThreads) {
-  const Adjusted block(OptionsOf(GetParam()));
+  const AdjustedBlock block = Adjusted(GetParam());
   const std::vector<PointPrecision> one = block.Points(1), four = block.Points(4);
   ASSERT_EQ(one.size(), four.size());
   for (size_t p = 0; p < one.size(); ++p) EXPECT_EQ(one[p].Cofactor, four[p].Cofactor);
@@ -133,26 +136,74 @@ TEST_P(Precision, OfPointsIsTheSameOnAnyNumberOfThreads) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, Precision,
-    ::testing::Values(Case{"Control", [](O& o) { o.nControl = 5; }},
-                      Case{"HeldControl",
-                           [](O& o) {
-                             o.nControl = 5, o.ControlSigma = {0, 0, 0};
-                           }},
-                      Case{"HeightControl", [](O& o) { o.nControl = 3, o.nHeightControl = 4; }},
-                      Case{"Free", [](O& o) { o.nLensUnknowns = 0; }},
-                      Case{"FreeWithCamera", [](O& o) { o.fRelief = 0.4; }},
-                      Case{"CameraOfEachStrip",
-                           [](O& o) { o.nControl = 6, o.Cameras = TruthCameras::EachStrip; }},
-                      Case{"CameraOfEachImage",
-                           [](O& o) {
-                             o.nControl = 8, o.nStrips = 3, o.Cameras = TruthCameras::EachImage;
-                             o.nLensUnknowns = kLensRadial;
-                           }},
-                      Case{"HeldImages", [](O& o) { o.nHeldImages = 2; }}),
+    ::testing::Values(
+        Case{"Control", [](O& o) { o.nControl = 5; }},
+        Case{"HeldControl",
+             [](O& o) {
+               o.nControl = 5, o.ControlSigma = {0, 0, 0};
+             }},
+        Case{"HeightControl", [](O& o) { o.nControl = 3, o.nHeightControl = 4; }},
+        Case{"Free", [](O& o) { o.nLensUnknowns = 0; }},
+        Case{"FreeWithCamera", [](O& o) { o.fRelief = 0.4; }},
+        Case{"CameraOfEachStrip", [](O& o) { o.nControl = 6, o.Cameras = TruthCameras::EachStrip; }},
+        Case{"CameraOfEachImage",
+             [](O& o) {
+               o.nControl = 8, o.nStrips = 3, o.Cameras = TruthCameras::EachImage;
+               o.nLensUnknowns = kLensRadial;
+             }},
+        Case{"HeldImages", [](O& o) { o.nHeldImages = 2; }},
+        Case{"AllImagesHeld",
+             [](O& o) {
+               o.nHeldImages = 8, o.nControl = 3, o.GpsSigma = {0.05, 0.05, 0.1};
+             }},
+        Case{"AllButPointsHeld", [](O& o) { o.nHeldImages = 8, o.nControl = 3, o.nLensUnknowns = 0; }},
+        Case{"Gps",
+             [](O& o) {
+               o.GpsSigma = {0.05, 0.05, 0.1};
+             }},
+        Case{"GpsHeights",
+             [](O& o) {
+               o.GpsSigma = {kNotObserved, kNotObserved, 0.1}, o.nLensUnknowns = 0;
+             }},
+        Case{"ImuAlone",
+             [](O& o) {
+               o.ImuSigma = {1e-3, 1e-3, 2e-3}, o.nLensUnknowns = 0;
+             }},
+        Case{"GpsAndImuOfHeldImages",
+             [](O& o) {
+               o.nHeldImages = 2, o.GpsSigma = {0.05, 0.05, 0.1}, o.ImuSigma = {1e-3, 1e-3, 2e-3};
+             }},
+        Case{"Mounting",
+             [](O& o) {
+               o.nControl = 6, o.GpsSigma = {0.05, 0.05, 0.1}, o.ImuSigma = {1e-3, 1e-3, 2e-3};
+               o.LeverArm = {0.2, -0.1, 0.3}, o.Boresight = {0.01, -0.02, 0.03};
+               o.bLeverArm = o.bBoresight = true, o.fRelief = 0.4;
+             }},
+        Case{"Drift",
+             [](O& o) {
+               o.nControl = 6, o.nCrossStrips = 1;
+               o.GpsSigma = {0.05, 0.05, 0.1}, o.ImuSigma = {1e-3, 1e-3, 2e-3};
+               o.fGpsConstant = 0.3, o.fGpsLinear = 0.1;
+               o.fImuConstant = 5e-3, o.fImuLinear = 1e-3;
+             }},
+        Case{"Priors",
+             [](O& o) {
+               o.nControl = 4, o.GpsSigma = {0.05, 0.05, 0.1}, o.ImuSigma = {1e-3, 1e-3, 2e-3};
+               o.bLeverArm = o.bBoresight = true, o.nLensUnknowns = kLensAll;
+               o.fGpsConstant = o.fGpsLinear = 0.1, o.fImuConstant = o.fImuLinear = 1e-3;
+             },
+             true},
+        Case{"PriorsOfACameraOfEachImage",
+             [](O& o) {
+               o.nControl = 8, o.nStrips = 3, o.Cameras = TruthCameras::EachImage;
+               o.nLensUnknowns = kLensAll, o.bLeverArm = true;
+               o.GpsSigma = {0.05, 0.05, 0.1};
+             },
+             true}),
     [](const ::testing::TestParamInfo<Case>& test) { return std::string(test.param.szName); });
 
 TEST(NodeCovariance, NamesAnUnknownThatNothingTellsOf) {
-  Adjusted block(OptionsOf({"", [](O& o) { o.nControl = 5; }}));
+  AdjustedBlock block = Adjusted({"", [](O& o) { o.nControl = 5; }});
   ReducedEquations& equations = block.Steps->EquationsAt(block.At);
   const std::span<double> first = equations.N.Diagonal(2);
   for (size_t k = 0; k < 6; ++k) first[6 * 4 + k] = first[6 * k + 4] = 0;
@@ -168,7 +219,7 @@ TEST(NodeCovariance, NamesAnUnknownThatNothingTellsOf) {
       }
     }
   }
-  const CovarianceResult result = CovarianceOf(block.Steps->Plan(), {}, equations);
+  const CovarianceResult result = CovarianceOf(block.Plan(), {}, equations);
   EXPECT_FALSE(result.Covariance);
   EXPECT_EQ(2, result.Refusal.At.nNode);
   EXPECT_EQ(4, result.Refusal.At.nUnknown);
