@@ -97,7 +97,8 @@ bool NodeCovariance::Block(int32_t i, int32_t j, std::span<double> block) const 
   const std::optional<sparse::InverseBlock> Z = Inverse->Block(i, j);
   if (!Z) return false;
   for (int32_t r = 0; r < Z->nRows; ++r) {
-    for (int32_t c = 0; c < Z->nCols; ++c) block[static_cast<size_t>(r * Z->nCols + c)] = (*Z)(r, c);
+    for (int32_t c = 0; c < Z->nCols; ++c)
+      block[static_cast<size_t>(r) * static_cast<size_t>(Z->nCols) + static_cast<size_t>(c)] = (*Z)(r, c);
   }
   if (nDefect == 0) return true;
   const int64_t first[2] = {pPlan->vFirstUnknown[static_cast<size_t>(i)] * nDefect,
