@@ -2,7 +2,8 @@
 # Everything that is checked: gates on the sources, release tests, faults, the sanitizer runs, bounded fuzzing.
 #   ./test.sh                    all of it
 #   ./test.sh --quick            the gates and the release tests only
-#   ./test.sh --long             also Clang's optimised build, and every whole run under the thread sanitizer
+#   ./test.sh --long             also Clang's optimised build, and every whole run and the rigorous adjustment under the
+#                                thread sanitizer
 #   ./test.sh --fuzz-seconds N   seconds for each fuzz target (12)
 # The last line says "N passed, N failed"; the exit status is 0 when nothing failed.
 set -euo pipefail
@@ -13,7 +14,7 @@ cd "$(dirname "$0")"
 # threads than the rest, and the programs that hold them.
 thread_tests='*Thread*:*Pool*:*Parallel*:*Processors*'
 thread_runs="$thread_tests:Sparse.*:Layouts/*:Modes.*:Pos.*:Seneca.*:Summary.*"
-thread_programs=(orvo_test_{block,geometry,normal,results,rigorous,solver,whole})
+thread_programs=(orvo_test_{block,geometry,normal,results,solver,whole})
 # Hundreds of iterations of what the others do in ten; runs whose threads do what those of others do.
 long_tests='*ReturnsToTruth/Merged*:*SummaryForms*:*PlantedErrors*:*ReportFigures*:*ReadingFaults*'
 # Long ones that reach no memory that others don't reach.
@@ -37,7 +38,7 @@ while [[ $# -gt 0 ]]; do
       fuzz_seconds=${2:-}
       [[ $fuzz_seconds =~ ^[1-9][0-9]*$ ]] || { echo "--fuzz-seconds takes a number of seconds" >&2; exit 2; }
       shift ;;
-    -h|--help) sed -n '2,7s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    -h|--help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
     *) echo "unknown option $1 (see $0 --help)" >&2; exit 2 ;;
   esac
   shift
@@ -181,11 +182,15 @@ clang_stage() {
 }
 
 tsan_tests() {
-  local runs=$thread_runs
-  if $long; then runs="-$browser_tests:$long_tests"; fi
+  local runs=$thread_runs rooms='block|geometry|normal|results|solver'
+  if $long; then
+    rooms+='|rigorous'
+    runs="-$browser_tests:$long_tests"
+    thread_programs+=(orvo_test_rigorous)
+  fi
   build tsan "${thread_programs[@]}" &&
     GTEST_FILTER=$thread_tests count_programs "${fixed_addresses[@]}" \
-      ctest --preset tsan -j "$jobs" -R '^(block|geometry|normal|results|rigorous|solver)\.' &&
+      ctest --preset tsan -j "$jobs" -R "^($rooms)\\." &&
     GTEST_FILTER=$runs count_programs "${fixed_addresses[@]}" \
       ctest --preset tsan -j "$jobs" -R '^whole\.'
 }
