@@ -3,26 +3,18 @@
 #include <algorithm>
 
 namespace orvo::rigorous {
-namespace {
-
-/// Rows of a node that has a camera's columns, or these and an image's.
-struct NodeRows {
-  alignas(64) double Numbers[2][sparse::kLargestNode];
-
-  ShareRows Fill(const CameraColumns& camera, const PlaceRow& row, bool hasImage, int32_t share) {
-    const int32_t end = camera.nLens + camera.Layout.Num, width = RoundedUp(end);
-    for (int i = 0; i < 2; ++i) {
-      std::fill_n(Numbers[i], width, 0.0);
-      if (hasImage) std::copy_n(row.Image[i], 6, Numbers[i]);
-      for (int k = 0; k < camera.Layout.Num; ++k) {
-        Numbers[i][camera.nLens + k] = row.Camera[i][static_cast<int>(camera.Layout.Columns[k])];
-      }
+ShareRows PointElimination::CameraRows::Fill(const CameraColumns& camera, const PlaceRow& row, bool hasImage,
+                                             int32_t share) {
+  const int32_t end = camera.nLens + camera.Layout.Num, width = RoundedUp(end);
+  for (int i = 0; i < 2; ++i) {
+    std::fill_n(Numbers[i], width, 0.0);
+    if (hasImage) std::copy_n(row.Image[i], 6, Numbers[i]);
+    for (int k = 0; k < camera.Layout.Num; ++k) {
+      Numbers[i][camera.nLens + k] = row.Camera[i][static_cast<int>(camera.Layout.Columns[k])];
     }
-    return {share, width, end, {Numbers[0], Numbers[1]}};
   }
-};
-
-}  // namespace
+  return {share, width, end, {Numbers[0], Numbers[1]}};
+}
 
 PointElimination::PointElimination(const PointSurroundings& around, ChunkEquations& chunk)
     : pAround(&around), pChunk(&chunk) {}
@@ -31,11 +23,10 @@ void PointElimination::Add(const PointObservations& point, const PointPlace& pla
   if (!place.bInUse) return;
   CollectNodes(point, place);
   PlaceShares();
-  for (size_t r = 0; r < point.Rays.size(); ++r) {
-    if (place.vWeights[r] > 0) AddRay(point.Rays[r], place.vRows[r], place.vWeights[r]);
-  }
-  if (place.Factor.RankNum() == 0) return;
+  CollectRays(point, place);
   const ShareBlocks blocks = {vShares.data(), static_cast<int32_t>(vShares.size()), vBlocks.data()};
+  pAround->Kernels.AddRays(vRays.data(), static_cast<int32_t>(vRays.size()), blocks);
+  if (place.Factor.RankNum() == 0) return;
   pAround->Kernels.Reduce(place.Factor.Q.data(), place.Reduced.data(), blocks);
 }
 
@@ -88,7 +79,18 @@ int32_t PointElimination::ShareOf(int32_t node) const {
   return share;
 }
 
-void PointElimination::AddRay(const Ray& ray, const PlaceRow& row, double weight) {
+// All rays before the first sum: registers are loaded long after their numbers were stored one by one.
+void PointElimination::CollectRays(const PointObservations& point, const PointPlace& place) {
+  vRays.clear();
+  if (vCameraRows.size() < point.Rays.size()) vCameraRows.resize(point.Rays.size());
+  for (size_t r = 0; r < point.Rays.size(); ++r) {
+    if (!(place.vWeights[r] > 0)) continue;
+    vRays.push_back(WeightedOf(point.Rays[r], place.vRows[r], place.vWeights[r], vCameraRows[r]));
+  }
+}
+
+WeightedRay PointElimination::WeightedOf(const Ray& ray, const PlaceRow& row, double weight,
+                                         CameraRows& camera) const {
   const RayNodes nodes = NodesOf(ray);
   const bool isOneNode = nodes.nImage >= 0 && nodes.nImage == nodes.nCamera;
   WeightedRay weighted;
@@ -97,13 +99,12 @@ void PointElimination::AddRay(const Ray& ray, const PlaceRow& row, double weight
   if (nodes.nImage >= 0 && !isOneNode) {
     weighted.Parts[0] = {ShareOf(nodes.nImage), kRowNumbers, 6, {row.Image[0], row.Image[1]}};
   }
-  NodeRows camera;
   if (nodes.nCamera >= 0) {
     const auto columns = static_cast<size_t>(pAround->Of.vImages[static_cast<size_t>(ray.nImage)].nCamera);
     weighted.Parts[1] =
         camera.Fill(pAround->pPlan->vCameras[columns], row, isOneNode, ShareOf(nodes.nCamera));
   }
-  pAround->Kernels.AddRay(weighted, {vShares.data(), static_cast<int32_t>(vShares.size()), vBlocks.data()});
+  return weighted;
 }
 
 }  // namespace orvo::rigorous

@@ -22,6 +22,12 @@ class PointElimination {
   void Add(const PointObservations& point, const PointPlace& place);
 
  private:
+  /// Rows of a node that has a camera's columns, or these and an image's.
+  struct alignas(64) CameraRows {
+    double Numbers[2][sparse::kLargestNode];
+
+    ShareRows Fill(const CameraColumns& camera, const PlaceRow& row, bool hasImage, int32_t share);
+  };
   /// A node, and where it stands among the point's and among the chunk's.
   struct PointNode {
     int32_t nNode, nLocal;
@@ -34,7 +40,8 @@ class PointElimination {
   void AddNode(int32_t node);
   void PlaceShares();
   int32_t ShareOf(int32_t node) const;
-  void AddRay(const Ray& ray, const PlaceRow& row, double weight);
+  void CollectRays(const PointObservations& point, const PointPlace& place);
+  WeightedRay WeightedOf(const Ray& ray, const PlaceRow& row, double weight, CameraRows& camera) const;
 
   const PointSurroundings* pAround;
   ChunkEquations* pChunk;
@@ -42,6 +49,8 @@ class PointElimination {
   std::vector<NodeShare> vShares;
   std::vector<double*> vBlocks;
   std::vector<RegisterRow> vV;
+  std::vector<WeightedRay> vRays;
+  std::vector<CameraRows> vCameraRows;  ///< by ray
 };
 
 }  // namespace orvo::rigorous

@@ -56,13 +56,18 @@ void SumPoint(const PlaceRow* rows, const double* weights, int32_t rayNum, doubl
   for (int k = 0; k < 3; ++k) n[k] = r[k];
 }
 
-/// block += J_a' w J_b
+/// Most nodes are images without a camera of their own: loops of this length are laid out in full.
+constexpr int32_t kImageSize = 6;
+
+/// block += J_a' w J_b. kSize: a.nEnd, or 0 for any.
+template <int32_t kSize>
 [[gnu::always_inline]] inline void AddProduct(const ShareRows& a, const ShareRows& b, double weight,
                                               int32_t stride, double* block) {
+  const int32_t size = kSize > 0 ? kSize : a.nEnd;
   for (int32_t column = 0; column < b.nWidth; column += kRowNumbers) {
     const Row x = Row::Load(b.Rows[0] + column), y = Row::Load(b.Rows[1] + column);
     double* to = block + column;
-    for (int32_t i = 0; i < a.nEnd; ++i, to += stride) {
+    for (int32_t i = 0; i < size; ++i, to += stride) {
       Row row = Row::Load(to);
       row.Add(weight * a.Rows[0][i], x);
       row.Add(weight * a.Rows[1][i], y);
@@ -98,9 +103,19 @@ void AddRay(const WeightedRay& ray, const ShareBlocks& blocks) {
     for (int k = i; k < 2; ++k) {
       const ShareRows& b = ray.Parts[k];
       if (b.nShare < 0) continue;
-      AddProduct(a, b, ray.fWeight, blocks.pShares[b.nShare].nStride, blocks.At(a.nShare, b.nShare));
+      const int32_t stride = blocks.pShares[b.nShare].nStride;
+      double* const block = blocks.At(a.nShare, b.nShare);
+      if (a.nEnd == kImageSize) {
+        AddProduct<kImageSize>(a, b, ray.fWeight, stride, block);
+      } else {
+        AddProduct<0>(a, b, ray.fWeight, stride, block);
+      }
     }
   }
+}
+
+void AddRays(const WeightedRay* rays, int32_t rayNum, const ShareBlocks& blocks) {
+  for (int32_t r = 0; r < rayNum; ++r) AddRay(rays[r], blocks);
 }
 
 /// G becomes V = G Q, and n loses V Q'n.
@@ -118,14 +133,16 @@ void AddRay(const WeightedRay& ray, const ShareBlocks& blocks) {
   }
 }
 
-/// block -= V_a V_b'
+/// block -= V_a V_b'. kSize: a.nSize, of a single stride; or 0 for any.
+template <int32_t kSize>
 [[gnu::always_inline]] inline void TakeOff(const NodeShare& a, const NodeShare& b, double* block) {
-  const double *const x = a.pV, *const y = x + a.nStride, *const z = y + a.nStride;
+  const int32_t size = kSize > 0 ? kSize : a.nSize, stride = kSize > 0 ? kRowNumbers : a.nStride;
+  const double *const x = a.pV, *const y = x + stride, *const z = y + stride;
   for (int32_t column = 0; column < b.nStride; column += kRowNumbers) {
     const Row p = Row::Load(b.pV + column), q = Row::Load(b.pV + b.nStride + column),
               r = Row::Load(b.pV + 2 * b.nStride + column);
     double* to = block + column;
-    for (int32_t i = 0; i < a.nSize; ++i, to += b.nStride) {
+    for (int32_t i = 0; i < size; ++i, to += b.nStride) {
       Row row = Row::Load(to);
       row.Add(-x[i], p);
       row.Add(-y[i], q);
@@ -138,8 +155,13 @@ void AddRay(const WeightedRay& ray, const ShareBlocks& blocks) {
 void Reduce(const double* Q, const double* reduced, const ShareBlocks& blocks) {
   for (int32_t a = 0; a < blocks.nShares; ++a) FormV(Q, reduced, blocks.pShares[a]);
   for (int32_t a = 0; a < blocks.nShares; ++a) {
+    const NodeShare& share = blocks.pShares[a];
     for (int32_t b = a; b < blocks.nShares; ++b) {
-      TakeOff(blocks.pShares[a], blocks.pShares[b], blocks.At(a, b));
+      if (share.nSize == kImageSize) {
+        TakeOff<kImageSize>(share, blocks.pShares[b], blocks.At(a, b));
+      } else {
+        TakeOff<0>(share, blocks.pShares[b], blocks.At(a, b));
+      }
     }
   }
 }
@@ -148,7 +170,7 @@ void Reduce(const double* Q, const double* reduced, const ShareBlocks& blocks) {
 
 template <>
 PointKernels PointKernelsOf<InstructionSet::ORVO_SET>() {
-  return {Linearize, SumPoint, AddRay, Reduce};
+  return {Linearize, SumPoint, AddRays, Reduce};
 }
 
 }  // namespace orvo::rigorous

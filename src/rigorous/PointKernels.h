@@ -86,8 +86,8 @@ struct PointKernels {
   void (*Linearize)(const RayBatch& batch, PlaceRow* rows, double* squares);
   /// M (6 numbers) and n (3) of the point; rays of weight 0 or less have no part.
   void (*SumPoint)(const PlaceRow* rows, const double* weights, int32_t rayNum, double* M, double* n);
-  /// The ray's share of the blocks, of the constants and of G, which pV is then.
-  void (*AddRay)(const WeightedRay& ray, const ShareBlocks& blocks);
+  /// The rays' share of the blocks, of the constants and of G, which pV is then.
+  void (*AddRays)(const WeightedRay* rays, int32_t rayNum, const ShareBlocks& blocks);
   /// Takes the point out: `Q` is that of its factor, `reduced` Q'n. pV becomes V = G Q.
   void (*Reduce)(const double* Q, const double* reduced, const ShareBlocks& blocks);
 };

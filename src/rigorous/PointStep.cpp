@@ -30,9 +30,8 @@ const PointPlace& PointStepper::Settle(const PointObservations& point, const Vec
   const Vector3 start = point.Started(old);
   LinearizePlace(*pAround, point, start, Best);
   const bool isPlace = IsFinite(start);
-  const bool intersects = Options.bIntersect || !isPlace || Best.nUnseen > 0;
-  if (isPlace) Improve(point, Best);
-  if (!intersects) return Best;
+  const bool isUnseen = Best.nUnseen > 0, isStuck = isPlace && !Improve(point, Best);
+  if (!Options.bIntersect && isPlace && !isUnseen && !isStuck) return Best;
   const std::optional<Vector3> met = IntersectionOf(*pAround, point);
   if (!met) return Best;
   LinearizePlace(*pAround, point, *met, Other);
@@ -41,13 +40,16 @@ const PointPlace& PointStepper::Settle(const PointObservations& point, const Vec
   return Best;
 }
 
-void PointStepper::Improve(const PointObservations& point, PointPlace& place) {
+/// False where a step is due and none makes the place better.
+bool PointStepper::Improve(const PointObservations& point, PointPlace& place) {
   for (int32_t i = 0; i < Options.nSteps; ++i) {
     const double ofSeen = place.fCost - place.nUnseen * kUnseenCost;
-    if (!(place.Decrease() > kLeastDecrease * ofSeen)) return;
+    if (!(place.Decrease() > kLeastDecrease * ofSeen)) return true;
     const Vector3 step = Multiply(place.Factor.Q, place.Reduced);
-    if (Try(point, place.Point + step, place) || !TakeShorter(point, step, place)) return;
+    if (Try(point, place.Point + step, place)) return true;
+    if (!TakeShorter(point, step, place)) return false;
   }
+  return true;
 }
 
 /// After a trial of the whole step.

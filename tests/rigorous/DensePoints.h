@@ -25,7 +25,9 @@ class DenseRows {
     Constants = Eigen::VectorXd::Zero(nAll);
   }
   void Add(const Eigen::VectorXd& row, double weight, double residual) {
-    Full += weight * row * row.transpose();
+    for (Eigen::Index i = 0; i < nAll; ++i) {
+      if (row(i) != 0) Full.col(i) += weight * row(i) * row;
+    }
     Constants -= weight * residual * row;
   }
 

@@ -123,8 +123,8 @@ TEST(PointKernels, LeaveWhatIsUnseenToACloserLook) {
   } table[] = {
       {"behind",
        [](Bundle& b, double) {
-         b.At.vPoses[2].R[0] *= 1,
-             b.At.vPoses[2].Centre = b.At.vPoints[0] + (b.At.vPoints[0] - b.At.vPoses[2].Centre);
+         Vector3& centre = b.At.vPoses[2].Centre;
+         centre = 2 * b.At.vPoints[0] - centre;
        },
        0},
       {"centre", [](Bundle& b, double v) { b.At.vPoses[2].Centre[1] = v; }, nan},

@@ -214,12 +214,14 @@ TEST(PointPassCases, NearlyParallelRaysTakeNoWeakStep) {
 }
 
 TEST(PointPassCases, NeverTakesARayOutOfSight) {
-  // Far behind the true place in the view of all cameras, with a start whose full step goes behind them.
+  // From far below, the full step goes behind the cameras; measurements this good make that the lower cost.
   Block block = ThreeImages();
-  for (int i = 0; i < 40; ++i) AddPoint(block, kTruth, {20, 10, 95.0 + 0.12 * i}, {0, 1, 2});
+  block.Of.vCameras[0].fSigma = 1e-5;
+  for (int i = 0; i < 40; ++i) AddPoint(block, kTruth, {20, 10, -200.0 - 50 * i}, {0, 1, 2});
   const Outcome before = StepAndPass(block, 0, false);
   EXPECT_EQ(before.Sums.nUnseen, 0);
   double cost = before.Sums.fCost;
+  EXPECT_GT(cost, 120 * kUnseenCost);
   for (int i = 0; i < 30; ++i) {
     const Outcome outcome = StepAndPass(block, 1, false);
     EXPECT_EQ(outcome.Sums.nUnseen, 0);
