@@ -66,6 +66,7 @@ void NodeProduct::MultiplyRow(int32_t node, const double* x, double* y, int32_t 
 
 void NodeProduct::Multiply(std::span<const double> x, std::span<double> y, int32_t threads,
                            int32_t columnNum) const {
+  if (columnNum == 0) return;
   const int32_t nodeNum = pMatrix->Pattern().NodeNum();
   const int32_t pieces = (nodeNum + kRowsAtOnce - 1) / kRowsAtOnce;
   const int64_t work = pMatrix->Pattern().BlockNum() * columnNum / kBlocksForThread;
