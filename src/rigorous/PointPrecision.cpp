@@ -185,7 +185,8 @@ void ForEachPointPrecision(const Problem& problem, const UnknownPlan& plan, cons
     auto control = std::ranges::lower_bound(problem.vControl, first, {}, &ControlObservation::nPoint);
     for (int64_t point = first; point < end; ++point) {
       const bool isControl = control != problem.vControl.end() && control->nPoint == point;
-      points.push_back(workers[static_cast<size_t>(k)].Of(point, isControl ? &*control : nullptr));
+      if (!options.Wanted || options.Wanted(point))
+        points.push_back(workers[static_cast<size_t>(k)].Of(point, isControl ? &*control : nullptr));
       if (isControl) ++control;
     }
   };

@@ -37,11 +37,13 @@ struct PointPrecision {
 
 struct PointPrecisionOptions {
   bool bRays = false;
+  /// Which points; called from any thread. All, where it is empty.
+  std::function<bool(int64_t point)> Wanted = {};
   int32_t nThreads = 1;
 };
 
-/// Calls `take` for each point, in their order, on one thread at a time. The same bits for any number of
-/// threads.
+/// Calls `take` for each wanted point, in their order, on one thread at a time. The same bits for any number
+/// of threads.
 void ForEachPointPrecision(const Problem& problem, const UnknownPlan& plan, const PointChunks& chunks,
                            const Estimate& estimate, const NodeCovariance& covariance,
                            const PointPrecisionOptions& options,

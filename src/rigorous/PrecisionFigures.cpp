@@ -227,12 +227,11 @@ void FigureMaker::AddPoints() {
   PointPrecisionOptions options;
   options.nThreads = In.nThreads;
   const bool all = In.Extent == PrecisionExtent::All;
-  if (!all && In.Task.vControl.empty() && In.vCheckPoints.empty()) return;
+  if (!all) options.Wanted = [this](int64_t point) { return KindOf(point) != PointKind::Tie; };
   ForEachPointPrecision(In.Task, Plan, Steps.Chunks(), At, *Q, options, [&](const PointPrecision& point) {
     GroundPrecision made;
     made.nPoint = point.nPoint;
     made.Kind = KindOf(point.nPoint);
-    if (!all && made.Kind == PointKind::Tie) return;
     made.bDetermined = point.bDetermined;
     made.nRays = RaysOf(point.nPoint);
     for (size_t k = 0; k < 3; ++k) made.Deviation[k] = DeviationOf(point.Cofactor[4 * k]);
