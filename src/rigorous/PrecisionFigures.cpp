@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <string_view>
 #include <utility>
 
 #include "rigorous/FreeDatum.h"
@@ -262,16 +261,6 @@ PrecisionFigures FigureMaker::Make() {
 }
 
 }  // namespace
-
-double PrecisionFigures::FocalShare(int32_t camera) const {
-  for (const CameraPrecision& one : vCameras) {
-    if (one.nCamera != camera) continue;
-    for (const CameraQuantity& quantity : one.vQuantities) {
-      if (std::string_view(quantity.szName) == "f") return quantity.fDeviation / std::abs(quantity.fValue);
-    }
-  }
-  return std::numeric_limits<double>::quiet_NaN();
-}
 
 PrecisionFigures PrecisionFiguresOf(const PrecisionInput& input) { return FigureMaker(input).Make(); }
 

@@ -75,9 +75,6 @@ struct PrecisionFigures {
   std::vector<ImagePrecision> vImages;
   std::vector<CameraPrecision> vCameras;  ///< those with unknowns
   std::vector<GroundPrecision> vPoints;   ///< by point
-
-  /// Of a camera's focal length, by its share: standard deviation over value. Not a number where it is none.
-  double FocalShare(int32_t camera) const;
 };
 
 struct PrecisionInput {

@@ -137,10 +137,6 @@ TEST_P(Figures, OfCamerasAreThoseOfTheCofactorsInPixels) {
       EXPECT_NEAR(quantity.fDeviation, deviation, 1e-6 * deviation) << quantity.szName;
       EXPECT_NEAR(quantity.T(), value / deviation, 1e-5 * std::abs(value / deviation));
     }
-    if (std::string_view(camera.vQuantities[0].szName) == "f") {
-      EXPECT_NEAR(figures.FocalShare(camera.nCamera),
-                  camera.vQuantities[0].fDeviation / camera.vQuantities[0].fValue, 1e-12);
-    }
   }
 }
 
