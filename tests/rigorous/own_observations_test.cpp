@@ -148,20 +148,6 @@ Flight FlightOf(const FlightCase& kind, unsigned seed) {
   return flight;
 }
 
-/// Nodes meet image by image: with its strip and its camera.
-sparse::NodePattern PatternByImages(const Problem& problem, const UnknownPlan& plan) {
-  std::vector<int64_t> first = {0};
-  std::vector<int32_t> nodes;
-  for (size_t i = 0; i < problem.vImages.size(); ++i) {
-    const ImageModel& image = problem.vImages[i];
-    nodes.push_back(plan.vImageNode[i]);
-    nodes.push_back(image.nStrip < 0 ? -1 : plan.vStrips[image.nStrip].nNode);
-    nodes.push_back(plan.vCameras[image.nCamera].nNode);
-    first.push_back(std::ssize(nodes));
-  }
-  return sparse::PatternOfMeetings(plan.vSizes, first, nodes);
-}
-
 /// Normalised residuals as they come, from the formulas of PosModel.h and the priors.
 class Residuals {
  public:
@@ -254,7 +240,7 @@ Eigen::MatrixXd Dense(const sparse::NodeMatrix& matrix, const UnknownPlan& plan)
 
 /// The equations of a flight, `times` added up.
 DenseEquations Computed(const Flight& flight, const UnknownPlan& plan, int times = 1) {
-  const sparse::NodePattern pattern = PatternByImages(flight.Given, plan);
+  const sparse::NodePattern pattern = PatternOf(flight.Given, plan);
   EXPECT_EQ(sparse::CheckPattern(pattern).Fault, sparse::PatternFault::None);
   ReducedEquations equations(pattern);
   OwnSums sums;
