@@ -68,7 +68,7 @@ struct Parameters {
 
 Parameters TakeParameters(const CBundleAdjustment& block) {
   Parameters p;
-  const bool merged = block.nLayoutMode == LayoutMergedEopIop;
+  const bool merged = block.Unknowns.nLayoutMode == LayoutMergedEopIop;
   p.nImageStride = merged ? 11 : 6;
   for (const IopRecord& iop : block.Cameras.Usable())
     p.Cameras.insert(p.Cameras.end(), {iop.fFocal, iop.fPrincipalX, iop.fPrincipalY, iop.fK1, iop.fK2});
@@ -79,7 +79,7 @@ Parameters TakeParameters(const CBundleAdjustment& block) {
       p.Images.insert(p.Images.end(), p.Camera(static_cast<int32_t>(i)),
                       p.Camera(static_cast<int32_t>(i)) + 5);
   }
-  for (const ObjectPointRecord& point : block.pObjectPoints)
+  for (const ObjectPointRecord& point : block.Points.pObjectPoints)
     p.Points.insert(p.Points.end(), {point.X, point.Y, point.Z});
   return p;
 }
@@ -94,9 +94,9 @@ struct Observation {
 std::vector<Observation> TakeObservations(const CBundleAdjustment& block) {
   const UnknownLayout layout = block.Layout();
   std::vector<Observation> observations;
-  for (size_t p = 0; p < block.pObjectPoints.size(); ++p) {
-    const ObjectPointRecord& point = block.pObjectPoints[p];
-    for (const ImagePointRecord& measure : MeasurementsOf(point, block.pImagePoints)) {
+  for (size_t p = 0; p < block.Points.pObjectPoints.size(); ++p) {
+    const ObjectPointRecord& point = block.Points.pObjectPoints[p];
+    for (const ImagePointRecord& measure : MeasurementsOf(point, block.Points.pImagePoints)) {
       if (layout.Holds(measure)) observations.push_back({&measure, p, point.nType == 1});
     }
   }
@@ -124,7 +124,7 @@ class Peer {
     options.disable_all_safety_checks = true;
     options.evaluation_callback = &frames;
     problem = std::make_unique<ceres::Problem>(options);
-    switch (block.nLayoutMode) {
+    switch (block.Unknowns.nLayoutMode) {
       case LayoutEop:
         return AddAll<6>(0, -1);
       case LayoutIop:
@@ -152,7 +152,7 @@ class Peer {
     options.minimizer_progress_to_stdout = arguments.bProgress;
     options.logging_type = arguments.bProgress ? ceres::PER_MINIMIZER_ITERATION : ceres::SILENT;
     auto ordering = std::make_shared<ceres::ParameterBlockOrdering>();
-    for (size_t p = 0; p < block.pObjectPoints.size(); ++p) {
+    for (size_t p = 0; p < block.Points.pObjectPoints.size(); ++p) {
       if (problem->HasParameterBlock(parameters.Point(p)))
         ordering->AddElementToGroup(parameters.Point(p), 0);
     }
@@ -185,8 +185,8 @@ class Peer {
       ++count;
     }
     const double rms = std::sqrt(sum / (2.0 * static_cast<double>(count)));
-    if (bGross) rule.SetLimit(block.Gross_Point_Threshold * rms);
-    return rms / block.Image_Coor_Scale;
+    if (bGross) rule.SetLimit(block.Settings.Gross_Point_Threshold * rms);
+    return rms / block.Settings.Image_Coor_Scale;
   }
 
   ceres::Problem* Problem() { return problem.get(); }
@@ -205,8 +205,8 @@ class Peer {
   }
 
   double* CameraOf(const ImagePointRecord& m) {
-    return block.nLayoutMode == LayoutMergedEopIop ? parameters.Image(m.nImage) + 6
-                                                   : parameters.Camera(m.nCamera);
+    return block.Unknowns.nLayoutMode == LayoutMergedEopIop ? parameters.Image(m.nImage) + 6
+                                                            : parameters.Camera(m.nCamera);
   }
 
   CostInput InputOf(const Observation& observation) {
@@ -217,7 +217,7 @@ class Peer {
             parameters.Point(observation.nPoint),
             m.x,
             m.y,
-            observation.bControl ? std::sqrt(block.GCP_Weight) : 1};
+            observation.bControl ? std::sqrt(block.Settings.GCP_Weight) : 1};
   }
 
   /// `image` and `camera`: their place among the unknowns whose sizes are kSizes, -1 where they are known.
