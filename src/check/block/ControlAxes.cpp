@@ -7,7 +7,7 @@
 #include "check/block/BlockScene.h"
 #include "check/block/ImageAxes.h"
 #include "check/block/LeastSquaresIntersection.h"
-#include "check/block/RobustSimilarity.h"
+#include "geometry/RobustSimilarity.h"
 
 namespace orvo {
 namespace {

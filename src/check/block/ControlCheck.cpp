@@ -12,6 +12,7 @@
 #include "check/block/FindingPlaces.h"
 #include "check/block/FindingTexts.h"
 #include "check/block/HeightOffset.h"
+#include "geometry/PositionSpread.h"
 #include "geometry/Similarity.h"
 
 namespace orvo {

@@ -4,12 +4,9 @@
 #include <array>
 #include <span>
 
-#include "check/block/RobustSimilarity.h"
+#include "geometry/RobustSimilarity.h"
 
 namespace orvo {
-
-/// Standard deviation across the best straight line by that along it; 0 of fewer than three points.
-double SpreadAcross(std::span<const Position3> points);
 
 /// Extents of the points in X and Y by those of the block, the larger of both.
 double ShareOfExtent(std::span<const Position3> points, const std::array<double, 3>& low,

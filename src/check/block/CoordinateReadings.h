@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "check/block/RobustSimilarity.h"
+#include "geometry/RobustSimilarity.h"
 
 namespace orvo {
 

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "check/block/CoordinateReadings.h"
-#include "check/block/RobustSimilarity.h"
+#include "geometry/RobustSimilarity.h"
 
 namespace orvo {
 

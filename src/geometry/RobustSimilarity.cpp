@@ -1,11 +1,11 @@
-#include "check/block/RobustSimilarity.h"
+#include "geometry/RobustSimilarity.h"
 
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
-#include "check/block/ControlSpread.h"
+#include "geometry/PositionSpread.h"
 
 namespace orvo {
 namespace {
