@@ -1,7 +1,9 @@
 #include "rigorous/BlockResult.h"
 
 #include <algorithm>
+#include <cmath>
 
+#include "rigorous/OutControl.h"
 #include "rigorous/RotationVector.h"
 
 namespace orvo::rigorous {
@@ -47,6 +49,15 @@ void StorePoints(const BlockProblem& problem, const Estimate& estimate, PointSto
   for (size_t point = 0; point < estimate.vPoints.size(); ++point) {
     ObjectPointRecord& record = points.pObjectPoints[problem.vPoint[point]];
     if (record.nType != 1) StorePosition(estimate.vPoints[point] + problem.Origin, record);
+  }
+  // Control keeps what is observed of it.
+  for (const ControlObservation& control : problem.Task.vControl) {
+    ObjectPointRecord& record = points.pObjectPoints[problem.vPoint[static_cast<size_t>(control.nPoint)]];
+    const Vector3 place = estimate.vPoints[static_cast<size_t>(control.nPoint)] + problem.Origin;
+    double* const coordinates[] = {&record.X, &record.Y, &record.Z};
+    for (int k = 0; k < 3; ++k) {
+      if (!IsObserved(control, k) && std::isfinite(place[k])) *coordinates[k] = place[k];
+    }
   }
 }
 

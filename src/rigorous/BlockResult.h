@@ -15,7 +15,7 @@ namespace orvo::rigorous {
 void StorePoses(const BlockProblem& problem, const Estimate& estimate, ImageTable& images);
 void StoreCameras(const BlockProblem& problem, const Estimate& estimate, CameraTable& cameras);
 
-/// The points of the problem, control points apart: they keep what was observed.
+/// The points of the problem. Of control points the coordinates that are observed stay as they were given.
 void StorePoints(const BlockProblem& problem, const Estimate& estimate, PointStore& points);
 
 /// Takes lever arm and boresight off the observed positions and attitudes, so that they stand beside the

@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <optional>
 
 #include "base/Threads.h"
+#include "rigorous/ControlTest.h"
+#include "rigorous/NormalTest.h"
 #include "rigorous/PointPlace.h"
+#include "rigorous/PointStep.h"
 #include "rigorous/Reliability.h"
 
 namespace orvo::rigorous {
@@ -52,38 +56,69 @@ Misfit MisfitOf(const Cofactor& C, double x, double y) {
   return misfit;
 }
 
-/// Scaled so that it is above `critical` as seldom in two directions as a normal value is in one.
-double TestValue(const Misfit& misfit, double critical) {
-  if (misfit.nDirections < 2 || !std::isfinite(critical)) return std::sqrt(misfit.fSquare);
-  const double limit = -2 * std::log(std::erfc(critical * std::sqrt(0.5)));
-  return critical * std::sqrt(misfit.fSquare / limit);
-}
+/// Scales tests where no limit is set.
+constexpr double kUsualCritical = 3.29;
+
+/// Of two rays that see all of an error, one and the control are to blame as much; rounding does not decide.
+constexpr double kClearly = 1.001;
+
+/// Steps of a point that has too few rays in use to have stood anywhere.
+constexpr int32_t kPointSteps = 10;
 
 class Searcher {
  public:
   Searcher(const PointSurroundings& around, const BlunderLimits& limits)
-      : In(around.Of), At(around.At), Limits(limits), Around(around) {}
+      : In(around.Of),
+        At(around.At),
+        Limits(limits),
+        Around(around),
+        fCritical(std::isfinite(limits.fCritical) ? limits.fCritical : kUsualCritical),
+        fPlaneScale(AsNormal(1, 2, fCritical)) {}
 
   void Look(int64_t point, const ControlObservation* control, std::span<const OutRay> out,
-            BlunderFinding& finding) {
-    const std::span<const Ray> rays = In.RaysOf(point);
-    LinearizePlace(Around, ObservationsOf(rays, control), At.vPoints[point], Place);
-    LookAtRays(point, rays, finding);
-    for (const OutRay& ray : out) LookAtOutRay(ray, finding);
-  }
+            BlunderFinding& finding);
 
  private:
   void LookAtRays(int64_t point, std::span<const Ray> rays, BlunderFinding& finding);
-  void LookAtOutRay(const OutRay& ray, BlunderFinding& finding);
+  void LookAtControlPoint(const ControlObservation& control, std::span<const Ray> rays,
+                          BlunderFinding& finding);
+  double LengthOf(const OutRay& ray) const;
+  double TestOf(const ControlObservation& control, std::span<const Ray> rays, int64_t point) const;
+  void LookAtOutRay(const OutRay& ray, BlunderFinding& finding) const;
+  bool ComesBack(int64_t point, std::span<const OutRay> out, BlunderFinding& finding);
   OutRay Describe(int64_t point, size_t k, std::span<const Ray> rays) const;
+  double AsTest(const Misfit& misfit) const {
+    return (misfit.nDirections < 2 ? 1 : fPlaneScale) * std::sqrt(misfit.fSquare);
+  }
+  double BackLimit() const { return Limits.fBack < 0 ? Limits.fCritical : Limits.fBack; }
 
   const Problem& In;
   const Estimate& At;
   const BlunderLimits& Limits;
   const PointSurroundings& Around;
+  double fCritical, fPlaneScale;
   PointPlace Place;
 };
 
+void Searcher::Look(int64_t point, const ControlObservation* control, std::span<const OutRay> out,
+                    BlunderFinding& finding) {
+  const std::span<const Ray> rays = In.RaysOf(point);
+  LinearizePlace(Around, ObservationsOf(rays, control), At.vPoints[point], Place);
+  if (!out.empty() && !Place.bInUse) {
+    if (ComesBack(point, out, finding)) return;
+    // What is left of such a point has no residual, and goes too: nobody can tell which was wrong.
+    LinearizePlace(Around, ObservationsOf(rays, control), At.vPoints[point], Place);
+  } else {
+    for (const OutRay& ray : out) LookAtOutRay(ray, finding);
+  }
+  if (control != nullptr && std::isfinite(Limits.fControlCritical)) {
+    LookAtControlPoint(*control, rays, finding);
+  } else {
+    LookAtRays(point, rays, finding);
+  }
+}
+
+/// At the place of the point that `rays` made.
 OutRay Searcher::Describe(int64_t point, size_t k, std::span<const Ray> rays) const {
   OutRay found;
   found.nRay = In.vFirstRay[point] + static_cast<int64_t>(k);
@@ -98,31 +133,68 @@ OutRay Searcher::Describe(int64_t point, size_t k, std::span<const Ray> rays) co
   const Cofactor H = PointCofactor(Place.vRows[k].Point, Place.Factor, sigma);
   const double unit = Limits.fSigma0 * sigma;
   found.fW =
-      TestValue(MisfitOf({1 - H.xx, -H.xy, 1 - H.yy}, found.Residual[0] / unit, found.Residual[1] / unit),
-                Limits.fCritical);
+      AsTest(MisfitOf({1 - H.xx, -H.xy, 1 - H.yy}, found.Residual[0] / unit, found.Residual[1] / unit));
   return found;
+}
+
+/// |w| of a control point against its rays; 0 where they tell nothing of it.
+double Searcher::TestOf(const ControlObservation& control, std::span<const Ray> rays, int64_t point) const {
+  const std::optional<ControlMisfit> misfit =
+      MisfitAtRays(Around, rays, control, At.vPoints[point], Limits.fSigma0 * Limits.fSigma0);
+  return misfit ? AsNormal(misfit->fSquare, misfit->nDirections, fCritical) : 0;
+}
+
+double Searcher::LengthOf(const OutRay& ray) const {
+  const double sigma = In.vCameras[In.vImages[ray.nImage].nCamera].fSigma;
+  return std::hypot(ray.Residual[0], ray.Residual[1]) / (Limits.fSigma0 * sigma);
 }
 
 void Searcher::LookAtRays(int64_t point, std::span<const Ray> rays, BlunderFinding& finding) {
   OutRay largest;
-  bool wholesale = false;
+  const size_t before = finding.vOut.size();
   for (size_t k = 0; k < rays.size(); ++k) {
     if (rays[k].nImage < 0) continue;
     const OutRay ray = Describe(point, k, rays);
-    const double sigma = In.vCameras[In.vImages[ray.nImage].nCamera].fSigma;
-    const double length = std::hypot(ray.Residual[0], ray.Residual[1]) / (Limits.fSigma0 * sigma);
-    if (Limits.fWholesale > 0 && (length > Limits.fWholesale || std::isinf(ray.fW))) {
+    if (Limits.fWholesale > 0 && (LengthOf(ray) > Limits.fWholesale || std::isinf(ray.fW))) {
       finding.vOut.push_back(ray);
-      wholesale = true;
     } else if (ray.fW > largest.fW) {
       largest = ray;
     }
   }
-  if (!wholesale && largest.fW > Limits.fCritical) finding.vOut.push_back(largest);
+  if (finding.vOut.size() == before && largest.fW > Limits.fCritical) finding.vOut.push_back(largest);
 }
 
-void Searcher::LookAtOutRay(const OutRay& ray, BlunderFinding& finding) {
-  if (!Place.bInUse) return;
+/// One at a time, for a wrong point makes all of its rays look wrong, and one wrong ray the point.
+void Searcher::LookAtControlPoint(const ControlObservation& control, std::span<const Ray> rays,
+                                  BlunderFinding& finding) {
+  const int64_t point = control.nPoint;
+  std::vector<Ray> left(rays.begin(), rays.end());
+  PointStepper stepper(Around, {kPointSteps, false});
+  for (size_t round = 0; round <= rays.size(); ++round) {
+    std::optional<OutRay> worst;
+    double mostTest = 0;
+    for (size_t k = 0; k < left.size(); ++k) {
+      if (left[k].nImage < 0) continue;
+      const OutRay ray = Describe(point, k, left);
+      if (std::isfinite(ray.fW)) mostTest = std::max(mostTest, ray.fW);
+      const bool isGross = Limits.fWholesale > 0 ? LengthOf(ray) > Limits.fWholesale || std::isinf(ray.fW)
+                                                 : ray.fW > Limits.fCritical;
+      if (isGross && (!worst || ray.fW > worst->fW)) worst = ray;
+    }
+    const double test = TestOf(control, left, point);
+    if (test > Limits.fControlCritical && test > kClearly * mostTest) {
+      finding.vControl.push_back({static_cast<size_t>(&control - In.vControl.data()), test});
+      return;
+    }
+    if (!worst) return;
+    finding.vOut.push_back(*worst);
+    if (!(Limits.fWholesale > 0)) return;
+    left[static_cast<size_t>(worst->nRay - In.vFirstRay[point])].nImage = -1;
+    Place = stepper.Settle(ObservationsOf(left, &control), At.vPoints[point]);
+  }
+}
+
+void Searcher::LookAtOutRay(const OutRay& ray, BlunderFinding& finding) const {
   const int32_t camera = In.vImages[ray.nImage].nCamera;
   const Ray& measured = In.vRays[ray.nRay];
   RayRows rows;
@@ -134,12 +206,30 @@ void Searcher::LookAtOutRay(const OutRay& ray, BlunderFinding& finding) {
   now.Residual = rows.Residual;
   const Cofactor H = PointCofactor(rows.Point, Place.Factor, sigma);
   const double unit = Limits.fSigma0 * sigma;
-  now.fW = TestValue(MisfitOf({1 + H.xx, H.xy, 1 + H.yy}, now.Residual[0] / unit, now.Residual[1] / unit),
-                     Limits.fCritical);
-  if (now.fW < Limits.fCritical) finding.vBack.push_back(now);
+  now.fW = AsTest(MisfitOf({1 + H.xx, H.xy, 1 + H.yy}, now.Residual[0] / unit, now.Residual[1] / unit));
+  if (now.fW < BackLimit()) finding.vBack.push_back(now);
 }
 
-void Append(std::vector<OutRay>& to, const std::vector<OutRay>& from) {
+/// All rays of a point that has fewer than two in use: they come back together, or not.
+bool Searcher::ComesBack(int64_t point, std::span<const OutRay> out, BlunderFinding& finding) {
+  const std::span<const Ray> used = In.RaysOf(point);
+  std::vector<Ray> rays(used.begin(), used.end());
+  for (const OutRay& ray : out) rays[static_cast<size_t>(ray.nRay - In.vFirstRay[point])].nImage = ray.nImage;
+  PointStepper stepper(Around, {kPointSteps, true});
+  Place = stepper.Settle(ObservationsOf(rays, nullptr), At.vPoints[point]);
+  std::vector<OutRay> back;
+  for (size_t k = 0; k < rays.size() && Place.bInUse; ++k) {
+    if (rays[k].nImage < 0) continue;
+    const OutRay ray = Describe(point, k, rays);
+    if (!(ray.fW < BackLimit())) return false;
+    if (used[k].nImage < 0) back.push_back(ray);
+  }
+  finding.vBack.insert(finding.vBack.end(), back.begin(), back.end());
+  return Place.bInUse;
+}
+
+template <class T>
+void Append(std::vector<T>& to, const std::vector<T>& from) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
@@ -173,8 +263,19 @@ BlunderFinding SearchBlunders(const Problem& problem, const PointChunks& chunks,
   ParallelInOrder(chunks.Num(), threads, make, [&](int64_t, int thread) {
     Append(all.vOut, parts[static_cast<size_t>(thread)].vOut);
     Append(all.vBack, parts[static_cast<size_t>(thread)].vBack);
+    Append(all.vControl, parts[static_cast<size_t>(thread)].vControl);
   });
   return all;
+}
+
+std::vector<ControlDoubt> DoubtedControl(const Problem& problem, const Estimate& estimate,
+                                         const BlunderLimits& limits) {
+  const PointSurroundings around(problem, estimate);
+  Searcher searcher(around, limits);
+  BlunderFinding finding;
+  for (const ControlObservation& control : problem.vControl)
+    searcher.Look(control.nPoint, &control, {}, finding);
+  return finding.vControl;
 }
 
 void LeaveOut(const std::vector<OutRay>& rays, Problem& problem, std::vector<OutRay>& out) {

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "rigorous/ControlSearch.h"
+#include "rigorous/ControlStart.h"
+#include "rigorous/NormalTest.h"
 #include "rigorous/ResidualSpread.h"
 
 namespace orvo::rigorous {
@@ -23,17 +26,11 @@ constexpr int32_t kSnoopingPasses = 6;
 /// Probability that among all measurements without gross error one is taken for one.
 constexpr double kFalseAlarm = 0.05;
 
-double TwoSidedProbability(double critical) { return std::erfc(critical * std::sqrt(0.5)); }
-
-/// By bisection: no table is at hand, and nobody waits for it.
-double TwoSidedCritical(double probability) {
-  double low = 0, high = 40;
-  for (int32_t i = 0; i < 60; ++i) {
-    const double middle = (low + high) / 2;
-    (TwoSidedProbability(middle) > probability ? low : high) = middle;
-  }
-  return low;
-}
+/// The same for control points, which nobody leaves out lightly.
+constexpr double kFalseControl = 1e-3;
+/// Iterations after a control point was set aside or put back.
+constexpr int32_t kControlIterations = 2;
+constexpr int32_t kControlSearches = 3;
 
 class RobustAdjustment {
  public:
@@ -48,7 +45,11 @@ class RobustAdjustment {
   ResidualSpread Spread() const { return SpreadOfResiduals(In, Steps.Chunks(), Now, Options.Steps.nThreads); }
   bool HalveScale(int32_t iterations);
   bool Graduate();
+  bool IsControlWorst();
+  bool SearchForControl();
   void Snoop();
+  bool SnoopOnce();
+  void RateWhatIsOut();
   void KeepBlunders(std::vector<OutRay>& found) const;
   BlunderLimits Limits(double sigma0) const;
   int32_t Left() const {
@@ -66,6 +67,7 @@ class RobustAdjustment {
   const IterationObserver& Observer;
   Adjuster Steps;
   std::vector<int64_t> vTakenBack;  ///< rays, ascending: what goes again after that stays out
+  int32_t nControlSearches = 0;
   RobustResult Result;
 };
 
@@ -97,16 +99,56 @@ bool RobustAdjustment::Graduate() {
   BlunderLimits limits = Limits(Spread().RobustSigma());
   limits.fCritical = kNotObserved;
   limits.fWholesale = kLastScale;
-  LeaveOut(SearchBlunders(In, Steps.Chunks(), Now, {}, limits).vOut, In, Result.vOut);
-  return Stage({}, 1);
+  limits.fControlCritical = std::max(limits.fControlCritical, kLastScale);
+  const BlunderFinding found = SearchBlunders(In, Steps.Chunks(), Now, {}, limits);
+  LeaveOut(found.vOut, In, Result.vOut);
+  return found.vControl.empty() ? Stage({}, 1) : SearchForControl();
 }
 
 BlunderLimits RobustAdjustment::Limits(double sigma0) const {
   BlunderLimits limits;
   limits.fCritical = Options.fCritical;
+  const double control = static_cast<double>(std::max<size_t>(In.vControl.size(), 1));
+  limits.fControlCritical = std::max(Options.fCritical, TwoSidedCritical(kFalseControl / control));
   limits.fSigma0 = sigma0 > 0 ? sigma0 : 1;
   limits.nThreads = Options.Steps.nThreads;
   return limits;
+}
+
+/// Whether a control point contradicts its rays more than any ray contradicts its point.
+bool RobustAdjustment::IsControlWorst() {
+  if (In.vControl.empty()) return false;
+  const BlunderLimits limits = Limits(Spread().RobustSigma());
+  double control = 0, rays = 0;
+  for (const ControlDoubt& doubt : DoubtedControl(In, Now, limits)) control = std::max(control, doubt.fW);
+  if (control == 0) return false;
+  for (const OutRay& ray : SearchBlunders(In, Steps.Chunks(), Now, Result.vOut, limits).vOut) {
+    if (std::isfinite(ray.fW)) rays = std::max(rays, ray.fW);
+  }
+  return control > rays;
+}
+
+/// False where nothing can follow.
+bool RobustAdjustment::SearchForControl() {
+  if (nControlSearches++ >= kControlSearches) return Stage({}, 1);
+  bool goes = true;
+  const auto adjust = [this, &goes] {
+    goes = Stage({}, kControlIterations);
+    return goes;
+  };
+  const auto sigma0 = [this] {
+    const double sigma = Spread().RobustSigma();
+    return sigma > 0 ? sigma : 1;
+  };
+  const std::vector<OutControl> before = Result.vControlOut;
+  const ControlFinding finding =
+      SearchControl(In, Steps, Now, {Limits(1).fControlCritical, Options.Steps.nThreads}, adjust, sigma0,
+                    Result.vControlOut);
+  Result.bControlContradictory = finding.bContradictory;
+  // What was of no avail is of none again.
+  if (std::ranges::equal(before, Result.vControlOut, {}, &OutControl::nControl, &OutControl::nControl))
+    nControlSearches = kControlSearches;
+  return goes && Stage({}, 1);
 }
 
 /// Of rays that the test takes, those that chance does not explain.
@@ -119,21 +161,41 @@ void RobustAdjustment::KeepBlunders(std::vector<OutRay>& found) const {
   std::erase_if(found, [limit](const OutRay& ray) { return !(ray.fW > limit); });
 }
 
+/// One pass; false where it changed nothing, or nothing can follow.
+bool RobustAdjustment::SnoopOnce() {
+  BlunderFinding found = SearchBlunders(In, Steps.Chunks(), Now, Result.vOut, Limits(Result.Last.fSigma0));
+  KeepBlunders(found.vOut);
+  std::erase_if(found.vBack,
+                [this](const OutRay& ray) { return std::ranges::binary_search(vTakenBack, ray.nRay); });
+  const bool searches = !found.vControl.empty() && nControlSearches < kControlSearches;
+  if (found.vOut.empty() && found.vBack.empty() && !searches) return false;
+  ++Result.nSnoopingPasses;
+  TakeBack(found.vBack, In, Result.vOut);
+  LeaveOut(found.vOut, In, Result.vOut);
+  for (const OutRay& ray : found.vBack) vTakenBack.push_back(ray.nRay);
+  std::ranges::sort(vTakenBack);
+  return searches ? SearchForControl() : Stage({}, 1);
+}
+
 void RobustAdjustment::Snoop() {
   for (int32_t pass = 0; pass < kSnoopingPasses; ++pass) {
-    BlunderFinding found = SearchBlunders(In, Steps.Chunks(), Now, Result.vOut, Limits(Result.Last.fSigma0));
-    KeepBlunders(found.vOut);
-    std::erase_if(found.vBack,
-                  [this](const OutRay& ray) { return std::ranges::binary_search(vTakenBack, ray.nRay); });
-    if (found.vOut.empty() && found.vBack.empty()) break;
-    ++Result.nSnoopingPasses;
-    TakeBack(found.vBack, In, Result.vOut);
-    LeaveOut(found.vOut, In, Result.vOut);
-    for (const OutRay& ray : found.vBack) vTakenBack.push_back(ray.nRay);
-    std::ranges::sort(vTakenBack);
-    if (!Stage({}, 1)) return;
+    if (!SnoopOnce()) break;
   }
-  if (Result.Last.End != AdjustEnd::Converged) Stage({}, Left());
+  // What was set aside at the start has not been held against a block that fits.
+  if (!IsOver() && Left() > 0 && !Result.vControlOut.empty() && nControlSearches == 0 && SearchForControl())
+    SnoopOnce();
+  if (!IsOver() && Left() > 0 && Result.Last.End != AdjustEnd::Converged) Stage({}, Left());
+}
+
+/// Tests of what is left out against the result.
+void RobustAdjustment::RateWhatIsOut() {
+  if (Result.vOut.empty()) return;
+  BlunderLimits limits = Limits(Result.Last.fSigma0);
+  limits.fBack = kNotObserved;
+  for (const OutRay& now : SearchBlunders(In, Steps.Chunks(), Now, Result.vOut, limits).vBack) {
+    const auto ray = std::ranges::lower_bound(Result.vOut, now.nRay, {}, &OutRay::nRay);
+    if (ray != Result.vOut.end() && ray->nRay == now.nRay) *ray = now;
+  }
 }
 
 RobustResult RobustAdjustment::Run() {
@@ -145,18 +207,21 @@ RobustResult RobustAdjustment::Run() {
     Stage({LossForm::Huber, kHuberScale}, Left());
     return std::move(Result);
   }
+  if (Options.Form == RobustForm::Auto) Result.vControlOut = SetGrossControlAside(In, Now);
   bool goes = Stage({}, kFirstIterations);
   if (Options.Form == RobustForm::Welsch) {
     // From a start that is off by many pixels nothing would have any pull.
     if (goes) HalveScale(Options.Steps.nMaxIterations);
     return std::move(Result);
   }
+  if (goes && IsControlWorst()) goes = SearchForControl();
   if (goes && LooksGross(Spread())) {
     goes = Graduate();
   } else if (goes && Result.Last.End != AdjustEnd::Converged) {
     goes = Stage({}, Left());
   }
   if (goes) Snoop();
+  RateWhatIsOut();
   return std::move(Result);
 }
 

@@ -10,19 +10,17 @@
 #include <string_view>
 #include <vector>
 
-#include "base/OutputFiles.h"
-#include "base/Platform.h"
 #include "base/PrintableName.h"
 #include "report/tables/PrecisionTables.h"
 #include "rigorous/RotationVector.h"
 #include "run/BundleAdjustment.h"
+#include "run/CsvOutput.h"
 #include "run/RunWatch.h"
 #include "verdict/RunNames.h"
 #include "verdict/RunTrack.h"
 
 namespace orvo {
 
-using report::BlunderRow;
 using report::PrecisionRow;
 using rigorous::operator+;
 using rigorous::BlockProblem;
@@ -31,18 +29,17 @@ using rigorous::CameraQuantity;
 using rigorous::Estimate;
 using rigorous::GroundPrecision;
 using rigorous::ImagePrecision;
-using rigorous::OutRay;
 using rigorous::PrecisionFigures;
 using rigorous::Vector3;
 
 namespace {
 
+using PrecisionTable = CsvOutput<PrecisionRow, report::AppendPrecisionRow>;
+
 constexpr double kDegrees = 180 / std::numbers::pi;
 constexpr const char* kAxes[] = {"X", "Y", "Z"};
 constexpr const char* kAngles[] = {"phi", "omega", "kappa"};
 constexpr const char* kKinds[] = {"tie", "control", "check"};
-/// Text that is gathered before it goes to the file.
-constexpr size_t kPiece = 1 << 16;
 
 std::string_view NameOf(const ObjectPointRecord& point) {
   return {point.szName, strnlen(point.szName, sizeof point.szName)};
@@ -51,43 +48,6 @@ std::string_view NameOf(const ObjectPointRecord& point) {
 const ObjectPointRecord& RecordOf(const BlockProblem& problem, int64_t point, const PointStore& points) {
   return points.pObjectPoints[static_cast<size_t>(problem.vPoint[static_cast<size_t>(point)])];
 }
-
-/// A table as an output of the run.
-class TableFile {
- public:
-  TableFile(const char* name, const char* heading, CBundleAdjustment& run) : Run(run) {
-    bOpen = OpenOutput(Run.Outputs.Folder, File, JoinPath(Run.Paths.szOutputPath, name));
-    if (!bOpen) ++Run.Outputs.nOutputFailureNum;
-    szText = heading;
-  }
-  ~TableFile() {
-    Flush(0);
-    if (bOpen && !CloseOutput(Run.Outputs.Folder, File)) ++Run.Outputs.nOutputFailureNum;
-  }
-  TableFile(const TableFile&) = delete;
-  TableFile& operator=(const TableFile&) = delete;
-
-  void Add(const PrecisionRow& row) {
-    AppendPrecisionRow(szText, row);
-    Flush(kPiece);
-  }
-  void Add(const BlunderRow& row) {
-    AppendBlunderRow(szText, row);
-    Flush(kPiece);
-  }
-
- private:
-  void Flush(size_t least) {
-    if (szText.size() < least) return;
-    if (bOpen) File.Write(szText);
-    szText.clear();
-  }
-
-  CBundleAdjustment& Run;
-  TextWriter File;
-  bool bOpen = false;
-  std::string szText;
-};
 
 std::string NoteOf(const CameraPrecision& camera, size_t quantity) {
   std::string note;
@@ -100,7 +60,7 @@ std::string NoteOf(const CameraPrecision& camera, size_t quantity) {
   return note;
 }
 
-void AddCamera(const CameraPrecision& camera, const CameraTable& cameras, TableFile& file) {
+void AddCamera(const CameraPrecision& camera, const CameraTable& cameras, PrecisionTable& file) {
   const std::string name = CameraNameOf(cameras, static_cast<size_t>(camera.nCamera));
   for (size_t k = 0; k < camera.vQuantities.size(); ++k) {
     const CameraQuantity& quantity = camera.vQuantities[k];
@@ -111,14 +71,15 @@ void AddCamera(const CameraPrecision& camera, const CameraTable& cameras, TableF
 }
 
 void AddImage(const ImagePrecision& image, const Vector3& centre, const Vector3& angles,
-              const std::string& name, TableFile& file) {
+              const std::string& name, PrecisionTable& file) {
   for (size_t k = 0; k < 3; ++k)
     file.Add(PrecisionRow{"image", name, kAxes[k], centre[k], image.Centre[k], "object units", ""});
   for (size_t k = 0; k < 3; ++k)
     file.Add(PrecisionRow{"image", name, kAngles[k], kDegrees * angles[k], image.Angles[k], "degrees", ""});
 }
 
-void AddPoint(const GroundPrecision& point, const Vector3& place, std::string_view name, TableFile& file) {
+void AddPoint(const GroundPrecision& point, const Vector3& place, std::string_view name,
+              PrecisionTable& file) {
   std::string note = fmt::format("{} rays", point.nRays);
   if (!point.bDetermined) note += "; not determined";
   for (size_t k = 0; k < 3; ++k) {
@@ -285,7 +246,7 @@ void TellPrecision(const PrecisionFigures& figures, int64_t blunders, CBundleAdj
 
 void WritePrecisionTable(const BlockProblem& problem, const Estimate& estimate,
                          const PrecisionFigures& figures, CBundleAdjustment& run) {
-  TableFile file(report::kPrecisionName, report::kPrecisionHeading, run);
+  PrecisionTable file(report::kPrecisionName, report::kPrecisionHeading, run);
   for (const CameraPrecision& camera : figures.vCameras) AddCamera(camera, run.Cameras, file);
   for (const ImagePrecision& image : figures.vImages) {
     const rigorous::ImagePose& pose = estimate.vPoses[static_cast<size_t>(image.nImage)];
@@ -299,21 +260,6 @@ void WritePrecisionTable(const BlockProblem& problem, const Estimate& estimate,
       AddPoint(point, estimate.vPoints[static_cast<size_t>(point.nPoint)] + problem.Origin,
                NameOf(RecordOf(problem, point.nPoint, run.Points)), file);
     }
-  }
-}
-
-void WriteBlunderTable(const BlockProblem& problem, std::span<const OutRay> blunders,
-                       CBundleAdjustment& run) {
-  std::vector<OutRay> sorted(blunders.begin(), blunders.end());
-  std::ranges::stable_sort(sorted, std::greater<>(), &OutRay::fW);
-  const double scale = run.Settings.Image_Coor_Scale;
-  TableFile file(report::kBlundersName, report::kBlundersHeading, run);
-  for (const OutRay& ray : sorted) {
-    const int64_t measurement = problem.vMeasurement[static_cast<size_t>(ray.nRay)];
-    const ImagePointRecord& record = run.Points.pImagePoints[static_cast<size_t>(measurement)];
-    const std::string image = ImageNameOf(run.Images, ray.nImage);
-    file.Add(BlunderRow{image, NameOf(RecordOf(problem, ray.nPoint, run.Points)), record.x / scale,
-                        record.y / scale, ray.Residual[0] / scale, ray.Residual[1] / scale, ray.fW});
   }
 }
 

@@ -1,10 +1,7 @@
-// The precision of a rigorous run, as it is told: in the log, to the verdict, and in two tables.
+// The precision of a rigorous run, as it is told: in the log, to the verdict, and in a table.
 #pragma once
 
-#include <span>
-
 #include "rigorous/BlockProblem.h"
-#include "rigorous/BlunderSearch.h"
 #include "rigorous/PrecisionFigures.h"
 
 namespace orvo {
@@ -23,10 +20,5 @@ void TellPrecision(const rigorous::PrecisionFigures& figures, int64_t blunders, 
 /// standard deviation, unit, note. Heading alone where there are no standard deviations.
 void WritePrecisionTable(const rigorous::BlockProblem& problem, const rigorous::Estimate& estimate,
                          const rigorous::PrecisionFigures& figures, CBundleAdjustment& run);
-
-/// blunders.csv, a line a measurement that was left out, the largest test value first: image, point, x, y as
-/// measured, vx, vy against the other measurements of the point (pixels), test value.
-void WriteBlunderTable(const rigorous::BlockProblem& problem, std::span<const rigorous::OutRay> blunders,
-                       CBundleAdjustment& run);
 
 }  // namespace orvo

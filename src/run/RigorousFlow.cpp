@@ -9,6 +9,7 @@
 #include "block/GcpSigmas.h"
 #include "block/ProjectForm.h"
 #include "rigorous/RobustAdjust.h"
+#include "run/BlunderOutput.h"
 #include "run/BundleAdjustment.h"
 #include "run/PrecisionOutput.h"
 #include "run/ResultSections.h"
@@ -68,7 +69,7 @@ class RigorousFlow {
   void MakeProblem();
   rigorous::RobustOptions Options() const;
   bool EndIteration(const rigorous::AdjustIteration& line);
-  void TellResult(const rigorous::RobustResult& result);
+  void TellResult();
   OvtSections PlacedSections(const std::vector<rigorous::Vector3>& places);
   int WriteFiles();
 
@@ -78,7 +79,7 @@ class RigorousFlow {
   rigorous::Estimate Now;
   rigorous::RayResidualSums Sums;  ///< of Now
   rigorous::PrecisionFigures Figures;
-  std::vector<rigorous::OutRay> vBlunders;
+  rigorous::RobustResult Result;
 };
 
 /// False, with the reason told.
@@ -206,33 +207,33 @@ bool RigorousFlow::EndIteration(const rigorous::AdjustIteration& line) {
   return true;
 }
 
-void RigorousFlow::TellResult(const rigorous::RobustResult& result) {
-  const rigorous::AdjustResult& last = result.Last;
+void RigorousFlow::TellResult() {
+  const rigorous::AdjustResult& last = Result.Last;
   Run.LogPrintf(">>End of the iterations: %s\n", TextOf(last.End));
   Run.LogPrintf(">>Observations:%lld, unknowns:%lld, redundancy:%lld\n",
                 static_cast<long long>(last.nObservations), static_cast<long long>(last.nUnknowns),
                 static_cast<long long>(last.Redundancy()));
   Run.LogPrintf(">>Sigma0:%.9lf\n", last.fSigma0);
-  Run.LogPrintf(">>Measurements left out:%lld\n", static_cast<long long>(std::ssize(result.vOut)));
+  TellBlunders(Problem, Result, Run);
 }
 
 int RigorousFlow::Iterate() {
   RunCourse(Run).BeginIteration();
   Sums = SumRayResiduals(Problem.Task, Now, Run.System.ProcessorCount());
-  const rigorous::RobustResult result =
-      AdjustRobustly(Problem.Task, Options(), Now,
-                     [this](const rigorous::AdjustIteration& line) { return EndIteration(line); });
-  if (!HasResult(result.Last.End)) {
-    Run.LogPrintf("Error!The adjustment failed: %s!\n", TextOf(result.Last.End));
+  Result = AdjustRobustly(Problem.Task, Options(), Now,
+                          [this](const rigorous::AdjustIteration& line) { return EndIteration(line); });
+  if (!HasResult(Result.Last.End)) {
+    Run.LogPrintf("Error!The adjustment failed: %s!\n", TextOf(Result.Last.End));
     return 0;
   }
-  TellResult(result);
-  RunCourse(Run).NoteRedundancy(result.Last.Redundancy());
-  const auto iterations = static_cast<int32_t>(std::ssize(result.vIterations));
-  Run.Progress.bConverged = result.Last.End == rigorous::AdjustEnd::Converged;
+  TellResult();
+  RunCourse(Run).NoteRedundancy(Result.Last.Redundancy());
+  const auto iterations = static_cast<int32_t>(std::ssize(Result.vIterations));
+  Run.Progress.bConverged = Result.Last.End == rigorous::AdjustEnd::Converged;
   if (Run.pTrack) {
     Run.pTrack->bReachedEnd = Run.Progress.bConverged;
     Run.pTrack->vLeftOut = LeftOutMeasurements(Problem, Run.Points);
+    Run.pTrack->vUnobserved = UnobservedPlaces(Problem, Now, Result.vControlOut, Run.Points);
   }
   Run.SetLmIterationDone(iterations);
   Sums = SumRayResiduals(Problem.Task, Now, Run.System.ProcessorCount());
@@ -240,9 +241,8 @@ int RigorousFlow::Iterate() {
   StoreResult(Problem, Now, Run);
   WriteRigorousResiduals(iterations, Problem, Now, Run);
   Run.LogPrintf(">>Computing the precision...\n");
-  Figures = PrecisionOfRun(Problem, Now, result.Last, Run);
-  TellPrecision(Figures, std::ssize(result.vOut), Run);
-  vBlunders = result.vOut;
+  Figures = PrecisionOfRun(Problem, Now, Result.Last, Run);
+  TellPrecision(Figures, std::ssize(Result.vOut), Run);
   return 1;
 }
 
@@ -272,7 +272,7 @@ int RigorousFlow::WriteFiles() {
   Run.LogPrintf(">>Out put adjustment report...\n");
   Run.WriteReport();
   WritePrecisionTable(Problem, Now, Figures, Run);
-  WriteBlunderTable(Problem, vBlunders, Run);
+  WriteBlunderTable(Problem, Result, Run);
   if (Run.CheckInputs() == 0) return 0;
   const std::vector<rigorous::Vector3> places = TiePointPlaces(Problem, Now, Run.Points.nTiePointNum);
   Run.ReleasePosData();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -66,6 +67,33 @@ std::vector<uint8_t> LeftOutMeasurements(const BlockProblem& problem, const Poin
     if (problem.Task.vRays[ray].nImage >= 0) out[static_cast<size_t>(problem.vMeasurement[ray])] = 0;
   }
   return out;
+}
+
+std::vector<std::pair<std::string, Position>> UnobservedPlaces(const BlockProblem& problem,
+                                                               const Estimate& estimate,
+                                                               const std::vector<rigorous::OutControl>& out,
+                                                               const PointStore& points) {
+  constexpr double none = std::numeric_limits<double>::quiet_NaN();
+  std::vector<std::pair<std::string, Position>> places;
+  for (size_t i = 0; i < problem.Task.vControl.size(); ++i) {
+    rigorous::ControlObservation control = problem.Task.vControl[i];
+    const auto aside = std::ranges::find(out, i, &rigorous::OutControl::nControl);
+    if (aside != out.end()) control.Sigma = aside->Sigma;
+    const auto point = static_cast<size_t>(control.nPoint);
+    const Vector3 place = estimate.vPoints[point] + problem.Origin;
+    Position unobserved = {none, none, none};
+    bool any = false;
+    for (int k = 0; k < 3; ++k) {
+      if (rigorous::IsObserved(control, k)) continue;
+      unobserved[static_cast<size_t>(k)] = place[k];
+      any = true;
+    }
+    if (!any) continue;
+    const ObjectPointRecord& record = points.pObjectPoints[static_cast<size_t>(problem.vPoint[point])];
+    places.emplace_back(std::string(record.szName, ::strnlen(record.szName, sizeof record.szName)),
+                        unobserved);
+  }
+  return places;
 }
 
 std::vector<Vector3> TiePointPlaces(const BlockProblem& problem, const Estimate& estimate,

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <utility>
 #include <vector>
 
+#include "geometry/Similarity.h"
 #include "results/ResultForm.h"
 #include "rigorous/BlockProblem.h"
 #include "rigorous/BlockResiduals.h"
+#include "rigorous/OutControl.h"
 
 namespace orvo {
 
@@ -21,6 +25,13 @@ void StoreResult(const rigorous::BlockProblem& problem, const rigorous::Estimate
 
 /// By measurement in memory: 1 where it takes no part in the solution.
 std::vector<uint8_t> LeftOutMeasurements(const rigorous::BlockProblem& problem, const PointStore& points);
+
+/// Control of which not all coordinates are observed, as it was given: their names, and where those are; no
+/// number for the others. Points have to be in memory.
+std::vector<std::pair<std::string, Position>> UnobservedPlaces(const rigorous::BlockProblem& problem,
+                                                               const rigorous::Estimate& estimate,
+                                                               const std::vector<rigorous::OutControl>& out,
+                                                               const PointStore& points);
 
 /// Residuals_K_0.res behind the last of K iterations, with the measurements that take part.
 void WriteRigorousResiduals(int32_t iterations, const rigorous::BlockProblem& problem,

@@ -1,4 +1,10 @@
 // What a guarded run notes for its verdict.
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "base/TextReader.h"
 #include "block/Measurement.h"
 #include "block/ProjectText.h"
@@ -13,6 +19,24 @@
 
 namespace orvo {
 
+namespace {
+
+/// What stands in the file for a coordinate that is not observed says nothing of the point.
+void PlaceUnobserved(const std::vector<std::pair<std::string, Position>>& unobserved,
+                     std::vector<ObjectPointRecord>& points) {
+  for (ObjectPointRecord& point : points) {
+    if (point.nType != 1) continue;
+    const auto found = std::ranges::find(unobserved, point.szName, &std::pair<std::string, Position>::first);
+    if (found == unobserved.end()) continue;
+    double* const coordinates[] = {&point.X, &point.Y, &point.Z};
+    for (size_t k = 0; k < 3; ++k) {
+      if (std::isfinite(found->second[k])) *coordinates[k] = found->second[k];
+    }
+  }
+}
+
+}  // namespace
+
 /// The counts of the run stay as they are.
 GroundPoints RunVerdict::ReadGroundPoints() {
   GroundPoints ground;
@@ -22,6 +46,7 @@ GroundPoints RunVerdict::ReadGroundPoints() {
   const int32_t controlNum = run.Points.nControlPointNum;
   run.ReadGcpList(ground.Points, ground.Measurements, file);
   run.Points.nControlPointNum = controlNum;
+  if (run.pTrack) PlaceUnobserved(run.pTrack->vUnobserved, ground.Points);
   return ground;
 }
 

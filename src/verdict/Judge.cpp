@@ -59,6 +59,7 @@ class Judgement {
     if (F.bAdjusted) Cameras();
     if (F.Precision) Precision(*F.Precision);
     Groups();
+    Control();
     Ground();
     Positions();
     Frame();
@@ -93,6 +94,8 @@ class Judgement {
   void Sigma0(const PrecisionFigure& precision);
   void Groups();
   void GroupList(const char* kind, const std::vector<GroupFigure>& groups);
+  void Control();
+  bool IsOut(const std::string& name) const;
   void Ground();
   void GroundList(const std::vector<GroundFigure>& points);
   void CheckPoints(const std::vector<GroundFigure>& points);
@@ -291,6 +294,23 @@ void Judgement::Groups() {
   if (F.vCameraResiduals.size() > 1) GroupList("camera", F.vCameraResiduals);
 }
 
+bool Judgement::IsOut(const std::string& name) const {
+  return std::ranges::any_of(F.vControlOut, [&](const ControlOutFigure& out) { return out.szName == name; });
+}
+
+void Judgement::Control() {
+  for (const ControlOutFigure& out : F.vControlOut) {
+    Doubt(Format("control point %s contradicts the others and was left out: off by %.3g",
+                 PrintableName(out.szName).c_str(), out.fDifference),
+          "", "Look at its name, its coordinates and its measurements in " + PrintableName(F.szGcpFile));
+  }
+  if (F.bControlContradictory) {
+    Doubt("the control points contradict each other by far more than their standard deviations say", "",
+          "Look at coordinates and units in " + PrintableName(F.szGcpFile) +
+              ", and at the standard deviations of control");
+  }
+}
+
 void Judgement::GroundList(const std::vector<GroundFigure>& points) {
   std::vector<double> residuals, differences;
   std::vector<size_t> places;
@@ -351,6 +371,7 @@ void Judgement::Ground() {
   std::vector<GroundFigure> control, check;
   std::vector<std::string> fewImages;
   for (const GroundFigure& point : F.vGround) {
+    if (point.bControl && IsOut(point.szName)) continue;
     (point.bControl ? control : check).push_back(point);
     if (point.bControl && static_cast<double>(point.nImages) < L.fLeastImages)
       fewImages.push_back(point.szName);
@@ -420,7 +441,7 @@ void Judgement::Similarity() {
   for (size_t i = 0; i < misfits.size(); ++i) {
     const double limit =
         std::max(L.fMisfitRatio * MedianOfOthers(misfits, i), L.fMisfitFloor / 100 * s.fExtent);
-    if (misfits[i] <= limit) continue;
+    if (misfits[i] <= limit || IsOut(s.vMisfits[i].szName)) continue;
     Doubt(Format("control point %s does not fit the others before the adjustment: off by %.3g",
                  PrintableName(s.vMisfits[i].szName).c_str(), misfits[i]),
           Format("%.3g object units", limit), "Look at its name and coordinates in " + file);

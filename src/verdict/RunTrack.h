@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "geometry/Similarity.h"
@@ -37,7 +38,11 @@ struct RunTrack {
   std::optional<bool> bReachedEnd;  ///< of the rigorous method; see VerdictFigures
   std::vector<uint8_t> vLeftOut;    ///< of the rigorous method: by measurement in memory; see PointPassInput
 
-  std::optional<PrecisionFigure> Precision;  ///< of the rigorous method
+  std::optional<PrecisionFigure> Precision;   ///< of the rigorous method
+  std::vector<ControlOutFigure> vControlOut;  ///< of the rigorous method
+  bool bControlContradictory = false;
+  /// Control of which not all coordinates are observed: where those are, no number for the others.
+  std::vector<std::pair<std::string, Position>> vUnobserved;
 
   // The last pass.
   std::optional<PointPass> Pass;

@@ -67,6 +67,12 @@ struct PrecisionFigure {
   std::vector<Focal> vFocals;  ///< of cameras whose focal length is unknown
 };
 
+/// A control point that contradicts the others, and had no part in the adjustment.
+struct ControlOutFigure {
+  std::string szName;
+  double fDifference = 0;  ///< given coordinates less the place by its rays, length, object units
+};
+
 struct VerdictFigures {
   bool bAdjusted = false;  ///< images or cameras were unknowns; false: only intersected or transformed
   bool bHasControl = false, bHasGps = false;
@@ -87,6 +93,8 @@ struct VerdictFigures {
   DecreaseBasis Decrease;  ///< what its limit depends on
 
   std::optional<PrecisionFigure> Precision;
+  std::vector<ControlOutFigure> vControlOut;
+  bool bControlContradictory = false;  ///< most of it does not agree
 
   // The last pass over the points.
   bool bHasPoints = false;

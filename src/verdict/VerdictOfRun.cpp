@@ -62,6 +62,8 @@ void FillIteration(const JudgedRun& run, VerdictFigures& figures) {
   figures.fLastRmse = std::sqrt(last) / run.Settings.Image_Coor_Scale;
   figures.bReachedEnd = track.bReachedEnd;
   figures.Precision = track.Precision;
+  figures.vControlOut = track.vControlOut;
+  figures.bControlContradictory = track.bControlContradictory;
   figures.bPredicted = track.fPredictedShare.has_value();
   figures.fPredictedShare = track.fPredictedShare.value_or(0);
   figures.Decrease = DecreaseBasisOf(run.Limits, run.Unknowns, run.Images, run.Points);

@@ -190,6 +190,13 @@ const Case kCases[] = {
        f.Similarity.vMisfits[3].fDifference = 300;
      },
      kDoubt, "control point G4 does not fit the others"},
+    {"ControlSetAside",
+     [](F& f) {
+       f.vControlOut = {{"G7", 4.987}};
+     },
+     kDoubt, "control point G7 contradicts the others and was left out: off by 4.99"},
+    {"ControlContradictory", [](F& f) { f.bControlContradictory = true; }, kDoubt,
+     "the control points contradict each other by far more than their standard deviations say"},
     {"Frame", [](F& f) { f.bStartInFrame = false, f.fStartMiss = 0.25; }, kDoubt, "off by 25 %"},
     {"Sigma0Large",
      [](F& f) {
@@ -297,6 +304,20 @@ TEST(Verdict, GrossOnesAreFoundInTheReport) {
       verdict.vReasons[0].szRemedy,
       "Look at the gross measurements by image in report.html, or --residuals, at wrong matches, and at "
       "the control");
+}
+
+TEST(Judge, SaysOneThingOfControlThatWasSetAside) {
+  VerdictFigures figures = GoodFigures();
+  for (const char* name : {"G1", "G2", "G3", "G4"})
+    figures.Similarity.vMisfits.push_back(Ground(name, true, 2, 0, 0));
+  figures.Similarity.vMisfits[3].fDifference = 300;
+  figures.vGround.push_back(Ground("G4", true, 300, 500, 900));
+  EXPECT_GT(Judge(figures).vReasons.size(), 1u);
+  figures.vControlOut = {{"G4", 300}};
+  const Verdict verdict = Judge(figures);
+  ASSERT_EQ(verdict.vReasons.size(), 1u);
+  EXPECT_EQ(verdict.vReasons[0].szWhat,
+            "control point G4 contradicts the others and was left out: off by 300");
 }
 
 }  // namespace

@@ -43,12 +43,17 @@ void AppendPrecisionRow(std::string& out, const PrecisionRow& row) {
 }
 
 void AppendBlunderRow(std::string& out, const BlunderRow& row) {
-  AppendName(out, row.Image);
-  AppendName(out, row.Point);
-  for (const double value : {row.x, row.y, row.vx, row.vy}) {
-    AppendFixed(out, value, kPixelDigits);
-    out += ',';
+  for (const std::string_view text : {std::string_view(row.szKind), row.Image, row.Point, row.File})
+    AppendName(out, text);
+  if (row.nLine > 0) out += std::to_string(row.nLine);
+  out += ',';
+  for (const auto& three : {row.Given, row.Size}) {
+    for (int k = 0; k < 3; ++k) {
+      AppendFixed(out, three[k], kPixelDigits);
+      out += ',';
+    }
   }
+  AppendName(out, row.szUnit);
   AppendFixed(out, row.fTest, kTestDigits);
   out += '\n';
 }

@@ -39,19 +39,32 @@ TEST(PrecisionTables, AQuantityALine) {
 }
 
 TEST(PrecisionTables, ABlunderALine) {
+  const double none = report::kNoNumber;
   std::string out;
-  AppendBlunderRow(out, {"IMG_1", "P;1", 100.25, -20, 31.00005, -0.25, 44.1239});
-  AppendBlunderRow(out, {"-7", "P", 1, 2, std::nan(""), 4, HUGE_VAL});
+  AppendBlunderRow(out, {"measurement",
+                         "IMG_1",
+                         "P;1",
+                         "a/block.prj",
+                         17,
+                         {100.25, -20, none},
+                         {31.00005, -0.25, none},
+                         "px",
+                         44.1239});
+  AppendBlunderRow(out,
+                   {"measurement", "-7", "P", "b.ovt", 0, {1, 2, none}, {none, none, none}, "px", HUGE_VAL});
+  AppendBlunderRow(out,
+                   {"control", "", "G1", "g,1.txt", 3, {5, 6, 7}, {none, none, -5}, "object units", 200});
   EXPECT_EQ(out,
-            "IMG_1,\"P;1\",100.2500,-20.0000,31.0001,-0.2500,44.124\n"
-            "'-7,P,1.0000,2.0000,,4.0000,\n");
+            "measurement,IMG_1,\"P;1\",a/block.prj,17,100.2500,-20.0000,,31.0001,-0.2500,,px,44.124\n"
+            "measurement,'-7,P,b.ovt,,1.0000,2.0000,,,,,px,\n"
+            "control,,G1,\"g,1.txt\",3,5.0000,6.0000,7.0000,,,-5.0000,object units,200.000\n");
 }
 
 TEST(PrecisionTables, NastyNamesStayInTheirFields) {
   const std::string name = NastyName();
   std::string rows;
   AppendPrecisionRow(rows, {"tie", name, "X", 1, 2, "object units", name});
-  AppendBlunderRow(rows, {name, name, 1, 2, 3, 4, 5});
+  AppendBlunderRow(rows, {"measurement", name, name, name, 1, {1, 2, 3}, {4, 5, 6}, "px", 7});
   EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 2);
   EXPECT_EQ(rows.find('\r'), std::string::npos);
   // Commas outside of quotes: as many as fields less one.
@@ -62,13 +75,13 @@ TEST(PrecisionTables, NastyNamesStayInTheirFields) {
     commas += c == ',' && !quoted ? 1 : 0;
   }
   EXPECT_FALSE(quoted);
-  EXPECT_EQ(commas, 6 + 6);
+  EXPECT_EQ(commas, 6 + 12);
 }
 
 TEST(PrecisionTables, HeadingsHaveAsManyFields) {
   const std::string precision = report::kPrecisionHeading, blunders = report::kBlundersHeading;
   EXPECT_EQ(std::count(precision.begin(), precision.end(), ','), 6);
-  EXPECT_EQ(std::count(blunders.begin(), blunders.end(), ','), 6);
+  EXPECT_EQ(std::count(blunders.begin(), blunders.end(), ','), 12);
 }
 
 }  // namespace
