@@ -158,7 +158,8 @@ PrecisionFigure JudgedOf(const PrecisionFigures& figures, const CBundleAdjustmen
   judged.bTestFailed =
       figures.Test.Outcome == TestOutcome::TooLarge || figures.Test.Outcome == TestOutcome::TooSmall;
   judged.fSigmaImage = run.Chosen.Settings.Sigma_Image;
-  judged.vFree = figures.vFree;
+  // Who asks for inner constraints knows that nothing holds the block.
+  if (run.Chosen.Settings.Datum != DatumChoice::Inner) judged.vFree = figures.vFree;
   for (const CameraPrecision& camera : figures.vCameras) {
     for (const CameraQuantity& quantity : camera.vQuantities) {
       if (std::strcmp(quantity.szName, "f") != 0) continue;

@@ -8,7 +8,9 @@
 
 #include "block/GcpSigmas.h"
 #include "block/ProjectForm.h"
+#include "rigorous/DatumObservations.h"
 #include "rigorous/RobustAdjust.h"
+#include "rigorous/VarianceEstimation.h"
 #include "run/BlunderOutput.h"
 #include "run/BundleAdjustment.h"
 #include "run/PrecisionOutput.h"
@@ -16,6 +18,7 @@
 #include "run/RigorousResults.h"
 #include "run/RunCourse.h"
 #include "run/RunVerdict.h"
+#include "run/VarianceOutput.h"
 #include "verdict/RunTrack.h"
 
 namespace orvo {
@@ -63,6 +66,7 @@ class RigorousFlow {
  private:
   bool Refuse(const std::string& file, std::string what, std::string remedy);
   bool CanBeDone();
+  bool HasDatum();
   void SettleLimits();
   int ReadPoints();
   void ReadPosData();
@@ -70,6 +74,7 @@ class RigorousFlow {
   rigorous::RobustOptions Options() const;
   bool EndIteration(const rigorous::AdjustIteration& line);
   void TellResult();
+  void EstimateDeviations();
   OvtSections PlacedSections(const std::vector<rigorous::Vector3>& places);
   int WriteFiles();
 
@@ -80,6 +85,7 @@ class RigorousFlow {
   rigorous::RayResidualSums Sums;  ///< of Now
   rigorous::PrecisionFigures Figures;
   rigorous::RobustResult Result;
+  std::vector<rigorous::ControlObservation> vStated;  ///< control as it was given
 };
 
 /// False, with the reason told.
@@ -153,9 +159,22 @@ void RigorousFlow::ReadPosData() {
   Run.ReadPosData(szPos);
 }
 
+/// What the settings want to hold the block has to be there.
+bool RigorousFlow::HasDatum() {
+  const DatumChoice datum = Run.Chosen.Settings.Datum;
+  if (datum == DatumChoice::Control && Run.Points.nControlPointNum < 1)
+    return Refuse(szProject, "Datum is control, and there are no control points",
+                  "Give them with --gcp, or set Datum auto");
+  if (datum == DatumChoice::Gps && !Run.Limits.Apply_GPS_Data)
+    return Refuse(szProject, "Datum is gps, and no GPS positions are used",
+                  "Give them with --pos and set Apply_GPS_Data true, or set Datum auto");
+  return true;
+}
+
 int RigorousFlow::Prepare() {
   if (ReadPoints() == 0 || !Run.Gate().PointsHold()) return 0;
   ReadPosData();
+  if (!HasDatum()) return 0;
   if (Run.CheckInputs() == 0) return 0;
   RunCourse(Run).BeginPhase(report::RunPhase::Preparing);
   Run.LogPrintf(">>Adjustment preprocessing...\n");
@@ -175,6 +194,8 @@ void RigorousFlow::MakeProblem() {
   Problem = rigorous::MakeBlockProblem(
       {Run.Settings, Run.Limits, settings, Run.Images, Run.Cameras, Run.Points, sigmas});
   Now = std::move(Problem.Start);
+  vStated = Problem.Task.vControl;
+  rigorous::LeaveDatumTo(settings.Datum, Problem.Task);
   Run.LogPrintf(">>Points in the adjustment:%lld, left out:%lld\n",
                 static_cast<long long>(Problem.Task.PointNum()), static_cast<long long>(Problem.nLeftOut));
   const int64_t unknowns = rigorous::PlanUnknowns(Problem.Task).UnknownNum();
@@ -217,11 +238,35 @@ void RigorousFlow::TellResult() {
   TellBlunders(Problem, Result, Run);
 }
 
+/// Adjusts what is left with standard deviations that its own residuals tell.
+void RigorousFlow::EstimateDeviations() {
+  Run.LogPrintf(">>Estimating standard deviations...\n");
+  const rigorous::AdjustOptions options = Options().Steps;
+  int32_t iterations = static_cast<int32_t>(std::ssize(Result.vIterations));
+  const auto observe = [&](rigorous::AdjustIteration line) {
+    line.nIteration = ++iterations;
+    Result.vIterations.push_back(line);
+    return EndIteration(line);
+  };
+  const rigorous::Estimate before = Now;
+  const rigorous::VarianceEstimation made = EstimateVariances(Problem.Task, options, {}, Now, observe);
+  TellVariances(made, Run);
+  if (HasResult(made.Last.End)) {
+    Result.Last = made.Last;
+    return;
+  }
+  Now = before;
+  std::vector<double> back = made.vScales;
+  for (double& scale : back) scale = 1 / scale;
+  if (!back.empty()) ScaleDeviations(back, Problem.Task);
+}
+
 int RigorousFlow::Iterate() {
   RunCourse(Run).BeginIteration();
   Sums = SumRayResiduals(Problem.Task, Now, Run.System.ProcessorCount());
   Result = AdjustRobustly(Problem.Task, Options(), Now,
                           [this](const rigorous::AdjustIteration& line) { return EndIteration(line); });
+  if (HasResult(Result.Last.End) && Run.Chosen.Settings.Estimate_Variances) EstimateDeviations();
   if (!HasResult(Result.Last.End)) {
     Run.LogPrintf("Error!The adjustment failed: %s!\n", TextOf(Result.Last.End));
     return 0;
@@ -233,7 +278,7 @@ int RigorousFlow::Iterate() {
   if (Run.pTrack) {
     Run.pTrack->bReachedEnd = Run.Progress.bConverged;
     Run.pTrack->vLeftOut = LeftOutMeasurements(Problem, Run.Points);
-    Run.pTrack->vUnobserved = UnobservedPlaces(Problem, Now, Result.vControlOut, Run.Points);
+    Run.pTrack->vUnobserved = UnobservedPlaces(Problem, vStated, Now, Run.Points);
   }
   Run.SetLmIterationDone(iterations);
   Sums = SumRayResiduals(Problem.Task, Now, Run.System.ProcessorCount());

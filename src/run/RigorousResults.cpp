@@ -8,6 +8,7 @@
 
 #include "results/ResidualFiles.h"
 #include "rigorous/BlockResult.h"
+#include "rigorous/OutControl.h"
 #include "run/BundleAdjustment.h"
 
 namespace orvo {
@@ -69,16 +70,12 @@ std::vector<uint8_t> LeftOutMeasurements(const BlockProblem& problem, const Poin
   return out;
 }
 
-std::vector<std::pair<std::string, Position>> UnobservedPlaces(const BlockProblem& problem,
-                                                               const Estimate& estimate,
-                                                               const std::vector<rigorous::OutControl>& out,
-                                                               const PointStore& points) {
+std::vector<std::pair<std::string, Position>> UnobservedPlaces(
+    const BlockProblem& problem, const std::vector<rigorous::ControlObservation>& stated,
+    const Estimate& estimate, const PointStore& points) {
   constexpr double none = std::numeric_limits<double>::quiet_NaN();
   std::vector<std::pair<std::string, Position>> places;
-  for (size_t i = 0; i < problem.Task.vControl.size(); ++i) {
-    rigorous::ControlObservation control = problem.Task.vControl[i];
-    const auto aside = std::ranges::find(out, i, &rigorous::OutControl::nControl);
-    if (aside != out.end()) control.Sigma = aside->Sigma;
+  for (const rigorous::ControlObservation& control : stated) {
     const auto point = static_cast<size_t>(control.nPoint);
     const Vector3 place = estimate.vPoints[point] + problem.Origin;
     Position unobserved = {none, none, none};

@@ -10,7 +10,6 @@
 #include "results/ResultForm.h"
 #include "rigorous/BlockProblem.h"
 #include "rigorous/BlockResiduals.h"
-#include "rigorous/OutControl.h"
 
 namespace orvo {
 
@@ -26,12 +25,11 @@ void StoreResult(const rigorous::BlockProblem& problem, const rigorous::Estimate
 /// By measurement in memory: 1 where it takes no part in the solution.
 std::vector<uint8_t> LeftOutMeasurements(const rigorous::BlockProblem& problem, const PointStore& points);
 
-/// Control of which not all coordinates are observed, as it was given: their names, and where those are; no
-/// number for the others. Points have to be in memory.
-std::vector<std::pair<std::string, Position>> UnobservedPlaces(const rigorous::BlockProblem& problem,
-                                                               const rigorous::Estimate& estimate,
-                                                               const std::vector<rigorous::OutControl>& out,
-                                                               const PointStore& points);
+/// Control of which not all coordinates are observed: their names, and where those are; no number for the
+/// others. `stated` is the control as it was given, in the order of the problem. Points have to be in memory.
+std::vector<std::pair<std::string, Position>> UnobservedPlaces(
+    const rigorous::BlockProblem& problem, const std::vector<rigorous::ControlObservation>& stated,
+    const rigorous::Estimate& estimate, const PointStore& points);
 
 /// Residuals_K_0.res behind the last of K iterations, with the measurements that take part.
 void WriteRigorousResiduals(int32_t iterations, const rigorous::BlockProblem& problem,

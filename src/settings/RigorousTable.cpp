@@ -219,8 +219,9 @@ const RigorousSetting kSettings[] = {
      .szName = "Datum",
      .Words = kDatums,
      .szMeaning =
-         "what holds position, rotation and scale of the block: `control` points, `gps` positions, or "
-         "the `inner` constraints of a free block; `auto`: what there is, in this order",
+         "what holds position, rotation and scale of the block: `control` points without GPS positions, "
+         "`gps` "
+         "positions without control, or the `inner` constraints of a free block; `auto`: all there is",
      .szEffect = kAlways},
     {.field = &R::Precision,
      .szName = "Precision",

@@ -1,0 +1,128 @@
+// What holds a block, and standard deviations that residuals tell: whole rigorous runs.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "whole/BlockChanges.h"
+#include "whole/RunSummary.h"
+
+namespace orvo::test {
+namespace {
+
+using nlohmann::json;
+
+SyntheticOptions BlockWithAll() {
+  SyntheticOptions options;
+  options.nStrips = 4;
+  options.nImagesPerStrip = 8;
+  options.fMeasurementsPerImage = 120;
+  options.fNoise = 0.5;
+  options.nControlPoints = 8;
+  options.nCheckPoints = 6;
+  options.fPosOffset = options.fPosDrift = 0;
+  options.fPosNoise = 0.1;
+  return options;
+}
+
+BlockRun RunWith(std::vector<std::string> settings, bool pos = true) {
+  settings.insert(settings.end(), {"Sigma_GPS_XY=0.1", "Sigma_GPS_Z=0.1"});
+  BlockRun run;
+  run.bPos = pos;
+  run.Options.Method = AdjustMethod::Rigorous;
+  run.Options.Rules = RunRules::Guarded;
+  run.Options.RigorousOverrides = RigorousOverridesOf(settings);
+  return run;
+}
+
+double LargestControlDifference(const json& summary) {
+  double largest = 0;
+  for (const json& point : summary["ground"]["points"]) {
+    if (!point["control"]) continue;
+    for (const json& d : point["difference"]) largest = std::max(largest, std::abs(d.get<double>()));
+  }
+  return largest;
+}
+
+struct DatumCase {
+  const char* szDatum;
+  int32_t nObservations;  ///< besides measurements: 3 of each control point, 3 of each image
+  int32_t nDefect;
+};
+
+TEST(RigorousDatum, IsWhatTheSettingSays) {
+  const DatumCase cases[] = {
+      {"auto", 3 * 8 + 3 * 32, 0}, {"control", 3 * 8, 0}, {"gps", 3 * 32, 0}, {"inner", 0, 7}};
+  long long measurements = -1;
+  for (const DatumCase& each : cases) {
+    Block block(BlockWithAll());
+    block.Set("Apply_GPS_Data", "true");
+    const json summary = SummaryOfRun(block, RunWith({std::string("Datum=") + each.szDatum}));
+    long long observations = 0;
+    const std::string log = block.Log();
+    const size_t at = log.find(">>Observations:");
+    ASSERT_NE(at, std::string::npos) << log;
+    ASSERT_EQ(std::sscanf(log.c_str() + at, ">>Observations:%lld", &observations), 1);
+    observations -= each.nObservations;
+    if (measurements < 0) measurements = observations;
+    // A control point with one ray counts with its control alone.
+    EXPECT_NEAR(static_cast<double>(observations), static_cast<double>(measurements), 4) << each.szDatum;
+    EXPECT_EQ(summary["precision"]["datum_defect"], each.nDefect) << each.szDatum;
+    EXPECT_EQ(summary["precision"]["free"].empty(), each.nDefect == 0) << each.szDatum;
+    EXPECT_GT(LargestControlDifference(summary), 1e-4) << each.szDatum;
+    // Where nothing holds it, a block keeps what its start was off.
+    EXPECT_LT(LargestControlDifference(summary), each.nDefect == 0 ? 2 : 50) << each.szDatum;
+    EXPECT_EQ(block.Log().find("no observation holds"), std::string::npos);
+  }
+}
+
+TEST(RigorousDatum, HasToBeThere) {
+  const struct {
+    const char* szDatum;
+    const char* szSaid;
+    bool bControl, bPos;
+  } cases[] = {{"control", "there are no control points", false, true},
+               {"gps", "no GPS positions are used", true, false},
+               {"gps", "no GPS positions are used", false, false}};
+  for (const auto& each : cases) {
+    SyntheticOptions options = BlockWithAll();
+    if (!each.bControl) options.nControlPoints = 0;
+    Block block(options);
+    block.Set("Apply_GPS_Data", "true");
+    const RunOutcome outcome = block.Run(RunWith({std::string("Datum=") + each.szDatum}, each.bPos));
+    EXPECT_FALSE(outcome.bDone);
+    ASSERT_FALSE(outcome.Refusals.empty()) << block.Log();
+    EXPECT_NE(outcome.Refusals.back().szWhat.find(each.szSaid), std::string::npos);
+    EXPECT_FALSE(outcome.Refusals.back().szRemedy.empty());
+  }
+}
+
+/// Of the line that begins with the group; not a number where there is none.
+double FactorIn(const std::string& log, const std::string& group) {
+  double factor = std::nan("");
+  const size_t at = log.find(">>" + group);
+  if (at != std::string::npos) std::sscanf(log.c_str() + at + group.size() + 2, ": %lf times", &factor);
+  return factor;
+}
+
+TEST(RigorousVariances, AreThoseOfTheNoise) {
+  for (const double sigma : {0.25, 0.5, 1.0}) {
+    Block block(BlockWithAll());
+    block.Set("Apply_GPS_Data", "true");
+    const json summary =
+        SummaryOfRun(block, RunWith({"Estimate_Variances=true", "Sigma_Image=" + std::to_string(sigma)}));
+    const std::string log = block.Log();
+    EXPECT_NE(log.find(">>Standard deviations: settled"), std::string::npos) << log;
+    const double camera = FactorIn(log, "measurements of camera 0");
+    EXPECT_NEAR(camera * sigma, 0.5, 0.02) << log;
+    EXPECT_NEAR(FactorIn(log, "X and Y of GPS"), 1, 0.3);
+    EXPECT_NEAR(summary["precision"]["sigma0"].get<double>(), 1, 0.01);
+    EXPECT_EQ(summary["precision"]["test"], "passed");
+  }
+}
+
+}  // namespace
+}  // namespace orvo::test
