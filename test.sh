@@ -2,8 +2,8 @@
 # Everything that is checked: gates on the sources, release tests, faults, the sanitizer runs, bounded fuzzing.
 #   ./test.sh                    all of it
 #   ./test.sh --quick            the gates and the release tests only
-#   ./test.sh --long             also Clang's optimised build, and every whole run and the rigorous adjustment under the
-#                                thread sanitizer
+#   ./test.sh --long             also Clang's optimised build, the truth of blocks of up to 10,000 images, and every whole
+#                                run and the rigorous adjustment under the thread sanitizer
 #   ./test.sh --fuzz-seconds N   seconds for each fuzz target (12)
 # The last line says "N passed, N failed"; the exit status is 0 when nothing failed.
 set -euo pipefail
@@ -16,11 +16,11 @@ thread_tests='*Thread*:*Pool*:*Parallel*:*Processors*'
 thread_runs="$thread_tests:Sparse.*:Layouts/*:Modes.*:Pos.*:Seneca.*:Summary.*"
 thread_programs=(orvo_test_{block,geometry,normal,results,solver,whole})
 # Hundreds of iterations of what the others do in ten; runs whose threads do what those of others do.
-long_tests='*ReturnsToTruth/Merged*:*SummaryForms*:*PlantedErrors*:*ReportFigures*:*ReadingFaults*'
+long_tests='*ReturnsToTruth/Merged*:*SummaryForms*:*PlantedErrors*:*ReportFigures*:*ReadingFaults*:*/Truth.*:MonteCarlo.*'
 # Long ones that reach no memory that others don't reach.
 memory_leaves_out='*LiteralOfLayout.LongPoints*:SummarySchema.*:*PlantedErrors*:*ReportFigures*:*ReturnsToTruth/Merged*'
 # Dense references of thousands of unknowns, and many seeds.
-memory_leaves_out+=':*ADenseSolution*:*WholeSystem*:*AllSetsReduceAlike*:*/Truth.*:*/GrossErrors.*'
+memory_leaves_out+=':*ADenseSolution*:*WholeSystem*:*AllSetsReduceAlike*:*/Truth.*:*/GrossErrors.*:MonteCarlo.*'
 # What these look at is what the browser makes.
 browser_tests='*Rendering.*:*RunPages.*'
 # The kernels and the whole runs, for Clang.
@@ -171,6 +171,11 @@ asan_tests() {
     GTEST_FILTER="-$browser_tests:$memory_leaves_out" count_programs "${fixed_addresses[@]}" ctest --preset "$preset" -j "$jobs"
 }
 
+# Two minutes and 2 GB.
+truth_tests() {
+  ORVO_LONG_TESTS=1 count_tests ctest --preset release -R '^rigorous\.(Sizes/Truth|MonteCarlo)'
+}
+
 clang_stage() {
   if ! command -v clang++ >/dev/null; then
     echo "left out: there is no clang++"
@@ -201,7 +206,10 @@ stage "Release tests" release_tests
 if ! $quick; then
   stage "Faults" fault_tests
   # Clang compiles everything for the sanitizers, too.
-  if $long; then stage "Clang: kernels and whole runs, optimised" clang_stage; fi
+  if $long; then
+    stage "Truth of large blocks" truth_tests
+    stage "Clang: kernels and whole runs, optimised" clang_stage
+  fi
   stage "Address and undefined behaviour sanitizers" asan_tests
   stage "Thread sanitizer" tsan_tests
   if [[ -x tests/fuzz/run.sh ]]; then

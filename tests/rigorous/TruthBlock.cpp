@@ -51,6 +51,7 @@ class Maker {
     Fly();
     MakeCameras();
     Plant();
+    if (O.nNoiseSeed != 0) Random = Chance(O.nNoiseSeed);
     Measure();
     Control(O.nControl, O.ControlSigma);
     Control(O.nHeightControl, {kNotObserved, kNotObserved, O.ControlSigma[2]});

@@ -16,6 +16,7 @@ enum class TruthCameras : uint8_t { One, EachStrip, EachImage };
 /// All errors are normal, with these standard deviations.
 struct TruthOptions {
   uint64_t nSeed = 1;
+  uint64_t nNoiseSeed = 0;  ///< not 0: other errors of observations and start, with the truth of nSeed
 
   int32_t nStrips = 4, nImages = 8;  ///< images of a strip
   int32_t nCrossStrips = 0;

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "rigorous/ResidualSpread.h"
-#include "rigorous/TruthBlock.h"
+#include "rigorous/TruthScores.h"
 
 namespace orvo::rigorous::test {
 namespace {
@@ -36,6 +36,14 @@ int64_t FoundOf(const std::vector<int64_t>& gross, const std::vector<OutRay>& ou
       gross, [&out](int64_t ray) { return std::ranges::binary_search(out, ray, {}, &OutRay::nRay); });
 }
 
+/// e'Se of images and camera at the result, as a standard normal value.
+double JointScore(const TruthBlock& block, Estimate result) {
+  Adjuster steps(block.Given, {});
+  ReducedEquations& equations = steps.EquationsAt(result);
+  const std::vector<double> errors = ErrorsOf(block, steps.Plan(), result);
+  return NormalOf(QuadraticForm(equations.N, errors), static_cast<double>(steps.Plan().UnknownNum()));
+}
+
 class GrossErrors : public ::testing::TestWithParam<GrossCase> {};
 
 TEST_P(GrossErrors, AreFoundAndLeaveTheResultAlone) {
@@ -46,6 +54,7 @@ TEST_P(GrossErrors, AreFoundAndLeaveTheResultAlone) {
   EXPECT_EQ(AdjustEnd::Converged, result.Last.End);
   EXPECT_LE(std::ssize(result.vIterations), 20);
   EXPECT_NEAR(1, result.Last.fSigma0, 0.03);
+  EXPECT_LT(std::abs(JointScore(block, estimate)), 4);
   const int64_t found = FoundOf(block.vGrossRays, result.vOut);
   EXPECT_GE(static_cast<double>(found), 0.99 * static_cast<double>(block.vGrossRays.size()));
   EXPECT_LE(static_cast<double>(std::ssize(result.vOut) - found), GetParam().fFalse * rays);

@@ -233,5 +233,21 @@ TEST(TruthBlock, IsTheSameForTheSameSeed) {
   EXPECT_NE(a.Truth.vPoints, c.Truth.vPoints);
 }
 
+TEST(TruthBlock, HasOtherErrorsOfTheSameTruth) {
+  TruthOptions options = {.nControl = 4, .GpsSigma = {0.1, 0.1, 0.1}};
+  options.fGpsConstant = 1;
+  const TruthBlock a = MakeTruthBlock(options);
+  options.nNoiseSeed = 5;
+  const TruthBlock b = MakeTruthBlock(options);
+  EXPECT_EQ(a.Truth.vPoints, b.Truth.vPoints);
+  EXPECT_EQ(a.Truth.vPoses[7].Centre, b.Truth.vPoses[7].Centre);
+  EXPECT_EQ(a.Truth.vStrips[1].Gps.Constant, b.Truth.vStrips[1].Gps.Constant);
+  EXPECT_EQ(a.Given.vRays[0].nImage, b.Given.vRays[0].nImage);
+  EXPECT_NE(a.Given.vRays[0].x, b.Given.vRays[0].x);
+  EXPECT_EQ(a.Given.vControl[0].nPoint, b.Given.vControl[0].nPoint);
+  EXPECT_NE(a.Given.vControl[0].Observed, b.Given.vControl[0].Observed);
+  EXPECT_NE(a.Given.vImages[3].GpsObserved, b.Given.vImages[3].GpsObserved);
+}
+
 }  // namespace
 }  // namespace orvo::rigorous

@@ -1,134 +1,98 @@
 // What the adjustment says of its own precision, against the truth of generated blocks.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
-#include "rigorous/Adjust.h"
-#include "rigorous/NodeCovariance.h"
-#include "rigorous/PointPrecision.h"
-#include "rigorous/RotationVector.h"
-#include "rigorous/TruthBlock.h"
+#include "rigorous/LongTests.h"
+#include "rigorous/TruthScores.h"
 
 namespace orvo::rigorous::test {
 namespace {
 
 using O = TruthOptions;
 
-/// Truth less estimate, over the unknowns of images and cameras (no strips, no mounting).
-std::vector<double> ErrorsOf(const TruthBlock& block, const UnknownPlan& plan, const Estimate& estimate) {
-  std::vector<double> errors(static_cast<size_t>(plan.UnknownNum()));
-  for (size_t i = 0; i < plan.vImageNode.size(); ++i) {
-    if (plan.vImageNode[i] < 0) continue;
-    double* e = errors.data() + plan.vFirstUnknown[static_cast<size_t>(plan.vImageNode[i])];
-    const Vector3 centre = block.Truth.vPoses[i].Centre - estimate.vPoses[i].Centre;
-    const Vector3 turn =
-        VectorOfRotation(Multiply(Transposed(estimate.vPoses[i].R), block.Truth.vPoses[i].R));
-    for (size_t k = 0; k < 3; ++k) e[k] = centre[k], e[3 + k] = turn[k];
-  }
-  for (size_t c = 0; c < plan.vCameras.size(); ++c) {
-    const CameraColumns& columns = plan.vCameras[c];
-    Lens truth = block.Truth.vCameras[c].LensNow, now = estimate.vCameras[c].LensNow;
-    for (int k = 0; k < columns.Layout.Num; ++k) {
-      const LensParameter parameter = columns.Layout.Columns[static_cast<size_t>(k)];
-      errors[static_cast<size_t>(plan.vFirstUnknown[static_cast<size_t>(columns.nNode)] + columns.nLens +
-                                 k)] = ParameterOf(truth, parameter) - ParameterOf(now, parameter);
-    }
-  }
-  return errors;
-}
-
-struct Scores {
-  double fJoint = 0, fSquares = 0, fPoints = 0;  ///< as standard normal values; of points the ratio
-  double fLargestT = 0;                          ///< of camera parameters
-  int64_t nTests = 0, nRejected = 0;             ///< |w| above 3.29
-};
-
-Scores ScoresOf(const O& options) {
-  const TruthBlock block = MakeTruthBlock(options);
-  Estimate at = block.Start;
-  Adjuster steps(block.Given, {});
-  const AdjustResult result = steps.Run(at, {}, 50);
-  EXPECT_EQ(AdjustEnd::Converged, result.End);
-  ReducedEquations& equations = steps.EquationsAt(at);
-  const std::vector<double> errors = ErrorsOf(block, steps.Plan(), at);
-  const auto normal = [](double square, double freedom) {
-    return (square - freedom) / std::sqrt(2 * freedom);
-  };
-  Scores scores;
-  scores.fJoint = normal(QuadraticForm(equations.N, errors), static_cast<double>(steps.Plan().UnknownNum()));
-  scores.fSquares = normal(result.fSquares, static_cast<double>(result.Redundancy()));
-  const CovarianceResult covariance = CovarianceOf(steps.Plan(), {}, equations);
-  if (!covariance.Covariance) {
-    ADD_FAILURE() << "no covariance";
-    return scores;
-  }
-  const CameraColumns& camera = steps.Plan().vCameras[0];
-  for (int k = 0; k < camera.Layout.Num; ++k) {
-    const auto place = static_cast<size_t>(steps.Plan().vFirstUnknown[static_cast<size_t>(camera.nNode)]) +
-                       static_cast<size_t>(camera.nLens + k);
-    const double t = errors[place] / covariance.Covariance->Deviation(camera.nNode, camera.nLens + k);
-    scores.fLargestT = std::max(scores.fLargestT, std::abs(t));
-  }
-  double points = 0, freedom = 0;
-  PointPrecisionOptions rays;
-  rays.bRays = true;
-  ForEachPointPrecision(
-      block.Given, steps.Plan(), steps.Chunks(), at, *covariance.Covariance, rays,
-      [&](const PointPrecision& point) {
-        const auto p = static_cast<size_t>(point.nPoint);
-        for (size_t k = 0; k < 3; ++k) {
-          const double e = block.Truth.vPoints[p][k] - at.vPoints[p][k];
-          points += e * e / point.Cofactor[4 * k];
-          ++freedom;
-        }
-        for (const RayPrecision& ray : point.vRays) {
-          for (size_t c = 0; c < 2; ++c) {
-            const double w = ray.Residual[c] /
-                             (block.Given.vCameras[0].fSigma * std::sqrt(std::max(ray.Redundancy[c], 1e-6)));
-            if (ray.Redundancy[c] < 0.02) continue;
-            ++scores.nTests;
-            scores.nRejected += std::abs(w) > 3.29;
-          }
-        }
-      });
-  scores.fPoints = points / freedom;
-  return scores;
-}
-
 struct Case {
   const char* szName;
   std::function<void(O&)> Change;
+  int nSeeds = 20;       ///< with ORVO_LONG_TESTS
+  int nShortSeeds = 10;  ///< else; 0: none
+};
+
+/// Scores of many seeds together.
+class ManyScores {
+ public:
+  void Add(const TruthScores& scores, int seed) {
+    SCOPED_TRACE(seed);
+    EXPECT_LT(std::abs(scores.fJoint), 4);
+    EXPECT_LT(std::abs(scores.fSquares), 4);
+    EXPECT_LT(std::abs(scores.fIntersection), 4);
+    EXPECT_LT(scores.fLargestT, 4);
+    EXPECT_LT(scores.fLargestDriftT, 5) << "there are dozens in a block";
+    EXPECT_NEAR(1, scores.fRedundancies, 1e-9);
+    vScores.push_back(scores);
+    if (AreLongTestsWanted()) Print(scores, seed);
+  }
+
+  void Check() const {
+    const auto seeds = static_cast<double>(vScores.size());
+    EXPECT_LT(std::abs(Mean(&TruthScores::fJoint)), 3 / std::sqrt(seeds));
+    EXPECT_LT(std::abs(Mean(&TruthScores::fSquares)), 3 / std::sqrt(seeds));
+    EXPECT_LT(std::abs(Mean(&TruthScores::fIntersection)), 3 / std::sqrt(seeds));
+    double tests = 0, rejected = 0;
+    for (const TruthScores& one : vScores) {
+      tests += static_cast<double>(one.nTests);
+      rejected += static_cast<double>(one.nRejected);
+    }
+    EXPECT_NEAR(1e-3, rejected / tests, std::max(4 * std::sqrt(1e-3 / tests), 2e-4));
+    CheckPoints();
+  }
+
+ private:
+  double Mean(double TruthScores::*figure) const {
+    double sum = 0;
+    for (const TruthScores& one : vScores) sum += one.*figure;
+    return sum / static_cast<double>(vScores.size());
+  }
+
+  /// All points of a block share the errors of its datum and camera, so that the spread of the seeds tells
+  /// how far their mean may be off, not the number of points.
+  void CheckPoints() const {
+    const double mean = Mean(&TruthScores::fPoints);
+    if (vScores.size() < 10 || mean == 0) return;
+    double squares = 0;
+    for (const TruthScores& one : vScores) squares += std::pow(one.fPoints - mean, 2);
+    const auto seeds = static_cast<double>(vScores.size());
+    EXPECT_NEAR(1, mean, 4 * std::sqrt(squares / (seeds - 1) / seeds));
+    EXPECT_NEAR(1, mean, 0.35);
+  }
+
+  static void Print(const TruthScores& scores, int seed) {
+    std::printf("seed %d: joint %.2f squares %.2f intersection %.2f points %.4f t %.2f w %.4f %%\n", seed,
+                scores.fJoint, scores.fSquares, scores.fIntersection, scores.fPoints, scores.fLargestT,
+                100.0 * static_cast<double>(scores.nRejected) / static_cast<double>(scores.nTests));
+  }
+
+  std::vector<TruthScores> vScores;
 };
 
 class Truth : public ::testing::TestWithParam<Case> {};
 
 TEST_P(Truth, LiesWhereTheStandardDeviationsSay) {
-  constexpr int kSeeds = 20;
-  double joint = 0, squares = 0, points = 0;
-  int64_t tests = 0, rejected = 0;
-  for (int seed = 1; seed <= kSeeds; ++seed) {
+  const int seeds = AreLongTestsWanted() ? GetParam().nSeeds : GetParam().nShortSeeds;
+  if (seeds == 0) GTEST_SKIP() << "takes ORVO_LONG_TESTS=1";
+  ManyScores many;
+  for (int seed = 1; seed <= seeds; ++seed) {
     O options;
     options.nSeed = static_cast<uint64_t>(seed);
     GetParam().Change(options);
-    const Scores scores = ScoresOf(options);
-    EXPECT_LT(std::abs(scores.fJoint), 4) << seed;
-    EXPECT_LT(std::abs(scores.fSquares), 4) << seed;
-    EXPECT_LT(scores.fLargestT, 4) << seed;
-    points += scores.fPoints;
-    joint += scores.fJoint;
-    squares += scores.fSquares;
-    tests += scores.nTests;
-    rejected += scores.nRejected;
+    many.Add(ScoresOf(MakeTruthBlock(options), 2), seed);
   }
-  EXPECT_LT(std::abs(joint / kSeeds), 3 / std::sqrt(kSeeds));
-  EXPECT_LT(std::abs(squares / kSeeds), 3 / std::sqrt(kSeeds));
-  // All points of a block share the errors of its datum and camera: only the mean of many blocks tells
-  // something.
-  EXPECT_NEAR(1, points / kSeeds, 0.35);
-  const double expected = 1e-3 * static_cast<double>(tests);
-  EXPECT_NEAR(expected, static_cast<double>(rejected), 4 * std::sqrt(expected));
+  many.Check();
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -140,6 +104,11 @@ INSTANTIATE_TEST_SUITE_P(
                              o.nControl = 5, o.nHeightControl = 6;
                              o.ControlSigma = {0.02, 0.05, 0.01};
                            }},
+                      Case{"HeightControl",
+                           [](O& o) {
+                             o.nControl = 3, o.nHeightControl = 9;
+                             o.ControlSigma = {0.1, 0.1, 0.01};
+                           }},
                       Case{"Gps",
                            [](O& o) {
                              o.GpsSigma = {0.03, 0.03, 0.05};
@@ -148,8 +117,65 @@ INSTANTIATE_TEST_SUITE_P(
                            [](O& o) {
                              o.nControl = 6, o.nCrossStrips = 1;
                              o.nLensTerms = o.nLensUnknowns = kLensAll;
-                           }}),
+                           }},
+                      Case{"CameraOfEachStrip",
+                           [](O& o) { o.nControl = 9, o.Cameras = TruthCameras::EachStrip; }},
+                      Case{"HeldCameraOfEachImage",
+                           [](O& o) {
+                             o.nControl = 6, o.Cameras = TruthCameras::EachImage;
+                             o.nLensUnknowns = 0;
+                           }},
+                      Case{"Drift",
+                           [](O& o) {
+                             o.nControl = 6, o.nCrossStrips = 1;
+                             o.GpsSigma = {0.03, 0.03, 0.05};
+                             o.fGpsConstant = 1, o.fGpsLinear = 0.3;
+                           }},
+                      Case{"DriftOfAngles",
+                           [](O& o) {
+                             o.nControl = 6, o.nCrossStrips = 1;
+                             o.ImuSigma = {1e-4, 1e-4, 2e-4};
+                             o.fImuConstant = 5e-3, o.fImuLinear = 1e-3;
+                           }},
+                      Case{"LeverArm",
+                           [](O& o) {
+                             o.nControl = 6, o.nCrossStrips = 1;
+                             o.GpsSigma = {0.03, 0.03, 0.05};
+                             o.LeverArm = {0.3, -0.2, 0.5}, o.bLeverArm = true;
+                           }},
+                      Case{"Boresight",
+                           [](O& o) {
+                             o.nControl = 6;
+                             o.ImuSigma = {1e-4, 1e-4, 2e-4};
+                             o.Boresight = {0.01, -0.02, 0.03}, o.bBoresight = true;
+                           }},
+                      Case{"Free", [](O& o) { o.nLensUnknowns = 0; }}),
     [](const ::testing::TestParamInfo<Case>& test) { return std::string(test.param.szName); });
+
+INSTANTIATE_TEST_SUITE_P(Sizes, Truth,
+                         ::testing::Values(Case{"Images100",
+                                                [](O& o) {
+                                                  o.nStrips = o.nImages = 10;
+                                                  o.nControl = 9;
+                                                },
+                                                20, 4},
+                                           Case{"Images1000",
+                                                [](O& o) {
+                                                  o.nStrips = 20, o.nImages = 50;
+                                                  o.nControl = 25;
+                                                  o.GpsSigma = {0.05, 0.05, 0.1};
+                                                },
+                                                5, 1},
+                                           Case{"Images10000",
+                                                [](O& o) {
+                                                  o.nStrips = o.nImages = 100;
+                                                  o.nControl = 64;
+                                                  o.GpsSigma = {0.05, 0.05, 0.1};
+                                                },
+                                                1, 0}),
+                         [](const ::testing::TestParamInfo<Case>& test) {
+                           return std::string(test.param.szName);
+                         });
 
 }  // namespace
 }  // namespace orvo::rigorous::test
