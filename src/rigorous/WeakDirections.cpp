@@ -153,6 +153,7 @@ double MeanDistance(const Problem& problem, const Estimate& estimate) {
   double sum = 0, count = 0;
   for (int64_t p = 0; p < problem.PointNum(); ++p) {
     for (const Ray& ray : problem.RaysOf(p)) {
+      if (ray.nImage < 0) continue;
       const double distance = Norm(estimate.vPoints[p] - estimate.vPoses[ray.nImage].Centre);
       if (!std::isfinite(distance)) continue;
       sum += distance;

@@ -279,6 +279,26 @@ TEST(WeakDirections, SharesAreOfTheWholeAndOfAnyLength) {
   }
 }
 
+TEST(WeakDirections, RaysThatAreLeftOutCountForNothing) {
+  Net net({.fRelief = 0.4});
+  std::vector<double> direction = net.Direction(2);
+  for (size_t k = 0; k < direction.size(); ++k) direction[k] += 0.01 * static_cast<double>(k % 7);
+  const Problem whole = net.Block.Given;
+  // One point keeps its rays.
+  for (size_t r = 0; r < net.Block.Given.vRays.size(); ++r) {
+    if (r >= 2) net.Block.Given.vRays[r].nImage = -1;
+  }
+  const BlockMotion left = net.Motion(direction);
+  net.Block.Given.vRays.resize(2);
+  net.Block.Given.vFirstRay.assign(net.Block.Given.vFirstRay.size(), 2);
+  net.Block.Given.vFirstRay.front() = 0;
+  const BlockMotion without = net.Motion(direction);
+  EXPECT_EQ(left.Shares, without.Shares);
+  EXPECT_EQ(left.fRest, without.fRest);
+  net.Block.Given = whole;
+  EXPECT_NE(left.fRest, net.Motion(direction).fRest) << "distances of other rays";
+}
+
 TEST(WeakDirections, OfFewImagesThereIsNoFault) {
   TruthOptions options = {.nStrips = 1, .nImages = 1};
   const Net single(options);
