@@ -11,6 +11,9 @@ namespace {
 
 using RowMatrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
+/// Centres on a line, as those of two images, tell no turn about it: there the angles do.
+constexpr double kAngleWeight = 1e-8;
+
 /// Of the unknowns, so many that no free direction leaves all of them: those on which the directions are
 /// largest once what they have on the ones before is taken off.
 std::vector<int64_t> HeldUnknowns(const Eigen::MatrixXd& G, const Eigen::VectorXd& unit) {
@@ -42,17 +45,35 @@ struct CovarianceMaker {
         node)[static_cast<size_t>(column * (Plan.vSizes[static_cast<size_t>(node)] + 1))];
   }
 
-  /// By coordinates of centres 1, else 0.
-  Eigen::VectorXd CentreWeights() const {
-    Eigen::VectorXd P = Eigen::VectorXd::Zero(Plan.UnknownNum());
+  /// What the angles of an image weigh against its centre, in the equations: the square of a distance.
+  double AnglesByCentres() const {
+    double centres = 0, angles = 0;
     for (const int32_t node : Plan.vImageNode) {
-      if (node >= 0) P.segment<3>(Plan.vFirstUnknown[static_cast<size_t>(node)]).setOnes();
+      if (node < 0) continue;
+      const int64_t first = Plan.vFirstUnknown[static_cast<size_t>(node)];
+      for (int64_t k = 0; k < 3; ++k) {
+        centres += DiagonalAt(first + k);
+        angles += DiagonalAt(first + 3 + k);
+      }
+    }
+    return centres > 0 && std::isfinite(angles / centres) ? angles / centres : 1;
+  }
+
+  /// By coordinates of centres 1, by angles next to nothing, else 0.
+  Eigen::VectorXd DatumWeights() const {
+    Eigen::VectorXd P = Eigen::VectorXd::Zero(Plan.UnknownNum());
+    const double angles = kAngleWeight * AnglesByCentres();
+    for (const int32_t node : Plan.vImageNode) {
+      if (node < 0) continue;
+      const int64_t first = Plan.vFirstUnknown[static_cast<size_t>(node)];
+      P.segment<3>(first).setOnes();
+      P.segment<3>(first + 3).setConstant(angles);
     }
     return P;
   }
 
   void Transform(const sparse::SupernodalFactor& factor, const Eigen::MatrixXd& G) {
-    const Eigen::VectorXd P = CentreWeights();
+    const Eigen::VectorXd P = DatumWeights();
     const Eigen::MatrixXd PG = P.asDiagonal() * G;
     const Eigen::MatrixXd A =
         (G.transpose() * PG).ldlt().solve(Eigen::MatrixXd::Identity(G.cols(), G.cols()));
@@ -70,7 +91,7 @@ struct CovarianceMaker {
     const Eigen::Map<const Eigen::MatrixXd> G(Datum.vDirections.data(), Plan.UnknownNum(), Datum.nDefect);
     std::vector<double> saved;
     std::vector<int64_t> held;
-    if (Datum.nDefect > 0) held = HeldUnknowns(G, CentreWeights());
+    if (Datum.nDefect > 0) held = HeldUnknowns(G, DatumWeights());
     for (const int64_t unknown : held) {
       saved.push_back(DiagonalAt(unknown));
       DiagonalAt(unknown) *= 2;

@@ -3,7 +3,8 @@
 // trace of the centres' cofactors is the least of all datums, and what is said of an image depends on no
 // choice of fixed points. Q = S Z S' with S = I - G (G'PG)^-1 G'P, G the free directions, P 1 for coordinates
 // of centres and else 0, and Z any inverse that d held unknowns make possible: Baarda, S-transformations and
-// criterion matrices (1973); Förstner and Wrobel, Photogrammetric Computer Vision (2016), 4.5.
+// criterion matrices (1973); Förstner and Wrobel, Photogrammetric Computer Vision (2016), 4.5. Angles have a
+// P next to 0, for centres on a line, as those of two images, do not tell the turn about it.
 #pragma once
 
 #include <cstdint>

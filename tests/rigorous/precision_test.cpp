@@ -202,6 +202,52 @@ INSTANTIATE_TEST_SUITE_P(
              true}),
     [](const ::testing::TestParamInfo<Case>& test) { return std::string(test.param.szName); });
 
+/// N Q N over all nodes, which have to be in the pattern together.
+Eigen::MatrixXd Returned(const AdjustedBlock& block, const Eigen::MatrixXd& N) {
+  const UnknownPlan& plan = block.Plan();
+  Eigen::MatrixXd Q(N.rows(), N.cols());
+  std::vector<double> values(64 * 64);
+  for (int32_t i = 0; i < plan.NodeNum(); ++i) {
+    for (int32_t j = 0; j < plan.NodeNum(); ++j) {
+      EXPECT_TRUE(block.Cofactors().Block(i, j, values));
+      for (int r = 0; r < 6; ++r) {
+        for (int c = 0; c < 6; ++c) Q(6 * i + r, 6 * j + c) = values[static_cast<size_t>(6 * r + c)];
+      }
+    }
+  }
+  return N * Q * N;
+}
+
+TEST(NodeCovariance, CentresOnALineLeaveTheTurnAboutItToTheAngles) {
+  for (const bool gps : {false, true}) {
+    O options;
+    options.nSeed = 3;
+    options.nStrips = 1;
+    options.nImages = 2;
+    options.nLensUnknowns = 0;
+    if (gps) options.GpsSigma = {0.05, 0.05, 0.1};
+    AdjustedBlock block(options);
+    ASSERT_TRUE(block.Covariance.Covariance);
+    EXPECT_EQ(block.Datum.nDefect, gps ? 1 : 7);
+    ReducedEquations& equations = block.Steps->EquationsAt(block.At);
+    Eigen::MatrixXd N(12, 12);
+    const std::span<const double> between = equations.N.Behind(0, 0);
+    for (int r = 0; r < 6; ++r) {
+      for (int c = 0; c < 6; ++c) {
+        const auto at = static_cast<size_t>(6 * r + c);
+        N(r, c) = equations.N.Diagonal(0)[at];
+        N(6 + r, 6 + c) = equations.N.Diagonal(1)[at];
+        N(r, 6 + c) = N(6 + c, r) = between[at];
+      }
+    }
+    const Eigen::VectorXd unit = N.diagonal().cwiseSqrt().cwiseInverse();
+    EXPECT_LT((unit.asDiagonal() * (Returned(block, N) - N) * unit.asDiagonal()).cwiseAbs().maxCoeff(), 1e-6);
+    for (int32_t image = 0; image < 2; ++image) {
+      for (int32_t k = 0; k < 3; ++k) EXPECT_LT(block.Cofactors().Deviation(image, 3 + k), 0.1) << gps;
+    }
+  }
+}
+
 TEST(NodeCovariance, NamesAnUnknownThatNothingTellsOf) {
   AdjustedBlock block = Adjusted({"", [](O& o) { o.nControl = 5; }});
   ReducedEquations& equations = block.Steps->EquationsAt(block.At);
