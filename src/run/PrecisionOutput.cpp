@@ -167,6 +167,11 @@ PrecisionFigure JudgedOf(const PrecisionFigures& figures, const CBundleAdjustmen
                                 quantity.fValue, quantity.fDeviation});
     }
   }
+  if (figures.Refusal) judged.szRefusal = WordsOfRefusal(*figures.Refusal, run);
+  for (const ImagePrecision& image : figures.vImages) {
+    judged.vImages.push_back({ImageNameOf(run.Images, image.nImage),
+                              std::max({image.Centre[0], image.Centre[1], image.Centre[2]})});
+  }
   return judged;
 }
 

@@ -91,6 +91,7 @@ class Judgement {
   void Cameras();
   void Precision(const PrecisionFigure& precision);
   void Focals(const PrecisionFigure& precision);
+  void WeakImages(const PrecisionFigure& precision);
   void Sigma0(const PrecisionFigure& precision);
   void Groups();
   void GroupList(const char* kind, const std::vector<GroupFigure>& groups);
@@ -244,7 +245,29 @@ void Judgement::Precision(const PrecisionFigure& precision) {
           "Look at how many control points take part, which of their coordinates count, and whether they or "
           "the GPS positions lie on a line");
   }
+  if (!precision.szRefusal.empty()) {
+    Doubt(precision.szRefusal + ", so that nothing has a standard deviation", "",
+          "Measure more points or control there, give a prior for it, or leave it out");
+  }
   Focals(precision);
+  WeakImages(precision);
+}
+
+/// Those whose positions are known far worse than the others', the worst one by name.
+void Judgement::WeakImages(const PrecisionFigure& precision) {
+  std::vector<PrecisionFigure::Image> images = precision.vImages;
+  if (images.size() < 3) return;
+  std::ranges::sort(images, {}, &PrecisionFigure::Image::fDeviation);
+  const double median = images[images.size() / 2].fDeviation, limit = L.fImageDeviation * median;
+  const auto weak = std::ranges::count_if(images, [&](const auto& one) { return one.fDeviation > limit; });
+  if (weak == 0 || !(median > 0)) return;
+  const PrecisionFigure::Image& worst = images.back();
+  std::string what =
+      Format("the position of image %s is known to %.3g object units, %.3g times the others' median",
+             PrintableName(worst.szName).c_str(), worst.fDeviation, worst.fDeviation / median);
+  if (weak > 1) what += Format("; %lld more like it", static_cast<long long>(weak - 1));
+  Doubt(std::move(what), Format("%.4g times", L.fImageDeviation),
+        "Measure more points in it, well apart, or take it out");
 }
 
 /// The worst one by name: where each image has a camera of its own, all of them may be weak.

@@ -65,6 +65,12 @@ struct PrecisionFigure {
     double fValue = 0, fDeviation = 0;  ///< pixels
   };
   std::vector<Focal> vFocals;  ///< of cameras whose focal length is unknown
+  std::string szRefusal = {};  ///< what is open, so that no standard deviation is known; empty: nothing
+  struct Image {
+    std::string szName;
+    double fDeviation = 0;  ///< of X, Y or Z, the largest; object units
+  };
+  std::vector<Image> vImages = {};  ///< that are unknown
 };
 
 /// A control point that contradicts the others, and had no part in the adjustment.

@@ -61,6 +61,8 @@ constexpr VerdictLimit kTable[] = {
      "doubtful when sigma0 of the rigorous method fails its test and is off 1 by a larger factor"},
     {&L::fFocalDeviation, "focal standard deviation", "%",
      "doubtful when the standard deviation of a focal length is a larger part of it"},
+    {&L::fImageDeviation, "image standard deviation", "times the others' median",
+     "doubtful when the standard deviation of the position of an image is larger"},
 };
 
 }  // namespace

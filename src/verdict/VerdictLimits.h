@@ -47,6 +47,7 @@ struct VerdictLimits {
   double fScaleWindow = 3;
   double fSigma0 = 1.5;
   double fFocalDeviation = 1;
+  double fImageDeviation = 20;
 };
 
 /// What the limit of the decrease ahead depends on.

@@ -266,6 +266,27 @@ const Case kCases[] = {
        f.Precision = {1, false, 0.5, {}, {{"0", 12000, 119}}};
      },
      kGood, ""},
+    {"Refusal",
+     [](F& f) { f.Precision = {1, false, 0.5, {}, {}, "rotation about z of image a is not determined"}; },
+     kDoubt,
+     "rotation about z of image a is not determined, so that nothing has a standard deviation. Measure"},
+    {"ImagesWeak",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {}, {}, {}, {{"a", 0.1}, {"b", 2.5}, {"c", 0.11}, {"d", 4}, {"e", 0.1}}};
+     },
+     kDoubt,
+     "the position of image d is known to 4 object units, 36.4 times the others' median; 1 more like it; "
+     "limit 20 times. Measure more points in it"},
+    {"ImagesKnown",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {}, {}, {}, {{"a", 0.1}, {"b", 1.9}, {"c", 0.1}, {"d", 0.09}}};
+     },
+     kGood, ""},
+    {"ImagesHeldByTheDatum",
+     [](F& f) {
+       f.Precision = {1, false, 0.5, {}, {}, {}, {{"a", 0}, {"b", 0}, {"c", 1e-9}}};
+     },
+     kGood, ""},
     {"OnlyIntersected",
      [](F& f) { f.bAdjusted = f.bPredicted = false, f.fStartRmse = f.fLastRmse = 0, f.vCameras.clear(); },
      kGood, ""},
