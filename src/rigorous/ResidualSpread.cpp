@@ -12,9 +12,11 @@ namespace {
 constexpr double kBinsOfTwo = 8;
 /// Median of sqrt((x^2 + y^2) / 2) where x and y are normal: sqrt(ln 2).
 const double kMedianLength = std::sqrt(std::log(2.0));
-/// Root mean square against the standard deviation from the median; noise of points with few rays
-/// reaches 1.15.
+/// Root mean square against the standard deviation from the median: 1 for points of many rays, 1.23 where all
+/// points have two, whose residuals lie across their common plane alone.
 constexpr double kGrossRatio = 1.25;
+/// What chance adds, times the root of the number of rays.
+constexpr double kGrossChance = 6;
 
 }  // namespace
 
@@ -77,7 +79,8 @@ ResidualSpread SpreadOfResiduals(const Problem& problem, const PointChunks& chun
 }
 
 bool LooksGross(const ResidualSpread& spread) {
-  return spread.RootMeanSquare() > kGrossRatio * spread.RobustSigma();
+  const double chance = kGrossChance / std::sqrt(static_cast<double>(std::max<int64_t>(spread.Num(), 1)));
+  return spread.RootMeanSquare() > (kGrossRatio + chance) * spread.RobustSigma();
 }
 
 }  // namespace orvo::rigorous

@@ -83,6 +83,18 @@ TEST(RobustAdjust, OfACleanBlockIsPlainLeastSquares) {
   }
 }
 
+TEST(RobustAdjust, PointsSeenTwiceDoNotLookGross) {
+  for (uint64_t seed = 1; seed <= 20; ++seed) {
+    TruthOptions options = {.nSeed = seed, .nStrips = 1, .nImages = 2, .nLensUnknowns = 0};
+    options.fStartCentre = options.fStartDegrees = 0.1;
+    TruthBlock block = MakeTruthBlock(options);
+    Estimate estimate = block.Start;
+    const RobustResult result = AdjustRobustly(block.Given, {}, estimate);
+    EXPECT_FALSE(result.bGraduated) << seed;
+    EXPECT_LE(result.vOut.size(), 1) << seed;
+  }
+}
+
 TEST(RobustAdjust, TakesAFewLargeErrorsOutOfACleanBlock) {
   TruthBlock block = MakeTruthBlock(OptionsOf({"", 0, 0, 9}));
   const std::vector<int64_t> spoilt = {100, 2500, 7001};
