@@ -24,6 +24,19 @@ std::vector<double> DiagonalOf(const sparse::NodeMatrix& N) {
   return diagonal;
 }
 
+/// The same space, by columns of which each has a row for itself: its largest, where the others are 0.
+void Separate(Eigen::MatrixXd& columns) {
+  for (Eigen::Index k = 0; k < columns.cols(); ++k) {
+    Eigen::Index row = 0, column = 0;
+    columns.rightCols(columns.cols() - k).cwiseAbs().maxCoeff(&row, &column);
+    columns.col(k).swap(columns.col(k + column));
+    columns.col(k) /= columns(row, k);
+    for (Eigen::Index other = 0; other < columns.cols(); ++other) {
+      if (other != k) columns.col(other) -= columns(row, other) * columns.col(k);
+    }
+  }
+}
+
 }  // namespace
 
 FreeDatum FreeDatumOf(const Problem& problem, const UnknownPlan& plan, const Estimate& estimate,
@@ -50,11 +63,13 @@ FreeDatum FreeDatumOf(const Problem& problem, const UnknownPlan& plan, const Est
       scale.asDiagonal() * unit.eigenvectors().rightCols(kBlockMotionNum - first) *
       unit.eigenvalues().tail(kBlockMotionNum - first).cwiseSqrt().cwiseInverse().asDiagonal();
   const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> held(whitened.transpose() * A * whitened);
-  for (Eigen::Index k = 0; k < held.eigenvalues().size() && held.eigenvalues()[k] < kFree; ++k) {
-    const Eigen::VectorXd direction = G * (whitened * held.eigenvectors().col(k));
-    datum.vDirections.insert(datum.vDirections.end(), direction.begin(), direction.end());
-    ++datum.nDefect;
-  }
+  datum.nDefect = static_cast<int32_t>(
+      std::ranges::count_if(held.eigenvalues(), [](double value) { return value < kFree; }));
+  Eigen::MatrixXd free =
+      scale.cwiseInverse().asDiagonal() * whitened * held.eigenvectors().leftCols(datum.nDefect);
+  Separate(free);
+  const Eigen::MatrixXd directions = G * (scale.asDiagonal() * free);
+  datum.vDirections.assign(directions.data(), directions.data() + directions.size());
   return datum;
 }
 

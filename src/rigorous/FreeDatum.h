@@ -10,7 +10,8 @@
 
 namespace orvo::rigorous {
 
-/// Combinations of the seven motions along which N has nothing but rounding.
+/// Combinations of the seven motions along which N has nothing but rounding: each with a motion of its own
+/// that the others have nothing of, so that they can be told one by one.
 struct FreeDatum {
   int32_t nDefect = 0;
   std::vector<double> vDirections;  ///< nDefect vectors over all unknowns, one behind the other
