@@ -18,7 +18,6 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
 #include <deque>
 #include <map>
 #include <memory>
@@ -27,6 +26,8 @@
 #include <vector>
 
 #include "peer/CollinearityCost.h"
+#include "peer/RigorousPeer.h"
+#include "peer/Times.h"
 #include "prepared/PreparedBlock.h"
 
 namespace orvo::peer {
@@ -39,22 +40,6 @@ struct Arguments {
   double fTolerance = 1e-6;
   bool bGross = false, bProgress = false;
 };
-
-/// Wall time and processor time of all threads.
-struct Times {
-  double fWall = 0, fCpu = 0;
-
-  Times operator-(const Times& other) const { return {fWall - other.fWall, fCpu - other.fCpu}; }
-  Times operator+(const Times& other) const { return {fWall + other.fWall, fCpu + other.fCpu}; }
-};
-
-double Seconds(clockid_t clock) {
-  timespec now{};
-  ::clock_gettime(clock, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-Times Now() { return {Seconds(CLOCK_MONOTONIC), Seconds(CLOCK_PROCESS_CPUTIME_ID)}; }
 
 /// The parameters in the solver's form. Images and cameras of a merged layout share a block of 11.
 struct Parameters {
@@ -383,8 +368,20 @@ int Main(int argc, char** argv) {
       ->capture_default_str();
   app.add_flag("--gross", arguments.bGross, "the rule for gross measurements");
   app.add_flag("--progress", arguments.bProgress, "print each step");
+  RigorousArguments rigorous;
+  bool isRigorous = false;
+  app.add_flag("--rigorous", isRigorous, "the problem of the rigorous method; tells of it in JSON");
+  AddRigorousOptions(app, rigorous);
   CLI11_PARSE(app, argc, argv);
-  return Solve(arguments, start);
+  if (!isRigorous) return Solve(arguments, start);
+  rigorous.szProject = arguments.szProject;
+  rigorous.szGcp = arguments.szGcp;
+  rigorous.szSettings = arguments.szSettings;
+  rigorous.szSolver = arguments.szSolver;
+  rigorous.nThreads = arguments.nThreads;
+  rigorous.fTolerance = arguments.fTolerance;
+  rigorous.bProgress = arguments.bProgress;
+  return SolveRigorous(rigorous, start);
 }
 
 }  // namespace

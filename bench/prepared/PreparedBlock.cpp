@@ -5,7 +5,7 @@
 namespace orvo::bench {
 
 bool PrepareBlock(CBundleAdjustment& block, const std::string& project, const std::string& gcp,
-                  const std::string& settings) {
+                  const std::string& settings, PreparedUnits units) {
   const auto fail = [](const char* step) {
     std::fprintf(stderr, "preparing a block: %s failed\n", step);
     return false;
@@ -13,6 +13,7 @@ bool PrepareBlock(CBundleAdjustment& block, const std::string& project, const st
   // The dense normal matrix would be allocated in vain.
   if (block.ReadSettings(settings) == 0) return fail("reading the settings");
   block.Limits.Apply_PCG_Model = true;
+  if (units == PreparedUnits::OfFiles) block.Limits.Coor_Normalization = false;
   block.Paths.szGcpPath = gcp;
   if (block.Settings.Resampling_Points || block.Limits.Apply_GPS_Data || block.Limits.Apply_IMU_Data)
     return fail("leaving out thinning and POS data");
