@@ -15,6 +15,7 @@
 #include "report/Comparison.h"
 #include "report/Results.h"
 #include "report/Tables.h"
+#include "rigorous/RigorousCommand.h"
 #include "suite/CaseRuns.h"
 #include "suite/Companions.h"
 #include "suite/Suite.h"
@@ -254,7 +255,13 @@ int Main(int argc, char** argv) {
                    "exit status 1 where something takes more than so many times as much")
       ->check(CLI::Validator(
           [](const std::string& text) { return IsFactor(text) ? "" : "write a factor, such as 1.1"; }, ""));
+  RigorousCommand rigorous;
+  rigorous.szProgram = run.szProgram;
+  rigorous.szResults = run.szResults;
+  CLI::App* beside = app.add_subcommand("rigorous", "the rigorous method beside the peer, with its bars");
+  AddRigorousOptions(*beside, rigorous);
   CLI11_PARSE(app, argc, argv);
+  if (*beside) return RunRigorousCommand(rigorous, CommitLabel(ORVO_SOURCE_DIR));
   if (*tables) return ShowTables(report);
   if (*compare) return ShowComparison(report);
   if (*files) return MakeFiles(run);

@@ -163,7 +163,7 @@ int SolveRigorous(const RigorousArguments& arguments, const Times& start) {
   ceres::Solve(options, problem.Problem(), &summary);
   const Times solved = Now();
   times.Solve = solved - built;
-  times.ToDefault = stop.bFound ? stop.Time - built : Times{-1, -1};
+  times.ToDefault = stop.bFound ? stop.Time - built : times.Solve;
   times.Total = solved - start;
   if (arguments.bProgress) std::printf("%s\n", summary.FullReport().c_str());
   if (!summary.IsSolutionUsable()) {

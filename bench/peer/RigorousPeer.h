@@ -27,8 +27,8 @@ void AddRigorousOptions(CLI::App& app, RigorousArguments& arguments);
 
 /// Solves and prints a line of JSON, times in seconds with wall and cpu: images, measurements, vpv (twice the
 /// solver's cost, without unit), accepted and rejected (steps), converged, read, build, solve (with what the
-/// solver prepares), to_default (of it, until its default tolerance of 1e-6 would have ended it; -1: never),
-/// total (since `start`) and peak_bytes. 1 after a message where it can't be done.
+/// solver prepares), to_default (of it, until its default tolerance of 1e-6 would have ended it), total
+/// (since `start`) and peak_bytes. 1 after a message where it can't be done.
 int SolveRigorous(const RigorousArguments& arguments, const Times& start);
 
 }  // namespace orvo::peer

@@ -1,6 +1,5 @@
 #include "peer/RigorousProblem.h"
 
-
 #include <algorithm>
 #include <cmath>
 
