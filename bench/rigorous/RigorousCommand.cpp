@@ -37,8 +37,9 @@ bool WriteResults(const RigorousResults& results, const std::string& folder) {
 bool Measure(const RigorousCommand& command, int64_t images, int threads, RigorousResults& results) {
   const auto files = PrepareRigorousBlock(images, command.szWork);
   if (!files) return false;
-  RigorousPlan plan{command.szProgram, command.szPeer, *files,
-                    fmt::format("{}/out-{}", command.szWork, ::getpid()), threads};
+  RigorousPlan plan{
+      command.szProgram, command.szPeer,        *files, fmt::format("{}/out-{}", command.szWork, ::getpid()),
+      threads,           command.fPeerTolerance};
   results.Comparisons.emplace_back();
   RigorousComparison& comparison = results.Comparisons.back();
   comparison.nImages = images;
@@ -89,6 +90,9 @@ void AddRigorousOptions(CLI::App& app, RigorousCommand& command) {
   app.add_option("--peer-configurations", command.pConfigurations, "by commas: " + names)
       ->delimiter(',')
       ->check(CLI::Validator(CheckName, ""))
+      ->capture_default_str();
+  app.add_option("--peer-tolerance", command.fPeerTolerance, "relative change of the cost that ends the peer")
+      ->check(CLI::Range(0.0, 1.0))
       ->capture_default_str();
   app.add_option("--program", command.szProgram, "the orvo to measure [the one built]");
   app.add_option("--peer", command.szPeer, "the orvo_peer program [the one built]");

@@ -15,6 +15,7 @@ struct RigorousCommand {
   std::vector<int> pThreads = {1, 2};
   std::vector<std::string> pConfigurations = {"sparse-wide", "sparse"};
   int nRepeats = 5;
+  double fPeerTolerance = 1e-12;
   std::string szProgram, szPeer, szWork = DefaultWorkFolder(), szResults, szLabel;
   bool bNoPeer = false, bNoPrecision = false;
 };
