@@ -46,7 +46,8 @@ struct Parts {
         Pattern(PatternOf(problem, Plan)),
         Equations(Pattern),
         Solver(Pattern, Plan, options.Solver, options.fForcing, options.nThreads),
-        vStep(static_cast<size_t>(Plan.UnknownNum())) {}
+        vStep(static_cast<size_t>(Plan.UnknownNum())),
+        Damping(options.fFirstDamping) {}
 
   const Problem& In;
   const AdjustOptions Options;
@@ -56,13 +57,19 @@ struct Parts {
   ReducedEquations Equations;
   StepSolver Solver;
   std::vector<double> vStep;
+  /// Of a run that ended with a step that was not taken: what it had learnt until then is the next one's.
+  NielsenDamping Damping;
+  bool bDampingStands = false;
 };
 
 /// One run, in the workshop of its adjuster.
 class Adjustment {
  public:
   Adjustment(Parts& parts, Estimate& estimate, const RobustLoss& loss)
-      : P(parts), Now(estimate), Loss(loss), Damping(parts.Options.fFirstDamping) {}
+      : P(parts),
+        Now(estimate),
+        Loss(loss),
+        Damping(parts.bDampingStands ? parts.Damping : NielsenDamping(parts.Options.fFirstDamping)) {}
 
   AdjustResult Run(int32_t maxIterations, const IterationObserver& observer);
 
@@ -199,6 +206,9 @@ AdjustResult Adjustment::Run(int32_t maxIterations, const IterationObserver& obs
       ended = true;
     }
   }
+  P.bDampingStands =
+      Result.End == AdjustEnd::Limit && !Result.vIterations.empty() && !Result.vIterations.back().bAccepted;
+  P.Damping = Damping;
   return Result;
 }
 

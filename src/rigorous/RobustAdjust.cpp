@@ -20,6 +20,11 @@ constexpr double kLastScale = 5;
 constexpr double kHuberScale = 2;
 /// Where the scale begins, against what half of the rays lie within.
 constexpr double kFirstScale = 40;
+/// Of the root mean square at the start against what the median tells: beyond, errors are far larger than
+/// what the start is off.
+constexpr double kFarRatio = 1.5;
+/// Of the losses then, against what the median tells.
+constexpr double kStartScale = 6;
 /// With the last scale: the rest comes by least squares.
 constexpr int32_t kLastScaleIterations = 2;
 constexpr int32_t kSnoopingPasses = 6;
@@ -43,6 +48,7 @@ class RobustAdjustment {
  private:
   bool Stage(const RobustLoss& loss, int32_t iterations);
   ResidualSpread Spread() const { return SpreadOfResiduals(In, Steps.Chunks(), Now, Options.Steps.nThreads); }
+  bool Begin();
   bool HalveScale(int32_t iterations);
   bool Graduate();
   bool IsControlWorst();
@@ -82,13 +88,28 @@ bool RobustAdjustment::Stage(const RobustLoss& loss, int32_t iterations) {
   return !IsOver() && Left() > 0;
 }
 
+/// Iterations before anything is judged: plain ones, unless errors of hundreds of pixels speak from the start
+/// itself, of which one step of least squares would leave nothing in its place.
+bool RobustAdjustment::Begin() {
+  const ResidualSpread spread = Spread();
+  const double sigma = spread.RobustSigma();
+  if (Options.Form != RobustForm::Auto || !(spread.RootMeanSquare() > kFarRatio * sigma))
+    return Stage({}, kFirstIterations);
+  for (int32_t i = 0; i < kFirstIterations; ++i) {
+    if (!Stage({LossForm::Welsch, kStartScale * std::max(Spread().RobustSigma(), 1.0)}, 1)) return false;
+  }
+  return true;
+}
+
 /// Welsch losses with a scale that is halved down to kLastScale, and `iterations` with that.
 bool RobustAdjustment::HalveScale(int32_t iterations) {
   ResidualSpread spread = Spread();
   double scale = std::max(kFirstScale * spread.RobustSigma(), 2 * kLastScale);
-  for (; scale > kLastScale * std::max(spread.RobustSigma(), 1e-3); scale /= 2) {
+  while (scale > kLastScale * std::max(spread.RobustSigma(), 1e-3)) {
     if (!Stage({LossForm::Welsch, scale}, 1)) return false;
     spread = Spread();
+    // A step that was not taken has changed nothing that a smaller scale could rest on.
+    if (Result.vIterations.back().bAccepted) scale /= 2;
   }
   return Stage({LossForm::Welsch, kLastScale * std::max(spread.RobustSigma(), 1e-3)}, iterations);
 }
@@ -208,7 +229,7 @@ RobustResult RobustAdjustment::Run() {
     return std::move(Result);
   }
   if (Options.Form == RobustForm::Auto) Result.vControlOut = SetGrossControlAside(In, Now);
-  bool goes = Stage({}, kFirstIterations);
+  bool goes = Begin();
   if (Options.Form == RobustForm::Welsch) {
     // From a start that is off by many pixels nothing would have any pull.
     if (goes) HalveScale(Options.Steps.nMaxIterations);

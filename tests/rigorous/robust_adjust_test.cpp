@@ -68,7 +68,10 @@ INSTANTIATE_TEST_SUITE_P(
     All, GrossErrors,
     ::testing::Values(GrossCase{"HalfPercent", 0.005, 50, 1}, GrossCase{"TwoPercent", 0.02, 50, 2},
                       GrossCase{"FivePercent", 0.05, 50, 3, 0.003}, GrossCase{"TwoPercentSmall", 0.02, 10, 4},
-                      GrossCase{"TwoPercentHuge", 0.02, 1000, 5}),
+                      GrossCase{"TwoPercentHuge", 0.02, 1000, 5},
+                      GrossCase{"TwoPercentHugeAgain", 0.02, 1000, 15},
+                      GrossCase{"FivePercentLarge", 0.05, 300, 16, 0.003},
+                      GrossCase{"FivePercentHuge", 0.05, 1000, 7, 0.003}),
     [](const ::testing::TestParamInfo<GrossCase>& test) { return std::string(test.param.szName); });
 
 TEST(RobustAdjust, OfACleanBlockIsPlainLeastSquares) {
