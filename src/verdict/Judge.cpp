@@ -2,38 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 
 #include "base/PrintableName.h"
+#include "verdict/JudgementTexts.h"
+#include "verdict/PrecisionJudgement.h"
 
 namespace orvo {
 namespace {
 
-constexpr size_t kNamesTold = 5;
 /// Of fewer, one wrong point is told by itself.
 constexpr int64_t kFewestCheckPoints = 3;
-
-std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
-
-std::string Format(const char* format, ...) {
-  char text[512];
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof text, format, arguments);
-  va_end(arguments);
-  return text;
-}
-
-/// The first names, and how many there are besides.
-std::string NameList(const std::vector<std::string>& names) {
-  std::string text;
-  for (size_t i = 0; i < std::min(names.size(), kNamesTold); ++i) {
-    text += (i > 0 ? ", " : "") + PrintableName(names[i]);
-  }
-  if (names.size() > kNamesTold) text += " and " + std::to_string(names.size() - kNamesTold) + " more";
-  return text;
-}
 
 double Percent(int64_t part, int64_t whole) {
   return whole > 0 ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 0.0;
@@ -57,9 +35,8 @@ class Judgement {
     if (F.bAdjusted) Iteration();
     Points();
     if (F.bAdjusted) Cameras();
-    if (F.Precision) Precision(*F.Precision);
+    JudgePrecision(F, L, Result.vReasons);
     Groups();
-    Control();
     Ground();
     Positions();
     Frame();
@@ -89,14 +66,8 @@ class Judgement {
   void Points();
   void Means();
   void Cameras();
-  void Precision(const PrecisionFigure& precision);
-  void Focals(const PrecisionFigure& precision);
-  void WeakImages(const PrecisionFigure& precision);
-  void Sigma0(const PrecisionFigure& precision);
   void Groups();
   void GroupList(const char* kind, const std::vector<GroupFigure>& groups);
-  void Control();
-  bool IsOut(const std::string& name) const;
   void Ground();
   void GroundList(const std::vector<GroundFigure>& points);
   void CheckPoints(const std::vector<GroundFigure>& points);
@@ -227,71 +198,6 @@ void Judgement::Cameras() {
   }
 }
 
-void Judgement::Sigma0(const PrecisionFigure& precision) {
-  const double sigma0 = precision.fSigma0;
-  if (!precision.bTestFailed || (sigma0 <= L.fSigma0 && sigma0 * L.fSigma0 >= 1)) return;
-  Doubt(Format("sigma0 %.3g: the residuals are %s than the standard deviations of the settings say", sigma0,
-               sigma0 > 1 ? "larger" : "smaller"),
-        Format("%.4g times", L.fSigma0),
-        Format("Set Sigma_Image %.2g in place of %.2g, unless the standard deviations of control or GPS are "
-               "wrong",
-               sigma0 * precision.fSigmaImage, precision.fSigmaImage));
-}
-
-void Judgement::Precision(const PrecisionFigure& precision) {
-  Sigma0(precision);
-  if (!precision.vFree.empty() && (F.bHasControl || F.bHasGps)) {
-    Doubt("no observation holds: " + NameList(precision.vFree) + ", although there is control or GPS", "",
-          "Look at how many control points take part, which of their coordinates count, and whether they or "
-          "the GPS positions lie on a line");
-  }
-  if (!precision.szRefusal.empty()) {
-    Doubt(precision.szRefusal + ", so that nothing has a standard deviation", "",
-          "Measure more points or control there, give a prior for it, or leave it out");
-  }
-  Focals(precision);
-  WeakImages(precision);
-}
-
-/// Those whose positions are known far worse than the others', the worst one by name.
-void Judgement::WeakImages(const PrecisionFigure& precision) {
-  std::vector<PrecisionFigure::Image> images = precision.vImages;
-  if (images.size() < 3) return;
-  std::ranges::sort(images, {}, &PrecisionFigure::Image::fDeviation);
-  const double median = images[images.size() / 2].fDeviation, limit = L.fImageDeviation * median;
-  const auto weak = std::ranges::count_if(images, [&](const auto& one) { return one.fDeviation > limit; });
-  if (weak == 0 || !(median > 0)) return;
-  const PrecisionFigure::Image& worst = images.back();
-  std::string what =
-      Format("the position of image %s is known to %.3g object units, %.3g times the others' median",
-             PrintableName(worst.szName).c_str(), worst.fDeviation, worst.fDeviation / median);
-  if (weak > 1) what += Format("; %lld more like it", static_cast<long long>(weak - 1));
-  Doubt(std::move(what), Format("%.4g times", L.fImageDeviation),
-        "Measure more points in it, well apart, or take it out");
-}
-
-/// The worst one by name: where each image has a camera of its own, all of them may be weak.
-void Judgement::Focals(const PrecisionFigure& precision) {
-  const auto percentOf = [](const PrecisionFigure::Focal& focal) {
-    return 100 * focal.fDeviation / std::fabs(focal.fValue);
-  };
-  const PrecisionFigure::Focal* worst = nullptr;
-  int64_t weak = 0;
-  for (const PrecisionFigure::Focal& focal : precision.vFocals) {
-    if (!(percentOf(focal) > L.fFocalDeviation)) continue;
-    ++weak;
-    if (worst == nullptr || percentOf(focal) > percentOf(*worst)) worst = &focal;
-  }
-  if (worst == nullptr) return;
-  std::string what =
-      Format("the focal length of camera %s is known to %.3g of %.6g, %.3g %% of it",
-             PrintableName(worst->szCamera).c_str(), worst->fDeviation, worst->fValue, percentOf(*worst));
-  if (weak > 1) what += Format("; %lld more like it", static_cast<long long>(weak - 1));
-  Doubt(std::move(what), Format("%.4g %%", L.fFocalDeviation),
-        "Give Prior_Focal, control of different heights, GPS positions or oblique images, or keep the "
-        "camera with Set_IOP_Unknown false");
-}
-
 void Judgement::GroupList(const char* kind, const std::vector<GroupFigure>& groups) {
   const double limit = L.fGroupRatio * Floor(F.fEndRmse);
   for (const GroupFigure& group : groups) {
@@ -315,23 +221,6 @@ void Judgement::GroupList(const char* kind, const std::vector<GroupFigure>& grou
 void Judgement::Groups() {
   GroupList("image", F.vImages);
   if (F.vCameraResiduals.size() > 1) GroupList("camera", F.vCameraResiduals);
-}
-
-bool Judgement::IsOut(const std::string& name) const {
-  return std::ranges::any_of(F.vControlOut, [&](const ControlOutFigure& out) { return out.szName == name; });
-}
-
-void Judgement::Control() {
-  for (const ControlOutFigure& out : F.vControlOut) {
-    Doubt(Format("control point %s contradicts the others and was left out: off by %.3g",
-                 PrintableName(out.szName).c_str(), out.fDifference),
-          "", "Look at its name, its coordinates and its measurements in " + PrintableName(F.szGcpFile));
-  }
-  if (F.bControlContradictory) {
-    Doubt("the control points contradict each other by far more than their standard deviations say", "",
-          "Look at coordinates and units in " + PrintableName(F.szGcpFile) +
-              ", and at the standard deviations of control");
-  }
 }
 
 void Judgement::GroundList(const std::vector<GroundFigure>& points) {
@@ -394,7 +283,7 @@ void Judgement::Ground() {
   std::vector<GroundFigure> control, check;
   std::vector<std::string> fewImages;
   for (const GroundFigure& point : F.vGround) {
-    if (point.bControl && IsOut(point.szName)) continue;
+    if (point.bControl && IsLeftOut(point.szName, F)) continue;
     (point.bControl ? control : check).push_back(point);
     if (point.bControl && static_cast<double>(point.nImages) < L.fLeastImages)
       fewImages.push_back(point.szName);
@@ -464,7 +353,7 @@ void Judgement::Similarity() {
   for (size_t i = 0; i < misfits.size(); ++i) {
     const double limit =
         std::max(L.fMisfitRatio * MedianOfOthers(misfits, i), L.fMisfitFloor / 100 * s.fExtent);
-    if (misfits[i] <= limit || IsOut(s.vMisfits[i].szName)) continue;
+    if (misfits[i] <= limit || IsLeftOut(s.vMisfits[i].szName, F)) continue;
     Doubt(Format("control point %s does not fit the others before the adjustment: off by %.3g",
                  PrintableName(s.vMisfits[i].szName).c_str(), misfits[i]),
           Format("%.3g object units", limit), "Look at its name and coordinates in " + file);
