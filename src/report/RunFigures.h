@@ -265,6 +265,43 @@ struct DeviationRange {
   Triple Least, Median, Largest;
 };
 
+/// A control or check point that was adjusted. What is not observed or can't be tested is no number.
+struct GroundPrecisionFigure {
+  std::string szPoint;
+  bool bControl = false;
+  int32_t nRays = 0;  ///< that are in use
+  Triple Deviation;   ///< standard deviations of the adjusted coordinates, object units
+  /// Of control: residual by its standard deviation. Of check points: difference by that of the difference,
+  /// which comes from the adjusted point and from the survey.
+  Triple Test;
+  Triple Redundancy;  ///< of control: 0 nothing controls it, 1 everything does
+  Triple Smallest;    ///< of control: gross error that is found with 80 %, object units
+  Triple Effect;      ///< of control: what one that is not found moves, in standard deviations of that
+};
+
+/// An observation that the others contradict.
+struct SuspectFigure {
+  std::string szKind;       ///< "measurement", "control", "gps", "imu"
+  bool bLeftOut = false;    ///< of the adjustment
+  std::string szImage;      ///< empty of control
+  std::string szPoint;      ///< empty of GPS and IMU
+  std::string szComponent;  ///< "x", "y", "x y", "X", "phi", ...
+  double fSize = 0;         ///< of the gross error, as far as the others tell it
+  std::string szUnit;       ///< of the size: "px", "object units", "degrees"
+  double fTest = 0;         ///< w; above 3.29 of one in 1,000 that is sound
+};
+
+/// A group of observations, and how large its errors are against what was stated of them.
+struct VarianceFigure {
+  std::string szGroup;   ///< "measurements", "control X Y", "control Z", "GPS X Y", "GPS Z", "IMU", "priors"
+  std::string szCamera;  ///< of measurements; else empty
+  int64_t nObservations = 0;
+  double fRedundancy = 0;
+  double fFactor = 1;     ///< of the stated standard deviations; 1 where it is not known
+  double fDeviation = 0;  ///< of the factor; no number where it is not known
+  bool bApplied = false;  ///< the adjustment took the standard deviations times the factor
+};
+
 /// Of a rigorous run.
 struct PrecisionFigures {
   double fSigma0 = 0;
@@ -279,6 +316,10 @@ struct PrecisionFigures {
   DeviationRange Centres;          ///< object units
   DeviationRange Angles;           ///< phi, omega, kappa, degrees
   std::vector<CameraPrecisionFigure> vCameras;
+  std::vector<GroundPrecisionFigure> vGround;  ///< control, then check points
+  std::vector<SuspectFigure> vSuspects;        ///< the largest test values first, at most 100
+  int64_t nSuspects = 0;                       ///< all there are, with the measurements left out
+  std::vector<VarianceFigure> vVariances;      ///< empty where they were not estimated
 };
 
 struct MemoryFigure {

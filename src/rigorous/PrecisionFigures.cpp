@@ -9,7 +9,9 @@
 
 #include "rigorous/FreeDatum.h"
 #include "rigorous/NodeCovariance.h"
+#include "rigorous/OwnPrecision.h"
 #include "rigorous/PointPrecision.h"
+#include "rigorous/Reliability.h"
 #include "rigorous/RotationVector.h"
 #include "rigorous/WeakDirections.h"
 
@@ -107,6 +109,10 @@ class FigureMaker {
   void AddMounting(const CameraEstimate& camera, const CameraColumns& columns, RowMatrix& rows);
   void AddPairs(const RowMatrix& cofactors, CameraPrecision& camera) const;
   void AddPoints();
+  void RateControl(const PointPrecision& point, GroundPrecision& made) const;
+  void RateCheck(GroundPrecision& made) const;
+  void AddOwnTests();
+  double TestUnit() const { return Out.fUnit > 0 ? Out.fUnit : 1; }
   PointKind KindOf(int64_t point) const;
   int32_t RaysOf(int64_t point) const;
 
@@ -214,7 +220,8 @@ void FigureMaker::AddCameras() {
 PointKind FigureMaker::KindOf(int64_t point) const {
   if (std::ranges::binary_search(In.Task.vControl, point, {}, &ControlObservation::nPoint))
     return PointKind::Control;
-  return std::ranges::binary_search(In.vCheckPoints, point) ? PointKind::Check : PointKind::Tie;
+  return std::ranges::binary_search(In.vCheckPoints, point, {}, &CheckPoint::nPoint) ? PointKind::Check
+                                                                                     : PointKind::Tie;
 }
 
 int32_t FigureMaker::RaysOf(int64_t point) const {
@@ -234,7 +241,50 @@ void FigureMaker::AddPoints() {
     made.bDetermined = point.bDetermined;
     made.nRays = RaysOf(point.nPoint);
     for (size_t k = 0; k < 3; ++k) made.Deviation[k] = DeviationOf(point.Cofactor[4 * k]);
+    if (made.Kind == PointKind::Control) RateControl(point, made);
+    if (made.Kind == PointKind::Check && made.bDetermined) RateCheck(made);
     Out.vPoints.push_back(made);
+  });
+}
+
+void FigureMaker::RateControl(const PointPrecision& point, GroundPrecision& made) const {
+  const auto control =
+      std::ranges::lower_bound(In.Task.vControl, point.nPoint, {}, &ControlObservation::nPoint);
+  for (size_t k = 0; k < 3; ++k) {
+    if (!point.IsControlled[k]) continue;
+    const double sigma = control->Sigma[k], redundancy = point.ControlRedundancy[k];
+    const Reliability worth = ReliabilityOf(point.ControlResidual[k], redundancy, TestUnit());
+    made.Redundancy[k] = redundancy;
+    if (!std::isfinite(worth.fSmallest)) continue;
+    made.Test[k] = worth.fTest;
+    made.Error[k] = sigma * point.ControlResidual[k] / redundancy;
+    made.Smallest[k] = sigma * worth.fSmallest;
+    made.Effect[k] = worth.fEffect;
+  }
+}
+
+void FigureMaker::RateCheck(GroundPrecision& made) const {
+  const CheckPoint& check = *std::ranges::lower_bound(In.vCheckPoints, made.nPoint, {}, &CheckPoint::nPoint);
+  for (size_t k = 0; k < 3; ++k) {
+    const double deviation = std::hypot(made.Deviation[k], check.Sigma[k]);
+    const double difference = check.Given[k] - At.vPoints[static_cast<size_t>(made.nPoint)][k];
+    if (deviation > 0 && std::isfinite(deviation)) made.Test[k] = difference / deviation;
+  }
+}
+
+void FigureMaker::AddOwnTests() {
+  ForEachOwnPrecision(In.Task, Plan, At, *Q, [this](const OwnPrecision& own) {
+    if (own.Kind != OwnKind::Gps && own.Kind != OwnKind::Imu) return;
+    const ImageModel& image = In.Task.vImages[static_cast<size_t>(own.nOwner)];
+    const Vector3& sigma = own.Kind == OwnKind::Gps ? image.GpsSigma : image.ImuSigma;
+    OwnTest largest{own.Kind, own.nOwner, 0, 0, 0};
+    for (int k = 0; k < 3; ++k) {
+      if (!own.IsCounted[static_cast<size_t>(k)]) continue;
+      const Reliability worth = ReliabilityOf(own.Residual[k], own.Redundancy[k], TestUnit());
+      if (!(std::abs(worth.fTest) > std::abs(largest.fW))) continue;
+      largest = {own.Kind, own.nOwner, k, worth.fTest, sigma[k] * own.Residual[k] / own.Redundancy[k]};
+    }
+    if (std::abs(largest.fW) > In.fCritical) Out.vOwnTests.push_back(largest);
   });
 }
 
@@ -257,6 +307,7 @@ PrecisionFigures FigureMaker::Make() {
   AddImages();
   AddCameras();
   AddPoints();
+  AddOwnTests();
   return std::move(Out);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "records/RigorousSettings.h"
 #include "rigorous/Adjust.h"
 #include "rigorous/GlobalTest.h"
+#include "rigorous/OwnRows.h"
 #include "rigorous/Problem.h"
 
 namespace orvo::rigorous {
@@ -46,6 +48,10 @@ struct CameraPrecision {
   std::vector<CorrelatedPair> vPairs;  ///< beyond kToldCorrelation
 };
 
+inline constexpr Vector3 kNoNumber3 = {std::numeric_limits<double>::quiet_NaN(),
+                                       std::numeric_limits<double>::quiet_NaN(),
+                                       std::numeric_limits<double>::quiet_NaN()};
+
 enum class PointKind : uint8_t { Tie, Control, Check };
 
 struct GroundPrecision {
@@ -54,6 +60,27 @@ struct GroundPrecision {
   bool bDetermined = false;
   Vector3 Deviation{};  ///< of X, Y, Z, object units; 0 where the point is not determined
   int32_t nRays = 0;    ///< that are in use
+  /// Residual of control by its standard deviation, and difference of a check point (given less adjusted) by
+  /// that of the difference. These and the next are no number where nothing is observed or can be tested.
+  Vector3 Test = kNoNumber3;
+  Vector3 Redundancy = kNoNumber3;  ///< of control
+  Vector3 Error = kNoNumber3;       ///< of control: its gross error as the others tell it, object units
+  Vector3 Smallest = kNoNumber3;    ///< of control: gross error that is found with 80 %, object units
+  Vector3 Effect = kNoNumber3;      ///< of control: see Reliability.h
+};
+
+/// A GPS position or an attitude, by its component with the largest |w|.
+struct OwnTest {
+  OwnKind Kind = OwnKind::Gps;
+  int32_t nImage = 0, nComponent = 0;
+  double fW = 0;
+  double fError = 0;  ///< gross error as the others tell it: object units, radians
+};
+
+/// What was surveyed of a point that is no observation.
+struct CheckPoint {
+  int64_t nPoint = 0;  ///< of the problem
+  Vector3 Given{}, Sigma{};
 };
 
 enum class UnknownOwner : uint8_t { Image, Strip, Camera, None };
@@ -75,6 +102,7 @@ struct PrecisionFigures {
   std::vector<ImagePrecision> vImages;
   std::vector<CameraPrecision> vCameras;  ///< those with unknowns
   std::vector<GroundPrecision> vPoints;   ///< by point
+  std::vector<OwnTest> vOwnTests;         ///< GPS and IMU whose |w| is above PrecisionInput::fCritical
 };
 
 struct PrecisionInput {
@@ -82,8 +110,9 @@ struct PrecisionInput {
   const Estimate& At;          ///< the result
   const AdjustResult& Result;  ///< of the last least squares
   PrecisionExtent Extent = PrecisionExtent::Images;
-  double fImageScale = 1;                  ///< working image units of a pixel; not 0
-  std::vector<int64_t> vCheckPoints = {};  ///< ascending
+  double fImageScale = 1;                     ///< working image units of a pixel; not 0
+  std::vector<CheckPoint> vCheckPoints = {};  ///< by ascending point
+  double fCritical = 3.29;
   int32_t nThreads = 1;
 };
 

@@ -8,6 +8,7 @@
 #include <numbers>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/PrintableName.h"
@@ -229,14 +230,13 @@ report::PrecisionFigures SummaryOf(const PrecisionFigures& figures, int64_t blun
 }  // namespace
 
 PrecisionFigures PrecisionOfRun(const BlockProblem& problem, const Estimate& estimate,
-                                const rigorous::AdjustResult& result, const CBundleAdjustment& run) {
+                                const rigorous::AdjustResult& result,
+                                std::vector<rigorous::CheckPoint> checkPoints, const CBundleAdjustment& run) {
   rigorous::PrecisionInput input{problem.Task, estimate, result};
   input.Extent = run.Chosen.Settings.Precision;
   input.fImageScale = run.Settings.Image_Coor_Scale;
   input.nThreads = run.System.ProcessorCount();
-  for (int64_t point = 0; point < problem.Task.PointNum(); ++point) {
-    if (RecordOf(problem, point, run.Points).nType == 2) input.vCheckPoints.push_back(point);
-  }
+  input.vCheckPoints = std::move(checkPoints);
   return PrecisionFiguresOf(input);
 }
 

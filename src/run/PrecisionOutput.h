@@ -1,6 +1,8 @@
 // The precision of a rigorous run, as it is told: in the log, to the verdict, and in a table.
 #pragma once
 
+#include <vector>
+
 #include "rigorous/BlockProblem.h"
 #include "rigorous/PrecisionFigures.h"
 
@@ -11,7 +13,9 @@ class CBundleAdjustment;
 /// To the extent that the settings ask for. Points have to be in memory.
 rigorous::PrecisionFigures PrecisionOfRun(const rigorous::BlockProblem& problem,
                                           const rigorous::Estimate& estimate,
-                                          const rigorous::AdjustResult& result, const CBundleAdjustment& run);
+                                          const rigorous::AdjustResult& result,
+                                          std::vector<rigorous::CheckPoint> checkPoints,
+                                          const CBundleAdjustment& run);
 
 /// Lines of the log, what the verdict judges, and the figures of the summary.
 void TellPrecision(const rigorous::PrecisionFigures& figures, int64_t blunders, CBundleAdjustment& run);

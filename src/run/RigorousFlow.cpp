@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "run/BlunderOutput.h"
 #include "run/BundleAdjustment.h"
 #include "run/PrecisionOutput.h"
+#include "run/ReliabilityOutput.h"
 #include "run/ResultSections.h"
 #include "run/RigorousResults.h"
 #include "run/RunCourse.h"
@@ -85,7 +87,9 @@ class RigorousFlow {
   rigorous::RayResidualSums Sums;  ///< of Now
   rigorous::PrecisionFigures Figures;
   rigorous::RobustResult Result;
-  std::vector<rigorous::ControlObservation> vStated;  ///< control as it was given
+  std::vector<GcpSigma> vSigmas;                          ///< of the GCP file
+  std::vector<rigorous::ControlObservation> vStated;      ///< control as it was given
+  std::optional<rigorous::VarianceEstimation> Variances;  ///< where they were estimated and taken
 };
 
 /// False, with the reason told.
@@ -190,9 +194,9 @@ int RigorousFlow::Prepare() {
 
 void RigorousFlow::MakeProblem() {
   const RigorousSettings& settings = Run.Chosen.Settings;
-  const std::vector<GcpSigma> sigmas = ReadGcpSigmas(szGcp, Run.Inputs);
+  vSigmas = ReadGcpSigmas(szGcp, Run.Inputs);
   Problem = rigorous::MakeBlockProblem(
-      {Run.Settings, Run.Limits, settings, Run.Images, Run.Cameras, Run.Points, sigmas});
+      {Run.Settings, Run.Limits, settings, Run.Images, Run.Cameras, Run.Points, vSigmas});
   Now = std::move(Problem.Start);
   vStated = Problem.Task.vControl;
   rigorous::LeaveDatumTo(settings.Datum, Problem.Task);
@@ -253,6 +257,7 @@ void RigorousFlow::EstimateDeviations() {
   TellVariances(made, Run);
   if (HasResult(made.Last.End)) {
     Result.Last = made.Last;
+    Variances = made;
     return;
   }
   Now = before;
@@ -286,8 +291,9 @@ int RigorousFlow::Iterate() {
   StoreResult(Problem, Now, Run);
   WriteRigorousResiduals(iterations, Problem, Now, Run);
   Run.LogPrintf(">>Computing the precision...\n");
-  Figures = PrecisionOfRun(Problem, Now, Result.Last, Run);
+  Figures = PrecisionOfRun(Problem, Now, Result.Last, CheckPointsOfRun(Problem, vSigmas, Run), Run);
   TellPrecision(Figures, std::ssize(Result.vOut), Run);
+  NoteReliability(Problem, Result, Figures, Variances, Run);
   return 1;
 }
 

@@ -268,7 +268,7 @@ void AddPrecision(const Plan& plan, RunFigures& run) {
   precision.szTest = "too large";
   precision.nDatumDefect = 1;
   precision.vFree = {"height"};
-  precision.szRefusal = "none";
+  precision.szRefusal = "Y of image IMG_000003 is not determined";
   precision.nBlunders = 17;
   precision.nImages = plan.nImages;
   precision.Centres = {{0.01, 0.0125, 0.02}, {0.015, 0.0175, 0.025}, {0.05, 0.06, 0.07}};
@@ -276,6 +276,43 @@ void AddPrecision(const Plan& plan, RunFigures& run) {
   precision.vCameras = {
       {"0", {{"f", "px", 8000.25, 0.5}, {"k1", "px^-2", 1.5e-9, 2.5e-11}}, {{"f", "k1", -0.96875}}},
       {"1", {{"lever arm X", "object units", 0.125, 0.0625}}, {}}};
+  const double none = std::nan("");
+  for (int32_t k = 0; k < 8; ++k) {
+    const double sign = k % 2 == 0 ? 1 : -1;
+    precision.vGround.push_back({"G" + std::to_string(k),
+                                 true,
+                                 4 + k,
+                                 {0.01, 0.0125, 0.02},
+                                 {sign * 0.5 * k, 0.25, -0.75},
+                                 {0.5, 0.625, 0.25},
+                                 {0.125, 0.125, 0.25},
+                                 {2, 2, 4.5}});
+  }
+  precision.vGround.push_back({"G8",
+                               true,
+                               2,
+                               {none, none, 0.03},
+                               {none, none, -5.5},
+                               {none, none, 0.5},
+                               {none, none, 0.25},
+                               {none, none, 3}});
+  for (int32_t k = 0; k < 6; ++k)
+    precision.vGround.push_back({"C" + std::to_string(k),
+                                 false,
+                                 3 + k,
+                                 {0.0125, 0.0125, 0.01 * (k + 2)},
+                                 {0.5, -1.25, 4.25 - k},
+                                 {},
+                                 {},
+                                 {}});
+  precision.vSuspects = {{"control", true, "", "G8", "X Y Z", 5.25, "object units", 61.5},
+                         {"measurement", true, "IMG_000002", "P17", "x y", 12.5, "px", 22.75},
+                         {"gps", false, "IMG_000003", "", "Z", -0.75, "object units", 4.5},
+                         {"measurement", true, "IMG_000004", "P18", "x y", none, "px", none}};
+  precision.nSuspects = 117;
+  precision.vVariances = {{"measurements", "0", 20000, 15000.5, 1.25, 0.0078125, true},
+                          {"control X Y", "", 18, 12.5, 0.75, 0.1875, false},
+                          {"control Z", "", 9, 4.5, 1, none, false}};
   run.Precision = std::move(precision);
 }
 

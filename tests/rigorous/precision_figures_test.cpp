@@ -56,7 +56,7 @@ struct Adjusted {
     input.Extent = extent;
     input.fImageScale = scale;
     input.nThreads = threads;
-    input.vCheckPoints = {3, 7};
+    input.vCheckPoints = {{3, {}, {}}, {7, {}, {}}};
     return PrecisionFiguresOf(input);
   }
 };

@@ -25,13 +25,12 @@ std::string NameBars(const std::vector<NameBar>& bars, const BarMark& mark, std:
     if (std::isfinite(bar.fValue)) most = std::max(most, bar.fValue);
   const double scale = most > 0 ? (kWidth - kNames - kTexts) / most : 0;
   Svg svg(kWidth, height, title, description);
+  const auto lengthOf = [&](const NameBar& bar) {
+    return std::isfinite(bar.fValue) ? std::max(scale * bar.fValue, 0.5) : 0;
+  };
   double y = kTop;
   for (const NameBar& bar : bars) {
-    const double length = std::isfinite(bar.fValue) ? std::max(scale * bar.fValue, 0.5) : 0;
-    svg.Text(kNames - 8, y + kBar - 1, ShortName(bar.szName, kLetters), "text", "end");
-    svg.Rect(kNames, y, length, kBar, bar.bBeyond ? "area s2" : "area s1", bar.szName);
-    svg.Text(kNames + length + 6, y + kBar - 1, bar.bBeyond ? "! " + bar.szText : bar.szText,
-             bar.bBeyond ? "text strong" : "text halo");
+    svg.Rect(kNames, y, lengthOf(bar), kBar, bar.bBeyond ? "area s2" : "area s1", bar.szName);
     y += kRow;
   }
   svg.Line(kNames, kTop - 4, kNames, bottom, "edge");
@@ -40,6 +39,14 @@ std::string NameBars(const std::vector<NameBar>& bars, const BarMark& mark, std:
     svg.Line(x, kTop - 6, x, bottom, "zero");
     svg.Text(std::clamp(x, TextWidth(mark.szText) / 2, kWidth - TextWidth(mark.szText) / 2), kTop - 12,
              mark.szText, "axis", "middle");
+  }
+  // Behind the mark, which crosses what stands beside shorter bars.
+  y = kTop;
+  for (const NameBar& bar : bars) {
+    svg.Text(kNames - 8, y + kBar - 1, ShortName(bar.szName, kLetters), "text", "end");
+    svg.Text(kNames + lengthOf(bar) + 6, y + kBar - 1, bar.bBeyond ? "! " + bar.szText : bar.szText,
+             bar.bBeyond ? "text strong halo" : "text halo");
+    y += kRow;
   }
   return std::move(svg).Finish();
 }

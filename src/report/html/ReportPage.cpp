@@ -19,17 +19,13 @@ struct Entry {
   std::string (*pSection)(const RunFigures&);
 };
 
-constexpr std::array kEntries = {Entry{"verdict", "Verdict", VerdictSection},
-                                 Entry{"plan", "Plan view", PlanSection},
-                                 Entry{"coverage", "Coverage", CoverageSection},
-                                 Entry{"iteration", "Iterations", IterationSection},
-                                 Entry{"residual", "Residuals", ResidualSection},
-                                 Entry{"gross", "Gross measurements", GrossSection},
-                                 Entry{"ground", "Control and check", GroundSection},
-                                 Entry{"pos", "GPS", PosSection},
-                                 Entry{"camera", "Cameras", CameraSection},
-                                 Entry{"point", "Tie points", PointSection},
-                                 Entry{"run", "The run", RunSection}};
+constexpr std::array kEntries = {
+    Entry{"verdict", "Verdict", VerdictSection},         Entry{"plan", "Plan view", PlanSection},
+    Entry{"coverage", "Coverage", CoverageSection},      Entry{"iteration", "Iterations", IterationSection},
+    Entry{"residual", "Residuals", ResidualSection},     Entry{"gross", "Gross measurements", GrossSection},
+    Entry{"ground", "Control and check", GroundSection}, Entry{"pos", "GPS", PosSection},
+    Entry{"camera", "Cameras", CameraSection},           Entry{"precision", "Precision", PrecisionSection},
+    Entry{"point", "Tie points", PointSection},          Entry{"run", "The run", RunSection}};
 
 void WriteHead(const RunFigures& figures, TextWriter& file) {
   file.Write(

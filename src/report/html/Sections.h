@@ -17,6 +17,7 @@ std::string GrossSection(const RunFigures& figures);      ///< gross measurement
 std::string GroundSection(const RunFigures& figures);     ///< control and check points
 std::string PosSection(const RunFigures& figures);        ///< GPS differences and drift
 std::string CameraSection(const RunFigures& figures);     ///< parameters and distortion
+std::string PrecisionSection(const RunFigures& figures);  ///< sigma0, standard deviations, tests
 std::string PointSection(const RunFigures& figures);      ///< rays, angles, sparse map
 std::string RunSection(const RunFigures& figures);        ///< inputs, settings, times, memory
 

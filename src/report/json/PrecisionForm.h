@@ -38,6 +38,41 @@ void Describe(V& visit, P& range) {
   visit("largest", range.Largest);
 }
 
+template <class V, Of<GroundPrecisionFigure> P>
+void Describe(V& visit, P& point) {
+  visit("point", point.szPoint);
+  visit("control", point.bControl);
+  visit("rays", point.nRays);
+  visit("deviation", point.Deviation);
+  visit("test", point.Test);
+  visit("redundancy", point.Redundancy);
+  visit("smallest", point.Smallest);
+  visit("effect", point.Effect);
+}
+
+template <class V, Of<SuspectFigure> P>
+void Describe(V& visit, P& suspect) {
+  visit("kind", suspect.szKind);
+  visit("left_out", suspect.bLeftOut);
+  visit("image", suspect.szImage);
+  visit("point", suspect.szPoint);
+  visit("component", suspect.szComponent);
+  visit("size", suspect.fSize);
+  visit("unit", suspect.szUnit);
+  visit("test", suspect.fTest);
+}
+
+template <class V, Of<VarianceFigure> P>
+void Describe(V& visit, P& variance) {
+  visit("group", variance.szGroup);
+  visit("camera", variance.szCamera);
+  visit("observations", variance.nObservations);
+  visit("redundancy", variance.fRedundancy);
+  visit("factor", variance.fFactor);
+  visit("deviation", variance.fDeviation);
+  visit("applied", variance.bApplied);
+}
+
 template <class V, Of<PrecisionFigures> P>
 void Describe(V& visit, P& precision) {
   visit("sigma0", precision.fSigma0);
@@ -54,6 +89,10 @@ void Describe(V& visit, P& precision) {
   visit("centres", precision.Centres);
   visit("angles", precision.Angles);
   visit.List("cameras", precision.vCameras);
+  visit.List("ground", precision.vGround);
+  visit("suspects_found", precision.nSuspects);
+  visit.List("suspects", precision.vSuspects);
+  visit.List("variances", precision.vVariances);
 }
 
 }  // namespace orvo::report

@@ -97,6 +97,40 @@ void SetPoints(RunFigures& figures, double value) {
   SetAll(points.High, value);
 }
 
+void SetPrecision(report::PrecisionFigures& precision, double value) {
+  precision.fSigma0 = precision.fSquares = precision.fLow = precision.fHigh = value;
+  for (DeviationRange* range : {&precision.Centres, &precision.Angles}) {
+    for (Triple* t : {&range->Least, &range->Median, &range->Largest}) SetAll(*t, value);
+  }
+  for (CameraPrecisionFigure& camera : precision.vCameras) {
+    for (CameraQuantityFigure& quantity : camera.vQuantities) quantity.fValue = quantity.fDeviation = value;
+    for (CorrelationFigure& pair : camera.vCorrelations) pair.fCorrelation = value;
+  }
+  for (GroundPrecisionFigure& point : precision.vGround) {
+    for (Triple* t : {&point.Deviation, &point.Test, &point.Redundancy, &point.Smallest, &point.Effect})
+      SetAll(*t, value);
+  }
+  for (SuspectFigure& suspect : precision.vSuspects) suspect.fSize = suspect.fTest = value;
+  for (VarianceFigure& variance : precision.vVariances)
+    variance.fRedundancy = variance.fFactor = variance.fDeviation = value;
+}
+
+void NamePrecision(report::PrecisionFigures& precision, const std::string& text) {
+  precision.szTest = precision.szRefusal = text;
+  for (std::string& words : precision.vFree) words = text;
+  for (CameraPrecisionFigure& camera : precision.vCameras) {
+    camera.szCamera = text;
+    for (CameraQuantityFigure& quantity : camera.vQuantities) quantity.szName = quantity.szUnit = text;
+    for (CorrelationFigure& pair : camera.vCorrelations) pair.szFirst = pair.szSecond = text;
+  }
+  for (GroundPrecisionFigure& point : precision.vGround) point.szPoint = text;
+  for (SuspectFigure& suspect : precision.vSuspects) {
+    suspect.szKind = suspect.szImage = suspect.szPoint = text;
+    suspect.szComponent = suspect.szUnit = text;
+  }
+  for (VarianceFigure& variance : precision.vVariances) variance.szGroup = variance.szCamera = text;
+}
+
 }  // namespace
 
 std::string PageOf(const RunFigures& figures) {
@@ -164,6 +198,7 @@ RunFigures WithTexts(RunFigures figures, const std::string& text) {
   for (VerdictReason& reason : figures.Judgement.vReasons) {
     reason.szWhat = reason.szLimit = reason.szRemedy = text;
   }
+  if (figures.Precision) NamePrecision(*figures.Precision, text);
   return figures;
 }
 
@@ -181,6 +216,7 @@ RunFigures WithNumbers(RunFigures figures, double value) {
   SetImages(figures, value);
   SetGround(figures, value);
   SetPoints(figures, value);
+  if (figures.Precision) SetPrecision(*figures.Precision, value);
   return figures;
 }
 

@@ -111,7 +111,7 @@ TEST(ReportPage, ContentsLeadToEverySection) {
   }
   EXPECT_EQ(AllBetween(PageOf(MakeSampleFigures(40)), "<section id=\"", "\""),
             (std::vector<std::string>{"verdict", "plan", "coverage", "iteration", "residual", "gross",
-                                      "ground", "pos", "camera", "point", "run"}));
+                                      "ground", "pos", "camera", "precision", "point", "run"}));
 }
 
 TEST(ReportPage, PicturesSayWhatTheyShow) {
