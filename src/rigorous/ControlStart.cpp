@@ -14,14 +14,19 @@ namespace {
 constexpr size_t kLeastControl = 6;
 /// Times what the others are off, each coordinate: starts are off by systematic parts too, bends among them.
 constexpr double kGross = 8;
+/// Times what the rays of the point themselves may be off, by what all rays are off at the start: points on
+/// two of them can be far off by a poor start alone.
+constexpr double kBeyondRays = 20;
 
 struct Pairs {
   std::vector<size_t> vControl;  ///< in Problem::vControl
   std::vector<Position3> vRays, vGiven;
+  std::vector<double> vDeviation;  ///< of the places by rays
 };
 
-Pairs PairsOf(const Problem& problem, const Estimate& estimate) {
+Pairs PairsOf(const Problem& problem, const Estimate& estimate, double sigma0) {
   Pairs pairs;
+  PointPlace place;
   const PointSurroundings around(problem, estimate);
   for (size_t i = 0; i < problem.vControl.size(); ++i) {
     const ControlObservation& control = problem.vControl[i];
@@ -31,6 +36,11 @@ Pairs PairsOf(const Problem& problem, const Estimate& estimate) {
       continue;
     const auto met = IntersectionOf(around, ObservationsOf(problem.RaysOf(control.nPoint), nullptr));
     if (!met || !std::isfinite(Norm(*met))) continue;
+    LinearizePlace(around, ObservationsOf(problem.RaysOf(control.nPoint), nullptr), *met, place);
+    if (!place.bInUse || place.Factor.RankNum() < 3) continue;
+    double cofactor = 0;
+    for (const double q : place.Factor.Q) cofactor += q * q;
+    pairs.vDeviation.push_back(sigma0 * std::sqrt(cofactor));
     pairs.vControl.push_back(i);
     pairs.vRays.push_back(*met);
     pairs.vGiven.push_back(control.Observed);
@@ -45,6 +55,7 @@ Pairs Marked(const Pairs& pairs, const std::vector<bool>& marks) {
     chosen.vControl.push_back(pairs.vControl[i]);
     chosen.vRays.push_back(pairs.vRays[i]);
     chosen.vGiven.push_back(pairs.vGiven[i]);
+    chosen.vDeviation.push_back(pairs.vDeviation[i]);
   }
   return chosen;
 }
@@ -104,7 +115,10 @@ std::optional<Agreement> AgreementOf(const Pairs& pairs) {
     if (!fit) return std::nullopt;
     agreement.Transform = fit->Transform;
     const std::vector<double> distances = DistancesAfter(fit->Transform, pairs.vRays, pairs.vGiven);
-    for (size_t i = 0; i < distances.size(); ++i) agreement.Fits[i] = !(distances[i] > kGross * fit->fSpread);
+    for (size_t i = 0; i < distances.size(); ++i) {
+      const double rays = fit->Transform.fScale * pairs.vDeviation[i];
+      agreement.Fits[i] = !(distances[i] > std::max(kGross * fit->fSpread, kBeyondRays * rays));
+    }
   }
   const auto gross = static_cast<size_t>(std::ranges::count(agreement.Fits, false));
   if (gross == 0 || 3 * gross > pairs.vControl.size()) return std::nullopt;
@@ -113,9 +127,9 @@ std::optional<Agreement> AgreementOf(const Pairs& pairs) {
 
 }  // namespace
 
-std::vector<OutControl> SetGrossControlAside(Problem& problem, Estimate& estimate) {
+std::vector<OutControl> SetGrossControlAside(Problem& problem, Estimate& estimate, double sigma0) {
   std::vector<OutControl> out;
-  const Pairs pairs = PairsOf(problem, estimate);
+  const Pairs pairs = PairsOf(problem, estimate, sigma0);
   if (pairs.vControl.size() < kLeastControl) return out;
   const std::optional<Agreement> agreement = AgreementOf(pairs);
   if (!agreement) return out;

@@ -228,7 +228,10 @@ RobustResult RobustAdjustment::Run() {
     Stage({LossForm::Huber, kHuberScale}, Left());
     return std::move(Result);
   }
-  if (Options.Form == RobustForm::Auto) Result.vControlOut = SetGrossControlAside(In, Now);
+  if (Options.Form == RobustForm::Auto) {
+    const double sigma = Spread().RobustSigma();
+    Result.vControlOut = SetGrossControlAside(In, Now, sigma);
+  }
   bool goes = Begin();
   if (Options.Form == RobustForm::Welsch) {
     // From a start that is off by many pixels nothing would have any pull.

@@ -140,6 +140,21 @@ TEST(ControlSearch, KeepsControlThatIsWorseThanStatedThroughout) {
   }
 }
 
+TEST(ControlSearch, TakesPointsOnTwoRaysOfARoughStartForSound) {
+  for (uint64_t seed = 1; seed <= 10; ++seed) {
+    TruthOptions options = NineControlPoints(seed);
+    options.fForwardOverlap = 0.6;
+    options.fSideOverlap = 0.3;
+    options.fStartCentre = 2;
+    TruthBlock block = MakeTruthBlock(options);
+    Estimate plain = block.Start, estimate = block.Start;
+    const AdjustResult expected = Adjust(block.Given, {}, plain);
+    const RobustResult result = AdjustRobustly(block.Given, {}, estimate);
+    EXPECT_TRUE(result.vControlOut.empty()) << seed;
+    EXPECT_LE(result.vIterations.size(), expected.vIterations.size() + 2) << seed;
+  }
+}
+
 TEST(ControlSearch, SaysSoWhereNoPartOfTheControlAgrees) {
   TruthBlock block = MakeTruthBlock(NineControlPoints(1));
   for (size_t i = 0; i < 5; ++i) {
