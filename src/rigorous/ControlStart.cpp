@@ -95,6 +95,7 @@ std::vector<bool> NearestOf(const std::vector<double>& distances) {
   std::ranges::sort(sorted);
   const double limit = sorted[sorted.size() - sorted.size() / 3 - 1];
   std::vector<bool> nearest;
+  nearest.reserve(distances.size());
   for (const double d : distances) nearest.push_back(d <= limit);
   return nearest;
 }

@@ -104,12 +104,14 @@ double WeaknessOf(const CameraPrecisionFigure& camera, const Deviations& all) {
 std::vector<const CameraPrecisionFigure*> WeakestOf(const std::vector<CameraPrecisionFigure>& cameras) {
   const Deviations all = DeviationsOf(cameras);
   std::vector<std::pair<double, const CameraPrecisionFigure*>> sorted;
+  sorted.reserve(cameras.size());
   for (const CameraPrecisionFigure& camera : cameras) sorted.emplace_back(WeaknessOf(camera, all), &camera);
   if (sorted.size() > kInFull) {
     std::ranges::stable_sort(sorted, [](const auto& a, const auto& b) { return a.first > b.first; });
     sorted.resize(kInFull);
   }
   std::vector<const CameraPrecisionFigure*> weakest;
+  weakest.reserve(sorted.size());
   for (const auto& [weakness, camera] : sorted) weakest.push_back(camera);
   return weakest;
 }

@@ -134,6 +134,7 @@ std::string TestPicture(std::span<const GroundPrecisionFigure* const> points) {
     svg.Line(x, kArea.fTop, x, kArea.Bottom() + 20, "edge");
   }
   std::vector<LegendEntry> legend;
+  legend.reserve(kAxes.size() + 1);
   for (const Axis& axis : kAxes) legend.push_back({axis.Shape, axis.pStyle, axis.pName});
   legend.push_back({LegendShape::Line, "zero", "3.29 either way"});
   DrawLegend(svg, legend, kArea.fLeft, 270, kArea.fWidth);
