@@ -21,6 +21,7 @@ long_tests='*ReturnsToTruth/Merged*:*SummaryForms*:*PlantedErrors*:*ReportFigure
 memory_leaves_out='*LiteralOfLayout.LongPoints*:SummarySchema.*:*PlantedErrors*:*ReportFigures*:*ReturnsToTruth/Merged*'
 # Dense references of thousands of unknowns, and many seeds.
 memory_leaves_out+=':*ADenseSolution*:*WholeSystem*:*AllSetsReduceAlike*:*/Truth.*:*/GrossErrors.*:MonteCarlo.*'
+memory_leaves_out+=':*/WrongControl.*:ControlSearch.Keeps*:ControlSearch.Takes*:ControlSearch.SaysSo*'
 # What these look at is what the browser makes.
 browser_tests='*Rendering.*:*RunPages.*'
 # The kernels and the whole runs, for Clang.

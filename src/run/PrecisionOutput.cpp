@@ -236,6 +236,7 @@ PrecisionFigures PrecisionOfRun(const BlockProblem& problem, const Estimate& est
   input.Extent = run.Chosen.Settings.Precision;
   input.fImageScale = run.Settings.Image_Coor_Scale;
   input.nThreads = run.System.ProcessorCount();
+  input.fCritical = run.Chosen.Settings.Snooping_Critical;
   input.vCheckPoints = std::move(checkPoints);
   return PrecisionFiguresOf(input);
 }

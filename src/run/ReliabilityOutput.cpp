@@ -32,7 +32,6 @@ namespace {
 
 constexpr size_t kTold = 100;
 constexpr double kDegrees = 180 / std::numbers::pi;
-constexpr double kCritical = 3.29;
 constexpr const char* kAxes[] = {"X", "Y", "Z"};
 constexpr const char* kAngles[] = {"about x", "about y", "about z"};
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
@@ -95,7 +94,7 @@ void AddInUse(const BlockProblem& problem, const PrecisionFigures& figures, cons
       return std::isfinite(point.Test[k]) ? std::abs(point.Test[k]) : 0;
     };
     for (size_t k = 1; k < 3; ++k) worst = test(k) > test(worst) ? k : worst;
-    if (!(test(worst) > kCritical)) continue;
+    if (!(test(worst) > run.Chosen.Settings.Snooping_Critical)) continue;
     suspects.push_back({"control", false, "", PointNameOf(problem, point.nPoint, run), kAxes[worst],
                         point.Error[worst], "object units", point.Test[worst]});
   }

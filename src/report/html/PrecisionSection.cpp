@@ -165,9 +165,14 @@ std::string PrecisionSection(const RunFigures& figures) {
   if (!figures.Precision) return {};
   const PrecisionFigures& precision = *figures.Precision;
   const char* unit = LengthUnit(figures);
+  const bool isAsked = precision.nImages > 0 || !precision.vCameras.empty() || !precision.vGround.empty() ||
+                       !precision.szRefusal.empty();
   return SectionOf(
       "precision", "Precision and reliability",
       Lead(precision) + Datum(precision) + Refusal(precision) +
+          (isAsked ? std::string()
+                   : Paragraph("There are no standard deviations: the setting Precision is none, or nothing "
+                               "is unknown.")) +
           SideBySide(ImagePart(precision, unit) + CameraPrecisionPart(precision.vCameras, unit)) +
           GroundPrecisionPart(precision.vGround, unit) + SuspectPart(precision, unit) +
           VariancePart(precision.vVariances));
