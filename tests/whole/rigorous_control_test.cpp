@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -73,6 +74,23 @@ TEST_P(ControlFaults, AreNamedFirst) {
   EXPECT_NEAR(summary["precision"]["sigma0"].get<double>(), 1, 0.05);
   for (int axis = 0; axis < 3; ++axis) {
     EXPECT_LT(summary["ground"]["check"]["rmse"][static_cast<size_t>(axis)].get<double>(), 0.2) << axis;
+  }
+  const json& suspects = summary["precision"]["suspects"];
+  ASSERT_FALSE(suspects.empty());
+  EXPECT_EQ(suspects[0]["kind"], GetParam().szKind);
+  EXPECT_TRUE(suspects[0]["left_out"]);
+  EXPECT_EQ(summary["precision"]["suspects_found"], suspects.size());
+  double last = HUGE_VAL;
+  for (const json& suspect : suspects) {
+    const double test = suspect["test"].is_null() ? 0 : std::abs(suspect["test"].get<double>());
+    EXPECT_LE(test, last) << suspect;
+    last = test;
+  }
+  EXPECT_EQ(summary["precision"]["ground"].size(), 9U + 8U);
+  for (const json& point : summary["precision"]["ground"]) {
+    if (point["control"]) continue;
+    EXPECT_TRUE(point["redundancy"][0].is_null()) << point;
+    for (const json& test : point["test"]) EXPECT_LT(std::abs(test.get<double>()), 5) << point;
   }
   std::istringstream table(ReadFile(block.Output("blunders.csv")));
   std::string heading, row, next;
