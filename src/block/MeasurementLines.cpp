@@ -5,8 +5,6 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <vector>
 
 #include "base/Scan.h"
 #include "base/TextReader.h"
@@ -35,47 +33,44 @@ class NumberedLines {
 
 bool IsAlike(double a, double b) { return std::abs(a - b) <= 1e-5 * std::max(1.0, std::abs(b)); }
 
+/// Goes through file and list side by side, so that points which all have one name cost no more than others.
 class Finder {
  public:
-  Finder(TextReader& file, std::span<MeasurementLine> wanted) : File(file), Lines(file), Wanted(wanted) {
-    for (size_t i = 0; i < wanted.size(); ++i) Places[wanted[i].szPoint].push_back(i);
-  }
+  Finder(TextReader& file, std::span<MeasurementLine> wanted) : File(file), Lines(file), Wanted(wanted) {}
 
   void Find(int64_t begin) {
     std::string_view line;
     while (File.Tell() < begin && Lines.Next(line)) continue;
-    while (Lines.Next(line)) LookAtPoint(line);
+    while (nNext < Wanted.size() && Lines.Next(line)) LookAtPoint(line);
   }
 
  private:
+  bool IsNext(std::string_view point, int32_t measurement) const {
+    return nNext < Wanted.size() && Wanted[nNext].nMeasurement == measurement &&
+           Wanted[nNext].szPoint == point;
+  }
+
   void LookAtPoint(std::string_view line) {
     const ObjectPointRecord point = ParsePointLine(line);
-    const auto found = Places.find(std::string(point.szName, strnlen(point.szName, sizeof point.szName)));
-    if (found != Places.end()) Settle(found->second, -1, {});
+    const std::string_view name(point.szName, ::strnlen(point.szName, sizeof point.szName));
+    if (IsNext(name, -1)) Wanted[nNext++].nLine = Lines.Number();
     std::string_view next;
     int32_t count = 0;
     if (!Lines.Next(next) || !FieldScanner(next).Int(count)) return;
     for (int32_t k = 0; k < count && Lines.Next(next); ++k) {
-      if (found != Places.end()) Settle(found->second, k, next);
+      if (IsNext(name, k) && IsMeasured(next, Wanted[nNext])) Wanted[nNext++].nLine = Lines.Number();
     }
   }
 
-  void Settle(const std::vector<size_t>& places, int32_t measurement, std::string_view line) {
-    for (const size_t i : places) {
-      MeasurementLine& wanted = Wanted[i];
-      if (wanted.nMeasurement != measurement || wanted.nLine > 0) continue;
-      MeasureLine measure;
-      if (measurement >= 0 &&
-          !(ParseMeasure(line, measure) && IsAlike(measure.x, wanted.x) && IsAlike(measure.y, wanted.y)))
-        continue;
-      wanted.nLine = Lines.Number();
-    }
+  static bool IsMeasured(std::string_view line, const MeasurementLine& wanted) {
+    MeasureLine measure;
+    return ParseMeasure(line, measure) && IsAlike(measure.x, wanted.x) && IsAlike(measure.y, wanted.y);
   }
 
   TextReader& File;
   NumberedLines Lines;
   std::span<MeasurementLine> Wanted;
-  std::unordered_map<std::string, std::vector<size_t>> Places;
+  size_t nNext = 0;  ///< in Wanted: the first that has not been found
 };
 
 }  // namespace

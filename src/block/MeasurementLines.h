@@ -17,8 +17,9 @@ struct MeasurementLine {
   int64_t nLine = 0;          ///< found there, counted from 1; 0: nowhere
 };
 
-/// Points begin at the byte `begin` of a text project, or behind the first line of a GCP file. Of points that
-/// share a name, a measurement is one whose coordinates agree to 1e-5 of them.
+/// `wanted` are in the order of the file; behind one that is not in it, none is found. Points begin at the
+/// byte `begin` of a text project, or behind the first line of a GCP file. Of points that share a name, a
+/// measurement is one whose coordinates agree to 1e-5 of them.
 void FindMeasurementLines(const std::string& path, int64_t begin, InputFiles& inputs,
                           std::span<MeasurementLine> wanted);
 

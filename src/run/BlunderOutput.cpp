@@ -31,6 +31,7 @@ struct Blunder {
   BlunderRow Row;
   std::string szImage, szPoint;
   bool bFromGcp = false;
+  int64_t nPoint = 0;  ///< in memory, where points are in the order of their files
   MeasurementLine Place;
 };
 
@@ -38,8 +39,12 @@ std::string NameOf(const ObjectPointRecord& point) {
   return {point.szName, strnlen(point.szName, sizeof point.szName)};
 }
 
+int64_t PlaceOf(const BlockProblem& problem, int64_t point) {
+  return problem.vPoint[static_cast<size_t>(point)];
+}
+
 const ObjectPointRecord& RecordOf(const BlockProblem& problem, int64_t point, const PointStore& points) {
-  return points.pObjectPoints[static_cast<size_t>(problem.vPoint[static_cast<size_t>(point)])];
+  return points.pObjectPoints[static_cast<size_t>(PlaceOf(problem, point))];
 }
 
 /// Largest first; what is infinite could not be tested, and is last.
@@ -52,6 +57,7 @@ Blunder ControlBlunder(const BlockProblem& problem, const OutControl& control, c
   Blunder made;
   made.szPoint = NameOf(RecordOf(problem, control.nPoint, points));
   made.bFromGcp = true;
+  made.nPoint = PlaceOf(problem, control.nPoint);
   made.Row.szKind = "control";
   made.Row.szUnit = "object units";
   made.Row.fTest = control.fW;
@@ -79,7 +85,8 @@ Blunder MeasurementBlunder(const BlockProblem& problem, const OutRay& ray, const
   made.Row.Given[0] = record.x / scale;
   made.Row.Given[1] = record.y / scale;
   for (size_t k = 0; k < 2 && std::isfinite(ray.fW); ++k) made.Row.Size[k] = ray.Residual[k] / scale;
-  made.bFromGcp = problem.vPoint[static_cast<size_t>(ray.nPoint)] >= run.Points.nTiePointNum;
+  made.nPoint = PlaceOf(problem, ray.nPoint);
+  made.bFromGcp = made.nPoint >= run.Points.nTiePointNum;
   made.Place = {made.szPoint,
                 static_cast<int32_t>(static_cast<int64_t>(measurement) - point.nFirstImagePoint),
                 made.Row.Given[0], made.Row.Given[1], 0};
@@ -104,14 +111,16 @@ void FindLines(std::vector<Blunder>& blunders, CBundleAdjustment& run) {
   const bool isText = run.Paths.szOvtPath.empty();
   const std::string& tie = isText ? run.Paths.szProjectPath : run.Paths.szOvtPath;
   for (const bool fromGcp : {true, false}) {
-    std::vector<MeasurementLine> wanted;
     std::vector<Blunder*> of;
     for (Blunder& blunder : blunders) {
       if (blunder.bFromGcp != fromGcp) continue;
       blunder.Row.File = fromGcp ? gcp : tie;
-      wanted.push_back(std::move(blunder.Place));
       of.push_back(&blunder);
     }
+    std::ranges::sort(of, {}, [](const Blunder* a) { return std::pair(a->nPoint, a->Place.nMeasurement); });
+    std::vector<MeasurementLine> wanted;
+    wanted.reserve(of.size());
+    for (const Blunder* blunder : of) wanted.push_back(blunder->Place);
     if (wanted.empty() || (!fromGcp && (!isText || run.Points.vTextPlaces.empty()))) continue;
     const int64_t begin = fromGcp ? FirstPointOfGcp(gcp, run.Inputs) : run.Points.vTextPlaces.front();
     FindMeasurementLines(fromGcp ? gcp : tie, begin, run.Inputs, wanted);

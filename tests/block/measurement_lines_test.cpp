@@ -31,6 +31,17 @@ struct LineCase {
   int64_t nLine;
 };
 
+std::vector<int64_t> LinesIn(const std::string& text, std::vector<MeasurementLine> wanted) {
+  const ScratchFolder folder;
+  const std::string path = folder / "gcp.txt";
+  WriteFile(path, text);
+  InputFiles inputs;
+  FindMeasurementLines(path, FirstPointOfGcp(path, inputs), inputs, wanted);
+  std::vector<int64_t> lines;
+  for (const MeasurementLine& one : wanted) lines.push_back(one.nLine);
+  return lines;
+}
+
 TEST(MeasurementLines, AreCountedFromOne) {
   const LineCase cases[] = {
       {"a point is its first line", {"G1", -1}, 2},
@@ -43,27 +54,33 @@ TEST(MeasurementLines, AreCountedFromOne) {
       {"no such measurement", {"G2", 0, 1, 1}, 0},
       {"other coordinates", {"G1", 0, 70, 8}, 0},
   };
-  ScratchFolder folder;
-  const std::string path = folder / "gcp.txt";
-  WriteFile(path, kGcp);
-  InputFiles inputs;
+  for (const LineCase& each : cases)
+    EXPECT_EQ(LinesIn(kGcp, {each.Wanted}), std::vector<int64_t>{each.nLine}) << each.szWhat;
+}
+
+TEST(MeasurementLines, OfAListComeInItsOrder) {
+  EXPECT_EQ(LinesIn(kGcp, {{"G1", -1}, {"G1", 0, 10.5, -20}, {"G1", 1, 11, 21}, {"G2", -1}, {"G1", 0, 7, 8}}),
+            (std::vector<int64_t>{2, 4, 5, 6, 10}));
+  EXPECT_EQ(LinesIn(kGcp, {{"G1", 1, 11, 21}, {"G9", -1}, {"G1", 0, 7, 8}}), (std::vector<int64_t>{5, 0, 0}));
+}
+
+TEST(MeasurementLines, OfPointsOfOneNameAreTheirOwn) {
+  constexpr int32_t kPoints = 2000;
+  std::string text = std::to_string(kPoints) + "\n";
   std::vector<MeasurementLine> wanted;
-  for (const LineCase& each : cases) wanted.push_back(each.Wanted);
-  FindMeasurementLines(path, FirstPointOfGcp(path, inputs), inputs, wanted);
-  for (size_t i = 0; i < wanted.size(); ++i) EXPECT_EQ(cases[i].nLine, wanted[i].nLine) << cases[i].szWhat;
+  std::vector<int64_t> expected;
+  for (int32_t p = 0; p < kPoints; ++p) {
+    text += "P 1 2 3 0\n2\n0 " + std::to_string(p) + " 5\n1 " + std::to_string(p) + " 6\n";
+    if (p % 3 != 0) continue;
+    wanted.push_back({"P", 1, static_cast<double>(p), 6});
+    expected.push_back(1 + 4 * p + 4);
+  }
+  EXPECT_EQ(LinesIn(text, wanted), expected);
 }
 
 TEST(MeasurementLines, OfBrokenFilesAreNone) {
-  for (const char* text :
-       {"", "3", "3\nG1 1 2 3 1", "3\nG1 1 2 3 1\n9999999\n", "3\nG1 1 2 3 1\nx\n0 1 1\n"}) {
-    ScratchFolder folder;
-    const std::string path = folder / "gcp.txt";
-    WriteFile(path, text);
-    InputFiles inputs;
-    std::vector<MeasurementLine> wanted = {{"G1", 0, 1, 1}};
-    FindMeasurementLines(path, FirstPointOfGcp(path, inputs), inputs, wanted);
-    EXPECT_EQ(0, wanted[0].nLine) << text;
-  }
+  for (const char* text : {"", "3", "3\nG1 1 2 3 1", "3\nG1 1 2 3 1\n9999999\n", "3\nG1 1 2 3 1\nx\n0 1 1\n"})
+    EXPECT_EQ(LinesIn(text, {{"G1", 0, 1, 1}}), std::vector<int64_t>{0}) << text;
   InputFiles inputs;
   std::vector<MeasurementLine> wanted = {{"G1", 0, 1, 1}};
   FindMeasurementLines("no/such/file", 0, inputs, wanted);
