@@ -8,7 +8,7 @@ namespace {
 
 void IntersectAll(benchmark::State& state, const char* caseName) {
   CBundleAdjustment& block = LoadedBlock(caseName);
-  std::vector<ObjectPointRecord> points = block.Points.pObjectPoints;
+  ObjectPointArray points = block.Points.pObjectPoints;
   const std::vector<ImageFrame> frames = MakeImageFrames(block.Images.Kept());
   for (auto _ : state) {
     IntersectPoints(std::ssize(points), points.data(), block.Points.pImagePoints, frames,

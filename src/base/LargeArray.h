@@ -9,16 +9,16 @@
 namespace orvo {
 
 /// vector.reserve, in large pages where the system has them.
-template <typename T>
-void ReserveLarge(std::vector<T>& vector, size_t size) {
+template <typename T, typename Allocator>
+void ReserveLarge(std::vector<T, Allocator>& vector, size_t size) {
   if (vector.capacity() >= size) return;
   vector.reserve(size);
   PreferLargePages(vector.data(), vector.capacity() * sizeof(T));
 }
 
 /// `size` zeros in the place of everything before.
-template <typename T>
-void AssignZerosLarge(std::vector<T>& vector, size_t size) {
+template <typename T, typename Allocator>
+void AssignZerosLarge(std::vector<T, Allocator>& vector, size_t size) {
   vector.clear();
   ReserveLarge(vector, size);
   vector.resize(size);

@@ -16,7 +16,7 @@ namespace {
 /// with nothing appended, at an image ordinal out of range, which goes to `wrongOrdinal`; where that is null,
 /// such a measurement is one on a deleted image.
 bool AppendMeasures(TextReader& file, std::span<const ImageReference> references, double imageScale,
-                    int32_t objectPoint, ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
+                    int32_t objectPoint, ObjectPointRecord& point, ImagePointArray& imagePoints,
                     int32_t* wrongOrdinal) {
   point.nFirstImagePoint = static_cast<int64_t>(imagePoints.size());
   point.nImagePointNum = 0;
@@ -138,8 +138,8 @@ void AppendGcpFile(const GcpReading& reading, int64_t& objectCount, int64_t& ima
   }
 }
 
-int ReadGcpFile(const GcpReading& reading, std::vector<ObjectPointRecord>& objectList,
-                std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
+int ReadGcpFile(const GcpReading& reading, ObjectPointArray& objectList, ImagePointArray& imagePointList,
+                TextReader& file) {
   const int32_t pointNum = ReadGcpCount(file);
   const auto references = MakeImageReferences(reading.Images, reading.Cameras);
   reading.Points.nControlPointNum = 0;

@@ -40,7 +40,7 @@ void AppendGcpFile(const GcpReading& reading, int64_t& objectCount, int64_t& ima
 
 /// Appends the whole file to the lists, with its own coordinates, and counts its control points. 1, or -1 at
 /// a reference to an image that can't be.
-int ReadGcpFile(const GcpReading& reading, std::vector<ObjectPointRecord>& objectList,
-                std::vector<ImagePointRecord>& imagePointList, TextReader& file);
+int ReadGcpFile(const GcpReading& reading, ObjectPointArray& objectList, ImagePointArray& imagePointList,
+                TextReader& file);
 
 }  // namespace orvo

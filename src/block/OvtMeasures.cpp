@@ -22,7 +22,7 @@ std::vector<CameraHalf> MakeCameraHalves(std::span<const IopRecord> cameras) {
 
 bool AppendPlainMeasures(std::span<ObjectPointRecord> points, int32_t firstRow,
                          std::span<const ImageReference> references, std::span<const CameraHalf> halves,
-                         double imageScale, OvtMeasureWindow& window, std::vector<ImagePointRecord>& out) {
+                         double imageScale, OvtMeasureWindow& window, ImagePointArray& out) {
   int64_t end = 0, sum = 0;
   for (const ObjectPointRecord& point : points) {
     if (point.nImagePointNum > 0) end = point.nFirstImagePoint + point.nImagePointNum;

@@ -6,6 +6,7 @@
 
 #include "block/Measurement.h"
 #include "block/OvtRange.h"
+#include "records/PointStore.h"
 
 namespace orvo {
 
@@ -23,6 +24,6 @@ std::vector<CameraHalf> MakeCameraHalves(std::span<const IopRecord> cameras);
 /// many of them.
 bool AppendPlainMeasures(std::span<ObjectPointRecord> points, int32_t firstRow,
                          std::span<const ImageReference> references, std::span<const CameraHalf> halves,
-                         double imageScale, OvtMeasureWindow& window, std::vector<ImagePointRecord>& out);
+                         double imageScale, OvtMeasureWindow& window, ImagePointArray& out);
 
 }  // namespace orvo

@@ -17,15 +17,15 @@ constexpr int64_t kPiecePoints = 4096;
 /// What one thread makes of a piece.
 struct Piece {
   std::vector<char> Records;
-  std::vector<ObjectPointRecord> Points;
-  std::vector<ImagePointRecord> ImagePoints;
+  ObjectPointArray Points;
+  ImagePointArray ImagePoints;
   bool bPlain = false;
 };
 
 int64_t PieceNum(int64_t count) { return (count + kPiecePoints - 1) / kPiecePoints; }
 
-template <typename T>
-void Append(const std::vector<T>& from, std::vector<T>& to) {
+template <typename Array>
+void Append(const Array& from, Array& to) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
@@ -113,7 +113,7 @@ int ReadOvtSection(const SectionReading& reading, int32_t section, int64_t& coun
                      pieces[static_cast<size_t>(k)]);
       },
       [&](int64_t i, int k) {
-        std::vector<ObjectPointRecord>& decoded = pieces[static_cast<size_t>(k)].Points;
+        ObjectPointArray& decoded = pieces[static_cast<size_t>(k)].Points;
         if (!readable) return;
         readable = std::ssize(decoded) == std::min(kPiecePoints, pointNum - i * kPiecePoints);
         for (ObjectPointRecord& point : decoded) {
@@ -134,7 +134,7 @@ int ReadOvtSection(const SectionReading& reading, int32_t section, int64_t& coun
 int ReadOvtMeasuresOneByOne(const SectionReading& reading, const OvtRows& rows,
                             std::span<const ImageReference> references, OvtMeasureWindow& window,
                             bool& readable) {
-  std::vector<ImagePointRecord>& imagePoints = reading.Points.pImagePoints;
+  ImagePointArray& imagePoints = reading.Points.pImagePoints;
   int result = 1;
   int64_t row = rows.nFirst;
   for (ObjectPointRecord& point : rows.Points) {

@@ -20,7 +20,7 @@ enum class TextPointUse { Accepted, Rejected, EndsReading };
 /// The measurements in the next lines, and what the reader of sections makes of their point. x and y are
 /// rounded to single before they are scaled.
 TextPointUse ReadTextPoint(TextReader& file, std::span<const ImageReference> references, double imageScale,
-                           bool usable, std::vector<ImagePointRecord>& measures) {
+                           bool usable, ImagePointArray& measures) {
   measures.clear();
   const int32_t count = ReadMeasureCount(file);
   std::string_view line;
@@ -134,7 +134,7 @@ bool KeepTextPoints(const PointFiltering& filtering, const PointSelection& selec
   ReserveLarge(points.pObjectPoints, static_cast<size_t>(points.nObjectPointNum));
   SkipCamerasAndImages(file, header);
   const auto references = MakeImageReferences(filtering.Images, filtering.Cameras);
-  std::vector<ImagePointRecord> measures;
+  ImagePointArray measures;
   std::string_view line;
   int64_t number = 0;
   for (int64_t i = 0; i < header.nObjectPointNum && file.Next(line); ++i) {

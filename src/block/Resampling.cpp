@@ -153,8 +153,8 @@ bool MarkBestPoints(const Thinning& thinning, const std::string& ovt,
   for (int32_t section = 0; section < points.Sections.Count(); ++section) {
     if (!readSection(section)) return false;
     const bool offered = OfferSectionPoints(thinning, section, views, cells);
-    std::vector<ObjectPointRecord>().swap(points.pObjectPoints);
-    std::vector<ImagePointRecord>().swap(points.pImagePoints);
+    ObjectPointArray().swap(points.pObjectPoints);
+    ImagePointArray().swap(points.pImagePoints);
     if (!offered) return false;
   }
   MarkWinners(cells, int64_t{N} * N, keep, thinning.Log);

@@ -72,7 +72,7 @@ void ReadControlPoints(const SectionReading& reading, int32_t section, const std
 }
 
 /// Of the first `count` points in memory.
-PointSectionTable::Range ImagePointsOf(const std::vector<ObjectPointRecord>& points, int64_t count) {
+PointSectionTable::Range ImagePointsOf(const ObjectPointArray& points, int64_t count) {
   if (count < 1) return {0, -1};
   const ObjectPointRecord& last = points[static_cast<size_t>(count) - 1];
   return {points.front().nFirstImagePoint, last.nFirstImagePoint + last.nImagePointNum - 1};

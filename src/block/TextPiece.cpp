@@ -8,8 +8,8 @@ namespace {
 /// Reads the measurements of a point; grow(camera, measure) is called for each that is on a kept image.
 template <typename Grow>
 TextPointOutcome AppendMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
-                                ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
-                                int32_t& measureNum, PointFacts& facts, const Grow& grow) {
+                                ObjectPointRecord& point, ImagePointArray& imagePoints, int32_t& measureNum,
+                                PointFacts& facts, const Grow& grow) {
   const size_t first = imagePoints.size();
   const bool usable = MakePositionUsable(point);
   bool countIsWhole = false;
@@ -59,7 +59,7 @@ ObjectPointRecord MakeTextPoint(std::string_view line, const TextPointContext& c
 }
 
 TextPointOutcome AppendTextMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
-                                    ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
+                                    ObjectPointRecord& point, ImagePointArray& imagePoints,
                                     std::span<IopRecord> cameras, int32_t& measureNum, PointFacts& facts) {
   return AppendMeasures(file, context, objectPoint, point, imagePoints, measureNum, facts,
                         [cameras](int32_t camera, const MeasureLine& measure) {

@@ -7,8 +7,8 @@
 
 #include "base/TextReader.h"
 #include "block/Measurement.h"
+#include "records/PointStore.h"
 #include "records/ReadingFacts.h"
-#include "records/Records.h"
 
 namespace orvo {
 
@@ -28,7 +28,7 @@ enum class TextPointOutcome { Accepted, Rejected, WrongOrdinal };
 /// point too. Nothing is appended unless the point is accepted. At an image ordinal out of range,
 /// `measureNum` is that measurement's. Lines that don't fit are counted in `facts`, and a rejected point.
 TextPointOutcome AppendTextMeasures(TextReader& file, const TextPointContext& context, int32_t objectPoint,
-                                    ObjectPointRecord& point, std::vector<ImagePointRecord>& imagePoints,
+                                    ObjectPointRecord& point, ImagePointArray& imagePoints,
                                     std::span<IopRecord> cameras, int32_t& measureNum, PointFacts& facts);
 
 /// The point of a line, scaled.
@@ -40,8 +40,8 @@ struct TextPiece {
     int64_t nOrdinal;
     int32_t nType;
   };
-  std::vector<ObjectPointRecord> Points;
-  std::vector<ImagePointRecord> ImagePoints;
+  ObjectPointArray Points;
+  ImagePointArray ImagePoints;
   std::vector<Counted> Types;  ///< of the points that are no tie points, rejected ones too
   PointFacts Facts;
   /// Nothing in it depends on what stands before; otherwise it is to be read again in its turn.

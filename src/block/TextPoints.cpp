@@ -13,8 +13,7 @@ namespace orvo {
 namespace {
 
 /// Appends a piece behind what was read before it.
-void AppendPiece(const TextPiece& piece, std::vector<ObjectPointRecord>& points,
-                 std::vector<ImagePointRecord>& imagePoints) {
+void AppendPiece(const TextPiece& piece, ObjectPointArray& points, ImagePointArray& imagePoints) {
   const auto firstPoint = static_cast<int32_t>(points.size());
   const auto firstImagePoint = static_cast<int64_t>(imagePoints.size());
   for (ObjectPointRecord point : piece.Points) {
@@ -31,8 +30,8 @@ void AppendPiece(const TextPiece& piece, std::vector<ObjectPointRecord>& points,
 struct TextReading {
   TextPointContext Context;
   const SectionReading& Section;
-  std::vector<ObjectPointRecord>& ObjectList;
-  std::vector<ImagePointRecord>& ImagePointList;
+  ObjectPointArray& ObjectList;
+  ImagePointArray& ImagePointList;
 };
 
 /// Adds a control or check point among the tie points to the counts, once.
@@ -105,9 +104,8 @@ int ReadPieces(const TextReading& text, int64_t pieceNum, int64_t end, std::span
 
 }  // namespace
 
-int ReadTextSection(const SectionReading& reading, int32_t section,
-                    std::vector<ObjectPointRecord>& objectList, std::vector<ImagePointRecord>& imagePointList,
-                    TextReader& file) {
+int ReadTextSection(const SectionReading& reading, int32_t section, ObjectPointArray& objectList,
+                    ImagePointArray& imagePointList, TextReader& file) {
   PointStore& points = reading.Points;
   const PointSectionTable::Range range = points.Sections.ObjectPoints[static_cast<size_t>(section)];
   const TextReading text{{MakeImageReferences(reading.Images, reading.Cameras),

@@ -3,18 +3,16 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 
 #include "base/OutputFault.h"
+#include "base/UnnamedFile.h"
 #include "exchange/ExchangeFault.h"
 
 namespace orvo::exchange {
 
 ScratchFile::ScratchFile(const std::string& folder) : szFolder(folder) {
-  std::string pattern = folder + "/.orvo-scratch-XXXXXX";
-  const int handle = ::mkstemp(pattern.data());
+  const int handle = OpenUnnamedFile(folder);
   if (handle < 0) Fail("create");
-  ::unlink(pattern.c_str());
   fFile = ::fdopen(handle, "w+b");
   if (fFile == nullptr) {
     ::close(handle);

@@ -7,8 +7,9 @@ namespace orvo::gpu {
 namespace {
 
 /// The inclusive range at `at` out of `all`; nothing where it leaves them.
-template <typename T>
-std::span<const T> PartOf(const std::vector<T>& all, const std::vector<int64_t>& ranges, size_t at) {
+template <typename T, typename Allocator>
+std::span<const T> PartOf(const std::vector<T, Allocator>& all, const std::vector<int64_t>& ranges,
+                          size_t at) {
   const int64_t first = ranges[at], count = ranges[at + 1] - first + 1;
   if (first < 0 || count < 0 || first + count > std::ssize(all)) return std::span(all).first(0);
   return std::span(all).subspan(static_cast<size_t>(first), static_cast<size_t>(count));

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/ScratchVector.h"
 #include "base/ZeroedArray.h"
 #include "normal/AssemblyKernel.h"
 #include "normal/SubMatrix.h"
@@ -13,10 +14,10 @@ namespace orvo {
 
 struct ThreadBuffers {
   std::vector<std::array<double, 2>> pThreadResidualSum, pThreadResidualSquareSum;  ///< x, y
-  std::vector<int32_t> pThreadValidNum;                 ///< measurements that are not gross
-  std::vector<int32_t> pThreadPointNum;                 ///< all measurements of the task
-  std::vector<std::vector<int32_t>> pThreadGrossFlags;  ///< 0, or -1 for gross
-  std::vector<std::vector<float>> pThreadResiduals;     ///< x and y of each measurement
+  std::vector<int32_t> pThreadValidNum;                   ///< measurements that are not gross
+  std::vector<int32_t> pThreadPointNum;                   ///< all measurements of the task
+  std::vector<ScratchVector<int32_t>> pThreadGrossFlags;  ///< 0, or -1 for gross
+  std::vector<ScratchVector<float>> pThreadResiduals;     ///< x and y of each measurement
 
   /// Blocks of each thread, in one flat store as BlockIndex lays it out. In the sparse form thread 0 has none
   /// of its own, it adds to the main store.

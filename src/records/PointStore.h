@@ -6,17 +6,21 @@
 #include <span>
 #include <vector>
 
+#include "base/ScratchVector.h"
 #include "records/ReadingFacts.h"
 #include "records/Records.h"
 
 namespace orvo {
 
+using ObjectPointArray = ScratchVector<ObjectPointRecord>;
+using ImagePointArray = ScratchVector<ImagePointRecord>;
+
 /// The arrays are empty until a reader makes them.
 struct PointStore {
   PointSectionTable Sections;
-  int32_t nCurrentSection = -1;                  ///< section whose points are in memory
-  std::vector<ObjectPointRecord> pObjectPoints;  ///< points of the current section
-  std::vector<ImagePointRecord> pImagePoints;
+  int32_t nCurrentSection = -1;    ///< section whose points are in memory
+  ObjectPointArray pObjectPoints;  ///< points of the current section
+  ImagePointArray pImagePoints;
   std::vector<ObjectPointRecord> pGcpTable;  ///< control and check points, normalised with the block
   std::vector<int32_t> pPointImageCount;     ///< by tie point ordinal
 

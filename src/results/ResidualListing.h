@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "base/ScratchVector.h"
 #include "results/GpuResidualLines.h"
 #include "results/ResidualPieces.h"
 
@@ -12,9 +13,9 @@ namespace orvo {
 
 /// The measurements of one assembly thread.
 struct ResidualPart {
-  std::vector<float> Residuals;  ///< x and y of each measurement, working image units
-  std::vector<int32_t> Flags;    ///< of each measurement: 0, or other than 0 for gross
-  int64_t nPointNum = 0;         ///< measurements to list, of those that the arrays hold
+  ScratchVector<float> Residuals;  ///< x and y of each measurement, working image units
+  ScratchVector<int32_t> Flags;    ///< of each measurement: 0, or other than 0 for gross
+  int64_t nPointNum = 0;           ///< measurements to list, of those that the arrays hold
 };
 
 /// Both forms of a residual file. Parts are its own; the table of a device reads arrays of its maker, which

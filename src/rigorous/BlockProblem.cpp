@@ -101,19 +101,25 @@ void BlockBuilder::AddPoint(int64_t place) {
 void BlockBuilder::AddPoints() {
   Out.Task.vRays.reserve(In.Points.pImagePoints.size());
   Out.vMeasurement.reserve(In.Points.pImagePoints.size());
+  Out.Task.vFirstRay.reserve(In.Points.pObjectPoints.size() + 1);
+  Out.vPoint.reserve(In.Points.pObjectPoints.size());
   for (int64_t place = 0; place < std::ssize(In.Points.pObjectPoints); ++place) AddPoint(place);
   OrderPoints();
+  Out.Start.vPoints.reserve(Out.vPoint.size());
   for (const int64_t place : Out.vPoint)
     Out.Start.vPoints.push_back(PositionOf(In.Points.pObjectPoints[place]) - Out.Origin);
 }
 
 void BlockBuilder::OrderPoints() {
   const Problem& task = Out.Task;
-  const std::vector<int64_t> order = OrderOfPoints(task.vFirstRay, task.vRays);
-  std::vector<int64_t> firstRay = {0}, points, measurements;
-  std::vector<Ray> rays;
+  const ScratchVector<int64_t> order = OrderOfPoints(task.vFirstRay, task.vRays);
+  ScratchVector<int64_t> firstRay, points, measurements;
+  ScratchVector<Ray> rays;
+  firstRay.reserve(order.size() + 1);
+  points.reserve(order.size());
   rays.reserve(task.vRays.size());
   measurements.reserve(task.vRays.size());
+  firstRay.push_back(0);
   for (const int64_t old : order) {
     for (int64_t ray = task.vFirstRay[old]; ray < task.vFirstRay[old + 1]; ++ray) {
       rays.push_back(task.vRays[ray]);

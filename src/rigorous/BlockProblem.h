@@ -35,11 +35,11 @@ struct BlockParts {
 struct BlockProblem {
   Problem Task;
   Estimate Start;
-  Vector3 Origin{};                   ///< of the records less that of the problem
-  std::vector<int64_t> vPoint;        ///< by point of the problem: in pObjectPoints
-  std::vector<int64_t> vMeasurement;  ///< by ray: in pImagePoints
-  int64_t nLeftOut = 0;               ///< points that can't be found or have no finite coordinates
-  int64_t nControl = 0;               ///< control points that take part
+  Vector3 Origin{};                     ///< of the records less that of the problem
+  ScratchVector<int64_t> vPoint;        ///< by point of the problem: in pObjectPoints
+  ScratchVector<int64_t> vMeasurement;  ///< by ray: in pImagePoints
+  int64_t nLeftOut = 0;                 ///< points that can't be found or have no finite coordinates
+  int64_t nControl = 0;                 ///< control points that take part
 };
 
 /// Left out are measurements on deleted images or cameras, tie and check points on fewer than two images, and

@@ -54,10 +54,10 @@ RayResidualSums SumRayResiduals(const Problem& problem, const Estimate& estimate
   return sums;
 }
 
-std::vector<RayResidual> RayResidualsOf(const BlockProblem& problem, const Estimate& estimate,
-                                        const PointStore& points) {
+ScratchVector<RayResidual> RayResidualsOf(const BlockProblem& problem, const Estimate& estimate,
+                                          const PointStore& points) {
   const Problem& task = problem.Task;
-  std::vector<RayResidual> residuals;
+  ScratchVector<RayResidual> residuals;
   residuals.reserve(task.vRays.size());
   for (int64_t point = 0; point < task.PointNum(); ++point) {
     for (int64_t ray = task.vFirstRay[point]; ray < task.vFirstRay[point + 1]; ++ray) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/ScratchVector.h"
 #include "records/PointStore.h"
 #include "rigorous/BlockProblem.h"
 
@@ -26,7 +27,7 @@ struct RayResidual {
 };
 
 /// Of all rays of the problem, those that were left out among them, in the order of pImagePoints.
-std::vector<RayResidual> RayResidualsOf(const BlockProblem& problem, const Estimate& estimate,
-                                        const PointStore& points);
+ScratchVector<RayResidual> RayResidualsOf(const BlockProblem& problem, const Estimate& estimate,
+                                          const PointStore& points);
 
 }  // namespace orvo::rigorous

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <numeric>
+#include <utility>
 
 namespace orvo::rigorous {
 namespace {
@@ -32,17 +33,18 @@ ImageKey KeyOf(std::span<const Ray> rays) {
 
 }  // namespace
 
-std::vector<int64_t> OrderOfPoints(std::span<const int64_t> firstRay, std::span<const Ray> rays) {
+ScratchVector<int64_t> OrderOfPoints(std::span<const int64_t> firstRay, std::span<const Ray> rays) {
   if (firstRay.empty()) return {};
-  std::vector<ImageKey> keys(firstRay.size() - 1);
+  ScratchVector<ImageKey> keys(firstRay.size() - 1);
   for (size_t p = 0; p < keys.size(); ++p) {
     keys[p] = KeyOf(
         rays.subspan(static_cast<size_t>(firstRay[p]), static_cast<size_t>(firstRay[p + 1] - firstRay[p])));
   }
-  std::vector<int64_t> order(keys.size());
+  ScratchVector<int64_t> order(keys.size());
   std::iota(order.begin(), order.end(), int64_t{0});
-  std::stable_sort(order.begin(), order.end(), [&keys](int64_t a, int64_t b) {
-    return keys[static_cast<size_t>(a)] < keys[static_cast<size_t>(b)];
+  // No stable sort, which would take memory of its own.
+  std::sort(order.begin(), order.end(), [&keys](int64_t a, int64_t b) {
+    return std::pair(keys[static_cast<size_t>(a)], a) < std::pair(keys[static_cast<size_t>(b)], b);
   });
   return order;
 }

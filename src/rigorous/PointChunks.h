@@ -24,6 +24,6 @@ PointChunks ChunksOf(const Problem& problem);
 
 /// The points by their lowest image, then their second, then their highest; of equals the first stays first.
 /// `firstRay` and `rays` as in Problem.
-std::vector<int64_t> OrderOfPoints(std::span<const int64_t> firstRay, std::span<const Ray> rays);
+ScratchVector<int64_t> OrderOfPoints(std::span<const int64_t> firstRay, std::span<const Ray> rays);
 
 }  // namespace orvo::rigorous

@@ -234,6 +234,7 @@ void FigureMaker::AddPoints() {
   options.nThreads = In.nThreads;
   const bool all = In.Extent == PrecisionExtent::All;
   if (!all) options.Wanted = [this](int64_t point) { return KindOf(point) != PointKind::Tie; };
+  if (all) Out.vPoints.reserve(static_cast<size_t>(In.Task.PointNum()));
   ForEachPointPrecision(In.Task, Plan, Steps.Chunks(), At, *Q, options, [&](const PointPrecision& point) {
     GroundPrecision made;
     made.nPoint = point.nPoint;

@@ -100,9 +100,9 @@ struct PrecisionFigures {
   std::vector<std::string> vFree;  ///< words for the free motions, each once
   std::optional<PrecisionRefusal> Refusal;
   std::vector<ImagePrecision> vImages;
-  std::vector<CameraPrecision> vCameras;  ///< those with unknowns
-  std::vector<GroundPrecision> vPoints;   ///< by point
-  std::vector<OwnTest> vOwnTests;         ///< GPS and IMU whose |w| is above PrecisionInput::fCritical
+  std::vector<CameraPrecision> vCameras;   ///< those with unknowns
+  ScratchVector<GroundPrecision> vPoints;  ///< by point
+  std::vector<OwnTest> vOwnTests;          ///< GPS and IMU whose |w| is above PrecisionInput::fCritical
 };
 
 struct PrecisionInput {

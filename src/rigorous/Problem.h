@@ -11,6 +11,7 @@
 #include <span>
 #include <vector>
 
+#include "base/ScratchVector.h"
 #include "rigorous/LensModel.h"
 #include "rigorous/PosModel.h"
 #include "rigorous/RayModel.h"
@@ -78,8 +79,8 @@ struct Problem {
   std::vector<CameraModel> vCameras;
   std::vector<ImageModel> vImages;
   std::vector<StripModel> vStrips;
-  std::vector<int64_t> vFirstRay = {0};  ///< by point into vRays, and the number of rays at the end
-  std::vector<Ray> vRays;
+  ScratchVector<int64_t> vFirstRay = {0};  ///< by point into vRays, and the number of rays at the end
+  ScratchVector<Ray> vRays;
   std::vector<ControlObservation> vControl;  ///< by ascending point, each point at most once
 
   int64_t PointNum() const { return std::ssize(vFirstRay) - 1; }
@@ -103,7 +104,7 @@ struct Estimate {
   std::vector<ImagePose> vPoses;
   std::vector<CameraEstimate> vCameras;
   std::vector<StripEstimate> vStrips;
-  std::vector<Vector3> vPoints;
+  ScratchVector<Vector3> vPoints;
 };
 
 }  // namespace orvo::rigorous

@@ -7,8 +7,8 @@ namespace {
 
 /// Runs of nodes, one for each meeting.
 struct Meetings {
-  std::vector<int64_t> vFirst = {0};
-  std::vector<int32_t> vNodes;
+  ScratchVector<int64_t> vFirst = {0};
+  ScratchVector<int32_t> vNodes;
 
   void Add(int32_t node) {
     if (node >= 0) vNodes.push_back(node);

@@ -24,8 +24,8 @@ int CBundleAdjustment::ReadProject(const std::string& project, const std::string
   return ReadProjectTables(project, {Settings, Limits, Images, Cameras, Inputs, Log});
 }
 
-int CBundleAdjustment::ReadGcpList(std::vector<ObjectPointRecord>& objectList,
-                                   std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
+int CBundleAdjustment::ReadGcpList(ObjectPointArray& objectList, ImagePointArray& imagePointList,
+                                   TextReader& file) {
   return ReadGcpFile({Settings, Images, Cameras, Points, Log}, objectList, imagePointList, file);
 }
 
@@ -49,8 +49,8 @@ int CBundleAdjustment::ReadSectionPoints(int32_t section, const std::string& pro
   return ReadSection(reading, section, {project, gcp}, tiePointsRead, Frame.fGsd, count) ? 1 : 0;
 }
 
-int CBundleAdjustment::ReadTextPoints(int32_t section, std::vector<ObjectPointRecord>& objectList,
-                                      std::vector<ImagePointRecord>& imagePointList, TextReader& file) {
+int CBundleAdjustment::ReadTextPoints(int32_t section, ObjectPointArray& objectList,
+                                      ImagePointArray& imagePointList, TextReader& file) {
   return ReadTextSection({Settings, Paths, Images, Cameras, Points, Inputs, System, Log}, section, objectList,
                          imagePointList, file);
 }

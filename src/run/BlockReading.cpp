@@ -51,8 +51,8 @@ void BlockOfRun::TakeIntoFrame() {
 
 void BlockOfRun::MeasureControl(BlockFacts& facts) {
   TextReader file(&Run.Inputs);
-  std::vector<ObjectPointRecord> points;
-  std::vector<ImagePointRecord> measurements;
+  ObjectPointArray points;
+  ImagePointArray measurements;
   if (Paths.szGcp.empty() || !file.Open(Paths.szGcp) || Run.ReadGcpList(points, measurements, file) != 1)
     return;
   double sum = 0;

@@ -13,9 +13,9 @@
 namespace orvo {
 namespace {
 
-template <typename T>
-void Free(std::vector<T>& array) {
-  std::vector<T>().swap(array);
+template <typename T, typename Allocator>
+void Free(std::vector<T, Allocator>& array) {
+  std::vector<T, Allocator>().swap(array);
 }
 
 }  // namespace

@@ -39,8 +39,8 @@ class CBundleAdjustment {
  public:
   using Path = const std::string&;
   using Numbers = std::vector<int32_t>;
-  using ObjectPoints = std::vector<ObjectPointRecord>;
-  using ImagePoints = std::vector<ImagePointRecord>;
+  using ObjectPoints = ObjectPointArray;
+  using ImagePoints = ImagePointArray;
   using Blocks = std::vector<SubMatrix>;
   using BlockSpan = std::span<const SubMatrix>;
   using Flags = std::vector<uint8_t>;

@@ -80,8 +80,8 @@ int CBundleAdjustment::ComputeSevenParametersFromGcp(const std::string& gcp) {
     Log.Print("Error!Open gcp file falied!\n");
     return -1;
   }
-  std::vector<ObjectPointRecord> points;
-  std::vector<ImagePointRecord> measurements;
+  ObjectPointArray points;
+  ImagePointArray measurements;
   if (ReadGcpList(points, measurements, file) != 1 || CheckInputs() == 0) return -1;
   PositionPairs pairs;
   const bool solved = orvo::ComputeSevenParametersFromGcp({points, measurements, Points.nControlPointNum},

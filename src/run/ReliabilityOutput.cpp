@@ -155,7 +155,7 @@ std::vector<rigorous::CheckPoint> CheckPointsOfRun(const BlockProblem& problem,
                                                    const std::vector<GcpSigma>& sigmas,
                                                    CBundleAdjustment& run) {
   std::vector<rigorous::CheckPoint> checks;
-  const std::vector<ObjectPointRecord> ground = RunVerdict(run).ReadGroundPoints().Points;
+  const ObjectPointArray ground = RunVerdict(run).ReadGroundPoints().Points;
   const int64_t first = std::ssize(run.Points.pObjectPoints) - std::ssize(ground);
   const RigorousSettings& settings = run.Chosen.Settings;
   for (int64_t p = 0; p < problem.Task.PointNum(); ++p) {

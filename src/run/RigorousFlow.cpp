@@ -3,13 +3,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "base/ScratchMemory.h"
 #include "block/GcpSigmas.h"
 #include "block/ProjectForm.h"
+#include "block/SectionPlan.h"
 #include "rigorous/DatumObservations.h"
+#include "rigorous/MemoryPlan.h"
 #include "rigorous/RobustAdjust.h"
 #include "rigorous/VarianceEstimation.h"
 #include "run/BlunderOutput.h"
@@ -64,12 +68,14 @@ class RigorousFlow {
   int Prepare();
   int Iterate();
   int Finish();
+  bool RefuseScratch(const std::string& what);
 
  private:
   bool Refuse(const std::string& file, std::string what, std::string remedy);
   bool CanBeDone();
   bool HasDatum();
   void SettleLimits();
+  void PlanMemory(const BlockSize& size);
   int ReadPoints();
   void ReadPosData();
   void MakeProblem();
@@ -77,11 +83,12 @@ class RigorousFlow {
   bool EndIteration(const rigorous::AdjustIteration& line);
   void TellResult();
   void EstimateDeviations();
-  OvtSections PlacedSections(const std::vector<rigorous::Vector3>& places);
+  OvtSections PlacedSections(const ScratchVector<rigorous::Vector3>& places);
   int WriteFiles();
 
   CBundleAdjustment& Run;
   const std::string &szProject, &szGcp, &szPos;
+  std::optional<ScratchMemory> Scratch;  ///< before what lies in it
   rigorous::BlockProblem Problem;
   rigorous::Estimate Now;
   rigorous::RayResidualSums Sums;  ///< of Now
@@ -97,6 +104,12 @@ bool RigorousFlow::Refuse(const std::string& file, std::string what, std::string
   Run.LogPrintf("Error!The rigorous method can't take it: %s!\n", what.c_str());
   Run.Guard.Refusals.push_back({Severity::Error, file, 0, -1, std::move(what), std::move(remedy)});
   return false;
+}
+
+bool RigorousFlow::RefuseScratch(const std::string& what) {
+  return Refuse(
+      Run.Paths.szOutputPath, what,
+      "Free room on the disk, name another folder with --out, or count on more memory with --memory");
 }
 
 /// What the method has no answer to.
@@ -138,13 +151,25 @@ int RigorousFlow::Read(std::string& output) {
   return 1;
 }
 
+/// Points that do not fit into the memory go where the results go.
+void RigorousFlow::PlanMemory(const BlockSize& size) {
+  const rigorous::MemoryPlan plan =
+      rigorous::PlanMemory({size.nImageNum, size.nObjectPointNum, size.nImagePointNum},
+                           Run.Chosen.Settings.Precision, Run.System.FreePhysicalBytes());
+  if (plan.bFits) return;
+  constexpr int64_t kMegabyte = 1000000;
+  Run.LogPrintf(">>The points do not fit into memory: about %lld MB lie on the disk in %s\n",
+                static_cast<long long>(plan.nPointBytes / kMegabyte), Run.Paths.szOutputPath.c_str());
+  Scratch.emplace(Run.Paths.szOutputPath, plan.nResidentBytes);
+}
+
 int RigorousFlow::ReadPoints() {
-  if (Run.PlanSections(Run.Images.nImageNum, Run.Cameras.nCameraNum, Run.Points.nObjectPointNum,
-                       Run.Points.nImagePointNum, &Run.Points.pPointImageCount) == 0)
-    return 0;
-  if (Run.Points.Sections.Count() != 1)
-    return Refuse(szProject, "the points do not fit into the memory at once, as the rigorous method needs",
-                  "Count on more with --memory");
+  const BlockSize size = {Run.Images.nImageNum, Run.Cameras.nCameraNum, Run.Points.nObjectPointNum,
+                          Run.Points.nImagePointNum};
+  PlanMemory(size);
+  // One section: what does not fit into memory lies in the scratch memory.
+  Run.Points.Sections =
+      PlanPointSections(size, &Run.Points.pPointImageCount, std::numeric_limits<int64_t>::max(), Run.Log);
   Run.LogPrintf(">>Reading points data...\n");
   int64_t count = 0;
   if (Run.ReadSectionPoints(0, Run.Paths.szProjectPath, szGcp, count) == 0) return 0;
@@ -298,7 +323,7 @@ int RigorousFlow::Iterate() {
 }
 
 /// Those of the run, with the points at their places in the adjustment; the others stay intersected.
-OvtSections RigorousFlow::PlacedSections(const std::vector<rigorous::Vector3>& places) {
+OvtSections RigorousFlow::PlacedSections(const ScratchVector<rigorous::Vector3>& places) {
   OvtSections sections = SectionsOfRun(Run);
   sections.Intersect = [this, &places, intersect = sections.Intersect](int32_t section, int64_t count) {
     intersect(section, count);
@@ -325,7 +350,7 @@ int RigorousFlow::WriteFiles() {
   WritePrecisionTable(Problem, Now, Figures, Run);
   WriteBlunderTable(Problem, Result, Run);
   if (Run.CheckInputs() == 0) return 0;
-  const std::vector<rigorous::Vector3> places = TiePointPlaces(Problem, Now, Run.Points.nTiePointNum);
+  const ScratchVector<rigorous::Vector3> places = TiePointPlaces(Problem, Now, Run.Points.nTiePointNum);
   Run.ReleasePosData();
   Run.ReleaseSectionPoints();
   Run.LogPrintf(">>Out put points data...\n");
@@ -350,7 +375,11 @@ int RigorousFlow::Finish() {
 int RunRigorousAdjustment(CBundleAdjustment& run, const std::string& project, const std::string& gcp,
                           const std::string& pos, std::string& output) {
   RigorousFlow flow(run, project, gcp, pos);
-  return flow.Read(output) == 1 && flow.Prepare() == 1 && flow.Iterate() == 1 && flow.Finish() == 1 ? 1 : 0;
+  try {
+    return flow.Read(output) == 1 && flow.Prepare() == 1 && flow.Iterate() == 1 && flow.Finish() == 1 ? 1 : 0;
+  } catch (const ScratchFault& fault) {
+    return flow.RefuseScratch(fault.what());
+  }
 }
 
 }  // namespace orvo

@@ -51,8 +51,11 @@ void WriteRigorousResiduals(int32_t iterations, const BlockProblem& problem, con
   ResidualListing listing;
   listing.fScale = run.Settings.Image_Coor_Scale;
   listing.Figures = FiguresOf(run.Residuals, listing.fScale);
+  const ScratchVector<rigorous::RayResidual> residuals = RayResidualsOf(problem, estimate, run.Points);
   ResidualPart part;
-  for (const rigorous::RayResidual& one : RayResidualsOf(problem, estimate, run.Points)) {
+  part.Residuals.reserve(2 * residuals.size());
+  part.Flags.reserve(residuals.size());
+  for (const rigorous::RayResidual& one : residuals) {
     for (const double v : one.Residual) part.Residuals.push_back(static_cast<float>(v));
     part.Flags.push_back(one.bLeftOut ? -1 : 0);
   }
@@ -62,8 +65,8 @@ void WriteRigorousResiduals(int32_t iterations, const BlockProblem& problem, con
                     run.Outputs);
 }
 
-std::vector<uint8_t> LeftOutMeasurements(const BlockProblem& problem, const PointStore& points) {
-  std::vector<uint8_t> out(points.pImagePoints.size(), 1);
+ScratchVector<uint8_t> LeftOutMeasurements(const BlockProblem& problem, const PointStore& points) {
+  ScratchVector<uint8_t> out(points.pImagePoints.size(), 1);
   for (size_t ray = 0; ray < problem.vMeasurement.size(); ++ray) {
     if (problem.Task.vRays[ray].nImage >= 0) out[static_cast<size_t>(problem.vMeasurement[ray])] = 0;
   }
@@ -93,10 +96,10 @@ std::vector<std::pair<std::string, Position>> UnobservedPlaces(
   return places;
 }
 
-std::vector<Vector3> TiePointPlaces(const BlockProblem& problem, const Estimate& estimate,
-                                    int64_t tiePoints) {
+ScratchVector<Vector3> TiePointPlaces(const BlockProblem& problem, const Estimate& estimate,
+                                      int64_t tiePoints) {
   constexpr double none = std::numeric_limits<double>::quiet_NaN();
-  std::vector<Vector3> places(static_cast<size_t>(std::max<int64_t>(tiePoints, 0)), {none, none, none});
+  ScratchVector<Vector3> places(static_cast<size_t>(std::max<int64_t>(tiePoints, 0)), {none, none, none});
   for (size_t i = 0; i < problem.vPoint.size(); ++i) {
     if (std::cmp_less(problem.vPoint[i], places.size()))
       places[problem.vPoint[i]] = estimate.vPoints[i] + problem.Origin;
@@ -124,7 +127,7 @@ void FillResiduals(const BlockProblem& problem, const Estimate& estimate, const 
 
 PointPlacing GroundPointPlacing(const BlockProblem& problem, const Estimate& estimate,
                                 const PointStore& points) {
-  std::vector<int64_t> placeInProblem(points.pObjectPoints.size(), -1);
+  ScratchVector<int64_t> placeInProblem(points.pObjectPoints.size(), -1);
   for (int64_t i = 0; i < std::ssize(problem.vPoint); ++i) placeInProblem[problem.vPoint[i]] = i;
   return [placed = std::move(placeInProblem), &problem, &estimate, &points](
              int64_t ordinal, MeasuredPoint& point, std::vector<ImageResidual>& residuals) {

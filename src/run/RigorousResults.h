@@ -23,7 +23,7 @@ void StoreResult(const rigorous::BlockProblem& problem, const rigorous::Estimate
                  CBundleAdjustment& run);
 
 /// By measurement in memory: 1 where it takes no part in the solution.
-std::vector<uint8_t> LeftOutMeasurements(const rigorous::BlockProblem& problem, const PointStore& points);
+ScratchVector<uint8_t> LeftOutMeasurements(const rigorous::BlockProblem& problem, const PointStore& points);
 
 /// Control of which not all coordinates are observed: their names, and where those are; no number for the
 /// others. `stated` is the control as it was given, in the order of the problem. Points have to be in memory.
@@ -37,8 +37,8 @@ void WriteRigorousResiduals(int32_t iterations, const rigorous::BlockProblem& pr
 
 /// Coordinates of the tie points at the result, by their place in the file. Not numbers where a point has
 /// none.
-std::vector<rigorous::Vector3> TiePointPlaces(const rigorous::BlockProblem& problem,
-                                              const rigorous::Estimate& estimate, int64_t tiePoints);
+ScratchVector<rigorous::Vector3> TiePointPlaces(const rigorous::BlockProblem& problem,
+                                                const rigorous::Estimate& estimate, int64_t tiePoints);
 
 /// Control and check points at the result; those of the GCP file are the last in memory. Refers to all of its
 /// arguments.

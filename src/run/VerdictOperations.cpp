@@ -23,7 +23,7 @@ namespace {
 
 /// What stands in the file for a coordinate that is not observed says nothing of the point.
 void PlaceUnobserved(const std::vector<std::pair<std::string, Position>>& unobserved,
-                     std::vector<ObjectPointRecord>& points) {
+                     ObjectPointArray& points) {
   for (ObjectPointRecord& point : points) {
     if (point.nType != 1) continue;
     const auto found = std::ranges::find(unobserved, point.szName, &std::pair<std::string, Position>::first);
@@ -86,7 +86,7 @@ void RunVerdict::PassOverTextProject() {
   const auto references = MakeImageReferences(run.Images, run.Cameras);
   const ProjectHeader header = ReadHeader(file);
   SkipCamerasAndImages(file, header);
-  std::vector<ObjectPointRecord> points;
+  ObjectPointArray points;
   std::vector<ImagePointRecord> measurements;
   MeasuredPoint point;
   const auto takeBatch = [&] {

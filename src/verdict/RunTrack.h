@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/ScratchVector.h"
 #include "geometry/Similarity.h"
 #include "records/Records.h"
 #include "verdict/FrameFigures.h"
@@ -36,7 +37,7 @@ struct RunTrack {
   bool bSingular = false;
   std::optional<double> fPredictedShare;
   std::optional<bool> bReachedEnd;  ///< of the rigorous method; see VerdictFigures
-  std::vector<uint8_t> vLeftOut;    ///< of the rigorous method: by measurement in memory; see PointPassInput
+  ScratchVector<uint8_t> vLeftOut;  ///< of the rigorous method: by measurement in memory; see PointPassInput
 
   std::optional<PrecisionFigure> Precision;   ///< of the rigorous method
   std::vector<ControlOutFigure> vControlOut;  ///< of the rigorous method

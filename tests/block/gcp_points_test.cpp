@@ -160,8 +160,8 @@ TEST(ReadGcpFile, TheWholeFileWithoutSections) {
   block->Points.nControlPointNum = 99;
   TextReader file;
   ASSERT_TRUE(file.Open(files.szGcp));
-  std::vector<ObjectPointRecord> points;
-  std::vector<ImagePointRecord> images;
+  ObjectPointArray points;
+  ImagePointArray images;
   EXPECT_EQ(1, ReadGcpFile(block->Gcp(), points, images, file));
   EXPECT_EQ("", WhatIsWrongWithPoints(block->Images, block->Cameras, points, images));
   ASSERT_EQ(3u, points.size());
@@ -180,8 +180,8 @@ TEST(ReadGcpFile, AWrongOrdinalEndsIt) {
   block->ReadTables(files.szText);
   TextReader file;
   ASSERT_TRUE(file.Open(files.szGcp));
-  std::vector<ObjectPointRecord> points;
-  std::vector<ImagePointRecord> images;
+  ObjectPointArray points;
+  ImagePointArray images;
   EXPECT_EQ(-1, ReadGcpFile(block->Gcp(), points, images, file));
   EXPECT_EQ("Error!Image ID of the point 1 2 is out of range!\n", block.Log());
   EXPECT_EQ("", WhatIsWrongWithPoints(block->Images, block->Cameras, points, images));

@@ -61,8 +61,8 @@ inline std::string WhatIsWrongWithImages(const BlockParts& block) {
 
 /// Points and measurements against each other and against the kept images.
 inline std::string WhatIsWrongWithPoints(const ImageTable& images, const CameraTable& cameras,
-                                         const std::vector<ObjectPointRecord>& objectPoints,
-                                         const std::vector<ImagePointRecord>& imagePoints) {
+                                         const ObjectPointArray& objectPoints,
+                                         const ImagePointArray& imagePoints) {
   const auto imagePointNum = static_cast<int64_t>(imagePoints.size());
   for (const ObjectPointRecord& point : objectPoints) {
     if (std::memchr(point.szName, 0, sizeof point.szName) == nullptr) return "open point name";

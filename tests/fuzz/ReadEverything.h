@@ -62,8 +62,8 @@ inline std::string ReadForResults(BlockParts& block, const std::string& project,
   if (!wrong.empty() || result == 0) return wrong;
   TextReader gcpFile;
   if (gcpFile.Open(gcp)) {
-    std::vector<ObjectPointRecord> points;
-    std::vector<ImagePointRecord> images;
+    ObjectPointArray points;
+    ImagePointArray images;
     ReadGcpFile(block.Gcp(), points, images, gcpFile);
     wrong = WhatIsWrongWithPoints(block.Images, block.Cameras, points, images);
     if (!wrong.empty()) return wrong;

@@ -75,8 +75,8 @@ inline ImageCoordinates Measure(const EopRecord& eop, const IopRecord& iop, doub
 struct TestBlock {
   std::vector<EopRecord> eop;
   std::vector<IopRecord> iop;
-  std::vector<ObjectPointRecord> points;
-  std::vector<ImagePointRecord> imagePoints;
+  ObjectPointArray points;
+  ImagePointArray imagePoints;
 
   /// A point at P whose record says P plus `offset`.
   ObjectPointRecord& AddPoint(int32_t type, double X, double Y, double Z, const std::vector<int32_t>& images,

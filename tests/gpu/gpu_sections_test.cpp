@@ -10,8 +10,8 @@
 namespace orvo::test {
 namespace {
 
-std::vector<ObjectPointRecord> Points(const std::vector<int32_t>& counts) {
-  std::vector<ObjectPointRecord> points(counts.size());
+ObjectPointArray Points(const std::vector<int32_t>& counts) {
+  ObjectPointArray points(counts.size());
   int64_t next = 0;
   for (size_t i = 0; i < counts.size(); ++i) {
     points[i].nImagePointNum = counts[i];
@@ -142,7 +142,7 @@ TEST(PlanGpuSections, Refusals) {
     EXPECT_FALSE(plan.bDone) << row.what;
     EXPECT_EQ(plan.Table.nGpuSectionNum, 0) << row.what;
   }
-  std::vector<ObjectPointRecord> gap = Points({2, 2});
+  ObjectPointArray gap = Points({2, 2});
   gap[1].nFirstImagePoint = 3;
   EXPECT_FALSE(gpu::PlanGpuSections(gap, 5, {{0}, 1e9}).bDone);
   gap[1].nFirstImagePoint = -1;

@@ -17,8 +17,8 @@ struct SlowEquations {
   std::vector<double> N, b;
   std::vector<double> Unreduced;  ///< diagonal before elimination: the scale that rounding is measured by
   double fWeightedSquares = 0;
-  std::vector<float> Residuals;
-  std::vector<int32_t> Flags;
+  ScratchVector<float> Residuals;
+  ScratchVector<int32_t> Flags;
   int32_t nValid = 0;
   double fSumX = 0, fSumY = 0, fSquareSumX = 0, fSquareSumY = 0;
 };

@@ -126,7 +126,7 @@ TEST_P(AssemblyOfLayout, SectionsAddUpToTheWhole) {
     block.Limits.Apply_PCG_Model = sparse;
     ASSERT_EQ(block.FindPattern(), PatternOutcome::Found);
     block.ClearMatrix();
-    const std::vector<ObjectPointRecord> all = block.Points.pObjectPoints;
+    const ObjectPointArray all = block.Points.pObjectPoints;
     const auto count = std::ssize(all);
     block.Points.Sections.ObjectPoints = {{0, 19}, {20, 69}, {70, count - 1}};
     block.Limits.nThreadNum = 2;

@@ -24,8 +24,8 @@ void FillLongBlock(NormalParts& block, int layout, bool shuffled, int cameras = 
   } else {
     std::ranges::sort(order, {}, [&](size_t p) { return block.Points.pObjectPoints[p].X; });
   }
-  std::vector<ObjectPointRecord> points;
-  std::vector<ImagePointRecord> imagePoints;
+  ObjectPointArray points;
+  ImagePointArray imagePoints;
   for (const size_t p : order) {
     ObjectPointRecord point = block.Points.pObjectPoints[p];
     const auto measurements = MeasurementsOf(point, block.Points.pImagePoints);
@@ -129,8 +129,8 @@ TEST(PointOrder, NoneWhereMeasurementsDoNotFollowEachOther) {
 
 struct Assembled {
   std::vector<double> N, b;
-  std::vector<float> Residuals;
-  std::vector<int32_t> Flags;
+  ScratchVector<float> Residuals;
+  ScratchVector<int32_t> Flags;
   double fMinX, fMinY, fMaxX, fMaxY;
 };
 

@@ -8,8 +8,8 @@
 namespace orvo::test {
 namespace {
 
-std::vector<ObjectPointRecord> PointsWith(const std::vector<int32_t>& measurements) {
-  std::vector<ObjectPointRecord> points;
+ObjectPointArray PointsWith(const std::vector<int32_t>& measurements) {
+  ObjectPointArray points;
   int64_t first = 0;
   for (const int32_t m : measurements) {
     ObjectPointRecord point;

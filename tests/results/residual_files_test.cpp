@@ -37,7 +37,7 @@ struct ResidualRun {
     }
   }
 
-  void AddThread(std::vector<float> residuals, std::vector<int32_t> flags) {
+  void AddThread(ScratchVector<float> residuals, ScratchVector<int32_t> flags) {
     const auto count = std::ssize(flags);
     Parts.push_back({std::move(residuals), std::move(flags), count});
   }
@@ -128,10 +128,10 @@ TEST(ResidualsCpu, DividedValuesReplaceTheStoredOnes) {
 }
 
 TEST(ResidualsCpu, ExtremesStartWhereNothingIsLeftToReplaceThem) {
-  const std::vector<std::vector<int32_t>> flagSets = {{}, {-1}};
+  const std::vector<ScratchVector<int32_t>> flagSets = {{}, {-1}};
   for (const auto& flags : flagSets) {
     ResidualRun r;
-    r.AddThread(std::vector<float>(2 * flags.size(), 0.25f), flags);
+    r.AddThread(ScratchVector<float>(2 * flags.size(), 0.25f), flags);
     r.Write(0, 0);
     const std::string text = r.File("Residuals_0_0.res");
     EXPECT_NE(text.find(Tail(r, -1e30f, -1e30f, 1e30f, static_cast<int>(flags.size()),
@@ -192,8 +192,8 @@ TEST(ResidualsCpu, CountsBeyondTheBuffersAreCut) {
 TEST(ResidualsCpu, ManyLinesAreTheLinesOfTheSlowForm) {
   // More than one output block.
   ResidualRun r;
-  std::vector<float> residuals;
-  std::vector<int32_t> flags;
+  ScratchVector<float> residuals;
+  ScratchVector<int32_t> flags;
   std::string expected;
   for (int i = 0; i < 30000; ++i) {
     residuals.push_back(static_cast<float>(std::sin(i) * std::pow(10.0, i % 9 - 5)));
@@ -222,8 +222,8 @@ TEST(ResidualsCpu, UnwritableFolderAndFullDisk) {
 
 /// Several pieces of work in two parts, with extremes that only their sign tells apart.
 void AddManyLines(ResidualRun& r) {
-  std::vector<float> residuals;
-  std::vector<int32_t> flags;
+  ScratchVector<float> residuals;
+  ScratchVector<int32_t> flags;
   for (int i = 0; i < 50000; ++i) {
     residuals.push_back(i % 3 == 0 ? -0.0f : 0.0f);
     residuals.push_back(static_cast<float>(std::sin(i)));
@@ -266,8 +266,8 @@ TEST(ResidualsCpu, BesideTheRunEveryFileIsFinishedInTurn) {
   r.bBeside = true;
   for (int iteration = 0; iteration < 5; ++iteration) {
     r.Parts.clear();
-    r.AddThread(std::vector<float>(40000, 0.001f * static_cast<float>(iteration)),
-                std::vector<int32_t>(20000, 0));
+    r.AddThread(ScratchVector<float>(40000, 0.001f * static_cast<float>(iteration)),
+                ScratchVector<int32_t>(20000, 0));
     EXPECT_TRUE(r.Write(iteration, 0));
   }
   r.Finish();
@@ -286,7 +286,7 @@ TEST(ResidualsCpu, WithLittleMemoryTheFileIsWholeOnReturn) {
     return int64_t{1} << 25;
   };
   r.bBeside = true;
-  r.AddThread(std::vector<float>(1000000, 0.001f), std::vector<int32_t>(500000, 0));
+  r.AddThread(ScratchVector<float>(1000000, 0.001f), ScratchVector<int32_t>(500000, 0));
   EXPECT_TRUE(r.Write(0, 0));
   EXPECT_EQ(asked, 1);
   EXPECT_TRUE(r.File("Residuals_0_0.res").ends_with(Tail(r, 1, 1, 1, 0, 500000)));
@@ -315,8 +315,8 @@ TEST(ResidualLines, OtherFlagsAreGrossAndPrintedAsTheyAre) {
   test::ScratchFolder folder;
   TextWriter file;
   ASSERT_TRUE(file.Open(folder / "x"));
-  std::vector<float> residuals{1, 2, 3, 4};
-  const std::vector<int32_t> flags{-2147483647 - 1, 12};
+  ScratchVector<float> residuals{1, 2, 3, 4};
+  const ScratchVector<int32_t> flags{-2147483647 - 1, 12};
   const ResidualSlice slice{residuals, flags};
   const ResidualSummary summary = WriteResidualLines(file, {&slice, 1}, 1.0, 1);
   ASSERT_TRUE(file.Close());

@@ -52,10 +52,10 @@ TEST(BlockProblem, PointsStandInTheOrderOfTheirImagesAndKnowTheirRecords) {
   records.AddPoint("first", 0, {1, 0});
   records.AddPoint("middle", 0, {0, 2, 3});
   const BlockProblem block = records.Make();
-  EXPECT_EQ(block.vPoint, (std::vector<int64_t>{1, 2, 0}));
-  EXPECT_EQ(block.Task.vFirstRay, (std::vector<int64_t>{0, 2, 5, 7}));
+  EXPECT_EQ(block.vPoint, (ScratchVector<int64_t>{1, 2, 0}));
+  EXPECT_EQ(block.Task.vFirstRay, (ScratchVector<int64_t>{0, 2, 5, 7}));
   EXPECT_EQ(ImagesOf(block, 0), (std::vector<int32_t>{1, 0}));
-  EXPECT_EQ(block.vMeasurement, (std::vector<int64_t>{2, 3, 4, 5, 6, 0, 1}));
+  EXPECT_EQ(block.vMeasurement, (ScratchVector<int64_t>{2, 3, 4, 5, 6, 0, 1}));
   for (size_t ray = 0; ray < block.Task.vRays.size(); ++ray) {
     const ImagePointRecord& record = records.Points.pImagePoints[block.vMeasurement[ray]];
     EXPECT_EQ(block.Task.vRays[ray].nImage, record.nImage);
@@ -78,7 +78,7 @@ TEST(BlockProblem, WhatCannotTakePartIsLeftOut) {
   records.Points.pObjectPoints.back().nFirstImagePoint = 1000;
   records.Points.pImagePoints[0].nCamera = 0;  // a measurement that knows no image
   const BlockProblem block = records.Make();
-  EXPECT_EQ(block.vPoint, (std::vector<int64_t>{5, 2}));
+  EXPECT_EQ(block.vPoint, (ScratchVector<int64_t>{5, 2}));
   EXPECT_EQ(ImagesOf(block, 0), (std::vector<int32_t>{0, 3}));
   EXPECT_EQ(block.nLeftOut, 6);
   EXPECT_EQ(block.nControl, 1);

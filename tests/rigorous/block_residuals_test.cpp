@@ -52,7 +52,7 @@ TEST(BlockResiduals, WhatIsLeftOutIsListedWithItsResidual) {
   block.Task.vRays[0].nImage = -1;
   EXPECT_EQ(SumRayResiduals(block.Task, block.Start, 1).nUsed, 4);
   EXPECT_EQ(SumRayResiduals(block.Task, block.Start, 1).nLeftOut, 1);
-  const std::vector<RayResidual> all = RayResidualsOf(block, block.Start, records.Points);
+  const ScratchVector<RayResidual> all = RayResidualsOf(block, block.Start, records.Points);
   ASSERT_EQ(all.size(), 5u);
   for (size_t i = 0; i < all.size(); ++i) {
     EXPECT_EQ(all[i].nMeasurement, static_cast<int64_t>(i));
@@ -66,7 +66,7 @@ TEST(BlockResiduals, APointBehindItsCameraHasNoResidual) {
   BlockProblem block = records.Make();
   block.Start.vPoints[0][2] += 2000;
   EXPECT_EQ(SumRayResiduals(block.Task, block.Start, 1).nUsed, 2);
-  const std::vector<RayResidual> all = RayResidualsOf(block, block.Start, records.Points);
+  const ScratchVector<RayResidual> all = RayResidualsOf(block, block.Start, records.Points);
   EXPECT_TRUE(all[2].bLeftOut);
   EXPECT_EQ(all[2].Residual, Vector2{});
   EXPECT_FALSE(all[0].bLeftOut);

@@ -23,7 +23,7 @@ Problem ProblemOf(const std::vector<std::vector<int32_t>>& images) {
   return problem;
 }
 
-std::vector<int64_t> OrderOf(const std::vector<std::vector<int32_t>>& images) {
+ScratchVector<int64_t> OrderOf(const std::vector<std::vector<int32_t>>& images) {
   const Problem problem = ProblemOf(images);
   return OrderOfPoints(problem.vFirstRay, problem.vRays);
 }
@@ -32,7 +32,7 @@ TEST(PointChunks, PointsAreOrderedByLowestSecondAndHighestImage) {
   const struct {
     const char* What;
     std::vector<std::vector<int32_t>> Images;
-    std::vector<int64_t> Order;
+    ScratchVector<int64_t> Order;
   } table[] = {
       {"no points", {}, {}},
       {"lowest", {{4, 3}, {9, 2}, {5, 7, 1}}, {2, 1, 0}},

@@ -81,7 +81,7 @@ TEST_F(SimpleBlock, GrossControlPointKeepsItsWeight) {
   AppendPoint(*block, 0, 0, 0, 1);
   AppendMeasurement(*block, 0, 0, 0.5, 0.25);
   const ThreadBuffers& buffers = BuildTask();
-  EXPECT_EQ(buffers.pThreadGrossFlags[0], std::vector<int32_t>{0});
+  EXPECT_EQ(buffers.pThreadGrossFlags[0], ScratchVector<int32_t>{0});
   EXPECT_EQ(buffers.pThreadValidNum[0], 1);
   EXPECT_DOUBLE_EQ(buffers.pThreadResidualSum[0][0], 0.5);
 }
@@ -103,7 +103,7 @@ TEST_F(SimpleBlock, CheckPointIsEliminatedWithWeightOneAndNeverGross) {
   block->Points.pObjectPoints[0].nType = 2;
   block->Residuals.fRmsResidualX = block->Residuals.fRmsResidualY = 1e-6;
   const ThreadBuffers& buffers = BuildTask();
-  EXPECT_EQ(buffers.pThreadGrossFlags[0], (std::vector<int32_t>{0, 0, 0}));
+  EXPECT_EQ(buffers.pThreadGrossFlags[0], (ScratchVector<int32_t>{0, 0, 0}));
   ASSERT_EQ(FinishBlocks(block->Layout(), block->Unknowns.nUnknownNum, false, block->Normal, block->Log), 1);
   EXPECT_LE(LargestDifference(asTiePoint, AsDense(*block), block->Normal.pConstVector), 1e-12);
 }
@@ -186,8 +186,8 @@ TEST_F(SimpleBlock, MeasurementsThatTakeNoPartKeepTheirPlaceInTheListing) {
   const ThreadBuffers& buffers = BuildTask();
   EXPECT_EQ(buffers.pThreadPointNum[0], 8);
   EXPECT_EQ(buffers.pThreadValidNum[0], 1);
-  EXPECT_EQ(buffers.pThreadGrossFlags[0], std::vector<int32_t>(8, 0));
-  std::vector<float> residuals(16, 0.0f);
+  EXPECT_EQ(buffers.pThreadGrossFlags[0], ScratchVector<int32_t>(8, 0));
+  ScratchVector<float> residuals(16, 0.0f);
   residuals[2] = 0.5f;
   residuals[3] = 0.25f;
   EXPECT_EQ(buffers.pThreadResiduals[0], residuals);

@@ -178,8 +178,8 @@ TEST(Object, ReadersOfSingleFilesAreCallable) {
   block.Points.Sections.ObjectPoints = {{0, 0}};
   block.Points.Sections.ImagePoints = {{0, 0}};
   block.Points.nTiePointNum = 1;
-  std::vector<ObjectPointRecord> points;
-  std::vector<ImagePointRecord> measurements;
+  ObjectPointArray points;
+  ImagePointArray measurements;
   TextReader project, gcp;
   ASSERT_TRUE(project.Open(folder / "block.prj") && gcp.Open(folder / "gcp.txt"));
   EXPECT_EQ(block.ReadTextPoints(0, points, measurements, project), 1);

@@ -5,12 +5,15 @@
 #include <numeric>
 #include <utility>
 
+#include "base/ScratchVector.h"
+
 namespace orvo::sparse {
 namespace {
 
 /// Meetings of each node, as starts and list.
 struct MeetingsOfNodes {
-  std::vector<int64_t> vFirst, vMeetings;
+  std::vector<int64_t> vFirst;
+  ScratchVector<int64_t> vMeetings;
 };
 
 MeetingsOfNodes Transpose(int32_t nodeNum, std::span<const int64_t> first, std::span<const int32_t> nodes) {

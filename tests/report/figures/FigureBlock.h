@@ -9,6 +9,7 @@
 
 #include "geometry/Intersection.h"
 #include "geometry/camera/CameraModel.h"
+#include "records/PointStore.h"
 #include "records/Records.h"
 
 namespace orvo::report::test {
@@ -22,8 +23,8 @@ struct FigureBlock {
   std::vector<EopRecord> Eop;
   std::vector<IopRecord> Iop;
   std::vector<int32_t> CameraOf;  ///< by image
-  std::vector<ObjectPointRecord> Points;
-  std::vector<ImagePointRecord> Rays;
+  ObjectPointArray Points;
+  ImagePointArray Rays;
   std::mt19937 Random{7};
 
   FigureBlock(int columns, int rows, size_t cameras = 1) {
