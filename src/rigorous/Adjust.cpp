@@ -57,9 +57,17 @@ struct Parts {
   ReducedEquations Equations;
   StepSolver Solver;
   std::vector<double> vStep;
-  /// Of a run that ended with a step that was not taken: what it had learnt until then is the next one's.
+  /// What the last run had learnt.
   NielsenDamping Damping;
-  bool bDampingStands = false;
+  LossForm LastForm = LossForm::None;
+  bool bLastWasCut = false, bLastWasRejected = false;
+
+  /// Where a run goes on with another: after a step that was not taken, or with least squares after least
+  /// squares, whose weak directions the first damping would hold back again.
+  bool DampingStandsFor(const RobustLoss& loss) const {
+    const bool plain = loss.Form == LossForm::None && LastForm == LossForm::None;
+    return bLastWasCut && (bLastWasRejected || plain);
+  }
 };
 
 /// One run, in the workshop of its adjuster.
@@ -69,7 +77,7 @@ class Adjustment {
       : P(parts),
         Now(estimate),
         Loss(loss),
-        Damping(parts.bDampingStands ? parts.Damping : NielsenDamping(parts.Options.fFirstDamping)) {}
+        Damping(parts.DampingStandsFor(loss) ? parts.Damping : NielsenDamping(parts.Options.fFirstDamping)) {}
 
   AdjustResult Run(int32_t maxIterations, const IterationObserver& observer);
 
@@ -206,8 +214,9 @@ AdjustResult Adjustment::Run(int32_t maxIterations, const IterationObserver& obs
       ended = true;
     }
   }
-  P.bDampingStands =
-      Result.End == AdjustEnd::Limit && !Result.vIterations.empty() && !Result.vIterations.back().bAccepted;
+  P.bLastWasCut = Result.End == AdjustEnd::Limit && !Result.vIterations.empty();
+  P.bLastWasRejected = P.bLastWasCut && !Result.vIterations.back().bAccepted;
+  P.LastForm = Loss.Form;
   P.Damping = Damping;
   return Result;
 }
