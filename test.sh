@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Everything that is checked: gates on the sources, release tests, faults, the sanitizer runs, bounded fuzzing.
+# Everything that is checked: gates on the sources, release tests, faults, the CUDA path on an emulated device, the
+# sanitizer runs, bounded fuzzing.
 #   ./test.sh                    all of it
 #   ./test.sh --quick            the gates and the release tests only
 #   ./test.sh --long             also Clang's optimised build, the truth of blocks of up to 10,000 images, and every whole
@@ -39,7 +40,7 @@ while [[ $# -gt 0 ]]; do
       fuzz_seconds=${2:-}
       [[ $fuzz_seconds =~ ^[1-9][0-9]*$ ]] || { echo "--fuzz-seconds takes a number of seconds" >&2; exit 2; }
       shift ;;
-    -h|--help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    -h|--help) sed -n '2,9s/^# \{0,1\}//p' "$0"; exit 0 ;;
     *) echo "unknown option $1 (see $0 --help)" >&2; exit 2 ;;
   esac
   shift
@@ -164,6 +165,20 @@ fault_tests() {
   return "$status"
 }
 
+# The CUDA path of the release build on an emulated device; the script says where it can't be had.
+emulated_tests() {
+  local status=0 good=0 bad=0
+  scripts/emulated-device.sh build/release 2>&1 | tee "$work/emulated" || status=$?
+  if [[ $status -eq 77 ]]; then
+    skipped=$((skipped + 1))
+    return
+  fi
+  read -r good bad < <(sed -nE 's/^([0-9]+) passed, ([0-9]+) failed$/\1 \2/p' "$work/emulated" | tail -n 1) || true
+  passed=$((passed + ${good:-0}))
+  failed=$((failed + ${bad:-0}))
+  return "$status"
+}
+
 # Clang's sanitizers find all that GCC's do, and more; its build serves the fuzzers, too.
 asan_tests() {
   local preset=asan
@@ -206,6 +221,7 @@ stage "Gates" gates
 stage "Release tests" release_tests
 if ! $quick; then
   stage "Faults" fault_tests
+  stage "Emulated device" emulated_tests
   # Clang compiles everything for the sanitizers, too.
   if $long; then
     stage "Truth of large blocks" truth_tests
