@@ -32,7 +32,9 @@ while [[ $# -gt 0 ]]; do
         --out) out=$2 ;;
         --minutes) minutes=$2 ;;
         --steps) IFS=, read -ra steps <<<"$2" ;;
-        --programs) programs=$(realpath -- "$2") ;;
+        --programs)
+          [[ -d $2 ]] || wrong "$2 is no folder with programs"
+          programs=$(realpath -- "$2") ;;
       esac
       shift ;;
     --dry) dry=true ;;
@@ -139,6 +141,8 @@ adjust() {
     cameras) options=(--set Set_EOP_Unknown=false) ;;
     merged) options=(--set Damping_Coefficient=1e-4) ;;
   esac
+  # What an earlier run left is no result of this one.
+  $dry || rm -rf "$out/runs/$1-$2-$3"
   begin=${EPOCHREALTIME/./}
   go timeout 120 "$bin/orvo" adjust "${files[@]}" "${options[@]}" --device "$2" --kernels "$3" --quiet \
     --out "$out/runs/$1-$2-$3" || status=$?
@@ -224,7 +228,9 @@ fi
 
 has_device() {
   if [[ -n $programs ]]; then
-    "$bin/orvo_bench_device" --device cuda --measurements 2000 --repeats 1 >/dev/null 2>&1
+    local said
+    said=$("$bin/orvo_test_gpu" '--gtest_filter=OnCuda.DevicesSayWhatTheyAre' 2>&1)
+    [[ $said == *"[ RUN "* && $said != *"[  SKIPPED ]"* ]]
   else
     nvidia-smi -L 2>/dev/null | grep -q '^GPU '
   fi
@@ -278,7 +284,6 @@ perform() {
   echo "$step: $result${remark:+ ($remark)}"
 }
 
-rm -rf "${out:?}"/{runs,blocks,summary.md,runs.md,literal.md,host.md,times.log}
 for step in "${steps[@]}"; do
   perform "$step"
   write_summary

@@ -200,6 +200,15 @@ int TellVerdict(const RunOutcome& outcome, const AdjustArguments& arguments, con
   return ExitUnusable;
 }
 
+/// What a run that failed with several CUDA devices at hand lacks; empty for all others.
+std::string RemedyForDevices(int devices) {
+  if (devices < 2) return {};
+  return "; there are " + std::to_string(devices) +
+         " CUDA devices here, and a run takes one: choose it by CUDA_VISIBLE_DEVICES=0 in the environment, "
+         "or "
+         "use --device cpu";
+}
+
 /// What became of the run: told, and as an exit code.
 int TellOutcome(const RunOutcome& outcome, const AdjustArguments& arguments, const std::string& output,
                 AdjustTalk& talk) {
@@ -209,7 +218,7 @@ int TellOutcome(const RunOutcome& outcome, const AdjustArguments& arguments, con
     talk.TellLastMessages();
     talk.TellReasons(outcome.Judgement);
     return talk.Fail("the run failed: its last messages, also in " + JoinPath(output, "log.txt") +
-                     ", say why");
+                     ", say why" + RemedyForDevices(outcome.nDeviceNum));
   }
   if (outcome.nOutputFailureNum > 0) {
     return talk.Fail(std::to_string(outcome.nOutputFailureNum) + " output files in " + output +

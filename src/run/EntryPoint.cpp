@@ -131,6 +131,9 @@ RunOutcome OneRun::Outcome() {
   outcome.bDone = Block.Outputs.bOutputsWritten;
   outcome.nOutputFailureNum = Block.Outputs.nOutputFailureNum;
   outcome.szOutputPath = Block.Paths.szOutputPath;
+  // None is named before points were divided.
+  const gpu::GpuState& state = Block.Gpu();
+  if (!state.vEnabledDevices.empty()) outcome.nDeviceNum = state.nEnabledDeviceNum;
   outcome.Refusals = Block.Guard.Refusals;
   outcome.Notes = Block.Guard.Notes;
   if (Block.Inputs.Any()) {

@@ -36,6 +36,7 @@ struct RunOutcome {
   std::vector<Finding> Refusals = {};  ///< what a guarded run was refused for, once it had begun
   std::vector<Finding> Notes = {};     ///< what it went on without
   Verdict Judgement = {};              ///< of a guarded run that came to its end
+  int nDeviceNum = 0;                  ///< CUDA devices that a run on one would have to be divided between
 };
 
 /// Default settings file beside the program: AdjPara.xml, or AdjPara.ini where that is missing, telling the

@@ -330,6 +330,22 @@ TEST_F(CommandLine, AFailedRunGivesOne) {
   EXPECT_NE(cut.szErr.find("2 output files"), std::string::npos) << cut.szErr;
 }
 
+TEST_F(CommandLine, SeveralDevicesAreTold) {
+  for (const int devices : {0, 1, 2, 8}) {
+    RunOutcome outcome{false, 0, ""};
+    outcome.nDeviceNum = devices;
+    const Ended ended = Call({"adjust", In("b.prj")}, outcome);
+    EXPECT_EQ(ended.nExit, 1);
+    EXPECT_NE(ended.szErr.find("log.txt, say why"), std::string::npos) << ended.szErr;
+    const bool told = ended.szErr.find("say why; there are " + std::to_string(devices) +
+                                       " CUDA devices here, and a run takes one: choose it by "
+                                       "CUDA_VISIBLE_DEVICES=0 in the environment, or use --device cpu") !=
+                      std::string::npos;
+    EXPECT_EQ(told, devices > 1) << ended.szErr;
+    EXPECT_EQ(ended.szErr.find("CUDA_VISIBLE_DEVICES") != std::string::npos, devices > 1) << ended.szErr;
+  }
+}
+
 TEST_F(CommandLine, RubbishIsRefusedBeforeAnythingIsMade) {
   const Ended ended = Call({"adjust", In("b.prj")}, std::nullopt, {}, true);
   EXPECT_EQ(ended.nExit, 1) << ended.szOut;

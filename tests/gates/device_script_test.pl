@@ -25,7 +25,12 @@ my $said = "#!/bin/sh\necho \"\$(basename \"\$0\") \$*\"\n";
 my $tree = tree(
   'bench/x' => '',
   'programs/orvo' => $orvo,
-  'programs/orvo_test_gpu' => $said . "sleep \${TESTS_TAKE:-0}\n[ -z \"\$SKIPS\" ] || echo '[  SKIPPED ] 3 tests'\n",
+  'programs/orvo_test_gpu' => $said . <<'END',
+case "$*" in
+  *=OnCuda.Devices*) echo "[ RUN      ] one"; [ -z "$NO_DEVICE" ] || echo "[  SKIPPED ] one" ;;
+  *) sleep ${TESTS_TAKE:-0}; [ -z "$SKIPS" ] || echo '[  SKIPPED ] 3 tests' ;;
+esac
+END
   'programs/orvo_test_gpu_driver' => $said,
   'programs/orvo_bench_device' => $said . "echo '| fast | 1.0 M |'\nexit \${BENCH_ENDS:-0}\n",
   'bin/compute-sanitizer' => $said . "case \"\$*\" in *racecheck*) exit \${RACES:-0} ;; esac\n",
@@ -73,13 +78,13 @@ is_deeply([$text =~ /^(\w+ \(\d+ s\))$/mg], ['runs (30 s)', 'tests (18 s)'], 'st
 ($text, $status) = device({});
 is($status, 77, 'without a device: skipped');
 like($text, qr/^There is no CUDA device here, or no nvidia-smi that knows of it: nothing was done\.$/m, 'and said');
-for my $arguments (['--steps', 'dance'], ['--minutes', '0'], ['--out'], ['--fast']) {
+for my $arguments (['--steps', 'dance'], ['--minutes', '0'], ['--out'], ['--programs', 'nowhere'], ['--fast']) {
   ($text, $status) = device({}, @$arguments);
   is($status, 2, "@$arguments is refused");
 }
 
 my @here = ('--programs', 'programs', '--out', 'results');
-($text, $status) = device({BENCH_ENDS => 1}, @here);
+($text, $status) = device({NO_DEVICE => 1}, @here);
 is($status, 77, 'programs that see no device');
 ($text, $status) = device({}, @here);
 is($status, 0, 'all steps') or diag $text;
@@ -91,14 +96,14 @@ is(() = $page =~ / \| near \|$/mg, 15, 'five blocks: literal and fast, and each 
 like($page, qr/^\| merged \| cuda \| literal \| \d+ \| 0 \|$/m, 'whole runs with their times');
 like($page, qr/^\| fast \| 1\.0 M \|$/m, 'and the table of the kernels');
 
-($text, $status) = device({RACES => 9, LITERAL_ENDS => 1, SKIPS => 1}, @here);
+($text, $status) = device({RACES => 9, LITERAL_ENDS => 1, SKIPS => 1, BENCH_ENDS => 1}, @here);
 is($status, 1, 'what fails');
 my %rows = rows();
-for my $step (qw(tests racecheck runs)) {
+for my $step (qw(tests racecheck runs times)) {
   is($rows{$step}, "failed exit status " . ($step eq 'racecheck' ? 9 : 1) . ": see $step.log", "$step, told");
 }
 is($rows{literal}, 'failed exit status 1: see literal.log', 'runs that are not there are not near each other');
-is($rows{$_}, 'passed', "and $_ goes on") for qw(initcheck times profile);
+is($rows{$_}, 'passed', "and $_ goes on") for qw(memcheck initcheck);
 ($text, $status) = device({TESTS_TAKE => 60}, @here, '--steps', 'tests,memcheck', '--minutes', 1);
 %rows = rows();
 is($rows{tests}, 'failed not done after 6 s', 'a step that takes too long ends');

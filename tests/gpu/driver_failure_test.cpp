@@ -169,9 +169,16 @@ TEST_P(Failures, ADeviceThatDies) {
 TEST_P(Failures, Plans) {
   RecordedBlock b(kEopIop);
   b.Record.Devices = {GoodDevice(), GoodDevice()};
-  EXPECT_FALSE(b.Adjust(GetParam()).bDone);
+  RunOutcome outcome = b.Adjust(GetParam());
+  EXPECT_FALSE(outcome.bDone);
+  EXPECT_EQ(outcome.nDeviceNum, 2) << "the front end names the remedy";
   EXPECT_TRUE(b.Logged("Error!Unexpected image point number!\nCompute GPU section info failed!\n>>Elapsed"))
       << b.Log();
+  // A second one that can't be used is in nobody's way.
+  b.Record.Devices[1].sharedMemPerBlock = 16384;
+  outcome = b.Adjust(GetParam());
+  EXPECT_TRUE(outcome.bDone) << b.Log();
+  EXPECT_EQ(outcome.nDeviceNum, 1);
   b.Record.Devices = {GoodDevice()};
   b.Run.Options.nDeviceMemory = 1000;
   EXPECT_FALSE(b.Adjust(GetParam()).bDone);
