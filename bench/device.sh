@@ -10,7 +10,10 @@
 # Exit status: 0 all passed or skipped, 1 something failed, 2 called wrongly, 77 no device.
 set -uo pipefail
 export LC_ALL=C
+here=$PWD
 cd "$(dirname "$0")/.."
+# A run takes one device.
+export CUDA_VISIBLE_DEVICES=${CUDA_VISIBLE_DEVICES:-0}
 
 all_steps=(facts build tests memcheck racecheck initcheck runs literal host times profile)
 out=build/device-results
@@ -29,12 +32,12 @@ while [[ $# -gt 0 ]]; do
     --out | --minutes | --steps | --programs)
       [[ -n ${2:-} ]] || wrong "$1 takes a value"
       case "$1" in
-        --out) out=$2 ;;
+        --out) out=$(cd "$here" && realpath -m -- "$2") ;;
         --minutes) minutes=$2 ;;
         --steps) IFS=, read -ra steps <<<"$2" ;;
         --programs)
-          [[ -d $2 ]] || wrong "$2 is no folder with programs"
-          programs=$(realpath -- "$2") ;;
+          programs=$(cd "$here" && realpath -m -- "$2")
+          [[ -d $programs ]] || wrong "$2 is no folder with programs" ;;
       esac
       shift ;;
     --dry) dry=true ;;
@@ -256,9 +259,9 @@ write_summary() {
     printf -- '- Processor: %s, %s of them\n' "$(sed -nE 's/^model name\s*: //p' /proc/cpuinfo | head -n 1)" "$(nproc)"
     local name
     for name in runs literal host; do
-      [[ ! -f $out/$name.md ]] || { printf '\n## %s\n\n' "$name"; cat "$out/$name.md"; }
+      [[ $rows != *"| $name |"* || ! -f $out/$name.md ]] || { printf '\n## %s\n\n' "$name"; cat "$out/$name.md"; }
     done
-    [[ ! -f $out/times.log ]] || { printf '\n## times\n\n'; grep -E '^(\||.*copies at)' "$out/times.log"; }
+    [[ $rows != *"| times |"* ]] || { printf '\n## times\n\n'; grep -E '^(\||.*copies at)' "$out/times.log"; }
   } >"$out/summary.md"
 }
 # perform STEP: this script again, for so long; its words go to STEP.log.

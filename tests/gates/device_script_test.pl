@@ -104,6 +104,9 @@ for my $step (qw(tests racecheck runs times)) {
 }
 is($rows{literal}, 'failed exit status 1: see literal.log', 'runs that are not there are not near each other');
 is($rows{$_}, 'passed', "and $_ goes on") for qw(memcheck initcheck);
+($text, $status) = device({}, @here, '--steps', 'facts');
+unlike(read_file('results/summary.md'), qr/^## /m, 'tables of an earlier call are not told again');
+like(read_file('results/runs.log'), qr/./, 'but stay');
 ($text, $status) = device({TESTS_TAKE => 60}, @here, '--steps', 'tests,memcheck', '--minutes', 1);
 %rows = rows();
 is($rows{tests}, 'failed not done after 6 s', 'a step that takes too long ends');
