@@ -34,6 +34,7 @@ tool=${ORVO_CUDA_ON_CPU:-$(command -v cuda-on-cpu || true)}
 [[ -n $tool ]] || leave_out "there is no cuda-on-cpu in PATH, and ORVO_CUDA_ON_CPU names none"
 [[ -f $tool && -x $tool ]] || leave_out "ORVO_CUDA_ON_CPU names $tool, which is no program"
 tool=$(realpath "$tool")
+command -v python3 >/dev/null || leave_out "there is no python3, which cuda-on-cpu is written in"
 [[ -f $build/CMakeCache.txt ]] || leave_out "$build is no build: see docs/building.md"
 [[ $(in_cache CMAKE_GENERATOR) == Ninja ]] || leave_out "$build was not made by Ninja"
 case $(in_cache ORVO_CUDA):$(in_cache CMAKE_CUDA_COMPILER) in

@@ -12,6 +12,7 @@ my $cache = "CMAKE_GENERATOR:INTERNAL=Ninja\nORVO_CUDA:STRING=AUTO\nCMAKE_CUDA_C
 my $tree = tree(
   'build/release/CMakeCache.txt' => $cache,
   'bin/cmake' => "#!/bin/sh\necho compiling\nexit \${CMAKE_ENDS:-0}\n",
+  'bin/python3' => "#!/bin/sh\n",
   'bin/ninja' => "#!/bin/sh\necho ninja: real \"\$@\"\n",
   'bin/cuda-on-cpu' => <<'END', 'scripts/x' => '');
 #!/bin/sh
