@@ -120,6 +120,7 @@ DeviceChoice ChoiceOf(const std::string& device) {
 RunOptions OptionsOf(const AdjustArguments& arguments) {
   RunOptions options;
   options.Rules = RunRules::Guarded;
+  options.bAllProcessors = true;
   options.bStrict = arguments.bStrict;
   options.Report = arguments.Report;
   options.Method = MethodOf(arguments);
@@ -204,9 +205,8 @@ int TellVerdict(const RunOutcome& outcome, const AdjustArguments& arguments, con
 std::string RemedyForDevices(int devices) {
   if (devices < 2) return {};
   return "; there are " + std::to_string(devices) +
-         " CUDA devices here, and a run takes one: choose it by CUDA_VISIBLE_DEVICES=0 in the environment, "
-         "or "
-         "use --device cpu";
+         " CUDA devices here, and a run takes one: choose it by CUDA_VISIBLE_DEVICES=0 in the "
+         "environment, or use --device cpu";
 }
 
 /// What became of the run: told, and as an exit code.
@@ -317,7 +317,7 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
   app.add_option("--out", paths.szOutput, "output folder [OrvoBundleResult beside the project]")
       ->type_name("DIR");
   app.add_option("--processors", arguments->nProcessors,
-                 "processors to count on; the assembly takes one less")
+                 "processors to count on")
       ->type_name("N")
       ->check(CLI::Range(1, 4096));
   app.add_option("--memory", arguments->szMemory, "free memory to count on: bytes, or with K, M, G, T")

@@ -13,9 +13,8 @@ struct InfoArguments {
 };
 
 int RunInfo(const InfoArguments& arguments, const FrontEnd& frontEnd) {
-  // As many as assemble in a run: all processors but one.
-  const int threads = std::max(frontEnd.System.ProcessorCount() - 1, 1);
-  const std::vector<info::PathInfo> infos = info::InfoOf(arguments.Paths, threads);
+  const std::vector<info::PathInfo> infos =
+      info::InfoOf(arguments.Paths, frontEnd.System.ProcessorCount());
   if (arguments.bJson) std::fputs(info::JsonOf(infos).c_str(), frontEnd.fOut);
   int code = ExitDone;
   for (const info::PathInfo& info : infos) {

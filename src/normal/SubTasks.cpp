@@ -76,11 +76,11 @@ MeasurementRange MeasurementsOfSlice(std::span<const ObjectPointRecord> points, 
 
 }  // namespace
 
-int32_t AssemblyThreadNum(bool several, const Platform& system, RunLog& log) {
+int32_t AssemblyThreadNum(bool several, int spared, const Platform& system, RunLog& log) {
   const int processors = several ? system.ProcessorCount() : 1;
   if (processors < 2) return 1;
-  log.Print("CPU thread number:%d\n", processors - 1);
-  return processors - 1;
+  log.Print("CPU thread number:%d\n", processors - spared);
+  return processors - spared;
 }
 
 int32_t FitThreadNum(const SectionPattern& pattern, int32_t planned, const Platform& system, RunLog& log) {

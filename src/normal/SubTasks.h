@@ -14,8 +14,8 @@
 
 namespace orvo {
 
-/// One thread, or where several are wanted all processors but one, as told in the log.
-int32_t AssemblyThreadNum(bool several, const Platform& system, RunLog& log);
+/// One thread, or where several are wanted as many as processors less `spared`, as told in the log.
+int32_t AssemblyThreadNum(bool several, int spared, const Platform& system, RunLog& log);
 
 /// The points of a section in memory, and the pattern of their blocks.
 struct SectionPattern {

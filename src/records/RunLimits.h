@@ -24,6 +24,8 @@ struct RunLimits {
   double GPS_WeightXY = 0.01;
   double GPS_WeightZ = 0.01;
 
+  bool bAllProcessors = false;  ///< no setting: the assembly leaves none idle
+
   bool UsesPos() const { return Apply_GPS_Data || Apply_IMU_Data; }
 };
 
@@ -41,7 +43,8 @@ inline RunLimits LimitsOf(const AdjustmentSettings& settings) {
           settings.Point_Thinned_Interval,
           settings.PCG_IGN_Converge_Threshold,
           settings.GPS_WeightXY,
-          settings.GPS_WeightZ};
+          settings.GPS_WeightZ,
+          false};
 }
 
 /// False where cameras stay as they were read.

@@ -105,6 +105,7 @@ void OneRun::Flow(RunPaths& paths, const Platform& platform) {
     RunRigorousAdjustment(Block, paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);
     return;
   }
+  Block.Limits.bAllProcessors = Options.bAllProcessors;
   if (Options.At != DeviceChoice::FromSettings) Block.SetApplyGpu(Options.At != DeviceChoice::Cpu);
   if (Block.Limits.Apply_GPU) {
     gpu::GpuState& state = Block.Gpu();

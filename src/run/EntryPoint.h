@@ -61,7 +61,8 @@ enum class RunRules {
 struct RunOptions {
   RunRules Rules = RunRules::Classic;
   AdjustMethod Method = AdjustMethod::Classic;  ///< the rigorous one computes on the processor alone
-  bool bStrict = false;  ///< a doubtful result of a guarded run replaces nothing either
+  bool bStrict = false;         ///< a doubtful result of a guarded run replaces nothing either
+  bool bAllProcessors = false;  ///< the assembly leaves none idle
   DeviceChoice At = DeviceChoice::FromSettings;
   gpu::KernelForm Kernels = gpu::KernelForm::Fast;
   int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has

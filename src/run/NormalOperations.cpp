@@ -105,7 +105,7 @@ int CBundleAdjustment::BuildNormalEquation(int32_t iteration, int32_t section,
                                            std::vector<int32_t>& threadNumCache) {
   const MemoryPurpose purpose("the normal equations");
   // Deliberate: Thread_Num of the settings has no say in this.
-  Limits.nThreadNum = AssemblyThreadNum(Settings.bMultiThread, System, Log);
+  Limits.nThreadNum = AssemblyThreadNum(Settings.bMultiThread, Limits.bAllProcessors ? 0 : 1, System, Log);
   int32_t& cached = threadNumCache[static_cast<size_t>(section)];
   if (cached == 0) {
     // The plan goes by the free memory, of which a residual file on its way holds some.

@@ -261,6 +261,7 @@ TEST_F(CommandLine, WithoutOptionsTheMachineAndTheProjectDecide) {
   EXPECT_EQ(ended.Asked->Paths.szPos, "");
   EXPECT_EQ(ended.Asked->Paths.szOutput, In("OrvoBundleResult"));
   EXPECT_EQ(ended.Asked->nProcessors, 3);
+  EXPECT_TRUE(ended.Asked->Options.bAllProcessors);
   EXPECT_EQ(ended.Asked->nFreeBytes, 777);
   EXPECT_EQ(ended.Asked->Options.At, DeviceChoice::FromSettings);
   EXPECT_EQ(ended.Asked->Options.Kernels, gpu::KernelForm::Fast);

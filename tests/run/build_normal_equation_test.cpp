@@ -240,6 +240,16 @@ TEST_F(SimpleBlock, TwoProcessorsMakeOneThreadAndNoPlan) {
   EXPECT_EQ(console.Text(), "CPU thread number:1\nSub task 0: 0/0 0/0 1/1 2/2\nSub task 0 completed\n");
 }
 
+TEST_F(SimpleBlock, NoProcessorIsSparedWhereAllShallAssemble) {
+  block->System = MadeUpPlatform(int64_t{1} << 40, 2);
+  block->Limits.bAllProcessors = true;
+  AppendPoint(*block, 0, 0, 0, 1);
+  AppendMeasurement(*block, 0, 0, 0, 0);
+  ASSERT_EQ(Build(), 1);
+  EXPECT_EQ(console.Text().find("CPU thread number:2\n"), 0u);
+  EXPECT_NE(console.Text().find("Sub task 1 completed\n"), std::string::npos) << console.Text();
+}
+
 TEST_F(SimpleBlock, PlannedThreadNumberIsKeptForTheSection) {
   block->System = MadeUpPlatform(1 << 30, 4);
   AppendPoint(*block, 0, 0, 0, 1);
