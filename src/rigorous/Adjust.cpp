@@ -9,6 +9,7 @@
 #include "rigorous/FreeDatum.h"
 #include "rigorous/NielsenDamping.h"
 #include "rigorous/OwnObservations.h"
+#include "rigorous/WeakDirections.h"
 
 namespace orvo::rigorous {
 namespace {
@@ -157,7 +158,9 @@ bool Adjustment::Solve(AdjustIteration& line) {
     Stand(BuildEquations(Now));
     bEquationsStand = true;
   }
-  const StepOutcome outcome = P.Solver.Solve(P.Equations, Damping.Lambda(), P.vStep);
+  std::vector<double> motions;
+  if (P.Solver.IsIterative()) motions = FreeDirections(P.In, P.Plan, Now);
+  const StepOutcome outcome = P.Solver.Solve(P.Equations, Damping.Lambda(), motions, P.vStep);
   line.nSolverSteps = outcome.nSolverSteps;
   return outcome.bSolved;
 }

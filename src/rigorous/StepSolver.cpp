@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "rigorous/WeakDirections.h"
 #include "solver/sparse/Ordering.h"
 
 namespace orvo::rigorous {
@@ -60,11 +61,12 @@ void StepSolver::Analyse() {
   pSymbolic = std::make_unique<sparse::SymbolicFactor>(sparse::AnalyseFactor(*pPattern, order));
 }
 
-StepOutcome StepSolver::Solve(ReducedEquations& equations, double lambda, std::span<double> dx) {
+StepOutcome StepSolver::Solve(ReducedEquations& equations, double lambda, std::span<const double> motions,
+                              std::span<double> dx) {
   StepOutcome outcome;
   if (!AreFinite(equations.n)) return outcome;
   const DampedDiagonal damped(equations.N, lambda, vDiagonal);
-  if (eChoice == SolverChoice::Iterative && SolveIteratively(equations, dx, outcome.nSolverSteps)) {
+  if (eChoice == SolverChoice::Iterative && SolveIteratively(equations, motions, dx, outcome.nSolverSteps)) {
     outcome.bSolved = true;
     return outcome;
   }
@@ -73,9 +75,12 @@ StepOutcome StepSolver::Solve(ReducedEquations& equations, double lambda, std::s
   return outcome;
 }
 
-bool StepSolver::SolveIteratively(const ReducedEquations& equations, std::span<double> dx, int32_t& steps) {
-  if (!pIterative) pIterative = std::make_unique<sparse::BorderedSolver>(equations.N, pPlan->nFirstBorder);
-  if (pIterative->Prepare(nThreads) < 0) return false;
+bool StepSolver::SolveIteratively(const ReducedEquations& equations, std::span<const double> motions,
+                                  std::span<double> dx, int32_t& steps) {
+  if (!pIterative) {
+    pIterative = std::make_unique<sparse::BorderedSolver>(equations.N, pPlan->nFirstBorder, kBlockMotionNum);
+  }
+  if (pIterative->Prepare(nThreads, motions) < 0) return false;
   sparse::PcgLimits limits;
   limits.dTolerance = fForcing;
   const sparse::PcgResult result = pIterative->Solve(equations.n, dx, limits, nThreads);

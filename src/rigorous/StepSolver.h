@@ -36,10 +36,16 @@ class StepSolver {
 
   /// dx of (N + lambda diag N) dx = n, in the order of the nodes. N is as it was when this returns. A
   /// diagonal element that is 0 counts as 1, so that an unknown of which nothing tells does not move.
-  StepOutcome Solve(ReducedEquations& equations, double lambda, std::span<double> dx);
+  /// `motions` are those of the block as a whole (FreeDirections), which make the iterations few; without
+  /// them there are more.
+  StepOutcome Solve(ReducedEquations& equations, double lambda, std::span<const double> motions,
+                    std::span<double> dx);
+  /// Whether motions are of use.
+  bool IsIterative() const { return eChoice == SolverChoice::Iterative; }
 
  private:
-  bool SolveIteratively(const ReducedEquations& equations, std::span<double> dx, int32_t& steps);
+  bool SolveIteratively(const ReducedEquations& equations, std::span<const double> motions,
+                        std::span<double> dx, int32_t& steps);
   void Analyse();
   bool SolveDirectly(const ReducedEquations& equations, std::span<double> dx);
 

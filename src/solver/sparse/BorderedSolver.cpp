@@ -13,12 +13,13 @@ constexpr int32_t kColumnsAtOnce = 8;
 
 }  // namespace
 
-BorderedSolver::BorderedSolver(const NodeMatrix& matrix, int32_t firstBorder)
+BorderedSolver::BorderedSolver(const NodeMatrix& matrix, int32_t firstBorder, int32_t motionNum)
     : pMatrix(&matrix),
       nFirstBorder(std::clamp(firstBorder, 0, matrix.Pattern().NodeNum())),
       vFirstUnknown(matrix.Pattern().FirstUnknowns()),
       Product(matrix),
       Inner(matrix.Pattern(), nFirstBorder, OrderByLevels(matrix.Pattern(), nFirstBorder)) {
+  if (motionNum > 0) pCoarse = std::make_unique<CoarseSpace>(matrix, firstBorder, motionNum);
   const int64_t width = vFirstUnknown.back() - vFirstUnknown[nFirstBorder];
   if (width > kWidestDeflation) return;
   nColumns = static_cast<int32_t>(width);
@@ -26,8 +27,9 @@ BorderedSolver::BorderedSolver(const NodeMatrix& matrix, int32_t firstBorder)
   vAz.resize(vZ.size());
 }
 
-double BorderedSolver::Prepare(int32_t threads) {
+double BorderedSolver::Prepare(int32_t threads, std::span<const double> motions) {
   dShift = Inner.Factor(*pMatrix);
+  bCoarse = dShift >= 0 && pCoarse && pCoarse->Prepare(motions, threads);
   if (dShift >= 0 && nColumns > 0) FormSpace(threads);
   return dShift;
 }
@@ -51,10 +53,22 @@ void BorderedSolver::FormSpace(int32_t threads) {
   ParallelFor((nColumns + kColumnsAtOnce - 1) / kColumnsAtOnce, threads, [&](int64_t piece) {
     const auto first = static_cast<int32_t>(piece) * kColumnsAtOnce;
     const int32_t count = std::min(kColumnsAtOnce, nColumns - first);
-    Inner.Solve(std::span(vZ).subspan(first * size, count * size), count);
+    const std::span<double> columns = std::span(vZ).subspan(first * size, count * size);
+    const std::vector<double> before(bCoarse ? columns.begin() : columns.end(), columns.end());
+    Inner.Solve(columns, count);
+    for (int32_t k = 0; bCoarse && k < count; ++k) {
+      pCoarse->Correct(std::span(before).subspan(k * size, size), columns.subspan(k * size, size), 1);
+    }
   });
   for (int32_t k = 0; k < nColumns; ++k) vZ[k * size + inner + k] = 1;
   Product.Multiply(vZ, vAz, threads, nColumns);
+}
+
+void BorderedSolver::Precondition(std::span<const double> r, std::span<double> y, int32_t threads) const {
+  std::copy(r.begin(), r.end(), y.begin());
+  Inner.Solve(y);
+  std::fill(y.end() - nColumns, y.end(), 0.0);
+  if (bCoarse) pCoarse->Correct(r, y, threads);
 }
 
 PcgResult BorderedSolver::Solve(std::span<const double> b, std::span<double> x, const PcgLimits& limits,
@@ -65,11 +79,17 @@ PcgResult BorderedSolver::Solve(std::span<const double> b, std::span<double> x, 
     Product.Multiply(v, y, threads);
   };
   const auto precondition = [&](std::span<const double> v, std::span<double> y) {
-    std::copy(v.begin(), v.end(), y.begin());
-    Inner.Solve(y);
-    std::fill(y.end() - nColumns, y.end(), 0.0);
+    Precondition(v, y, threads);
   };
-  return SolvePcg(multiply, precondition, vZ, vAz, nColumns, b, x, limits);
+  if (!bCoarse) return SolvePcg(multiply, precondition, vZ, vAz, nColumns, b, x, limits);
+  std::vector<double> start(size), rest(size);
+  PcgLimits left = limits;
+  left.dTakenOff = pCoarse->Start(b, start, threads);
+  multiply(start, rest);
+  for (size_t i = 0; i < size; ++i) rest[i] = b[i] - rest[i];
+  const PcgResult result = SolvePcg(multiply, precondition, vZ, vAz, nColumns, rest, x, left);
+  for (size_t i = 0; i < size; ++i) x[i] += start[i];
+  return result;
 }
 
 }  // namespace orvo::sparse

@@ -171,7 +171,7 @@ PcgResult SolvePcg(const VectorMap& multiply, const VectorMap& precondition, std
   Iterate at;
   const double whole = SetOut(precondition, deflation, b, at);
   if (!IsAllowed(whole) || whole == 0) return none;
-  const PcgResult result = Run(multiply, precondition, deflation, whole, limits, at, x);
+  const PcgResult result = Run(multiply, precondition, deflation, whole + limits.dTakenOff, limits, at, x);
   deflation.AddSpace(at.Share, 1, x);
   return result;
 }

@@ -19,6 +19,8 @@ struct PcgLimits {
   /// is b'M b + (Z'b)'(Z'A Z)^-1 Z'b.
   double dTolerance = 1e-3;
   int32_t nMaxSteps = 500;
+  /// Counts to the square of the right-hand side: what a start has taken off before.
+  double dTakenOff = 0;
 };
 
 enum class PcgEnd : uint8_t {

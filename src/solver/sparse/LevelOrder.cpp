@@ -1,41 +1,16 @@
 #include "solver/sparse/LevelOrder.h"
 
 #include <algorithm>
-#include <numeric>
-#include <span>
 #include <utility>
+
+#include "solver/sparse/NodeNeighbours.h"
 
 namespace orvo::sparse {
 namespace {
 
 /// All neighbours of each node, those with few of their own first.
-struct Neighbours {
-  std::vector<int64_t> vFirst;
-  std::vector<int32_t> vNodes;
-
-  int64_t Degree(int32_t node) const { return vFirst[node + 1] - vFirst[node]; }
-  std::span<const int32_t> Of(int32_t node) const {
-    return std::span(vNodes).subspan(vFirst[node], Degree(node));
-  }
-};
-
-Neighbours NeighboursOf(const NodePattern& pattern, int32_t nodeNum) {
-  Neighbours of;
-  of.vFirst.assign(static_cast<size_t>(nodeNum) + 1, 0);
-  const auto forEach = [&](const auto& take) {
-    for (int32_t i = 0; i < nodeNum; ++i) {
-      for (const int32_t j : pattern.NeighboursBehind(i)) {
-        if (j >= nodeNum) break;
-        take(i, j);
-        take(j, i);
-      }
-    }
-  };
-  forEach([&](int32_t i, int32_t) { ++of.vFirst[i + 1]; });
-  std::partial_sum(of.vFirst.begin(), of.vFirst.end(), of.vFirst.begin());
-  of.vNodes.resize(of.vFirst.back());
-  std::vector<int64_t> next(of.vFirst.begin(), of.vFirst.end() - 1);
-  forEach([&](int32_t i, int32_t j) { of.vNodes[next[i]++] = j; });
+NodeNeighbours NeighboursByDegree(const NodePattern& pattern, int32_t nodeNum) {
+  NodeNeighbours of = NeighboursOf(pattern, nodeNum);
   for (int32_t i = 0; i < nodeNum; ++i) {
     std::sort(of.vNodes.begin() + of.vFirst[i], of.vNodes.begin() + of.vFirst[i + 1],
               [&of](int32_t a, int32_t b) {
@@ -53,7 +28,8 @@ struct Levels {
 };
 
 /// Nodes seen are those whose mark is `mark`.
-Levels LevelsFrom(const Neighbours& neighbours, int32_t start, int32_t mark, std::vector<int32_t>& marks) {
+Levels LevelsFrom(const NodeNeighbours& neighbours, int32_t start, int32_t mark,
+                  std::vector<int32_t>& marks) {
   Levels levels;
   levels.vNodes.push_back(start);
   marks[start] = mark;
@@ -77,7 +53,7 @@ Levels LevelsFrom(const Neighbours& neighbours, int32_t start, int32_t mark, std
 }  // namespace
 
 std::vector<int32_t> OrderByLevels(const NodePattern& pattern, int32_t nodeNum) {
-  const Neighbours neighbours = NeighboursOf(pattern, nodeNum);
+  const NodeNeighbours neighbours = NeighboursByDegree(pattern, nodeNum);
   std::vector<int32_t> order, marks(static_cast<size_t>(nodeNum), -1);
   int32_t mark = 0;
   for (int32_t node = 0; node < nodeNum; ++node) {

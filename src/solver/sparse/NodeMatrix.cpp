@@ -20,6 +20,8 @@ NodeMatrix::NodeMatrix(const NodePattern& pattern) : pPattern(&pattern) {
   Values = ZeroedArray(static_cast<size_t>(next));
 }
 
+void NodeMatrix::SetZero() { std::fill_n(Values.get(), Values.size(), 0.0); }
+
 std::span<double> NodeMatrix::Find(int32_t i, int32_t j) {
   if (i < 0 || j < i || j >= pPattern->NodeNum()) return {};
   if (i == j) return Diagonal(i);

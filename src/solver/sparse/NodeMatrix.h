@@ -17,6 +17,7 @@ class NodeMatrix {
   /// `pattern`, which has no fault, has to outlive this.
   explicit NodeMatrix(const NodePattern& pattern);
 
+  void SetZero();
   const NodePattern& Pattern() const { return *pPattern; }
   /// size x size
   std::span<double> Diagonal(int32_t node) { return BlockAt(node + pPattern->vFirstNeighbour[node]); }
