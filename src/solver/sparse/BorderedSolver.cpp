@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "base/Threads.h"
-#include "solver/sparse/LevelOrder.h"
 
 namespace orvo::sparse {
 namespace {
@@ -14,11 +13,17 @@ constexpr int32_t kColumnsAtOnce = 8;
 }  // namespace
 
 BorderedSolver::BorderedSolver(const NodeMatrix& matrix, int32_t firstBorder, int32_t motionNum)
+    : BorderedSolver(matrix, firstBorder, motionNum,
+                     OrderByParts(matrix.Pattern(), std::clamp(firstBorder, 0, matrix.Pattern().NodeNum()))) {
+}
+
+BorderedSolver::BorderedSolver(const NodeMatrix& matrix, int32_t firstBorder, int32_t motionNum,
+                               const PartOrder& order)
     : pMatrix(&matrix),
       nFirstBorder(std::clamp(firstBorder, 0, matrix.Pattern().NodeNum())),
       vFirstUnknown(matrix.Pattern().FirstUnknowns()),
       Product(matrix),
-      Inner(matrix.Pattern(), nFirstBorder, OrderByLevels(matrix.Pattern(), nFirstBorder)) {
+      Inner(matrix.Pattern(), nFirstBorder, order.vOrder, order.vFirst) {
   if (motionNum > 0) pCoarse = std::make_unique<CoarseSpace>(matrix, firstBorder, motionNum);
   const int64_t width = vFirstUnknown.back() - vFirstUnknown[nFirstBorder];
   if (width > kWidestDeflation) return;
@@ -28,7 +33,7 @@ BorderedSolver::BorderedSolver(const NodeMatrix& matrix, int32_t firstBorder, in
 }
 
 double BorderedSolver::Prepare(int32_t threads, std::span<const double> motions) {
-  dShift = Inner.Factor(*pMatrix);
+  dShift = Inner.Factor(*pMatrix, threads);
   bCoarse = dShift >= 0 && pCoarse && pCoarse->Prepare(motions, threads);
   if (dShift >= 0 && nColumns > 0) FormSpace(threads);
   return dShift;
@@ -66,7 +71,7 @@ void BorderedSolver::FormSpace(int32_t threads) {
 
 void BorderedSolver::Precondition(std::span<const double> r, std::span<double> y, int32_t threads) const {
   std::copy(r.begin(), r.end(), y.begin());
-  Inner.Solve(y);
+  Inner.Solve(y, 1, threads);
   std::fill(y.end() - nColumns, y.end(), 0.0);
   if (bCoarse) pCoarse->Correct(r, y, threads);
 }

@@ -12,13 +12,14 @@
 #include "solver/sparse/IncompleteFactor.h"
 #include "solver/sparse/NodeMatrix.h"
 #include "solver/sparse/NodeProduct.h"
+#include "solver/sparse/PartOrder.h"
 
 namespace orvo::sparse {
 
 /// Unknowns of a border that is taken out exactly. A wider one would cost more than its iterations.
 inline constexpr int64_t kWidestDeflation = 128;
 
-/// Conjugate gradients with the incomplete factor of the inner nodes, which are ordered by levels, and with a
+/// Conjugate gradients with the incomplete factor of the inner nodes, which are ordered by parts, and with a
 /// CoarseSpace where the caller knows motions that cost little. The border is the deflation space
 /// Z = [-K^-1 B; I], K being that preconditioner and B the border's columns; where it is too wide it is not
 /// deflated, and its diagonal blocks precondition it. The bits of a solution don't depend on the number of
@@ -45,6 +46,7 @@ class BorderedSolver {
                   int32_t threads = 1) const;
 
  private:
+  BorderedSolver(const NodeMatrix& matrix, int32_t firstBorder, int32_t motionNum, const PartOrder& order);
   void FormSpace(int32_t threads);
   void Precondition(std::span<const double> r, std::span<double> y, int32_t threads) const;
 

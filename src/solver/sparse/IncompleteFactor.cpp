@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "base/Threads.h"
 #include "solver/sparse/NodeBlocks.h"
 #include "solver/sparse/Ordering.h"
 
@@ -13,6 +14,10 @@ namespace {
 
 // Parts of the diagonal that are added to it, one after the other.
 constexpr double kShifts[] = {0, 1.0 / 1024, 1.0 / 256, 1.0 / 64, 1.0 / 16, 1.0 / 4, 1};
+// Blocks and columns below which a thread takes longer to start than to work.
+constexpr int64_t kBlocksForThread = 10'000;
+// Columns that cost as much as making the factor.
+constexpr int32_t kColumnsAsFactor = 20;
 // Part of its diagonal element that a pivot must keep.
 constexpr double kPivotPart = 1e-12;
 
@@ -68,12 +73,14 @@ void InvertLower(Eigen::Map<Eigen::MatrixXd> block) {
 }  // namespace
 
 IncompleteFactor::IncompleteFactor(const NodePattern& pattern, int32_t firstBorder,
-                                   std::span<const int32_t> order)
+                                   std::span<const int32_t> order, std::span<const int32_t> parts)
     : pPattern(&pattern),
       nInner(std::clamp(firstBorder, 0, pattern.NodeNum())),
       vOrder(order.begin(), order.end()),
+      vParts(parts.begin(), parts.end()),
       vFirstUnknown(pattern.FirstUnknowns()) {
   for (int32_t node = nInner; node < pattern.NodeNum(); ++node) vOrder.push_back(node);
+  if (vParts.empty()) vParts = {0, nInner};
   const std::vector<int32_t> positions = PositionsOf(vOrder);
   PlaceColumns(positions);
   ListRows();
@@ -193,10 +200,11 @@ IncompleteFactor::Outcome IncompleteFactor::FactorPivot(int32_t column, std::spa
 }
 
 /// Column by column, each with all that those before it have in its rows.
-IncompleteFactor::Outcome IncompleteFactor::Try(const NodeMatrix& matrix, double shift) {
+IncompleteFactor::Outcome IncompleteFactor::FactorColumns(const NodeMatrix& matrix, double shift,
+                                                          int32_t begin, int32_t end) {
   std::vector<int64_t> blockOf(vOrder.size(), -1);
   std::array<double, kLargestNode> diagonal{};
-  for (int32_t column = 0; column < pPattern->NodeNum(); ++column) {
+  for (int32_t column = begin; column < end; ++column) {
     TakeColumn(matrix, column);
     const int32_t size = SizeAt(column);
     for (int32_t k = 0; k < size; ++k) {
@@ -213,13 +221,29 @@ IncompleteFactor::Outcome IncompleteFactor::Try(const NodeMatrix& matrix, double
   return Outcome::Done;
 }
 
-double IncompleteFactor::Factor(const NodeMatrix& matrix) {
+/// Nothing before a column of a part is in another part.
+IncompleteFactor::Outcome IncompleteFactor::Try(const NodeMatrix& matrix, double shift, int32_t threads) {
+  std::vector<Outcome> outcomes(static_cast<size_t>(PartNum()), Outcome::Done);
+  ParallelFor(PartNum(), ThreadNum(kColumnsAsFactor, threads), [&](int64_t part) {
+    outcomes[part] = FactorColumns(matrix, shift, vParts[part], vParts[part + 1]);
+  });
+  const auto failed =
+      std::ranges::find_if(outcomes, [](Outcome outcome) { return outcome != Outcome::Done; });
+  if (failed != outcomes.end()) return *failed;
+  return FactorColumns(matrix, shift, vParts.back(), pPattern->NodeNum());
+}
+
+double IncompleteFactor::Factor(const NodeMatrix& matrix, int32_t threads) {
   for (const double shift : kShifts) {
-    const Outcome outcome = Try(matrix, shift);
+    const Outcome outcome = Try(matrix, shift, threads);
     if (outcome == Outcome::Done) return shift;
     if (outcome == Outcome::Hopeless) break;
   }
   return -1;
+}
+
+int IncompleteFactor::ThreadNum(int32_t columnNum, int32_t threads) const {
+  return ParallelThreadNum(std::ssize(vRows) * columnNum / kBlocksForThread, threads);
 }
 
 /// x = P x with the inverse pivot of a position, or with its transpose.
@@ -237,23 +261,51 @@ void IncompleteFactor::TimesPivot(int32_t position, bool transposed, double* x, 
   }
 }
 
-void IncompleteFactor::Solve(std::span<double> x, int32_t columnNum) const {
-  const int64_t stride = vFirstUnknown.back();
-  const auto at = [&](int32_t position) { return x.data() + vFirstUnknown[vOrder[position]]; };
-  const int32_t nodeNum = pPattern->NodeNum();
-  for (int32_t column = 0; column < nodeNum; ++column) {
-    TimesPivot(column, false, at(column), columnNum);
-    for (int64_t b = vFirstRow[column]; b < vFirstRow[column + 1]; ++b) {
-      AddTimes(Block(b), SizeAt(vRows[b]), SizeAt(column), at(column), at(vRows[b]), stride, columnNum);
+/// Of columns, with what they have in the rows before `endRow`.
+void IncompleteFactor::SolveForwards(int32_t begin, int32_t end, int32_t endRow, double* x,
+                                     int32_t columnNum) const {
+  for (int32_t column = begin; column < end; ++column) {
+    double* const own = x + vFirstUnknown[vOrder[column]];
+    TimesPivot(column, false, own, columnNum);
+    for (int64_t b = vFirstRow[column]; b < vFirstRow[column + 1] && vRows[b] < endRow; ++b) {
+      AddTimes(Block(b), SizeAt(vRows[b]), SizeAt(column), own, x + vFirstUnknown[vOrder[vRows[b]]],
+               vFirstUnknown.back(), columnNum);
     }
   }
-  for (int32_t column = nodeNum - 1; column >= 0; --column) {
-    for (int64_t b = vFirstRow[column]; b < vFirstRow[column + 1]; ++b) {
-      AddTransposedTimes(Block(b), SizeAt(vRows[b]), SizeAt(column), at(vRows[b]), at(column), stride,
-                         columnNum);
-    }
-    TimesPivot(column, true, at(column), columnNum);
+}
+
+/// What the columns of the parts have in a row behind them.
+void IncompleteFactor::GatherFromParts(int32_t row, double* x, int32_t columnNum) const {
+  for (int64_t k = vFirstLeft[row]; k < vFirstLeft[row + 1]; ++k) {
+    const auto [column, block] = vLeft[k];
+    if (column >= vParts.back()) break;
+    AddTimes(Block(block), SizeAt(row), SizeAt(column), x + vFirstUnknown[vOrder[column]],
+             x + vFirstUnknown[vOrder[row]], vFirstUnknown.back(), columnNum);
   }
+}
+
+void IncompleteFactor::SolveBackwards(int32_t begin, int32_t end, double* x, int32_t columnNum) const {
+  for (int32_t column = end - 1; column >= begin; --column) {
+    double* const own = x + vFirstUnknown[vOrder[column]];
+    for (int64_t b = vFirstRow[column]; b < vFirstRow[column + 1]; ++b) {
+      AddTransposedTimes(Block(b), SizeAt(vRows[b]), SizeAt(column), x + vFirstUnknown[vOrder[vRows[b]]], own,
+                         vFirstUnknown.back(), columnNum);
+    }
+    TimesPivot(column, true, own, columnNum);
+  }
+}
+
+void IncompleteFactor::Solve(std::span<double> x, int32_t columnNum, int32_t threads) const {
+  const int32_t rest = vParts.back(), end = pPattern->NodeNum();
+  const int usable = ThreadNum(columnNum, threads);
+  ParallelFor(PartNum(), usable, [&](int64_t part) {
+    SolveForwards(vParts[part], vParts[part + 1], rest, x.data(), columnNum);
+  });
+  for (int32_t row = rest; row < end; ++row) GatherFromParts(row, x.data(), columnNum);
+  SolveForwards(rest, end, end, x.data(), columnNum);
+  SolveBackwards(rest, end, x.data(), columnNum);
+  ParallelFor(PartNum(), usable,
+              [&](int64_t part) { SolveBackwards(vParts[part], vParts[part + 1], x.data(), columnNum); });
 }
 
 }  // namespace orvo::sparse

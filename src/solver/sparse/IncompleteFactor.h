@@ -20,14 +20,18 @@ class IncompleteFactor {
  public:
   /// `order` is the order of elimination of the nodes below `firstBorder`, a permutation of these. `pattern`,
   /// which has no fault, has to outlive this.
-  IncompleteFactor(const NodePattern& pattern, int32_t firstBorder, std::span<const int32_t> order);
+  /// `parts` are positions where parts of the order begin that are not coupled with each other, ascending
+  /// from 0, and last the position of the rest, which may be coupled with all (PartOrder); without them it is
+  /// one part. Threads share the parts; bits don't depend on the number of threads.
+  IncompleteFactor(const NodePattern& pattern, int32_t firstBorder, std::span<const int32_t> order,
+                   std::span<const int32_t> parts = {});
 
   /// The shift that was needed: 0 as a rule; below 0 where no shift up to 1 helps, and there is no factor
   /// then. `matrix` is one of the pattern.
-  double Factor(const NodeMatrix& matrix);
+  double Factor(const NodeMatrix& matrix, int32_t threads = 1);
   /// x = (K K')^-1 x for `columnNum` vectors one behind the other; each as if it stood alone. There must be a
   /// factor.
-  void Solve(std::span<double> x, int32_t columnNum = 1) const;
+  void Solve(std::span<double> x, int32_t columnNum = 1, int32_t threads = 1) const;
 
  private:
   struct Left {
@@ -41,7 +45,13 @@ class IncompleteFactor {
   double* Block(int64_t block) const { return Values.get() + vFirstValue[block]; }
   double* Pivot(int32_t column) const { return Pivots.get() + vFirstPivot[column]; }
   int32_t SizeAt(int32_t position) const { return pPattern->vSizes[vOrder[position]]; }
-  Outcome Try(const NodeMatrix& matrix, double shift);
+  Outcome Try(const NodeMatrix& matrix, double shift, int32_t threads);
+  Outcome FactorColumns(const NodeMatrix& matrix, double shift, int32_t begin, int32_t end);
+  int32_t PartNum() const { return static_cast<int32_t>(vParts.size()) - 1; }
+  int ThreadNum(int32_t columnNum, int32_t threads) const;
+  void SolveForwards(int32_t begin, int32_t end, int32_t endRow, double* x, int32_t columnNum) const;
+  void GatherFromParts(int32_t row, double* x, int32_t columnNum) const;
+  void SolveBackwards(int32_t begin, int32_t end, double* x, int32_t columnNum) const;
   void TakeColumn(const NodeMatrix& matrix, int32_t column);
   void Update(int32_t column, const Left& left, std::span<const int64_t> blockOf);
   void Divide(int32_t column);
@@ -51,6 +61,7 @@ class IncompleteFactor {
   const NodePattern* pPattern;
   int32_t nInner = 0;                  ///< positions below it are in the factor; the rest is the border
   std::vector<int32_t> vOrder;         ///< node at each position
+  std::vector<int32_t> vParts;         ///< first position of each part, and of what is in none
   std::vector<int64_t> vFirstUnknown;  ///< by node
   std::vector<int64_t> vFirstRow;      ///< by position into vRows, and their number at the end
   std::vector<int32_t> vRows;          ///< of each block of K its row, a position; ascending in a column

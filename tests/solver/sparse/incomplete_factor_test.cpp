@@ -9,6 +9,7 @@
 
 #include "solver/sparse/NodeSystems.h"
 #include "solver/sparse/Ordering.h"
+#include "solver/sparse/PartOrder.h"
 
 namespace orvo::sparse {
 namespace {
@@ -187,6 +188,39 @@ TEST(IncompleteFactor, BorderWithoutInnerNodesAndNothingAtAll) {
   IncompleteFactor nothing(empty, 0, {});
   EXPECT_EQ(nothing.Factor(NodeMatrix(empty)), 0);
   nothing.Solve({});
+}
+
+TEST(IncompleteFactor, PartsAreThatOfTheWholeOrder) {
+  for (const std::vector<int32_t>& border : {std::vector<int32_t>{}, {5, 9}}) {
+    const NodePattern pattern = WithBorder(StripPattern(6, 16), border);
+    const NodeMatrix matrix = WeakNet(pattern, 96, 1e-3);
+    const PartOrder order = OrderByParts(pattern, 96, 24);
+    ASSERT_EQ(order.PartNum(), 4);
+    IncompleteFactor whole(pattern, 96, order.vOrder), parts(pattern, 96, order.vOrder, order.vFirst);
+    ASSERT_EQ(whole.Factor(matrix), 0);
+    for (const int32_t threads : {1, 3}) {
+      ASSERT_EQ(parts.Factor(matrix, threads), 0);
+      Eigen::VectorXd x = Eigen::VectorXd::Random(pattern.UnknownNum()), y = x;
+      whole.Solve({x.data(), static_cast<size_t>(x.size())});
+      parts.Solve({y.data(), static_cast<size_t>(y.size())}, 1, threads);
+      EXPECT_LT((x - y).norm(), 1e-13 * x.norm()) << border.size() << " " << threads;
+    }
+  }
+}
+
+TEST(IncompleteFactor, APartThatFailsFailsAll) {
+  const NodePattern pattern = StripPattern(6, 16);
+  const PartOrder order = OrderByParts(pattern, 96, 24);
+  IncompleteFactor parts(pattern, 96, order.vOrder, order.vFirst);
+  // The last node of a part, and the last of all, which is in none.
+  for (const int32_t position : {order.vFirst[2] - 1, 95}) {
+    NodeMatrix matrix = WeakNet(pattern, 96, 1e-3);
+    const int32_t node = order.vOrder[position];
+    matrix.Diagonal(node)[0] = -1;
+    EXPECT_LT(parts.Factor(matrix, 2), 0) << position;
+    matrix.Diagonal(node)[0] = kNan;
+    EXPECT_LT(parts.Factor(matrix, 2), 0) << position;
+  }
 }
 
 }  // namespace
