@@ -316,8 +316,7 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
                "leave out the reading of the whole block before the run; see orvo check");
   app.add_option("--out", paths.szOutput, "output folder [OrvoBundleResult beside the project]")
       ->type_name("DIR");
-  app.add_option("--processors", arguments->nProcessors,
-                 "processors to count on")
+  app.add_option("--processors", arguments->nProcessors, "processors to count on")
       ->type_name("N")
       ->check(CLI::Range(1, 4096));
   app.add_option("--memory", arguments->szMemory, "free memory to count on: bytes, or with K, M, G, T")

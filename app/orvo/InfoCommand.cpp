@@ -13,8 +13,7 @@ struct InfoArguments {
 };
 
 int RunInfo(const InfoArguments& arguments, const FrontEnd& frontEnd) {
-  const std::vector<info::PathInfo> infos =
-      info::InfoOf(arguments.Paths, frontEnd.System.ProcessorCount());
+  const std::vector<info::PathInfo> infos = info::InfoOf(arguments.Paths, frontEnd.System.ProcessorCount());
   if (arguments.bJson) std::fputs(info::JsonOf(infos).c_str(), frontEnd.fOut);
   int code = ExitDone;
   for (const info::PathInfo& info : infos) {
