@@ -20,7 +20,7 @@ struct AdjustOptions {
   int32_t nMaxIterations = 50;
   double fStop = 0.01;  ///< part of a standard deviation
   double fFirstDamping = 1e-6;
-  double fForcing = 1e-3;  ///< of the iterative solver: part of the constant vector that may remain
+  double fForcing = 3e-4;  ///< of the iterative solver: part of the constant vector that may remain
   SolverChoice Solver = SolverChoice::Automatic;
   int32_t nThreads = 1;
 };
