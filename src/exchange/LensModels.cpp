@@ -88,11 +88,48 @@ std::optional<Eigen::Vector2d> SolveRadius(std::span<const double> c, const Eige
   return target * (r / rd);
 }
 
+/// Where the way outwards from the centre is gone in parts.
+constexpr int kParts = 64;
+
+/// The first radius outwards that is bent to the target's, kept between two that hold it.
+std::optional<Eigen::Vector2d> SolveRadiusOutwards(std::span<const double> c, const Eigen::Vector2d& target) {
+  constexpr int kMostSteps = 200;
+  const double rd = target.norm(), bound = 2 * rd + 1;
+  double low = 0, high = 0;
+  for (int i = 1; i <= kParts && high == 0; ++i) {
+    const double r = bound * i / kParts;
+    const Radius bent = BendRadius(c, r);
+    if (bent.dValue >= rd) {
+      high = r;
+    } else if (bent.dSlope > 1e-9) {
+      low = r;
+    } else {
+      return {};
+    }
+  }
+  if (high == 0) return {};
+  double r = (low + high) / 2;
+  for (int step = 0; step < kMostSteps; ++step) {
+    const Radius bent = BendRadius(c, r);
+    (bent.dValue < rd ? low : high) = r;
+    double next = r + (rd - bent.dValue) / bent.dSlope;
+    if (!(next > low && next < high)) next = (low + high) / 2;
+    const double change = std::abs(next - r);
+    r = next;
+    if (change <= 1e-15 * r) break;
+  }
+  for (int i = 1; i <= 8; ++i) {
+    if (!(BendRadius(c, r * (i / 8.0)).dSlope > 1e-9)) return {};
+  }
+  return target * (r / rd);
+}
+
 /// Straight at it, and where that fails outwards from the centre.
 std::optional<Eigen::Vector2d> SolveInPlane(LensModel lens, std::span<const double> parameters,
                                             const Eigen::Vector2d& target) {
   if (IsRadial(lens)) {
     if (auto solved = SolveRadius(parameters, target)) return solved;
+    return SolveRadiusOutwards(parameters, target);
   }
   const double bound = 2 * target.norm() + 1;
   Eigen::Vector2d at = target;
@@ -105,7 +142,6 @@ std::optional<Eigen::Vector2d> SolveInPlane(LensModel lens, std::span<const doub
     if (straight) return at;
   }
   at.setZero();
-  constexpr int kParts = 64;
   for (int i = 1; i <= kParts; ++i) {
     if (!Solve(lens, parameters, target * (static_cast<double>(i) / kParts), at)) return {};
   }

@@ -70,6 +70,24 @@ TEST(LensModels, NothingBehindATurningPoint) {
   EXPECT_FALSE(Ideal(LensModel::Pinhole, {}, {NAN, 0}));
 }
 
+/// Newton's method from the distorted radius does not come down in time: the way goes out from the centre.
+TEST(LensModels, FarOutWhereHighPowersRule) {
+  for (const double radius : {0.5, 9.0, 90.0, 2000.0}) {
+    for (const auto& [lens, parameters] : {std::pair(LensModel::Radial, std::vector<double>{0.02, 0.1}),
+                                           std::pair(LensModel::Radial, std::vector<double>{19.5, 3.0}),
+                                           std::pair(LensModel::SimpleRadial, std::vector<double>{1e-4})}) {
+      const LensPoint ideal = {0.6 * radius, -0.8 * radius};
+      const LensPoint distorted = Distorted(lens, parameters, ideal);
+      const auto back = Ideal(lens, parameters, distorted);
+      ASSERT_TRUE(back) << radius << " " << parameters[0];
+      EXPECT_NEAR(back->u, ideal.u, 1e-12 * radius);
+      EXPECT_NEAR(back->v, ideal.v, 1e-12 * radius);
+    }
+  }
+  // Out to the turning point at r = 0.816 and no further, from either side.
+  EXPECT_FALSE(Ideal(LensModel::Radial, std::vector<double>{-0.5, 1e-3}, {0.6, 0}));
+}
+
 TEST(LensModels, CamerasThatCannotBe) {
   const ForeignCamera good = CameraLike(EveryCamera()[3]);
   ForeignCamera camera = good;
