@@ -1,27 +1,41 @@
 #include "rigorous/BlockResiduals.h"
 
 #include <algorithm>
+#include <cmath>
+#include <span>
 
 #include "base/Threads.h"
+#include "rigorous/PointPlace.h"
 
 namespace orvo::rigorous {
 namespace {
 
 constexpr int64_t kPiecePoints = 4096;
 
-bool ResidualAt(const Problem& problem, const Estimate& estimate, int64_t point, int32_t image,
-                const Vector2& measured, Vector2& residual) {
-  return ResidualOfRay(estimate.vPoses[image], estimate.vCameras[problem.vImages[image].nCamera].LensNow,
-                       estimate.vPoints[point], measured, problem.Form, residual) == RayStatus::Good;
-}
+/// The rays of one point at a time; its memory is used again.
+class PointResiduals {
+ public:
+  explicit PointResiduals(const PointSurroundings& around) : pAround(&around) {}
 
-void AddPoint(const Problem& problem, const Estimate& estimate, int64_t point, RayResidualSums& sums) {
-  for (const Ray& ray : problem.RaysOf(point)) {
-    Vector2 v{};
-    if (ray.nImage < 0 || !ResidualAt(problem, estimate, point, ray.nImage, {ray.x, ray.y}, v)) {
+  void See(std::span<const Ray> rays, int64_t point) {
+    SeeRays(*pAround, rays, pAround->At.vPoints[static_cast<size_t>(point)], vRows, vSquares);
+  }
+  bool IsSeen(size_t ray) const { return std::isfinite(vSquares[ray]); }
+  Vector2 Of(size_t ray) const { return {vRows[ray].Residual[0], vRows[ray].Residual[1]}; }
+
+ private:
+  const PointSurroundings* pAround;
+  std::vector<PlaceRow> vRows;
+  std::vector<double> vSquares;
+};
+
+void AddPoint(size_t rayNum, const PointResiduals& residuals, RayResidualSums& sums) {
+  for (size_t ray = 0; ray < rayNum; ++ray) {
+    if (!residuals.IsSeen(ray)) {
       ++sums.nLeftOut;
       continue;
     }
+    const Vector2 v = residuals.Of(ray);
     ++sums.nUsed;
     sums.fSumX += v[0];
     sums.fSumY += v[1];
@@ -44,10 +58,15 @@ void Add(const RayResidualSums& part, RayResidualSums& total) {
 RayResidualSums SumRayResiduals(const Problem& problem, const Estimate& estimate, int threads) {
   const int64_t pieceNum = (problem.PointNum() + kPiecePoints - 1) / kPiecePoints;
   std::vector<RayResidualSums> pieces(static_cast<size_t>(pieceNum));
+  const PointSurroundings around(problem, estimate);
   ParallelFor(pieceNum, threads, [&](int64_t piece) {
+    PointResiduals residuals(around);
     const int64_t end = std::min((piece + 1) * kPiecePoints, problem.PointNum());
-    for (int64_t point = piece * kPiecePoints; point < end; ++point)
-      AddPoint(problem, estimate, point, pieces[piece]);
+    for (int64_t point = piece * kPiecePoints; point < end; ++point) {
+      const std::span<const Ray> rays = problem.RaysOf(point);
+      residuals.See(rays, point);
+      AddPoint(rays.size(), residuals, pieces[static_cast<size_t>(piece)]);
+    }
   });
   RayResidualSums sums;
   for (const RayResidualSums& piece : pieces) Add(piece, sums);
@@ -59,13 +78,23 @@ ScratchVector<RayResidual> RayResidualsOf(const BlockProblem& problem, const Est
   const Problem& task = problem.Task;
   ScratchVector<RayResidual> residuals;
   residuals.reserve(task.vRays.size());
+  const PointSurroundings around(task, estimate);
+  PointResiduals seen(around);
+  std::vector<Ray> all;
   for (int64_t point = 0; point < task.PointNum(); ++point) {
-    for (int64_t ray = task.vFirstRay[point]; ray < task.vFirstRay[point + 1]; ++ray) {
+    const int64_t first = task.vFirstRay[point], end = task.vFirstRay[point + 1];
+    all.clear();
+    for (int64_t ray = first; ray < end; ++ray) {
+      const ImagePointRecord& record = points.pImagePoints[problem.vMeasurement[ray]];
+      all.push_back({record.nImage, record.x, record.y});
+    }
+    seen.See(all, point);
+    for (size_t i = 0; i < all.size(); ++i) {
+      const int64_t ray = first + static_cast<int64_t>(i);
       RayResidual one;
       one.nMeasurement = problem.vMeasurement[ray];
-      const ImagePointRecord& record = points.pImagePoints[one.nMeasurement];
-      const bool known = ResidualAt(task, estimate, point, record.nImage, {record.x, record.y}, one.Residual);
-      one.bLeftOut = !known || task.vRays[ray].nImage < 0;
+      if (seen.IsSeen(i)) one.Residual = seen.Of(i);
+      one.bLeftOut = !seen.IsSeen(i) || task.vRays[ray].nImage < 0;
       residuals.push_back(one);
     }
   }

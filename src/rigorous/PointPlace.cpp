@@ -28,21 +28,6 @@ double LookCloser(const PointSurroundings& around, const Ray& ray, const Vector3
          (rows.Residual[0] * rows.Residual[0] + rows.Residual[1] * rows.Residual[1]);
 }
 
-/// Rows of all rays; vWeights become their squares.
-void LinearizeRays(const PointSurroundings& around, const PointObservations& point, PointPlace& place) {
-  const auto rayNum = static_cast<int32_t>(point.Rays.size());
-  const auto room = static_cast<size_t>(RoundedUp(rayNum));
-  if (place.vRows.size() < room) place.vRows.resize(room);
-  if (place.vWeights.size() < room) place.vWeights.resize(room);
-  const RayBatch batch = {.pTerms = around.vTerms.data(),
-                          .pRays = point.Rays.data(),
-                          .nRays = rayNum,
-                          .pPoint = place.Point.data(),
-                          .bCorrected = around.Of.Form == ResidualForm::Corrected,
-                          .bFull = around.pPlan != nullptr};
-  around.Kernels.Linearize(batch, place.vRows.data(), place.vWeights.data());
-}
-
 /// The weight of a ray in place of its square, and its part of the cost.
 void WeighRay(const PointSurroundings& around, const Ray& ray, PointPlace& place, size_t r) {
   double& square = place.vWeights[r];
@@ -50,7 +35,6 @@ void WeighRay(const PointSurroundings& around, const Ray& ray, PointPlace& place
     square = -1;
     return;
   }
-  if (!std::isfinite(square)) square = LookCloser(around, ray, place.Point, place.vRows[r]);
   if (!std::isfinite(square)) {
     square = -1;
     ++place.nUnseen;
@@ -117,13 +101,35 @@ PointObservations ObservationsOf(std::span<const Ray> rays, const ControlObserva
   return point;
 }
 
+void SeeRays(const PointSurroundings& around, std::span<const Ray> rays, const Vector3& at,
+             std::vector<PlaceRow>& rows, std::vector<double>& squares) {
+  const auto rayNum = static_cast<int32_t>(rays.size());
+  const auto room = static_cast<size_t>(RoundedUp(rayNum));
+  if (rows.size() < room) rows.resize(room);
+  if (squares.size() < room) squares.resize(room);
+  const RayBatch batch = {.pTerms = around.vTerms.data(),
+                          .pRays = rays.data(),
+                          .nRays = rayNum,
+                          .pPoint = at.data(),
+                          .bCorrected = around.Of.Form == ResidualForm::Corrected,
+                          .bFull = around.pPlan != nullptr};
+  around.Kernels.Linearize(batch, rows.data(), squares.data());
+  for (size_t r = 0; r < rays.size(); ++r) {
+    if (rays[r].nImage < 0) {
+      squares[r] = std::numeric_limits<double>::quiet_NaN();
+    } else if (!std::isfinite(squares[r])) {
+      squares[r] = LookCloser(around, rays[r], at, rows[r]);
+    }
+  }
+}
+
 void LinearizePlace(const PointSurroundings& around, const PointObservations& point, const Vector3& at,
                     PointPlace& place) {
   const size_t rayNum = point.Rays.size();
   place.Point = at;
   place.fCost = place.fSquares = 0;
   place.nSeen = place.nUnseen = 0;
-  LinearizeRays(around, point, place);
+  SeeRays(around, point.Rays, at, place.vRows, place.vWeights);
   for (size_t r = 0; r < rayNum; ++r) WeighRay(around, point.Rays[r], place, r);
 
   place.M = {};

@@ -67,6 +67,11 @@ struct PointSurroundings {
                     const RobustLoss& loss = {});
 };
 
+/// The rays of a point at `at`: their rows, and their squared residuals by weight, which are no number where
+/// a ray is left out or has no residual. There is room for more, without meaning.
+void SeeRays(const PointSurroundings& around, std::span<const Ray> rays, const Vector3& at,
+             std::vector<PlaceRow>& rows, std::vector<double>& squares);
+
 /// `place` at `at`; its memory is used again.
 void LinearizePlace(const PointSurroundings& around, const PointObservations& point, const Vector3& at,
                     PointPlace& place);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <vector>
 
 #include "base/Threads.h"
+#include "rigorous/PointPlace.h"
 
 namespace orvo::rigorous {
 namespace {
@@ -57,19 +59,17 @@ double ResidualSpread::RootMeanSquare() const {
 ResidualSpread SpreadOfResiduals(const Problem& problem, const PointChunks& chunks, const Estimate& estimate,
                                  int32_t threads) {
   ResidualSpread sum;
+  const PointSurroundings around(problem, estimate);
   std::vector<ResidualSpread> parts(static_cast<size_t>(ParallelThreadNum(chunks.Num(), threads)));
   const auto make = [&](int64_t chunk, int thread) {
     ResidualSpread& part = parts[static_cast<size_t>(thread)] = {};
+    std::vector<PlaceRow> rows;
+    std::vector<double> squares;
     for (int64_t point = chunks.vFirst[chunk]; point < chunks.vFirst[chunk + 1]; ++point) {
-      for (const Ray& ray : problem.RaysOf(point)) {
-        if (ray.nImage < 0) continue;
-        const int32_t camera = problem.vImages[ray.nImage].nCamera;
-        Vector2 residual;
-        const RayStatus status =
-            ResidualOfRay(estimate.vPoses[ray.nImage], estimate.vCameras[camera].LensNow,
-                          estimate.vPoints[point], {ray.x, ray.y}, problem.Form, residual);
-        if (status != RayStatus::Good) continue;
-        part.Add(std::hypot(residual[0], residual[1]) * std::sqrt(0.5) / problem.vCameras[camera].fSigma);
+      const std::span<const Ray> rays = problem.RaysOf(point);
+      SeeRays(around, rays, estimate.vPoints[static_cast<size_t>(point)], rows, squares);
+      for (size_t ray = 0; ray < rays.size(); ++ray) {
+        if (std::isfinite(squares[ray])) part.Add(std::sqrt(squares[ray] / 2));
       }
     }
   };
