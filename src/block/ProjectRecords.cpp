@@ -27,6 +27,8 @@ bool MakeIop(const CameraLine& camera, double imageScale, IopRecord& iop) {
   const double scale2 = imageScale * imageScale;
   if (std::abs(camera.fK1) <= 1e-5) made.fK1 = OrZero(camera.fK1 / scale2);
   if (std::abs(camera.fK2) <= 1e-11) made.fK2 = OrZero(camera.fK2 / (scale2 * scale2));
+  made.Further = Scaled(camera.Further, imageScale);
+  if (!made.Further.IsFinite()) made.Further = {};
   if (!std::isfinite(made.fFocal) || !std::isfinite(made.fPrincipalX) || !std::isfinite(made.fPrincipalY)) {
     return false;
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "base/Scan.h"
@@ -68,6 +69,14 @@ int32_t CutGcpCount(int32_t count, int64_t fileBytes) {
 
 int32_t ReadGcpCount(TextReader& file) { return CutGcpCount(ParseInt(file.Next()), file.Size()); }
 
+LensTerms ReadFurtherTerms(FieldScanner& fields) {
+  LensTerms terms;
+  for (double* term : {&terms.fK3, &terms.fP1, &terms.fP2, &terms.fB1, &terms.fB2}) {
+    if (!fields.Real(*term)) *term = std::numeric_limits<double>::quiet_NaN();
+  }
+  return terms;
+}
+
 CameraLine ParseCameraLine(std::string_view line) {
   CameraLine camera;
   FieldScanner fields(line);
@@ -78,9 +87,10 @@ CameraLine ParseCameraLine(std::string_view line) {
   fields.Real(camera.fFocal);
   fields.Real(camera.fPrincipalX);
   fields.Real(camera.fPrincipalY);
-  fields.SkipReal();
+  fields.Real(camera.fMark);
   fields.Real(camera.fK1);
   fields.Real(camera.fK2);
+  if (camera.fMark == kFurtherTerms) camera.Further = ReadFurtherTerms(fields);
   return camera;
 }
 

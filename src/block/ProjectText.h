@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/Scan.h"
 #include "base/TextReader.h"
 #include "records/Records.h"
 
@@ -34,7 +35,13 @@ struct CameraLine {
   double fReserved = 0;  ///< the real before the focal length, carried along by the writers
   double fFocal = 0, fPrincipalX = 0, fPrincipalY = 0;
   double fK1 = 0, fK2 = 0;
+  double fMark = 0;        ///< before k1: kFurtherTerms where terms of the distortion follow k2
+  LensTerms Further = {};  ///< in the order of the line: k3, p1, p2, b1, b2; without the mark none
 };
+inline constexpr double kFurtherTerms = 1;
+/// What is missing is no number.
+LensTerms ReadFurtherTerms(FieldScanner& fields);
+
 CameraLine ParseCameraLine(std::string_view line);
 
 /// The four lines of an image, in file units.

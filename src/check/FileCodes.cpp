@@ -124,7 +124,8 @@ constexpr CodeEntry kCodes[] = {
      "An image without a tie point is left out of an adjustment.",
      "Match it with its neighbours, or take it out of the project."},
     {"R016", Warning, "Distortion taken for 0",
-     "A k1 beyond 1e-5 or a k2 beyond 1e-11 in magnitude, or one that is not finite, counts as 0.",
+     "A k1 beyond 1e-5 or a k2 beyond 1e-11 in magnitude, or one that is not finite, counts as 0. So do "
+     "further terms of a line marked to have them, where not all five are numbers.",
      "Give k1 per squared and k2 per fourth power of an image unit."},
     {"R017", Warning, "Camera without images",
      "Where cameras are unknowns, cameras behind a camera without images may be left out with all their "
@@ -153,6 +154,10 @@ constexpr CodeEntry kCodes[] = {
      "No image and no tie point with two measurements is left of the block, and an adjustment has no "
      "unknowns.",
      "Look at what the warnings about cameras, images and points say, and at the counts of the files."},
+    {"R026", Warning, "Distortion beyond k1 and k2",
+     "The line of the camera holds k3, p1, p2, b1 and b2. The rigorous method follows them, the classic one "
+     "takes them for 0.",
+     "Adjust with --method rigorous, or correct the measurements before."},
     {"A001", Error, "Settings can't be read", "The settings file is there and can't be opened or read.",
      "Check path and permissions."},
     {"A002", Error, "Settings are no XML",

@@ -82,6 +82,7 @@ bool ReadCamera(StrictLines& lines, int32_t ordinal, int32_t count, HeadCamera& 
   }
   camera.bUsable = values[1] > 0.0 && values[1] <= 1e6;
   camera.bDistortionLost = !both || !(std::abs(k[0]) <= 1e-5) || !(std::abs(k[1]) <= 1e-11);
+  camera.bFurtherLost = !ParseCameraLine(line).Further.IsFinite();
   return true;
 }
 
@@ -173,11 +174,12 @@ std::vector<bool> LostImages(const ProjectHead& head) {
 }
 
 std::vector<Finding> NoteLosses(const ProjectHead& head, const std::string& path) {
-  NamedCount cameras, undistorted, atOrigin, withoutCamera, goesOn;
+  NamedCount cameras, undistorted, further, atOrigin, withoutCamera, goesOn;
   for (size_t i = 0; i < head.Cameras.size(); ++i) {
     const std::string name = "ordinal " + std::to_string(i);
     if (!head.Cameras[i].bUsable) cameras.Add(name.c_str());
     if (head.Cameras[i].bUsable && head.Cameras[i].bDistortionLost) undistorted.Add(name.c_str());
+    if (head.Cameras[i].bUsable && head.Cameras[i].bFurtherLost) further.Add(name.c_str());
   }
   for (size_t i = 0; i < head.Images.size(); ++i) {
     const HeadImage& image = head.Images[i];
@@ -199,6 +201,8 @@ std::vector<Finding> NoteLosses(const ProjectHead& head, const std::string& path
   note(withoutCamera, "image", "left out with the camera", "Correct the camera");
   note(undistorted, "camera", "k1 or k2 is missing or too large, and taken for 0",
        "They are given per squared and per fourth power of an image unit, at most 1e-5 and 1e-11");
+  note(further, "camera", "k3, p1, p2, b1 and b2 are not all there, and taken for 0",
+       "A line with 1 in its field 8 holds all five behind k2");
   note(atOrigin, "image", "left out, for the position is 0 0 0", "Give the image a start position");
   note(goesOn, "image", "the path holds a blank, which ends the name",
        "A POS file can't name the image then: take the blank out");

@@ -13,6 +13,7 @@ namespace orvo {
 struct HeadCamera {
   bool bUsable = false;          ///< focal length and principal point are such that it is kept
   bool bDistortionLost = false;  ///< k1 or k2 is too large or missing, and taken for 0
+  bool bFurtherLost = false;     ///< marked to have further terms, and they are not five finite numbers
 };
 
 struct HeadImage {

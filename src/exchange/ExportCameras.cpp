@@ -17,10 +17,12 @@ bool AreAlike(const SurveyCamera& one, const SurveyCamera& other) {
   const double r = std::hypot(one.nWidth, one.nHeight) / 2;
   return std::abs(one.dFocal - other.dFocal) <= kPixel && std::abs(one.dX0 - other.dX0) <= kPixel &&
          std::abs(one.dY0 - other.dY0) <= kPixel && std::abs(one.dK1 - other.dK1) * r * r * r <= kPixel &&
-         std::abs(one.dK2 - other.dK2) * r * r * r * r * r <= kPixel;
+         std::abs(one.dK2 - other.dK2) * r * r * r * r * r <= kPixel && one.Further == other.Further;
 }
 
-bool HasNoDistortion(const SurveyCamera& camera) { return camera.dK1 == 0 && camera.dK2 == 0; }
+bool HasNoDistortion(const SurveyCamera& camera) {
+  return camera.dK1 == 0 && camera.dK2 == 0 && camera.Further.IsNone();
+}
 
 ForeignCamera PinholeOf(const SurveyCamera& camera, bool centred) {
   ForeignCamera pinhole;

@@ -4,14 +4,20 @@
 
 #include <iterator>
 
+#include "block/ProjectText.h"
+
 namespace orvo::exchange {
 
 void WriteProjectHead(TextWriter& file, std::span<const SurveyCamera> cameras,
                       std::span<const SurveyImage> images, int64_t pointNum) {
   file.Write(fmt::format("{} {} {}\n", images.size(), cameras.size(), pointNum));
   for (const SurveyCamera& camera : cameras) {
-    file.Write(fmt::format("{} {} {} 0 {} {} {} 0 {} {} 0 0\n", camera.nId, camera.nWidth, camera.nHeight,
-                           camera.dFocal, camera.dX0, camera.dY0, camera.dK1, camera.dK2));
+    const LensTerms& further = camera.Further;
+    file.Write(fmt::format(
+        "{} {} {} 0 {} {} {} {} {} {} {} {}{}\n", camera.nId, camera.nWidth, camera.nHeight, camera.dFocal,
+        camera.dX0, camera.dY0, further.IsNone() ? 0 : kFurtherTerms, camera.dK1, camera.dK2, further.fK3,
+        further.fP1,
+        further.IsNone() ? std::string() : fmt::format(" {} {} {}", further.fP2, further.fB1, further.fB2)));
   }
   for (const SurveyImage& image : images) {
     file.Write(fmt::format("{} {}\n{}\n{}\n{}\n", image.nId, image.nCamera, image.szPath,

@@ -112,7 +112,8 @@ ImageVector CorrectedMeasurement(const SurveyCamera& camera, double x, double y)
   const double u = x - camera.dX0, v = y - camera.dY0;
   const double r2 = u * u + v * v;
   const double D = camera.dK1 * r2 + camera.dK2 * r2 * r2;
-  return {u - u * D, v - v * D};
+  const LensShift further = FurtherCorrection(camera.Further, u, v);
+  return {u - u * D + further.x, v - v * D + further.y};
 }
 
 ImageVector StrictResidual(const SurveyImage& image, double focal, ImageVector corrected,

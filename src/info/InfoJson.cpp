@@ -34,6 +34,9 @@ Json JsonOf(const CameraFigures& each) {
   Json json = {{"id", camera.nId},   {"width", camera.nWidth}, {"height", camera.nHeight},
                {"f", camera.dFocal}, {"x0", camera.dX0},       {"y0", camera.dY0},
                {"k1", camera.dK1},   {"k2", camera.dK2},       {"images", each.nImages}};
+  if (const LensTerms& terms = camera.Further; !terms.IsNone())
+    json["further"] = {
+        {"k3", terms.fK3}, {"p1", terms.fP1}, {"p2", terms.fP2}, {"b1", terms.fB1}, {"b2", terms.fB2}};
   Put(json, "gsd", each.Gsd);
   return json;
 }

@@ -105,15 +105,21 @@ void AddForeignCameras(const PathInfo& info, Paragraph& out) {
   if (info.Cameras.size() > kMostShown) out.Add("", "and {} more", info.Cameras.size() - kMostShown);
 }
 
+std::string TextOf(const LensTerms& terms) {
+  if (terms.IsNone()) return {};
+  return fmt::format(", k3 {:.4g}, p1 {:.4g}, p2 {:.4g}, b1 {:.4g}, b2 {:.4g}", terms.fK3, terms.fP1,
+                     terms.fP2, terms.fB1, terms.fB2);
+}
+
 void AddCameras(const BlockFigures& block, Paragraph& out) {
   constexpr size_t kMostShown = 10;
   for (size_t k = 0; k < std::min(block.Cameras.size(), kMostShown); ++k) {
     const CameraFigures& each = block.Cameras[k];
     const SurveyCamera& camera = each.Camera;
     out.Add(fmt::format("camera {}", k).c_str(),
-            "{} x {}, f {:.3f}, x0 {:.3f}, y0 {:.3f}, k1 {:.4g}, k2 {:.4g}; {}", camera.nWidth,
+            "{} x {}, f {:.3f}, x0 {:.3f}, y0 {:.3f}, k1 {:.4g}, k2 {:.4g}{}; {}", camera.nWidth,
             camera.nHeight, camera.dFocal, camera.dX0, camera.dY0, camera.dK1, camera.dK2,
-            Counted(each.nImages, "image"));
+            TextOf(camera.Further), Counted(each.nImages, "image"));
   }
   if (block.Cameras.size() > kMostShown) out.Add("", "and {} more", block.Cameras.size() - kMostShown);
 }

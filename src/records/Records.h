@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "records/LensTerms.h"
+
 namespace orvo {
 
 /// Exterior orientation of one image. Position in working object units, angles in radians.
@@ -24,6 +26,10 @@ struct IopRecord {
   int32_t nImageHeight = 0, nImageWidth = 0;  ///< extent in file units (pixels)
   double fFocal = 0, fPrincipalX = 0, fPrincipalY = 0;
   double fK1 = 0, fK2 = 0;  ///< radial distortion, subtracted from the measurement
+  LensTerms Further = {};   ///< counts for nothing where the camera is not strict
+  /// Of the rigorous method: every form that corrects a measurement does so as the observation equations do,
+  /// and with all terms.
+  bool bStrict = false;
 };
 
 /// One tie, control or check point.

@@ -8,15 +8,20 @@
 #include <string>
 #include <vector>
 
+#include "records/LensTerms.h"
+
 namespace orvo {
 
 /// A camera; lengths in image units (pixels). The image frame has its origin in the image centre, x to the
-/// right, y up. A measurement is corrected to x - x0 - (x - x0) D, D = k1 r2 + k2 r2 r2.
+/// right, y up. A measurement is corrected to x - x0 - (x - x0) D, D = k1 r2 + k2 r2 r2, and by the further
+/// terms.
 struct SurveyCamera {
   int32_t nId = 0;
   int32_t nWidth = 0, nHeight = 0;
   double dFocal = 0, dX0 = 0, dY0 = 0, dK1 = 0, dK2 = 0;
   int64_t nLine = 0;  ///< in its file, from 1; 0 where it comes from no text
+  LensTerms Further = {};
+  bool bFurtherLost = false;  ///< its line is marked to have them, and they are not five finite numbers
 };
 
 /// An image. R (row-major) takes the camera frame (x right, y up, z back) to the object frame: the ray of a

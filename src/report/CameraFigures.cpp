@@ -20,8 +20,11 @@ std::vector<int32_t> PlacesOf(const CameraTable& cameras, size_t rows) {
 /// In the units of the files, as results have them.
 CameraParameters ParametersOf(const IopRecord& camera, double imageScale) {
   const double s2 = imageScale * imageScale;
-  return {camera.fFocal / imageScale, camera.fPrincipalX / imageScale, camera.fPrincipalY / imageScale,
-          camera.fK1 * s2, camera.fK2 * s2 * s2};
+  CameraParameters parameters = {camera.fFocal / imageScale, camera.fPrincipalX / imageScale,
+                                 camera.fPrincipalY / imageScale, camera.fK1 * s2, camera.fK2 * s2 * s2};
+  parameters.bFurther = camera.bStrict && !camera.Further.IsNone();
+  if (parameters.bFurther) parameters.Further = Scaled(camera.Further, 1 / imageScale);
+  return parameters;
 }
 
 void FillField(const ResidualField& field, double ringWidth, CameraFigure& figure) {

@@ -140,6 +140,8 @@ inline constexpr int32_t kRadialBins = 20;
 
 struct CameraParameters {
   double f = 0, x0 = 0, y0 = 0, k1 = 0, k2 = 0;  ///< pixels, 1/pixel^2, 1/pixel^4
+  bool bFurther = false;                         ///< there are more terms of the distortion
+  LensTerms Further = {};                        ///< pixels
 };
 
 struct ResidualCell {

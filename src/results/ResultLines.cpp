@@ -17,18 +17,19 @@ std::string TakeLine(TextReader& file) {
 void AppendCameraLine(std::string& out, int32_t ordinal, const CameraLine& line, const IopRecord& camera,
                       double imageScale) {
   const double s2 = imageScale * imageScale;
+  const LensTerms further = camera.bStrict ? Scaled(camera.Further, 1 / imageScale) : LensTerms{};
   const double reals[12] = {line.fReserved,
                             camera.fFocal / imageScale,
                             camera.fPrincipalX / imageScale,
                             camera.fPrincipalY / imageScale,
-                            0,
+                            further.IsNone() ? 0 : kFurtherTerms,
                             camera.fK1 * s2,
                             camera.fK2 * s2 * s2,
-                            0,
-                            0,
-                            0,
-                            0,
-                            0};
+                            further.fK3,
+                            further.fP1,
+                            further.fP2,
+                            further.fB1,
+                            further.fB2};
   for (const int32_t value : {ordinal, line.nImageWidth, line.nImageHeight}) {
     AppendInt(out, value, 8);
     out += '\t';

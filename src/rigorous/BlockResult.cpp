@@ -42,6 +42,7 @@ void StoreCameras(const BlockProblem& problem, const Estimate& estimate, CameraT
     iop.fPrincipalY = lens.y0;
     iop.fK1 = lens.k1;
     iop.fK2 = lens.k2;
+    iop.Further = {lens.k3, lens.p1, lens.p2, lens.b1, lens.b2};
   }
 }
 

@@ -116,6 +116,11 @@ Lens LensOf(const IopRecord& iop) {
   lens.y0 = iop.fPrincipalY;
   lens.k1 = iop.fK1;
   lens.k2 = iop.fK2;
+  lens.k3 = iop.Further.fK3;
+  lens.p1 = iop.Further.fP1;
+  lens.p2 = iop.Further.fP2;
+  lens.b1 = iop.Further.fB1;
+  lens.b2 = iop.Further.fB2;
   return lens;
 }
 

@@ -12,6 +12,7 @@
 #include "block/TextPoints.h"
 #include "geometry/Normalization.h"
 #include "run/BundleAdjustment.h"
+#include "run/InputGate.h"
 
 namespace orvo {
 
@@ -21,7 +22,9 @@ int CBundleAdjustment::PreReadData(const std::string& project, const std::string
 }
 
 int CBundleAdjustment::ReadProject(const std::string& project, const std::string& /*gcp*/) {
-  return ReadProjectTables(project, {Settings, Limits, Images, Cameras, Inputs, Log});
+  const int read = ReadProjectTables(project, {Settings, Limits, Images, Cameras, Inputs, Log});
+  if (read != 0 && !Chosen.IsRigorous()) TellFurtherTerms(Cameras, project, Guard, Log);
+  return read;
 }
 
 int CBundleAdjustment::ReadGcpList(ObjectPointArray& objectList, ImagePointArray& imagePointList,

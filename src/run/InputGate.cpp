@@ -91,6 +91,22 @@ bool InputGate::WholeProjectHolds() {
   return !fault || Keep(*fault);
 }
 
+void TellFurtherTerms(const CameraTable& cameras, const std::string& project, RunGuard& guard, RunLog& log) {
+  if (!guard.bGuarded) return;
+  NamedCount further;
+  for (size_t i = 0; i < cameras.pCameraIndex.size(); ++i) {
+    const int32_t row = cameras.pCameraIndex[i];
+    if (row >= 0 && !cameras.pIop[static_cast<size_t>(row)].Further.IsNone())
+      further.Add(("ordinal " + std::to_string(i)).c_str());
+  }
+  if (further.nCount < 1) return;
+  TellNote({Severity::Note, project, 0, -1,
+            CountOf(further.nCount, "camera", further.Names) +
+                ": k3, p1, p2, b1 and b2 are taken for 0 by the classic method",
+            "Adjust with --method rigorous"},
+           guard, log);
+}
+
 void TellNote(const Finding& note, RunGuard& guard, RunLog& log) {
   guard.Notes.push_back(note);
   if (guard.OnNote) guard.OnNote(note);

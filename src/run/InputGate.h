@@ -6,6 +6,7 @@
 
 #include "base/RunLog.h"
 #include "check/Finding.h"
+#include "records/CameraTable.h"
 #include "records/FilePaths.h"
 #include "records/ImageTable.h"
 #include "records/PointStore.h"
@@ -42,6 +43,9 @@ class InputGate {
   const ImageTable& Images;
   const PointStore& Points;
 };
+
+/// In a guarded run of the classic method, which takes terms of the distortion beyond k1 and k2 for 0.
+void TellFurtherTerms(const CameraTable& cameras, const std::string& project, RunGuard& guard, RunLog& log);
 
 /// Keeps a finding, and tells a note to console and log.
 void TellNote(const Finding& note, RunGuard& guard, RunLog& log);

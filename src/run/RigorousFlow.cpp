@@ -18,6 +18,7 @@
 #include "rigorous/VarianceEstimation.h"
 #include "run/BlunderOutput.h"
 #include "run/BundleAdjustment.h"
+#include "run/MountingOutput.h"
 #include "run/PrecisionOutput.h"
 #include "run/ReliabilityOutput.h"
 #include "run/ResultSections.h"
@@ -118,9 +119,6 @@ bool RigorousFlow::CanBeDone() {
   if (settings.Direct_Intersection || settings.Absolute_Orientation)
     return Refuse(szProject, "Direct_Intersection and Absolute_Orientation adjust nothing",
                   "Set both false, or leave --method rigorous away");
-  if (Run.Chosen.Settings.Distortion != DistortionTerms::K1K2 && settings.Set_IOP_Unknown)
-    return Refuse(szProject, "the result files have no place for more terms of distortion than k1 and k2",
-                  "Set Distortion k1k2");
   return true;
 }
 
@@ -146,6 +144,7 @@ int RigorousFlow::Read(std::string& output) {
   if (!Run.Gate().CountsHold() || counted == 0) return 0;
   Run.LogPrintf(">>Reading eop and camera data from project file...\n");
   if (Run.ReadProject(szProject, szGcp) == 0 || Run.CheckInputs() == 0) return 0;
+  for (IopRecord& camera : Run.Cameras.pIop) camera.bStrict = true;
   if (Run.SetOutputPath(szProject, output) == 0) return 0;
   Run.SetStartTick(Run.System.TickMilliseconds());
   return 1;
@@ -264,6 +263,7 @@ void RigorousFlow::TellResult() {
                 static_cast<long long>(last.nObservations), static_cast<long long>(last.nUnknowns),
                 static_cast<long long>(last.Redundancy()));
   Run.LogPrintf(">>Sigma0:%.9lf\n", last.fSigma0);
+  TellMountings(Problem, Now, Run);
   TellBlunders(Problem, Result, Run);
 }
 

@@ -28,7 +28,10 @@ void Reach(const SyntheticOptions& options, double& along, double& across) {
   const double halfX = options.nImageWidth / 2.0 + std::fabs(options.fPrincipalX) + shift;
   const double halfY = options.nImageHeight / 2.0 + std::fabs(options.fPrincipalY) + shift;
   const double r2 = halfX * halfX + halfY * halfY;
-  const double stretch = 1 + 1.4 * r2 * (std::fabs(options.fK1) + r2 * std::fabs(options.fK2));
+  const double further = r2 * r2 * r2 * std::fabs(options.fK3) +
+                         4 * std::sqrt(r2) * (std::fabs(options.fP1) + std::fabs(options.fP2)) +
+                         std::fabs(options.fB1) + std::fabs(options.fB2);
+  const double stretch = 1 + 1.4 * r2 * (std::fabs(options.fK1) + r2 * std::fabs(options.fK2)) + further;
   const double focal = options.fFocal * (1 - kSigmaLimit * options.fCameraSpread);
   const double scatter = kSigmaLimit * options.fScatter;
   const double height = options.fFlyingHeight + options.fRelief + scatter;

@@ -43,6 +43,28 @@ SyntheticProjector::SyntheticProjector(const SyntheticCamera& camera, int32_t wi
   const double q = u * u + v * v;
   const double factor = 1 - q * (camera.fK1 + q * camera.fK2);
   fMaxCorrected2 = q * factor * factor;
+  if (!camera.HasFurtherTerms()) return;
+  const double r = std::sqrt(q);
+  const double further = std::fabs(camera.fK3) * q * q * q +
+                         4 * r * (std::fabs(camera.fP1) + std::fabs(camera.fP2)) + std::fabs(camera.fB1) +
+                         std::fabs(camera.fB2);
+  fMaxCorrected2 = q * (std::fabs(factor) + further) * (std::fabs(factor) + further);
+}
+
+SyntheticProjector::Position SyntheticProjector::Distort(double xc, double yc) const {
+  double u = xc, v = yc;
+  for (int i = 0; i < 400; ++i) {
+    const double q = u * u + v * v;
+    const double D = q * (Camera.fK1 + q * (Camera.fK2 + q * Camera.fK3));
+    const double cu =
+        u - u * D - Camera.fP1 * (q + 2 * u * u) - 2 * Camera.fP2 * u * v - Camera.fB1 * u - Camera.fB2 * v;
+    const double cv = v - v * D - Camera.fP2 * (q + 2 * v * v) - 2 * Camera.fP1 * u * v;
+    const double du = xc - cu, dv = yc - cv;
+    u += du;
+    v += dv;
+    if (std::fabs(du) + std::fabs(dv) <= 1e-12 * (std::fabs(xc) + std::fabs(yc) + 1)) break;
+  }
+  return {u, v};
 }
 
 std::optional<SyntheticProjector::Position> SyntheticProjector::Project(const SyntheticImage& image, double X,
@@ -56,6 +78,12 @@ std::optional<SyntheticProjector::Position> SyntheticProjector::Project(const Sy
   const double yc = factor * (R[1] * dX + R[4] * dY + R[7] * dZ);
   const double corrected2 = xc * xc + yc * yc;
   if (corrected2 > fMaxCorrected2) return std::nullopt;
+  if (Camera.HasFurtherTerms()) {
+    const Position off = Distort(xc, yc);
+    const double x = Camera.fPrincipalX + off.x, y = Camera.fPrincipalY + off.y;
+    if (!IsInside(x, y)) return std::nullopt;
+    return Position{x, y};
+  }
   double scale = 1;
   if ((Camera.fK1 != 0 || Camera.fK2 != 0) && corrected2 > 0) {
     const double corrected = std::sqrt(corrected2);
@@ -67,9 +95,10 @@ std::optional<SyntheticProjector::Position> SyntheticProjector::Project(const Sy
 }
 
 std::vector<SyntheticCamera> MakeCameras(const SyntheticOptions& options, int32_t count) {
-  std::vector<SyntheticCamera> cameras(
-      static_cast<size_t>(count),
-      {options.fFocal, options.fPrincipalX, options.fPrincipalY, options.fK1, options.fK2});
+  const SyntheticCamera common = {options.fFocal, options.fPrincipalX, options.fPrincipalY, options.fK1,
+                                  options.fK2,    options.fK3,         options.fP1,         options.fP2,
+                                  options.fB1,    options.fB2};
+  std::vector<SyntheticCamera> cameras(static_cast<size_t>(count), common);
   if (count == 1) return cameras;
   for (int32_t i = 0; i < count; ++i) {
     CounterRandom random(options.nSeed, RandomStream::Camera, i);

@@ -1,4 +1,4 @@
-// Frame camera with two radial terms, in file units (pixels).
+// Frame camera with distortion, in file units (pixels).
 #pragma once
 
 #include <optional>
@@ -13,6 +13,11 @@ struct SyntheticCamera {
   /// With u = x - fPrincipalX, v = y - fPrincipalY and r2 = u u + v v, the corrected coordinates are u (1 -
   /// D) and v (1 - D), D = k1 r2 + k2 r2 r2.
   double fK1 = 0, fK2 = 0;
+  /// Taken off them besides: u k3 r2^3 + p1 (r2 + 2 u u) + 2 p2 u v + b1 u + b2 v from the first, v k3 r2^3 +
+  /// p2 (r2 + 2 v v) + 2 p1 u v from the second.
+  double fK3 = 0, fP1 = 0, fP2 = 0, fB1 = 0, fB2 = 0;
+
+  bool HasFurtherTerms() const { return fK3 != 0 || fP1 != 0 || fP2 != 0 || fB1 != 0 || fB2 != 0; }
 };
 
 /// True position and rotation of an image. R is row-major and its transpose carries object differences into
@@ -49,6 +54,10 @@ class SyntheticProjector {
   }
 
  private:
+  /// Off the principal point: the measurement of what is corrected to (xc, yc), by putting it right until it
+  /// is.
+  Position Distort(double xc, double yc) const;
+
   SyntheticCamera Camera;
   double fHalfWidth, fHalfHeight;
   double fMaxCorrected2;  ///< squared corrected radius of the farthest corner

@@ -39,6 +39,12 @@ constexpr SyntheticOption kOptions[] = {
     // The readers take larger coefficients for 0.
     {&O::fK1, "k1", "px^-2", "radial distortion, subtracted from a measurement", -5e-6, 5e-6},
     {&O::fK2, "k2", "px^-4", "the same, of fourth order", -5e-12, 5e-12},
+    {&O::fK3, "k3", "px^-6", "the same, of sixth order; the start does not know it, nor the four behind it",
+     -1e-18, 1e-18},
+    {&O::fP1, "p1", "px^-1", "tangential distortion", -1e-5, 1e-5},
+    {&O::fP2, "p2", "px^-1", "tangential distortion", -1e-5, 1e-5},
+    {&O::fB1, "b1", "", "affinity: x is measured too long by this share", -0.01, 0.01},
+    {&O::fB2, "b2", "", "shear: x is measured too large by this share of y", -0.01, 0.01},
     {&O::fCameraSpread, "camera-spread", "", "relative sigma of the focal length from camera to camera", 0,
      0.01},
 
@@ -85,7 +91,8 @@ double ValueOf(const SyntheticOptions& options, const SyntheticOption& option) {
   return std::visit([&](auto field) { return static_cast<double>(options.*field); }, option.field);
 }
 
-/// Smallest slope of r (1 - k1 r^2 - k2 r^4) over the image, for one sign of the cameras' spread.
+/// Smallest slope of r (1 - k1 r^2 - k2 r^4 - k3 r^6) over the image, for one sign of the cameras' spread,
+/// less what the other terms may change of it.
 double SmallestDistortionSlope(const SyntheticOptions& options, double k1, double k2) {
   // Room for principal points that spread.
   const double u = options.nImageWidth / 2.0 + std::fabs(options.fPrincipalX) + 80;
@@ -93,7 +100,10 @@ double SmallestDistortionSlope(const SyntheticOptions& options, double k1, doubl
   double smallest = 1;
   for (int i = 0; i <= 100; ++i) {
     const double q = (u * u + v * v) * i / 100;
-    smallest = std::min(smallest, 1 - q * (3 * k1 + 5 * q * k2));
+    const double radial = 1 - q * (3 * k1 + q * (5 * k2 + 7 * q * options.fK3));
+    const double other = 6 * std::sqrt(q) * (std::fabs(options.fP1) + std::fabs(options.fP2)) +
+                         std::fabs(options.fB1) + std::fabs(options.fB2);
+    smallest = std::min(smallest, radial - other);
   }
   return smallest;
 }
@@ -117,7 +127,7 @@ std::string CheckTogether(const SyntheticOptions& options) {
   for (const double factor : {0.6, 1.0, 1.4}) {
     for (const double other : {0.6, 1.0, 1.4}) {
       if (SmallestDistortionSlope(options, factor * options.fK1, other * options.fK2) < 0.1)
-        return "--k1 and --k2 fold the image over itself: lower them";
+        return "--k1, --k2 and the other terms of the distortion fold the image over itself: lower them";
     }
   }
   if (!FlightPlan::FootprintsAreBounded(options))

@@ -31,7 +31,8 @@ struct SyntheticOptions {
   int32_t nImageWidth = 8000, nImageHeight = 12000;  ///< extent in x and y
   double fFocal = 12000;
   double fPrincipalX = 0, fPrincipalY = 0;
-  double fK1 = 1e-10, fK2 = 0;  ///< radial distortion, subtracted from the measurement
+  double fK1 = 1e-10, fK2 = 0;                         ///< radial distortion, subtracted from the measurement
+  double fK3 = 0, fP1 = 0, fP2 = 0, fB1 = 0, fB2 = 0;  ///< further terms of the distortion
   double fCameraSpread = 1e-3;  ///< relative sigma of f from camera to camera; see MakeCameras
 
   // Tie points

@@ -30,8 +30,12 @@ void WriteOptions(FixedText& out, const SyntheticOptions& options) {
 }
 
 void WriteCamera(FixedText& out, const SyntheticCamera& camera) {
-  out.Format("{{\"focal\": {}, \"x0\": {}, \"y0\": {}, \"k1\": {}, \"k2\": {}}}", camera.fFocal,
+  out.Format("{{\"focal\": {}, \"x0\": {}, \"y0\": {}, \"k1\": {}, \"k2\": {}", camera.fFocal,
              camera.fPrincipalX, camera.fPrincipalY, camera.fK1, camera.fK2);
+  if (camera.HasFurtherTerms())
+    out.Format(", \"k3\": {}, \"p1\": {}, \"p2\": {}, \"b1\": {}, \"b2\": {}", camera.fK3, camera.fP1,
+               camera.fP2, camera.fB1, camera.fB2);
+  out.Text("}");
 }
 
 void WriteImage(FixedText& out, const SyntheticImage& image) {

@@ -121,6 +121,22 @@ TEST(ProjectText, CameraLine) {
   EXPECT_EQ(0, cut.fK2);
 }
 
+TEST(ProjectText, TermsBehindK2CountWhereTheLineIsMarked) {
+  const LensTerms terms =
+      ParseCameraLine("7 4000 3000 0 5000 10 -20 1 1e-9 1e-15 1e-24 2e-8 -3e-8 4e-4 -5e-4").Further;
+  EXPECT_EQ(terms, (LensTerms{1e-24, 2e-8, -3e-8, 4e-4, -5e-4}));
+  for (const char* line :
+       {"7 4000 3000 0 5000 10 -20 0 1e-9 1e-15 8 8 8 8 8",
+        "7 4000 3000 0 5000 10 -20 9 1e-9 1e-15 8 8 8 8 8",
+        "7 4000 3000 0 5000 10 -20 1.5 1e-9 1e-15 8 8 8 8 8", "7 4000 3000 0 5000 10 -20"}) {
+    EXPECT_TRUE(ParseCameraLine(line).Further.IsNone()) << line;
+  }
+  for (const char* line : {"7 4000 3000 0 5000 10 -20 1 1e-9 1e-15 8 8 8 8", "7 4000 3000 0 5000 10 -20 1",
+                           "7 4000 3000 0 5000 10 -20 1 1e-9 1e-15 8 8 text 8 8"}) {
+    EXPECT_FALSE(ParseCameraLine(line).Further.IsFinite()) << line;
+  }
+}
+
 TEST(ProjectText, ImageNames) {
   struct Row {
     const char *path, *name;
@@ -241,6 +257,24 @@ TEST(ProjectRecords, CameraInWorkingUnits) {
   EXPECT_DOUBLE_EQ(1e-3, iop.fK2);
   EXPECT_EQ(4000, iop.nImageWidth);
   EXPECT_EQ(3000, iop.nImageHeight);
+}
+
+TEST(ProjectRecords, FurtherTermsInWorkingUnits) {
+  IopRecord iop;
+  CameraLine camera = MakeCamera(5000);
+  camera.Further = {1e-21, 2e-8, -3e-8, 4e-4, -5e-4};
+  ASSERT_TRUE(MakeIop(camera, 0.001, iop));
+  EXPECT_DOUBLE_EQ(1e-3, iop.Further.fK3);
+  EXPECT_DOUBLE_EQ(2e-5, iop.Further.fP1);
+  EXPECT_DOUBLE_EQ(-3e-5, iop.Further.fP2);
+  EXPECT_EQ(4e-4, iop.Further.fB1);
+  EXPECT_EQ(-5e-4, iop.Further.fB2);
+  EXPECT_FALSE(iop.bStrict);
+  for (const double odd : {std::nan(""), kInfinity, 1e300}) {
+    camera.Further.fK3 = odd;
+    ASSERT_TRUE(MakeIop(camera, 0.001, iop));
+    EXPECT_TRUE(iop.Further.IsNone()) << odd;
+  }
 }
 
 TEST(ProjectRecords, FocalLengthDecidesOnTheCamera) {

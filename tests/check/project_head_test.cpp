@@ -77,6 +77,10 @@ TEST(ProjectHead, Losses) {
        ": note: 1 camera: ordinal 0: k1 or k2 is missing or too large, and taken for 0."},
       {kCounts + "0 3600 2700 0 2500 0 0 0 0 1e-10\n" + kFirst + kSecond,
        ": note: 1 camera: ordinal 0: k1 or k2 is missing or too large, and taken for 0."},
+      {kCounts + "0 3600 2700 0 2500 0 0 1 0 0 1e-26 0 0 1e-4\n" + kFirst + kSecond,
+       ": note: 1 camera: ordinal 0: k3, p1, p2, b1 and b2 are not all there, and taken for 0."},
+      {kCounts + "0 3600 2700 0 2500 0 0 1 0 0 1e-26 0 0 1e-4 0\n" + kFirst + kSecond, ""},
+      {kCounts + "0 3600 2700 0 2500 0 0 0 0 0 x\n" + kFirst + kSecond, ""},
       {kCounts + "0 3600 2700 0 0 0 0 0 0 0\n" + kFirst + kSecond,
        ": note: 1 camera: ordinal 0: left out, for the focal length is not above 0 and at most 1e6.\n"
        ": note: 2 images: A and B: left out with the camera."},

@@ -88,7 +88,8 @@ TEST_F(TwoImages, Residuals) {
 TEST_F(TwoImages, Cameras) {
   Block.Cameras[0].dK1 = -5.524530325465e-09;
   EXPECT_EQ(Written([&](TextWriter& file) { WriteCameras(Block, file); }),
-            "camera,id,width,height,f,x0,y0,k1,k2\n0,7,3000,4000,5000,0,0,-5.524530325465e-09,0\n");
+            "camera,id,width,height,f,x0,y0,k1,k2,k3,p1,p2,b1,b2\n"
+            "0,7,3000,4000,5000,0,0,-5.524530325465e-09,0,0,0,0,0,0\n");
   const auto json = nlohmann::json::parse(CameraFileText(Block, 4));
   ASSERT_EQ(json["cameras"].size(), 1u);
   const auto& camera = json["cameras"][0];
@@ -100,6 +101,21 @@ TEST_F(TwoImages, Cameras) {
   EXPECT_DOUBLE_EQ(camera["distortion"][9]["radius_px"], 2500);
   EXPECT_NEAR(camera["distortion"][9]["correction_px"], 86.32, 0.01);
   EXPECT_FALSE(nlohmann::json::parse(CameraFileText(Block, 0))["cameras"][0].contains("f_mm"));
+  EXPECT_FALSE(camera.contains("k3_per_px6"));
+}
+
+TEST_F(TwoImages, FurtherTermsOfACamera) {
+  Block.Cameras[0].Further = {2e-22, 1e-8, -2e-8, 3e-4, -4e-4};
+  EXPECT_EQ(Written([&](TextWriter& file) { WriteCameras(Block, file); }),
+            "camera,id,width,height,f,x0,y0,k1,k2,k3,p1,p2,b1,b2\n"
+            "0,7,3000,4000,5000,0,0,0,0,2e-22,1e-08,-2e-08,0.0003,-0.0004\n");
+  const auto camera = nlohmann::json::parse(CameraFileText(Block, 4))["cameras"][0];
+  EXPECT_DOUBLE_EQ(camera["k3_per_px6"], 2e-22);
+  EXPECT_DOUBLE_EQ(camera["p2_per_px"], -2e-8);
+  EXPECT_DOUBLE_EQ(camera["b2"], -4e-4);
+  EXPECT_DOUBLE_EQ(camera["k3_per_mm6"], 2e-22 / std::pow(4e-3, 6));
+  EXPECT_DOUBLE_EQ(camera["p1_per_mm"], 1e-8 / 4e-3);
+  EXPECT_NEAR(camera["distortion"][9]["correction_px"], -2e-22 * std::pow(2500.0, 7), 1e-9);
 }
 
 }  // namespace

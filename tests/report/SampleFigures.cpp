@@ -161,6 +161,10 @@ report::CameraFigure CameraOf(const RunFigures& run, int32_t place) {
   camera.Start = {5000.5 + 100 * place, 3.25 + place, -2.75 - place, -1.5e-9, 2.5e-17};
   camera.End = camera.Start;
   if (camera.bUnknown) camera.End = {5004.125, 5.5, -1.125, -1.75e-9, 3.5e-17};
+  if (camera.bUnknown) {
+    camera.End.bFurther = true;
+    camera.End.Further = {1.25e-28, 2.5e-9, -3.5e-9, 4.5e-6, -5.5e-6};
+  }
   for (const ImageFigure& image : run.vImages) {
     if (image.nCamera != place) continue;
     ++camera.nImages;

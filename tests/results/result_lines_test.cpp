@@ -84,6 +84,27 @@ TEST(ResultLines, CameraLine) {
             -3e-12 * 1e-12, 0.0, 0.0, 0.0, 0.0, 0.0));
 }
 
+TEST(ResultLines, FurtherTermsOfAStrictCamera) {
+  IopRecord camera{6000, 8000, 100.0, 0.012, -0.007, 2e-7, -3e-12};
+  camera.Further = {5e-3, 2e-5, -3e-5, 4e-4, -5e-4};
+  std::string classic, strict;
+  AppendCameraLine(classic, 3, {8000, 6000, 12.5, 1, 2, 3, 4, 5}, camera, 0.001);
+  camera.bStrict = true;
+  AppendCameraLine(strict, 3, {8000, 6000, 12.5, 1, 2, 3, 4, 5}, camera, 0.001);
+  EXPECT_TRUE(ParseCameraLine(classic).Further.IsNone()) << classic;
+  const CameraLine read = ParseCameraLine(strict);
+  EXPECT_EQ(read.fMark, kFurtherTerms) << strict;
+  EXPECT_NEAR(read.Further.fK3, 5e-21, 1e-31);
+  EXPECT_NEAR(read.Further.fP1, 2e-8, 1e-18);
+  EXPECT_NEAR(read.Further.fP2, -3e-8, 1e-18);
+  EXPECT_NEAR(read.Further.fB1, 4e-4, 1e-14);
+  EXPECT_NEAR(read.Further.fB2, -5e-4, 1e-14);
+  std::string none;
+  camera.Further = {};
+  AppendCameraLine(none, 3, {8000, 6000, 12.5, 1, 2, 3, 4, 5}, camera, 0.001);
+  EXPECT_EQ(none, classic);
+}
+
 TEST(ResultLines, ImageLines) {
   const EopRecord image{0, 0, 1234.5, -2.25, 1e6, 0.25, -0.5, 3.0};
   const double R[9] = {1, -0.5, 0.25, 0.125, 1, 2, 3, 4, -1e-7};

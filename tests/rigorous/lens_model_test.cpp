@@ -34,6 +34,25 @@ TEST(LensModel, IsThatOfTheProjectWithoutFurtherTerms) {
   }
 }
 
+TEST(LensModel, IsThatOfAStrictCamera) {
+  Random random(7);
+  for (int i = 0; i < 1000; ++i) {
+    const Lens lens = AnyLens(random);
+    IopRecord iop = test::ClassicLens(lens);
+    iop.Further = {lens.k3, lens.p1, lens.p2, lens.b1, lens.b2};
+    iop.bStrict = true;
+    const Vector2 m = {random.Within(-3, 3), random.Within(-3, 3)};
+    const ImageCoordinates strict = CorrectMeasurement(iop, m[0], m[1]),
+                           crossed = CorrectForIntersection(iop, m[0], m[1]);
+    EXPECT_LE(test::Distance(CorrectedBy(LensOf(iop), m), {strict.x, strict.y}), 1e-14);
+    EXPECT_EQ(strict.x, crossed.x);
+    EXPECT_EQ(strict.y, crossed.y);
+    iop.bStrict = false;
+    const ImageCoordinates without = CorrectMeasurement(iop, m[0], m[1]);
+    EXPECT_GT(std::hypot(strict.x - without.x, strict.y - without.y), 1e-9);
+  }
+}
+
 TEST(LensModel, TermsAreAsWritten) {
   // At u = 1, v = 2: r2 = 5.
   const struct {

@@ -263,14 +263,6 @@ TEST(RigorousRun, TakesTheSettingsOfTheMethod) {
   EXPECT_TRUE(told);
 }
 
-TEST(RigorousRun, TermsOfDistortionWithoutAPlaceInTheFilesAreRefused) {
-  Block block(NoisyBlock());
-  const RunOutcome outcome = block.Run(RunWith("Distortion=brown"));
-  EXPECT_FALSE(outcome.bDone);
-  ASSERT_EQ(outcome.Refusals.size(), 1u);
-  EXPECT_NE(outcome.Refusals[0].szWhat.find("distortion"), std::string::npos);
-}
-
 TEST(RigorousRun, WhatAdjustsNothingIsRefused) {
   for (const char* mode : {"Direct_Intersection", "Absolute_Orientation"}) {
     Block block(NoisyBlock());

@@ -40,7 +40,8 @@ std::array<double, 2> CorrectedMeasurement(const SurveyCamera& camera, double x,
   const double u = x - camera.dX0, v = y - camera.dY0, r2 = u * u + v * v;
   const auto [k1, k2] = DistortionOfRun(camera);
   const double D = k1 * r2 + k2 * r2 * r2;
-  return {u - u * D, v - v * D};
+  const LensShift further = FurtherCorrection(camera.Further, u, v);
+  return {u - u * D + further.x, v - v * D + further.y};
 }
 
 std::vector<SightRay> RaysOf(const SurveyBlock& block, const std::vector<bool>& usable,

@@ -23,9 +23,17 @@ constexpr FieldSpec kCameraFields[] = {{Integer, "the camera ID"},
                                        {Real, "y0"},
                                        {Real, "the reserved field 8"},
                                        {Real, "k1"},
-                                       {Real, "k2"}};
+                                       {Real, "k2"},
+                                       {Real, "k3"},
+                                       {Real, "p1"},
+                                       {Real, "p2"},
+                                       {Real, "b1"},
+                                       {Real, "b2"}};
 /// The distortion may be missing.
 constexpr size_t kCameraNeeds = 8;
+/// Up to k2.
+constexpr size_t kRadialFields = 10;
+constexpr std::span<const FieldSpec> kAllOfCamera(kCameraFields);
 constexpr FieldSpec kIdFields[] = {{Integer, "the image ID"}, {Integer, "the camera ordinal"}};
 constexpr FieldSpec kMatrixFields[] = {{Real, "a1"}, {Real, "a2"}, {Real, "a3"}, {Real, "b1"}, {Real, "b2"},
                                        {Real, "b3"}, {Real, "c1"}, {Real, "c2"}, {Real, "c3"}};
@@ -100,6 +108,12 @@ bool ReadCounts(SurveyText& text, bool withPoints, int32_t& images, int32_t& cam
   return false;
 }
 
+void TakeFurther(FieldScanner& fields, SurveyCamera& camera) {
+  const LensTerms terms = ReadFurtherTerms(fields);
+  camera.bFurtherLost = !terms.IsFinite();
+  if (!camera.bFurtherLost) camera.Further = terms;
+}
+
 bool ReadCamera(SurveyText& text, int32_t ordinal, int32_t count, SurveyCamera& camera) {
   std::string_view line;
   if (!text.NextMeant(line)) {
@@ -108,14 +122,19 @@ bool ReadCamera(SurveyText& text, int32_t ordinal, int32_t count, SurveyCamera& 
   }
   camera.nLine = text.LineNumber();
   const auto take = [&](FieldScanner& fields) {
-    double reserved = 0;
+    double reserved = 0, mark = 0;
     const bool needed = fields.Int(camera.nId) && fields.Int(camera.nWidth) && fields.Int(camera.nHeight) &&
                         fields.Real(reserved) && fields.Real(camera.dFocal) && fields.Real(camera.dX0) &&
-                        fields.Real(camera.dY0) && fields.Real(reserved);
+                        fields.Real(camera.dY0) && fields.Real(mark);
     const bool whole = needed && fields.NumbersAreWhole();
-    return fields.Real(camera.dK1) && fields.Real(camera.dK2) && whole;
+    const bool radial = fields.Real(camera.dK1) && fields.Real(camera.dK2);
+    if (mark == kFurtherTerms) TakeFurther(fields, camera);
+    return radial && whole;
   };
-  return TakeFields(text, line, kCameraFields, kCameraNeeds, 6, "a camera line", take);
+  // What stands behind k2 is looked at only where the line says that it has a meaning.
+  const bool further = ParseCameraLine(line).fMark == kFurtherTerms;
+  const auto specs = further ? kAllOfCamera : kAllOfCamera.first(kRadialFields);
+  return TakeFields(text, line, specs, kCameraNeeds, 6, "a camera line", take);
 }
 
 /// Line of the four of an image; false at the end of the file.

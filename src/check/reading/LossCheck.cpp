@@ -71,6 +71,13 @@ void LossChecker::CheckCameras() {
     if (!(std::abs(camera.dK1) <= 1e-5) || !(std::abs(camera.dK2) <= 1e-11))
       Add("R016", camera.nLine, "k1 or k2 of " + name + " is too large, and taken for 0",
           "They are given per squared and per fourth power of an image unit, at most 1e-5 and 1e-11");
+    if (camera.bFurtherLost) {
+      Add("R016", camera.nLine, "further terms of the distortion of " + name + " are taken for 0",
+          "A line with 1 in its field 8 holds k3, p1, p2, b1 and b2 behind k2: write all five");
+    } else if (!camera.Further.IsNone()) {
+      Add("R026", camera.nLine, name + " has terms of distortion beyond k1 and k2",
+          "Adjust with --method rigorous: the classic method takes them for 0");
+    }
     if (imagesOf[c] == 0 && several)
       Add("R017", camera.nLine,
           name + " has no image, and cameras behind it may be left out with their images",

@@ -8,8 +8,13 @@ namespace orvo {
 
 bool RunTakesCamera(const SurveyCamera& camera) {
   IopRecord unused;
-  return MakeIop({camera.nWidth, camera.nHeight, 0.0, camera.dFocal, camera.dX0, camera.dY0, 0.0, 0.0}, 1.0,
-                 unused);
+  CameraLine line;
+  line.nImageWidth = camera.nWidth;
+  line.nImageHeight = camera.nHeight;
+  line.fFocal = camera.dFocal;
+  line.fPrincipalX = camera.dX0;
+  line.fPrincipalY = camera.dY0;
+  return MakeIop(line, 1.0, unused);
 }
 
 bool IsAtOrigin(const SurveyImage& image) {

@@ -148,12 +148,14 @@ void WriteOrientations(const ViewBlock& view, TextWriter& file) {
 }
 
 void WriteCameras(const SurveyBlock& block, TextWriter& file) {
-  file.Write("camera,id,width,height,f,x0,y0,k1,k2\n");
+  file.Write("camera,id,width,height,f,x0,y0,k1,k2,k3,p1,p2,b1,b2\n");
   Lines lines(file);
   for (size_t k = 0; k < block.Cameras.size(); ++k) {
     const SurveyCamera& camera = block.Cameras[k];
     lines.Whole(static_cast<int64_t>(k)).Whole(camera.nId).Whole(camera.nWidth).Whole(camera.nHeight);
-    lines.Exact({camera.dFocal, camera.dX0, camera.dY0, camera.dK1, camera.dK2}).End();
+    lines.Exact({camera.dFocal, camera.dX0, camera.dY0, camera.dK1, camera.dK2});
+    const LensTerms& further = camera.Further;
+    lines.Exact({further.fK3, further.fP1, further.fP2, further.fB1, further.fB2}).End();
   }
 }
 

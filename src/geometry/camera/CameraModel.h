@@ -46,13 +46,16 @@ inline double RadialDistortion(double k1, double k2, double r2) { return k1 * r2
 inline ImageCoordinates CorrectMeasurement(const IopRecord& iop, double x, double y) {
   const double u = x - iop.fPrincipalX, v = y - iop.fPrincipalY;
   const double D = RadialDistortion(iop.fK1, iop.fK2, u * u + v * v);
-  return {u - u * D, v - v * D};
+  if (!iop.bStrict) return {u - u * D, v - v * D};
+  const LensShift further = FurtherCorrection(iop.Further, u, v);
+  return {u - u * D + further.x, v - v * D + further.y};
 }
 
 /// Corrected coordinates of the space intersection.
 /// The factor on D in y is y less the principal point's *x*. Deliberate, although intersection and
-/// observation equations then agree for x0 = y0 only.
+/// observation equations then agree for x0 = y0 only. A strict camera knows no such difference.
 inline ImageCoordinates CorrectForIntersection(const IopRecord& iop, double x, double y) {
+  if (iop.bStrict) return CorrectMeasurement(iop, x, y);
   const double u = x - iop.fPrincipalX, v = y - iop.fPrincipalY;
   const double D = RadialDistortion(iop.fK1, iop.fK2, u * u + v * v);
   return {u - u * D, v - (y - iop.fPrincipalX) * D};

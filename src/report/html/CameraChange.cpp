@@ -19,7 +19,9 @@ constexpr int kSteps = 200;
 bool TurnsBack(const CameraParameters& camera, double corner) {
   for (int i = 1; i <= kSteps; ++i) {
     const double r2 = std::pow(corner * i / kSteps, 2);
-    if (1 - 3 * camera.k1 * r2 - 5 * camera.k2 * r2 * r2 <= 0) return true;
+    const double outwards =
+        1 - 3 * camera.k1 * r2 - 5 * camera.k2 * r2 * r2 - 7 * camera.Further.fK3 * r2 * r2 * r2;
+    if (outwards <= 0) return true;
   }
   return false;
 }
@@ -40,7 +42,7 @@ double StartCornerRadius(const CameraFigure& camera) {
 
 double DistortionAt(const CameraParameters& camera, double radius) {
   const double r2 = radius * radius;
-  return radius * (camera.k1 * r2 + camera.k2 * r2 * r2);
+  return radius * (camera.k1 * r2 + camera.k2 * r2 * r2 + camera.Further.fK3 * r2 * r2 * r2);
 }
 
 double ChangeAtCorner(const CameraFigure& camera) {
@@ -74,7 +76,7 @@ std::vector<std::string> CameraRemarks(const CameraFigure& camera) {
   const double corner = CornerRadius(camera);
   if (TurnsBack(b, corner) && std::isfinite(DistortionAt(b, corner)))
     remarks.push_back(
-        "The distortion turns back within the image, so that k1 and k2 hold only where there are "
+        "The distortion turns back within the image, so that its terms hold only where there are "
         "measurements: they need "
         "tie points out to the corners.");
   return remarks;

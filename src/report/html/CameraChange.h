@@ -14,7 +14,8 @@ double CornerRadius(const CameraFigure& camera);
 /// The same by the principal point that the run began with.
 double StartCornerRadius(const CameraFigure& camera);
 
-/// How much further out than without distortion a point is measured, at `radius` pixels: r (k1 r^2 + k2 r^4).
+/// How much further out than without distortion a point is measured, at `radius` pixels:
+/// r (k1 r^2 + k2 r^4 + k3 r^6). What is not radial stays out.
 double DistortionAt(const CameraParameters& camera, double radius);
 
 /// How far the change of all parameters moves a point in the corner (of the start) at most, pixels: those of

@@ -25,17 +25,28 @@ constexpr double kCornersApart = 3;  // times: more shows nothing of the start's
 struct Parameter {
   const char* pName;
   const char* pUnit;
-  double CameraParameters::*pValue;
-  bool bLength;  // pixels; else a coefficient
+  double CameraParameters::*pValue;  // null: of the further terms
+  bool bLength;                      // pixels; else a coefficient
+  double LensTerms::*pFurther = nullptr;
+
+  double Of(const CameraParameters& camera) const {
+    return pValue != nullptr ? camera.*pValue : camera.Further.*pFurther;
+  }
 };
 
 constexpr std::array kParameters = {Parameter{"f", "px", &CameraParameters::f, true},
                                     Parameter{"x0", "px", &CameraParameters::x0, true},
                                     Parameter{"y0", "px", &CameraParameters::y0, true},
                                     Parameter{"k1", "1/px\xc2\xb2", &CameraParameters::k1, false},
-                                    Parameter{"k2", "1/px\xe2\x81\xb4", &CameraParameters::k2, false}};
+                                    Parameter{"k2", "1/px\xe2\x81\xb4", &CameraParameters::k2, false},
+                                    Parameter{"k3", "1/px\xe2\x81\xb6", nullptr, false, &LensTerms::fK3},
+                                    Parameter{"p1", "1/px", nullptr, false, &LensTerms::fP1},
+                                    Parameter{"p2", "1/px", nullptr, false, &LensTerms::fP2},
+                                    Parameter{"b1", "", nullptr, false, &LensTerms::fB1},
+                                    Parameter{"b2", "", nullptr, false, &LensTerms::fB2}};
 
 std::string NameOf(const Parameter& parameter) {
+  if (*parameter.pUnit == '\0') return parameter.pName;
   return fmt::format("{}, {}", parameter.pName, parameter.pUnit);
 }
 
@@ -53,8 +64,10 @@ std::string ParameterTable(const CameraFigure& camera) {
   std::vector<TableColumn> columns = {{"Value"}, {camera.bUnknown ? "start" : "held", true}};
   if (camera.bUnknown) columns.insert(columns.end(), {{"end", true}, {"change", true}});
   HtmlTable table(columns, "The distortion is that in the corner of the image.");
+  const bool further = camera.Start.bFurther || camera.End.bFurther;
   for (const Parameter& parameter : kParameters) {
-    const double start = camera.Start.*parameter.pValue, end = camera.End.*parameter.pValue;
+    if (parameter.pFurther != nullptr && !further) continue;
+    const double start = parameter.Of(camera.Start), end = parameter.Of(camera.End);
     table.Row({NameOf(parameter), ValueText(parameter, start), ValueText(parameter, end),
                ChangeText(parameter, end - start)});
   }

@@ -175,6 +175,15 @@ void Describe(V& visit, P& image) {
   visit("rmse", image.Rmse);
 }
 
+template <class V, Of<LensTerms> P>
+void Describe(V& visit, P& terms) {
+  visit("k3", terms.fK3);
+  visit("p1", terms.fP1);
+  visit("p2", terms.fP2);
+  visit("b1", terms.fB1);
+  visit("b2", terms.fB2);
+}
+
 template <class V, Of<CameraParameters> P>
 void Describe(V& visit, P& camera) {
   visit("f", camera.f);
@@ -182,6 +191,7 @@ void Describe(V& visit, P& camera) {
   visit("y0", camera.y0);
   visit("k1", camera.k1);
   visit("k2", camera.k2);
+  visit.If("further", camera.bFurther, camera.Further);
 }
 
 template <class V, Of<CameraFigure::Ring> P>
