@@ -25,6 +25,14 @@ std::array<double, kLensParameterNum> CornerEffects(const IopRecord& iop, double
           std::abs(u), std::abs(v)};
 }
 
+/// `told`, and `usual` where it is not a number.
+Vector3 OrUsual(const std::array<double, 3>& told, Vector3 usual) {
+  for (size_t i = 0; i < 3; ++i) {
+    if (!std::isnan(told[i])) usual[i] = told[i];
+  }
+  return usual;
+}
+
 bool Vary(std::span<const double> times) {
   if (times.empty()) return false;
   const auto [low, high] = std::ranges::minmax(times);
@@ -87,18 +95,20 @@ CameraEstimate CameraStartOf(const RigorousSettings& settings, const IopRecord& 
   return start;
 }
 
-Vector3 GpsSigmaOf(const RigorousSettings& settings) {
-  return {settings.Sigma_GPS_XY, settings.Sigma_GPS_XY, settings.Sigma_GPS_Z};
+Vector3 GpsSigmaOf(const RigorousSettings& settings, const PosSigma& told) {
+  return OrUsual(told.Position, {settings.Sigma_GPS_XY, settings.Sigma_GPS_XY, settings.Sigma_GPS_Z});
 }
 
-Vector3 ImuSigmaOf(const RigorousSettings& settings, const Vector3& phiOmegaKappa) {
+Vector3 ImuSigmaOf(const RigorousSettings& settings, const Vector3& phiOmegaKappa, const PosSigma& told) {
   const double tilt = settings.Sigma_IMU_PhiOmega * kRadians, kappa = settings.Sigma_IMU_Kappa * kRadians;
+  const Vector3 angles = OrUsual(told.Angles, {tilt, tilt, kappa});
+  if (!std::ranges::all_of(angles, [](double one) { return std::isfinite(one); })) return kNotObserved3;
   const Matrix3 T = VectorByAngles(phiOmegaKappa);
   Vector3 sigma{};
   for (size_t i = 0; i < 3; ++i) {
-    sigma[i] = std::hypot(T[3 * i] * tilt, T[3 * i + 1] * tilt, T[3 * i + 2] * kappa);
+    sigma[i] = std::hypot(T[3 * i] * angles[0], T[3 * i + 1] * angles[1], T[3 * i + 2] * angles[2]);
     // In a direction that no angle turns about alone the angles are not better than themselves.
-    sigma[i] = std::max(sigma[i], std::min(tilt, kappa));
+    sigma[i] = std::max(sigma[i], std::ranges::min(angles));
   }
   return sigma;
 }

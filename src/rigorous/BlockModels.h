@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "records/PosSigma.h"
 #include "records/Records.h"
 #include "records/RigorousSettings.h"
 #include "rigorous/Problem.h"
@@ -31,12 +32,13 @@ CameraModel CameraModelOf(const RigorousSettings& settings, const IopRecord& iop
 /// Lens of the record, lever arm and boresight of the settings.
 CameraEstimate CameraStartOf(const RigorousSettings& settings, const IopRecord& iop);
 
-/// Standard deviations of GPS positions.
-Vector3 GpsSigmaOf(const RigorousSettings& settings);
+/// Standard deviations of a GPS position: what the file tells, and else the settings.
+Vector3 GpsSigmaOf(const RigorousSettings& settings, const PosSigma& told = {});
 /// Those of the rotation vector that errors of the angles make, in the frame of the IMU, its components taken
-/// by themselves. Exact for an attitude near the vertical; never below the smaller of the two of the
-/// settings.
-Vector3 ImuSigmaOf(const RigorousSettings& settings, const Vector3& phiOmegaKappa);
+/// by themselves. Exact for an attitude near the vertical; never below the smallest of those of
+/// the angles. They are what the file tells, and else the settings. The angles are one rotation: where one of
+/// them is not observed, none is.
+Vector3 ImuSigmaOf(const RigorousSettings& settings, const Vector3& phiOmegaKappa, const PosSigma& told = {});
 
 /// Of a strip with observations at these times: no rate of drift where they are all the same.
 StripModel StripModelOf(const RigorousSettings& settings, std::span<const double> gpsTimes,

@@ -7,6 +7,7 @@
 
 #include "records/ImageReference.h"
 #include "rigorous/BlockModels.h"
+#include "rigorous/OwnRows.h"
 #include "rigorous/PointChunks.h"
 #include "rigorous/RotationVector.h"
 
@@ -38,8 +39,9 @@ class BlockBuilder {
   bool IsUsable(const ImagePointRecord& measurement) const;
   bool TakesPart(const ObjectPointRecord& point) const;
   std::span<const ImagePointRecord> MeasurementsOf(const ObjectPointRecord& point) const;
-  bool ObservesGps(size_t image) const { return In.Limits.Apply_GPS_Data && HasPos(image); }
-  bool ObservesImu(size_t image) const { return In.Limits.Apply_IMU_Data && HasPos(image); }
+  PosSigma PosSigmaOf(size_t image) const;
+  Vector3 GpsSigma(size_t image) const;
+  Vector3 ImuSigma(size_t image) const;
   bool HasPos(size_t image) const;
   int32_t StripOf(size_t image) const;
 
@@ -163,6 +165,21 @@ bool BlockBuilder::HasPos(size_t image) const {
   return image < In.Images.pPos.size() && In.Images.pPos[image].nStatus != kPosNotObserved;
 }
 
+PosSigma BlockBuilder::PosSigmaOf(size_t image) const {
+  return image < In.PosSigmas.size() ? In.PosSigmas[image] : PosSigma{};
+}
+
+Vector3 BlockBuilder::GpsSigma(size_t image) const {
+  if (!In.Limits.Apply_GPS_Data || !HasPos(image)) return kNotObserved3;
+  return GpsSigmaOf(In.Rigorous, PosSigmaOf(image));
+}
+
+Vector3 BlockBuilder::ImuSigma(size_t image) const {
+  if (!In.Limits.Apply_IMU_Data || !HasPos(image)) return kNotObserved3;
+  const PosRecord& pos = In.Images.pPos[image];
+  return ImuSigmaOf(In.Rigorous, {pos.fPhi, pos.fOmega, pos.fKappa}, PosSigmaOf(image));
+}
+
 int32_t BlockBuilder::StripOf(size_t image) const {
   if (!HasPos(image) || image >= In.Images.pImageGroup.size()) return -1;
   const int32_t group = In.Images.pImageGroup[image];
@@ -174,21 +191,20 @@ ImageModel BlockBuilder::ImageModelOf(size_t image, int64_t rays) const {
   const EopRecord& eop = In.Images.pEop[image];
   ImageModel model;
   model.nCamera = std::max(vCameraRow[image], 0);
-  const bool gps = ObservesGps(image), imu = ObservesImu(image);
+  const Vector3 gps = GpsSigma(image), imu = ImuSigma(image);
   model.bUnknown = In.Settings.Set_EOP_Unknown && eop.nStatus != 1 &&
-                   2 * rays + (gps ? 3 : 0) + (imu ? 3 : 0) >= kUnknowns;
+                   2 * rays + ObservedNum(gps) + ObservedNum(imu) >= kUnknowns;
   if (!model.bUnknown) return model;
   model.nStrip = StripOf(image);
   model.fTime = std::isfinite(eop.fTime) ? eop.fTime : 0;
-  if (gps) {
+  if (ObservedNum(gps) > 0) {
     model.GpsObserved = PositionOf(In.Images.pPos[image]) - Out.Origin;
-    model.GpsSigma = GpsSigmaOf(In.Rigorous);
+    model.GpsSigma = gps;
   }
-  if (imu) {
+  if (ObservedNum(imu) > 0) {
     const PosRecord& pos = In.Images.pPos[image];
-    const Vector3 angles = {pos.fPhi, pos.fOmega, pos.fKappa};
-    model.ImuObserved = RotationOfAngles(angles);
-    model.ImuSigma = ImuSigmaOf(In.Rigorous, angles);
+    model.ImuObserved = RotationOfAngles({pos.fPhi, pos.fOmega, pos.fKappa});
+    model.ImuSigma = imu;
   }
   return model;
 }
@@ -213,8 +229,8 @@ void BlockBuilder::AddCameras() {
   for (size_t image = 0; image < Out.Task.vImages.size(); ++image) {
     const ImageModel& model = Out.Task.vImages[image];
     if (!model.bUnknown) continue;
-    unknowns[model.nCamera].bLeverArm |= ObservesGps(image);
-    unknowns[model.nCamera].bBoresight |= ObservesImu(image);
+    unknowns[model.nCamera].bLeverArm |= ObservedNum(model.GpsSigma) == 3;
+    unknowns[model.nCamera].bBoresight |= ObservedNum(model.ImuSigma) == 3;
   }
   for (size_t row = 0; row < count; ++row) {
     const IopRecord iop = row < rows.size() ? rows[row] : IopRecord{};
@@ -229,8 +245,9 @@ void BlockBuilder::AddStrips() {
   for (size_t image = 0; image < Out.Task.vImages.size(); ++image) {
     const ImageModel& model = Out.Task.vImages[image];
     if (model.nStrip < 0) continue;
-    if (ObservesGps(image)) gps[model.nStrip].push_back(model.fTime);
-    if (ObservesImu(image)) imu[model.nStrip].push_back(model.fTime);
+    // Heights alone tell nothing of the drift in plan.
+    if (ObservedNum(model.GpsSigma) == 3) gps[model.nStrip].push_back(model.fTime);
+    if (ObservedNum(model.ImuSigma) == 3) imu[model.nStrip].push_back(model.fTime);
   }
   for (size_t strip = 0; strip < count; ++strip)
     Out.Task.vStrips.push_back(StripModelOf(In.Rigorous, gps[strip], imu[strip]));

@@ -10,6 +10,7 @@
 #include "records/GcpSigma.h"
 #include "records/ImageTable.h"
 #include "records/PointStore.h"
+#include "records/PosSigma.h"
 #include "records/RigorousSettings.h"
 #include "records/RunLimits.h"
 #include "rigorous/Problem.h"
@@ -27,6 +28,8 @@ struct BlockParts {
   const PointStore& Points;
   /// Of the GCP file, whose points are the last in memory, in the same order; may be empty.
   std::span<const GcpSigma> Sigmas = {};
+  /// Of the POS file, by kept image; may be empty.
+  std::span<const PosSigma> PosSigmas = {};
 };
 
 /// Images, cameras (rows of pIop, at least one) and strips (groups) have the places of the records. Held are

@@ -9,10 +9,6 @@ namespace {
 
 bool IsObserved(double sigma) { return std::isfinite(sigma); }
 
-int32_t ObservedNum(const Vector3& sigma) {
-  return IsObserved(sigma[0]) + IsObserved(sigma[1]) + IsObserved(sigma[2]);
-}
-
 /// Divides residual and rows of one value by its standard deviation; they become 0 where it is not observed
 /// or not a number. Counted is a value whose normalised residual has a number as its square, and whose
 /// equation has one on the diagonal.
@@ -182,6 +178,10 @@ class Walk {
 };
 
 }  // namespace
+
+int32_t ObservedNum(const Vector3& sigma) {
+  return IsObserved(sigma[0]) + IsObserved(sigma[1]) + IsObserved(sigma[2]);
+}
 
 void ForEachOwnObservation(const Problem& problem, const UnknownPlan* plan, const Estimate& estimate,
                            const std::function<void(const OwnRows&)>& take) {

@@ -26,6 +26,9 @@ enum class OwnKind : uint8_t {
   ImuLinear
 };
 
+/// How many of three values have a standard deviation that is finite.
+int32_t ObservedNum(const Vector3& sigma);
+
 /// Derivatives of three residuals by unknowns that stand side by side: three, or the first column alone.
 struct OwnTerm {
   int32_t nNode = -1, nColumn = -1;

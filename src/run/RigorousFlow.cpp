@@ -10,6 +10,7 @@
 
 #include "base/ScratchMemory.h"
 #include "block/GcpSigmas.h"
+#include "block/PosSigmas.h"
 #include "block/ProjectForm.h"
 #include "block/SectionPlan.h"
 #include "rigorous/DatumObservations.h"
@@ -72,13 +73,13 @@ class RigorousFlow {
   bool RefuseScratch(const std::string& what);
 
  private:
-  bool Refuse(const std::string& file, std::string what, std::string remedy);
+  bool Refuse(const std::string& file, std::string what, std::string remedy, int64_t line = 0);
   bool CanBeDone();
   bool HasDatum();
   void SettleLimits();
   void PlanMemory(const BlockSize& size);
   int ReadPoints();
-  void ReadPosData();
+  int ReadPosData();
   void MakeProblem();
   rigorous::RobustOptions Options() const;
   bool EndIteration(const rigorous::AdjustIteration& line);
@@ -96,14 +97,16 @@ class RigorousFlow {
   rigorous::PrecisionFigures Figures;
   rigorous::RobustResult Result;
   std::vector<GcpSigma> vSigmas;                          ///< of the GCP file
+  std::vector<PosSigma> vPosSigmas;                       ///< of the POS file
   std::vector<rigorous::ControlObservation> vStated;      ///< control as it was given
   std::optional<rigorous::VarianceEstimation> Variances;  ///< where they were estimated and taken
 };
 
 /// False, with the reason told.
-bool RigorousFlow::Refuse(const std::string& file, std::string what, std::string remedy) {
-  Run.LogPrintf("Error!The rigorous method can't take it: %s!\n", what.c_str());
-  Run.Guard.Refusals.push_back({Severity::Error, file, 0, -1, std::move(what), std::move(remedy)});
+bool RigorousFlow::Refuse(const std::string& file, std::string what, std::string remedy, int64_t line) {
+  const std::string told = (line > 0 ? file + ":" + std::to_string(line) + ": " : "") + what;
+  Run.LogPrintf("Error!The rigorous method can't take it: %s!\n", told.c_str());
+  Run.Guard.Refusals.push_back({Severity::Error, file, line, -1, std::move(what), std::move(remedy)});
   return false;
 }
 
@@ -177,14 +180,24 @@ int RigorousFlow::ReadPoints() {
   return 1;
 }
 
-void RigorousFlow::ReadPosData() {
-  if (!Run.Limits.UsesPos()) return;
+int RigorousFlow::ReadPosData() {
+  if (!Run.Limits.UsesPos()) return 1;
   if (szPos.empty()) {
     Run.Limits.Apply_GPS_Data = Run.Limits.Apply_IMU_Data = false;
-    return;
+    return 1;
   }
   Run.LogPrintf(">>Reading pos data...\n");
   Run.ReadPosData(szPos);
+  PosSigmas sigmas = ReadPosSigmas(szPos, Run.Images, Run.Inputs);
+  vPosSigmas = std::move(sigmas.vByImage);
+  for (const PosSigmaFault& fault : sigmas.vFaults) {
+    Refuse(
+        szPos, fault.szWhat,
+        "Behind the strip stand no columns, three or six: standard deviations above 0, below 0 for what is "
+        "not observed",
+        fault.nLine);
+  }
+  return sigmas.vFaults.empty() ? 1 : 0;
 }
 
 /// What the settings want to hold the block has to be there.
@@ -201,8 +214,7 @@ bool RigorousFlow::HasDatum() {
 
 int RigorousFlow::Prepare() {
   if (ReadPoints() == 0 || !Run.Gate().PointsHold()) return 0;
-  ReadPosData();
-  if (!HasDatum()) return 0;
+  if (ReadPosData() == 0 || !HasDatum()) return 0;
   if (Run.CheckInputs() == 0) return 0;
   RunCourse(Run).BeginPhase(report::RunPhase::Preparing);
   Run.LogPrintf(">>Adjustment preprocessing...\n");
@@ -220,7 +232,7 @@ void RigorousFlow::MakeProblem() {
   const RigorousSettings& settings = Run.Chosen.Settings;
   vSigmas = ReadGcpSigmas(szGcp, Run.Inputs);
   Problem = rigorous::MakeBlockProblem(
-      {Run.Settings, Run.Limits, settings, Run.Images, Run.Cameras, Run.Points, vSigmas});
+      {Run.Settings, Run.Limits, settings, Run.Images, Run.Cameras, Run.Points, vSigmas, vPosSigmas});
   Now = std::move(Problem.Start);
   vStated = Problem.Task.vControl;
   rigorous::LeaveDatumTo(settings.Datum, Problem.Task);

@@ -14,7 +14,9 @@ class RecordBlock {
  public:
   RecordBlock();
 
-  BlockParts Parts() const { return {Settings, Limits, Rigorous, Images, Cameras, Points, Sigmas}; }
+  BlockParts Parts() const {
+    return {Settings, Limits, Rigorous, Images, Cameras, Points, Sigmas, PosSigmas};
+  }
   BlockProblem Make() const { return MakeBlockProblem(Parts()); }
 
   /// A point at (place, 2 place, 3 place) off the first image, measured on these images; its place.
@@ -29,6 +31,7 @@ class RecordBlock {
   CameraTable Cameras;
   PointStore Points;
   std::vector<GcpSigma> Sigmas;
+  std::vector<PosSigma> PosSigmas;
 };
 
 inline constexpr double kEast = 400000, kNorth = 5000000;

@@ -93,6 +93,28 @@ TEST(ImuSigma, KappaTurnsAboutTheAxisOfAVerticalImage) {
   EXPECT_NEAR(onItsSide[1], 0.05 * kDegree, 1e-15);
 }
 
+TEST(GpsSigma, IsThatOfTheLineAndElseOfTheSettings) {
+  const RigorousSettings settings;
+  EXPECT_EQ(GpsSigmaOf(settings), (Vector3{0.1, 0.1, 0.2}));
+  EXPECT_EQ(GpsSigmaOf(settings, {{0.5, PosSigma::kNotTold, kNotObserved}, {}}),
+            (Vector3{0.5, 0.1, kNotObserved}));
+}
+
+TEST(ImuSigma, IsThatOfTheLineWhereAllAnglesAreObserved) {
+  const RigorousSettings settings;
+  PosSigma told;
+  told.Angles = {0.001, 0.002, 0.004};
+  const Vector3 sigma = ImuSigmaOf(settings, {0, 0, 0}, told);
+  // Phi turns about the axis of y, omega about that of x.
+  EXPECT_NEAR(sigma[0], 0.002, 1e-15);
+  EXPECT_NEAR(sigma[1], 0.001, 1e-15);
+  EXPECT_NEAR(sigma[2], 0.004, 1e-15);
+  told.Angles[2] = PosSigma::kNotTold;
+  EXPECT_NEAR(ImuSigmaOf(settings, {0, 0, 0}, told)[2], 0.1 * kDegree, 1e-15);
+  told.Angles[0] = kNotObserved;
+  EXPECT_EQ(ImuSigmaOf(settings, {0, 0, 0}, told), kNotObserved3);
+}
+
 TEST(StripModel, DriftIsUnknownWhereObservationsCanTellIt) {
   RigorousSettings settings;
   const double three[] = {0, 1, 2}, same[] = {4, 4};

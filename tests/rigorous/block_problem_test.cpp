@@ -169,6 +169,45 @@ TEST(BlockProblem, PosDataInForceIsObserved) {
   EXPECT_EQ(block.Task.vImages[2].nStrip, -1);
 }
 
+TEST(BlockProblem, PosLinesHaveTheirOwnPrecision) {
+  RecordBlock records;
+  for (int32_t image = 0; image < 3; ++image) records.Observe(image, 0, image);
+  records.Limits.Apply_GPS_Data = records.Limits.Apply_IMU_Data = true;
+  records.PosSigmas.resize(2);
+  records.PosSigmas[0] = {{0.3, kNotObserved, 0.5}, {1e-3, 2e-3, 4e-3}};
+  records.PosSigmas[1] = {{0.3, PosSigma::kNotTold, 0.5}, {1e-3, kNotObserved, 4e-3}};
+  const BlockProblem block = records.Make();
+  const std::vector<ImageModel>& images = block.Task.vImages;
+  EXPECT_FALSE(images[1].bUnknown) << "a position alone";
+  EXPECT_EQ(images[1].GpsSigma, kNotObserved3);
+  EXPECT_FALSE(images[0].bUnknown) << "five values";
+  records.PosSigmas[0].Position[1] = PosSigma::kNotTold;
+  const std::vector<ImageModel> whole = records.Make().Task.vImages;
+  EXPECT_TRUE(whole[0].bUnknown);
+  EXPECT_EQ(whole[0].GpsSigma, (Vector3{0.3, 0.1, 0.5}));
+  EXPECT_NEAR(whole[0].ImuSigma[2], 4e-3, 1e-5);
+  EXPECT_EQ(whole[2].GpsSigma, (Vector3{0.1, 0.1, 0.2})) << "not told";
+}
+
+TEST(BlockProblem, PartOfAPositionTellsNoDrift) {
+  for (const bool plan : {true, false}) {
+    RecordBlock records;
+    for (int32_t image = 0; image < 4; ++image) records.Observe(image, 0, image);
+    records.Limits.Apply_GPS_Data = records.Limits.Apply_IMU_Data = true;
+    records.Rigorous.Drift = DriftForm::Linear;
+    records.Rigorous.Lever_Arm = MountingForm::Estimate;
+    for (const char* name : {"p", "q", "r"}) records.AddPoint(name, 0, {0, 1, 2, 3});
+    PosSigma told;
+    if (!plan) told.Position = {kNotObserved, kNotObserved, 0.1};
+    records.PosSigmas.assign(4, told);
+    const BlockProblem block = records.Make();
+    EXPECT_EQ(block.Task.vStrips[0].bGpsConstant, plan);
+    EXPECT_EQ(block.Task.vStrips[0].bGpsLinear, plan);
+    EXPECT_TRUE(block.Task.vStrips[0].bImuLinear);
+    EXPECT_EQ(block.Task.vCameras[0].bLeverArm, plan);
+  }
+}
+
 TEST(BlockProblem, PositionAndAttitudeMakeAnImageUnknownWithoutRays) {
   RecordBlock records;
   records.Observe(2, 0, 0);
