@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "records/CameraSigmas.h"
+
 namespace orvo {
 
 enum class DistortionTerms : uint8_t { K1K2, Brown, BrownAffinity };
@@ -19,6 +21,7 @@ struct RigorousSettings {
   static constexpr double kNone = std::numeric_limits<double>::infinity();
 
   double Sigma_Image = 0.5;                                 ///< pixels
+  CameraSigmas Sigma_Image_Cameras = {};                    ///< in its place
   double Sigma_GCP_XY = 0.02, Sigma_GCP_Z = 0.03;           ///< object units; 0: held
   double Sigma_GPS_XY = 0.1, Sigma_GPS_Z = 0.2;             ///< object units
   double Sigma_IMU_PhiOmega = 0.05, Sigma_IMU_Kappa = 0.1;  ///< degrees

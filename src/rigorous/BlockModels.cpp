@@ -63,10 +63,15 @@ std::array<double, kLensParameterNum> LensPriorOf(const RigorousSettings& settin
   return sigma;
 }
 
+double ImageSigmaOf(const RigorousSettings& settings, int32_t camera) {
+  const auto own = std::ranges::find(settings.Sigma_Image_Cameras, camera, &CameraSigma::nCamera);
+  return own == settings.Sigma_Image_Cameras.end() ? settings.Sigma_Image : own->fSigma;
+}
+
 CameraModel CameraModelOf(const RigorousSettings& settings, const IopRecord& iop, double imageScale,
                           const CameraUnknowns& unknowns) {
   CameraModel model;
-  model.fSigma = settings.Sigma_Image * std::abs(imageScale);
+  model.fSigma = ImageSigmaOf(settings, unknowns.nCamera) * std::abs(imageScale);
   if (unknowns.bLens) {
     model.nLensUnknowns = LensUnknownsOf(settings.Distortion);
     model.PriorSigma = LensPriorOf(settings, iop, imageScale);

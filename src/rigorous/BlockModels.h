@@ -20,12 +20,16 @@ uint32_t LensUnknownsOf(DistortionTerms terms);
 std::array<double, kLensParameterNum> LensPriorOf(const RigorousSettings& settings, const IopRecord& iop,
                                                   double imageScale);
 
-/// Which of the camera's values are unknown.
+/// Which of a camera's values are unknown.
 struct CameraUnknowns {
   bool bLens = false;
   bool bLeverArm = false;   ///< where the settings ask for it
   bool bBoresight = false;  ///< the same
+  int32_t nCamera = -1;     ///< whose they are, by its place in the project; below 0: of none
 };
+
+/// Standard deviation of measurements of a camera, by its place in the project; pixels.
+double ImageSigmaOf(const RigorousSettings& settings, int32_t camera);
 
 CameraModel CameraModelOf(const RigorousSettings& settings, const IopRecord& iop, double imageScale,
                           const CameraUnknowns& unknowns);

@@ -232,6 +232,10 @@ void BlockBuilder::AddCameras() {
     unknowns[model.nCamera].bLeverArm |= ObservedNum(model.GpsSigma) == 3;
     unknowns[model.nCamera].bBoresight |= ObservedNum(model.ImuSigma) == 3;
   }
+  for (size_t camera = 0; camera < In.Cameras.pCameraIndex.size(); ++camera) {
+    const int32_t row = In.Cameras.pCameraIndex[camera];
+    if (row >= 0 && std::cmp_less(row, count)) unknowns[row].nCamera = static_cast<int32_t>(camera);
+  }
   for (size_t row = 0; row < count; ++row) {
     const IopRecord iop = row < rows.size() ? rows[row] : IopRecord{};
     Out.Task.vCameras.push_back(CameraModelOf(In.Rigorous, iop, In.Settings.Image_Coor_Scale, unknowns[row]));

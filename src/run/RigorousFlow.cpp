@@ -76,6 +76,7 @@ class RigorousFlow {
   bool Refuse(const std::string& file, std::string what, std::string remedy, int64_t line = 0);
   bool CanBeDone();
   bool HasDatum();
+  bool HasStatedCameras();
   void SettleLimits();
   void PlanMemory(const BlockSize& size);
   int ReadPoints();
@@ -138,6 +139,17 @@ void RigorousFlow::SettleLimits() {
   limits.Correct_LinearError = Run.Chosen.Settings.Drift == DriftForm::Linear;
 }
 
+bool RigorousFlow::HasStatedCameras() {
+  for (const CameraSigma& stated : Run.Chosen.Settings.Sigma_Image_Cameras) {
+    if (stated.nCamera < Run.Cameras.nCameraFileNum) continue;
+    return Refuse(szProject,
+                  "Sigma_Image_Cameras names camera " + std::to_string(stated.nCamera) +
+                      ", and the project has " + std::to_string(Run.Cameras.nCameraFileNum),
+                  "Name cameras by their places in the project, the first of them 0");
+  }
+  return true;
+}
+
 int RigorousFlow::Read(std::string& output) {
   if (!CanBeDone()) return 0;
   SettleLimits();
@@ -148,6 +160,7 @@ int RigorousFlow::Read(std::string& output) {
   Run.LogPrintf(">>Reading eop and camera data from project file...\n");
   if (Run.ReadProject(szProject, szGcp) == 0 || Run.CheckInputs() == 0) return 0;
   for (IopRecord& camera : Run.Cameras.pIop) camera.bStrict = true;
+  if (!HasStatedCameras()) return 0;
   if (Run.SetOutputPath(szProject, output) == 0) return 0;
   Run.SetStartTick(Run.System.TickMilliseconds());
   return 1;

@@ -39,6 +39,13 @@ const RigorousSetting kSettings[] = {
      .fHigh = 5,
      .szMeaning = "standard deviation of a measured image coordinate",
      .szEffect = kAlways},
+    {.field = &R::Sigma_Image_Cameras,
+     .szName = "Sigma_Image_Cameras",
+     .szUnit = "px",
+     .Limits = kSigma,
+     .szMeaning =
+         "the same of single cameras, by their places in the project from 0, in place of `Sigma_Image`",
+     .szEffect = kAlways},
     {.field = &R::Sigma_GCP_XY,
      .szName = "Sigma_GCP_XY",
      .szUnit = "object units",

@@ -21,25 +21,25 @@ struct RigorousLimits {
   bool bNone = false;  ///< "none" as well, for RigorousSettings::kNone
 };
 
-enum class RigorousKind { Real, Integer, Switch, Word };
+enum class RigorousKind { Real, Integer, Switch, CameraList, Word };
 
 struct RigorousSetting {
-  using Field =
-      std::variant<double RigorousSettings::*, int32_t RigorousSettings::*, bool RigorousSettings::*,
-                   DistortionTerms RigorousSettings::*, MountingForm RigorousSettings::*,
-                   DriftForm RigorousSettings::*, RobustForm RigorousSettings::*,
-                   DatumChoice RigorousSettings::*, PrecisionExtent RigorousSettings::*>;
+  using Field = std::variant<double RigorousSettings::*, int32_t RigorousSettings::*,
+                             bool RigorousSettings::*, CameraSigmas RigorousSettings::*,
+                             DistortionTerms RigorousSettings::*, MountingForm RigorousSettings::*,
+                             DriftForm RigorousSettings::*, RobustForm RigorousSettings::*,
+                             DatumChoice RigorousSettings::*, PrecisionExtent RigorousSettings::*>;
   Field field;
   const char* szName = "";                  ///< of the field, the element and the key
   const char* szUnit = "";                  ///< empty without
   std::span<const char* const> Words = {};  ///< of the values of an enumeration, in their order
-  RigorousLimits Limits = {};               ///< of a number
+  RigorousLimits Limits = {};               ///< of a number, or of each of a list
   double fLow = 0, fHigh = 0;               ///< between which blocks want a number, both included
   const char* szMeaning = "";               ///< Markdown, with links from docs/ on; no full stop
   const char* szEffect = "";                ///< in which runs of the method, as a sentence
 
   RigorousKind Kind() const {
-    return field.index() < 3 ? static_cast<RigorousKind>(field.index()) : RigorousKind::Word;
+    return field.index() < 4 ? static_cast<RigorousKind>(field.index()) : RigorousKind::Word;
   }
 };
 

@@ -8,7 +8,7 @@
 namespace orvo {
 
 std::string KindText(const RigorousSetting& setting) {
-  constexpr const char* kNames[] = {"real", "integer", "switch", "word"};
+  constexpr const char* kNames[] = {"real", "integer", "switch", "list", "word"};
   const char* name = kNames[static_cast<size_t>(setting.Kind())];
   return setting.Limits.bNone ? std::string(name) + " or none" : name;
 }
@@ -17,7 +17,7 @@ std::string DefaultOf(const RigorousSetting& setting) { return ValueText(setting
 
 std::string SensibleValues(const RigorousSetting& setting) {
   const RigorousKind kind = setting.Kind();
-  if (kind == RigorousKind::Word || kind == RigorousKind::Switch) return AllowedValues(setting);
+  if (kind != RigorousKind::Real && kind != RigorousKind::Integer) return AllowedValues(setting);
   const std::string range = PlainNumber(setting.fLow) + " to " + PlainNumber(setting.fHigh);
   return setting.Limits.bNone ? range + ", or none" : range;
 }

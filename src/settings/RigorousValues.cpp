@@ -6,6 +6,7 @@
 #include <cmath>
 #include <type_traits>
 
+#include "settings/CameraSigmaTexts.h"
 #include "settings/SettingTexts.h"
 #include "settings/ValueTexts.h"
 
@@ -71,6 +72,8 @@ std::string ValueText(const RigorousSetting& setting, const RigorousSettings& se
         if constexpr (kIsWord<std::remove_cvref_t<decltype(value)>>) {
           const auto place = static_cast<size_t>(value);
           return place < setting.Words.size() ? setting.Words[place] : "";
+        } else if constexpr (std::is_same_v<std::remove_cvref_t<decltype(value)>, CameraSigmas>) {
+          return CameraSigmaText(value);
         } else {
           if (setting.Limits.bNone && value == RigorousSettings::kNone) return "none";
           return fmt::format("{}", value);
@@ -87,6 +90,8 @@ std::string AllowedValues(const RigorousSetting& setting) {
       return OneOf(setting.Words);
     case RigorousKind::Switch:
       return "true or false";
+    case RigorousKind::CameraList:
+      return kCameraSigmaForm;
     case RigorousKind::Integer:
       return "a whole number from " + range;
     case RigorousKind::Real:
@@ -107,6 +112,8 @@ std::string AssignValue(const RigorousSetting& setting, std::string_view text, R
     settings.** on = *value;
     return {};
   }
+  if (const auto* cameras = std::get_if<CameraSigmas RigorousSettings::*>(&setting.field))
+    return ReadCameraSigmas(text, setting.Limits.fLeast, setting.Limits.fMost, settings.**cameras);
   return AssignWord(setting, text, settings);
 }
 

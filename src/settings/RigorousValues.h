@@ -8,7 +8,7 @@
 
 namespace orvo {
 
-/// A word, "true", "false", "none", or the shortest number that reads back the same.
+/// A word, "true", "false", "none", a list of cameras, or the shortest number that reads back the same.
 std::string ValueText(const RigorousSetting& setting, const RigorousSettings& settings);
 
 /// What can be taken, as a clause: "a number from 1e-9 to 1e9, or none", "k1k2, brown or brown_affinity".

@@ -40,6 +40,8 @@ std::string OtherValue(const RigorousSetting& setting) {
       return usual == setting.Words.back() ? setting.Words.front() : setting.Words.back();
     case RigorousKind::Switch:
       return usual == "true" ? "false" : "true";
+    case RigorousKind::CameraList:
+      return "0=0.4 2=0.8";
     case RigorousKind::Integer:
       return "17";
     case RigorousKind::Real:

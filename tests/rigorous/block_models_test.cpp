@@ -93,6 +93,15 @@ TEST(ImuSigma, KappaTurnsAboutTheAxisOfAVerticalImage) {
   EXPECT_NEAR(onItsSide[1], 0.05 * kDegree, 1e-15);
 }
 
+TEST(ImageSigma, IsThatOfTheCameraWhereItIsStated) {
+  RigorousSettings settings;
+  settings.Sigma_Image_Cameras = {{1, 0.25}, {3, 2}};
+  EXPECT_EQ(ImageSigmaOf(settings, -1), 0.5);
+  EXPECT_EQ(ImageSigmaOf(settings, 0), 0.5);
+  EXPECT_EQ(ImageSigmaOf(settings, 3), 2);
+  EXPECT_DOUBLE_EQ(CameraModelOf(settings, Camera(), -1e-3, {.nCamera = 1}).fSigma, 0.25e-3);
+}
+
 TEST(GpsSigma, IsThatOfTheLineAndElseOfTheSettings) {
   const RigorousSettings settings;
   EXPECT_EQ(GpsSigmaOf(settings), (Vector3{0.1, 0.1, 0.2}));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numbers>
 
@@ -167,6 +168,15 @@ TEST(BlockProblem, PosDataInForceIsObserved) {
   EXPECT_FALSE(block.Task.vImages[0].bUnknown) << "a ray and a position are less than six equations";
   EXPECT_EQ(block.Task.vImages[2].GpsSigma, kNotObserved3);
   EXPECT_EQ(block.Task.vImages[2].nStrip, -1);
+}
+
+TEST(BlockProblem, CamerasAreStatedByTheirPlacesInTheProject) {
+  RecordBlock records;
+  records.Rigorous.Sigma_Image_Cameras = {{0, 3}, {1, 0.8}};
+  const BlockProblem block = records.Make();
+  ASSERT_EQ(block.Task.vCameras.size(), 1U);
+  EXPECT_DOUBLE_EQ(block.Task.vCameras[0].fSigma, 0.8 * std::abs(records.Settings.Image_Coor_Scale))
+      << "the first was deleted";
 }
 
 TEST(BlockProblem, PosLinesHaveTheirOwnPrecision) {

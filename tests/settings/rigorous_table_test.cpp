@@ -20,7 +20,7 @@ namespace {
 TEST(RigorousTable, HasEveryFieldOnceByItsName) {
   // As the fields of the record stand in their file.
   const std::string header = ReadFile(SourceFolder() + "/src/records/RigorousSettings.h");
-  const size_t begin = header.find("struct RigorousSettings"), end = header.find("};", begin);
+  const size_t begin = header.find("struct RigorousSettings"), end = header.find("\n};", begin);
   ASSERT_NE(end, std::string::npos);
   const std::string record = header.substr(begin, end - begin);
   std::set<std::string> names;

@@ -17,6 +17,8 @@ std::vector<std::string> ValuesOf(const RigorousSetting& setting) {
       return {setting.Words.begin(), setting.Words.end()};
     case RigorousKind::Switch:
       return {"true", "false"};
+    case RigorousKind::CameraList:
+      return {"0=0.4", "0=0.4 3=1e-09"};
     case RigorousKind::Integer:
       return {"1", "37"};
     case RigorousKind::Real:
@@ -106,6 +108,8 @@ TEST(RigorousValues, WrongOnesSayWhyAndChangeNothing) {
       {"Sigma_Image", "0", "outside of what it can be: a number from 1e-9 to 1e9"},
       {"Sigma_Image", "-0.3", "outside of what it can be: a number from 1e-9 to 1e9"},
       {"Sigma_Image", "1e-10", "outside of what it can be: a number from 1e-9 to 1e9"},
+      {"Sigma_Image_Cameras", "1=0.5 x",
+       "no list of cameras: write none, or CAMERA=SIGMA for each: 0=0.4 1=0.8"},
       {"Sigma_GCP_Z", "-1", "outside of what it can be: 0, or a number from 1e-9 to 1e9"},
       {"Sigma_GCP_Z", "1e300", "outside of what it can be: 0, or a number from 1e-9 to 1e9"},
       {"Prior_Focal", "0", "outside of what it can be: a number from 1e-9 to 1e9, or none"},

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -122,6 +123,71 @@ TEST(RigorousVariances, AreThoseOfTheNoise) {
     EXPECT_NEAR(summary["precision"]["sigma0"].get<double>(), 1, 0.01);
     EXPECT_EQ(summary["precision"]["test"], "passed");
   }
+}
+
+/// Two cameras, strip by strip in turn; measurements of the second are three times worse.
+void SpoilSecondCamera(Block& block) {
+  std::mt19937 random(11);
+  std::normal_distribution<double> error(0, 0.5 * std::sqrt(8.0));
+  const auto& images = block.Truth().pImages;
+  ChangeProject(block, kMeasurements, [&](Fields& fields) {
+    if (images[std::stoul(fields[0])].nCamera != 1) return;
+    for (const size_t axis : {1U, 2U}) Add(fields[axis], error(random));
+  });
+}
+
+SyntheticOptions TwoCameras() {
+  SyntheticOptions options = BlockWithAll();
+  options.nCameras = 2;
+  return options;
+}
+
+TEST(RigorousCameras, MeasureAsWellAsIsStatedOfEach) {
+  const struct {
+    const char* szStated;
+    bool bHolds;
+  } cases[] = {{"Sigma_Image_Cameras=1=1.5", true},
+               {"Sigma_Image_Cameras=1=1.5 0=0.5", true},
+               {"Sigma_Image_Cameras=0=1.5", false},
+               {"Sigma_Image_Cameras=none", false}};
+  for (const auto& each : cases) {
+    Block block(TwoCameras());
+    SpoilSecondCamera(block);
+    const json summary = SummaryOfRun(block, RunWith({each.szStated, "Estimate_Variances=true"}, false));
+    const std::string log = block.Log();
+    const double first = FactorIn(log, "measurements of camera 0");
+    const double second = FactorIn(log, "measurements of camera 1");
+    if (each.bHolds) {
+      EXPECT_NEAR(first, 1, 0.05) << log;
+      EXPECT_NEAR(second, 1, 0.05) << log;
+    } else {
+      EXPECT_GT(std::abs(std::log(second / first)), 0.5) << log;
+    }
+  }
+}
+
+TEST(RigorousCameras, StatedWellSigma0IsOne) {
+  Block block(TwoCameras());
+  SpoilSecondCamera(block);
+  const json summary = SummaryOfRun(block, RunWith({"Sigma_Image_Cameras=1=1.5"}, false));
+  EXPECT_NEAR(summary["precision"]["sigma0"].get<double>(), 1, 0.04);
+  bool listed = false;
+  for (const json& setting : summary["settings"]) {
+    if (setting["key"] != "Sigma_Image_Cameras") continue;
+    listed = true;
+    EXPECT_EQ(setting["value"], "1=1.5");
+    EXPECT_EQ(setting["origin"], "command line");
+  }
+  EXPECT_TRUE(listed) << summary["settings"];
+}
+
+TEST(RigorousCameras, HaveToBeThere) {
+  Block block(TwoCameras());
+  const RunOutcome outcome = block.Run(RunWith({"Sigma_Image_Cameras=0=0.5 2=0.5"}, false));
+  EXPECT_FALSE(outcome.bDone);
+  ASSERT_FALSE(outcome.Refusals.empty()) << block.Log();
+  EXPECT_EQ(outcome.Refusals.back().szWhat, "Sigma_Image_Cameras names camera 2, and the project has 2");
+  EXPECT_FALSE(outcome.Refusals.back().szRemedy.empty());
 }
 
 }  // namespace
