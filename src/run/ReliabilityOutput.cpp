@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <functional>
+#include <iterator>
 #include <limits>
 #include <numbers>
 #include <string>
 
+#include "base/PrintableName.h"
+#include "rigorous/NormalTest.h"
 #include "run/BundleAdjustment.h"
 #include "run/RunVerdict.h"
 #include "run/RunWatch.h"
@@ -30,7 +34,8 @@ using rigorous::Vector3;
 
 namespace {
 
-constexpr size_t kTold = 100;
+constexpr size_t kTold = 100, kLogged = 10;
+constexpr double kFalseAlarm = 0.05;
 constexpr double kDegrees = 180 / std::numbers::pi;
 constexpr const char* kAxes[] = {"X", "Y", "Z"};
 constexpr const char* kAngles[] = {"about x", "about y", "about z"};
@@ -107,6 +112,36 @@ void AddInUse(const BlockProblem& problem, const PrecisionFigures& figures, cons
   }
 }
 
+/// What the largest |w| of all GPS positions and attitudes exceeds in 5 of 100 sound blocks.
+double BlockCritical(const BlockProblem& problem) {
+  int64_t count = 0;
+  for (const rigorous::ImageModel& image : problem.Task.vImages)
+    count += rigorous::ObservedNum(image.GpsSigma) + rigorous::ObservedNum(image.ImuSigma);
+  return rigorous::TwoSidedCritical(kFalseAlarm / static_cast<double>(std::max<int64_t>(count, 1)));
+}
+
+/// The largest first.
+void TellContradicted(const BlockProblem& problem, const PrecisionFigures& figures, CBundleAdjustment& run) {
+  const double critical = std::max(BlockCritical(problem), run.Chosen.Settings.Snooping_Critical);
+  std::vector<rigorous::OwnTest> told;
+  std::ranges::copy_if(figures.vOwnTests, std::back_inserter(told),
+                       [&](const rigorous::OwnTest& own) { return std::abs(own.fW) > critical; });
+  std::ranges::stable_sort(told, std::ranges::greater{},
+                           [](const rigorous::OwnTest& own) { return std::abs(own.fW); });
+  for (size_t i = 0; i < std::min(told.size(), kLogged); ++i) {
+    const rigorous::OwnTest& own = told[i];
+    const bool isGps = own.Kind == OwnKind::Gps;
+    run.LogPrintf(">>%s of image %s contradicts the others: %s, w %.2lf, off by %.4lg %s\n",
+                  isGps ? "GPS position" : "Attitude",
+                  PrintableName(ImageNameOf(run.Images, own.nImage)).c_str(),
+                  isGps ? kAxes[own.nComponent] : kAngles[own.nComponent], own.fW,
+                  isGps ? own.fError : kDegrees * own.fError, isGps ? "object units" : "degrees");
+  }
+  if (told.size() > kLogged)
+    run.LogPrintf(">>GPS positions and attitudes that contradict the others:%lld\n",
+                  static_cast<long long>(told.size()));
+}
+
 const char* TextOf(VarianceGroup group) {
   switch (group) {
     case VarianceGroup::Measurements:
@@ -181,6 +216,7 @@ std::vector<rigorous::CheckPoint> CheckPointsOfRun(const BlockProblem& problem,
 
 void NoteReliability(const BlockProblem& problem, const RobustResult& result, const PrecisionFigures& figures,
                      const std::optional<rigorous::VarianceEstimation>& variances, CBundleAdjustment& run) {
+  TellContradicted(problem, figures, run);
   if (!run.pWatch || !run.pWatch->Figures.Precision) return;
   report::PrecisionFigures& told = *run.pWatch->Figures.Precision;
   told.vGround = GroundOf(problem, figures, run);

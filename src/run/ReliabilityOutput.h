@@ -22,7 +22,8 @@ std::vector<rigorous::CheckPoint> CheckPointsOfRun(const rigorous::BlockProblem&
                                                    const std::vector<GcpSigma>& sigmas,
                                                    CBundleAdjustment& run);
 
-/// Into the figures of a run that has those of precision.
+/// Into the figures of a run that has those of precision; GPS and IMU that the others contradict into the
+/// log.
 void NoteReliability(const rigorous::BlockProblem& problem, const rigorous::RobustResult& result,
                      const rigorous::PrecisionFigures& figures,
                      const std::optional<rigorous::VarianceEstimation>& variances, CBundleAdjustment& run);

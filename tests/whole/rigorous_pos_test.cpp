@@ -92,6 +92,40 @@ TEST(RigorousPos, PositionsWeighWhatTheirLinesTell) {
   EXPECT_LT(std::sqrt(squaresTold), 0.6 * std::sqrt(squaresUntold));
 }
 
+TEST(RigorousPos, AWrongPositionIsNamedInTheLog) {
+  const std::string words = " contradicts the others: ";
+  for (const bool wrong : {false, true}) {
+    Block block(WithoutControl());
+    block.Set("Apply_GPS_Data", "true");
+    SpoilEveryOther(block, 5, true);
+    Lines lines = ReadLines(block.Paths().szPos);
+    if (wrong) Add(lines[6][2], 1);
+    WriteLines(block.Paths().szPos, lines);
+    const json summary = SummaryOfRun(block, RunWithGps());
+    const std::string log = block.Log();
+    // It shows in its neighbours as well, which come behind it.
+    const size_t first = log.find(words), own = log.find("image " + lines[6][0] + words + "Y, w ");
+    EXPECT_EQ(own != std::string::npos, wrong) << log;
+    EXPECT_EQ(first == std::string::npos, !wrong) << log;
+    EXPECT_LE(own, first) << log;
+  }
+}
+
+TEST(RigorousPos, AllWrongPositionsAreCountedAndTenNamed) {
+  Block block(WithoutControl());
+  block.Set("Apply_GPS_Data", "true");
+  SpoilEveryOther(block, 5, true);
+  Lines lines = ReadLines(block.Paths().szPos);
+  for (size_t row = 1; row < lines.size(); row += 3) Add(lines[row][3], row % 2 == 0 ? 20 : -20);
+  WriteLines(block.Paths().szPos, lines);
+  SummaryOfRun(block, RunWithGps());
+  const std::string log = block.Log(), words = " contradicts the others: ";
+  int named = 0;
+  for (size_t at = log.find(words); at != std::string::npos; at = log.find(words, at + 1)) ++named;
+  EXPECT_EQ(named, 10) << log;
+  EXPECT_NE(log.find(">>GPS positions and attitudes that contradict the others:"), std::string::npos);
+}
+
 TEST(RigorousPos, PlanThatIsNotObservedSaysNothing) {
   SyntheticOptions options = WithoutControl();
   options.nControlPoints = 6;
