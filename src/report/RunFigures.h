@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,6 +17,9 @@
 #include "verdict/Judge.h"
 
 namespace orvo::report {
+
+/// Of a figure that there is none of.
+inline constexpr double kNoFigure = std::numeric_limits<double>::quiet_NaN();
 
 /// A count that is not known, null in summary.json. What is no number of the others is NaN.
 inline constexpr int64_t kUnknownCount = -1;
@@ -291,6 +295,9 @@ struct SuspectFigure {
   double fSize = 0;         ///< of the gross error, as far as the others tell it
   std::string szUnit;       ///< of the size: "px", "object units", "degrees"
   double fTest = 0;         ///< w; above 3.29 of one in 1,000 that is sound
+  /// Of what takes part; no numbers else. Smallest: gross error that is found with 80 %, in the unit of the
+  /// size. Effect: what one that is not found moves, in standard deviations of that.
+  double fRedundancy = kNoFigure, fSmallest = kNoFigure, fEffect = kNoFigure;
 };
 
 /// A group of observations, and how large its errors are against what was stated of them.

@@ -9,10 +9,12 @@
 
 #include "rigorous/FreeDatum.h"
 #include "rigorous/NodeCovariance.h"
+#include "rigorous/NormalTest.h"
 #include "rigorous/OwnPrecision.h"
 #include "rigorous/PointPrecision.h"
 #include "rigorous/Reliability.h"
 #include "rigorous/RotationVector.h"
+#include "rigorous/Suspects.h"
 #include "rigorous/WeakDirections.h"
 
 namespace orvo::rigorous {
@@ -112,6 +114,7 @@ class FigureMaker {
   void RateControl(const PointPrecision& point, GroundPrecision& made) const;
   void RateCheck(GroundPrecision& made) const;
   void AddOwnTests();
+  void AddRayTests();
   double TestUnit() const { return Out.fUnit > 0 ? Out.fUnit : 1; }
   PointKind KindOf(int64_t point) const;
   int32_t RaysOf(int64_t point) const;
@@ -278,15 +281,39 @@ void FigureMaker::AddOwnTests() {
     if (own.Kind != OwnKind::Gps && own.Kind != OwnKind::Imu) return;
     const ImageModel& image = In.Task.vImages[static_cast<size_t>(own.nOwner)];
     const Vector3& sigma = own.Kind == OwnKind::Gps ? image.GpsSigma : image.ImuSigma;
-    OwnTest largest{own.Kind, own.nOwner, 0, 0, 0};
+    OwnTest largest;
+    largest.Kind = own.Kind;
+    largest.nImage = own.nOwner;
     for (int k = 0; k < 3; ++k) {
       if (!own.IsCounted[static_cast<size_t>(k)]) continue;
       const Reliability worth = ReliabilityOf(own.Residual[k], own.Redundancy[k], TestUnit());
       if (!(std::abs(worth.fTest) > std::abs(largest.fW))) continue;
-      largest = {own.Kind, own.nOwner, k, worth.fTest, sigma[k] * own.Residual[k] / own.Redundancy[k]};
+      largest.nComponent = k;
+      largest.fW = worth.fTest;
+      largest.fError = sigma[k] * own.Residual[k] / own.Redundancy[k];
+      largest.fRedundancy = own.Redundancy[k];
+      largest.fSmallest = sigma[k] * worth.fSmallest;
+      largest.fEffect = worth.fEffect;
     }
     if (std::abs(largest.fW) > In.fCritical) Out.vOwnTests.push_back(largest);
   });
+}
+
+void FigureMaker::AddRayTests() {
+  const auto count = static_cast<double>(std::max<int64_t>(In.Result.nObservations, 1));
+  SuspectLimits limits;
+  limits.fCritical = std::max(TwoSidedCritical(kFalseAlarm / count), In.fCritical);
+  limits.fSigma0 = TestUnit();
+  limits.nThreads = In.nThreads;
+  const std::vector<uint8_t> doubtful = DoubtfulPoints(In.Task, At, limits);
+  limits.Wanted = [&doubtful](int64_t point) { return doubtful[static_cast<size_t>(point)] != 0; };
+  for (const Suspect& one : SuspectsOf(In.Task, Plan, Steps.Chunks(), At, *Q, limits)) {
+    if (one.Kind != SuspectKind::Measurement) continue;
+    const double sigma = In.Task.vCameras[In.Task.vImages[one.nImage].nCamera].fSigma;
+    Out.vRayTests.push_back({one.nPoint, one.nRay, one.nImage, one.nComponent, one.Worth.fTest,
+                             one.fResidual / one.fRedundancy, one.fRedundancy, sigma * one.Worth.fSmallest,
+                             one.Worth.fEffect});
+  }
 }
 
 PrecisionFigures FigureMaker::Make() {
@@ -309,6 +336,7 @@ PrecisionFigures FigureMaker::Make() {
   AddCameras();
   AddPoints();
   AddOwnTests();
+  AddRayTests();
   return std::move(Out);
 }
 

@@ -75,7 +75,22 @@ struct OwnTest {
   int32_t nImage = 0, nComponent = 0;
   double fW = 0;
   double fError = 0;  ///< gross error as the others tell it: object units, radians
+  double fRedundancy = 0;
+  double fSmallest = 0, fEffect = 0;  ///< see Reliability.h; the former in the unit of the error
 };
+
+/// A measurement that is in use and that the rest contradicts, by its component with the larger |w|.
+struct RayTest {
+  int64_t nPoint = 0, nRay = 0;  ///< of the problem
+  int32_t nImage = 0, nComponent = 0;
+  double fW = 0;
+  double fError = 0;  ///< gross error as the others tell it, unit of the measurements
+  double fRedundancy = 0;
+  double fSmallest = 0, fEffect = 0;
+};
+
+/// In so many of 100 sound blocks a single measurement is told.
+inline constexpr double kFalseAlarm = 0.05;
 
 /// What was surveyed of a point that is no observation.
 struct CheckPoint {
@@ -103,6 +118,9 @@ struct PrecisionFigures {
   std::vector<CameraPrecision> vCameras;   ///< those with unknowns
   ScratchVector<GroundPrecision> vPoints;  ///< by point
   std::vector<OwnTest> vOwnTests;          ///< GPS and IMU whose |w| is above PrecisionInput::fCritical
+  /// Measurements with |w| beyond chance in the whole block, see kFalseAlarm, and above
+  /// PrecisionInput::fCritical: the largest first, one a point.
+  std::vector<RayTest> vRayTests;
 };
 
 struct PrecisionInput {

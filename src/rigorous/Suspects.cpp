@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <span>
 #include <utility>
 
+#include "base/Threads.h"
 #include "rigorous/OwnPrecision.h"
+#include "rigorous/PointPlace.h"
 #include "rigorous/PointPrecision.h"
 
 namespace orvo::rigorous {
@@ -90,7 +93,54 @@ class Finder {
   const SuspectLimits& Limits;
 };
 
+constexpr int64_t kPiecePoints = 4096;
+
+/// |w| of x or y of a ray above `least`, by the redundancy that the point alone leaves it.
+bool IsDoubtful(size_t rayNum, const PointPlace& place, double sigma0, double least) {
+  const Matrix3& Q = place.Factor.Q;
+  for (size_t ray = 0; ray < rayNum; ++ray) {
+    const double weight = place.vWeights[ray];
+    if (!(weight > 0)) continue;
+    const PlaceRow& row = place.vRows[ray];
+    for (int c = 0; c < 2; ++c) {
+      double predicted = 0;
+      for (int k = 0; k < 3; ++k) {
+        const double part = row.Point[c][0] * Q[static_cast<size_t>(k)] +
+                            row.Point[c][1] * Q[static_cast<size_t>(3 + k)] +
+                            row.Point[c][2] * Q[static_cast<size_t>(6 + k)];
+        predicted += part * part;
+      }
+      const double redundancy = 1 - weight * predicted;
+      const double square = weight * row.Residual[c] * row.Residual[c];
+      if (redundancy > kLeastRedundancy && square > least * least * sigma0 * sigma0 * redundancy) return true;
+    }
+  }
+  return false;
+}
+
 }  // namespace
+
+std::vector<uint8_t> DoubtfulPoints(const Problem& problem, const Estimate& estimate,
+                                    const SuspectLimits& limits) {
+  std::vector<uint8_t> doubtful(static_cast<size_t>(problem.PointNum()));
+  const PointSurroundings around(problem, estimate);
+  const int64_t pieceNum = (problem.PointNum() + kPiecePoints - 1) / kPiecePoints;
+  ParallelFor(pieceNum, limits.nThreads, [&](int64_t piece) {
+    PointPlace place;
+    const int64_t first = piece * kPiecePoints, end = std::min(first + kPiecePoints, problem.PointNum());
+    auto control = std::ranges::lower_bound(problem.vControl, first, {}, &ControlObservation::nPoint);
+    for (int64_t p = first; p < end; ++p) {
+      while (control != problem.vControl.end() && control->nPoint < p) ++control;
+      const bool isControl = control != problem.vControl.end() && control->nPoint == p;
+      const std::span<const Ray> rays = problem.RaysOf(p);
+      const auto at = static_cast<size_t>(p);
+      LinearizePlace(around, ObservationsOf(rays, isControl ? &*control : nullptr), estimate.vPoints[at],
+                     place);
+      doubtful[at] = IsDoubtful(rays.size(), place, limits.fSigma0, kLocalShare * limits.fCritical);
+    }
+  });
+  return doubtful;
+}
 
 std::vector<Suspect> SuspectsOf(const Problem& problem, const UnknownPlan& plan, const PointChunks& chunks,
                                 const Estimate& estimate, const NodeCovariance& covariance,
@@ -99,6 +149,7 @@ std::vector<Suspect> SuspectsOf(const Problem& problem, const UnknownPlan& plan,
   PointPrecisionOptions options;
   options.bRays = true;
   options.nThreads = limits.nThreads;
+  options.Wanted = limits.Wanted;
   ForEachPointPrecision(problem, plan, chunks, estimate, covariance, options,
                         [&finder](const PointPrecision& point) { finder.LookAt(point); });
   ForEachOwnPrecision(problem, plan, estimate, covariance,

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "rigorous/NodeCovariance.h"
@@ -30,7 +31,16 @@ struct SuspectLimits {
   double fCritical = 3.29;  ///< of |w|
   double fSigma0 = 1;       ///< of a value of standard deviation 1
   int32_t nThreads = 1;
+  /// Which points; called from any thread. All, where it is empty.
+  std::function<bool(int64_t point)> Wanted = {};
 };
+
+/// By point: 1 where a ray may have |w| above the critical value. Found with the precision of the point
+/// alone, which leaves a ray a little more redundancy than it has: w by that of everything is larger by a few
+/// per cent, and points are taken from kLocalShare of the value on.
+inline constexpr double kLocalShare = 0.8;
+std::vector<uint8_t> DoubtfulPoints(const Problem& problem, const Estimate& estimate,
+                                    const SuspectLimits& limits);
 
 /// The largest |w| of each point, of rays and control together, and of GPS and IMU of each image, where it is
 /// above the critical value: largest first, of equals in this order. The same for any number of threads.

@@ -35,8 +35,8 @@ using rigorous::Vector3;
 namespace {
 
 constexpr size_t kTold = 100, kLogged = 10;
-constexpr double kFalseAlarm = 0.05;
 constexpr double kDegrees = 180 / std::numbers::pi;
+constexpr const char* kMeasured[] = {"x", "y"};
 constexpr const char* kAxes[] = {"X", "Y", "Z"};
 constexpr const char* kAngles[] = {"about x", "about y", "about z"};
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
@@ -101,14 +101,22 @@ void AddInUse(const BlockProblem& problem, const PrecisionFigures& figures, cons
     for (size_t k = 1; k < 3; ++k) worst = test(k) > test(worst) ? k : worst;
     if (!(test(worst) > run.Chosen.Settings.Snooping_Critical)) continue;
     suspects.push_back({"control", false, "", PointNameOf(problem, point.nPoint, run), kAxes[worst],
-                        point.Error[worst], "object units", point.Test[worst]});
+                        point.Error[worst], "object units", point.Test[worst], point.Redundancy[worst],
+                        point.Smallest[worst], point.Effect[worst]});
+  }
+  for (const rigorous::RayTest& ray : figures.vRayTests) {
+    const double scale = std::abs(run.Settings.Image_Coor_Scale);
+    suspects.push_back({"measurement", false, ImageNameOf(run.Images, ray.nImage),
+                        PointNameOf(problem, ray.nPoint, run), kMeasured[ray.nComponent], ray.fError / scale,
+                        "px", ray.fW, ray.fRedundancy, ray.fSmallest / scale, ray.fEffect});
   }
   for (const rigorous::OwnTest& own : figures.vOwnTests) {
     const bool isGps = own.Kind == OwnKind::Gps;
     suspects.push_back({isGps ? "gps" : "imu", false, ImageNameOf(run.Images, own.nImage), "",
                         isGps ? kAxes[own.nComponent] : kAngles[own.nComponent],
                         isGps ? own.fError : kDegrees * own.fError, isGps ? "object units" : "degrees",
-                        own.fW});
+                        own.fW, own.fRedundancy, isGps ? own.fSmallest : kDegrees * own.fSmallest,
+                        own.fEffect});
   }
 }
 
@@ -117,7 +125,7 @@ double BlockCritical(const BlockProblem& problem) {
   int64_t count = 0;
   for (const rigorous::ImageModel& image : problem.Task.vImages)
     count += rigorous::ObservedNum(image.GpsSigma) + rigorous::ObservedNum(image.ImuSigma);
-  return rigorous::TwoSidedCritical(kFalseAlarm / static_cast<double>(std::max<int64_t>(count, 1)));
+  return rigorous::TwoSidedCritical(rigorous::kFalseAlarm / static_cast<double>(std::max<int64_t>(count, 1)));
 }
 
 /// The largest first.
@@ -140,6 +148,22 @@ void TellContradicted(const BlockProblem& problem, const PrecisionFigures& figur
   if (told.size() > kLogged)
     run.LogPrintf(">>GPS positions and attitudes that contradict the others:%lld\n",
                   static_cast<long long>(told.size()));
+}
+
+/// The largest first; those that are in the adjustment.
+void TellMeasurements(const BlockProblem& problem, const PrecisionFigures& figures, CBundleAdjustment& run) {
+  const double scale = std::abs(run.Settings.Image_Coor_Scale);
+  for (size_t i = 0; i < std::min(figures.vRayTests.size(), kLogged); ++i) {
+    const rigorous::RayTest& ray = figures.vRayTests[i];
+    run.LogPrintf(
+        ">>Measurement of point %s in image %s contradicts the others: %s, w %.2lf, off by %.4lg px\n",
+        PrintableName(PointNameOf(problem, ray.nPoint, run)).c_str(),
+        PrintableName(ImageNameOf(run.Images, ray.nImage)).c_str(), kMeasured[ray.nComponent], ray.fW,
+        ray.fError / scale);
+  }
+  if (figures.vRayTests.size() > kLogged)
+    run.LogPrintf(">>Measurements in use that contradict the others:%lld\n",
+                  static_cast<long long>(figures.vRayTests.size()));
 }
 
 const char* TextOf(VarianceGroup group) {
@@ -216,6 +240,7 @@ std::vector<rigorous::CheckPoint> CheckPointsOfRun(const BlockProblem& problem,
 
 void NoteReliability(const BlockProblem& problem, const RobustResult& result, const PrecisionFigures& figures,
                      const std::optional<rigorous::VarianceEstimation>& variances, CBundleAdjustment& run) {
+  TellMeasurements(problem, figures, run);
   TellContradicted(problem, figures, run);
   if (!run.pWatch || !run.pWatch->Figures.Precision) return;
   report::PrecisionFigures& told = *run.pWatch->Figures.Precision;

@@ -311,7 +311,7 @@ void AddPrecision(const Plan& plan, RunFigures& run) {
                                  {}});
   precision.vSuspects = {{"control", true, "", "G8", "X Y Z", 5.25, "object units", 61.5},
                          {"measurement", true, "IMG_000002", "P17", "x y", 12.5, "px", 22.75},
-                         {"gps", false, "IMG_000003", "", "Z", -0.75, "object units", 4.5},
+                         {"gps", false, "IMG_000003", "", "Z", -0.75, "object units", 4.5, 0.875, 0.5, 1.625},
                          {"measurement", true, "IMG_000004", "P18", "x y", none, "px", none}};
   precision.nSuspects = 117;
   precision.vVariances = {{"measurements", "0", 20000, 15000.5, 1.25, 0.0078125, true},

@@ -10,6 +10,7 @@
 
 #include "rigorous/NodeCovariance.h"
 #include "rigorous/PointPrecision.h"
+#include "rigorous/Reliability.h"
 #include "rigorous/RotationVector.h"
 #include "rigorous/TruthBlock.h"
 
@@ -43,7 +44,9 @@ struct Adjusted {
   AdjustResult Result;
   CovarianceResult Covariance;
 
-  explicit Adjusted(const O& options) : Block(MakeTruthBlock(options)), At(Block.Start) {
+  explicit Adjusted(const O& options, const std::function<void(Problem&)>& spoil = {})
+      : Block(MakeTruthBlock(options)), At(Block.Start) {
+    if (spoil) spoil(Block.Given);
     Steps = std::make_unique<Adjuster>(Block.Given, AdjustOptions{});
     Result = Steps->Run(At, {}, 50);
     ReducedEquations& equations = Steps->EquationsAt(At);
@@ -269,6 +272,30 @@ TEST(PrecisionFigures, CarryLeverArmAndBoresight) {
     // One attitude after the other tells of it: ten images.
     EXPECT_GT(quantities[boresight + k].fDeviation, 0.2 * kDegrees * 1e-3 / std::sqrt(10));
     EXPECT_LT(quantities[boresight + k].fDeviation, 2 * kDegrees * 1e-3 / std::sqrt(10));
+  }
+}
+
+/// Whatever the extent, for it takes the images alone.
+TEST(PrecisionFigures, NameTheMeasurementThatIsWrong) {
+  const O options = OptionsOf([](O& o) { o.nControl = 5; });
+  for (const PrecisionExtent extent : {PrecisionExtent::Images, PrecisionExtent::All}) {
+    EXPECT_TRUE(Adjusted(options).Figures(extent).vRayTests.empty());
+    const Adjusted block(options, [](Problem& problem) { problem.vRays[40].y += 15; });
+    const PrecisionFigures figures = block.Figures(extent);
+    ASSERT_FALSE(figures.vRayTests.empty());
+    const RayTest& first = figures.vRayTests[0];
+    EXPECT_EQ(first.nRay, 40);
+    EXPECT_EQ(first.nImage, block.Block.Given.vRays[40].nImage);
+    EXPECT_EQ(first.nComponent, 1);
+    const double sigma = block.Block.Given.vCameras[0].fSigma;
+    EXPECT_NEAR(first.fError, 15, 5 * sigma / std::sqrt(first.fRedundancy));
+    EXPECT_GT(first.fRedundancy, 0.1);
+    EXPECT_LT(first.fRedundancy, 1);
+    const Reliability worth = ReliabilityOf(first.fW * std::sqrt(first.fRedundancy) * figures.fUnit,
+                                            first.fRedundancy, figures.fUnit);
+    EXPECT_NEAR(first.fSmallest, sigma * worth.fSmallest, 1e-9 * first.fSmallest);
+    EXPECT_NEAR(first.fEffect, worth.fEffect, 1e-9 * first.fEffect);
+    EXPECT_LT(first.fSmallest, 15);
   }
 }
 

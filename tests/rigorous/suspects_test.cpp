@@ -129,6 +129,34 @@ TEST(Suspects, HaveResidualsInTheUnitsOfTheObservations) {
   for (const int number : checked) EXPECT_GT(number, 0);
 }
 
+/// What the precision of everything contradicts, that of the point alone doubts.
+TEST(Suspects, AreAmongTheDoubtfulPoints) {
+  const AdjustedBlock block(AnyBlock());
+  ASSERT_TRUE(block.Covariance.Covariance);
+  for (const double critical : {1.0, 2.0, 3.0}) {
+    SuspectLimits limits;
+    limits.fCritical = critical;
+    limits.fSigma0 = block.Result.fSigma0;
+    const std::vector<uint8_t> doubtful = DoubtfulPoints(block.Block.Given, block.At, limits);
+    ASSERT_EQ(std::ssize(doubtful), block.Block.Given.PointNum());
+    limits.nThreads = 4;
+    EXPECT_EQ(doubtful, DoubtfulPoints(block.Block.Given, block.At, limits));
+    int64_t found = 0;
+    for (const Suspect& one : SuspectsIn(block, critical)) {
+      if (one.Kind != SuspectKind::Measurement) continue;
+      ++found;
+      EXPECT_TRUE(doubtful[static_cast<size_t>(one.nPoint)]) << critical << " " << one.nPoint;
+    }
+    const int64_t doubted = std::ranges::count(doubtful, 1);
+    EXPECT_GE(doubted, found);
+    EXPECT_LT(doubted, critical < 3 ? std::ssize(doubtful) : std::ssize(doubtful) / 4) << critical;
+    limits.Wanted = [&doubtful](int64_t point) { return doubtful[static_cast<size_t>(point)] != 0; };
+    const std::vector<Suspect> wanted = SuspectsOf(block.Block.Given, block.Plan(), block.Steps->Chunks(),
+                                                   block.At, block.Cofactors(), limits);
+    EXPECT_EQ(found, std::ranges::count(wanted, SuspectKind::Measurement, &Suspect::Kind));
+  }
+}
+
 TEST(Suspects, AreTheSameOnAnyNumberOfThreads) {
   const AdjustedBlock block(AnyBlock());
   ASSERT_TRUE(block.Covariance.Covariance);

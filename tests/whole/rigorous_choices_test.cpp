@@ -190,5 +190,42 @@ TEST(RigorousCameras, HaveToBeThere) {
   EXPECT_FALSE(outcome.Refusals.back().szRemedy.empty());
 }
 
+/// Without a search for gross errors the list of what to look at is the longer.
+TEST(RigorousSuspects, MeasurementsInUseAreTold) {
+  SyntheticOptions options = BlockWithAll();
+  options.fGroundPointNoise = 0.02;
+  for (const double share : {0.0, 0.002, 0.06}) {
+    options.fOutlierFraction = share;
+    Block block(options);
+    const json precision = SummaryOfRun(block, RunWith({"Robust=none"}, false))["precision"];
+    const json& suspects = precision["suspects"];
+    const int64_t found = precision["suspects_found"];
+    EXPECT_EQ(std::ssize(suspects), std::min<int64_t>(found, 100));
+    if (share == 0) {
+      EXPECT_EQ(found, 0) << suspects;
+      continue;
+    }
+    ASSERT_GT(found, share > 0.01 ? 100 : 2);
+    double before = 1e9;
+    for (const json& one : suspects) {
+      EXPECT_EQ(one["kind"], "measurement");
+      EXPECT_FALSE(one["left_out"]);
+      const double test = std::abs(one["test"].get<double>());
+      EXPECT_GT(test, 4.5);
+      EXPECT_LE(test, before);
+      before = test;
+      const double redundancy = one["redundancy"];
+      EXPECT_GT(redundancy, 0.01);
+      EXPECT_LT(redundancy, 1);
+      EXPECT_GT(one["smallest"].get<double>(), 4.13 * 0.5 * 0.9);
+      EXPECT_GE(one["effect"].get<double>(), 0);
+    }
+    EXPECT_NE(block.Log().find(">>Measurement of point "), std::string::npos);
+    if (found > 10) {
+      EXPECT_NE(block.Log().find(">>Measurements in use that contradict the others:"), std::string::npos);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace orvo::test

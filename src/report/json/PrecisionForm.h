@@ -60,6 +60,9 @@ void Describe(V& visit, P& suspect) {
   visit("size", suspect.fSize);
   visit("unit", suspect.szUnit);
   visit("test", suspect.fTest);
+  visit("redundancy", suspect.fRedundancy);
+  visit("smallest", suspect.fSmallest);
+  visit("effect", suspect.fEffect);
 }
 
 template <class V, Of<VarianceFigure> P>

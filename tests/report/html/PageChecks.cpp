@@ -110,7 +110,10 @@ void SetPrecision(report::PrecisionFigures& precision, double value) {
     for (Triple* t : {&point.Deviation, &point.Test, &point.Redundancy, &point.Smallest, &point.Effect})
       SetAll(*t, value);
   }
-  for (SuspectFigure& suspect : precision.vSuspects) suspect.fSize = suspect.fTest = value;
+  for (SuspectFigure& suspect : precision.vSuspects) {
+    suspect.fSize = suspect.fTest = value;
+    suspect.fRedundancy = suspect.fSmallest = suspect.fEffect = value;
+  }
   for (VarianceFigure& variance : precision.vVariances)
     variance.fRedundancy = variance.fFactor = variance.fDeviation = value;
 }
