@@ -55,6 +55,11 @@ void Add(const RayResidualSums& part, RayResidualSums& total) {
 
 }  // namespace
 
+RayResidualSums SumsOfPass(const PointPassSums& pass, int64_t rayNum) {
+  return {pass.nRays,        rayNum - pass.nRays, pass.Residuals[0],
+          pass.Residuals[1], pass.Squares[0],     pass.Squares[1]};
+}
+
 RayResidualSums SumRayResiduals(const Problem& problem, const Estimate& estimate, int threads) {
   const int64_t pieceNum = (problem.PointNum() + kPiecePoints - 1) / kPiecePoints;
   std::vector<RayResidualSums> pieces(static_cast<size_t>(pieceNum));

@@ -7,6 +7,7 @@
 #include "base/ScratchVector.h"
 #include "records/PointStore.h"
 #include "rigorous/BlockProblem.h"
+#include "rigorous/PointPass.h"
 
 namespace orvo::rigorous {
 
@@ -16,6 +17,9 @@ struct RayResidualSums {
   int64_t nLeftOut = 0;  ///< rays without an image any more, and those without residual
   double fSumX = 0, fSumY = 0, fSquaresX = 0, fSquaresY = 0;
 };
+
+/// Of a pass over `rayNum` rays; a point that is in no equation has no residuals there.
+RayResidualSums SumsOfPass(const PointPassSums& pass, int64_t rayNum);
 
 /// The same bits for any number of threads.
 RayResidualSums SumRayResiduals(const Problem& problem, const Estimate& estimate, int threads);

@@ -18,6 +18,14 @@ void AddPoint(const PointObservations& point, const PointPlace& place, PointPass
   sums.fSquares += place.fSquares;
   sums.fPointDecrease += place.Decrease();
   sums.nRays += place.nSeen;
+  for (size_t ray = 0; ray < point.Rays.size(); ++ray) {
+    if (place.vWeights[ray] < 0) continue;
+    for (size_t c = 0; c < 2; ++c) {
+      const double v = place.vRows[ray].Residual[c];
+      sums.Residuals[c] += v;
+      sums.Squares[c] += v * v;
+    }
+  }
   sums.nControlObservations += point.ControlNum();
   const int rank = place.Factor.RankNum(), heldNum = point.IsHeld[0] + point.IsHeld[1] + point.IsHeld[2];
   sums.nPointUnknowns += rank;
@@ -29,6 +37,10 @@ void AddSums(const PointPassSums& from, PointPassSums& to) {
   to.fSquares += from.fSquares;
   to.fPointDecrease += from.fPointDecrease;
   to.nRays += from.nRays;
+  for (size_t c = 0; c < 2; ++c) {
+    to.Residuals[c] += from.Residuals[c];
+    to.Squares[c] += from.Squares[c];
+  }
   to.nUnseen += from.nUnseen;
   to.nPointUnknowns += from.nPointUnknowns;
   to.nControlObservations += from.nControlObservations;

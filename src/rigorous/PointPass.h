@@ -36,6 +36,7 @@ struct PointPassSums {
   /// sum of n'M^-1 n over the points, with their own M = J'PJ and n = -J'P r.
   double fPointDecrease = 0;
   int64_t nRays = 0;                 ///< in use
+  Vector2 Residuals{}, Squares{};    ///< of these, x and y: sums, unit of the measurements
   int64_t nUnseen = 0;               ///< rays without residual
   int64_t nPointUnknowns = 0;        ///< coordinates that are determined
   int64_t nControlObservations = 0;  ///< single observed coordinates, held ones not counted

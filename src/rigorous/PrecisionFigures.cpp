@@ -89,10 +89,24 @@ PrecisionRefusal RefusalOf(const UnknownPlan& plan, int32_t node, int32_t unknow
   return {UnknownOwner::None, -1, "the normal equations are not finite"};
 }
 
+/// What the residuals tell without any precision.
+PrecisionFigures TestedOf(const PrecisionInput& input) {
+  const int64_t redundancy = input.Result.Redundancy();
+  PrecisionFigures figures;
+  figures.fSigma0 = input.Result.fSigma0;
+  figures.fUnit = redundancy > 0 ? input.Result.fSigma0 : 1;
+  figures.Test = TestGlobally(input.Result.fSquares, redundancy);
+  return figures;
+}
+
 class FigureMaker {
  public:
-  explicit FigureMaker(const PrecisionInput& input)
-      : In(input), At(input.At), Steps(input.Task, OptionsOf(input)), Plan(Steps.Plan()) {}
+  FigureMaker(const PrecisionInput& input, PrecisionFigures begun)
+      : In(input),
+        At(input.At),
+        Steps(input.Task, OptionsOf(input)),
+        Plan(Steps.Plan()),
+        Out(std::move(begun)) {}
 
   PrecisionFigures Make();
 
@@ -317,10 +331,6 @@ void FigureMaker::AddRayTests() {
 }
 
 PrecisionFigures FigureMaker::Make() {
-  const int64_t redundancy = In.Result.Redundancy();
-  Out.fSigma0 = In.Result.fSigma0;
-  Out.fUnit = redundancy > 0 ? In.Result.fSigma0 : 1;
-  Out.Test = TestGlobally(In.Result.fSquares, redundancy);
   if (Plan.NodeNum() == 0 && In.Extent == PrecisionExtent::None) return std::move(Out);
   ReducedEquations& equations = Steps.EquationsAt(At);
   const FreeDatum datum = FreeDatumOf(In.Task, Plan, At, equations);
@@ -342,6 +352,11 @@ PrecisionFigures FigureMaker::Make() {
 
 }  // namespace
 
-PrecisionFigures PrecisionFiguresOf(const PrecisionInput& input) { return FigureMaker(input).Make(); }
+PrecisionFigures PrecisionFiguresOf(const PrecisionInput& input) {
+  PrecisionFigures figures = TestedOf(input);
+  // The equations would tell nothing but the free motions, of which the adjustment found none.
+  if (input.Extent == PrecisionExtent::None && input.Result.nDatumDefect == 0) return figures;
+  return FigureMaker(input, std::move(figures)).Make();
+}
 
 }  // namespace orvo::rigorous

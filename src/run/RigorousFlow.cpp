@@ -276,7 +276,7 @@ bool RigorousFlow::EndIteration(const rigorous::AdjustIteration& line) {
   RunCourse(Run).EndIteration(line.fStep, line.nSolverSteps, line.fDamping);
   Run.LogPrintf(">>>>Iteration %d: cost %.9e, step %.3e, damping %.1e%s\n", line.nIteration, line.fCost,
                 line.fStep, line.fDamping, line.bAccepted ? "" : ", rejected");
-  if (line.bAccepted) Sums = SumRayResiduals(Problem.Task, Now, Run.System.ProcessorCount());
+  if (line.bAccepted) Sums = SumsOfPass(line.Points, std::ssize(Problem.Task.vRays));
   RunCourse(Run).BeginIteration();
   return true;
 }

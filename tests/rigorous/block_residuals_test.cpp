@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "rigorous/PointChunks.h"
 #include "rigorous/RecordBlock.h"
 
 namespace orvo::rigorous {
@@ -42,6 +43,33 @@ TEST(BlockResiduals, SumsAreOfMeasuredLessPredicted) {
     EXPECT_NEAR(sums.fSumY, 5 * -0.5, 1e-5);
     EXPECT_NEAR(sums.fSquaresX, 5 * 0.0625, 1e-5);
     EXPECT_NEAR(sums.fSquaresY, 5 * 0.25, 1e-5);
+  }
+}
+
+/// Where the points come to stand, with or without losses.
+TEST(BlockResiduals, SumsOfAPassAreTheSame) {
+  const RecordBlock records = Measured();
+  for (const LossForm form : {LossForm::None, LossForm::Welsch}) {
+    for (const int64_t out : {-1, 0, 4}) {
+      BlockProblem block = records.Make();
+      if (out >= 0) block.Task.vRays[static_cast<size_t>(out)].nImage = -1;
+      Estimate at = block.Start;
+      PointPassOptions options;
+      options.Loss = {form, 0.1};
+      const PointPassSums pass = StepPoints(block.Task, ChunksOf(block.Task), options, at);
+      const RayResidualSums made = SumsOfPass(pass, std::ssize(block.Task.vRays)),
+                            expected = SumRayResiduals(block.Task, at, 1);
+      EXPECT_GE(made.nUsed, 3);
+      // Of a point that one ray is left of, nothing is in an equation.
+      const int64_t single = expected.nUsed - made.nUsed;
+      EXPECT_EQ(single, out == 4 ? 1 : 0) << out;
+      EXPECT_EQ(made.nUsed + made.nLeftOut, 5);
+      if (single != 0) continue;
+      EXPECT_NEAR(made.fSumX, expected.fSumX, 1e-12);
+      EXPECT_NEAR(made.fSumY, expected.fSumY, 1e-12);
+      EXPECT_NEAR(made.fSquaresX, expected.fSquaresX, 1e-12);
+      EXPECT_NEAR(made.fSquaresY, expected.fSquaresY, 1e-12);
+    }
   }
 }
 
