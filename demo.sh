@@ -39,7 +39,7 @@ echo "[3/3] Adjustment"
 rm -rf "$out"
 run=("$programs/orvo" adjust "$example/seneca_start.prj" --gcp "$example/seneca_control.txt"
      --pos "$example/seneca_pos.txt" --settings "$example/AdjPara_control.xml" --survey-sigma 0.011,0.02
-     --points --residuals --out "$out")
+     --points --residuals-csv --out "$out")
 printf '      %s\n\n' "${run[*]}"
 # The table and the summary are the run's own; they say how far off the block was at its start and at its end.
 "${run[@]}" || failed "The adjustment failed."

@@ -28,6 +28,7 @@ struct AdjustArguments {
   std::string szMethod;
   std::string szDevice;
   std::string szKernels;
+  std::string szResiduals = "last";
   std::string szDeviceMemory;         ///< empty: what the device has
   bool bIgnoreUnused = false;         ///< POS data and the settings need not agree
   bool bNoCheck = false;              ///< the files are not read for it beforehand
@@ -117,10 +118,16 @@ DeviceChoice ChoiceOf(const std::string& device) {
   return device == "host" ? DeviceChoice::Host : DeviceChoice::FromSettings;
 }
 
+ResidualExtent ResidualsOf(const std::string& residuals) {
+  if (residuals == "all") return ResidualExtent::All;
+  return residuals == "none" ? ResidualExtent::None : ResidualExtent::Last;
+}
+
 RunOptions OptionsOf(const AdjustArguments& arguments) {
   RunOptions options;
   options.Rules = RunRules::Guarded;
   options.bAllProcessors = true;
+  options.Residuals = ResidualsOf(arguments.szResiduals);
   options.bStrict = arguments.bStrict;
   options.Report = arguments.Report;
   options.Method = MethodOf(arguments);
@@ -316,6 +323,11 @@ std::function<int()> AddAdjust(CLI::App& app, const FrontEnd& frontEnd) {
                "leave out the reading of the whole block before the run; see orvo check");
   app.add_option("--out", paths.szOutput, "output folder [OrvoBundleResult beside the project]")
       ->type_name("DIR");
+  app.add_option(
+         "--residuals", arguments->szResiduals,
+         "iterations that leave a file with the residuals of all measurements: last, all, none [last]")
+      ->type_name("WHICH")
+      ->check(CLI::IsMember({"last", "all", "none"}));
   app.add_option("--processors", arguments->nProcessors, "processors to count on")
       ->type_name("N")
       ->check(CLI::Range(1, 4096));

@@ -2,8 +2,13 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/NearestName.h"
 #include "base/PrintableName.h"
@@ -116,12 +121,31 @@ std::vector<DeclaredCommand> DeclareCommands(CLI::App& app, const FrontEnd& fron
   return commands;
 }
 
+namespace {
+
+/// Before it took a word, --residuals asked for the table.
+bool AsksForTable(int argc, const char* const* argv, int i) {
+  constexpr std::string_view words[] = {"last", "all", "none"};
+  return std::string_view(argv[i]) == "--residuals" &&
+         (i + 1 == argc || std::ranges::find(words, argv[i + 1]) == std::end(words));
+}
+
+/// Those behind the name of the program, the last one first.
+std::vector<std::string> ReversedArguments(int argc, const char* const* argv) {
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i)
+    arguments.emplace_back(AsksForTable(argc, argv, i) ? "--residuals-csv" : argv[i]);
+  return arguments;
+}
+
+}  // namespace
+
 int OrvoMain(int argc, const char* const* argv, FrontEnd frontEnd) {
   frontEnd.szProgram = argc > 0 ? argv[0] : "";
   CLI::App app;
   const std::vector<DeclaredCommand> commands = DeclareCommands(app, frontEnd);
   try {
-    app.parse(argc, argv);
+    app.parse(ReversedArguments(argc, argv));
   } catch (const CLI::ParseError& error) {
     return EndOfParsing(app, error, frontEnd);
   }

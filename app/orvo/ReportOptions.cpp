@@ -29,7 +29,7 @@ bool TakeSigmas(std::string_view text, ReportChoice& choice) {
 void AddReportOptions(CLI::App& app, ReportChoice& choice) {
   app.add_flag_callback(
       "--no-report", [&choice] { choice.bPage = false; }, "don't write report.html; see orvo report");
-  app.add_flag("--residuals", choice.Tables.bResiduals,
+  app.add_flag("--residuals-csv", choice.Tables.bResiduals,
                "write residuals.csv, too: every measurement by image and point");
   app.add_flag("--points", choice.Tables.bPoints,
                "write the adjusted points, too: points.csv, and points.ply to look at");

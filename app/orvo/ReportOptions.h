@@ -8,7 +8,7 @@
 
 namespace orvo {
 
-/// Adds --no-report, --residuals, --points and --survey-sigma. `choice` outlives the parsing.
+/// Adds --no-report, --residuals-csv, --points and --survey-sigma. `choice` outlives the parsing.
 void AddReportOptions(CLI::App& app, ReportChoice& choice);
 
 }  // namespace orvo

@@ -7,19 +7,20 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 
 #include "whole/MeasuredProcess.h"
 
 namespace orvo::bench {
 namespace {
 
-/// Whether a program shows the messages of a run when it is asked to; earlier ones always do.
-bool TakesLog(const MeasuredProgram& program) {
+/// What the help of a program says that it takes; earlier ones do less, or do it always.
+bool Takes(const MeasuredProgram& program, std::string_view option) {
   ProcessCommand help;
   help.pArguments = {program.szPath, "adjust", "--help"};
   const ProcessFigures figures = RunMeasured(help);
-  return std::ranges::any_of(figures.Events, [](const ProcessEvent& event) {
-    return event.szText.find("--log") != std::string::npos;
+  return std::ranges::any_of(figures.Events, [option](const ProcessEvent& event) {
+    return event.szText.find(option) != std::string::npos;
   });
 }
 
@@ -35,7 +36,9 @@ std::optional<ProcessFigures> RunOnce(const MeasuredProgram& program, const Benc
   if (bench.nProcessors > 0) {
     command.pArguments.insert(command.pArguments.end(), {"--processors", std::to_string(bench.nProcessors)});
   }
-  if (TakesLog(program)) command.pArguments.push_back("--log");
+  if (Takes(program, "--log")) command.pArguments.push_back("--log");
+  if (Takes(program, "--residuals WHICH"))
+    command.pArguments.insert(command.pArguments.end(), {"--residuals", "all"});
   command.szWatchedFolder = output;
   ProcessFigures figures = RunMeasured(command);
   if (figures.bStarted && figures.nExitCode == 0) return figures;

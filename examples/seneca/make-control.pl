@@ -32,7 +32,7 @@ sub rows_of {
 }
 
 system($program, 'adjust', $project, '--pos', "$example/seneca_pos.txt", '--settings', "$example/AdjPara_gps.xml",
-       '--out', $folder, '--points', '--residuals', '--strict', '--quiet') == 0
+       '--out', $folder, '--points', '--residuals-csv', '--strict', '--quiet') == 0
   or die "the full block was not adjusted well\n";
 
 # ---- The example: images by name, names of its tie points, where they are measured

@@ -1,5 +1,7 @@
 #include "base/OutputFiles.h"
 
+#include <unistd.h>
+
 namespace orvo {
 
 bool OpenOutput(OutputFolder& outputs, TextWriter& file, const std::string& path) {
@@ -11,12 +13,20 @@ bool OpenOutput(OutputFolder& outputs, TextWriter& file, const std::string& path
 }
 
 bool CloseOutput(OutputFolder& outputs, TextWriter& file) {
-  if (!file.Close()) {
-    outputs.Fail(file.Fault());
-    return false;
-  }
+  if (!ClosePassingOutput(outputs, file)) return false;
   outputs.Written(file.Path(), file.Shown());
   return true;
+}
+
+bool ClosePassingOutput(OutputFolder& outputs, TextWriter& file) {
+  if (file.Close()) return true;
+  outputs.Fail(file.Fault());
+  return false;
+}
+
+void DropOutput(OutputFolder& outputs, const std::string& path) {
+  const std::string place = outputs.PlaceOf(path);
+  if (!place.empty()) ::unlink(place.c_str());
 }
 
 }  // namespace orvo

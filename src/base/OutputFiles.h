@@ -15,4 +15,10 @@ bool OpenOutput(OutputFolder& outputs, TextWriter& file, const std::string& path
 /// Closes a file that OpenOutput created. False, with the fault noted in the folder, when it is not whole.
 bool CloseOutput(OutputFolder& outputs, TextWriter& file);
 
+/// Closes a file that another may yet take the place of: nothing brings it to the disk before the run ends.
+bool ClosePassingOutput(OutputFolder& outputs, TextWriter& file);
+
+/// Removes a file that ClosePassingOutput closed.
+void DropOutput(OutputFolder& outputs, const std::string& path);
+
 }  // namespace orvo

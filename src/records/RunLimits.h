@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "records/AdjustmentSettings.h"
+#include "records/ResidualExtent.h"
 
 namespace orvo {
 
@@ -24,7 +25,9 @@ struct RunLimits {
   double GPS_WeightXY = 0.01;
   double GPS_WeightZ = 0.01;
 
-  bool bAllProcessors = false;  ///< no setting: the assembly leaves none idle
+  // No settings.
+  bool bAllProcessors = false;  ///< the assembly leaves none idle
+  ResidualExtent Residuals = ResidualExtent::All;
 
   bool UsesPos() const { return Apply_GPS_Data || Apply_IMU_Data; }
 };
@@ -44,7 +47,8 @@ inline RunLimits LimitsOf(const AdjustmentSettings& settings) {
           settings.PCG_IGN_Converge_Threshold,
           settings.GPS_WeightXY,
           settings.GPS_WeightZ,
-          false};
+          false,
+          ResidualExtent::All};
 }
 
 /// False where cameras stay as they were read.

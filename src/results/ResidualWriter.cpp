@@ -9,8 +9,9 @@ namespace orvo {
 
 ResidualWriter::~ResidualWriter() { Join(); }
 
-bool ResidualWriter::Start(const std::string& path, ResidualListing listing, int threads) {
+bool ResidualWriter::Start(const std::string& path, ResidualListing listing, int threads, bool passing) {
   Join();
+  bPassing = passing;
   if (!OpenOutput(*pOutputs, File, path)) return false;
   Listing = std::move(listing);
   if (!Thread.Start([this, threads] { Work(threads); })) {
@@ -28,7 +29,8 @@ void ResidualWriter::Work(int threads) {
   } catch (const std::bad_alloc&) {
     written = false;
   }
-  bWhole = CloseOutput(*pOutputs, File) && written;
+  const bool closed = bPassing ? ClosePassingOutput(*pOutputs, File) : CloseOutput(*pOutputs, File);
+  bWhole = closed && written;
   Listing = ResidualListing();
 }
 

@@ -104,10 +104,8 @@ bool IsDoubtful(size_t rayNum, const PointPlace& place, double sigma0, double le
     const PlaceRow& row = place.vRows[ray];
     for (int c = 0; c < 2; ++c) {
       double predicted = 0;
-      for (int k = 0; k < 3; ++k) {
-        const double part = row.Point[c][0] * Q[static_cast<size_t>(k)] +
-                            row.Point[c][1] * Q[static_cast<size_t>(3 + k)] +
-                            row.Point[c][2] * Q[static_cast<size_t>(6 + k)];
+      for (size_t k = 0; k < 3; ++k) {
+        const double part = row.Point[c][0] * Q[k] + row.Point[c][1] * Q[3 + k] + row.Point[c][2] * Q[6 + k];
         predicted += part * part;
       }
       const double redundancy = 1 - weight * predicted;

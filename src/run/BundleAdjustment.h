@@ -181,13 +181,13 @@ class CBundleAdjustment {
   int UpdatePosNormalEquation(const std::vector<float>& d, std::vector<double>& Ad);
 
   // ==== results/ ====================================================== a file that fails counts in Outputs
-  int WriteResultFiles(Path project, Path gcp);  ///< the listings that the run mode calls for
-  /// Selector 0: OrvoResult.ovc and .rst; 1: OrvoResult_gcp.rst. R Settings, Images, Cameras; W Residuals
-  int WriteResultForm(Path project, Path gcp, int selector);
+  int WriteResultFiles(Path project, Path gcp);               ///< the listings that the run mode calls for
+  int WriteResultForm(Path project, Path gcp, int selector);  ///< 0: OrvoResult.ovc, .rst; 1: _gcp.rst
   int WriteResultOvt();  ///< the last step of a run. R Images, Cameras; W Points, Limits
   int WriteCorrections(int32_t iteration, const double* x);   ///< nUnknownNum values
   int WriteResidualsCpu(int32_t iteration, int32_t section);  ///< into file units. R Residuals; W Normal
   void WriteResidualsBesideTheRun();  ///< from here on it takes them out of the buffers and does not wait
+  void ListLastResiduals();           ///< behind the last iteration: those that wait for it
   void FinishResidualFiles();         ///< waits for the last one
   int WriteResidualsGpu(int32_t iteration, int32_t number, const gpu::GpuResidualTable& table);
   int WriteReport();  ///< R Settings, Images, Cameras, Points, Frame, Progress; W Residuals

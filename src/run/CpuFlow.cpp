@@ -217,6 +217,7 @@ int CBundleAdjustment::RunCpuAdjustment(const std::string& project, const std::s
     FinishResidualFiles();
     return 0;
   }
+  ListLastResiduals();
   RunCourse(*this).BeginPhase(report::RunPhase::Judging);
   RunVerdict(*this).JudgePoints();
   return flow.Finish();

@@ -100,6 +100,7 @@ std::string OneRun::Begin(RunPaths& paths) {
 }
 
 void OneRun::Flow(RunPaths& paths, const Platform& platform) {
+  Block.Limits.Residuals = Options.Residuals;
   if (Options.Method == AdjustMethod::Rigorous) {
     if (!TakeRigorousSettings(Block, paths.szSettings, Options.RigorousOverrides)) return;
     RunRigorousAdjustment(Block, paths.szProject, paths.szGcp, paths.szPos, paths.szOutput);

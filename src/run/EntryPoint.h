@@ -13,6 +13,7 @@
 #include "check/Finding.h"
 #include "gpu/Device.h"
 #include "records/AdjustMethod.h"
+#include "records/ResidualExtent.h"
 #include "report/RunObserver.h"
 #include "run/ReportChoice.h"
 #include "settings/RigorousOverrides.h"
@@ -63,6 +64,7 @@ struct RunOptions {
   AdjustMethod Method = AdjustMethod::Classic;  ///< the rigorous one computes on the processor alone
   bool bStrict = false;         ///< a doubtful result of a guarded run replaces nothing either
   bool bAllProcessors = false;  ///< the assembly leaves none idle
+  ResidualExtent Residuals = ResidualExtent::All;
   DeviceChoice At = DeviceChoice::FromSettings;
   gpu::KernelForm Kernels = gpu::KernelForm::Fast;
   int64_t nDeviceMemory = 0;  ///< bytes that GPU sections are planned for at most; 0: what the device has

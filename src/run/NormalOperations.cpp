@@ -11,6 +11,7 @@
 #include "normal/SectionAssembly.h"
 #include "normal/SubTasks.h"
 #include "records/BlockLayout.h"
+#include "results/ResidualWriter.h"
 #include "run/BundleAdjustment.h"
 #include "verdict/RunTrack.h"
 
@@ -104,6 +105,7 @@ int CBundleAdjustment::SplitSubTasks(int32_t section, std::vector<SubTask>& task
 int CBundleAdjustment::BuildNormalEquation(int32_t iteration, int32_t section,
                                            std::vector<int32_t>& threadNumCache) {
   const MemoryPurpose purpose("the normal equations");
+  if (pResidualWriter) pResidualWriter->TakeKept();
   // Deliberate: Thread_Num of the settings has no say in this.
   Limits.nThreadNum = AssemblyThreadNum(Settings.bMultiThread, Limits.bAllProcessors ? 0 : 1, System, Log);
   int32_t& cached = threadNumCache[static_cast<size_t>(section)];

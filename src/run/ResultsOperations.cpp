@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/OutputFiles.h"
 #include "normal/ThreadBuffers.h"
 #include "results/CorrectionFiles.h"
 #include "results/Report.h"
@@ -20,6 +21,11 @@ ResidualListing ListingOf(const AdjustmentSettings& settings, const ResidualStat
   listing.fScale = settings.Image_Coor_Scale;
   listing.Figures = FiguresOf(residuals, listing.fScale);
   return listing;
+}
+
+/// Of an iteration that turned out not to be the last.
+void DropResiduals(int32_t iteration, int32_t number, const FilePaths& paths, OutputLedger& outputs) {
+  if (iteration >= 0) DropOutput(outputs.Folder, ResidualFilePath(paths, iteration, number));
 }
 
 /// Exchanges the residuals of the threads with those of the parts.
@@ -82,15 +88,32 @@ int CBundleAdjustment::WriteCorrections(int32_t iteration, const double* x) {
 }
 
 int CBundleAdjustment::WriteResidualsCpu(int32_t iteration, int32_t section) {
+  const bool last = Limits.Residuals == ResidualExtent::Last;
+  if (Limits.Residuals == ResidualExtent::None) return 1;
   const std::string path = ResidualFilePath(Paths, iteration, section);
   ResidualListing listing = ListingOf(Settings, Residuals);
   auto& parts = listing.Lines.emplace<std::vector<ResidualPart>>();
   if (Normal.pThreadBuffers) SwapResiduals(*Normal.pThreadBuffers, parts);
-  if (pResidualWriter)
-    return WriteResidualFileBeside(path, std::move(listing), System, *pResidualWriter, Outputs) ? 1 : 0;
+  // There is room for those of a single section until the next iteration wants it.
+  if (last && pResidualWriter && Points.Sections.Count() <= 1) {
+    pResidualWriter->Keep({path, std::move(listing)});
+    return 1;
+  }
+  if (pResidualWriter) {
+    const bool started =
+        WriteResidualFileBeside(path, std::move(listing), System, *pResidualWriter, Outputs, last);
+    if (last) DropResiduals(iteration - 1, section, Paths, Outputs);
+    return started ? 1 : 0;
+  }
   const bool created = WriteResidualFile(path, listing, System.ProcessorCount(), Outputs);
   if (Normal.pThreadBuffers) SwapResiduals(*Normal.pThreadBuffers, parts);
   return created ? 1 : 0;
+}
+
+void CBundleAdjustment::ListLastResiduals() {
+  if (!pResidualWriter) return;
+  if (auto kept = pResidualWriter->TakeKept())
+    WriteResidualFileBeside(kept->szPath, std::move(kept->Listing), System, *pResidualWriter, Outputs);
 }
 
 void CBundleAdjustment::WriteResidualsBesideTheRun() {
@@ -103,10 +126,14 @@ void CBundleAdjustment::FinishResidualFiles() {
 
 int CBundleAdjustment::WriteResidualsGpu(int32_t iteration, int32_t number,
                                          const gpu::GpuResidualTable& table) {
+  const bool last = Limits.Residuals == ResidualExtent::Last;
+  if (Limits.Residuals == ResidualExtent::None) return 1;
   ResidualListing listing = ListingOf(Settings, Residuals);
   listing.Lines = table;
   const std::string path = ResidualFilePath(Paths, iteration, number);
-  return WriteResidualFile(path, listing, System.ProcessorCount(), Outputs) ? 1 : 0;
+  const bool created = WriteResidualFile(path, listing, System.ProcessorCount(), Outputs, last);
+  if (last) DropResiduals(iteration - 1, number, Paths, Outputs);
+  return created ? 1 : 0;
 }
 
 int CBundleAdjustment::WriteReport() {

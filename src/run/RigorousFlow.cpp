@@ -339,7 +339,7 @@ int RigorousFlow::Iterate() {
   Sums = SumRayResiduals(Problem.Task, Now, Run.System.ProcessorCount());
   StoreResidualStatistics(Sums, Run.Residuals);
   StoreResult(Problem, Now, Run);
-  WriteRigorousResiduals(iterations, Problem, Now, Run);
+  if (Run.Limits.Residuals != ResidualExtent::None) WriteRigorousResiduals(iterations, Problem, Now, Run);
   Run.LogPrintf(">>Computing the precision...\n");
   Figures = PrecisionOfRun(Problem, Now, Result.Last, CheckPointsOfRun(Problem, vSigmas, Run), Run);
   TellPrecision(Figures, std::ssize(Result.vOut), Run);

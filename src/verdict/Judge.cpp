@@ -157,7 +157,8 @@ void Judgement::Points() {
   const double gross = Percent(F.nGross, F.nMeasurements);
   if (gross > L.fGross) {
     Doubt(Format("%.3g %% of the measurements are gross", gross), Format("%.4g %%", L.fGross),
-          "Look at the gross measurements by image in report.html, or --residuals, at wrong matches, and at "
+          "Look at the gross measurements by image in report.html, or --residuals-csv, at wrong matches, and "
+          "at "
           "the "
           "control");
   }

@@ -440,9 +440,11 @@ TEST(AdjustTalk, FilesThatWereAskedForAreNamed) {
     std::vector<std::string> more;
     const char* szLine;
   } rows[] = {{{}, ""},
+              {{"--residuals-csv"}, "Beside it: residuals.csv\n"},
               {{"--residuals"}, "Beside it: residuals.csv\n"},
               {{"--points"}, "Beside it: points.csv, points.ply\n"},
-              {{"--points", "--residuals"}, "Beside it: residuals.csv, points.csv, points.ply\n"},
+              {{"--points", "--residuals-csv", "--residuals", "none"},
+               "Beside it: residuals.csv, points.csv, points.ply\n"},
               {{"--points", "--no-report"}, "Beside it: points.csv, points.ply\n"}};
   for (const auto& row : rows) {
     const Ended ended = Call({row.more, [](std::FILE*, report::RunObserver&) {

@@ -323,7 +323,7 @@ TEST(Verdict, GrossOnesAreFoundInTheReport) {
   ASSERT_EQ(verdict.vReasons.size(), 1u);
   EXPECT_EQ(
       verdict.vReasons[0].szRemedy,
-      "Look at the gross measurements by image in report.html, or --residuals, at wrong matches, and at "
+      "Look at the gross measurements by image in report.html, or --residuals-csv, at wrong matches, and at "
       "the control");
 }
 

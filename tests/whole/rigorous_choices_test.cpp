@@ -196,6 +196,7 @@ TEST(RigorousSuspects, MeasurementsInUseAreTold) {
   options.fGroundPointNoise = 0.02;
   for (const double share : {0.0, 0.002, 0.06}) {
     options.fOutlierFraction = share;
+    if (share > 0.01) options.fMeasurementsPerImage = 500;
     Block block(options);
     const json precision = SummaryOfRun(block, RunWith({"Robust=none"}, false))["precision"];
     const json& suspects = precision["suspects"];
