@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <ostream>
 #include <string>
 
 #include "support/Block.h"
@@ -32,6 +33,8 @@ struct Case {
   bool bSections = false;  ///< points do not fit into the memory that the run sees
   bool bDevice = false;
 };
+
+std::ostream& operator<<(std::ostream& out, const Case& one) { return out << one.szName; }
 
 const Case kCases[] = {
     {"Classic", "Set_IOP_Unknown", "true", AdjustMethod::Classic},
