@@ -1,7 +1,5 @@
 #include "base/OutputFiles.h"
 
-#include <unistd.h>
-
 namespace orvo {
 
 bool OpenOutput(OutputFolder& outputs, TextWriter& file, const std::string& path) {
@@ -22,11 +20,6 @@ bool ClosePassingOutput(OutputFolder& outputs, TextWriter& file) {
   if (file.Close()) return true;
   outputs.Fail(file.Fault());
   return false;
-}
-
-void DropOutput(OutputFolder& outputs, const std::string& path) {
-  const std::string place = outputs.PlaceOf(path);
-  if (!place.empty()) ::unlink(place.c_str());
 }
 
 }  // namespace orvo

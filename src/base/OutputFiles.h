@@ -18,7 +18,4 @@ bool CloseOutput(OutputFolder& outputs, TextWriter& file);
 /// Closes a file that another may yet take the place of: nothing brings it to the disk before the run ends.
 bool ClosePassingOutput(OutputFolder& outputs, TextWriter& file);
 
-/// Removes a file that ClosePassingOutput closed.
-void DropOutput(OutputFolder& outputs, const std::string& path);
-
 }  // namespace orvo

@@ -156,6 +156,14 @@ void OutputFolder::Written(const std::string& place, const std::string& path) {
   Sync.Add(place, path);
 }
 
+// Where it can't be removed now it goes with the staging folder.
+void OutputFolder::Drop(const std::string& path) {
+  const std::string place = PlaceOf(path);
+  if (place.empty()) return;
+  if (bActive && place != path) Dropped.insert(place.substr(place.rfind('/') + 1));
+  ::unlink(place.c_str());
+}
+
 void OutputFolder::Fail(const OutputFault& fault) {
   const std::lock_guard lock(Mutex);
   if (!First.Any()) First = fault;
@@ -184,6 +192,7 @@ bool OutputFolder::End(OutputFate fate) {
   Lock.Release();
   pInterruptible.reset();
   Whole.clear();
+  Dropped.clear();
   bActive = false;
   return !Fault().Any();
 }
@@ -230,6 +239,7 @@ bool OutputFolder::Prepare(OutputFate fate, CommitPlan& plan) {
   int error = 0;
   std::vector<std::string> staged = NamesInFolder(szStaging, &error);
   if (error != 0) return FailWith(szStaging, "read", error);
+  std::erase_if(staged, [this](const std::string& name) { return Dropped.contains(name); });
   // What a failed run has computed until then stays behind.
   if (fate == OutputFate::Failed) {
     std::erase_if(staged,

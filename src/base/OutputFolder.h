@@ -29,7 +29,7 @@ enum class OutputFate {
 ///
 ///  - Begin takes the lock, finishes what a dead run has left half done, and makes the staging folder.
 ///  - PlaceOf tells where to write, Written has a whole file brought to the disk while the run goes on, Fail
-///    notes what went wrong; these three may be called from any thread.
+///    notes what went wrong; these three may be called from any thread. Drop takes a file back.
 ///  - End puts the files in place by renames. They are done by a process of its own that outlives a kill of
 ///    this one, and are taken back when one fails. Whenever the lock is free, the folder holds one whole run.
 class OutputFolder {
@@ -51,6 +51,9 @@ class OutputFolder {
   std::string PlaceOf(const std::string& path);
   /// The file at that place is whole: brings it to the disk meanwhile.
   void Written(const std::string& place, const std::string& path);
+  /// The file with this final path does not come in place, for another one took its part. It has not been
+  /// told to be Written.
+  void Drop(const std::string& path);
   void Fail(const OutputFault& fault);
   /// The first of all faults.
   OutputFault Fault() const;
@@ -84,6 +87,7 @@ class OutputFolder {
   mutable std::mutex Mutex;  ///< of the two below
   OutputFault First;
   std::set<std::string> Whole;  ///< names of files that are being brought to the disk
+  std::set<std::string> Dropped;
   std::unique_ptr<Interruptible> pInterruptible;
 };
 

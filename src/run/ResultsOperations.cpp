@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/OutputFiles.h"
 #include "normal/ThreadBuffers.h"
 #include "results/CorrectionFiles.h"
 #include "results/Report.h"
@@ -25,7 +24,7 @@ ResidualListing ListingOf(const AdjustmentSettings& settings, const ResidualStat
 
 /// Of an iteration that turned out not to be the last.
 void DropResiduals(int32_t iteration, int32_t number, const FilePaths& paths, OutputLedger& outputs) {
-  if (iteration >= 0) DropOutput(outputs.Folder, ResidualFilePath(paths, iteration, number));
+  if (iteration >= 0) outputs.Folder.Drop(ResidualFilePath(paths, iteration, number));
 }
 
 /// Exchanges the residuals of the threads with those of the parts.

@@ -5,6 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "base/CommitFiles.h"
 #include "base/OutputCollision.h"
 #include "base/OutputNames.h"
@@ -67,6 +70,26 @@ TEST(OutputFolder, WhatBecomesOfTheFiles) {
     for (const auto& [name, text] : row.come) expected[name] = text;
     EXPECT_TRUE(RunIn(folder, row.fate)) << static_cast<int>(row.fate);
     EXPECT_EQ(folder.Contents(), expected) << static_cast<int>(row.fate);
+  }
+}
+
+/// Whether it could be removed at once or not: then it is in the way of removing a file, being a folder.
+TEST(OutputFolder, WhatWasDroppedDoesNotCome) {
+  for (const bool removable : {true, false}) {
+    const CommitFolder folder;
+    OutputFolder outputs;
+    ASSERT_EQ(outputs.Begin(folder.Path()), "");
+    WriteOutput(outputs, folder / "OrvoResult.ovc", "new");
+    const std::string place = outputs.PlaceOf(folder / "Residuals_0_0.res");
+    if (removable) {
+      std::ofstream(place) << "of the first iteration";
+    } else {
+      std::filesystem::create_directory(place);
+    }
+    outputs.Drop(folder / "Residuals_0_0.res");
+    EXPECT_EQ(std::filesystem::exists(place), !removable);
+    EXPECT_TRUE(outputs.End(OutputFate::Replace));
+    EXPECT_EQ(folder.Contents(), (FolderContents{{"OrvoResult.ovc", "new"}}));
   }
 }
 
