@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,6 +46,14 @@ constexpr std::array kParameters = {Parameter{"f", "px", &CameraParameters::f, t
                                     Parameter{"b1", "", nullptr, false, &LensTerms::fB1},
                                     Parameter{"b2", "", nullptr, false, &LensTerms::fB2}};
 
+/// Up to k2, and the further ones where a camera has some.
+std::span<const Parameter> ParametersOf(std::span<const CameraFigure> cameras) {
+  constexpr size_t kRadial = 5;
+  const bool further = std::ranges::any_of(
+      cameras, [](const CameraFigure& camera) { return camera.Start.bFurther || camera.End.bFurther; });
+  return std::span(kParameters).first(further ? kParameters.size() : kRadial);
+}
+
 std::string NameOf(const Parameter& parameter) {
   if (*parameter.pUnit == '\0') return parameter.pName;
   return fmt::format("{}, {}", parameter.pName, parameter.pUnit);
@@ -64,9 +73,7 @@ std::string ParameterTable(const CameraFigure& camera) {
   std::vector<TableColumn> columns = {{"Value"}, {camera.bUnknown ? "start" : "held", true}};
   if (camera.bUnknown) columns.insert(columns.end(), {{"end", true}, {"change", true}});
   HtmlTable table(columns, "The distortion is that in the corner of the image.");
-  const bool further = camera.Start.bFurther || camera.End.bFurther;
-  for (const Parameter& parameter : kParameters) {
-    if (parameter.pFurther != nullptr && !further) continue;
+  for (const Parameter& parameter : ParametersOf({&camera, 1})) {
     const double start = parameter.Of(camera.Start), end = parameter.Of(camera.End);
     table.Row({NameOf(parameter), ValueText(parameter, start), ValueText(parameter, end),
                ChangeText(parameter, end - start)});
@@ -155,10 +162,10 @@ std::string Summary(const std::vector<CameraFigure>& cameras) {
                    {"change, median", true},
                    {"change, largest", true}},
                   fmt::format("Over {}", Counted(static_cast<int64_t>(cameras.size()), "camera")));
-  for (const Parameter& parameter : kParameters) {
+  for (const Parameter& parameter : ParametersOf(cameras)) {
     std::vector<double> start, end, change;
     for (const CameraFigure& camera : cameras) {
-      const double first = camera.Start.*parameter.pValue, last = camera.End.*parameter.pValue;
+      const double first = parameter.Of(camera.Start), last = parameter.Of(camera.End);
       if (!std::isfinite(first) || !std::isfinite(last)) continue;
       start.push_back(first);
       end.push_back(last);
@@ -185,15 +192,16 @@ std::string Largest(const std::vector<CameraFigure>& cameras) {
   std::ranges::stable_sort(changes, [](const auto& a, const auto& b) { return a.first > b.first; });
   changes.resize(std::min(kLargest, changes.size()));
   std::vector<TableColumn> columns = {{"Camera"}, {"images", true}, {"in the corner, px", true}};
-  for (const Parameter& parameter : kParameters) columns.push_back({NameOf(parameter), true});
+  const std::span<const Parameter> parameters = ParametersOf(cameras);
+  for (const Parameter& parameter : parameters) columns.push_back({NameOf(parameter), true});
   HtmlTable table(
       columns, fmt::format("The {} with the largest change: how far it moves a point in the corner at most, "
                            "and the change of each parameter",
                            changes.size()));
   for (const auto& [change, camera] : changes) {
     std::vector<std::string> cells = {camera->szName, Thousands(camera->nImages), Significant(change, 3)};
-    for (const Parameter& parameter : kParameters)
-      cells.push_back(ChangeText(parameter, camera->End.*parameter.pValue - camera->Start.*parameter.pValue));
+    for (const Parameter& parameter : parameters)
+      cells.push_back(ChangeText(parameter, parameter.Of(camera->End) - parameter.Of(camera->Start)));
     table.Row(cells, CameraRemarks(*camera).empty() ? "" : "doubtful");
   }
   return std::move(table).Finish();
